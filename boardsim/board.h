@@ -1,0 +1,165 @@
+// The simulated board: what stands behind the program's system calls on a PC.
+//
+// A test makes one Board; while it lives, every open, ioctl, read, select, sleep ... of the
+// process that concerns the board is answered by it, in virtual time. The launcher
+// (boardsim/tool) makes the same Board inside an unmodified program.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace boardsim {
+
+/// Virtual time since the board was switched on.
+using Time = std::chrono::microseconds;
+
+/// One board family that can be simulated.
+struct Family {
+  std::string_view name;         ///< "normal", "k", "63xx", "68xx", "68xx-fpga", "6444", "6444-j", "loop", "loop-c", "ma", "65xx", "rkd1", "rkd2"
+  std::uint32_t type;            ///< device type code the boot block carries
+  std::uint8_t alarm_outputs;    ///< number of alarm outputs in the boot block
+  std::string_view description;  ///< one line for `boardsim --board list`
+};
+
+/// All families, in the order in which `boardsim --board list` names them.
+std::span<const Family> families();
+
+/// One system call that the board answered.
+struct Call {
+  Time at{};                          ///< virtual time at which the call was made
+  std::string name;                   ///< "open", "close", "ioctl", "read", "stat", "sleep", "usleep", "select", "recv", "send", "reboot" ...
+  std::string node;                   ///< device node or path, "station" for the station's socket, empty for sleeps
+  std::uint32_t request = 0;          ///< ioctl request number, else 0
+  std::vector<std::uint32_t> record;  ///< what the program handed in: the record's 32-bit words, or a sleep's length in its own unit
+  long result = 0;                    ///< what the call returned
+  int error = 0;                      ///< errno when it failed, else 0
+
+  /// The call without its time, as it stands in a trace file, for example
+  /// "open /dev/rtc = ok", "open /dev/rtc = -1 ENODEV", "ioctl /dev/qznio 0x40044d02 {0, 10000, 5000} = 0",
+  /// "ioctl /dev/qznio 0x80044801 {} = 0", "close /dev/qznio = 0", "sleep 10", "usleep 500000",
+  /// "reboot 0x1234567 = 0", "stat /proc/debug/temp1 = 0", "read /proc/debug/temp1 32 = 6".
+  /// A request that only reads shows {} unless the device says which words of its record go in.
+  std::string text() const;
+  /// text() behind the virtual time in seconds: "0.200000 open /dev/rtc = ok".
+  std::string timed_text() const;
+};
+
+/// How time passes for the program.
+enum class Pace {
+  virtual_time,  ///< a wait that nothing else can end is over at once; time jumps to its end
+  stepped,       ///< time stands still until advance() moves it
+  scaled,        ///< time runs `speed` times as fast as the PC's clock
+};
+
+/// What a GPIO line is set up as.
+enum class Direction : std::uint8_t { unset, input, output };
+
+/// A board of one family, healthy until a fault is laid over it. Only one exists at a time.
+/// All members may be called from any thread.
+class Board {
+ public:
+  /// Switches on a board of the named family. Throws std::invalid_argument for a name that families() lacks.
+  explicit Board(std::string_view family = "normal", Pace pace = Pace::virtual_time, double speed = 1.0);
+  ~Board();
+  Board(const Board&) = delete;
+  Board& operator=(const Board&) = delete;
+
+  /// The board that answers now, or null.
+  static Board* current();
+
+  // ---- identity -------------------------------------------------------------------------
+  /// Writes a composite device type code into the boot block (high half at 28, low half at 100).
+  void set_type(std::uint32_t code);
+  /// Writes the number of alarm outputs into the boot block (offset 90).
+  void set_alarm_outputs(std::uint8_t count);
+  /// The 256 bytes that the boot block request copies out.
+  std::array<std::uint8_t, 256>& boot_block();
+
+  // ---- time -----------------------------------------------------------------------------
+  /// Virtual time now.
+  Time now() const;
+  /// Runs `event` when virtual time reaches `when` (at once, inside the next wait, when that has passed).
+  /// In this way a test plays what happens on its own: bytes that arrive, a peer that closes, a wire that breaks.
+  void at(Time when, std::function<void()> event);
+  /// Pace::stepped only: lets `span` of virtual time pass, waking every waiting thread at its due time and
+  /// letting it run until it waits again. Returns false when the program does not come to rest within
+  /// 30 s of the PC's time.
+  bool advance(Time span);
+  /// Waits (in real time, at most 30 s) until every thread of the program waits and no socket it waits for is ready.
+  bool settle();
+
+  // ---- faults ---------------------------------------------------------------------------
+  /// Lays a named fault over the board. Throws std::invalid_argument with a clear text when it is not understood.
+  ///   "open NODE [#N[+]] [ERRNO]"            opening NODE fails (the N-th time only; with + from then on)
+  ///   "ioctl NODE [REQUEST] [#N[+]] [ERRNO]" a request fails (REQUEST like 0x80044801; without it any)
+  ///   "read|write|stat|close NODE [#N[+]] [ERRNO]"
+  ///   "socket|bind|listen|accept|select|recv|send|connect [#N[+]] [ERRNO]"   network calls; a short count: "recv #2 short 1"
+  ///   "thread [#N[+]] [ERRNO]"               pthread_create fails
+  ///   device words, listed in docs/simulator.md: "rtc stopped", "rtc seconds 57 58 59 0 1 2", "gpio 26 stuck high",
+  ///   "sensors none", "sensor 1 text 45500", "interface eth0 none", "interface eth0 192.0.2.1" ...
+  /// ERRNO defaults to ENODEV for open, EIO elsewhere.
+  void fault(std::string_view text);
+  /// Takes all faults away again; counts start anew.
+  void clear_faults();
+
+  // ---- hardware -------------------------------------------------------------------------
+  int gpio_level(unsigned pin) const;              ///< level of a line, 0 or 1
+  void set_gpio_level(unsigned pin, int level);    ///< drives an input line from outside
+  Direction gpio_direction(unsigned pin) const;
+  std::uint32_t fpga(std::uint32_t address) const;             ///< FPGA register
+  void set_fpga(std::uint32_t address, std::uint32_t value);
+  std::uint32_t afe(std::uint32_t address) const;              ///< front-end register behind /dev/tg
+  void set_afe(std::uint32_t address, std::uint32_t value);
+  std::uint32_t stm8(std::uint32_t address) const;             ///< coprocessor register behind /dev/tcs
+  void set_stm8(std::uint32_t address, std::uint32_t value);
+  struct Pwm { std::int32_t period = 0, duty = 0; };
+  Pwm pwm(std::int32_t channel) const;
+  std::uint32_t led(std::uint32_t index) const;                ///< state last written
+  /// Puts /proc/debug/tempN with the given content in place; a healthy board has only temp1, "45500\n".
+  void set_sensor(int number, std::string content);
+  void remove_sensors();
+  /// The clock answers these seconds, one a read, then goes on with the last ("rtc seconds ..." as a call).
+  void set_rtc_seconds(std::vector<int> seconds);
+
+  // ---- network --------------------------------------------------------------------------
+  /// What SIOCGIFADDR answers for an interface ("eth0", "wlan0"); an empty address removes it.
+  /// A healthy board has eth0 at 127.0.0.1 and no wlan0.
+  void set_interface(std::string_view name, std::string_view address);
+  /// Whether select writes the time that is left into its time-out (Linux does; default true).
+  void set_select_counts_down(bool yes);
+
+  // ---- what happened --------------------------------------------------------------------
+  /// Every call since the board was switched on or clear_trace() was called.
+  std::vector<Call> trace() const;
+  /// text() of the calls, without those on sockets (station, select, network calls), clocks and threads: what the hardware saw.
+  std::vector<std::string> hardware_trace() const;
+  /// timed_text() of the same calls.
+  std::vector<std::string> timed_hardware_trace() const;
+  void clear_trace();
+  /// Nodes that are open now, in the order of opening, one entry a descriptor.
+  std::vector<std::string> open_nodes() const;
+  /// The argument of each reboot call. None is ever performed.
+  std::vector<std::uint32_t> reboots() const;
+  /// Calls that the board did not know (unknown node, request, file, program call); each also went to standard
+  /// error when it happened. Anything here fails the test.
+  std::vector<std::string> violations() const;
+  /// For tests of the violations themselves.
+  void clear_violations();
+  /// Number of program threads alive besides the one that made the board.
+  int live_threads() const;
+
+  struct State;              ///< internal to boardsim/
+  State& state() { return *state_; }
+
+ private:
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace boardsim

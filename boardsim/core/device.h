@@ -1,0 +1,49 @@
+// What every simulated device node answers. One device a file in boardsim/devices/.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <sys/types.h>
+#include <vector>
+
+namespace boardsim {
+
+/// The outcome of one call on a node.
+struct Answer {
+  long result = 0;     ///< what the call returns
+  int error = 0;       ///< errno when result is -1
+  bool known = true;   ///< false: the device does not know the request; the board reports it loudly
+
+  static Answer ok(long result = 0) { return {result, 0, true}; }
+  static Answer fails(int error) { return {-1, error, true}; }
+  static Answer unknown() { return {-1, 0, false}; }
+};
+
+/// One device node. Called with the board's lock held: it must not block, sleep or call back into the board.
+class Device {
+ public:
+  Device() = default;
+  Device(const Device&) = delete;
+  Device& operator=(const Device&) = delete;
+  virtual ~Device() = default;
+
+  /// Answers open(2); `flags` as given there.
+  virtual Answer open(int flags);
+  /// Called after the descriptor is gone.
+  virtual void close() {}
+  /// Answers ioctl(2); `argument` is the third argument, a pointer or a value as the request defines.
+  virtual Answer ioctl(std::uint32_t request, void* argument) = 0;
+  /// The 32-bit words that the request hands in, for the trace. Empty for requests that only read.
+  virtual std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const = 0;
+  /// Answers read(2)/write(2) at a descriptor's position; a node without them answers unknown.
+  virtual Answer read(void* buffer, std::size_t size, off_t& position);
+  virtual Answer write(const void* buffer, std::size_t size, off_t& position);
+  /// Lays a fault in the device's own words over it. False when the words are not its own;
+  /// throws std::invalid_argument when they are but make no sense.
+  virtual bool fault(const std::vector<std::string_view>& words);
+  /// Takes its own faults away.
+  virtual void clear_faults() {}
+};
+
+}  // namespace boardsim

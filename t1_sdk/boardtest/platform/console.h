@@ -1,0 +1,5 @@
+// The system console.
+#pragma once
+
+/// Makes the terminal `devname` the system console. Failures print one line. Always 0.
+int setconsole(const char* devname);

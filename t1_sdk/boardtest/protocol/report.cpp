@@ -1,0 +1,34 @@
+// How every test reports.
+#include "t1_sdk/boardtest/protocol/report.h"
+
+#include <cstdio>
+
+#include "t1_sdk/boardtest/protocol/message.h"
+#include "t1_sdk/util/text.h"
+
+const char kTestSucceeded[] = "测试成功";
+
+TestReport::TestReport(int testCode, const char* name, const char* description) {
+  describe(description);
+  t1_sdk_initial_t1Msg(&msg, static_cast<unsigned>(testCode), name);
+}
+
+void TestReport::fail(int code, const char* description) {
+  code_ = code;
+  describe(description);
+}
+
+void TestReport::describe(const char* text) {
+  copy_gbk(description_.data(), description_.size(), text);
+}
+
+int TestReport::send() {
+  if (passed()) {
+    msg.AddChildElem("Value", "Pass");
+  } else {
+    std::printf("fail num = %d\n", code_);
+    msg.AddChildElem("Value", "Fail");
+  }
+  msg.AddChildElem("Description", description_.data());
+  return tcp_send_xml_msg(&msg);
+}

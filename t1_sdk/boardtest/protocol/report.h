@@ -1,0 +1,41 @@
+// How every test reports: a result code, a description, one reply.
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+/// The descriptions' buffer, terminator included.
+inline constexpr std::size_t kDescriptionSize = 512;
+
+/// The description of a test that met no failure. Texts stand in sources, never in headers: whoever includes
+/// this one may be compiled without GBK literals.
+extern const char kTestSucceeded[];
+
+/// The report of one test run: starts the reply in `msg` when it is made, keeps the result code and the
+/// description while the test runs, and sends the reply with send().
+class TestReport {
+ public:
+  /// Starts the reply. `name` is the test's name as the station shows it.
+  TestReport(int testCode, const char* name, const char* description = kTestSucceeded);
+  TestReport(const TestReport&) = delete;
+  TestReport& operator=(const TestReport&) = delete;
+
+  /// Records a failure with its description, which is cut to the buffer between characters.
+  void fail(int code, const char* description);
+  /// Records a failure that leaves the description as it is.
+  void fail(int code) { code_ = code; }
+  /// Replaces the description.
+  void describe(const char* text);
+
+  bool passed() const { return code_ == 0; }
+  int code() const { return code_; }
+  const char* description() const { return description_.data(); }
+
+  /// Adds Value ("Pass" for code 0, else "Fail" after printing "fail num = %d\n") and Description, and
+  /// sends the reply. 0, or -1 when it could not be sent.
+  int send();
+
+ private:
+  int code_ = 0;
+  std::array<char, kDescriptionSize> description_{};
+};

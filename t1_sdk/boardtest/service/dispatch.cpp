@@ -1,0 +1,82 @@
+// From a request to the one test that it names.
+#include "t1_sdk/boardtest/service/dispatch.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <iterator>
+#include <string>
+
+#include "t1_sdk/boardtest/comm/restart.h"
+#include "t1_sdk/boardtest/comm/temperature.h"
+#include "t1_sdk/boardtest/peripheral/light.h"
+#include "t1_sdk/boardtest/peripheral/rtc.h"
+#include "t1_sdk/boardtest/sensor/vsub_trim.h"
+#include "t1_sdk/boardtest/service/server.h"
+#include "t1_sdk/util/text.h"
+#include "t1_sdk/xmldocument/xml_document.h"
+
+int g_sub_value = 0;
+
+namespace {
+
+struct TestRow {
+  int code;
+  const char* name;  ///< printed when the test is called; some have none
+  void (*handler)();
+};
+
+// clang-format off
+constexpr TestRow kTests[] = {
+    {   -15, "T1_TESTCODE_CENTAURUS", t1_sdk_centaurus_test},
+    {  1536, nullptr,                 t1_sdk_rtc_test},
+    {  7426, "T1_TESTCODE_TEMP",      t1_sdk_tmp_test},
+    { 14592, "T1_TESTCODE_LIGHT",     t1_sdk_in_light},
+    { 69633, "T1_TESTCODE_IN_LIGHT",  t1_sdk_in_light_rkd},
+};
+
+constexpr int kQuit = 62208;
+constexpr int kVsubSetCommands[] = {9728, 9984, 10240};
+constexpr int kVsubTrimSteps[] = {11009, 11010, 11011, 11265, 11266, 11267, 11521, 11522, 11523};
+// clang-format on
+
+template <std::size_t N>
+bool contains(const int (&codes)[N], int code) {
+  return std::find(std::begin(codes), std::end(codes), code) != std::end(codes);
+}
+
+/// The number in the next child of that name; 0 when there is none.
+int child_number(XmlDocument& request, const char* name) {
+  return request.FindChildElem(name) ? parse_int(request.GetChildData().c_str()) : 0;
+}
+
+}  // namespace
+
+int process_client_operation(unsigned char* pcRecvBuf, int /*iLen*/) {
+  if (pcRecvBuf == nullptr) return -1;
+  const auto* text = reinterpret_cast<const char*>(pcRecvBuf);
+  XmlDocument request;
+  request.SetDoc(std::string(text, strnlen(text, kMaxRequest)).c_str());
+  const int code = child_number(request, "TestCode");
+
+  if (code == kQuit) {
+    std::puts("recv q command");
+    return kQuitRequested;
+  }
+  if (contains(kVsubSetCommands, code)) {
+    g_sub_value = child_number(request, "Parameters");
+    std::printf("g_sub_value = %d\n", g_sub_value);
+  }
+  if (!contains(kVsubTrimSteps, code)) t1_sdk_reset_trim_vsub();
+
+  const auto* test = std::find_if(std::begin(kTests), std::end(kTests),
+                                  [code](const TestRow& row) { return row.code == code; });
+  if (test == std::end(kTests)) {
+    std::puts("testCode is invalid");
+    return 0;
+  }
+  if (test->name != nullptr) std::puts(test->name);
+  g_iTimeCount = 0;
+  test->handler();
+  return 0;
+}

@@ -1,0 +1,73 @@
+// The IPv4 address that the server binds.
+#include "t1_sdk/boardtest/service/local_address.h"
+
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "t1_sdk/util/descriptor.h"
+
+namespace {
+
+constexpr char kFileName[] = "boardtest";  // what "%s:%d" lines call this source
+constexpr std::size_t kNameLimit = 16;     // longest interface name
+constexpr int kDottedSize = 16;            // "255.255.255.255" and its terminator
+
+/// Prints "boardtest:LINE text".
+void complain(int line, const char* text) {
+  std::printf("%s:%d %s\n", kFileName, line, text);
+}
+
+}  // namespace
+
+in_addr_t get_local_ipaddr() {
+  char wired[] = "eth0";
+  char wireless[] = "wlan0";
+  char ip[kDottedSize] = {};
+  if (get_local_ipaddr_by_interface(wired, ip, sizeof ip) != DIAG_RET_SUCCESS ||
+      std::strncmp(ip, kFallbackAddress, kFallbackCompared) == 0) {
+    if (get_local_ipaddr_by_interface(wireless, ip, sizeof ip) != DIAG_RET_SUCCESS) {
+      complain(__LINE__, "get_local_ipaddr:get interface address failed...");
+      return INADDR_ANY;
+    }
+  }
+  const in_addr_t address = inet_addr(ip);
+  if (address == INADDR_NONE) {
+    complain(__LINE__, "get_local_ipaddr:convert address failed...");
+    return INADDR_ANY;
+  }
+  return address;
+}
+
+int get_local_ipaddr_by_interface(char* interface_name, char* ip, int len) {
+  if (interface_name == nullptr || ip == nullptr || len < kDottedSize) {
+    complain(__LINE__, "get_local_ipaddr_by_interface:parameter error...");
+    return DIAG_RET_FAILED;
+  }
+  const Descriptor probe(socket(AF_INET, SOCK_STREAM, 0));
+  if (probe.get() < 0) {
+    complain(__LINE__, "get_local_ipaddr_by_interface:create socket failed...");
+    return DIAG_RET_FAILED;
+  }
+  const std::size_t length = std::strlen(interface_name);
+  if (length > kNameLimit) {
+    complain(__LINE__, "diag_recv_tcpdump_from_client string too bigger!");
+    return DIAG_RET_FAILED;
+  }
+  ifreq request{};
+  std::memcpy(request.ifr_name, interface_name, std::min(length, sizeof request.ifr_name));
+  if (ioctl(probe.get(), SIOCGIFADDR, &request) < 0) {
+    complain(__LINE__, "get_local_ipaddr_by_interface:get interface address failed...");
+    return DIAG_RET_FAILED;
+  }
+  sockaddr_in address{};
+  std::memcpy(&address, &request.ifr_addr, sizeof address);
+  char dotted[kDottedSize] = {};
+  inet_ntop(AF_INET, &address.sin_addr, dotted, sizeof dotted);
+  std::snprintf(ip, static_cast<std::size_t>(len), "%s", dotted);
+  return DIAG_RET_SUCCESS;
+}

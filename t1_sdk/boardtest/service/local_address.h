@@ -1,0 +1,19 @@
+// The IPv4 address that the server binds.
+#pragma once
+
+#include <netinet/in.h>
+
+/// The address of a board that was never configured; such a board is reached over wlan0 instead.
+/// Addresses are compared over kFallbackCompared characters.
+inline constexpr char kFallbackAddress[] = "192.0.2.64";
+inline constexpr int kFallbackCompared = 10;
+
+/// Results of get_local_ipaddr_by_interface.
+enum DIAG_RET_ENUM { DIAG_RET_SUCCESS = 0, DIAG_RET_FAILED = 1, DIAG_RET_BUTT = 2 };
+
+/// The address to bind in network byte order: eth0's, or wlan0's when eth0 has none or the fallback
+/// address; 0 (any address) when neither has one.
+in_addr_t get_local_ipaddr();
+/// The dotted address of an interface into `ip`, at most `len` (16 or more) bytes with its terminator.
+/// DIAG_RET_SUCCESS, or DIAG_RET_FAILED after one line of text.
+int get_local_ipaddr_by_interface(char* interface_name, char* ip, int len);

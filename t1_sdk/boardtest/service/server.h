@@ -1,0 +1,20 @@
+// The test server: listens on TCP port 36001, serves one station after the other.
+#pragma once
+
+/// Consecutive empty receive waits of 100 seconds; 18 of them close the connection. Only a known test
+/// code resets it, a new connection does not.
+extern int g_iTimeCount;
+
+/// The size of the receive buffer and the longest request, in bytes.
+inline constexpr int kMaxRequest = 512;
+
+/// Runs the server. Returns -1 when a socket call or a banner fails; it has no successful return.
+int run_server();
+
+/// Sends the banner, then the help menu. 0, or -1 for a null pointer or when a send failed.
+int send_start_info(int* pSock);
+
+/// Receives one request into the kMaxRequest bytes of `pcRecvBuf`, which are neither cleared nor
+/// terminated. Returns the request's length as it was announced, -2 when nothing arrived and the caller
+/// is to wait again, -1 when the connection is to be closed.
+int recv_client_operation(unsigned char* pcRecvBuf);

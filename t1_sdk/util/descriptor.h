@@ -1,0 +1,34 @@
+// A file descriptor that closes itself.
+#pragma once
+
+#include <unistd.h>
+#include <cerrno>
+#include <utility>
+
+/// Owns a descriptor and closes it at its end of life, errno kept. It has no test of its own: callers
+/// of this program ask for > 0, < 0 or < 1, so get() is compared as each of them needs.
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) : fd_(fd) {}
+  ~Descriptor() { close(); }
+  Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  Descriptor& operator=(Descriptor&&) = delete;
+
+  int get() const { return fd_; }
+
+  /// Closes now. Does nothing the second time.
+  void close() {
+    if (fd_ < 0) return;
+    const int saved = errno;
+    ::close(std::exchange(fd_, -1));
+    errno = saved;
+  }
+
+  /// Gives the descriptor up without closing it; `reason` tells the reader why the node stays open.
+  int leave_open([[maybe_unused]] const char* reason) { return std::exchange(fd_, -1); }
+
+ private:
+  int fd_;
+};

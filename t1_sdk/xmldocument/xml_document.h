@@ -1,0 +1,152 @@
+// The XML document with which every message of the station is read and every reply is built.
+//
+// The document is one text and, beside it, an index of element positions into that text; there is
+// no tree of nodes. Reading: SetDoc, then FindElem, FindChildElem, IntoElem, GetChildData.
+// Building: SetDoc with the XML header, then AddElem and AddChildElem, then GetDoc.
+// The text is a byte string: multi-byte characters pass through it untouched.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+/// What a node of the document is. Values can be added up to a filter.
+enum XmlNodeType {
+  MNT_ELEMENT = 1,
+  MNT_TEXT = 2,
+  MNT_WHITESPACE = 4,
+  MNT_CDATA_SECTION = 8,
+  MNT_PROCESSING_INSTRUCTION = 16,
+  MNT_COMMENT = 32,
+  MNT_DOCUMENT_TYPE = 64,
+  MNT_EXCLUDE_WHITESPACE = 123,  ///< every type but MNT_WHITESPACE
+};
+
+/// Where one element stands in the text (byte offsets) and in the tree (indices; 0 means "none").
+/// Entry 0 of the index is the document itself: its nEndL is where the content ends.
+struct ElemPos {
+  int nStartL = 0;      ///< '<' of the start tag
+  int nStartR = 0;      ///< '>' of the start tag
+  int nEndL = 0;        ///< '<' of the end tag; in <a/> the '/'
+  int nEndR = 0;        ///< '>' of the end tag; in <a/> equal to nStartR
+  int nReserved = 0;    ///< always 0
+  int iElemParent = 0;  ///< the parent, 0 for the document
+  int iElemChild = 0;   ///< the first child
+  int iElemNext = 0;    ///< the next sibling
+
+  void Clear() { *this = ElemPos(); }
+  bool IsEmptyElement() const { return nStartR == nEndL + 1; }
+  void AdjustStart(int n) {
+    nStartL += n;
+    nStartR += n;
+  }
+  void AdjustEnd(int n) {
+    nEndL += n;
+    nEndR += n;
+  }
+};
+
+/// A cursor over the document text.
+struct TokenPos {
+  explicit TokenPos(const char* text) : szDoc(text) {}
+  void Clear() { nL = nR = nNext = 0; }
+  /// Whether the token is `szName`, up to its end or to one of " =/[" in it.
+  bool Match(const char* szName) const;
+
+  int nL = 0;              ///< first character of the token
+  int nR = 0;              ///< last character of the token
+  int nNext = 0;           ///< where scanning resumes
+  const char* szDoc;       ///< the document text
+  bool bIsString = false;  ///< the token was in quotation marks, which nL and nR leave out
+};
+
+/// A position that was saved under a name.
+struct SavedPos {
+  int iPosParent = 0;
+  int iPos = 0;
+  int iPosChild = 0;
+};
+
+class XmlDocument {
+  std::string m_strDoc;
+
+ public:
+  /// The text of the last parse error; empty after a SetDoc that met none.
+  std::string m_strError;
+  /// The element index. Entry 0 is the document, elements follow from 1.
+  std::vector<ElemPos> m_aPos;
+
+  XmlDocument();
+  XmlDocument(const XmlDocument&) = delete;
+  XmlDocument& operator=(const XmlDocument&) = delete;
+  virtual ~XmlDocument();
+
+  /// Replaces the document by a copy of `szDoc` (null empties it), parses it and resets the position.
+  /// Returns whether the text is well formed; if not, the text is kept, without elements, and
+  /// m_strError says why. Only the first top-level element counts.
+  bool SetDoc(const char* szDoc);
+  /// Whether the document has a top-level element.
+  bool IsWellFormed() const;
+  /// A copy of the document text.
+  std::string GetDoc() const { return m_strDoc; }
+
+  /// Moves to the next element of this level with that tag name (null or "": any name), or to the
+  /// first one when none is current. Returns false and stays where it is when there is none.
+  bool FindElem(const char* szName = nullptr);
+  /// The same among the children of the main element; without a main element FindElem() comes first.
+  bool FindChildElem(const char* szName = nullptr);
+  /// Makes the main element the parent level; its current child becomes the main position.
+  bool IntoElem();
+  /// Makes the parent the main position; what was the main position becomes its current child.
+  bool OutOfElem();
+  void ResetPos() { x_SetPos(0, 0, 0); }
+  void ResetMainPos() { x_SetPos(m_iPosParent, 0, 0); }
+  void ResetChildPos() { x_SetPos(m_iPosParent, m_iPos, 0); }
+
+  /// The tag name of the main element, "" without one.
+  std::string GetTagName() const;
+  /// The text of the current child element with its escapes resolved; CDATA as it stands; "" for an
+  /// element that is empty or has children.
+  std::string GetChildData() const;
+
+  /// Adds an element behind the main one, or as the last of this level; it becomes the main position.
+  /// `szData` is escaped. False at document level when there is a top-level element already.
+  bool AddElem(const char* szName, const char* szData = nullptr);
+  /// Adds a child of the main element behind the current child, or as its last child; it becomes the
+  /// current child. False without a main element.
+  bool AddChildElem(const char* szName, const char* szData = nullptr);
+  /// The same with a decimal number as data.
+  bool AddChildElem(const char* szName, int nValue);
+
+ private:
+  int x_ParseElem(int iPosParent);
+  int x_ParseStartTag(int iPosParent);
+  bool x_ParseEndTag(int iPos);
+  int x_ParseNode(TokenPos& token) const;
+  static bool x_FindToken(TokenPos& token);
+  static bool x_FindAny(const char* szDoc, int& nChar);
+  static bool x_FindChar(const char* szDoc, int& nChar, char c);
+  int x_FindElem(int iPosParent, int iPos, const char* szPath) const;
+  int x_GetFreePos();
+  int x_ReleasePos();
+  int x_ParseError(const char* szError, const char* szName = nullptr);
+  void x_SetPos(int iPosParent, int iPos, int iPosChild);
+  void x_LocateNew(int iPosParent, int& iPosRel, int& nOffset, int nLength, int nFlags) const;
+  void x_Adjust(int iPos, int nShift, bool bAfterPos);
+  void x_DocChange(int nLeft, int nReplace, const std::string& strInsert);
+  bool x_AddElem(const char* szName, const char* szValue, bool bInsert, bool bAddChild);
+  std::string x_GetTagName(int iPos) const;
+  std::string x_GetData(int iPos) const;
+  static std::string x_TextToDoc(const char* szText, bool bAttrib);
+  std::string x_TextFromDoc(int nLeft, int nRight) const;
+
+  ElemPos& x_Elem(int iPos) { return m_aPos[static_cast<std::size_t>(iPos)]; }
+  const ElemPos& x_Elem(int iPos) const { return m_aPos[static_cast<std::size_t>(iPos)]; }
+
+  int m_iPosParent = 0;  ///< parent of the main position, 0 at document level
+  int m_iPos = 0;        ///< main element
+  int m_iPosChild = 0;   ///< current child of the main element
+  int m_iPosFree = 1;    ///< next unused index
+  int m_nNodeType = 0;   ///< MNT_ELEMENT with a main element, else 0
+  std::map<std::string, SavedPos> m_mapSavedPos;
+};

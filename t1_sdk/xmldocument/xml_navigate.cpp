@@ -1,0 +1,81 @@
+// XML document: moving about and reading.
+#include <cstring>
+
+#include "t1_sdk/xmldocument/xml_document.h"
+
+bool XmlDocument::FindElem(const char* szName) {
+  const int iPos = x_FindElem(m_iPosParent, m_iPos, szName);
+  if (iPos == 0) return false;
+  x_SetPos(x_Elem(iPos).iElemParent, iPos, 0);
+  return true;
+}
+
+bool XmlDocument::FindChildElem(const char* szName) {
+  if (m_iPos == 0 && !FindElem()) return false;
+  const int iPosChild = x_FindElem(m_iPos, m_iPosChild, szName);
+  if (iPosChild == 0) return false;
+  x_SetPos(x_Elem(m_iPos).iElemParent, m_iPos, iPosChild);
+  return true;
+}
+
+bool XmlDocument::IntoElem() {
+  if (m_iPos == 0 || m_nNodeType != MNT_ELEMENT) return false;
+  x_SetPos(m_iPos, m_iPosChild, 0);
+  return true;
+}
+
+bool XmlDocument::OutOfElem() {
+  if (m_iPosParent == 0) return false;
+  x_SetPos(x_Elem(m_iPosParent).iElemParent, m_iPosParent, m_iPos);
+  return true;
+}
+
+std::string XmlDocument::GetTagName() const {
+  return x_GetTagName(m_iPos);
+}
+
+std::string XmlDocument::GetChildData() const {
+  return x_GetData(m_iPosChild);
+}
+
+void XmlDocument::x_SetPos(int iPosParent, int iPos, int iPosChild) {
+  m_iPosParent = iPosParent;
+  m_iPos = iPos;
+  m_iPosChild = iPosChild;
+  m_nNodeType = iPos != 0 ? MNT_ELEMENT : 0;
+}
+
+int XmlDocument::x_FindElem(int iPosParent, int iPos, const char* szPath) const {
+  iPos = iPos != 0 ? x_Elem(iPos).iElemNext : x_Elem(iPosParent).iElemChild;
+  if (szPath == nullptr || *szPath == '\0') return iPos;
+  for (; iPos != 0; iPos = x_Elem(iPos).iElemNext) {
+    TokenPos token(m_strDoc.c_str());
+    token.nNext = x_Elem(iPos).nStartL + 1;
+    if (x_FindToken(token) && token.Match(szPath)) return iPos;
+  }
+  return 0;
+}
+
+std::string XmlDocument::x_GetTagName(int iPos) const {
+  if (iPos == 0) return "";
+  TokenPos token(m_strDoc.c_str());
+  token.nNext = x_Elem(iPos).nStartL + 1;
+  if (!x_FindToken(token)) return "";
+  return m_strDoc.substr(static_cast<std::size_t>(token.nL),
+                         static_cast<std::size_t>(token.nR - token.nL + 1));
+}
+
+std::string XmlDocument::x_GetData(int iPos) const {
+  if (iPos == 0) return "";
+  const ElemPos& elem = x_Elem(iPos);
+  if (elem.iElemChild != 0 || elem.IsEmptyElement()) return "";
+
+  static constexpr char kOpen[] = "<![CDATA[";
+  const auto nFrom = static_cast<std::size_t>(elem.nStartR + 1);
+  if (m_strDoc.compare(nFrom, sizeof kOpen - 1, kOpen) == 0) {
+    const std::size_t nData = nFrom + sizeof kOpen - 1;
+    const std::size_t nClose = m_strDoc.find("]]>", nData);
+    return nClose == std::string::npos ? "" : m_strDoc.substr(nData, nClose - nData);
+  }
+  return x_TextFromDoc(elem.nStartR + 1, elem.nEndL - 1);
+}
