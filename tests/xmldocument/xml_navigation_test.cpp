@@ -1,0 +1,315 @@
+// Moving through a document: finding siblings and children by name, going in and out, and starting again.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/xmldocument/xml_support.h"
+
+namespace {
+
+class XmlNavigationTest : public testing::Test {
+ protected:
+  XmlDocument doc;
+
+  void SetUp() override {
+    ASSERT_TRUE(
+        doc.SetDoc("<r>\r\n<a>1</a>\r\n<b>2</b>\r\n<a>3</a>\r\n<c><d>4</d><e><f>5</f></e></c></r>\r\n"));
+  }
+
+  /// Makes the root the parent level, with no element current in it.
+  void into_root() {
+    ASSERT_TRUE(doc.FindElem("r"));
+    ASSERT_TRUE(doc.IntoElem());
+  }
+};
+
+// --- Siblings ---
+
+TEST_F(XmlNavigationTest, TheRootIsTheOnlyElementAtDocumentLevel) {
+  EXPECT_EQ(doc.GetTagName(), "");
+  ASSERT_TRUE(doc.FindElem());
+  EXPECT_EQ(doc.GetTagName(), "r");
+  EXPECT_FALSE(doc.FindElem());
+  EXPECT_EQ(doc.GetTagName(), "r");
+}
+
+TEST_F(XmlNavigationTest, SiblingsAreFoundOneAfterTheOther) {
+  into_root();
+  std::string names;
+  while (doc.FindElem()) names += doc.GetTagName();
+  EXPECT_EQ(names, "abac");
+  EXPECT_EQ(doc.GetTagName(), "c");
+}
+
+TEST_F(XmlNavigationTest, AnEmptyNameMatchesAnyElement) {
+  into_root();
+  ASSERT_TRUE(doc.FindElem(""));
+  EXPECT_EQ(doc.GetTagName(), "a");
+  ASSERT_TRUE(doc.FindElem(nullptr));
+  EXPECT_EQ(doc.GetTagName(), "b");
+  doc.ResetMainPos();
+  doc.OutOfElem();
+  ASSERT_TRUE(doc.FindChildElem(""));
+  EXPECT_EQ(doc.GetChildData(), "1");
+  ASSERT_TRUE(doc.FindChildElem(nullptr));
+  EXPECT_EQ(doc.GetChildData(), "2");
+}
+
+TEST_F(XmlNavigationTest, ANamedSiblingIsLookedForBehindTheCurrentOne) {
+  into_root();
+  ASSERT_TRUE(doc.FindElem("a"));
+  ASSERT_TRUE(doc.FindElem("a"));
+  EXPECT_FALSE(doc.FindElem("b"));
+  EXPECT_FALSE(doc.FindElem("a"));
+  ASSERT_TRUE(doc.FindElem());
+  EXPECT_EQ(doc.GetTagName(), "c");
+}
+
+TEST_F(XmlNavigationTest, ASiblingThatIsNotFoundLeavesThePositionAsItWas) {
+  ASSERT_TRUE(doc.FindChildElem("b"));
+  EXPECT_FALSE(doc.FindElem("z"));
+  EXPECT_EQ(doc.GetTagName(), "r");
+  EXPECT_EQ(doc.GetChildData(), "2");
+  ASSERT_TRUE(doc.FindChildElem());
+  EXPECT_EQ(doc.GetChildData(), "3");
+}
+
+TEST_F(XmlNavigationTest, ASiblingThatIsFoundHasNoCurrentChild) {
+  into_root();
+  ASSERT_TRUE(doc.FindElem("c"));
+  ASSERT_TRUE(doc.FindChildElem("d"));
+  doc.ResetMainPos();
+  ASSERT_TRUE(doc.FindElem("c"));
+  EXPECT_EQ(doc.GetChildData(), "");
+  ASSERT_TRUE(doc.FindChildElem());
+  EXPECT_EQ(doc.GetChildData(), "4");
+}
+
+TEST_F(XmlNavigationTest, SiblingsAreNotLookedForAmongChildrenOfSiblings) {
+  into_root();
+  EXPECT_FALSE(doc.FindElem("d"));
+  EXPECT_EQ(doc.GetTagName(), "");
+  ASSERT_TRUE(doc.FindElem());
+  EXPECT_EQ(doc.GetTagName(), "a");
+}
+
+// --- Names ---
+
+TEST_F(XmlNavigationTest, ResultDoesNotStopOnResultItemAndResultItemNotOnResult) {
+  ASSERT_TRUE(doc.SetDoc("<T><ResultItem>1</ResultItem><Result>2</Result><ResultItem>3</ResultItem></T>"));
+  ASSERT_TRUE(doc.FindChildElem("Result"));
+  EXPECT_EQ(doc.GetChildData(), "2");
+  ASSERT_TRUE(doc.FindChildElem("ResultItem"));
+  EXPECT_EQ(doc.GetChildData(), "3");
+  EXPECT_FALSE(doc.FindChildElem("Result"));
+}
+
+TEST_F(XmlNavigationTest, ANameMayCarryMoreBehindABlankEqualsSlashOrSquareBracket) {
+  for (const char* name : {"b", "b ", "b x", "b=2", "b/d", "b[1]"}) {
+    doc.ResetPos();
+    EXPECT_TRUE(doc.FindChildElem(name)) << name;
+    EXPECT_EQ(doc.GetChildData(), "2") << name;
+  }
+}
+
+TEST_F(XmlNavigationTest, AnyOtherCharacterBelongsToTheName) {
+  for (const char* name : {"b>", "b\t", "b]", "b\\", "bb", " b", "<b", "B"}) {
+    doc.ResetPos();
+    EXPECT_FALSE(doc.FindChildElem(name)) << name;
+  }
+}
+
+TEST_F(XmlNavigationTest, ASquareBracketInATagBelongsToItsName) {
+  ASSERT_TRUE(doc.SetDoc("<r><p[2]>1</p><p>2</p></r>"));
+  ASSERT_TRUE(doc.FindChildElem("p"));
+  EXPECT_EQ(doc.GetChildData(), "2");
+  doc.ResetPos();
+  ASSERT_TRUE(doc.FindChildElem("p[2]"));
+  EXPECT_EQ(doc.GetChildData(), "1");
+}
+
+TEST_F(XmlNavigationTest, AttributesAndBlanksDoNotHideATagName) {
+  ASSERT_TRUE(doc.SetDoc("< r x='1'><p\r\ny=\"2\">1</p>< q/></r>"));
+  ASSERT_TRUE(doc.FindElem("r"));
+  EXPECT_EQ(doc.GetTagName(), "r");
+  ASSERT_TRUE(doc.FindChildElem("p"));
+  EXPECT_EQ(doc.GetChildData(), "1");
+  ASSERT_TRUE(doc.FindChildElem("q"));
+}
+
+// --- Children ---
+
+TEST_F(XmlNavigationTest, LookingForAChildFirstSelectsTheRoot) {
+  ASSERT_TRUE(doc.FindChildElem("b"));
+  EXPECT_EQ(doc.GetTagName(), "r");
+  EXPECT_EQ(doc.GetChildData(), "2");
+}
+
+TEST_F(XmlNavigationTest, LookingForAChildFirstSelectsTheFirstElementOfItsLevel) {
+  ASSERT_TRUE(doc.SetDoc("<r><c><d>4</d></c><x><d>5</d></x></r>"));
+  into_root();
+  ASSERT_TRUE(doc.FindChildElem("d"));
+  EXPECT_EQ(doc.GetTagName(), "c");
+  EXPECT_EQ(doc.GetChildData(), "4");
+}
+
+TEST_F(XmlNavigationTest, ChildrenAreLookedForBehindTheCurrentChild) {
+  ASSERT_TRUE(doc.FindChildElem("a"));
+  EXPECT_EQ(doc.GetChildData(), "1");
+  ASSERT_TRUE(doc.FindChildElem("a"));
+  EXPECT_EQ(doc.GetChildData(), "3");
+  EXPECT_FALSE(doc.FindChildElem("b"));
+}
+
+TEST_F(XmlNavigationTest, AChildThatIsNotFoundLeavesThePositionAsItWas) {
+  ASSERT_TRUE(doc.FindChildElem("b"));
+  EXPECT_FALSE(doc.FindChildElem("z"));
+  EXPECT_EQ(doc.GetTagName(), "r");
+  EXPECT_EQ(doc.GetChildData(), "2");
+  ASSERT_TRUE(doc.FindChildElem());
+  EXPECT_EQ(doc.GetChildData(), "3");
+}
+
+TEST_F(XmlNavigationTest, ParametersBeforeTheTestCodeAreNotFoundBehindIt) {
+  ASSERT_TRUE(doc.SetDoc("<T><Parameters>120</Parameters><TestCode>9728</TestCode></T>"));
+  ASSERT_TRUE(doc.FindChildElem("TestCode"));
+  EXPECT_FALSE(doc.FindChildElem("Parameters"));
+  EXPECT_EQ(doc.GetChildData(), "9728");
+}
+
+TEST_F(XmlNavigationTest, ADocumentWithoutElementsHasNoChildren) {
+  EXPECT_FALSE(doc.SetDoc("<r>"));
+  EXPECT_FALSE(doc.FindChildElem());
+  EXPECT_FALSE(doc.FindChildElem("r"));
+  EXPECT_EQ(doc.GetChildData(), "");
+}
+
+TEST_F(XmlNavigationTest, InsideAnElementWithoutChildrenTheRootIsNotTakenForAChild) {
+  ASSERT_TRUE(doc.FindChildElem("a"));
+  ASSERT_TRUE(doc.IntoElem());
+  ASSERT_TRUE(doc.IntoElem());
+  EXPECT_FALSE(doc.FindChildElem());
+  EXPECT_FALSE(doc.FindChildElem("r"));
+  EXPECT_EQ(doc.GetTagName(), "");
+  ASSERT_TRUE(doc.OutOfElem());
+  EXPECT_EQ(doc.GetTagName(), "a");
+}
+
+// --- In and out ---
+
+TEST_F(XmlNavigationTest, GoingInMakesTheCurrentChildTheMainElement) {
+  ASSERT_TRUE(doc.FindChildElem("b"));
+  ASSERT_TRUE(doc.IntoElem());
+  EXPECT_EQ(doc.GetTagName(), "b");
+  EXPECT_EQ(doc.GetChildData(), "");
+  ASSERT_TRUE(doc.FindElem());
+  EXPECT_EQ(doc.GetTagName(), "a");
+}
+
+TEST_F(XmlNavigationTest, GoingInWithoutACurrentChildStartsBeforeTheFirstChild) {
+  into_root();
+  EXPECT_EQ(doc.GetTagName(), "");
+  ASSERT_TRUE(doc.FindElem());
+  EXPECT_EQ(doc.GetTagName(), "a");
+}
+
+TEST_F(XmlNavigationTest, GoingInNeedsAMainElement) {
+  EXPECT_FALSE(doc.IntoElem());
+  into_root();
+  EXPECT_FALSE(doc.IntoElem());
+  ASSERT_TRUE(doc.FindElem("b"));
+  EXPECT_EQ(doc.GetTagName(), "b");
+}
+
+TEST_F(XmlNavigationTest, GoingOutMakesTheFormerMainElementTheCurrentChild) {
+  ASSERT_TRUE(doc.FindChildElem("a"));
+  ASSERT_TRUE(doc.IntoElem());
+  ASSERT_TRUE(doc.FindElem("b"));
+  ASSERT_TRUE(doc.OutOfElem());
+  EXPECT_EQ(doc.GetTagName(), "r");
+  EXPECT_EQ(doc.GetChildData(), "2");
+  ASSERT_TRUE(doc.FindChildElem());
+  EXPECT_EQ(doc.GetChildData(), "3");
+}
+
+TEST_F(XmlNavigationTest, GoingOutWithoutAMainElementLeavesNoCurrentChild) {
+  into_root();
+  ASSERT_TRUE(doc.OutOfElem());
+  EXPECT_EQ(doc.GetTagName(), "r");
+  EXPECT_EQ(doc.GetChildData(), "");
+  ASSERT_TRUE(doc.FindChildElem());
+  EXPECT_EQ(doc.GetChildData(), "1");
+}
+
+TEST_F(XmlNavigationTest, GoingOutFailsAtDocumentLevel) {
+  EXPECT_FALSE(doc.OutOfElem());
+  ASSERT_TRUE(doc.FindChildElem("b"));
+  EXPECT_FALSE(doc.OutOfElem());
+  EXPECT_EQ(doc.GetTagName(), "r");
+  EXPECT_EQ(doc.GetChildData(), "2");
+}
+
+TEST_F(XmlNavigationTest, GoingOutUndoesGoingInLevelByLevel) {
+  ASSERT_TRUE(doc.FindChildElem("c"));
+  ASSERT_TRUE(doc.IntoElem());
+  ASSERT_TRUE(doc.FindChildElem("e"));
+  ASSERT_TRUE(doc.IntoElem());
+  ASSERT_TRUE(doc.FindChildElem("f"));
+  EXPECT_EQ(doc.GetTagName(), "e");
+  EXPECT_EQ(doc.GetChildData(), "5");
+  ASSERT_TRUE(doc.OutOfElem());
+  EXPECT_EQ(doc.GetTagName(), "c");
+  ASSERT_TRUE(doc.OutOfElem());
+  EXPECT_EQ(doc.GetTagName(), "r");
+  EXPECT_FALSE(doc.OutOfElem());
+}
+
+// --- Starting again ---
+
+TEST_F(XmlNavigationTest, AResetPositionStartsAtDocumentLevelAgain) {
+  into_root();
+  ASSERT_TRUE(doc.FindElem("c"));
+  ASSERT_TRUE(doc.FindChildElem("d"));
+  doc.ResetPos();
+  EXPECT_EQ(doc.GetTagName(), "");
+  EXPECT_EQ(doc.GetChildData(), "");
+  EXPECT_FALSE(doc.IntoElem());
+  EXPECT_FALSE(doc.OutOfElem());
+  ASSERT_TRUE(doc.FindElem());
+  EXPECT_EQ(doc.GetTagName(), "r");
+}
+
+TEST_F(XmlNavigationTest, AResetMainPositionStaysUnderItsParent) {
+  into_root();
+  ASSERT_TRUE(doc.FindElem("c"));
+  ASSERT_TRUE(doc.FindChildElem("d"));
+  doc.ResetMainPos();
+  EXPECT_EQ(doc.GetTagName(), "");
+  EXPECT_EQ(doc.GetChildData(), "");
+  EXPECT_FALSE(doc.IntoElem());
+  ASSERT_TRUE(doc.FindElem());
+  EXPECT_EQ(doc.GetTagName(), "a");
+}
+
+TEST_F(XmlNavigationTest, AResetChildPositionKeepsTheMainElement) {
+  ASSERT_TRUE(doc.FindChildElem("b"));
+  doc.ResetChildPos();
+  EXPECT_EQ(doc.GetTagName(), "r");
+  EXPECT_EQ(doc.GetChildData(), "");
+  ASSERT_TRUE(doc.FindChildElem());
+  EXPECT_EQ(doc.GetChildData(), "1");
+}
+
+TEST_F(XmlNavigationTest, MovingChangesNeitherTextNorIndex) {
+  const std::string text = doc.GetDoc();
+  const std::vector<xml_support::Visit> before = xml_support::walk(doc);
+  into_root();
+  while (doc.FindElem()) {
+    while (doc.FindChildElem()) doc.GetChildData();
+  }
+  EXPECT_EQ(doc.GetDoc(), text);
+  EXPECT_EQ(xml_support::walk(doc), before);
+}
+
+}  // namespace

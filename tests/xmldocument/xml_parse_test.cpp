@@ -1,0 +1,299 @@
+// Parsing: what counts as a document, where its elements stand, what is passed over, and a document's life.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "tests/xmldocument/xml_support.h"
+
+namespace {
+
+using xml_support::child_of;
+using xml_support::entry;
+using xml_support::next_of;
+using xml_support::Place;
+using xml_support::place_of;
+using xml_support::root_of;
+using xml_support::Visit;
+using xml_support::walk;
+
+const std::string kHeader = "<?xml version=\"1.0\" encoding=\"GBK\"?>\r\n";
+
+class XmlParseTest : public testing::Test {
+ protected:
+  XmlDocument doc;
+
+  bool parse(const std::string& text) { return doc.SetDoc(text.c_str()); }
+
+  /// The root's tag name of a text that must parse.
+  std::string root_name(const std::string& text) {
+    EXPECT_TRUE(parse(text)) << text << ": " << doc.m_strError;
+    EXPECT_TRUE(doc.FindElem());
+    return doc.GetTagName();
+  }
+};
+
+// --- Where elements stand ---
+
+TEST_F(XmlParseTest, AnElementWithTextStandsAtItsFourOffsets) {
+  ASSERT_TRUE(parse("<a>text</a>"));
+  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 2, 7, 10}));
+  EXPECT_TRUE(doc.IsWellFormed());
+  EXPECT_EQ(doc.m_strError, "");
+}
+
+TEST_F(XmlParseTest, AnEmptyElementEndsAtTheSlashOfItsStartTag) {
+  ASSERT_TRUE(parse("<a/>"));
+  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 3, 2, 3}));
+  EXPECT_TRUE(entry(doc, root_of(doc)).IsEmptyElement());
+}
+
+TEST_F(XmlParseTest, AnEmptyElementMayHaveABlankBeforeItsSlash) {
+  ASSERT_TRUE(parse("<a />"));
+  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 4, 3, 4}));
+}
+
+TEST_F(XmlParseTest, ASlashAndABlankDoNotMakeAnElementEmpty) {
+  ASSERT_TRUE(parse("<a/ ></a>"));
+  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 4, 5, 8}));
+}
+
+TEST_F(XmlParseTest, AnElementOfNothingIsNotAnEmptyElement) {
+  ASSERT_TRUE(parse("<a></a>"));
+  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 2, 3, 6}));
+  EXPECT_FALSE(entry(doc, root_of(doc)).IsEmptyElement());
+}
+
+TEST_F(XmlParseTest, NestedElementsAreLinkedInDocumentOrder) {
+  ASSERT_TRUE(parse("<r>\r\n<a>1</a>\r\n<b x='2'/><c><d/></c></r>"));
+  ASSERT_EQ(root_of(doc), 1);
+  EXPECT_EQ(child_of(doc, 1), 2);
+  EXPECT_EQ(next_of(doc, 2), 3);
+  EXPECT_EQ(next_of(doc, 3), 4);
+  EXPECT_EQ(next_of(doc, 4), 0);
+  EXPECT_EQ(child_of(doc, 4), 5);
+  EXPECT_EQ(next_of(doc, 1), 0);
+  EXPECT_EQ(walk(doc), (std::vector<Visit>{{0, {0, 2, 36, 39}},
+                                           {1, {5, 7, 9, 12}},
+                                           {1, {15, 24, 23, 24}},
+                                           {1, {25, 27, 32, 35}},
+                                           {2, {28, 31, 30, 31}}}));
+}
+
+TEST_F(XmlParseTest, AnElementBehindTheHeaderKeepsOffsetsIntoTheWholeText) {
+  ASSERT_TRUE(parse(kHeader + "<a>1</a>\r\n"));
+  const int at = static_cast<int>(kHeader.size());
+  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{at, at + 2, at + 4, at + 7}));
+}
+
+// --- Tags ---
+
+TEST_F(XmlParseTest, AttributesBelongToTheStartTag) {
+  ASSERT_TRUE(parse("<a x=\"1\" y='2'>t</a>"));
+  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 14, 16, 19}));
+}
+
+TEST_F(XmlParseTest, AStartTagEndsAtTheFirstRightBracketEvenInsideQuotes) {
+  ASSERT_TRUE(parse("<a x=\"1>2\">t</a>"));
+  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 7, 12, 15}));
+}
+
+TEST_F(XmlParseTest, ASlashAndRightBracketInsideQuotesMakeAnElementEmpty) {
+  ASSERT_TRUE(parse("<a x=\"/>\"></b>"));
+  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 7, 6, 7}));
+}
+
+TEST_F(XmlParseTest, BlanksMayFollowTheLeftBracketOfATag) {
+  EXPECT_EQ(root_name("< \t\r\na>< /a>"), "a");
+  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 6, 7, 11}));
+}
+
+TEST_F(XmlParseTest, OnlySpaceTabAndLineEndsAreBlanks) {
+  EXPECT_EQ(root_name("<\fa></\fa>"), "\fa");
+  EXPECT_EQ(root_name("<\va></\va>"), "\va");
+}
+
+TEST_F(XmlParseTest, ATagNameEndsAtEachDelimiter) {
+  for (const char* tag :
+       {"<a b>", "<a\tb>", "<a\nb>", "<a\rb>", "<a<b>", "<a=b>", "<a\\b>", "<a/b>", "<a?b>", "<a!b>"}) {
+    EXPECT_EQ(root_name(std::string(tag) + "</a>"), "a") << tag;
+  }
+}
+
+TEST_F(XmlParseTest, AQuotationMarkInsideAWordDoesNotEndIt) {
+  EXPECT_EQ(root_name("<a\"b'c></a\"b'c>"), "a\"b'c");
+}
+
+TEST_F(XmlParseTest, ADelimiterThatStandsFirstIsATagNameOfOneCharacter) {
+  EXPECT_EQ(root_name("<=></=>"), "=");
+  EXPECT_EQ(root_name("<\\a></\\>"), "\\");
+  EXPECT_EQ(root_name("<<a></<>"), "<");
+}
+
+TEST_F(XmlParseTest, ATagWithoutANameIsNamedByItsOwnRightBracketAndEndsAtTheNextOne) {
+  EXPECT_EQ(root_name("<>/>"), ">");
+  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 3, 2, 3}));
+  EXPECT_FALSE(parse("<>x></x>"));
+  EXPECT_EQ(doc.m_strError, "End tag does not correspond to >");
+}
+
+TEST_F(XmlParseTest, AGbkTagNameIsCutAtABackslashInsideACharacter) {
+  EXPECT_EQ(root_name("<\x81\x5C></\x81\x5C>"), "\x81");
+}
+
+TEST_F(XmlParseTest, GbkTagNamesAreBytesLikeAnyOther) {
+  EXPECT_EQ(root_name("<\xB2\xE2\xCA\xD4></\xB2\xE2\xCA\xD4>"), "\xB2\xE2\xCA\xD4");
+}
+
+// --- End tags ---
+
+TEST_F(XmlParseTest, BlanksInsideAnEndTagAreAllowed) {
+  ASSERT_TRUE(parse("<a>< / a\r\n></a>"));
+  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 2, 3, 10}));
+}
+
+TEST_F(XmlParseTest, WordsBehindTheNameInAnEndTagAreIgnored) {
+  ASSERT_TRUE(parse("<a></a b = c>"));
+  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 2, 3, 12}));
+}
+
+TEST_F(XmlParseTest, AQuotedWordInAnEndTagIsCountedButNotChecked) {
+  ASSERT_TRUE(parse("<a></\"b\">"));
+  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 2, 3, 8}));
+  EXPECT_TRUE(parse("<a></'b' b>"));
+  EXPECT_TRUE(parse("<a></\"\">"));
+}
+
+TEST_F(XmlParseTest, AQuotedRightBracketDoesNotEndAnEndTag) {
+  ASSERT_TRUE(parse("<a></a \">\">"));
+  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 2, 3, 10}));
+}
+
+TEST_F(XmlParseTest, AnEndTagMayNameJustThePartBeforeASquareBracket) {
+  EXPECT_EQ(root_name("<a[1]></a>"), "a[1]");
+  EXPECT_FALSE(parse("<a></a[1]>"));
+}
+
+// --- What is passed over ---
+
+TEST_F(XmlParseTest, OnlyOneTopLevelElementIsIndexed) {
+  ASSERT_TRUE(parse("<a/><b/>"));
+  EXPECT_EQ(walk(doc), (std::vector<Visit>{{0, {0, 3, 2, 3}}}));
+}
+
+TEST_F(XmlParseTest, WhateverFollowsTheRootIsIgnored) {
+  EXPECT_TRUE(parse("<a></a>text"));
+  EXPECT_TRUE(parse("<a></a></b>"));
+  EXPECT_TRUE(parse("<a></a><b"));
+  EXPECT_TRUE(parse("<a></a><!--"));
+  EXPECT_EQ(doc.GetDoc(), "<a></a><!--");
+  EXPECT_EQ(doc.m_strError, "");
+}
+
+TEST_F(XmlParseTest, TextBeforeTheRootIsPassedOver) {
+  ASSERT_TRUE(parse("text > \"<a/>"));
+  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{8, 11, 10, 11}));
+}
+
+TEST_F(XmlParseTest, NodesOutsideTheRootArePassedOver) {
+  for (const char* node :
+       {"<?xml version=\"1.0\"?>", "<?p <b> > <c> ?>", "<!-- <b> <c> -->", "<!- <b> <c> -->",
+        "<![CDATA[ <b> <c> ]]>", "<![ <b> <c> ]]>", "<!DOCTYPE a>", "<!>", "<!\">\">"}) {
+    EXPECT_EQ(root_name(std::string(node) + "<a/>"), "a") << node;
+    EXPECT_EQ(walk(doc).size(), 1U) << node;
+  }
+}
+
+TEST_F(XmlParseTest, NodesInsideAnElementAreNotIndexed) {
+  for (const char* node : {"<?p <b> > <c> ?>", "<!-- <b> </a> -->", "<![CDATA[<b></a>]]>", "<!X [<b>]>"}) {
+    ASSERT_TRUE(parse(std::string("<a>") + node + "<d/>" + node + "</a>")) << node << doc.m_strError;
+    const std::vector<Visit> visits = walk(doc);
+    ASSERT_EQ(visits.size(), 2U) << node;
+    const int length = static_cast<int>(std::string(node).size());
+    EXPECT_EQ(visits[0].place, (Place{0, 2, 7 + 2 * length, 10 + 2 * length})) << node;
+    EXPECT_EQ(visits[1].place, (Place{3 + length, 6 + length, 5 + length, 6 + length})) << node;
+  }
+}
+
+TEST_F(XmlParseTest, ADocumentTypeEndsOutsideAllItsSquareBrackets) {
+  EXPECT_EQ(root_name("<!DOCTYPE x [ <!ELEMENT b [ <c> ] > <d> ] > <a/>"), "a");
+}
+
+TEST_F(XmlParseTest, QuotedSquareBracketsOfADocumentTypeDoNotCount) {
+  EXPECT_EQ(root_name("<!DOCTYPE x '[' \"[\"><a/>"), "a");
+  EXPECT_EQ(root_name("<!DOCTYPE x [ ']' \"]\" <b> ]><a/>"), "a");
+}
+
+TEST_F(XmlParseTest, AQuotedRightBracketDoesNotEndADocumentType) {
+  EXPECT_EQ(root_name("<!DOCTYPE x \"> <b>\"><a/>"), "a");
+}
+
+// --- The life of a document ---
+
+TEST_F(XmlParseTest, ANewDocumentIsEmpty) {
+  EXPECT_EQ(doc.GetDoc(), "");
+  EXPECT_EQ(doc.m_strError, "");
+  EXPECT_FALSE(doc.IsWellFormed());
+  EXPECT_EQ(place_of(doc, 0), Place{});
+  EXPECT_FALSE(doc.FindElem());
+  EXPECT_FALSE(doc.FindChildElem());
+}
+
+TEST_F(XmlParseTest, TheDestructorIsVirtual) {
+  EXPECT_TRUE(std::has_virtual_destructor_v<XmlDocument>);
+}
+
+TEST_F(XmlParseTest, ANullPointerEmptiesTheDocument) {
+  ASSERT_TRUE(parse("<a><b/></a>"));
+  ASSERT_TRUE(doc.FindElem());
+  EXPECT_FALSE(doc.SetDoc(nullptr));
+  EXPECT_EQ(doc.GetDoc(), "");
+  EXPECT_EQ(root_of(doc), 0);
+  EXPECT_EQ(doc.GetTagName(), "");
+  EXPECT_FALSE(doc.FindElem());
+}
+
+TEST_F(XmlParseTest, AnEmptyTextIsNotADocument) {
+  EXPECT_FALSE(parse(""));
+  EXPECT_FALSE(doc.IsWellFormed());
+  EXPECT_EQ(doc.m_strError, "");
+}
+
+TEST_F(XmlParseTest, TheTextIsCopied) {
+  std::string text = "<a/>";
+  ASSERT_TRUE(doc.SetDoc(text.c_str()));
+  text[1] = 'b';
+  EXPECT_EQ(doc.GetDoc(), "<a/>");
+  doc.GetDoc()[1] = 'c';
+  EXPECT_EQ(doc.GetDoc(), "<a/>");
+}
+
+TEST_F(XmlParseTest, ANewTextReplacesElementsAndPosition) {
+  ASSERT_TRUE(parse("<a><b>1</b></a>"));
+  ASSERT_TRUE(doc.FindChildElem("b"));
+  ASSERT_TRUE(parse("<c><d/></c>"));
+  EXPECT_EQ(doc.GetTagName(), "");
+  EXPECT_EQ(doc.GetChildData(), "");
+  EXPECT_FALSE(doc.IntoElem());
+  EXPECT_FALSE(doc.OutOfElem());
+  EXPECT_EQ(walk(doc), (std::vector<Visit>{{0, {0, 2, 7, 10}}, {1, {3, 6, 5, 6}}}));
+}
+
+TEST_F(XmlParseTest, AGoodTextClearsTheErrorOfABadOne) {
+  EXPECT_FALSE(parse("<a></b>"));
+  EXPECT_EQ(doc.m_strError, "End tag does not correspond to a");
+  ASSERT_TRUE(parse("<a></a>"));
+  EXPECT_EQ(doc.m_strError, "");
+}
+
+TEST_F(XmlParseTest, ABadTextLeavesNothingOfTheDocumentBefore) {
+  ASSERT_TRUE(parse("<a><b/></a>"));
+  ASSERT_TRUE(doc.FindElem());
+  EXPECT_FALSE(parse("<a><b></a>"));
+  EXPECT_EQ(doc.GetTagName(), "");
+  EXPECT_EQ(doc.GetDoc(), "<a><b></a>");
+  EXPECT_FALSE(doc.FindElem());
+}
+
+}  // namespace

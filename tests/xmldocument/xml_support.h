@@ -1,0 +1,104 @@
+// What the tests of the XML document share: reading its element index, and saying where an element stands.
+#pragma once
+
+#include <cstddef>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "t1_sdk/xmldocument/xml_document.h"
+
+namespace xml_support {
+
+/// The four byte offsets of one element.
+struct Place {
+  int start_l = 0;
+  int start_r = 0;
+  int end_l = 0;
+  int end_r = 0;
+  bool operator==(const Place&) const = default;
+};
+
+inline std::ostream& operator<<(std::ostream& out, const Place& place) {
+  return out << '{' << place.start_l << ", " << place.start_r << ", " << place.end_l << ", " << place.end_r
+             << '}';
+}
+
+/// One element met on a walk through the document: how deep it lies (the root is at 0), and its place.
+struct Visit {
+  int depth = 0;
+  Place place;
+  bool operator==(const Visit&) const = default;
+};
+
+inline std::ostream& operator<<(std::ostream& out, const Visit& visit) {
+  return out << visit.depth << ':' << visit.place;
+}
+
+/// The index entry with that number; throws std::out_of_range when there is none.
+inline const ElemPos& entry(const XmlDocument& doc, int index) {
+  return doc.m_aPos.at(static_cast<std::size_t>(index));
+}
+
+inline int root_of(const XmlDocument& doc) {
+  return entry(doc, 0).iElemChild;
+}
+
+inline int child_of(const XmlDocument& doc, int index) {
+  return entry(doc, index).iElemChild;
+}
+
+inline int next_of(const XmlDocument& doc, int index) {
+  return entry(doc, index).iElemNext;
+}
+
+inline Place place_of(const XmlDocument& doc, int index) {
+  const ElemPos& elem = entry(doc, index);
+  return {elem.nStartL, elem.nStartR, elem.nEndL, elem.nEndR};
+}
+
+/// All elements that the links reach, in document order.
+/// Throws std::logic_error where a parent link is wrong, a reserved word is set or the links run in a circle.
+inline std::vector<Visit> walk(const XmlDocument& doc) {
+  std::vector<Visit> visits;
+  int parent = 0;
+  int depth = 0;
+  for (int index = root_of(doc); index != 0;) {
+    if (entry(doc, index).iElemParent != parent) throw std::logic_error("an element names a wrong parent");
+    if (entry(doc, index).nReserved != 0) throw std::logic_error("a reserved word is set");
+    if (visits.size() >= doc.m_aPos.size()) throw std::logic_error("the links run in a circle");
+    visits.push_back({depth, place_of(doc, index)});
+    if (child_of(doc, index) != 0) {
+      parent = index;
+      index = child_of(doc, index);
+      ++depth;
+      continue;
+    }
+    while (index != 0 && next_of(doc, index) == 0) {
+      index = entry(doc, index).iElemParent;
+      --depth;
+    }
+    if (index == 0) break;
+    parent = entry(doc, index).iElemParent;
+    index = next_of(doc, index);
+  }
+  return visits;
+}
+
+/// The walk through a fresh parse of the same text: what an edited document's index must equal.
+inline std::vector<Visit> walk_of_fresh_parse(const std::string& text) {
+  XmlDocument fresh;
+  fresh.SetDoc(text.c_str());
+  return walk(fresh);
+}
+
+/// A text, `count` times over.
+inline std::string repeated(const std::string& piece, std::size_t count) {
+  std::string text;
+  text.reserve(piece.size() * count);
+  for (std::size_t i = 0; i < count; ++i) text += piece;
+  return text;
+}
+
+}  // namespace xml_support
