@@ -22,8 +22,9 @@ using Time = std::chrono::microseconds;
 
 /// One board family that can be simulated.
 struct Family {
-  std::string_view name;         ///< "normal", "k", "63xx", "68xx", "68xx-fpga", "6444", "6444-j", "loop", "loop-c", "ma", "65xx", "rkd1", "rkd2"
-  std::uint32_t type;            ///< device type code the boot block carries
+  std::string_view name;  ///< "normal", "k", "63xx", "68xx", "68xx-fpga", "6444", "6444-j", "loop", "loop-c",
+                          ///< "ma", "65xx", "rkd1", "rkd2"
+  std::uint32_t type;     ///< device type code the boot block carries
   std::uint8_t alarm_outputs;    ///< number of alarm outputs in the boot block
   std::string_view description;  ///< one line for `boardsim --board list`
 };
@@ -33,13 +34,15 @@ std::span<const Family> families();
 
 /// One system call that the board answered.
 struct Call {
-  Time at{};                          ///< virtual time at which the call was made
-  std::string name;                   ///< "open", "close", "ioctl", "read", "stat", "sleep", "usleep", "select", "recv", "send", "reboot" ...
-  std::string node;                   ///< device node or path, "station" for the station's socket, empty for sleeps
-  std::uint32_t request = 0;          ///< ioctl request number, else 0
-  std::vector<std::uint32_t> record;  ///< what the program handed in: the record's 32-bit words, or a sleep's length in its own unit
-  long result = 0;                    ///< what the call returned
-  int error = 0;                      ///< errno when it failed, else 0
+  Time at{};           ///< virtual time at which the call was made
+  std::string name{};  ///< "open", "close", "ioctl", "read", "stat", "sleep", "usleep", "select", "recv",
+                       ///< "send", "reboot" ...
+  std::string node{};  ///< device node or path, "station" for the station's socket, empty for sleeps
+  std::uint32_t request = 0;            ///< ioctl request number, else 0
+  std::vector<std::uint32_t> record{};  ///< what the program handed in: the record's 32-bit words, or a
+                                        ///< sleep's length in its own unit
+  long result = 0;                      ///< what the call returned
+  int error = 0;                        ///< errno when it failed, else 0
 
   /// The call without its time, as it stands in a trace file, for example
   /// "open /dev/rtc = ok", "open /dev/rtc = -1 ENODEV", "ioctl /dev/qznio 0x40044d02 {0, 10000, 5000} = 0",
@@ -86,42 +89,47 @@ class Board {
   /// Virtual time now.
   Time now() const;
   /// Runs `event` when virtual time reaches `when` (at once, inside the next wait, when that has passed).
-  /// In this way a test plays what happens on its own: bytes that arrive, a peer that closes, a wire that breaks.
+  /// In this way a test plays what happens on its own: bytes that arrive, a peer that closes, a wire that
+  /// breaks.
   void at(Time when, std::function<void()> event);
   /// Pace::stepped only: lets `span` of virtual time pass, waking every waiting thread at its due time and
   /// letting it run until it waits again. Returns false when the program does not come to rest within
   /// 30 s of the PC's time.
   bool advance(Time span);
-  /// Waits (in real time, at most 30 s) until every thread of the program waits and no socket it waits for is ready.
+  /// Waits (in real time, at most 30 s) until every thread of the program waits and no socket it waits for is
+  /// ready.
   bool settle();
 
   // ---- faults ---------------------------------------------------------------------------
-  /// Lays a named fault over the board. Throws std::invalid_argument with a clear text when it is not understood.
+  /// Lays a named fault over the board. Throws std::invalid_argument with a clear text when it is not
+  /// understood.
   ///   "open NODE [#N[+]] [ERRNO]"            opening NODE fails (the N-th time only; with + from then on)
   ///   "ioctl NODE [REQUEST] [#N[+]] [ERRNO]" a request fails (REQUEST like 0x80044801; without it any)
   ///   "read|write|stat|close NODE [#N[+]] [ERRNO]"
-  ///   "socket|bind|listen|accept|select|recv|send|connect [#N[+]] [ERRNO]"   network calls; a short count: "recv #2 short 1"
-  ///   "thread [#N[+]] [ERRNO]"               pthread_create fails
-  ///   device words, listed in docs/simulator.md: "rtc stopped", "rtc seconds 57 58 59 0 1 2", "gpio 26 stuck high",
-  ///   "sensors none", "sensor 1 text 45500", "interface eth0 none", "interface eth0 192.0.2.1" ...
+  ///   "socket|bind|listen|accept|select|recv|send|connect [#N[+]] [ERRNO]"   network calls; a short count:
+  ///   "recv #2 short 1" "thread [#N[+]] [ERRNO]"               pthread_create fails device words, listed in
+  ///   docs/simulator.md: "rtc stopped", "rtc seconds 57 58 59 0 1 2", "gpio 26 stuck high", "sensors none",
+  ///   "sensor 1 text 45500", "interface eth0 none", "interface eth0 192.0.2.1" ...
   /// ERRNO defaults to ENODEV for open, EIO elsewhere.
   void fault(std::string_view text);
   /// Takes all faults away again; counts start anew.
   void clear_faults();
 
   // ---- hardware -------------------------------------------------------------------------
-  int gpio_level(unsigned pin) const;              ///< level of a line, 0 or 1
-  void set_gpio_level(unsigned pin, int level);    ///< drives an input line from outside
+  int gpio_level(unsigned pin) const;            ///< level of a line, 0 or 1
+  void set_gpio_level(unsigned pin, int level);  ///< drives an input line from outside
   Direction gpio_direction(unsigned pin) const;
-  std::uint32_t fpga(std::uint32_t address) const;             ///< FPGA register
+  std::uint32_t fpga(std::uint32_t address) const;  ///< FPGA register
   void set_fpga(std::uint32_t address, std::uint32_t value);
-  std::uint32_t afe(std::uint32_t address) const;              ///< front-end register behind /dev/tg
+  std::uint32_t afe(std::uint32_t address) const;  ///< front-end register behind /dev/tg
   void set_afe(std::uint32_t address, std::uint32_t value);
-  std::uint32_t stm8(std::uint32_t address) const;             ///< coprocessor register behind /dev/tcs
+  std::uint32_t stm8(std::uint32_t address) const;  ///< coprocessor register behind /dev/tcs
   void set_stm8(std::uint32_t address, std::uint32_t value);
-  struct Pwm { std::int32_t period = 0, duty = 0; };
+  struct Pwm {
+    std::int32_t period = 0, duty = 0;
+  };
   Pwm pwm(std::int32_t channel) const;
-  std::uint32_t led(std::uint32_t index) const;                ///< state last written
+  std::uint32_t led(std::uint32_t index) const;  ///< state last written
   /// Puts /proc/debug/tempN with the given content in place; a healthy board has only temp1, "45500\n".
   void set_sensor(int number, std::string content);
   void remove_sensors();
@@ -138,7 +146,8 @@ class Board {
   // ---- what happened --------------------------------------------------------------------
   /// Every call since the board was switched on or clear_trace() was called.
   std::vector<Call> trace() const;
-  /// text() of the calls, without those on sockets (station, select, network calls), clocks and threads: what the hardware saw.
+  /// text() of the calls, without those on sockets (station, select, network calls), clocks (sleeps too: they
+  /// show in the times) and threads: what the hardware saw.
   std::vector<std::string> hardware_trace() const;
   /// timed_text() of the same calls.
   std::vector<std::string> timed_hardware_trace() const;
@@ -147,19 +156,19 @@ class Board {
   std::vector<std::string> open_nodes() const;
   /// The argument of each reboot call. None is ever performed.
   std::vector<std::uint32_t> reboots() const;
-  /// Calls that the board did not know (unknown node, request, file, program call); each also went to standard
-  /// error when it happened. Anything here fails the test.
+  /// Calls that the board did not know (unknown node, request, file, program call); each also went to
+  /// standard error when it happened. Anything here fails the test.
   std::vector<std::string> violations() const;
   /// For tests of the violations themselves.
   void clear_violations();
   /// Number of program threads alive besides the one that made the board.
   int live_threads() const;
 
-  struct State;              ///< internal to boardsim/
+  struct State;  ///< internal to boardsim/
   State& state() { return *state_; }
 
  private:
-  std::unique_ptr<State> state_;
+  std::shared_ptr<State> state_;  ///< threads of the program that outlive the board keep it alive
 };
 
 }  // namespace boardsim

@@ -1,0 +1,46 @@
+// Faults that make a system call fail or fall short.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace boardsim {
+
+/// What a fault makes of a call: an error, or a shorter count.
+struct FaultyCall {
+  int error = 0;                         ///< errno, when the call fails
+  std::optional<std::size_t> at_most{};  ///< number of bytes that it moves at most
+};
+
+/// The call faults that lie over a board. Guarded by the board's lock.
+class CallFaults {
+ public:
+  /// Takes "open NODE #2+ EBUSY" and the like. False when the first word names no call; throws
+  /// std::invalid_argument when it does but the rest is not understood.
+  bool add(const std::vector<std::string_view>& words);
+  void clear() { faults_.clear(); }
+
+  /// Counts one call and tells what becomes of it; nothing when it goes well.
+  std::optional<FaultyCall> meet(std::string_view call, std::string_view node = {},
+                                 std::uint32_t request = 0);
+
+  /// The forms that add() takes, for a message.
+  static std::string_view help();
+
+ private:
+  struct Fault {
+    std::string call;
+    std::string node{};                      ///< empty: calls that name no node
+    std::optional<std::uint32_t> request{};  ///< ioctl only; without it any
+    unsigned first = 1;                      ///< the first call that it befalls, counted from 1
+    bool goes_on = true;                     ///< every later call too
+    FaultyCall outcome{};
+    unsigned met = 0;
+  };
+  std::vector<Fault> faults_;
+};
+
+}  // namespace boardsim

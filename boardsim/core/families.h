@@ -1,0 +1,29 @@
+// The families of boards that can be simulated, and the boot block that tells a program which one it runs on.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+#include "boardsim/board.h"
+
+namespace boardsim {
+
+/// What the general I/O driver copies out as boot parameters: little-endian, packed.
+using BootBlock = std::array<std::uint8_t, 256>;
+
+/// The family of that name, or null.
+const Family* find_family(std::string_view name);
+/// The first family with that device type code, or null.
+const Family* find_family(std::uint32_t type);
+
+/// A boot block as the factory leaves it on a board of this family: type code and number of alarm outputs
+/// as the family has them, locally administered MAC addresses, invented serial number and dates.
+BootBlock make_boot_block(const Family& family);
+
+/// Writes a composite device type code: the high half at offset 28, the low half at offset 100.
+void set_boot_type(BootBlock& block, std::uint32_t code);
+/// Writes the number of alarm outputs (offset 90).
+void set_boot_alarm_outputs(BootBlock& block, std::uint8_t count);
+
+}  // namespace boardsim

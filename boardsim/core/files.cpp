@@ -1,0 +1,185 @@
+// How the board answers calls on its nodes.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "boardsim/core/real.h"
+#include "boardsim/core/state.h"
+
+namespace boardsim {
+namespace {
+
+std::uint32_t low_word(std::size_t size) {
+  return static_cast<std::uint32_t>(size);
+}
+
+std::string hex(std::uint32_t number) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%08x", number);
+  return text;
+}
+
+struct stat status_of(mode_t mode) {
+  struct stat status {};
+  status.st_mode = mode;
+  status.st_nlink = 1;
+  status.st_blksize = 4096;
+  return status;
+}
+
+}  // namespace
+
+bool Board::State::is_node(int fd) {
+  const std::lock_guard lock(mutex);
+  const Descriptor* known = descriptors.find(fd);
+  return known != nullptr && known->device != nullptr;
+}
+
+int Board::State::open(const char* name, const std::string& path, int flags) {
+  const std::lock_guard lock(mutex);
+  Call call = begin(name, path);
+  const auto failed = [&](int error) {
+    return static_cast<int>(finish(std::move(call), Subject::hardware, -1, error));
+  };
+  Device* const device = devices.find(path);
+  if (device == nullptr) {
+    const int result = failed(ENOENT);
+    if (!may_be_missing(path)) violation("unknown node " + path + " (" + name + ")");
+    return result;
+  }
+  if (const auto faulty = call_faults.meet("open", path)) return failed(faulty->error);
+  const Answer answer = device->open(flags);
+  if (answer.result < 0) return failed(answer.error);
+  const int fd = real::open("/dev/null", O_RDWR | O_CLOEXEC);
+  if (fd < 0) return failed(errno);
+  descriptors.add(fd, path, device);
+  return static_cast<int>(finish(std::move(call), Subject::hardware, fd, 0));
+}
+
+int Board::State::close(int fd) {
+  const std::lock_guard lock(mutex);
+  const Descriptor* known = descriptors.find(fd);
+  if (known == nullptr) return real::close(fd);
+  const std::string name = known->name;
+  Device* const device = known->device;
+  Call call = begin("close", name);
+  // The number is free for other threads from here on, so the entry goes first.
+  descriptors.remove(fd);
+  int result = real::close(fd);
+  int error = result < 0 ? errno : 0;
+  if (device != nullptr) device->close();
+  // As on Linux, a descriptor is gone even when closing it fails.
+  if (const auto faulty = call_faults.meet("close", name); faulty && error == 0) {
+    result = -1;
+    error = faulty->error;
+  }
+  const Subject subject = device != nullptr ? Subject::hardware : Subject::network;
+  return static_cast<int>(finish(std::move(call), subject, result, error));
+}
+
+ssize_t Board::State::read(int fd, void* buffer, std::size_t size) {
+  const std::lock_guard lock(mutex);
+  Descriptor& node = *descriptors.find(fd);
+  Call call = begin("read", node.name, {low_word(size)});
+  if (const auto faulty = call_faults.meet("read", node.name)) {
+    if (!faulty->at_most) return finish(std::move(call), Subject::hardware, -1, faulty->error);
+    size = std::min(size, *faulty->at_most);
+  }
+  const Answer answer = node.device->read(buffer, size, node.position);
+  if (!answer.known) violation("reading " + node.name + " is not known (read)");
+  return finish(std::move(call), Subject::hardware, answer.result, answer.known ? answer.error : EINVAL);
+}
+
+ssize_t Board::State::write(int fd, const void* buffer, std::size_t size) {
+  const std::lock_guard lock(mutex);
+  Descriptor& node = *descriptors.find(fd);
+  Call call = begin("write", node.name, {low_word(size)});
+  if (const auto faulty = call_faults.meet("write", node.name)) {
+    if (!faulty->at_most) return finish(std::move(call), Subject::hardware, -1, faulty->error);
+    size = std::min(size, *faulty->at_most);
+  }
+  const Answer answer = node.device->write(buffer, size, node.position);
+  if (!answer.known) violation("writing " + node.name + " is not known (write)");
+  return finish(std::move(call), Subject::hardware, answer.result, answer.known ? answer.error : EINVAL);
+}
+
+off_t Board::State::lseek(int fd, off_t offset, int whence) {
+  const std::lock_guard lock(mutex);
+  Descriptor& node = *descriptors.find(fd);
+  Call call = begin("lseek", node.name, {static_cast<std::uint32_t>(offset)});
+  const auto failed = [&](int error) { return finish(std::move(call), Subject::hardware, -1, error); };
+  if (const auto faulty = call_faults.meet("lseek", node.name)) return failed(faulty->error);
+  if (whence != SEEK_SET && whence != SEEK_CUR) {
+    violation("seeking from the end of " + node.name + " is not known (lseek)");
+    return failed(EINVAL);
+  }
+  const off_t position = offset + (whence == SEEK_CUR ? node.position : 0);
+  if (position < 0) return failed(EINVAL);
+  node.position = position;
+  return finish(std::move(call), Subject::hardware, position, 0);
+}
+
+int Board::State::ioctl(int fd, std::uint32_t request, void* argument) {
+  const std::lock_guard lock(mutex);
+  const Descriptor& node = *descriptors.find(fd);
+  Call call = begin("ioctl", node.name, node.device->words_in(request, argument));
+  call.request = request;
+  const auto done = [&](long result, int error) {
+    return static_cast<int>(finish(std::move(call), Subject::hardware, result, error));
+  };
+  if (const auto faulty = call_faults.meet("ioctl", node.name, request)) return done(-1, faulty->error);
+  const Answer answer = node.device->ioctl(request, argument);
+  if (answer.known) return done(answer.result, answer.result < 0 ? answer.error : 0);
+  const std::string text = "unknown request " + hex(request) + " on " + node.name + " (ioctl)";
+  const int result = done(-1, ENOTTY);
+  violation(text);
+  return result;
+}
+
+int Board::State::stat(const char* name, const std::string& path, struct stat* status) {
+  const std::lock_guard lock(mutex);
+  Call call = begin(name, path);
+  const auto done = [&](int error) {
+    return static_cast<int>(finish(std::move(call), Subject::hardware, error == 0 ? 0 : -1, error));
+  };
+  if (const auto faulty = call_faults.meet("stat", path)) return done(faulty->error);
+  const mode_t mode = devices.mode(path);
+  if (mode == 0) {
+    const int result = done(ENOENT);
+    if (!may_be_missing(path)) violation("unknown node " + path + " (" + name + ")");
+    return result;
+  }
+  if (status == nullptr) return done(EFAULT);
+  *status = status_of(mode);
+  return done(0);
+}
+
+int Board::State::fstat(int fd, struct stat* status) {
+  std::string path;
+  {
+    const std::lock_guard lock(mutex);
+    path = descriptors.find(fd)->name;
+  }
+  return stat("fstat", path, status);
+}
+
+int Board::State::access(const std::string& path, int mode) {
+  const std::lock_guard lock(mutex);
+  Call call = begin("access", path, {static_cast<std::uint32_t>(mode)});
+  const auto done = [&](int error) {
+    return static_cast<int>(finish(std::move(call), Subject::hardware, error == 0 ? 0 : -1, error));
+  };
+  if (const auto faulty = call_faults.meet("access", path)) return done(faulty->error);
+  const mode_t found = devices.mode(path);
+  if (found == 0) {
+    const int result = done(ENOENT);
+    if (!may_be_missing(path)) violation("unknown node " + path + " (access)");
+    return result;
+  }
+  // The program runs as root: only executing needs a permission.
+  return done((mode & X_OK) != 0 && (found & 0111) == 0 ? EACCES : 0);
+}
+
+}  // namespace boardsim

@@ -1,0 +1,117 @@
+// What a board does besides files and network: time, faults, the trace, and the refusal of what it lacks.
+#include "boardsim/core/state.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <stdexcept>
+
+#include "boardsim/core/real.h"
+
+namespace boardsim {
+namespace {
+
+std::vector<std::string_view> split(std::string_view text) {
+  std::vector<std::string_view> words;
+  for (;;) {
+    const auto begin = text.find_first_not_of(" \t");
+    if (begin == std::string_view::npos) return words;
+    text.remove_prefix(begin);
+    const auto end = std::min(text.find_first_of(" \t"), text.size());
+    words.push_back(text.substr(0, end));
+    text.remove_prefix(end);
+  }
+}
+
+}  // namespace
+
+Board::State::State(const Family& family, Pace pace, double speed)
+    : clock(pace, speed), devices([this] { return clock.now(); }) {
+  devices.general_io.boot_block() = make_boot_block(family);
+}
+
+bool Board::State::sleep(std::string_view name, std::vector<std::uint32_t> length, Time span) {
+  const Call call = begin(name, "", std::move(length));
+  {
+    const std::lock_guard lock(mutex);
+    finish(call, Subject::clock, 0, 0);
+  }
+  return clock.sleep_until(call.at + span);
+}
+
+int Board::State::reboot(std::uint32_t command) {
+  const std::lock_guard lock(mutex);
+  reboots.push_back(command);
+  finish(begin("reboot", "", {command}), Subject::hardware, 0, 0);
+  if (conduct.after_reboot) conduct.after_reboot();
+  return 0;
+}
+
+int Board::State::refuse(std::string_view call) {
+  const std::lock_guard lock(mutex);
+  violation(std::string(call) + " is nothing that a program may do on this board");
+  return static_cast<int>(finish(begin(call, ""), Subject::hardware, -1, EPERM));
+}
+
+void Board::State::fault(std::string_view text) {
+  const std::lock_guard lock(mutex);
+  const auto words = split(text);
+  if (words.size() == 3 && words[0] == "interface") {
+    interface_faults.insert_or_assign(std::string(words[1]), words[2] == "none" ? "" : std::string(words[2]));
+    return;
+  }
+  if (call_faults.add(words) || (!words.empty() && devices.fault(words))) return;
+  throw std::invalid_argument("fault: \"" + std::string(text) + "\" is not understood; known are " +
+                              std::string(CallFaults::help()) + "; interface NAME ADDRESS|none, " +
+                              std::string(Devices::fault_help()));
+}
+
+void Board::State::clear_faults() {
+  const std::lock_guard lock(mutex);
+  interface_faults.clear();
+  call_faults.clear();
+  devices.clear_faults();
+}
+
+int Board::State::thread_error() {
+  const std::lock_guard lock(mutex);
+  const auto faulty = call_faults.meet("thread");
+  if (!faulty) return 0;
+  finish(begin("pthread_create", ""), Subject::thread, -1, faulty->error);
+  return faulty->error;
+}
+
+void Board::State::thread_event(std::string_view name) {
+  const std::lock_guard lock(mutex);
+  finish(begin(name, ""), Subject::thread, 0, 0);
+}
+
+Call Board::State::begin(std::string_view name, std::string_view node,
+                         std::vector<std::uint32_t> record) const {
+  return {
+      .at = clock.now(), .name = std::string(name), .node = std::string(node), .record = std::move(record)};
+}
+
+long Board::State::finish(Call call, Subject subject, long result, int error) {
+  call.result = result;
+  call.error = error;
+  trace.add(std::move(call), subject);
+  if (error != 0) errno = error;
+  return result;
+}
+
+void Board::State::violation(const std::string& text) {
+  const int error = errno;
+  violations.push_back(text);
+  const std::string line = "boardsim: " + text + "\n";
+  [[maybe_unused]] const auto ignored = real::write(STDERR_FILENO, line.data(), line.size());
+  if (conduct.after_violation) conduct.after_violation();
+  errno = error;
+}
+
+std::optional<FaultyCall> Board::State::meet(std::string_view call) {
+  const std::lock_guard lock(mutex);
+  return call_faults.meet(call);
+}
+
+}  // namespace boardsim

@@ -1,0 +1,106 @@
+// Everything that one simulated board is made of.
+#pragma once
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "boardsim/board.h"
+#include "boardsim/core/call_faults.h"
+#include "boardsim/core/clock.h"
+#include "boardsim/core/descriptors.h"
+#include "boardsim/core/trace.h"
+#include "boardsim/devices/all.h"
+
+namespace boardsim {
+
+/// How a board behaves towards the process that it lives in; the launcher sets it.
+struct Conduct {
+  std::function<void()> after_violation{};  ///< with the board's lock held
+  std::function<void()> after_reboot{};     ///< with the board's lock held
+  bool every_address = false;               ///< a program may bind to all addresses of the PC
+};
+
+/// The functions that answer calls are called by program threads that are Inside, without any lock held;
+/// they return and set errno as the C library's do.
+struct Board::State {
+  State(const Family& family, Pace pace, double speed);
+
+  // ---- files.cpp
+  int open(const char* name, const std::string& path, int flags);
+  int close(int fd);
+  ssize_t read(int fd, void* buffer, std::size_t size);
+  ssize_t write(int fd, const void* buffer, std::size_t size);
+  off_t lseek(int fd, off_t offset, int whence);
+  int ioctl(int fd, std::uint32_t request, void* argument);
+  int stat(const char* name, const std::string& path, struct stat* status);
+  int fstat(int fd, struct stat* status);
+  int access(const std::string& path, int mode);
+  /// Whether a descriptor is a node's.
+  bool is_node(int fd);
+
+  // ---- network.cpp, transfer.cpp
+  int socket(int domain, int type, int protocol);
+  int socketpair(int domain, int type, int protocol, int* fds);
+  int bind(int fd, const sockaddr* address, socklen_t size);
+  int listen(int fd, int backlog);
+  int accept(int fd, sockaddr* address, socklen_t* size, int flags);
+  int connect(int fd, const sockaddr* address, socklen_t size);
+  ssize_t recv(const char* name, int fd, void* buffer, std::size_t size, int flags);
+  ssize_t send(const char* name, int fd, const void* buffer, std::size_t size, int flags);
+  int shutdown(int fd, int how);
+  /// select and poll: waits, as poll does.
+  int wait_for_ready(Call call, std::span<pollfd> fds, std::optional<Time> deadline);
+  /// Whether select writes back what is left of its time-out.
+  bool counts_down() const;
+  /// SIOCGIFADDR.
+  int interface_address(void* ifreq);
+  void set_interface(std::string_view name, std::string_view address);
+
+  // ---- state.cpp
+  /// Waits for virtual time; false when a signal came first.
+  bool sleep(std::string_view name, std::vector<std::uint32_t> length, Time span);
+  int reboot(std::uint32_t command);
+  /// A call that no board's program makes: reported, never performed. Returns -1 with EPERM.
+  int refuse(std::string_view call);
+  void fault(std::string_view text);
+  void clear_faults();
+  /// Counts a thread creation: 0, or the errno with which it fails.
+  int thread_error();
+  void thread_event(std::string_view name);
+
+  Call begin(std::string_view name, std::string_view node, std::vector<std::uint32_t> record = {}) const;
+  /// The lock is held. Enters the call into the trace, sets errno, returns the result.
+  long finish(Call call, Subject subject, long result, int error);
+  /// The lock is held. Reports what the board does not know.
+  void violation(const std::string& text);
+  /// Meets the faults of one call on a network or clock function.
+  std::optional<FaultyCall> meet(std::string_view call);
+  /// The lock is held. Name of a socket in the trace.
+  std::string name_of(int fd);
+
+  Clock clock;
+  std::shared_ptr<ProgramThread> main_thread{};  ///< the record of the thread that made the board
+  mutable std::mutex mutex;                      ///< guards everything below
+  Devices devices;
+  Descriptors descriptors{};
+  Trace trace{};
+  CallFaults call_faults{};
+  Conduct conduct{};
+  std::map<std::string, std::string, std::less<>> interfaces{{"eth0", "127.0.0.1"}};
+  std::map<std::string, std::string, std::less<>> interface_faults{};
+  bool select_counts_down = true;
+  std::vector<std::string> violations{};
+  std::vector<std::uint32_t> reboots{};
+};
+
+}  // namespace boardsim

@@ -1,0 +1,135 @@
+// Boot block, GPIO lines, IR-cut drive and PWM channels of the general I/O driver.
+#include "boardsim/devices/general_io.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "boardsim/devices/fault_words.h"
+#include "boardsim/devices/records.h"
+
+namespace boardsim {
+namespace {
+
+enum Request : std::uint32_t {
+  kBootBlock = 0x80044801,
+  kInput = 0x40044701,
+  kOutput = 0x40044702,
+  kRead = 0x80044703,
+  kWrite = 0x40044704,
+  kRead2 = 0x8004680B,
+  kInput2 = 0x4004680D,
+  kOutput2 = 0x4004680E,
+  kDay = 0x40046831,
+  kNight = 0x40046832,
+  kPwm = 0x40044D02,
+};
+
+}  // namespace
+
+Answer GeneralIo::ioctl(std::uint32_t request, void* argument) {
+  switch (request) {
+    case kDay:
+      return drive_ir_cut(IrCut::day, value_argument(argument));
+    case kNight:
+      return drive_ir_cut(IrCut::night, value_argument(argument));
+    case kBootBlock:
+      if (argument == nullptr) return Answer::fails(EFAULT);
+      std::memcpy(argument, boot_block_.data(), boot_block_.size());
+      return Answer::ok();
+    case kPwm:
+      return set_pwm(argument);
+    case kInput:
+    case kOutput:
+    case kRead:
+    case kWrite:
+    case kRead2:
+    case kInput2:
+    case kOutput2:
+      return gpio(request, argument);
+    default:
+      return Answer::unknown();
+  }
+}
+
+std::vector<std::uint32_t> GeneralIo::words_in(std::uint32_t request, const void* argument) const {
+  switch (request) {
+    case kDay:
+    case kNight:
+      return {value_argument(argument)};
+    case kInput:  // the level is not set by the caller
+      return words(argument, 1);
+    case kOutput:
+    case kRead:
+    case kWrite:
+    case kRead2:
+    case kInput2:
+    case kOutput2:
+      return words(argument, 2);
+    case kPwm:
+      return words(argument, 3);
+    default:
+      return {};
+  }
+}
+
+Answer GeneralIo::gpio(std::uint32_t request, void* record) {
+  if (record == nullptr) return Answer::fails(EFAULT);
+  const unsigned number = word(record, 0);
+  if (number >= kLines) return Answer::fails(EINVAL);
+  Line& line = lines_[number];
+  if (request == kRead || request == kRead2) {
+    set_word(record, 1, static_cast<std::uint32_t>(level(number)));
+  } else if (request == kInput || request == kInput2) {
+    line.direction = Direction::input;
+  } else {
+    line.driven = word(record, 1) != 0 ? 1 : 0;
+    if (request != kWrite) line.direction = Direction::output;
+  }
+  return Answer::ok();
+}
+
+Answer GeneralIo::drive_ir_cut(IrCut side, std::uint32_t steps) {
+  ir_cut_ = side;
+  ir_cut_steps_ = steps;
+  return Answer::ok();
+}
+
+Answer GeneralIo::set_pwm(const void* record) {
+  if (record == nullptr) return Answer::fails(EFAULT);
+  const auto field = [record](std::size_t index) { return static_cast<std::int32_t>(word(record, index)); };
+  pwm_[field(0)] = {field(1), field(2)};
+  return Answer::ok();
+}
+
+bool GeneralIo::fault(const std::vector<std::string_view>& words) {
+  if (words.empty() || words[0] != "gpio") return false;
+  if (words.size() != 4 || words[2] != "stuck" || (words[3] != "high" && words[3] != "low") ||
+      fault_number(words[1]) >= kLines) {
+    refuse_fault(words, "gpio 0..255 stuck high|low");
+  }
+  stuck_[fault_number(words[1])] = words[3] == "high" ? 1 : 0;
+  return true;
+}
+
+int GeneralIo::level(unsigned line) const {
+  const Line& it = lines_.at(line);
+  if (const auto stuck = stuck_.find(line); stuck != stuck_.end()) return stuck->second;
+  return it.direction == Direction::input ? it.outside : it.driven;
+}
+
+void GeneralIo::set_level(unsigned line, int level) {
+  Line& it = lines_.at(line);
+  it.outside = level != 0 ? 1 : 0;
+  if (it.direction == Direction::unset) it.driven = it.outside;
+}
+
+Direction GeneralIo::direction(unsigned line) const {
+  return lines_.at(line).direction;
+}
+
+Board::Pwm GeneralIo::pwm(std::int32_t channel) const {
+  const auto found = pwm_.find(channel);
+  return found == pwm_.end() ? Board::Pwm{} : found->second;
+}
+
+}  // namespace boardsim

@@ -1,0 +1,69 @@
+// /dev/qznio: the general I/O driver with the boot block, both generations of GPIO calls, the IR-cut drive
+// and PWM.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <string_view>
+#include <vector>
+
+#include "boardsim/board.h"
+#include "boardsim/core/device.h"
+#include "boardsim/core/families.h"
+
+namespace boardsim {
+
+/// Requests: 0x80044801 copies out the 256-byte boot block. GPIO, {line, level} records: 0x40044701 input,
+/// 0x40044702 output, 0x80044703 read, 0x40044704 write; the other generation 0x8004680b read, 0x4004680d
+/// input, 0x4004680e output. 0x40046831 and 0x40046832 move the IR-cut filter to day and night (the argument
+/// is the number of steps). 0x40044d02 sets a PWM channel, {channel, period, duty}. Faults: "gpio N stuck
+/// high|low".
+class GeneralIo : public Device {
+ public:
+  static constexpr unsigned kLines = 256;  ///< GPIO lines 0 to 255
+
+  /// Where the IR-cut filter was last driven to.
+  enum class IrCut : std::uint8_t { unset, day, night };
+
+  Answer ioctl(std::uint32_t request, void* argument) override;
+  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
+  bool fault(const std::vector<std::string_view>& words) override;
+  void clear_faults() override { stuck_.clear(); }
+
+  BootBlock& boot_block() { return boot_block_; }
+
+  /// Level of a line, 0 or 1: that of a stuck line whatever happens, that of the outside on an input, what
+  /// the program drives on an output. On a line without a direction the last one who set it wins. Throws
+  /// std::out_of_range for a line that the board lacks, as the next two do.
+  int level(unsigned line) const;
+  /// Drives a line from outside, 0 or 1. Against an output it has no effect until the line becomes an input.
+  void set_level(unsigned line, int level);
+  Direction direction(unsigned line) const;
+
+  /// What a PWM channel was last set to; zeros before that.
+  Board::Pwm pwm(std::int32_t channel) const;
+
+  IrCut ir_cut() const { return ir_cut_; }
+  std::uint32_t ir_cut_steps() const { return ir_cut_steps_; }  ///< step count of the last IR-cut drive
+
+ private:
+  struct Line {
+    Direction direction = Direction::unset;
+    int outside = 0;  ///< level applied from outside
+    int driven = 0;   ///< level the board drives, or would drive were it an output
+  };
+
+  Answer gpio(std::uint32_t request, void* record);
+  Answer drive_ir_cut(IrCut side, std::uint32_t steps);
+  Answer set_pwm(const void* record);
+
+  BootBlock boot_block_{};
+  std::array<Line, kLines> lines_{};
+  std::map<unsigned, int> stuck_;
+  std::map<std::int32_t, Board::Pwm> pwm_;
+  IrCut ir_cut_ = IrCut::unset;
+  std::uint32_t ir_cut_steps_ = 0;
+};
+
+}  // namespace boardsim

@@ -1,0 +1,98 @@
+// The clock's readings: virtual time, a standstill, or a script of seconds.
+#include "boardsim/devices/rtc.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <stdexcept>
+#include <utility>
+
+#include "boardsim/devices/fault_words.h"
+#include "boardsim/devices/records.h"
+
+namespace boardsim {
+namespace {
+
+constexpr std::uint32_t kReadTime = 0x80247009;
+
+// What the clock shows when the board is switched on, in seconds since 1970.
+constexpr std::int64_t kStart = [] {
+  using namespace std::chrono;
+  const sys_seconds start = sys_days{2024y / May / 17} + 8h + 30min + 12s;
+  return start.time_since_epoch().count();
+}();
+
+std::int64_t seconds_at(Time time) {
+  return kStart + std::chrono::floor<std::chrono::seconds>(time).count();
+}
+
+void write_time(void* record, std::int64_t seconds) {
+  const std::time_t time = seconds;
+  std::tm parts{};
+  gmtime_r(&time, &parts);
+  const int fields[] = {parts.tm_sec,  parts.tm_min,  parts.tm_hour,
+                        parts.tm_mday, parts.tm_mon,  parts.tm_year,
+                        parts.tm_wday, parts.tm_yday, 0};
+  std::size_t index = 0;
+  for (const int field : fields) set_word(record, index++, static_cast<std::uint32_t>(field));
+}
+
+}  // namespace
+
+Rtc::Rtc(std::function<Time()> now) : now_(std::move(now)) {}
+
+Answer Rtc::ioctl(std::uint32_t request, void* argument) {
+  if (request != kReadTime) return Answer::unknown();
+  if (argument == nullptr) return Answer::fails(EFAULT);
+  write_time(argument, reading());
+  return Answer::ok();
+}
+
+std::vector<std::uint32_t> Rtc::words_in(std::uint32_t, const void*) const {
+  return {};
+}
+
+bool Rtc::fault(const std::vector<std::string_view>& words) {
+  if (words.empty() || words[0] != "rtc") return false;
+  if (words.size() == 2 && words[1] == "stopped") {
+    clear_faults();
+    stopped_at_ = now_();
+  } else if (words.size() > 2 && words[1] == "seconds") {
+    std::vector<int> seconds;
+    for (std::size_t i = 2; i < words.size(); ++i) {
+      seconds.push_back(static_cast<int>(fault_number(words[i])));
+    }
+    set_seconds(std::move(seconds));
+  } else {
+    refuse_fault(words, "rtc stopped, or rtc seconds 0..59 ...");
+  }
+  return true;
+}
+
+void Rtc::clear_faults() {
+  stopped_at_.reset();
+  script_.clear();
+}
+
+void Rtc::set_seconds(std::vector<int> seconds) {
+  const auto in_range = [](int second) { return second >= 0 && second <= 59; };
+  if (seconds.empty() || !std::ranges::all_of(seconds, in_range)) {
+    throw std::invalid_argument("rtc seconds: one or more seconds from 0 to 59 are needed");
+  }
+  clear_faults();
+  script_ = std::move(seconds);
+  script_next_ = 0;
+  const std::int64_t now = seconds_at(now_());
+  script_minute_ = now - now % 60;
+}
+
+std::int64_t Rtc::reading() {
+  if (script_.empty()) return seconds_at(stopped_at_.value_or(now_()));
+  if (script_next_ < script_.size()) {
+    if (script_next_ > 0 && script_[script_next_] < script_[script_next_ - 1]) script_minute_ += 60;
+    ++script_next_;
+  }
+  return script_minute_ + script_[script_next_ - 1];
+}
+
+}  // namespace boardsim

@@ -1,0 +1,44 @@
+// /dev/rtc: the real-time clock, running on virtual time.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "boardsim/board.h"
+#include "boardsim/core/device.h"
+
+namespace boardsim {
+
+/// Request: 0x80247009 copies out the kernel's `struct rtc_time` (nine 32-bit words). The board is switched
+/// on at 2024-05-17 08:30:12, a Friday, and the clock goes on from there with virtual time. Faults: "rtc
+/// stopped" (stands still from now on), "rtc seconds 57 58 59 0 1 2" (one a reading, then the last).
+class Rtc : public Device {
+ public:
+  /// `now` tells the virtual time since the board was switched on.
+  explicit Rtc(std::function<Time()> now);
+
+  Answer ioctl(std::uint32_t request, void* argument) override;
+  /// Nothing goes in.
+  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
+  bool fault(const std::vector<std::string_view>& words) override;
+  void clear_faults() override;
+
+  /// The clock shows these seconds, one a reading, then keeps showing the last; a second smaller than the one
+  /// before begins a new minute. Throws std::invalid_argument for an empty list or a value outside 0 to 59.
+  void set_seconds(std::vector<int> seconds);
+
+ private:
+  std::int64_t reading();
+
+  std::function<Time()> now_;
+  std::optional<Time> stopped_at_;
+  std::vector<int> script_;
+  std::size_t script_next_ = 0;
+  std::int64_t script_minute_ = 0;  ///< start of the minute that the script is in, seconds since 1970
+};
+
+}  // namespace boardsim

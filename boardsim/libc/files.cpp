@@ -1,0 +1,174 @@
+// Calls on open descriptors, and on paths without opening them.
+#include <fcntl.h>
+#include <net/if.h>
+#include <stdarg.h>
+#include <sys/ioctl.h>
+
+#include <cerrno>
+
+#include "boardsim/core/real.h"
+#include "boardsim/core/state.h"
+
+using boardsim::Entered;
+namespace real = boardsim::real;
+
+extern "C" {
+ssize_t __read_chk(int fd, void* buffer, size_t size, size_t buffer_size);
+int __xstat(int version, const char* path, struct stat* status);
+int __lxstat(int version, const char* path, struct stat* status);
+int __fxstat(int version, int fd, struct stat* status);
+int __fxstatat(int version, int directory, const char* path, struct stat* status, int flags);
+int __xstat64(int version, const char* path, struct stat64* status);
+int __lxstat64(int version, const char* path, struct stat64* status);
+int __fxstat64(int version, int fd, struct stat64* status);
+int __fxstatat64(int version, int directory, const char* path, struct stat64* status, int flags);
+[[noreturn]] void __chk_fail();
+}
+
+namespace {
+
+static_assert(sizeof(struct stat) == sizeof(struct stat64), "one layout serves both names on this PC");
+
+struct stat* plain(struct stat64* status) {
+  return reinterpret_cast<struct stat*>(status);
+}
+
+bool is_socket(int fd) {
+  struct stat status {};
+  return real::fstat(fd, &status) == 0 && S_ISSOCK(status.st_mode);
+}
+
+/// A pipe or terminal of the PC: time goes on while its bytes are waited for. False when a signal came.
+bool wait_for_bytes(boardsim::Board::State& board, int fd) {
+  if ((fcntl(fd, F_GETFL) & O_NONBLOCK) != 0) return true;
+  pollfd readable{fd, POLLIN, 0};
+  return board.clock.wait({&readable, 1}, std::nullopt) >= 0;
+}
+
+int stat_path(const char* name, int directory, const char* path, struct stat* status, int flags) {
+  const Entered board;
+  if (board && path != nullptr && *path != '\0') {
+    const std::string its_path = boardsim::plain_path(path);
+    if (boardsim::is_board_path(its_path)) return board->stat(name, its_path, status);
+  }
+  return real::fstatat(directory, path, status, flags);
+}
+
+int stat_descriptor(int fd, struct stat* status) {
+  const Entered board;
+  return board && board->is_node(fd) ? board->fstat(fd, status) : real::fstat(fd, status);
+}
+
+off_t seek(int fd, off_t offset, int whence) {
+  const Entered board;
+  return board && board->is_node(fd) ? board->lseek(fd, offset, whence) : real::lseek(fd, offset, whence);
+}
+
+}  // namespace
+
+extern "C" {
+
+int close(int fd) {
+  const Entered board;
+  return board ? board->close(fd) : real::close(fd);
+}
+
+ssize_t read(int fd, void* buffer, size_t size) {
+  const Entered board;
+  if (!board) return real::read(fd, buffer, size);
+  if (board->is_node(fd)) return board->read(fd, buffer, size);
+  if (is_socket(fd)) return board->recv("read", fd, buffer, size, 0);
+  return wait_for_bytes(*board, fd) ? real::read(fd, buffer, size) : -1;
+}
+
+ssize_t __read_chk(int fd, void* buffer, size_t size, size_t buffer_size) {
+  if (size > buffer_size) __chk_fail();
+  return read(fd, buffer, size);
+}
+
+ssize_t write(int fd, const void* buffer, size_t size) {
+  const Entered board;
+  if (!board) return real::write(fd, buffer, size);
+  if (board->is_node(fd)) return board->write(fd, buffer, size);
+  return is_socket(fd) ? board->send("write", fd, buffer, size, 0) : real::write(fd, buffer, size);
+}
+
+off_t lseek(int fd, off_t offset, int whence) noexcept {
+  return seek(fd, offset, whence);
+}
+off64_t lseek64(int fd, off64_t offset, int whence) noexcept {
+  return seek(fd, offset, whence);
+}
+
+int ioctl(int fd, unsigned long request, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, request);
+  void* const argument = va_arg(arguments, void*);
+  va_end(arguments);
+  const Entered board;
+  if (board && board->is_node(fd)) return board->ioctl(fd, static_cast<std::uint32_t>(request), argument);
+  if (board && request == SIOCGIFADDR && is_socket(fd)) return board->interface_address(argument);
+  return real::ioctl(fd, request, argument);
+}
+
+int access(const char* path, int mode) noexcept {
+  const Entered board;
+  if (board && path != nullptr) {
+    const std::string its_path = boardsim::plain_path(path);
+    if (boardsim::is_board_path(its_path)) return board->access(its_path, mode);
+  }
+  return real::access(path, mode);
+}
+
+int stat(const char* path, struct stat* status) noexcept {
+  return stat_path("stat", AT_FDCWD, path, status, 0);
+}
+int stat64(const char* path, struct stat64* status) noexcept {
+  return stat_path("stat", AT_FDCWD, path, plain(status), 0);
+}
+int lstat(const char* path, struct stat* status) noexcept {
+  return stat_path("lstat", AT_FDCWD, path, status, AT_SYMLINK_NOFOLLOW);
+}
+int lstat64(const char* path, struct stat64* status) noexcept {
+  return stat_path("lstat", AT_FDCWD, path, plain(status), AT_SYMLINK_NOFOLLOW);
+}
+int fstatat(int directory, const char* path, struct stat* status, int flags) noexcept {
+  return stat_path("stat", directory, path, status, flags);
+}
+int fstatat64(int directory, const char* path, struct stat64* status, int flags) noexcept {
+  return stat_path("stat", directory, path, plain(status), flags);
+}
+int fstat(int fd, struct stat* status) noexcept {
+  return stat_descriptor(fd, status);
+}
+int fstat64(int fd, struct stat64* status) noexcept {
+  return stat_descriptor(fd, plain(status));
+}
+
+// The names under which older programs reach the same calls.
+int __xstat(int, const char* path, struct stat* status) {
+  return stat(path, status);
+}
+int __lxstat(int, const char* path, struct stat* status) {
+  return lstat(path, status);
+}
+int __fxstat(int, int fd, struct stat* status) {
+  return fstat(fd, status);
+}
+int __fxstatat(int, int directory, const char* path, struct stat* status, int flags) {
+  return fstatat(directory, path, status, flags);
+}
+int __xstat64(int, const char* path, struct stat64* status) {
+  return stat64(path, status);
+}
+int __lxstat64(int, const char* path, struct stat64* status) {
+  return lstat64(path, status);
+}
+int __fxstat64(int, int fd, struct stat64* status) {
+  return fstat64(fd, status);
+}
+int __fxstatat64(int, int directory, const char* path, struct stat64* status, int flags) {
+  return fstatat64(directory, path, status, flags);
+}
+
+}  // extern "C"

@@ -1,0 +1,99 @@
+// The clock and the sleeps.
+#include <time.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "boardsim/core/real.h"
+#include "boardsim/core/state.h"
+
+using boardsim::Entered;
+using boardsim::Time;
+namespace real = boardsim::real;
+
+namespace {
+
+constexpr long kNanosecondsPerSecond = 1'000'000'000;
+// A board has been up for a while when its program starts.
+constexpr Time kUpTime = std::chrono::seconds(20);
+
+bool is_valid(const timespec& span) {
+  return span.tv_sec >= 0 && span.tv_nsec >= 0 && span.tv_nsec < kNanosecondsPerSecond;
+}
+
+/// Rounded up: a sleep is never too short.
+Time to_time(const timespec& span) {
+  return std::chrono::seconds(span.tv_sec) + std::chrono::ceil<Time>(std::chrono::nanoseconds(span.tv_nsec));
+}
+
+timespec to_timespec(Time time) {
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+  return {seconds.count(), std::chrono::nanoseconds(time - seconds).count()};
+}
+
+std::vector<std::uint32_t> words(const timespec& span) {
+  return {static_cast<std::uint32_t>(span.tv_sec), static_cast<std::uint32_t>(span.tv_nsec)};
+}
+
+/// 0, or the errno with which a sleep ends early; then `left` tells what was left.
+int sleep_for(const Entered& board, const char* name, const timespec* span, timespec* left) {
+  if (span == nullptr) return EFAULT;
+  if (!is_valid(*span)) return EINVAL;
+  const Time end = board->clock.now() + to_time(*span);
+  if (board->sleep(name, words(*span), to_time(*span))) return 0;
+  if (left != nullptr) *left = to_timespec(std::max(end - board->clock.now(), Time(0)));
+  return EINTR;
+}
+
+}  // namespace
+
+extern "C" {
+
+unsigned sleep(unsigned seconds) {
+  const Entered board;
+  if (!board) return real::sleep(seconds);
+  const Time end = board->clock.now() + std::chrono::seconds(seconds);
+  if (board->sleep("sleep", {seconds}, std::chrono::seconds(seconds))) return 0;
+  return static_cast<unsigned>(std::chrono::ceil<std::chrono::seconds>(end - board->clock.now()).count());
+}
+
+int usleep(useconds_t microseconds) {
+  const Entered board;
+  if (!board) return real::usleep(microseconds);
+  return board->sleep("usleep", {microseconds}, Time(microseconds)) ? 0 : -1;
+}
+
+int nanosleep(const timespec* span, timespec* left) {
+  const Entered board;
+  if (!board) return real::nanosleep(span, left);
+  const int error = sleep_for(board, "nanosleep", span, left);
+  if (error != 0) errno = error;
+  return error == 0 ? 0 : -1;
+}
+
+int clock_nanosleep(clockid_t clock, int flags, const timespec* span, timespec* left) {
+  const Entered board;
+  if (!board) return real::clock_nanosleep(clock, flags, span, left);
+  if ((flags & TIMER_ABSTIME) == 0) return sleep_for(board, "clock_nanosleep", span, left);
+  if (span == nullptr) return EFAULT;
+  timespec now{};
+  if (clock == CLOCK_MONOTONIC) {
+    now = to_timespec(kUpTime + board->clock.now());
+  } else if (real::clock_gettime(clock, &now) != 0) {
+    return errno;
+  }
+  const timespec rest = to_timespec(std::max(to_time(*span) - to_time(now), Time(0)));
+  return sleep_for(board, "clock_nanosleep", &rest, nullptr);
+}
+
+int clock_gettime(clockid_t clock, timespec* now) noexcept {
+  if (clock == CLOCK_MONOTONIC && now != nullptr) {
+    if (const Entered board; board) {
+      *now = to_timespec(kUpTime + board->clock.now());
+      return 0;
+    }
+  }
+  return real::clock_gettime(clock, now);
+}
+
+}  // extern "C"

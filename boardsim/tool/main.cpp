@@ -1,0 +1,150 @@
+// boardsim: runs a board's program, unmodified, on a simulated board.
+#include <poll.h>
+#include <signal.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+#include "boardsim/tool/address.h"
+#include "boardsim/tool/child.h"
+#include "boardsim/tool/console_text.h"
+#include "boardsim/tool/options.h"
+
+namespace {
+
+using namespace boardsim;
+
+/// One of the program's two outputs, on its way to the launcher's own.
+class Relay {
+ public:
+  Relay(int from, int to, bool utf8) : from_(from), to_(to), utf8_(utf8) {}
+
+  /// -1 once the program has closed it.
+  int source() const { return from_; }
+
+  /// Passes on what can be read.
+  void run() {
+    std::array<char, 4096> bytes{};
+    const ssize_t size = read(from_, bytes.data(), bytes.size());
+    if (size < 0 && errno == EINTR) return;
+    if (size <= 0) {
+      from_ = -1;
+      if (utf8_) write_all(text_.finish());
+      return;
+    }
+    const std::string_view part(bytes.data(), static_cast<std::size_t>(size));
+    write_all(utf8_ ? text_.convert(part) : std::string(part));
+  }
+
+ private:
+  void write_all(std::string_view text) const {
+    while (!text.empty()) {
+      const ssize_t written = write(to_, text.data(), text.size());
+      if (written < 0 && errno != EINTR) return;
+      if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
+    }
+  }
+
+  int from_;
+  int to_;
+  bool utf8_;
+  ConsoleText text_{};
+};
+
+/// Signals that end a launcher are passed on to the program instead; they arrive at the returned descriptor.
+int signals_to_pass_on() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
+  sigprocmask(SIG_BLOCK, &signals, nullptr);
+  signal(SIGPIPE, SIG_IGN);
+  return signalfd(-1, &signals, SFD_CLOEXEC);
+}
+
+void pass_on_signal(int signals, pid_t pid) {
+  signalfd_siginfo info{};
+  if (read(signals, &info, sizeof info) == sizeof info) kill(pid, static_cast<int>(info.ssi_signo));
+}
+
+/// Passes output and signals on until the program has ended and everything that it printed was shown.
+int run_to_the_end(Child& child, int signals, bool utf8) {
+  Relay output(child.output(), STDOUT_FILENO, utf8);
+  Relay errors(child.errors(), STDERR_FILENO, utf8);
+  bool alive = true;
+  while (alive || output.source() >= 0 || errors.source() >= 0) {
+    std::array<pollfd, 4> awaited{{{output.source(), POLLIN, 0},
+                                   {errors.source(), POLLIN, 0},
+                                   {signals, POLLIN, 0},
+                                   {alive ? child.pid_fd() : -1, POLLIN, 0}}};
+    if (poll(awaited.data(), awaited.size(), -1) < 0) continue;
+    if (awaited[0].revents != 0) output.run();
+    if (awaited[1].revents != 0) errors.run();
+    if (awaited[2].revents != 0) pass_on_signal(signals, child.pid());
+    if (awaited[3].revents != 0) alive = false;
+  }
+  return child.wait();
+}
+
+/// The folder keeps the name of its board, so that no other family is run on its data.
+void use_state(const std::string& folder, const std::string& board) {
+  std::filesystem::create_directories(folder);
+  const std::string file = folder + "/board";
+  std::string known;
+  std::ifstream(file) >> known;
+  if (known.empty()) {
+    std::ofstream out(file);
+    out << board << '\n';
+    if (!out.flush()) throw std::runtime_error(file + " cannot be written");
+  } else if (known != board) {
+    throw std::runtime_error(folder + " belongs to a board \"" + known + "\", not \"" + board + "\"");
+  }
+}
+
+/// The address at which stations reach the board, as the program finds it.
+std::string service_address(const Config& config) {
+  for (const char* name : {"eth0", "wlan0"}) {
+    const auto found = config.interfaces.find(name);
+    if (found != config.interfaces.end() && !found->second.empty()) return found->second;
+  }
+  return "127.0.0.1";
+}
+
+int launch(Options& options) {
+  Config& config = options.config;
+  const int signals = signals_to_pass_on();
+  if (!options.state.empty()) use_state(options.state, config.board);
+  const OwnAddress address(options.address);
+  config.interfaces.emplace("eth0", address.text());
+  std::printf("boardsim: board %s (0x%x) at %s:%d\n", config.board.c_str(), config.type,
+              service_address(config).c_str(), kServicePort);
+  std::fflush(stdout);
+  Child child(options);
+  const int status = run_to_the_end(child, signals, options.utf8_console);
+  if (!config.control.empty()) {
+    std::error_code ignored;
+    std::filesystem::remove(config.control, ignored);
+  }
+  return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  int exit_code = 0;
+  std::optional<Options> options = read_options(argc, argv, exit_code);
+  if (!options) return exit_code;
+  try {
+    return launch(*options);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "boardsim: %s\n", error.what());
+    return kExitBroken;
+  }
+}

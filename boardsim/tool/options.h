@@ -1,0 +1,28 @@
+// The launcher's command line.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "boardsim/tool/config.h"
+
+namespace boardsim {
+
+/// Exit status for a command line that makes no sense.
+inline constexpr int kExitUsage = 64;
+
+/// What the command line asks for.
+struct Options {
+  Config config{};
+  std::string address{};  ///< of the simulated eth0; empty for one that is free
+  std::string state{};    ///< folder that is kept between runs, empty for none
+  bool utf8_console = true;
+  std::vector<std::string> program{};  ///< with its arguments
+};
+
+/// Reads the command line. Without options there is nothing to run: `exit_code` tells how to end then, the
+/// help, the list of boards or a message has been printed.
+std::optional<Options> read_options(int argc, char** argv, int& exit_code);
+
+}  // namespace boardsim

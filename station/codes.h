@@ -1,0 +1,44 @@
+// The tests that boards know: their codes, short names for the command line, and how long they usually take.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace t1station {
+
+/// One test of the protocol.
+struct TestKind {
+  std::int32_t code;       ///< the number in the request and in the reply
+  std::string_view name;   ///< short and stable, for command lines and reports
+  std::string_view title;  ///< for people
+  double usual_seconds;    ///< on a healthy board of the usual kind
+  bool takes_parameter;    ///< the request carries a voltage in hundredths of a volt
+};
+
+/// The code of the test that restarts the board after its reply.
+inline constexpr std::int32_t restart_code = -15;
+
+/// All tests, in the order of their codes.
+std::span<const TestKind> all_tests();
+
+/// The test with this code, or null.
+const TestKind* find_test(std::int32_t code);
+
+/// What a person calls this test: the title, or "test 1234" for a code that is not in the table.
+std::string title_of(std::int32_t code);
+
+/// The short name of this test, or its decimal code when it is not in the table.
+std::string name_of(std::int32_t code);
+
+/// The code that one word of a command line means: a decimal number, a hexadecimal one with 0x, or a short
+/// name. Throws UsageError for anything else, for numbers beyond 32 bits, and for the two codes that are no
+/// tests: those of service messages and of the quit request.
+std::int32_t parse_code(const std::string& word);
+
+/// How long to wait for a test's reply when nobody said otherwise, in seconds: three times the usual length
+/// and half a minute.
+double default_timeout(std::int32_t code);
+
+}  // namespace t1station

@@ -1,0 +1,135 @@
+// The command line, by CLI11.
+#include "station/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <map>
+
+#include "station/codes.h"
+#include "station/errors.h"
+#include "station/whole_file.h"
+
+namespace t1station {
+namespace {
+
+constexpr std::string_view code_mark = "code:";
+
+bool is_negative_code(const std::string& word) {
+  return word.size() > 1 && word[0] == '-' && word[1] >= '0' && word[1] <= '9';
+}
+
+bool takes_value(const std::string& word) {
+  static constexpr std::array<std::string_view, 10> options{
+      "--param", "--timeout", "--connect-timeout", "--json", "--junit", "--speed",
+      "--color", "--for",     "--records",         "-p"};
+  return std::find(options.begin(), options.end(), word) != options.end();
+}
+
+// Two tests have negative codes, which would pass for options. They are marked before the parser sees them.
+std::vector<std::string> with_marked_codes(const std::vector<std::string>& arguments) {
+  std::vector<std::string> marked;
+  for (const std::string& word : arguments) {
+    const bool is_value = !marked.empty() && takes_value(marked.back());
+    if (word == "--" && !is_value) continue;  // every word that looks like a code is one anyway
+    marked.push_back(!is_value && is_negative_code(word) ? std::string(code_mark) + word : word);
+  }
+  return marked;
+}
+
+std::string without_mark(const std::string& word) {
+  return word.starts_with(code_mark) ? word.substr(code_mark.size()) : word;
+}
+
+// Numbers of seconds and the like. CLI11's own check lets "nan" and "inf" pass.
+std::string check_positive(const std::string& word) {
+  double number = 0;
+  if (CLI::detail::lexical_cast(word, number) && std::isfinite(number) && number > 0) return {};
+  return "\"" + word + "\" is no positive number";
+}
+
+void check_run(const CommandLine& line) {
+  const auto takes_parameter = [](std::int32_t code) {
+    const TestKind* test = find_test(code);
+    return !test || test->takes_parameter;
+  };
+  if (line.parameter && !line.codes.empty() &&
+      std::none_of(line.codes.begin(), line.codes.end(), takes_parameter)) {
+    throw UsageError("--param is for the tests that set a substrate voltage, and none of them is asked for");
+  }
+  for (const std::string& file : {line.json_file, line.junit_file}) {
+    if (!file.empty()) check_writable(file);
+  }
+}
+
+}  // namespace
+
+CommandLine parse_command_line(const std::vector<std::string>& arguments) {
+  CommandLine line;
+  std::string host;
+  std::vector<std::string> words;
+  bool no_quit = false;
+
+  const CLI::Validator positive(check_positive, "POSITIVE");
+  CLI::App app("Runs the factory tests of a board over the network.", "t1station");
+  app.require_subcommand(1);
+  app.footer(
+      "Exit codes: 0 all passed, 1 a test failed, 2 interrupted, 4 usage, 5 nothing selected,\n"
+      "6 board unreachable or protocol broken.");
+  app.add_option("HOST", host, "The board: HOST or HOST:PORT, port 36001 by default");
+  const std::map<std::string, CommandLine::Colour> colours{{"auto", CommandLine::Colour::automatic},
+                                                           {"always", CommandLine::Colour::always},
+                                                           {"never", CommandLine::Colour::never}};
+  const auto add_common = [&](CLI::App* command) {
+    command->add_flag("--no-quit", no_quit, "Leave without the quit request");
+    command
+        ->add_option("--connect-timeout", line.connect_timeout, "Seconds for the connection and the greeting")
+        ->check(positive);
+  };
+
+  CLI::App* list = app.add_subcommand("list", "Show the tests; needs no board");
+  CLI::App* run = app.add_subcommand("run", "Run tests one after the other");
+  run->add_option("TEST", words, "Decimal code, hexadecimal code with 0x, or short name");
+  run->add_option("-p,--param", line.parameter, "Voltage in hundredths of a volt, for the set-sub tests");
+  run->add_option("--timeout", line.timeout,
+                  "Seconds to wait for each reply; else 3 times the usual length + 30")
+      ->check(positive);
+  run->add_option("--json", line.json_file, "Write the results to this file as JSON");
+  run->add_option("--junit", line.junit_file, "Write the results to this file as JUnit XML");
+  run->add_option("--speed", line.speed, "The board runs so many times as fast; for the progress display")
+      ->check(positive);
+  run->add_option("--color", line.colour, "auto, always or never")
+      ->transform(CLI::CheckedTransformer(colours).description(""));
+  run->add_flag("--quiet", line.quiet, "Do not show banner and menu");
+  run->add_flag("--keep-going,!--fail-fast", line.keep_going,
+                "Go on after a test that did not pass (the default), or stop there");
+  add_common(run);
+  CLI::App* monitor = app.add_subcommand("monitor", "Show every record that the board sends");
+  monitor->add_option("--for", line.limits.seconds, "End after so many seconds")->check(positive);
+  monitor->add_option("--records", line.limits.records, "End after so many records")->check(positive);
+  add_common(monitor);
+
+  std::vector<std::string> reversed = with_marked_codes(arguments);
+  std::reverse(reversed.begin(), reversed.end());
+  try {
+    app.parse(reversed);
+  } catch (const CLI::CallForHelp&) {
+    line.help = app.help();
+    return line;
+  } catch (const CLI::ParseError& error) {
+    throw UsageError(error.what());
+  }
+
+  line.quit = !no_quit;
+  if (!host.empty()) line.board = parse_address(host);
+  if (list->parsed()) line.command = CommandLine::Command::list;
+  if (run->parsed()) line.command = CommandLine::Command::run;
+  if (monitor->parsed()) line.command = CommandLine::Command::monitor;
+  for (const std::string& word : words) line.codes.push_back(parse_code(without_mark(word)));
+  if (!list->parsed() && !line.board) throw UsageError("which board? HOST or HOST:PORT comes first");
+  if (run->parsed()) check_run(line);
+  return line;
+}
+
+}  // namespace t1station

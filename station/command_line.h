@@ -1,0 +1,39 @@
+// What the operator asked for.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "station/link.h"
+#include "station/monitor.h"
+
+namespace t1station {
+
+/// A command line that was understood.
+struct CommandLine {
+  enum class Command { help, list, run, monitor };
+  enum class Colour { automatic, always, never };
+
+  Command command = Command::help;
+  std::string help;  ///< the text to show for `help`
+  std::optional<Address> board;
+  std::vector<std::int32_t> codes;
+  std::optional<std::int32_t> parameter;
+  std::optional<double> timeout;  ///< seconds for each test, instead of each test's own
+  double connect_timeout = 10;    ///< seconds for the connection, and again for banner and menu
+  double speed = 1;
+  bool quit = true;
+  bool quiet = false;
+  bool keep_going = true;
+  Colour colour = Colour::automatic;
+  std::string json_file;   ///< empty: no report
+  std::string junit_file;  ///< empty: no report
+  MonitorLimits limits;
+};
+
+/// Reads the arguments behind the program's name. Throws UsageError for everything that makes no sense.
+CommandLine parse_command_line(const std::vector<std::string>& arguments);
+
+}  // namespace t1station

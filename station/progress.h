@@ -1,0 +1,47 @@
+// What a person sees on standard error while tests run.
+#pragma once
+
+#include <ostream>
+#include <string>
+
+#include "station/runner.h"
+
+namespace t1station {
+
+/// How progress is shown.
+struct ProgressStyle {
+  bool live = false;         ///< one line that is redrawn; false: one line for each test when it is over
+  bool colour = false;       ///< results in colour
+  bool greeting = true;      ///< show banner and menu
+  double speed = 1;          ///< the board runs so many times as fast as usual
+  std::size_t columns = 80;  ///< width of the terminal; a live line never reaches its end
+};
+
+/// Shows a run on a stream.
+class Progress final : public Observer {
+ public:
+  Progress(std::ostream& out, const ProgressStyle& style) : out_(out), style_(style) {}
+
+  void greeted(const std::vector<ServiceMessage>& greeting) override;
+  void started(std::size_t index, std::size_t total, std::int32_t code) override;
+  void ticked(double elapsed) override;
+  void finished(const Result& result) override;
+
+ private:
+  std::string heading() const;
+  void erase_line();
+
+  std::ostream& out_;
+  ProgressStyle style_;
+  std::size_t index_ = 0;
+  std::size_t total_ = 0;
+  std::int32_t code_ = 0;
+};
+
+/// The outcome's label, in its colour when `colour` is set: green, red, or yellow for everything undecided.
+std::string coloured_label(Outcome outcome, bool colour);
+
+/// All lines of a service message, each with a line end.
+std::string shown_lines(const ServiceMessage& message);
+
+}  // namespace t1station

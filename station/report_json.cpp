@@ -1,0 +1,54 @@
+// Results as JSON.
+#include "station/report_json.h"
+
+#include <array>
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "station/codes.h"
+
+namespace t1station {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr std::array<Outcome, 6> all_outcomes{Outcome::passed, Outcome::failed,      Outcome::timed_out,
+                                              Outcome::broken, Outcome::interrupted, Outcome::not_run};
+
+double milliseconds_kept(double seconds) {
+  return std::round(seconds * 1000) / 1000;
+}
+
+Json test_of(const Result& result) {
+  Json test;
+  test["code"] = result.code;
+  test["name"] = name_of(result.code);
+  test["title"] = title_of(result.code);
+  test["board_name"] = result.test_name;
+  test["result"] = outcome_name(result.outcome);
+  test["seconds"] = milliseconds_kept(result.seconds);
+  test["description"] = result.description;
+  return test;
+}
+
+}  // namespace
+
+std::string json_report(const RunReport& report) {
+  Json summary;
+  summary["total"] = report.results.size();
+  for (const Outcome outcome : all_outcomes)
+    summary[std::string(outcome_name(outcome))] = report.count(outcome);
+  summary["seconds"] = milliseconds_kept(report.seconds());
+
+  Json json;
+  json["board"] = report.board;
+  json["build"] = report.build;
+  json["started"] = report.started + "Z";
+  json["exit_code"] = exit_code_of(report);
+  json["summary"] = summary;
+  json["tests"] = Json::array();
+  for (const Result& result : report.results) json["tests"].push_back(test_of(result));
+  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+}  // namespace t1station

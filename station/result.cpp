@@ -1,0 +1,54 @@
+// Counting results, naming them, and the exit code that follows from them.
+#include "station/result.h"
+
+#include <algorithm>
+#include <array>
+#include <numeric>
+
+namespace t1station {
+namespace {
+
+struct OutcomeTexts {
+  std::string_view name, label;
+};
+
+// In the order of the enumeration.
+constexpr std::array<OutcomeTexts, 6> outcome_texts{{
+    {"passed", "Pass"},
+    {"failed", "Fail"},
+    {"timed_out", "no reply"},
+    {"broken", "broken"},
+    {"interrupted", "interrupted"},
+    {"not_run", "not run"},
+}};
+
+}  // namespace
+
+std::string_view outcome_name(Outcome outcome) {
+  return outcome_texts.at(static_cast<std::size_t>(outcome)).name;
+}
+
+std::string_view outcome_label(Outcome outcome) {
+  return outcome_texts.at(static_cast<std::size_t>(outcome)).label;
+}
+
+std::size_t RunReport::count(Outcome outcome) const {
+  return static_cast<std::size_t>(std::count_if(
+      results.begin(), results.end(), [outcome](const Result& result) { return result.outcome == outcome; }));
+}
+
+double RunReport::seconds() const {
+  return std::accumulate(results.begin(), results.end(), 0.0,
+                         [](double sum, const Result& result) { return sum + result.seconds; });
+}
+
+int exit_code_of(const RunReport& report) {
+  if (report.results.empty()) return exit_code::nothing_selected;
+  if (report.count(Outcome::interrupted) > 0) return exit_code::interrupted;
+  if (report.count(Outcome::timed_out) + report.count(Outcome::broken) > 0) return exit_code::broken;
+  if (report.count(Outcome::failed) > 0) return exit_code::failed;
+  // Tests that were left out, and no reason above: the run was stopped between two tests.
+  return report.count(Outcome::not_run) > 0 ? exit_code::interrupted : exit_code::passed;
+}
+
+}  // namespace t1station

@@ -1,0 +1,63 @@
+// What came of the tests of one run.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace t1station {
+
+/// How one test ended.
+enum class Outcome {
+  passed,       ///< a complete reply with the right code said "Pass"
+  failed,       ///< a complete reply with the right code said "Fail"
+  timed_out,    ///< no reply came in time
+  broken,       ///< no connection, a lost one, or something that is not the protocol
+  interrupted,  ///< the operator stopped the run during this test
+  not_run       ///< the run ended before this test was asked for
+};
+
+/// The outcome as reports write it: "passed", "failed", "timed_out", "broken", "interrupted", "not_run".
+std::string_view outcome_name(Outcome outcome);
+
+/// The outcome as people read it: "Pass", "Fail", "no reply", "broken", "interrupted", "not run".
+std::string_view outcome_label(Outcome outcome);
+
+/// One test and what came of it.
+struct Result {
+  std::int32_t code = 0;
+  Outcome outcome = Outcome::not_run;
+  std::string test_name;    ///< the board's own name of the test; empty without a reply
+  std::string description;  ///< the board's explanation, or ours when the outcome is neither Pass nor Fail
+  double seconds = 0;       ///< from the request to the reply, or to giving up
+};
+
+/// A whole run, as tables and reports show it.
+struct RunReport {
+  std::string board;    ///< HOST:PORT
+  std::string started;  ///< ISO 8601 in UTC without zone letter, for example "2024-05-06T07:08:09"
+  std::string build;    ///< the board's build line from its banner, empty when it never came
+  std::vector<Result> results;
+
+  /// The number of tests with this outcome.
+  std::size_t count(Outcome outcome) const;
+  /// The sum of all tests' seconds.
+  double seconds() const;
+};
+
+/// The exit codes of the client.
+namespace exit_code {
+inline constexpr int passed = 0;
+inline constexpr int failed = 1;
+inline constexpr int interrupted = 2;
+inline constexpr int usage = 4;
+inline constexpr int nothing_selected = 5;
+inline constexpr int broken = 6;
+}  // namespace exit_code
+
+/// The exit code that a run deserves: interrupted before broken or timed out, these before failed.
+int exit_code_of(const RunReport& report);
+
+}  // namespace t1station

@@ -1,0 +1,81 @@
+// Runs a list of tests, over as many connections as that takes.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "station/clock.h"
+#include "station/interrupt.h"
+#include "station/link.h"
+#include "station/result.h"
+#include "station/session.h"
+
+namespace t1station {
+
+/// Is told how a run goes.
+class Observer {
+ public:
+  Observer() = default;
+  Observer(const Observer&) = delete;
+  Observer& operator=(const Observer&) = delete;
+  virtual ~Observer() = default;
+
+  /// Banner and menu came; called once in a run.
+  virtual void greeted(const std::vector<ServiceMessage>& greeting) = 0;
+  /// The test at this place (from 0) of so many begins.
+  virtual void started(std::size_t index, std::size_t total, std::int32_t code) = 0;
+  /// The running test has taken so many seconds.
+  virtual void ticked(double elapsed) = 0;
+  /// The test that was started last is over.
+  virtual void finished(const Result& result) = 0;
+};
+
+/// Makes a new connection. Throws LinkError.
+using Connector = std::function<std::unique_ptr<Link>()>;
+
+/// How a run behaves.
+struct RunSettings {
+  double greeting_timeout = 10;  ///< seconds to wait for banner and menu
+  double leave_timeout = 3;      ///< seconds to wait until the board closes after the quit request
+  bool quit = true;              ///< send the quit request at the end
+  bool keep_going = true;        ///< false: leave out what follows the first test that does not pass
+};
+
+/// Runs the tests in order and returns one result for each, whatever happens.
+///
+/// A connection on which a test got no reply, or something wrong, is given up: a late reply must never be
+/// taken for the answer to the next request. The next test starts on a new connection. When that cannot be
+/// made, the tests that remain are not run.
+class Runner {
+ public:
+  /// All arguments must outlive the runner.
+  Runner(const Connector& connect, const Clock& clock, const Interrupt& interrupt, Observer& observer,
+         const RunSettings& settings)
+      : connect_(connect), clock_(clock), interrupt_(interrupt), observer_(observer), settings_(settings) {}
+
+  /// Never throws for anything that a board or a network does.
+  std::vector<Result> run(const std::vector<TestRequest>& requests);
+
+  /// The board's build line out of its banner, for example "BUILD: Mar 29 2019-22:09:55".
+  const std::string& build() const { return build_; }
+
+ private:
+  void open();
+  void give_up(bool say_quit);
+  void run_one(const TestRequest& request, Result& result);
+
+  const Connector& connect_;
+  const Clock& clock_;
+  const Interrupt& interrupt_;
+  Observer& observer_;
+  const RunSettings& settings_;
+  std::unique_ptr<Link> link_;
+  std::unique_ptr<Session> session_;
+  std::string build_;
+  bool was_greeted_ = false;
+  bool is_unreachable_ = false;
+};
+
+}  // namespace t1station

@@ -1,0 +1,147 @@
+// Laying out tables by terminal columns.
+#include "station/table.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <vector>
+
+#include "station/codes.h"
+#include "station/progress.h"
+#include "station/text.h"
+
+namespace t1station {
+namespace {
+
+using Row = std::vector<std::string>;
+
+constexpr std::string_view gap = "  ";
+constexpr std::size_t longest_rule = 40;  // columns; descriptions may be much longer
+
+std::string pad_left(const std::string& text, std::size_t columns) {
+  const std::size_t width = display_width(text);
+  return width < columns ? std::string(columns - width, ' ') + text : text;
+}
+
+std::vector<std::size_t> column_widths(const std::vector<Row>& rows) {
+  std::vector<std::size_t> widths(rows.front().size(), 0);
+  for (const Row& row : rows) {
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], display_width(row[i]));
+  }
+  return widths;
+}
+
+std::string without_end_blanks(std::string line) {
+  line.erase(line.find_last_not_of(' ') + 1);
+  return line;
+}
+
+// Rows of plain text; `right` names the columns whose texts end on one line.
+std::vector<std::string> lay_out(const std::vector<Row>& rows, const std::vector<std::size_t>& right) {
+  const std::vector<std::size_t> widths = column_widths(rows);
+  std::vector<std::string> lines;
+  for (const Row& row : rows) {
+    std::string line;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      if (i > 0) line += gap;
+      const bool is_right = std::find(right.begin(), right.end(), i) != right.end();
+      line += is_right ? pad_left(row[i], widths[i]) : pad_to_width(row[i], widths[i]);
+    }
+    lines.push_back(without_end_blanks(line));
+  }
+  return lines;
+}
+
+std::string hexadecimal(std::int32_t code) {
+  if (code < 0) return "";
+  std::array<char, 16> text{};
+  std::snprintf(text.data(), text.size(), "0x%X", static_cast<unsigned>(code));
+  return text.data();
+}
+
+std::string shown_name(const Result& result) {
+  return clean_text(result.test_name.empty() ? title_of(result.code) : result.test_name);
+}
+
+// A name is one line whatever the board put into it.
+std::string one_line(const std::string& text) {
+  std::string line = text;
+  std::replace(line.begin(), line.end(), '\n', ' ');
+  std::replace(line.begin(), line.end(), '\t', ' ');
+  return line;
+}
+
+std::string totals(const RunReport& report) {
+  std::string line =
+      std::to_string(report.results.size()) + (report.results.size() == 1 ? " test: " : " tests: ");
+  static constexpr std::array<std::pair<Outcome, std::string_view>, 6> parts{{
+      {Outcome::passed, "passed"},
+      {Outcome::failed, "failed"},
+      {Outcome::timed_out, "without reply"},
+      {Outcome::broken, "broken"},
+      {Outcome::interrupted, "interrupted"},
+      {Outcome::not_run, "not run"},
+  }};
+  for (const auto& [outcome, text] : parts) {
+    const std::size_t count = report.count(outcome);
+    const bool is_always_shown = outcome == Outcome::passed || outcome == Outcome::failed;
+    if (count == 0 && !is_always_shown) continue;
+    if (outcome != Outcome::passed) line += ", ";
+    line += std::to_string(count) + " ";
+    line += text;
+  }
+  return line + ", " + seconds_text(report.seconds()) + " s";
+}
+
+}  // namespace
+
+std::string results_table(const RunReport& report, bool colour) {
+  std::vector<Row> rows{{"Code", "Name", "Result", "Seconds", "Description"}};
+  std::vector<const Result*> origins{nullptr};
+  for (const Result& result : report.results) {
+    std::vector<std::string> description = lines_of(result.description);
+    if (description.empty()) description.emplace_back();
+    for (std::string& line : description) line = one_line(line);
+    rows.push_back({std::to_string(result.code), one_line(shown_name(result)),
+                    std::string(outcome_label(result.outcome)), seconds_text(result.seconds),
+                    description.front()});
+    origins.push_back(&result);
+    for (std::size_t i = 1; i < description.size(); ++i) {
+      rows.push_back({"", "", "", "", description[i]});
+      origins.push_back(nullptr);
+    }
+  }
+  const std::vector<std::size_t> widths = column_widths(rows);
+  const std::vector<std::string> lines = lay_out(rows, {0, 3});
+  std::string table;
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    std::string line = lines[i];
+    if (colour && origins[i]) {
+      // Colours go in last, since they take bytes but no columns.
+      const std::string label(outcome_label(origins[i]->outcome));
+      const std::size_t before = pad_left(rows[i][0], widths[0]).size() + gap.size() +
+                                 pad_to_width(rows[i][1], widths[1]).size() + gap.size();
+      line.replace(before, label.size(), coloured_label(origins[i]->outcome, true));
+    }
+    table += line + "\n";
+    if (i == 0) {
+      Row rule;
+      for (const std::size_t width : widths) rule.emplace_back(std::min(width, longest_rule), '-');
+      table += lay_out({rule}, {}).front() + "\n";
+    }
+  }
+  return table + "\n" + totals(report) + "\n";
+}
+
+std::string tests_table() {
+  std::vector<Row> rows{{"Code", "Hex", "Name", "Seconds", "Title"}};
+  for (const TestKind& test : all_tests()) {
+    rows.push_back({std::to_string(test.code), hexadecimal(test.code), std::string(test.name),
+                    std::to_string(static_cast<int>(test.usual_seconds)), std::string(test.title)});
+  }
+  std::string table;
+  for (const std::string& line : lay_out(rows, {0, 1, 3})) table += line + "\n";
+  return table;
+}
+
+}  // namespace t1station

@@ -1,0 +1,18 @@
+// Tables on standard output: the results of a run, and the list of tests.
+#pragma once
+
+#include <string>
+
+#include "station/result.h"
+
+namespace t1station {
+
+/// The results as a table in UTF-8, with columns for code, name, result, seconds and description, and a line
+/// of totals behind it. Columns are measured in terminal columns. Descriptions of several lines stay in their
+/// column.
+std::string results_table(const RunReport& report, bool colour);
+
+/// All tests: code, hexadecimal code, short name, usual seconds, title.
+std::string tests_table();
+
+}  // namespace t1station

@@ -1,0 +1,34 @@
+// Texts on their way from the board to a terminal or a report: GBK decoding, clean characters, column widths.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace t1station {
+
+/// GBK bytes as UTF-8. Throws ProtocolError at the first byte that is no GBK, naming its position.
+std::string gbk_to_utf8(std::string_view gbk);
+
+/// The same UTF-8 text without anything that could steer a terminal or spoil a report: control characters
+/// other than line feed and tab, and whatever is no character, become U+FFFD. Carriage returns are dropped.
+std::string clean_text(std::string_view utf8);
+
+/// The number of terminal columns that one line of UTF-8 text takes: East Asian wide characters two,
+/// combining marks none.
+std::size_t display_width(std::string_view utf8);
+
+/// The text cut between characters so that it takes at most `columns` columns.
+std::string cut_to_width(std::string_view utf8, std::size_t columns);
+
+/// The text with blanks behind it up to `columns` columns; longer texts stay whole.
+std::string pad_to_width(std::string_view utf8, std::size_t columns);
+
+/// The lines of a text. Empty lines at its two ends are left out.
+std::vector<std::string> lines_of(std::string_view text);
+
+/// Seconds with one digit behind the point, for example "6.0".
+std::string seconds_text(double seconds);
+
+}  // namespace t1station

@@ -1,0 +1,18 @@
+// Files that are there as a whole, or not at all.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace t1station {
+
+/// Throws UsageError when a file at `path` could not be written: its directory is missing or closed to us, or
+/// the path names something that is no plain file.
+void check_writable(const std::string& path);
+
+/// Writes the file under another name in the same directory and renames it when it is complete. An older file
+/// stays as it was until then; a symbolic link stays a link. Throws std::system_error, leaving nothing
+/// behind.
+void write_whole_file(const std::string& path, std::string_view content);
+
+}  // namespace t1station

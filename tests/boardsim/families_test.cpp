@@ -1,0 +1,105 @@
+// The families of boards and the boot block that tells them apart.
+#include "boardsim/core/families.h"
+
+#include <gtest/gtest.h>
+#include <algorithm>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace boardsim;
+
+std::uint32_t type_in(const BootBlock& block) {
+  const auto half = [&block](std::size_t offset) {
+    return std::uint32_t{block[offset]} | std::uint32_t{block[offset + 1]} << 8;
+  };
+  return half(28) << 16 | half(100);
+}
+
+TEST(FamiliesTest, EveryFamilyIsListedWithItsTypeCodeInOrder) {
+  const std::vector<std::pair<std::string_view, std::uint32_t>> expected = {
+      {"normal", 0x9601}, {"k", 0x960B},      {"63xx", 0x27201}, {"68xx", 0x27252},  {"68xx-fpga", 0x27251},
+      {"6444", 0x96C0},   {"6444-j", 0x96C0}, {"loop", 0x96C1},  {"loop-c", 0x96C4}, {"ma", 0xA6001},
+      {"65xx", 0x9C0A},   {"rkd1", 0xA60A0},  {"rkd2", 0xA60A3}};
+  std::vector<std::pair<std::string_view, std::uint32_t>> listed;
+  for (const Family& family : families()) listed.emplace_back(family.name, family.type);
+  EXPECT_EQ(listed, expected);
+}
+
+TEST(FamiliesTest, NoTwoFamiliesShareAName) {
+  std::set<std::string_view> names;
+  for (const Family& family : families()) EXPECT_TRUE(names.insert(family.name).second) << family.name;
+}
+
+TEST(FamiliesTest, EveryFamilyHasADescriptionOfOneLine) {
+  for (const Family& family : families()) {
+    EXPECT_FALSE(family.description.empty()) << family.name;
+    EXPECT_EQ(family.description.find('\n'), std::string_view::npos) << family.name;
+  }
+}
+
+TEST(FamiliesTest, OnlyThe6444WithSevenAlarmOutputsHasSeven) {
+  for (const Family& family : families())
+    EXPECT_EQ(family.alarm_outputs == 7, family.name == "6444") << family.name;
+}
+
+TEST(FamiliesTest, AFamilyIsFoundByNameAndByTypeCode) {
+  ASSERT_NE(find_family("loop"), nullptr);
+  EXPECT_EQ(find_family("loop")->type, 0x96C1U);
+  ASSERT_NE(find_family(0x96C0U), nullptr);
+  EXPECT_EQ(find_family(0x96C0U)->name, "6444");
+  EXPECT_EQ(find_family("LOOP"), nullptr);
+  EXPECT_EQ(find_family(""), nullptr);
+  EXPECT_EQ(find_family(0x1234U), nullptr);
+}
+
+TEST(BootBlockTest, EveryBoardCarriesItsTypeCodeAndAlarmOutputs) {
+  for (const Family& family : families()) {
+    const BootBlock block = make_boot_block(family);
+    EXPECT_EQ(type_in(block), family.type) << family.name;
+    EXPECT_EQ(block[90], family.alarm_outputs) << family.name;
+  }
+}
+
+TEST(BootBlockTest, ATypeCodeIsSplitIntoTwoLittleEndianHalves) {
+  BootBlock block{};
+  set_boot_type(block, 0xA6005);
+  EXPECT_EQ(block[28], 0x0A);
+  EXPECT_EQ(block[29], 0x00);
+  EXPECT_EQ(block[100], 0x05);
+  EXPECT_EQ(block[101], 0x60);
+  set_boot_type(block, 0x96C0);
+  EXPECT_EQ(block[28], 0x00) << "no high half is left over";
+  EXPECT_EQ(block[100], 0xC0);
+  EXPECT_EQ(block[101], 0x96);
+}
+
+TEST(BootBlockTest, WritingTypeAndAlarmOutputsLeavesTheOtherBytesAlone) {
+  BootBlock block;
+  block.fill(0xEE);
+  set_boot_type(block, 0x12345678);
+  set_boot_alarm_outputs(block, 7);
+  const auto untouched = std::ranges::count(block, std::uint8_t{0xEE});
+  EXPECT_EQ(untouched, 256 - 5);
+  EXPECT_EQ(block[90], 7);
+}
+
+TEST(BootBlockTest, BothMacAddressesAreLocallyAdministeredAndDiffer) {
+  const BootBlock block = make_boot_block(*find_family("normal"));
+  EXPECT_EQ(block[53], 0x02);
+  EXPECT_EQ(block[59], 0x02);
+  EXPECT_FALSE(std::equal(&block[53], &block[59], &block[59]));
+}
+
+TEST(BootBlockTest, TheModelNamesTheFamilyAndEndsWithNul) {
+  for (const Family& family : families()) {
+    const BootBlock block = make_boot_block(family);
+    const std::string field(block.begin() + 128, block.begin() + 192);
+    EXPECT_EQ(field.substr(0, field.find('\0')), "SIMULATED-" + std::string(family.name));
+  }
+}
+
+}  // namespace

@@ -1,0 +1,234 @@
+// Faults that befall system calls.
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <pthread.h>
+#include <sys/ioctl.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "boardsim/board.h"
+
+namespace {
+
+using boardsim::Board;
+using Lines = std::vector<std::string>;
+
+class FaultsTest : public testing::Test {
+ protected:
+  FaultsTest() { socketpair(AF_UNIX, SOCK_STREAM, 0, wire); }
+  ~FaultsTest() override {
+    close(wire[0]);
+    close(wire[1]);
+  }
+  bool opens(const char* node) {
+    const int fd = open(node, O_RDWR);
+    const int error = errno;
+    if (fd >= 0) close(fd);
+    errno = error;
+    return fd >= 0;
+  }
+
+  Board board;
+  int wire[2] = {-1, -1};
+};
+
+TEST_F(FaultsTest, ANodeThatCannotBeOpenedGivesNoDevice) {
+  board.fault("open /dev/rtc");
+  EXPECT_FALSE(opens("/dev/rtc"));
+  EXPECT_EQ(errno, ENODEV);
+  EXPECT_FALSE(opens("/dev/rtc")) << "without a count it lasts";
+  EXPECT_TRUE(opens("/dev/led")) << "another node is healthy";
+}
+
+TEST_F(FaultsTest, ACountedFaultBefallsOneCallOnly) {
+  board.fault("open /dev/rtc #2 EBUSY");
+  EXPECT_TRUE(opens("/dev/rtc"));
+  EXPECT_FALSE(opens("/dev/rtc"));
+  EXPECT_EQ(errno, EBUSY);
+  EXPECT_TRUE(opens("/dev/rtc"));
+}
+
+TEST_F(FaultsTest, ACountWithAPlusGoesOn) {
+  board.fault("open /dev/rtc #2+");
+  EXPECT_TRUE(opens("/dev/rtc"));
+  EXPECT_FALSE(opens("/dev/rtc"));
+  EXPECT_FALSE(opens("/dev/rtc"));
+}
+
+TEST_F(FaultsTest, CallsAreCountedFromTheMomentTheFaultIsLaid) {
+  EXPECT_TRUE(opens("/dev/rtc"));
+  board.fault("open /dev/rtc #1");
+  EXPECT_FALSE(opens("/dev/rtc"));
+  EXPECT_TRUE(opens("/dev/rtc"));
+}
+
+TEST_F(FaultsTest, FaultsThatAreTakenAwayAreGone) {
+  board.fault("open /dev/rtc");
+  board.fault("gpio 3 stuck high");
+  board.fault("interface eth0 none");
+  board.clear_faults();
+  EXPECT_TRUE(opens("/dev/rtc"));
+  EXPECT_EQ(board.gpio_level(3), 0);
+}
+
+TEST_F(FaultsTest, OneRequestOfANodeCanFail) {
+  const int fd = open("/dev/fpga", O_RDWR);
+  std::uint32_t record[2] = {1, 2};
+  board.fault("ioctl /dev/fpga 0x40044603 #2 EINVAL");
+  EXPECT_EQ(ioctl(fd, 0x40044603U, record), 0);
+  EXPECT_EQ(ioctl(fd, 0x80044602U, record), 0) << "another request is not counted";
+  EXPECT_EQ(ioctl(fd, 0x40044603U, record), -1);
+  EXPECT_EQ(errno, EINVAL);
+  EXPECT_EQ(ioctl(fd, 0x40044603U, record), 0);
+  close(fd);
+}
+
+TEST_F(FaultsTest, EveryRequestOfANodeCanFail) {
+  const int fd = open("/dev/fpga", O_RDWR);
+  std::uint32_t record[2] = {1, 2};
+  board.fault("ioctl /dev/fpga");
+  EXPECT_EQ(ioctl(fd, 0x80044602U, record), -1);
+  EXPECT_EQ(errno, EIO);
+  EXPECT_EQ(board.hardware_trace().back(), "ioctl /dev/fpga 0x80044602 {1, 2} = -1 EIO");
+  close(fd);
+}
+
+TEST_F(FaultsTest, AReadCanFailOrFallShort) {
+  const int fd = open("/proc/debug/temp1", O_RDONLY);
+  char text[16];
+  board.fault("read /proc/debug/temp1 #1");
+  board.fault("read /proc/debug/temp1 #2 short 2");
+  EXPECT_EQ(read(fd, text, sizeof text), -1);
+  EXPECT_EQ(errno, EIO);
+  EXPECT_EQ(read(fd, text, sizeof text), 2);
+  EXPECT_EQ(read(fd, text, sizeof text), 4);
+  close(fd);
+}
+
+TEST_F(FaultsTest, StatAccessAndSeekCanFail) {
+  struct stat status {};
+  board.fault("stat /proc/debug/temp1 EACCES");
+  board.fault("access /dev/rtc");
+  board.fault("lseek /dev/rtc ESPIPE");
+  EXPECT_EQ(stat("/proc/debug/temp1", &status), -1);
+  EXPECT_EQ(errno, EACCES);
+  EXPECT_EQ(access("/dev/rtc", F_OK), -1);
+  EXPECT_EQ(errno, EIO);
+  const int fd = open("/dev/rtc", O_RDONLY);
+  EXPECT_EQ(lseek(fd, 0, SEEK_SET), -1);
+  EXPECT_EQ(errno, ESPIPE);
+  close(fd);
+}
+
+TEST_F(FaultsTest, ACloseThatFailsClosesAllTheSame) {
+  board.fault("close /dev/led EIO");
+  const int fd = open("/dev/led", O_RDWR);
+  EXPECT_EQ(close(fd), -1);
+  EXPECT_EQ(errno, EIO);
+  EXPECT_EQ(board.open_nodes(), Lines{});
+}
+
+TEST_F(FaultsTest, NetworkCallsCanFail) {
+  board.fault("socket #1 EMFILE");
+  EXPECT_EQ(socket(AF_INET, SOCK_STREAM, 0), -1);
+  EXPECT_EQ(errno, EMFILE);
+  const int fd = socket(AF_INET, SOCK_STREAM, 0);
+  ASSERT_GE(fd, 0);
+  board.fault("bind #1 EADDRINUSE");
+  board.fault("listen");
+  board.fault("accept ECONNABORTED");
+  board.fault("connect ECONNREFUSED");
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  const auto* place = reinterpret_cast<const sockaddr*>(&address);
+  EXPECT_EQ(bind(fd, place, sizeof address), -1);
+  EXPECT_EQ(errno, EADDRINUSE);
+  EXPECT_EQ(listen(fd, 1), -1);
+  EXPECT_EQ(errno, EIO);
+  EXPECT_EQ(accept(fd, nullptr, nullptr), -1);
+  EXPECT_EQ(errno, ECONNABORTED);
+  EXPECT_EQ(connect(fd, place, sizeof address), -1);
+  EXPECT_EQ(errno, ECONNREFUSED);
+  close(fd);
+}
+
+TEST_F(FaultsTest, TransfersCanFailAndFallShort) {
+  board.fault("send #1 short 2");
+  EXPECT_EQ(send(wire[1], "hello", 5, 0), 2);
+  EXPECT_EQ(send(wire[1], "llo", 3, 0), 3);
+  board.fault("recv #1 EINTR");
+  board.fault("recv #2 short 1");
+  char text[8] = "";
+  EXPECT_EQ(recv(wire[0], text, sizeof text, 0), -1);
+  EXPECT_EQ(errno, EINTR);
+  EXPECT_EQ(recv(wire[0], text, sizeof text, 0), 1);
+  EXPECT_EQ(recv(wire[0], text, sizeof text, 0), 4);
+  EXPECT_EQ(std::string(text, 4), "ello");
+}
+
+TEST_F(FaultsTest, ASelectCanFail) {
+  board.fault("select #1 EBADF");
+  timeval timeout{1, 0};
+  EXPECT_EQ(select(0, nullptr, nullptr, nullptr, &timeout), -1);
+  EXPECT_EQ(errno, EBADF);
+  EXPECT_EQ(select(0, nullptr, nullptr, nullptr, &timeout), 0);
+}
+
+TEST_F(FaultsTest, AThreadCanFailToStart) {
+  board.fault("thread #1 EAGAIN");
+  pthread_t thread{};
+  const auto body = [](void*) -> void* { return nullptr; };
+  EXPECT_EQ(pthread_create(&thread, nullptr, body, nullptr), EAGAIN);
+  ASSERT_EQ(pthread_create(&thread, nullptr, body, nullptr), 0);
+  EXPECT_EQ(pthread_join(thread, nullptr), 0);
+}
+
+std::string interface_address(const char* name) {
+  const int fd = socket(AF_INET, SOCK_STREAM, 0);
+  ifreq request{};
+  std::strncpy(request.ifr_name, name, IFNAMSIZ - 1);
+  const int result = ioctl(fd, SIOCGIFADDR, &request);
+  close(fd);
+  if (result != 0) return std::strerror(errno);
+  sockaddr_in address{};
+  std::memcpy(&address, &request.ifr_addr, sizeof address);
+  return inet_ntoa(address.sin_addr);
+}
+
+TEST_F(FaultsTest, AnInterfaceHasTheAddressThatItIsGiven) {
+  EXPECT_EQ(interface_address("eth0"), "127.0.0.1");
+  EXPECT_EQ(interface_address("wlan0"), "No such device");
+  board.set_interface("wlan0", "127.9.8.7");
+  EXPECT_EQ(interface_address("wlan0"), "127.9.8.7");
+  board.fault("interface eth0 none");
+  EXPECT_EQ(interface_address("eth0"), "No such device");
+  board.fault("interface eth0 192.0.2.1");
+  EXPECT_EQ(interface_address("eth0"), "192.0.2.1");
+  board.clear_faults();
+  EXPECT_EQ(interface_address("eth0"), "127.0.0.1");
+}
+
+TEST_F(FaultsTest, AFaultThatIsNotUnderstoodIsRefusedWithWhatIs) {
+  for (const char* text :
+       {"", "nonsense", "open", "open rtc", "open /dev/rtc #0", "open /dev/rtc #x", "open /dev/rtc EWHATEVER",
+        "recv short", "recv short many", "send EIO twice", "ioctl /dev/rtc 0xZZ"}) {
+    EXPECT_THROW(board.fault(text), std::invalid_argument) << text;
+  }
+  try {
+    board.fault("nonsense");
+  } catch (const std::invalid_argument& error) {
+    EXPECT_NE(std::string(error.what()).find("ioctl NODE [REQUEST]"), std::string::npos) << error.what();
+    EXPECT_NE(std::string(error.what()).find("rtc stopped"), std::string::npos) << error.what();
+  }
+}
+
+}  // namespace

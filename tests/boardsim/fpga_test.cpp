@@ -1,0 +1,40 @@
+// The FPGA's requests.
+#include "boardsim/devices/fpga.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/boardsim/device_driver.h"
+
+namespace {
+
+using namespace boardsim;
+using namespace boardsim::test;
+
+TEST(FpgaTest, ARegisterThatIsWrittenCanBeReadBack) {
+  Fpga fpga;
+  EXPECT_EQ(send(fpga, 0x40044603, {0x2002, 0x380038}), 0);
+  EXPECT_EQ(exchange(fpga, 0x80044602, {0x2002, 0}), (Words{0x2002, 0x380038}));
+  EXPECT_EQ(fpga.reg(0x2002), 0x380038U);
+}
+
+TEST(FpgaTest, TheTraceShowsAddressAndValueOfWritesAndReads) {
+  Fpga fpga;
+  EXPECT_EQ(traced(fpga, 0x40044603, {0x60, 1}), (Words{0x60, 1}));
+  EXPECT_EQ(traced(fpga, 0x80044602, {0xB0, 0}), (Words{0xB0, 0}));
+}
+
+TEST(FpgaTest, AnotherRequestIsUnknown) {
+  Fpga fpga;
+  Words record{1, 2};
+  EXPECT_FALSE(fpga.ioctl(0x40045402, record.data()).known);
+  EXPECT_EQ(traced(fpga, 0x40045402, record), Words{});
+}
+
+TEST(FpgaTest, ItsRegistersCanBeStuck) {
+  Fpga fpga;
+  EXPECT_TRUE(lay(fpga, "fpga 0x2004 stuck 0"));
+  send(fpga, 0x40044603, {0x2004, 9});
+  EXPECT_EQ(fpga.reg(0x2004), 0U);
+}
+
+}  // namespace

@@ -1,0 +1,313 @@
+// The launcher: unmodified programs on a simulated board.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+
+#include "boardsim/core/control.h"
+#include "tests/boardsim/launcher/process.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Words = std::vector<std::string>;
+
+class LauncherTest : public testing::Test {
+ protected:
+  LauncherTest()
+      : folder_(std::filesystem::temp_directory_path() / ("boardsim_test_" + std::to_string(getpid()))) {
+    std::filesystem::create_directories(folder_);
+  }
+  ~LauncherTest() override { std::filesystem::remove_all(folder_); }
+
+  /// The launcher with these options and the probe program with this deed.
+  static Words launch(const Words& options, const Words& deed) {
+    Words command{BOARDSIM_PROGRAM};
+    command.insert(command.end(), options.begin(), options.end());
+    command.insert(command.end(), {"--", BOARDSIM_PROBE});
+    command.insert(command.end(), deed.begin(), deed.end());
+    return command;
+  }
+  static Words bare(const Words& arguments) {
+    Words command{BOARDSIM_PROGRAM};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return command;
+  }
+  std::string file(const std::string& name) const { return folder_ / name; }
+  static std::string contents(const std::string& path) {
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+  }
+  /// Standard output without the launcher's first line.
+  static std::string program_output(const Process& process) {
+    return process.out.substr(std::min(process.out.find('\n') + 1, process.out.size()));
+  }
+  static std::string address_in(const std::string& first_line) {
+    std::smatch match;
+    return std::regex_search(first_line, match, std::regex(R"(at (127\.\d+\.\d+\.\d+):36001)"))
+               ? match[1].str()
+               : "";
+  }
+
+ private:
+  std::filesystem::path folder_;
+};
+
+TEST_F(LauncherTest, TheFirstLineNamesTheBoardAndItsAddress) {
+  Process process(launch({"--board", "loop", "--address", "127.77.1.9"}, {"exit", "0"}));
+  EXPECT_EQ(process.wait(), 0);
+  EXPECT_EQ(process.out, "boardsim: board loop (0x96c1) at 127.77.1.9:36001\n");
+}
+
+TEST_F(LauncherTest, EndsWithTheProgramsExitStatus) {
+  Process three(launch({}, {"exit", "3"}));
+  EXPECT_EQ(three.wait(), 3);
+  Process minus_one(launch({}, {"exit", "-1"}));
+  EXPECT_EQ(minus_one.wait(), 255);
+}
+
+TEST_F(LauncherTest, ABoardGetsALoopbackAddressOfItsOwn) {
+  Process process(launch({}, {"exit", "0"}));
+  process.wait();
+  EXPECT_NE(address_in(process.out), "");
+  EXPECT_NE(address_in(process.out), "127.0.0.1");
+}
+
+TEST_F(LauncherTest, ListsTheBoardsWithTheirTypeCodes) {
+  Process process(bare({"--board", "list"}));
+  EXPECT_EQ(process.wait(), 0);
+  EXPECT_TRUE(std::regex_search(process.out, std::regex("\n6444 +0x96c0 +7 "))) << process.out;
+  EXPECT_TRUE(std::regex_search(process.out, std::regex("\nrkd2 +0xa60a3 "))) << process.out;
+}
+
+TEST_F(LauncherTest, ABoardCanBeNamedByItsTypeCode) {
+  Process known(launch({"--board", "0x96C4"}, {"exit", "0"}));
+  EXPECT_EQ(known.wait(), 0);
+  EXPECT_TRUE(known.out.starts_with("boardsim: board loop-c (0x96c4) at ")) << known.out;
+  Process other(launch({"--board", "0x9726"}, {"exit", "0"}));
+  EXPECT_EQ(other.wait(), 0);
+  EXPECT_TRUE(other.out.starts_with("boardsim: board normal (0x9726) at ")) << other.out;
+}
+
+TEST_F(LauncherTest, AnUnknownBoardIsAUsageErrorThatListsTheKnownOnes) {
+  Process process(launch({"--board", "nonsense"}, {"exit", "0"}));
+  EXPECT_EQ(process.wait(), 64);
+  EXPECT_NE(process.err.find("6444-j"), std::string::npos) << process.err;
+  EXPECT_EQ(process.out, "");
+}
+
+TEST_F(LauncherTest, AFaultThatIsNotUnderstoodIsAUsageError) {
+  Process process(launch({"--fault", "rtc confused"}, {"exit", "0"}));
+  EXPECT_EQ(process.wait(), 64);
+  EXPECT_NE(process.err.find("rtc"), std::string::npos) << process.err;
+}
+
+TEST_F(LauncherTest, WithoutAProgramThereIsAUsageError) {
+  Process process(bare({"--board", "loop"}));
+  EXPECT_EQ(process.wait(), 64);
+  EXPECT_NE(process.err.find("PROGRAM"), std::string::npos) << process.err;
+}
+
+TEST_F(LauncherTest, AProgramThatDoesNotExistIsSaidClearly) {
+  Process process(bare({"--", "/no/such/program"}));
+  EXPECT_EQ(process.wait(), 70);
+  EXPECT_NE(process.err.find("/no/such/program: No such file or directory"), std::string::npos)
+      << process.err;
+}
+
+TEST_F(LauncherTest, AStaticProgramIsRefusedBeforeItStarts) {
+  Process process(bare({"--", BOARDSIM_STATIC_PROBE}));
+  EXPECT_EQ(process.wait(), 70);
+  EXPECT_NE(process.err.find("is linked statically"), std::string::npos) << process.err;
+  EXPECT_EQ(program_output(process), "");
+}
+
+TEST_F(LauncherTest, WhatIsNoProgramIsRefused) {
+  const std::string script = file("script");
+  std::ofstream(script) << "#!/bin/sh\n";
+  std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+  Process process(bare({"--", script}));
+  EXPECT_EQ(process.wait(), 70);
+  EXPECT_NE(process.err.find("is no program for this PC"), std::string::npos) << process.err;
+}
+
+TEST_F(LauncherTest, AnUnknownNodeEndsTheProgramLoudly) {
+  Process process(launch({}, {"unknown-node"}));
+  EXPECT_EQ(process.wait(), 70);
+  EXPECT_EQ(program_output(process), "before\n");
+  EXPECT_EQ(process.err, "boardsim: unknown node /dev/foo (open)\n");
+}
+
+TEST_F(LauncherTest, AnUnknownRequestEndsTheProgramLoudly) {
+  Process process(launch({}, {"unknown-request"}));
+  EXPECT_EQ(process.wait(), 70);
+  EXPECT_EQ(process.err, "boardsim: unknown request 0x00001234 on /dev/led (ioctl)\n");
+}
+
+TEST_F(LauncherTest, AProgramCannotStartOthers) {
+  Process process(launch({}, {"shell"}));
+  EXPECT_EQ(process.wait(), 70);
+  EXPECT_EQ(process.err, "boardsim: system is nothing that a program may do on this board\n");
+}
+
+TEST_F(LauncherTest, ARestartEndsTheProgramAndNotThePc) {
+  Process process(launch({"--trace", file("trace")}, {"restart"}));
+  EXPECT_EQ(process.wait(), 0);
+  EXPECT_EQ(program_output(process), "restarting\nboardsim: the board restarts\n");
+  EXPECT_TRUE(contents(file("trace")).ends_with("reboot 0x1234567 = 0\n")) << contents(file("trace"));
+}
+
+TEST_F(LauncherTest, ARestartCanReturnToTheProgram) {
+  Process process(launch({"--reboot", "return"}, {"restart"}));
+  EXPECT_EQ(process.wait(), 0);
+  EXPECT_EQ(program_output(process), "restarting\nreturned 0\n");
+}
+
+TEST_F(LauncherTest, TheProgramCannotRestartThePcByARawSystemCallEither) {
+  constexpr std::uint64_t kBoot = 1ULL << 22;
+  constexpr std::uint64_t kAdmin = 1ULL << 21;
+  Process process(launch({}, {"surroundings"}));
+  EXPECT_EQ(process.wait(), 0);
+  std::smatch match;
+  ASSERT_TRUE(std::regex_search(process.out, match, std::regex("CapEff:\\s*([0-9a-f]+)"))) << process.out;
+  EXPECT_EQ(std::stoull(match[1].str(), nullptr, 16) & (kBoot | kAdmin), 0U);
+  EXPECT_TRUE(std::regex_search(process.out, std::regex("NoNewPrivs:\\s*1"))) << process.out;
+}
+
+TEST_F(LauncherTest, TheProgramSeesNothingOfTheLauncherInItsEnvironment) {
+  Process process(launch({}, {"surroundings"}));
+  process.wait();
+  EXPECT_NE(process.out.find("LD_PRELOAD unset\nBOARDSIM_CONFIG unset\n"), std::string::npos) << process.out;
+}
+
+TEST_F(LauncherTest, TimeRunsAsManyTimesFasterAsAsked) {
+  Process process(launch({"--speed", "10000"}, {"measure"}));
+  EXPECT_EQ(process.wait(), 0);
+  EXPECT_GE(std::stoi(program_output(process)), 99) << "100 s by the board's clock, a moment by the PC's";
+}
+
+TEST_F(LauncherTest, InVirtualTimeASleepIsOverAtOnce) {
+  Process process(launch({"--pace", "virtual"}, {"measure"}));
+  EXPECT_EQ(process.wait(), 0);
+  EXPECT_EQ(program_output(process), "100\n");
+}
+
+TEST_F(LauncherTest, ChineseOutputIsShownAsUtf8) {
+  Process process(launch({}, {"gbk"}));
+  EXPECT_EQ(process.wait(), 0);
+  EXPECT_EQ(program_output(process), "测试 ok ?!\n");
+  EXPECT_EQ(process.err, "失败\n");
+}
+
+TEST_F(LauncherTest, OutputCanBeLeftAsItIs) {
+  Process process(launch({"--console", "gbk"}, {"gbk"}));
+  EXPECT_EQ(process.wait(), 0);
+  EXPECT_EQ(program_output(process), "\xB2\xE2\xCA\xD4 ok \xFF!\n");
+}
+
+TEST_F(LauncherTest, TheTraceHoldsEveryCallWithItsTime) {
+  Process process(launch({"--trace", file("trace"), "--pace", "virtual"}, {"sensor"}));
+  EXPECT_EQ(process.wait(), 0);
+  EXPECT_EQ(program_output(process), "45500\n");
+  const std::string trace = contents(file("trace"));
+  EXPECT_TRUE(trace.starts_with("0.000000 fopen /proc/debug/temp1 = ok\n0.000000 read /proc/debug/temp1 "))
+      << trace;
+  EXPECT_TRUE(trace.ends_with("0.000000 close /proc/debug/temp1 = 0\n")) << trace;
+}
+
+TEST_F(LauncherTest, FaultsLieOverTheBoardFromTheStart) {
+  Process process(launch({"--fault", "sensor 1 text 38000", "--fault", "open /dev/rtc"}, {"sensor"}));
+  EXPECT_EQ(process.wait(), 0);
+  EXPECT_EQ(program_output(process), "38000\n");
+}
+
+TEST_F(LauncherTest, ATerminationIsPassedOnToTheProgram) {
+  Process process(launch({}, {"wait"}));
+  ASSERT_TRUE(process.wait_for("waiting\n"));
+  process.signal(SIGTERM);
+  EXPECT_EQ(process.wait(), 128 + SIGTERM);
+}
+
+TEST_F(LauncherTest, AStateFolderRemembersItsBoard) {
+  Process first(launch({"--board", "loop", "--state", file("board")}, {"exit", "0"}));
+  EXPECT_EQ(first.wait(), 0);
+  EXPECT_EQ(contents(file("board/board")), "loop\n");
+  Process again(launch({"--board", "loop", "--state", file("board")}, {"exit", "0"}));
+  EXPECT_EQ(again.wait(), 0);
+  Process other(launch({"--board", "k", "--state", file("board")}, {"exit", "0"}));
+  EXPECT_EQ(other.wait(), 70);
+  EXPECT_NE(other.err.find("belongs to a board \"loop\", not \"k\""), std::string::npos) << other.err;
+}
+
+TEST_F(LauncherTest, AnAddressOutsideOfLoopbackIsRefused) {
+  Process process(launch({"--address", "192.0.2.1"}, {"exit", "0"}));
+  EXPECT_EQ(process.wait(), 70);
+  EXPECT_NE(process.err.find("192.0.2.1 is no loopback address"), std::string::npos) << process.err;
+}
+
+TEST_F(LauncherTest, AnAddressThatABoardHasIsNotGivenTwice) {
+  Process first(launch({"--address", "127.77.2.9"}, {"wait"}));
+  ASSERT_TRUE(first.wait_for("waiting\n"));
+  Process second(launch({"--address", "127.77.2.9"}, {"exit", "0"}));
+  EXPECT_EQ(second.wait(), 70);
+  EXPECT_NE(second.err.find("127.77.2.9 is in use"), std::string::npos) << second.err;
+}
+
+std::string exchange(const std::string& address, const std::string& text) {
+  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in place{};
+  place.sin_family = AF_INET;
+  place.sin_port = htons(36001);
+  inet_pton(AF_INET, address.c_str(), &place.sin_addr);
+  std::string answer(text.size(), '\0');
+  if (connect(fd, reinterpret_cast<const sockaddr*>(&place), sizeof place) != 0 ||
+      send(fd, text.data(), text.size(), 0) < 0 ||
+      recv(fd, answer.data(), answer.size(), MSG_WAITALL) != static_cast<ssize_t>(text.size())) {
+    answer = "failed";
+  }
+  close(fd);
+  return answer;
+}
+
+TEST_F(LauncherTest, TwoBoardsRunSideBySideOnOnePort) {
+  setenv("PROBE_ADDRESS", "127.77.3.1", 1);
+  Process one(launch({"--address", "127.77.3.1", "--control", file("one")}, {"echo"}));
+  ASSERT_TRUE(one.wait_for(":36001\n"));
+  setenv("PROBE_ADDRESS", "127.77.3.2", 1);
+  Process two(launch({"--board", "loop", "--address", "127.77.3.2", "--control", file("two")}, {"echo"}));
+  ASSERT_TRUE(two.wait_for(":36001\n"));
+  for (const char* name : {"one", "two"}) boardsim::ControlClient(file(name)).settle();
+  EXPECT_EQ(exchange("127.77.3.2", "to two"), "to two");
+  EXPECT_EQ(exchange("127.77.3.1", "to one"), "to one");
+  EXPECT_EQ(one.wait(), 0);
+  EXPECT_EQ(two.wait(), 0);
+}
+
+TEST_F(LauncherTest, ASteppedProgramRunsOnlyAsFarAsTimeIsAdvanced) {
+  Process process(launch({"--pace", "stepped", "--control", file("control")}, {"heartbeat"}));
+  ASSERT_TRUE(process.wait_for("beat\n"));
+  boardsim::ControlClient control(file("control"));
+  EXPECT_EQ(control.settle(), 0s);
+  EXPECT_EQ(control.threads(), 1);
+  EXPECT_EQ(control.open_nodes(), Words{"/dev/rtc"});
+  EXPECT_EQ(control.reboots(), 0);
+  EXPECT_EQ(control.advance(12s), 12s);
+  EXPECT_EQ(control.now(), 12s);
+  ASSERT_TRUE(process.wait_for("beat\nbeat\nbeat\n"));
+  control.fault("rtc stopped");
+  control.clear_faults();
+  EXPECT_THROW(control.fault("nonsense"), std::runtime_error);
+  EXPECT_THROW(control.advance(48s), std::runtime_error) << "the program ends then, and its board with it";
+  EXPECT_EQ(process.wait(), 0);
+  EXPECT_FALSE(std::filesystem::exists(file("control")));
+}
+
+}  // namespace

@@ -1,0 +1,144 @@
+// A small program for the launcher's tests: does the one thing that its first argument names.
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <pthread.h>
+#include <sys/ioctl.h>
+#include <sys/reboot.h>
+#include <sys/socket.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <string>
+
+namespace {
+
+int unknown_node() {
+  std::printf("before\n");
+  open("/dev/foo", O_RDWR);
+  std::printf("after\n");
+  return 0;
+}
+
+int unknown_request() {
+  ioctl(open("/dev/led", O_RDWR), 0x1234U, nullptr);
+  return 0;
+}
+
+int restart() {
+  std::printf("restarting\n");
+  std::printf("returned %d\n", reboot(RB_AUTOBOOT));
+  return 0;
+}
+
+int run_shell() {
+  return system("true");
+}
+
+/// Prints how many seconds its own clock says a sleep of 100 s took.
+int measure() {
+  timespec before{};
+  timespec after{};
+  clock_gettime(CLOCK_MONOTONIC, &before);
+  sleep(100);
+  clock_gettime(CLOCK_MONOTONIC, &after);
+  std::printf("%ld\n", static_cast<long>(after.tv_sec - before.tv_sec));
+  return 0;
+}
+
+/// "Pass" in GBK, a byte that is no GBK, and a line on standard error.
+int print_gbk() {
+  std::fputs("\xB2\xE2\xCA\xD4 ok \xFF!\n", stdout);
+  std::fputs("\xCA\xA7\xB0\xDC\n", stderr);
+  return 0;
+}
+
+/// What of the launcher's own doings a program can see.
+int show_surroundings() {
+  std::printf("LD_PRELOAD %s\n", std::getenv("LD_PRELOAD") != nullptr ? "set" : "unset");
+  std::printf("BOARDSIM_CONFIG %s\n", std::getenv("BOARDSIM_CONFIG") != nullptr ? "set" : "unset");
+  std::FILE* file = std::fopen("/proc/self/status", "r");
+  char line[256];
+  while (std::fgets(line, sizeof line, file) != nullptr) {
+    if (std::strncmp(line, "CapEff", 6) == 0 || std::strncmp(line, "NoNewPrivs", 10) == 0)
+      std::fputs(line, stdout);
+  }
+  std::fclose(file);
+  return 0;
+}
+
+/// Serves one connection on all addresses: sends back what comes until the peer closes.
+int echo() {
+  const int listener = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in place{};
+  place.sin_family = AF_INET;
+  place.sin_port = htons(36001);
+  inet_pton(AF_INET, std::getenv("PROBE_ADDRESS"), &place.sin_addr);
+  if (bind(listener, reinterpret_cast<const sockaddr*>(&place), sizeof place) != 0) return 1;
+  if (listen(listener, 1) != 0) return 1;
+  const int fd = accept(listener, nullptr, nullptr);
+  char bytes[64];
+  for (;;) {
+    const ssize_t size = recv(fd, bytes, sizeof bytes, 0);
+    if (size <= 0) return size == 0 ? 0 : 1;
+    send(fd, bytes, static_cast<std::size_t>(size), 0);
+  }
+}
+
+void* beat(void* /*unused*/) {
+  for (;;) {
+    std::printf("beat\n");
+    sleep(5);
+  }
+}
+
+/// Two threads: one beats every 5 seconds, the other sleeps for a minute with a node open.
+int heartbeat() {
+  pthread_t thread{};
+  pthread_create(&thread, nullptr, beat, nullptr);
+  const int fd = open("/dev/rtc", O_RDONLY);
+  sleep(60);
+  close(fd);
+  return 0;
+}
+
+int read_sensor() {
+  std::FILE* file = std::fopen("/proc/debug/temp1", "r");
+  if (file == nullptr) return 2;
+  char text[32] = "";
+  std::fputs(std::fgets(text, sizeof text, file), stdout);
+  std::fclose(file);
+  return 0;
+}
+
+int wait_for_ever() {
+  std::printf("waiting\n");
+  pause();
+  return 0;
+}
+
+const std::map<std::string, int (*)()> kDeeds{
+    {"unknown-node", unknown_node},
+    {"unknown-request", unknown_request},
+    {"restart", restart},
+    {"shell", run_shell},
+    {"measure", measure},
+    {"gbk", print_gbk},
+    {"surroundings", show_surroundings},
+    {"echo", echo},
+    {"heartbeat", heartbeat},
+    {"sensor", read_sensor},
+    {"wait", wait_for_ever},
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc > 2 && std::string(argv[1]) == "exit") return std::atoi(argv[2]);
+  const auto deed = kDeeds.find(argc > 1 ? argv[1] : "");
+  return deed == kDeeds.end() ? 99 : deed->second();
+}

@@ -1,0 +1,113 @@
+// The real-time clock on virtual time, and the ways in which it goes wrong.
+#include "boardsim/devices/rtc.h"
+
+#include <gtest/gtest.h>
+#include <cerrno>
+#include <chrono>
+#include <stdexcept>
+
+#include "tests/boardsim/device_driver.h"
+
+namespace {
+
+using namespace boardsim;
+using namespace boardsim::test;
+using namespace std::chrono_literals;
+
+class RtcTest : public testing::Test {
+ protected:
+  Words read() { return exchange(rtc_, 0x80247009, Words(9, 0xAAAAAAAA)); }
+
+  // The seconds of as many readings, one second apart.
+  Words seconds(int readings) {
+    Words result;
+    for (int i = 0; i < readings; ++i, now_ += 1s) result.push_back(read()[0]);
+    return result;
+  }
+
+  Time now_ = 0us;
+  Rtc rtc_{[this] { return now_; }};
+};
+
+TEST_F(RtcTest, TheClockStartsOnAFridayInMay) {
+  EXPECT_EQ(read(), (Words{12, 30, 8, 17, 4, 124, 5, 137, 0}));
+}
+
+TEST_F(RtcTest, TheClockRunsOnVirtualTimeAndShowsWholeSeconds) {
+  now_ = 999999us;
+  EXPECT_EQ(read()[0], 12U);
+  now_ = 1s;
+  EXPECT_EQ(read()[0], 13U);
+  now_ = 48s;
+  EXPECT_EQ(read(), (Words{0, 31, 8, 17, 4, 124, 5, 137, 0}));
+}
+
+TEST_F(RtcTest, TheCalendarHoldsOverMidnightAndTheYearsEnd) {
+  now_ = 15h + 29min + 48s;
+  EXPECT_EQ(read(), (Words{0, 0, 0, 18, 4, 124, 6, 138, 0}));
+  now_ += 24h * (365 - 138);  // 2024 is a leap year: to its last day
+  EXPECT_EQ(read(), (Words{0, 0, 0, 31, 11, 124, 2, 365, 0}));
+  now_ += 24h;
+  EXPECT_EQ(read(), (Words{0, 0, 0, 1, 0, 125, 3, 0, 0}));
+}
+
+TEST_F(RtcTest, TheRecordIsNineWordsAndNoneOfThemGoesIn) {
+  const Words record = exchange(rtc_, 0x80247009, Words(10, 0xAAAAAAAA));
+  EXPECT_EQ(record[8], 0U);
+  EXPECT_EQ(record[9], 0xAAAAAAAAU);
+  EXPECT_EQ(traced(rtc_, 0x80247009, record), Words{});
+}
+
+TEST_F(RtcTest, AStoppedClockStandsWhereItStoodAndGoesOnInTime) {
+  now_ = 5s;
+  EXPECT_TRUE(lay(rtc_, "rtc stopped"));
+  EXPECT_EQ(seconds(6), (Words{17, 17, 17, 17, 17, 17}));
+  rtc_.clear_faults();
+  EXPECT_EQ(read()[0], 23U);
+}
+
+TEST_F(RtcTest, AScriptedClockShowsItsSecondsOneAReadingThenTheLast) {
+  EXPECT_TRUE(lay(rtc_, "rtc seconds 57 58 59 0 1 2"));
+  EXPECT_EQ(seconds(8), (Words{57, 58, 59, 0, 1, 2, 2, 2}));
+  rtc_.clear_faults();
+  EXPECT_EQ(read()[0], 20U);
+}
+
+TEST_F(RtcTest, AScriptedClockBeginsANewMinuteWhenItsSecondsFall) {
+  rtc_.set_seconds({59, 0, 2, 1});
+  EXPECT_EQ(read(), (Words{59, 30, 8, 17, 4, 124, 5, 137, 0}));
+  EXPECT_EQ(read(), (Words{0, 31, 8, 17, 4, 124, 5, 137, 0}));
+  EXPECT_EQ(read(), (Words{2, 31, 8, 17, 4, 124, 5, 137, 0}));
+  EXPECT_EQ(read(), (Words{1, 32, 8, 17, 4, 124, 5, 137, 0}));
+  EXPECT_EQ(read(), (Words{1, 32, 8, 17, 4, 124, 5, 137, 0}));
+}
+
+TEST_F(RtcTest, TheFaultLaidLastCounts) {
+  lay(rtc_, "rtc seconds 40 41");
+  lay(rtc_, "rtc stopped");
+  EXPECT_EQ(seconds(2), (Words{12, 12}));
+  lay(rtc_, "rtc seconds 40 41");
+  EXPECT_EQ(seconds(2), (Words{40, 41}));
+}
+
+TEST_F(RtcTest, AClockFaultThatMakesNoSenseIsRefused) {
+  for (const char* text : {"rtc", "rtc fast", "rtc stopped now", "rtc seconds", "rtc seconds 60",
+                           "rtc seconds 1 x", "rtc seconds 4294967295", "rtc seconds -1"}) {
+    EXPECT_THROW(lay(rtc_, text), std::invalid_argument) << text;
+  }
+  EXPECT_THROW(rtc_.set_seconds({}), std::invalid_argument);
+  EXPECT_THROW(rtc_.set_seconds({-1}), std::invalid_argument);
+  EXPECT_FALSE(lay(rtc_, "gpio 26 stuck high"));
+  EXPECT_FALSE(rtc_.fault({}));
+}
+
+TEST_F(RtcTest, ARequestWithoutRecordFails) {
+  EXPECT_EQ(outcome(rtc_.ioctl(0x80247009, nullptr)), -EFAULT);
+}
+
+TEST_F(RtcTest, AnotherRequestIsUnknown) {
+  Words record(9);
+  EXPECT_FALSE(rtc_.ioctl(0x4024700A, record.data()).known);
+}
+
+}  // namespace

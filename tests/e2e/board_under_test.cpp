@@ -1,0 +1,185 @@
+// Runs the server on a simulated board and watches both.
+#include "tests/e2e/board_under_test.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <stdexcept>
+
+#include "tests/harness/gbk.h"
+
+namespace {
+
+std::vector<std::string> split(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+/// The process whose parent is `parent`; -1 when there is none.
+int child_of(pid_t parent) {
+  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+    std::ifstream file(entry.path() / "stat");
+    std::string stat;
+    if (!std::getline(file, stat)) continue;
+    // The name, in brackets, may hold anything; state and parent follow the last bracket.
+    std::istringstream fields(stat.substr(stat.rfind(')') + 1));
+    std::string state;
+    pid_t its_parent = 0;
+    if (fields >> state >> its_parent && its_parent == parent) return std::stoi(entry.path().filename());
+  }
+  return -1;
+}
+
+/// Whether a line of the console is the expected one; a '*' at its end stands for any rest.
+bool is_line(std::string_view expected, std::string_view line) {
+  if (!expected.ends_with('*')) return line == expected;
+  expected.remove_suffix(1);
+  return line.starts_with(expected);
+}
+
+}  // namespace
+
+OwnDirectory::OwnDirectory() {
+  std::string pattern = (std::filesystem::temp_directory_path() / "boardtest-e2e.XXXXXX").string();
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no directory for the test");
+  path_ = pattern;
+}
+
+OwnDirectory::~OwnDirectory() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+BoardUnderTest::BoardUnderTest(const std::vector<std::string>& launcher_options) {
+  std::vector<std::string> command = {
+      BOARDSIM_PROGRAM, "--control", directory_.file("control"), "--trace", directory_.file("trace"),
+      "--console",      "gbk"};
+  if (!std::ranges::count(launcher_options, "--pace")) command.insert(command.end(), {"--pace", "stepped"});
+  command.insert(command.end(), launcher_options.begin(), launcher_options.end());
+  command.insert(command.end(), {"--", BOARDTEST_PROGRAM});
+  launcher_ = std::make_unique<Child>(command);
+  announcement_ = launcher_->next_line();
+  const std::size_t start = announcement_.rfind(" at ");
+  const std::size_t end = announcement_.rfind(':');
+  if (start == std::string::npos || end < start) throw std::runtime_error("no address in: " + announcement_);
+  address_ = announcement_.substr(start + 4, end - start - 4);
+}
+
+BoardUnderTest::~BoardUnderTest() {
+  launcher_->terminate();
+  for (const std::string& line : split(launcher_->err())) {
+    const bool expected = std::ranges::any_of(
+        complaints_, [&](const std::string& text) { return line.find(gbk(text)) != std::string::npos; });
+    if (!expected) ADD_FAILURE() << "on standard error: " << line;
+  }
+}
+
+/// The channel is there a little after the launcher's first line.
+boardsim::ControlClient& BoardUnderTest::control() {
+  const auto end = std::chrono::steady_clock::now() + kPatience;
+  while (!control_) {
+    try {
+      control_.emplace(directory_.file("control"));
+    } catch (const std::runtime_error&) {
+      if (launcher_->has_ended() || std::chrono::steady_clock::now() > end) throw;
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  }
+  return *control_;
+}
+
+void BoardUnderTest::settle() {
+  control().settle();
+}
+
+void BoardUnderTest::advance(Time span) {
+  control().advance(span);
+  control().settle();
+}
+
+void BoardUnderTest::advance_to_its_end(Time span) {
+  try {
+    control().advance(span);
+  } catch (const std::runtime_error&) {
+    // The channel ends with the board. That it does is seen by its exit status.
+  }
+}
+
+BoardUnderTest::Time BoardUnderTest::now() {
+  return control().now();
+}
+
+void BoardUnderTest::fault(std::string_view text) {
+  control().fault(text);
+}
+
+void BoardUnderTest::clear_faults() {
+  control().clear_faults();
+}
+
+int BoardUnderTest::threads() {
+  return control().threads();
+}
+
+std::vector<std::string> BoardUnderTest::open_nodes() {
+  return control().open_nodes();
+}
+
+std::size_t BoardUnderTest::descriptors() {
+  const int server = child_of(launcher_->pid());
+  if (server < 0) throw std::runtime_error("the server does not run");
+  const std::filesystem::directory_iterator entries("/proc/" + std::to_string(server) + "/fd");
+  return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+std::string BoardUnderTest::next_line() {
+  return utf8(launcher_->next_line());
+}
+
+void BoardUnderTest::expect_lines(const std::vector<std::string>& lines) {
+  for (const std::string& expected : lines) {
+    const std::string line = next_line();
+    EXPECT_TRUE(is_line(expected, line)) << "expected: " << expected << "\nprinted:  " << line;
+  }
+}
+
+std::vector<std::string> BoardUnderTest::lines_until(std::string_view text) {
+  std::vector<std::string> lines;
+  for (;;) {
+    std::string line = next_line();
+    if (line.starts_with(text)) return lines;
+    lines.push_back(std::move(line));
+  }
+}
+
+std::vector<std::string> BoardUnderTest::remaining_lines() {
+  return split(utf8(launcher_->rest()));
+}
+
+std::vector<std::string> BoardUnderTest::trace() const {
+  std::ifstream file(directory_.file("trace"));
+  std::ostringstream text;
+  text << file.rdbuf();
+  return split(text.str());
+}
+
+std::vector<std::string> BoardUnderTest::trace_of(std::string_view text) const {
+  std::vector<std::string> lines = trace();
+  std::erase_if(lines, [&](const std::string& line) { return line.find(text) == std::string::npos; });
+  return lines;
+}
+
+std::vector<std::string> BoardUnderTest::hardware_trace() const {
+  std::vector<std::string> lines = trace();
+  std::erase_if(lines, [](const std::string& line) {
+    return line.find(" /dev/") == std::string::npos && line.find(" /proc/") == std::string::npos &&
+           line.find(" reboot ") == std::string::npos;
+  });
+  return lines;
+}

@@ -1,0 +1,100 @@
+// The shipped server on a simulated board of its own, both in a child process.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "boardsim/core/control.h"
+#include "tests/e2e/child.h"
+
+/// A directory of a test's own, gone with it.
+class OwnDirectory {
+ public:
+  OwnDirectory();
+  ~OwnDirectory();
+  OwnDirectory(const OwnDirectory&) = delete;
+  OwnDirectory& operator=(const OwnDirectory&) = delete;
+  std::string file(std::string_view name) const { return (path_ / name).string(); }
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// A board whose time stands still until the test lets it pass. What waits for the board throws
+/// std::runtime_error when the board does not do it within kPatience; nothing else depends on the PC's clock.
+class BoardUnderTest {
+ public:
+  using Time = std::chrono::microseconds;
+
+  /// Switches a board on and starts the server there. `launcher_options` are further options of the launcher.
+  explicit BoardUnderTest(const std::vector<std::string>& launcher_options = {});
+  /// Ends the board. Fails the test for anything that the server or the board complained about on
+  /// standard error, unless expect_complaint() named it.
+  ~BoardUnderTest();
+  BoardUnderTest(const BoardUnderTest&) = delete;
+  BoardUnderTest& operator=(const BoardUnderTest&) = delete;
+
+  /// Address of the board in dotted form, as the launcher announced it.
+  const std::string& address() const { return address_; }
+  /// The launcher's first line.
+  const std::string& announcement() const { return announcement_; }
+
+  /// Waits until the server waits and nothing has arrived that it could go on with.
+  void settle();
+  /// settle(), lets time pass, waking the server whenever something is due, and settles again.
+  void advance(Time span);
+  /// Lets time pass in which the server ends.
+  void advance_to_its_end(Time span);
+  /// Virtual time since the board was switched on.
+  Time now();
+
+  /// Lays a fault over the board; throws std::runtime_error when the board does not understand it.
+  void fault(std::string_view text);
+  void clear_faults();
+  /// Number of the server's threads beside its main one.
+  int threads();
+  /// Device nodes that are open.
+  std::vector<std::string> open_nodes();
+  /// Number of descriptors that the server's process holds.
+  std::size_t descriptors();
+
+  /// Takes the next line from the board's console, decoded from GBK.
+  std::string next_line();
+  /// Takes as many lines as are given and expects just these; a '*' at the end of one stands for any rest.
+  void expect_lines(const std::vector<std::string>& lines);
+  /// Takes lines up to the first that starts like `text`; returns those before it.
+  std::vector<std::string> lines_until(std::string_view text);
+  /// Takes all lines until the board's console is closed.
+  std::vector<std::string> remaining_lines();
+
+  /// Waits for the end of the launcher: its exit status.
+  int exit_status() { return launcher_->exit_status(); }
+  bool has_ended() { return launcher_->has_ended(); }
+  /// Ends the board now, as an operator does.
+  void switch_off() { launcher_->terminate(); }
+  /// Allows standard error to have lines that contain `text`.
+  void expect_complaint(std::string_view text) { complaints_.emplace_back(text); }
+
+  /// Every call of the server so far, each with its time.
+  std::vector<std::string> trace() const;
+  /// Those on device nodes and sensor files, and restarts.
+  std::vector<std::string> hardware_trace() const;
+  /// Those that contain `text`.
+  std::vector<std::string> trace_of(std::string_view text) const;
+
+ private:
+  boardsim::ControlClient& control();
+
+  OwnDirectory directory_;
+  std::unique_ptr<Child> launcher_;
+  std::optional<boardsim::ControlClient> control_;
+  std::string announcement_;
+  std::string address_;
+  std::vector<std::string> complaints_;
+};

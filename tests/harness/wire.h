@@ -1,0 +1,34 @@
+// Socket calls that go around the simulated board: plain system calls of the PC.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace wire {
+
+/// A socket connected to a loopback address, or -1 with errno.
+int connect(const std::string& address, std::uint16_t port);
+/// A socket that listens on 127.0.0.1, its port in `port`; -1 with errno.
+int listen(std::uint16_t& port);
+/// Sends everything; false with errno when that fails.
+bool send_all(int socket, std::string_view bytes);
+/// Appends what can be read at once to `received`. True when the peer has closed or broken the connection.
+bool receive(int socket, std::string& received);
+/// Sends until the peer takes no more for now.
+void fill(int socket);
+void shut_down_sending(int socket);
+/// Closes with a reset.
+void reset(int socket);
+void close(int socket);
+/// Whether a TCP socket without address reuse can be bound there now.
+bool is_free(const std::string& address, std::uint16_t port);
+
+/// Returns when everything that `from` sent stands in the receive buffer of `to`, its peer (either may be
+/// -1 or closed: then there is nothing to wait for), or when `enough` says so.
+void wait_until_delivered(int from, int to, const std::function<bool()>& enough = {});
+/// Returns when the peer's close or reset has reached `socket`; at once when that is no socket.
+void wait_until_ended(int socket);
+
+}  // namespace wire

@@ -1,0 +1,265 @@
+// The boot parameter block, the device type code in it, and how every query reaches it.
+#include "t1_sdk/boardtest/platform/device_type.h"
+
+#include <gtest/gtest.h>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "tests/harness/console.h"
+#include "tests/harness/on_board.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+struct Field {
+  const char* name;
+  std::size_t offset, size;                // as the driver writes it
+  std::size_t actual_offset, actual_size;  // as the program reads it
+};
+
+#define FIELD(name, offset, size)                                             \
+  Field {                                                                     \
+#name, offset, size, offsetof(boot_parms, name), sizeof(boot_parms::name) \
+  }
+
+// clang-format off
+const Field kFields[] = {
+    FIELD(magicNumber, 0, 4),        FIELD(paraChecksum, 4, 4),     FIELD(paraLength, 8, 4),
+    FIELD(encryptVer, 12, 4),        FIELD(language, 16, 4),        FIELD(deviceClass, 20, 4),
+    FIELD(oemCode, 24, 4),           FIELD(devTypeHigh, 28, 2),     FIELD(reservedFeature, 30, 14),
+    FIELD(encodeChans, 44, 2),       FIELD(decodeChans, 46, 2),     FIELD(ipcChans, 48, 2),
+    FIELD(ivsChans, 50, 2),          FIELD(alarminNum, 52, 1),      FIELD(macAddr, 53, 12),
+    FIELD(prodDate, 65, 8),          FIELD(prodNo, 73, 9),          FIELD(devHigh, 82, 1),
+    FIELD(cpuFreq, 83, 1),           FIELD(dspFreq, 84, 1),         FIELD(zone, 85, 1),
+    FIELD(audioInSupport, 86, 1),    FIELD(sensorType, 87, 1),      FIELD(usbNums, 88, 1),
+    FIELD(resetSupport, 89, 1),      FIELD(alarmoutNums, 90, 1),    FIELD(sensorVersion, 91, 1),
+    FIELD(audiooutSupport, 92, 1),   FIELD(videooutType, 93, 1),    FIELD(videoinType, 94, 1),
+    FIELD(FPGAType, 95, 1),          FIELD(FPGAVersion, 96, 1),     FIELD(IRSupport, 97, 1),
+    FIELD(wifiSupport, 98, 1),       FIELD(eZoomLensSupport, 99, 1), FIELD(devType, 100, 2),
+    FIELD(ICRSupport, 102, 1),       FIELD(deviceTypeSecond, 103, 1), FIELD(ubootAdrs, 104, 4),
+    FIELD(ubootSize, 108, 4),        FIELD(ubootCheckSum, 112, 4),  FIELD(tinyKernelAdrs, 116, 4),
+    FIELD(tinyKernelSize, 120, 4),   FIELD(tinyKernelCheckSum, 124, 4), FIELD(devModel, 128, 64),
+    FIELD(writeDate, 192, 8),        FIELD(crypto, 200, 4),         FIELD(abfType, 204, 1),
+    FIELD(DMRes, 205, 1),            FIELD(pirisSupport, 206, 1),   FIELD(PTRes, 207, 1),
+    FIELD(moNetSupport, 208, 1),     FIELD(res4, 209, 47),
+};
+// clang-format on
+
+#undef FIELD
+
+TEST(BootBlockTest, EveryFieldLiesWhereTheDriverPutsIt) {
+  std::size_t end = 0;
+  for (const Field& field : kFields) {
+    EXPECT_EQ(field.actual_offset, field.offset) << field.name;
+    EXPECT_EQ(field.actual_size, field.size) << field.name;
+    EXPECT_EQ(field.offset, end) << field.name << " follows the field before it without a gap";
+    end = field.offset + field.size;
+  }
+  EXPECT_EQ(end, 256U);
+  EXPECT_EQ(sizeof(boot_parms), 256U);
+}
+
+TEST(BootBlockTest, TheFieldsThatTellBoardsApartAreUnsigned) {
+  static_assert(std::is_same_v<decltype(boot_parms::devTypeHigh), std::uint16_t>);
+  static_assert(std::is_same_v<decltype(boot_parms::devType), std::uint16_t>);
+  static_assert(std::is_same_v<decltype(boot_parms::alarmoutNums), std::uint8_t>);
+}
+
+TEST(BootBlockTest, BoardClassesHaveTheirFixedNumbers) {
+  static_assert(sizeof(device_type) == 4);
+  EXPECT_EQ(static_cast<int>(DEV_TYPE_NORMAL), 1);
+  EXPECT_EQ(static_cast<int>(DEV_TYPE_K), 2);
+  EXPECT_EQ(static_cast<int>(DEV_TYPE_63XX), 3);
+  EXPECT_EQ(static_cast<int>(DEV_TYPE_68XX), 4);
+  EXPECT_EQ(static_cast<int>(DEV_TYPE_68XX_FPGA), 5);
+  EXPECT_EQ(static_cast<int>(DEV_TYPE_WPF44X), 6);
+  EXPECT_EQ(static_cast<int>(DEV_TYPE_WPF44X_J), 7);
+  EXPECT_EQ(static_cast<int>(DEV_TYPE_WPFX5X), 8);
+  EXPECT_EQ(static_cast<int>(DEV_TYPE_61XX), 9);
+  EXPECT_EQ(static_cast<int>(DEV_TYPE_65XX), 10);
+}
+
+boot_parms block_of(std::uint16_t high, std::uint16_t low) {
+  boot_parms block = {};
+  block.devTypeHigh = high;
+  block.devType = low;
+  return block;
+}
+
+TEST(DeviceTypeCodeTest, WithAHighHalfOfZeroTheLowHalfIsTheCode) {
+  EXPECT_EQ(getDevType(block_of(0, 0x96C0)), 0x96C0);
+}
+
+TEST(DeviceTypeCodeTest, AHighHalfOfAStandsAboveTheLowHalf) {
+  EXPECT_EQ(getDevType(block_of(0xA, 0x6005)), 0xA6005);
+}
+
+TEST(DeviceTypeCodeTest, AHighHalfOf2StandsAboveTheLowHalf) {
+  EXPECT_EQ(getDevType(block_of(2, 0x7201)), 0x27201);
+}
+
+TEST(DeviceTypeCodeTest, ALowHalfOfZeroIsPartOfTheCode) {
+  EXPECT_EQ(getDevType(block_of(1, 0)), 0x10000);
+}
+
+TEST(DeviceTypeCodeTest, TheLargestHalvesAreNotCut) {
+  EXPECT_EQ(static_cast<std::uint32_t>(getDevType(block_of(0xFFFF, 0xFFFF))), 0xFFFFFFFFU);
+  EXPECT_EQ(getDevType(block_of(0, 0xFFFF)), 0xFFFF);
+}
+
+TEST(DeviceTypeCodeTest, NoOtherFieldTakesPart) {
+  boot_parms block;
+  std::memset(&block, 0xFF, sizeof block);
+  block.devTypeHigh = 0;
+  block.devType = 0x9601;
+  EXPECT_EQ(getDevType(block), 0x9601);
+}
+
+class DeviceTypeTest : public OnBoard {
+ protected:
+  Console console;
+};
+
+TEST_F(DeviceTypeTest, TheCodeIsReadFromTheLittleEndianHalvesInTheBlock) {
+  board.boot_block().fill(0);
+  board.boot_block()[28] = 0x0A;
+  board.boot_block()[100] = 0xA3;
+  board.boot_block()[101] = 0x60;
+  EXPECT_EQ(get_dev_type(), 0xA60A3);
+  EXPECT_EQ(is_RKD_devType(), 2);
+}
+
+TEST_F(DeviceTypeTest, TheNumberOfAlarmOutputsIsReadFromByte90) {
+  board.boot_block().fill(0);
+  board.boot_block()[100] = 0xC0;
+  board.boot_block()[101] = 0x96;
+  board.boot_block()[90] = 7;
+  EXPECT_EQ(is_6444_u(), 4);
+}
+
+TEST_F(DeviceTypeTest, ABlankBlockIsABoardOfCode0AndOfNoFamily) {
+  board.boot_block().fill(0);
+  EXPECT_EQ(get_dev_type(), 0);
+  EXPECT_EQ(get_device_type(), static_cast<int>(DEV_TYPE_NORMAL));
+}
+
+/// One question about the board.
+struct Query {
+  const char* name;
+  int (*ask)();
+  int failure;
+};
+
+void PrintTo(const Query& query, std::ostream* out) {
+  *out << query.name;
+}
+
+class DeviceQueryTest : public OnBoard, public ::testing::WithParamInterface<Query> {
+ protected:
+  Console console;
+};
+
+TEST_P(DeviceQueryTest, OpensTheDriverReadsTheBlockAndClosesIt) {
+  GetParam().ask();
+  EXPECT_EQ(board.hardware_trace(),
+            (Lines{"open /dev/qznio = ok", "ioctl /dev/qznio 0x80044801 {} = 0", "close /dev/qznio = 0"}));
+  EXPECT_EQ(console.out(), "");
+  EXPECT_EQ(console.err(), "");
+}
+
+TEST_P(DeviceQueryTest, KeepsNothingForTheNextQuery) {
+  GetParam().ask();
+  GetParam().ask();
+  EXPECT_EQ(board.hardware_trace(),
+            (Lines{"open /dev/qznio = ok", "ioctl /dev/qznio 0x80044801 {} = 0", "close /dev/qznio = 0",
+                   "open /dev/qznio = ok", "ioctl /dev/qznio 0x80044801 {} = 0", "close /dev/qznio = 0"}));
+}
+
+TEST_P(DeviceQueryTest, ADriverThatCannotBeOpenedIsSaidOnOneLine) {
+  board.fault("open /dev/qznio");
+  EXPECT_EQ(GetParam().ask(), GetParam().failure);
+  EXPECT_EQ(console.out(), "open /dev/qznio error.\n");
+  EXPECT_EQ(board.hardware_trace(), (Lines{"open /dev/qznio = -1 ENODEV"}));
+}
+
+TEST_P(DeviceQueryTest, ABlockThatCannotBeReadIsSaidAndTheNodeIsClosed) {
+  board.fault("ioctl /dev/qznio 0x80044801");
+  EXPECT_EQ(GetParam().ask(), GetParam().failure);
+  EXPECT_EQ(console.out(), "ioctl error,ret = -1\n");
+  EXPECT_EQ(board.hardware_trace(), (Lines{"open /dev/qznio = ok", "ioctl /dev/qznio 0x80044801 {} = -1 EIO",
+                                           "close /dev/qznio = 0"}));
+}
+
+TEST_P(DeviceQueryTest, AFailureIsForgottenByTheNextQuery) {
+  const int healthy = GetParam().ask();
+  board.fault("open /dev/qznio #1");
+  GetParam().ask();
+  EXPECT_EQ(GetParam().ask(), healthy);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, DeviceQueryTest,
+    ::testing::Values(
+        Query{"get_dev_type", get_dev_type, 0}, Query{"get_device_type", get_device_type, 0},
+        Query{"get_device_type_MA533", get_device_type_MA533, 0}, Query{"is_K_devType", is_K_devType, 0},
+        Query{"is_MA_devType", is_MA_devType, 0}, Query{"is_RKD_devType", is_RKD_devType, 0},
+        Query{"is_loop_devType", is_loop_devType, 0}, Query{"is_loop_devType_c", is_loop_devType_c, 0},
+        Query{"is_6444_u", is_6444_u, 0}, Query{"is_63xx_devType", is_63xx_devType, 0},
+        Query{"is_65xx_devType", is_65xx_devType, 0}, Query{"is_68xx_devType", is_68xx_devType, 0},
+        Query{"is_bootInfo_ok", is_bootInfo_ok, -1}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+TEST_F(DeviceTypeTest, ADriverThatCannotBeOpenedBelongsToNoFamily) {
+  board.set_type(0xA60A3);
+  board.fault("open /dev/qznio");
+  EXPECT_EQ(is_K_devType(), 0);
+  EXPECT_EQ(is_MA_devType(), 0);
+  EXPECT_EQ(is_RKD_devType(), 0);
+  EXPECT_EQ(is_loop_devType(), 0);
+  EXPECT_EQ(is_loop_devType_c(), 0);
+  EXPECT_EQ(is_6444_u(), 0);
+  EXPECT_EQ(is_63xx_devType(), 0);
+  EXPECT_EQ(is_65xx_devType(), 0);
+  EXPECT_EQ(is_68xx_devType(), 0);
+  EXPECT_EQ(is_bootInfo_ok(), -1);
+}
+
+TEST_F(DeviceTypeTest, AFailedQueryIsKeptApartFromANormalBoardByItsClassOnly) {
+  board.set_type(0x9601);
+  EXPECT_EQ(get_device_type(), static_cast<int>(DEV_TYPE_NORMAL));
+  EXPECT_EQ(is_K_devType(), 0);
+  board.fault("ioctl /dev/qznio 0x80044801");
+  EXPECT_EQ(get_device_type(), 0);
+  EXPECT_EQ(is_K_devType(), 0);
+}
+
+TEST_F(DeviceTypeTest, ABlockThatCanBeReadIsOkWhateverItHolds) {
+  EXPECT_EQ(is_bootInfo_ok(), 0);
+  board.boot_block().fill(0);
+  EXPECT_EQ(is_bootInfo_ok(), 0);
+  board.boot_block().fill(0xFF);
+  EXPECT_EQ(is_bootInfo_ok(), 0);
+}
+
+TEST_F(DeviceTypeTest, ABoardThatChangesItsIdentityIsSeenAfresh) {
+  board.set_type(0x960B);
+  EXPECT_EQ(is_K_devType(), 1);
+  board.set_type(0x9601);
+  EXPECT_EQ(is_K_devType(), 0);
+}
+
+TEST_F(DeviceTypeTest, NoQueryWritesTheBlock) {
+  board.boot_block().fill(0x5A);
+  const auto before = board.boot_block();
+  get_device_type();
+  is_6444_u();
+  is_bootInfo_ok();
+  EXPECT_EQ(board.boot_block(), before);
+}
+
+}  // namespace

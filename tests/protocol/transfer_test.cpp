@@ -1,0 +1,258 @@
+// Blocking transfers: what they return, and the 100 seconds they have in all.
+#include "t1_sdk/boardtest/protocol/transfer.h"
+
+#include <gtest/gtest.h>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "t1_sdk/boardtest/protocol/message.h"
+#include "tests/harness/on_board.h"
+#include "tests/harness/station_link.h"
+#include "tests/harness/wire.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// The tests of the budget run on both kinds of kernel: one whose select counts its time-out down and one
+/// whose select leaves it alone.
+class TransferTest : public OnBoard, public ::testing::WithParamInterface<bool> {
+ protected:
+  TransferTest() { board.set_select_counts_down(GetParam()); }
+
+  int read(int count) { return tcp_readn(g_iSockClient, buffer.data(), count); }
+  int write(std::string bytes) {
+    return tcp_writen(g_iSockClient, bytes.data(), static_cast<int>(bytes.size()));
+  }
+  std::string read_so_far(int count) const { return {buffer.data(), static_cast<std::size_t>(count)}; }
+  void send_at(boardsim::Time when, const std::string& bytes) {
+    board.at(start + when, [this, bytes] { station.send(bytes); });
+  }
+  boardsim::Time elapsed() const { return board.now() - start; }
+
+  std::array<char, 64> buffer = {};
+  StationLink station;
+  boardsim::Time start = board.now();
+};
+
+INSTANTIATE_TEST_SUITE_P(Kernels, TransferTest, ::testing::Bool(), [](const auto& kernel) {
+  return kernel.param ? std::string("SelectCountsDown") : std::string("SelectLeavesItsTimeoutAlone");
+});
+
+// ---- reading ----------------------------------------------------------------------------
+
+TEST_P(TransferTest, BytesThatAreThereAreReadAtOnce) {
+  station.send("abcdef");
+  EXPECT_EQ(read(6), 6);
+  EXPECT_EQ(read_so_far(6), "abcdef");
+  EXPECT_EQ(elapsed(), 0s);
+}
+
+TEST_P(TransferTest, NoMoreThanTheWantedBytesAreRead) {
+  station.send("abcdef");
+  EXPECT_EQ(read(4), 4);
+  EXPECT_EQ(read(2), 2);
+  EXPECT_EQ(read_so_far(2), "ef");
+}
+
+TEST_P(TransferTest, PiecesThatArriveOneAfterTheOtherAreReadAsOne) {
+  send_at(10s, "ab");
+  send_at(20s, "c");
+  send_at(50s, "def");
+  EXPECT_EQ(read(6), 6);
+  EXPECT_EQ(read_so_far(6), "abcdef");
+  EXPECT_EQ(elapsed(), 50s);
+}
+
+TEST_P(TransferTest, AShortReceiveIsFollowedByAnother) {
+  board.fault("recv #1 short 1");
+  station.send("abcdef");
+  EXPECT_EQ(read(6), 6);
+  EXPECT_EQ(read_so_far(6), "abcdef");
+}
+
+TEST_P(TransferTest, ASilentStationIsWaitedForFor100Seconds) {
+  EXPECT_EQ(read(4), 0);
+  EXPECT_EQ(elapsed(), 100s);
+}
+
+TEST_P(TransferTest, BytesThatTrickleInDoNotExtendThe100Seconds) {
+  for (int i = 1; i <= 10; ++i) send_at(30s * i, "x");
+  EXPECT_EQ(read(10), 3);
+  EXPECT_EQ(elapsed(), 100s);
+}
+
+TEST_P(TransferTest, ABytePerSecondFor100SecondsIsNotEnoughForMoreThan100Bytes) {
+  std::array<char, 200> long_buffer = {};
+  for (int i = 0; i < 200; ++i) send_at(1s * i + 500ms, "x");
+  EXPECT_EQ(tcp_readn(g_iSockClient, long_buffer.data(), 200), 100);
+  EXPECT_EQ(elapsed(), 100s);
+}
+
+TEST_P(TransferTest, AByteInTheLastMomentStillCounts) {
+  send_at(100s - 1ms, "x");
+  EXPECT_EQ(read(1), 1);
+  EXPECT_EQ(elapsed(), 100s - 1ms);
+}
+
+TEST_P(TransferTest, EveryReadHasItsOwn100Seconds) {
+  send_at(90s, "a");
+  send_at(180s, "b");
+  EXPECT_EQ(read(1), 1);
+  EXPECT_EQ(read(1), 1);
+  EXPECT_EQ(elapsed(), 180s);
+}
+
+TEST_P(TransferTest, AStationThatClosesGivesZeroNotMinusOne) {
+  station.shut_down();
+  EXPECT_EQ(read(4), 0);
+  EXPECT_EQ(elapsed(), 0s);
+}
+
+TEST_P(TransferTest, AStationThatClosesWhileWaitedForGivesZeroAtOnce) {
+  board.at(start + 7s, [this] { station.shut_down(); });
+  EXPECT_EQ(read(4), 0);
+  EXPECT_EQ(elapsed(), 7s);
+}
+
+TEST_P(TransferTest, AStationThatClosesInTheMiddleGivesWhatCameBefore) {
+  station.send("abc");
+  station.shut_down();
+  EXPECT_EQ(read(6), 3);
+  EXPECT_EQ(read_so_far(3), "abc");
+}
+
+TEST_P(TransferTest, AConnectionResetWhileReadingGivesMinusOne) {
+  board.at(start + 3s, [this] { station.reset(); });
+  EXPECT_EQ(read(4), -1);
+  EXPECT_EQ(errno, ECONNRESET);
+}
+
+TEST_P(TransferTest, AnErrorAfterSomeBytesGivesMinusOneNotTheirNumber) {
+  board.fault("recv #2 EIO");
+  send_at(1s, "ab");
+  send_at(2s, "cd");
+  EXPECT_EQ(read(4), -1);
+}
+
+TEST_P(TransferTest, AnInterruptedReceiveIsRepeated) {
+  board.fault("recv #1 EINTR");
+  station.send("abcdef");
+  EXPECT_EQ(read(6), 6);
+  EXPECT_EQ(read_so_far(6), "abcdef");
+}
+
+TEST_P(TransferTest, AFailingSelectEndsTheReadWithMinusOne) {
+  board.fault("select #1 EBADF");
+  station.send("abcdef");
+  EXPECT_EQ(read(6), -1);
+}
+
+TEST_P(TransferTest, AnInterruptedSelectEndsTheReadWithMinusOneToo) {
+  board.fault("select #1 EINTR");
+  station.send("abcdef");
+  EXPECT_EQ(read(6), -1);
+}
+
+TEST_P(TransferTest, NoBufferToReadIntoIsRefusedBeforeAnyCall) {
+  EXPECT_EQ(tcp_readn(g_iSockClient, nullptr, 4), -1);
+  EXPECT_EQ(calls("select") + calls("recv"), 0U);
+}
+
+TEST_P(TransferTest, NothingToReadIsReadWithoutWaiting) {
+  EXPECT_EQ(read(0), 0);
+  EXPECT_EQ(elapsed(), 0s);
+}
+
+TEST_P(TransferTest, ANegativeCountReadsNothing) {
+  station.send("abcdef");
+  for (const int count : {-1, -2, -5, INT32_MIN}) EXPECT_EQ(read(count), 0) << count;
+  EXPECT_EQ(buffer, (std::array<char, 64>{}));
+  EXPECT_EQ(elapsed(), 0s);
+}
+
+// ---- writing ----------------------------------------------------------------------------
+
+TEST_P(TransferTest, WritingGivesTheNumberOfBytesAndSendsThem) {
+  EXPECT_EQ(write("abcdef"), 6);
+  EXPECT_EQ(station.bytes(), "abcdef");
+  EXPECT_EQ(elapsed(), 0s);
+}
+
+TEST_P(TransferTest, AShortSendIsFollowedByTheRest) {
+  board.fault("send #1 short 2");
+  EXPECT_EQ(write("abcdef"), 6);
+  EXPECT_EQ(station.bytes(), "abcdef");
+  EXPECT_EQ(calls("send"), 2U);
+}
+
+TEST_P(TransferTest, AnInterruptedSendIsRepeated) {
+  board.fault("send #1 EINTR");
+  EXPECT_EQ(write("abcdef"), 6);
+  EXPECT_EQ(station.bytes(), "abcdef");
+}
+
+TEST_P(TransferTest, AFailingSendEndsTheWriteWithMinusOne) {
+  board.fault("send #1 EPIPE");
+  EXPECT_EQ(write("abcdef"), -1);
+  EXPECT_EQ(station.bytes(), "");
+}
+
+TEST_P(TransferTest, ASendThatFailsAfterSomeBytesGivesMinusOne) {
+  board.fault("send #1 short 2");
+  board.fault("send #2 EPIPE");
+  EXPECT_EQ(write("abcdef"), -1);
+  EXPECT_EQ(station.bytes(), "ab");
+}
+
+TEST_P(TransferTest, AFailingSelectEndsTheWriteWithMinusOne) {
+  board.fault("select #1 EBADF");
+  EXPECT_EQ(write("abcdef"), -1);
+  EXPECT_EQ(station.bytes(), "");
+}
+
+TEST_P(TransferTest, AnInterruptedSelectEndsTheWriteWithMinusOneToo) {
+  board.fault("select #1 EINTR");
+  EXPECT_EQ(write("abcdef"), -1);
+}
+
+TEST_P(TransferTest, AConnectionThatWasResetCannotBeWritten) {
+  station.reset();
+  EXPECT_EQ(write("abcdef"), -1);
+}
+
+TEST_P(TransferTest, AStationThatNeverReadsIsGivenUpAfter100Seconds) {
+  wire::fill(g_iSockClient);
+  EXPECT_EQ(write("abcdef"), -1);
+  EXPECT_EQ(elapsed(), 100s);
+}
+
+TEST_P(TransferTest, AStationThatReadsLateStillGetsItsBytes) {
+  wire::fill(g_iSockClient);
+  board.at(start + 99s, [this] { station.forget(); });
+  EXPECT_EQ(write("abcdef"), 6);
+  EXPECT_EQ(station.bytes(), "abcdef");
+  EXPECT_EQ(elapsed(), 99s);
+}
+
+TEST_P(TransferTest, NothingToSendFromIsRefusedBeforeAnyCall) {
+  EXPECT_EQ(tcp_writen(g_iSockClient, nullptr, 4), -1);
+  EXPECT_EQ(calls("select") + calls("send"), 0U);
+}
+
+TEST_P(TransferTest, NothingToWriteIsWrittenWithoutACall) {
+  EXPECT_EQ(write(""), 0);
+  EXPECT_EQ(calls("select") + calls("send"), 0U);
+}
+
+TEST_P(TransferTest, ANegativeCountWritesNothingAndIsHandedBack) {
+  for (const int count : {-2, -5, INT32_MIN}) {
+    EXPECT_EQ(tcp_writen(g_iSockClient, buffer.data(), count), count);
+  }
+  EXPECT_EQ(station.bytes(), "");
+}
+
+}  // namespace

@@ -1,0 +1,106 @@
+// What greets a station.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <regex>
+#include <string>
+
+#include "t1_sdk/boardtest/protocol/message.h"
+#include "t1_sdk/boardtest/service/server.h"
+#include "tests/harness/console.h"
+#include "tests/harness/gbk.h"
+#include "tests/harness/on_board.h"
+#include "tests/harness/station_link.h"
+
+namespace {
+
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+class BannerTest : public OnBoard {
+ protected:
+  int send() { return send_start_info(&g_iSockClient); }
+
+  Console console;
+  StationLink station;
+};
+
+const std::string kStars = std::string(50, '*') + "\n";
+
+// "*           VELTRONIX IPC 外设测试程序           *" and a line end, in GBK.
+constexpr char kTitle[] =
+    "2a202020202020202020202056454c54524f4e49582049504320cde2c9e8b2e2cad4b3ccd0f2"
+    "20202020202020202020202a0a";
+
+TEST_F(BannerTest, ABannerAndThenTheMenuAreSent) {
+  EXPECT_EQ(send(), 0);
+  const std::vector<std::string> texts = station.texts();
+  ASSERT_EQ(texts.size(), 2U);
+  EXPECT_THAT(texts[0], HasSubstr("VELTRONIX IPC"));
+  EXPECT_THAT(texts[1], HasSubstr("T1 test menu"));
+  EXPECT_EQ(console.out(), "");
+}
+
+TEST_F(BannerTest, TheBannerReadsLikeThisUpToTheBuild) {
+  send();
+  const std::string banner =
+      "<?xml version=\"1.0\" encoding=\"GBK\"?>\r\n"
+      "<TestItem>\r\n"
+      "<TestCode>255</TestCode>\r\n"
+      "<ResultNum>4</ResultNum>\r\n"
+      "<TestContext>" +
+      kStars +
+      "</TestContext>\r\n"
+      "<TestContext>*           VELTRONIX IPC 外设测试程序           *\n</TestContext>\r\n"
+      "<TestContext>" +
+      kStars +
+      "</TestContext>\r\n"
+      "<TestContext>BUILD: ";
+  EXPECT_THAT(station.texts().front(), StartsWith(banner));
+  EXPECT_THAT(station.texts().front(), EndsWith("\n</TestContext>\r\n</TestItem>\r\n"));
+}
+
+TEST_F(BannerTest, TheBuildIsDateAndTimeAsTheCompilerGivesThem) {
+  send();
+  const std::regex build(
+      "<TestContext>BUILD: (Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) [ 1-3][0-9] 20[0-9]{2}"
+      "-[0-2][0-9]:[0-5][0-9]:[0-6][0-9]\n</TestContext>");
+  EXPECT_TRUE(std::regex_search(station.texts().front(), build)) << station.texts().front();
+}
+
+TEST_F(BannerTest, TheTitleIsAsWideAsTheStars) {
+  send();
+  EXPECT_EQ(sizeof kTitle / 2, kStars.size());
+  EXPECT_THAT(hex(station.records().front()), HasSubstr(kTitle));
+}
+
+TEST_F(BannerTest, TheReplyThatIsUnderConstructionIsLeftAlone) {
+  msg.SetDoc("<TestItem/>");
+  send();
+  EXPECT_EQ(msg.GetDoc(), "<TestItem/>");
+}
+
+TEST_F(BannerTest, NoSocketIsRefused) {
+  EXPECT_EQ(send_start_info(nullptr), -1);
+  EXPECT_EQ(station.bytes(), "");
+}
+
+TEST_F(BannerTest, ABannerThatCannotBeSentGivesMinusOneAndNoMenu) {
+  board.fault("send #1 EPIPE");
+  EXPECT_EQ(send(), -1);
+  EXPECT_EQ(calls("send"), 1U);
+  EXPECT_EQ(station.bytes(), "");
+}
+
+TEST_F(BannerTest, AMenuThatCannotBeSentFailsTheBanner) {
+  board.fault("send #2 EPIPE");
+  EXPECT_EQ(send(), -1);
+  EXPECT_EQ(station.records().size(), 1U);
+}
+
+TEST_F(BannerTest, WithoutAStationThereIsNoBanner) {
+  g_iSockClient = -1;
+  EXPECT_EQ(send(), -1);
+}
+
+}  // namespace

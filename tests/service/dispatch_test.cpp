@@ -1,0 +1,197 @@
+// From a request to its test: the steps, their order, and what each code does.
+#include "t1_sdk/boardtest/service/dispatch.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <chrono>
+#include <string>
+
+#include "tests/service/dispatching.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::StartsWith;
+
+constexpr int kQuit = 62208;
+
+// ---- known codes ------------------------------------------------------------------------
+
+TEST_F(DispatchTest, TheClockTestRunsUnderItsCodeAndPrintsNoCodeName) {
+  EXPECT_EQ(dispatch(1536), 0);
+  EXPECT_EQ(console.lines().front(), "t1_sdk_rtc_test");
+  EXPECT_EQ(station.reply().code, 1536);
+  EXPECT_EQ(station.reply().name, "测试RTC时钟");
+}
+
+TEST_F(DispatchTest, TheTemperatureTestRunsUnderItsCodeAndPrintsItsCodeName) {
+  EXPECT_EQ(dispatch(7426), 0);
+  EXPECT_EQ(console.lines()[0], "T1_TESTCODE_TEMP");
+  EXPECT_EQ(console.lines()[1], "t1_sdk_tmp_test");
+  EXPECT_EQ(station.reply().code, 7426);
+}
+
+TEST_F(DispatchTest, TheLightTestRunsUnderItsCodeAndPrintsItsCodeName) {
+  EXPECT_EQ(dispatch(14592), 0);
+  EXPECT_EQ(console.lines()[0], "T1_TESTCODE_LIGHT");
+  EXPECT_EQ(console.lines()[1], "t1_sdk_light");
+  EXPECT_EQ(station.reply().code, 14592);
+}
+
+TEST_F(DispatchTest, TheSteadyLightTestRunsUnderItsCodeAndPrintsItsCodeName) {
+  EXPECT_EQ(dispatch(69633), 0);
+  EXPECT_EQ(console.lines()[0], "T1_TESTCODE_IN_LIGHT");
+  EXPECT_EQ(console.lines()[1], "t1_sdk_in_light_rkd");
+  EXPECT_EQ(station.reply().code, 69633);
+}
+
+TEST_F(DispatchTest, TheRestartRunsUnderItsNegativeCodeAndPrintsItsCodeName) {
+  EXPECT_EQ(dispatch(-15), 0);
+  EXPECT_EQ(console.lines()[0], "T1_TESTCODE_CENTAURUS");
+  EXPECT_EQ(console.lines()[1], "t1_sdk_centaurus_test");
+  EXPECT_EQ(station.reply().code, -15);
+  EXPECT_EQ(board.reboots().size(), 1U);
+}
+
+TEST_F(DispatchTest, AKnownCodeResetsTheIdleCounterAndAnUnfinishedTrim) {
+  for (const int code : {-15, 1536, 7426, 14592, 69633}) {
+    g_iTimeCount = kNoted;
+    begin_trim();
+    EXPECT_EQ(dispatch(code), 0) << code;
+    EXPECT_EQ(g_iTimeCount, 0) << code;
+    EXPECT_TRUE(trim_is_reset()) << code;
+  }
+}
+
+TEST_F(DispatchTest, CounterAndTrimAreResetBeforeTheTestBegins) {
+  bool looked = false;
+  board.at(board.now() + 500ms, [&] {
+    looked = true;
+    EXPECT_EQ(g_iTimeCount, 0);
+    EXPECT_TRUE(trim_is_reset());
+    EXPECT_EQ(station.bytes(), "") << "the test is still running";
+  });
+  dispatch(1536);
+  EXPECT_TRUE(looked);
+}
+
+TEST_F(DispatchTest, AFailedTestGivesZeroToo) {
+  board.fault("open /dev/rtc");
+  EXPECT_EQ(dispatch(1536), 0);
+  EXPECT_EQ(station.reply().value, "Fail");
+}
+
+TEST_F(DispatchTest, ATestWhoseReplyCannotBeSentGivesZeroToo) {
+  board.fault("send #1 EPIPE");
+  EXPECT_EQ(dispatch(7426), 0);
+}
+
+// ---- quit -------------------------------------------------------------------------------
+
+TEST_F(DispatchTest, QuitGivesTwoAndSendsNothing) {
+  EXPECT_EQ(dispatch(kQuit), 2);
+  EXPECT_EQ(console.out(), "recv q command\n");
+  EXPECT_EQ(station.bytes(), "");
+}
+
+TEST_F(DispatchTest, QuitLeavesTrimAndIdleCounterAlone) {
+  EXPECT_EQ(dispatch(kQuit), 2);
+  EXPECT_TRUE(trim_is_untouched());
+  EXPECT_EQ(g_iTimeCount, kNoted);
+}
+
+TEST_F(DispatchTest, TheMenusQuitCharacterIsNotTheQuitRequest) {
+  expect_invalid(request("q"));
+}
+
+// ---- parameters -------------------------------------------------------------------------
+
+class SetCommandTest : public DispatchTest, public ::testing::WithParamInterface<int> {
+ protected:
+  std::string with(const std::string& parameters) const {
+    return "<TestItem><TestCode>" + std::to_string(GetParam()) + "</TestCode>" + parameters + "</TestItem>";
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Vsub, SetCommandTest, ::testing::Values(9728, 9984, 10240),
+                         [](const auto& code) { return "Code" + std::to_string(code.param); });
+
+TEST_P(SetCommandTest, TheParameterIsReadAndPrintedFirst) {
+  EXPECT_EQ(dispatch(with("<Parameters>120</Parameters>")), 0);
+  EXPECT_EQ(g_sub_value, 120);
+  EXPECT_THAT(console.out(), StartsWith("g_sub_value = 120\n"));
+}
+
+TEST_P(SetCommandTest, AMissingParameterIsZeroNeverAnotherElementsText) {
+  EXPECT_EQ(dispatch(with("")), 0);
+  EXPECT_EQ(g_sub_value, 0);
+  EXPECT_THAT(console.out(), StartsWith("g_sub_value = 0\n"));
+}
+
+TEST_P(SetCommandTest, AParameterBehindOtherElementsIsFound) {
+  dispatch(with("<Operator>55</Operator><Parameters>120</Parameters>"));
+  EXPECT_EQ(g_sub_value, 120);
+}
+
+TEST_P(SetCommandTest, OtherElementsAreNotTakenForTheParameter) {
+  dispatch(with("<Operator>55</Operator>"));
+  EXPECT_EQ(g_sub_value, 0);
+}
+
+TEST_P(SetCommandTest, AParameterBeforeTheCodeIsNotFound) {
+  const std::string code = std::to_string(GetParam());
+  dispatch("<TestItem><Parameters>120</Parameters><TestCode>" + code + "</TestCode></TestItem>");
+  EXPECT_EQ(g_sub_value, 0);
+}
+
+TEST_P(SetCommandTest, AParameterMayBeNegative) {
+  dispatch(with("<Parameters>-3</Parameters>"));
+  EXPECT_EQ(g_sub_value, -3);
+}
+
+TEST_P(SetCommandTest, AParameterThatIsNoNumberIsZero) {
+  for (const char* text : {"<Parameters>abc</Parameters>", "<Parameters/>", "<Parameters></Parameters>",
+                           "<Parameters><a>120</a></Parameters>"}) {
+    g_sub_value = 77;
+    dispatch(with(text));
+    EXPECT_EQ(g_sub_value, 0) << text;
+  }
+}
+
+TEST_P(SetCommandTest, ASetCommandDiscardsAnUnfinishedTrim) {
+  dispatch(with("<Parameters>120</Parameters>"));
+  EXPECT_TRUE(trim_is_reset());
+}
+
+TEST_F(DispatchTest, OtherRequestsDoNotReadAParameter) {
+  dispatch("<TestItem><TestCode>7426</TestCode><Parameters>120</Parameters></TestItem>");
+  dispatch("<TestItem><TestCode>1</TestCode><Parameters>120</Parameters></TestItem>");
+  dispatch("<TestItem><TestCode>11010</TestCode><Parameters>120</Parameters></TestItem>");
+  EXPECT_EQ(g_sub_value, 77);
+  EXPECT_EQ(console.out().find("g_sub_value"), std::string::npos);
+}
+
+// ---- trim -------------------------------------------------------------------------------
+
+TEST_F(DispatchTest, TheNineTrimStepsKeepTheTrim) {
+  for (const int code : {11009, 11010, 11011, 11265, 11266, 11267, 11521, 11522, 11523}) {
+    begin_trim();
+    dispatch(code);
+    EXPECT_FALSE(trim_is_reset()) << code;
+  }
+}
+
+TEST_F(DispatchTest, TheCodesBesideTheTrimStepsDiscardTheTrim) {
+  for (const int code : {11008, 11012, 11264, 11268, 11520, 11524, 11777, 0, 1, -1, 2147483647}) {
+    begin_trim();
+    dispatch(code);
+    EXPECT_TRUE(trim_is_reset()) << code;
+  }
+}
+
+TEST_F(DispatchTest, ARequestThatIsNotXmlDiscardsTheTrim) {
+  dispatch(std::string("hello"));
+  EXPECT_TRUE(trim_is_reset());
+}
+
+}  // namespace

@@ -1,0 +1,178 @@
+// Which address the server binds.
+#include "t1_sdk/boardtest/service/local_address.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <array>
+#include <string>
+
+#include "tests/harness/console.h"
+#include "tests/harness/on_board.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::MatchesRegex;
+
+class LocalAddressTest : public OnBoard {
+ protected:
+  LocalAddressTest() { board.set_interface("wlan0", ""); }
+  void TearDown() override {
+    EXPECT_EQ(open_descriptors(), open_before_) << "a socket was left open";
+    OnBoard::TearDown();
+  }
+
+  int ask(std::string name, char* destination, int length) {
+    return get_local_ipaddr_by_interface(name.data(), destination, length);
+  }
+  int ask(const std::string& name) { return ask(name, ip.data(), 16); }
+
+  std::array<char, 64> ip = {};
+  Console console;
+
+ private:
+  static int open_descriptors() {
+    int open = 0;
+    for (int descriptor = 0; descriptor < 256; ++descriptor) open += fcntl(descriptor, F_GETFD) != -1;
+    return open;
+  }
+
+  int open_before_ = open_descriptors();
+};
+
+std::string dotted(in_addr_t address) {
+  return inet_ntoa(in_addr{address});
+}
+
+// ---- choosing ---------------------------------------------------------------------------
+
+TEST_F(LocalAddressTest, TheAddressOfEth0IsBound) {
+  board.set_interface("eth0", "127.9.8.7");
+  board.set_interface("wlan0", "127.1.1.1");
+  EXPECT_EQ(dotted(get_local_ipaddr()), "127.9.8.7");
+  EXPECT_EQ(console.out(), "");
+}
+
+TEST_F(LocalAddressTest, TheAddressComesInNetworkByteOrder) {
+  board.set_interface("eth0", "127.9.8.7");
+  EXPECT_EQ(get_local_ipaddr(), htonl(0x7f090807));
+}
+
+TEST_F(LocalAddressTest, ABoardWithoutEth0IsReachedOverWlan0) {
+  board.set_interface("eth0", "");
+  board.set_interface("wlan0", "127.1.1.1");
+  EXPECT_EQ(dotted(get_local_ipaddr()), "127.1.1.1");
+  EXPECT_THAT(console.lines(),
+              ElementsAre(MatchesRegex(
+                  "boardtest:[0-9]+ get_local_ipaddr_by_interface:get interface address failed\\.\\.\\.")));
+}
+
+TEST_F(LocalAddressTest, ABoardThatWasNeverConfiguredIsReachedOverWlan0) {
+  board.set_interface("eth0", kFallbackAddress);
+  board.set_interface("wlan0", "127.1.1.1");
+  EXPECT_EQ(dotted(get_local_ipaddr()), "127.1.1.1");
+  EXPECT_EQ(console.out(), "");
+}
+
+TEST_F(LocalAddressTest, TheFallbackAddressIsComparedOverTenCharacters) {
+  EXPECT_EQ(kFallbackCompared, 10);
+  const std::string prefix = std::string(kFallbackAddress).substr(0, 10);
+  board.set_interface("wlan0", "127.1.1.1");
+  // One that differs within the ten characters is an address like any other.
+  const std::string other = prefix.substr(0, 8) + (prefix[8] == '9' ? '8' : '9');
+  board.set_interface("eth0", other);
+  EXPECT_EQ(dotted(get_local_ipaddr()), other);
+}
+
+TEST_F(LocalAddressTest, TheFallbackAddressOnWlan0IsTakenAsItIs) {
+  board.set_interface("eth0", "");
+  board.set_interface("wlan0", kFallbackAddress);
+  EXPECT_EQ(dotted(get_local_ipaddr()), kFallbackAddress);
+}
+
+TEST_F(LocalAddressTest, ABoardWithoutAnyAddressBindsToAll) {
+  board.set_interface("eth0", "");
+  EXPECT_EQ(get_local_ipaddr(), 0U);
+  EXPECT_THAT(
+      console.lines(),
+      ElementsAre(MatchesRegex(
+                      "boardtest:[0-9]+ get_local_ipaddr_by_interface:get interface address failed\\.\\.\\."),
+                  MatchesRegex(
+                      "boardtest:[0-9]+ get_local_ipaddr_by_interface:get interface address failed\\.\\.\\."),
+                  MatchesRegex("boardtest:[0-9]+ get_local_ipaddr:get interface address failed\\.\\.\\.")));
+}
+
+TEST_F(LocalAddressTest, AnUnconfiguredBoardWithoutWlan0BindsToAll) {
+  board.set_interface("eth0", kFallbackAddress);
+  EXPECT_EQ(get_local_ipaddr(), 0U);
+  EXPECT_THAT(
+      console.lines(),
+      ElementsAre(MatchesRegex(
+                      "boardtest:[0-9]+ get_local_ipaddr_by_interface:get interface address failed\\.\\.\\."),
+                  MatchesRegex("boardtest:[0-9]+ get_local_ipaddr:get interface address failed\\.\\.\\.")));
+}
+
+TEST_F(LocalAddressTest, AnAddressThatCannotBeConvertedBindsToAll) {
+  board.set_interface("eth0", "255.255.255.255");
+  EXPECT_EQ(get_local_ipaddr(), 0U);
+  EXPECT_THAT(console.lines(),
+              ElementsAre(MatchesRegex("boardtest:[0-9]+ get_local_ipaddr:convert address failed\\.\\.\\.")));
+}
+
+// ---- asking one interface ---------------------------------------------------------------
+
+TEST_F(LocalAddressTest, AnInterfaceGivesItsDottedAddress) {
+  board.set_interface("eth0", "127.100.100.100");
+  EXPECT_EQ(ask("eth0"), 0);
+  EXPECT_STREQ(ip.data(), "127.100.100.100") << "the longest address fills the 16 bytes";
+  EXPECT_EQ(console.out(), "");
+}
+
+TEST_F(LocalAddressTest, NoNameNoBufferOrTooSmallABufferIsAParameterError) {
+  const auto parameter_error =
+      MatchesRegex("boardtest:[0-9]+ get_local_ipaddr_by_interface:parameter error\\.\\.\\.");
+  EXPECT_EQ(get_local_ipaddr_by_interface(nullptr, ip.data(), 16), 1);
+  EXPECT_EQ(ask("eth0", nullptr, 16), 1);
+  for (const int length : {15, 0, -1}) EXPECT_EQ(ask("eth0", ip.data(), length), 1) << length;
+  EXPECT_THAT(console.lines(), ElementsAre(parameter_error, parameter_error, parameter_error, parameter_error,
+                                           parameter_error));
+  EXPECT_EQ(calls("socket"), 0U);
+}
+
+TEST_F(LocalAddressTest, ASocketThatCannotBeOpenedIsSaid) {
+  board.fault("socket #1 EMFILE");
+  EXPECT_EQ(ask("eth0"), 1);
+  EXPECT_THAT(console.lines(),
+              ElementsAre(MatchesRegex(
+                  "boardtest:[0-9]+ get_local_ipaddr_by_interface:create socket failed\\.\\.\\.")));
+}
+
+TEST_F(LocalAddressTest, ANameOf17CharactersIsRefusedInTheWordsOfAnotherFunction) {
+  EXPECT_EQ(ask("abcdefghijklmnopq"), 1);
+  EXPECT_THAT(console.lines(),
+              ElementsAre(MatchesRegex("boardtest:[0-9]+ diag_recv_tcpdump_from_client string too bigger!")));
+}
+
+TEST_F(LocalAddressTest, ANameOf16CharactersIsAskedFor) {
+  EXPECT_EQ(ask("abcdefghijklmnop"), 1);
+  EXPECT_THAT(console.lines(),
+              ElementsAre(MatchesRegex(
+                  "boardtest:[0-9]+ get_local_ipaddr_by_interface:get interface address failed\\.\\.\\.")));
+}
+
+TEST_F(LocalAddressTest, ResultsHaveTheseNumbers) {
+  EXPECT_EQ(DIAG_RET_SUCCESS, 0);
+  EXPECT_EQ(DIAG_RET_FAILED, 1);
+  EXPECT_EQ(DIAG_RET_BUTT, 2);
+}
+
+TEST_F(LocalAddressTest, AnInterfaceThatDoesNotExistFails) {
+  EXPECT_EQ(ask("wlan0"), 1);
+  EXPECT_THAT(console.lines(),
+              ElementsAre(MatchesRegex(
+                  "boardtest:[0-9]+ get_local_ipaddr_by_interface:get interface address failed\\.\\.\\.")));
+}
+
+}  // namespace

@@ -1,0 +1,330 @@
+// Receiving one request: lengths, idle waits, and everything that arrives only in part.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <string>
+
+#include "t1_sdk/boardtest/protocol/message.h"
+#include "t1_sdk/boardtest/service/server.h"
+#include "tests/harness/console.h"
+#include "tests/harness/gbk.h"
+#include "tests/harness/on_board.h"
+#include "tests/harness/station_link.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::MatchesRegex;
+
+constexpr int kBehind = 16;
+constexpr char kSendError[] = "send error,errno=[0-9]+\n";
+
+class ReceiveTest : public OnBoard {
+ protected:
+  ReceiveTest() {
+    g_iTimeCount = 0;
+    std::fill_n(behind(), kBehind, 'B');
+  }
+  ~ReceiveTest() override { g_iTimeCount = 0; }
+
+  void TearDown() override {
+    EXPECT_EQ(std::count(behind(), behind() + kBehind, 'B'), kBehind) << "written behind the buffer";
+    OnBoard::TearDown();
+  }
+
+  int receive() { return recv_client_operation(memory.data()); }
+  std::string start_of_buffer(std::size_t size) const {
+    return {reinterpret_cast<const char*>(memory.data()), size};
+  }
+  bool buffer_is_untouched() const {
+    return std::all_of(memory.data(), memory.data() + kMaxRequest,
+                       [](unsigned char byte) { return byte == 0; });
+  }
+  unsigned char* behind() { return memory.data() + kMaxRequest; }
+  boardsim::Time elapsed() const { return board.now() - start; }
+
+  /// The 512 bytes that belong to the receiver, and behind them some that it must not see.
+  std::array<unsigned char, kMaxRequest + kBehind> memory = {};
+  Console console;
+  StationLink station;
+  boardsim::Time start = board.now();
+};
+
+// ---- whole requests ---------------------------------------------------------------------
+
+TEST_F(ReceiveTest, ARequestIsPutIntoTheBufferAndPrinted) {
+  const std::string xml = "<TestItem><TestCode>1024</TestCode></TestItem>";
+  station.request(1024);
+  EXPECT_EQ(receive(), static_cast<int>(xml.size()));
+  EXPECT_EQ(start_of_buffer(xml.size()), xml);
+  EXPECT_EQ(console.out(), "RECV COMMANDS:\n" + xml + "\n");
+}
+
+TEST_F(ReceiveTest, ARequestWithAParameterIsPutIntoTheBufferWhole) {
+  const std::string xml = "<TestItem><TestCode>9728</TestCode><Parameters>120</Parameters></TestItem>";
+  station.request(9728, 120);
+  EXPECT_EQ(receive(), static_cast<int>(xml.size()));
+  EXPECT_EQ(start_of_buffer(xml.size()), xml);
+}
+
+TEST_F(ReceiveTest, RequestsThatArriveTogetherAreReceivedOneByOne) {
+  station.send(record_of("<first/>") + record_of("<b/>"));
+  EXPECT_EQ(receive(), 8);
+  EXPECT_EQ(start_of_buffer(8), "<first/>");
+  EXPECT_EQ(receive(), 4);
+  EXPECT_EQ(start_of_buffer(4), "<b/>");
+}
+
+TEST_F(ReceiveTest, ARequestMayArriveByteByByte) {
+  const std::string record = record_of("<TestItem/>");
+  for (std::size_t i = 0; i < record.size(); ++i) {
+    board.at(start + 1s * i, [this, byte = record.substr(i, 1)] { station.send(byte); });
+  }
+  EXPECT_EQ(receive(), 11);
+  EXPECT_EQ(start_of_buffer(11), "<TestItem/>");
+}
+
+TEST_F(ReceiveTest, LengthAndTextHave100SecondsEach) {
+  board.at(start + 99s, [this] { station.send(length_field(4)); });
+  board.at(start + 198s, [this] { station.send("<a/>"); });
+  EXPECT_EQ(receive(), 4);
+  EXPECT_EQ(start_of_buffer(4), "<a/>");
+  EXPECT_EQ(elapsed(), 198s);
+}
+
+TEST_F(ReceiveTest, ChineseTextIsPrintedAsItCame) {
+  station.send_record(gbk("<a>测试</a>"));
+  EXPECT_EQ(receive(), 11);
+  EXPECT_EQ(console.out(), "RECV COMMANDS:\n<a>测试</a>\n");
+}
+
+TEST_F(ReceiveTest, ARequestDoesNotResetTheIdleCounter) {
+  g_iTimeCount = 11;
+  station.request(1536);
+  receive();
+  EXPECT_EQ(g_iTimeCount, 11);
+}
+
+TEST_F(ReceiveTest, TheRestOfALongerRequestStandsBehindAShorterOne) {
+  station.send_record("<TestItem><TestCode>1536</TestCode></TestItem>");
+  station.send_record("<a/>");
+  receive();
+  console.clear();
+  EXPECT_EQ(receive(), 4);
+  EXPECT_EQ(start_of_buffer(46), "<a/>tItem><TestCode>1536</TestCode></TestItem>");
+  EXPECT_EQ(console.out(), "RECV COMMANDS:\n<a/>tItem><TestCode>1536</TestCode></TestItem>\n");
+}
+
+// ---- lengths ----------------------------------------------------------------------------
+
+TEST_F(ReceiveTest, ALengthOf512IsAccepted) {
+  const std::string text(512, 'x');
+  station.send_record(text);
+  EXPECT_EQ(receive(), 512);
+  EXPECT_EQ(start_of_buffer(512), text);
+  EXPECT_EQ(console.out(), "RECV COMMANDS:\n" + text + "\n") << "nothing behind the buffer is printed";
+}
+
+TEST_F(ReceiveTest, ALengthOf513IsRefused) {
+  station.send_record(std::string(513, 'x'));
+  EXPECT_EQ(receive(), -1);
+  EXPECT_THAT(console.out(), MatchesRegex(kSendError));
+  EXPECT_TRUE(buffer_is_untouched());
+}
+
+TEST_F(ReceiveTest, EveryLengthAbove512IsRefused) {
+  for (const int length : {514, 2048, 65536, INT_MAX}) {
+    console.clear();
+    station.send(length_field(length));
+    EXPECT_EQ(receive(), -1) << length;
+    EXPECT_THAT(console.out(), MatchesRegex(kSendError)) << length;
+  }
+}
+
+TEST_F(ReceiveTest, ALengthInNetworkOrderIsRefused) {
+  station.send(std::string("\x00\x00\x00\x04<a/>", 8));
+  EXPECT_EQ(receive(), -1);
+}
+
+TEST_F(ReceiveTest, ALengthOfZeroIsARequestWithWhatTheBufferHolds) {
+  const std::string earlier = "<earlier/>";
+  std::copy(earlier.begin(), earlier.end(), memory.begin());
+  station.send(length_field(0));
+  EXPECT_EQ(receive(), 0);
+  EXPECT_EQ(console.out(), "RECV COMMANDS:\n<earlier/>\n");
+  EXPECT_EQ(g_iTimeCount, 0);
+  EXPECT_EQ(elapsed(), 0s);
+}
+
+TEST_F(ReceiveTest, ANegativeLengthReadsNothingAndIsReturned) {
+  for (const int length : {-1, -2, -5, INT_MIN}) {
+    console.clear();
+    station.send(length_field(length));
+    EXPECT_EQ(receive(), length);
+    EXPECT_EQ(console.out(), "RECV COMMANDS:\n\n") << length;
+    EXPECT_TRUE(buffer_is_untouched()) << length;
+    EXPECT_EQ(g_iTimeCount, 0) << length;
+  }
+}
+
+// ---- lengths and texts that arrive in part ----------------------------------------------
+
+TEST_F(ReceiveTest, BytesThatALengthLacksCountAsZero) {
+  station.send("\x05");
+  station.shut_down();
+  EXPECT_EQ(receive(), 5);
+  EXPECT_TRUE(buffer_is_untouched());
+}
+
+TEST_F(ReceiveTest, AHalfLengthIsJudgedLikeAWholeOne) {
+  station.send("\xff\xff\xff");
+  station.shut_down();
+  EXPECT_EQ(receive(), -1) << "the length so far is above 512";
+  EXPECT_THAT(console.out(), MatchesRegex(kSendError));
+  EXPECT_TRUE(buffer_is_untouched());
+}
+
+TEST_F(ReceiveTest, AHalfLengthNeverReachesBeyondTheBuffer) {
+  for (const std::string& bytes : {std::string("\x01"), std::string("\xff"), std::string("\x01\x02"),
+                                   std::string("\x00\x02", 2), std::string("\x01\x02\x00", 3)}) {
+    StationLink other;
+    other.send(bytes);
+    other.shut_down();
+    EXPECT_LE(receive(), kMaxRequest) << hex(bytes);
+    EXPECT_TRUE(buffer_is_untouched()) << hex(bytes);
+  }
+}
+
+TEST_F(ReceiveTest, AHalfLengthIsNoIdleWait) {
+  station.send("\x05");
+  receive();
+  EXPECT_EQ(g_iTimeCount, 0);
+  EXPECT_EQ(console.out().find("time_out"), std::string::npos);
+}
+
+TEST_F(ReceiveTest, ARequestThatACloseCutsShortCountsAsReceived) {
+  const std::string earlier(40, 'e');
+  std::copy(earlier.begin(), earlier.end(), memory.begin());
+  station.send(length_field(50) + "<TestItem>");
+  station.shut_down();
+  EXPECT_EQ(receive(), 50);
+  EXPECT_EQ(start_of_buffer(40), "<TestItem>" + earlier.substr(10));
+  EXPECT_EQ(console.out(), "RECV COMMANDS:\n<TestItem>" + earlier.substr(10) + "\n");
+  EXPECT_EQ(elapsed(), 0s);
+}
+
+TEST_F(ReceiveTest, ARequestThatStopsInTheMiddleCountsAsReceivedAfter100Seconds) {
+  station.send(length_field(50) + "<TestItem>");
+  EXPECT_EQ(receive(), 50);
+  EXPECT_EQ(start_of_buffer(11), std::string("<TestItem>\0", 11));
+  EXPECT_EQ(console.out(), "RECV COMMANDS:\n<TestItem>\n");
+  EXPECT_EQ(elapsed(), 100s);
+}
+
+TEST_F(ReceiveTest, ALengthWithoutItsTextCountsAsReceived) {
+  station.send(length_field(50));
+  station.shut_down();
+  EXPECT_EQ(receive(), 50);
+  EXPECT_TRUE(buffer_is_untouched());
+}
+
+// ---- idle waits -------------------------------------------------------------------------
+
+TEST_F(ReceiveTest, ASilentStationIsAnIdleWaitOf100Seconds) {
+  EXPECT_EQ(receive(), -2);
+  EXPECT_EQ(console.out(), "tcp_readn time_out,goto loop! count =0...\n");
+  EXPECT_EQ(g_iTimeCount, 1);
+  EXPECT_EQ(elapsed(), 100s);
+  EXPECT_TRUE(buffer_is_untouched());
+}
+
+TEST_F(ReceiveTest, AStationThatHasClosedIsAnIdleWaitToo) {
+  station.shut_down();
+  EXPECT_EQ(receive(), -2);
+  EXPECT_EQ(console.out(), "tcp_readn time_out,goto loop! count =0...\n");
+  EXPECT_EQ(g_iTimeCount, 1);
+  EXPECT_EQ(elapsed(), 0s);
+}
+
+TEST_F(ReceiveTest, The17thIdleWaitIsNotTheLast) {
+  g_iTimeCount = 16;
+  EXPECT_EQ(receive(), -2);
+  EXPECT_EQ(console.out(), "tcp_readn time_out,goto loop! count =16...\n");
+  EXPECT_EQ(g_iTimeCount, 17);
+}
+
+TEST_F(ReceiveTest, The18thIdleWaitEndsTheConnection) {
+  g_iTimeCount = 17;
+  EXPECT_EQ(receive(), -1);
+  EXPECT_EQ(console.out(),
+            "tcp_readn time_out,goto loop! count =17...\n"
+            "T1 exit cause' there is no operation over half an hour!\n");
+  EXPECT_EQ(g_iTimeCount, 18);
+}
+
+TEST_F(ReceiveTest, ACounterBeyond18EndsTheConnectionAfterOneWait) {
+  g_iTimeCount = 18;
+  EXPECT_EQ(receive(), -1);
+  EXPECT_EQ(console.out(),
+            "tcp_readn time_out,goto loop! count =18...\n"
+            "T1 exit cause' there is no operation over half an hour!\n");
+  EXPECT_EQ(g_iTimeCount, 19);
+}
+
+TEST_F(ReceiveTest, EighteenWaitsOf100SecondsAreHalfAnHour) {
+  for (int wait = 0; wait < 17; ++wait) EXPECT_EQ(receive(), -2);
+  EXPECT_EQ(receive(), -1);
+  EXPECT_EQ(elapsed(), 30min);
+}
+
+// ---- errors -----------------------------------------------------------------------------
+
+TEST_F(ReceiveTest, AConnectionThatWasResetIsGivenUpWithItsErrorNumber) {
+  station.reset();
+  EXPECT_EQ(receive(), -1);
+  EXPECT_EQ(console.out(), "send error,errno=104\n");
+  EXPECT_EQ(g_iTimeCount, 0);
+}
+
+TEST_F(ReceiveTest, AFailingReceiveIsGivenUpWithItsErrorNumber) {
+  board.fault("recv #1 EIO");
+  station.request(1536);
+  EXPECT_EQ(receive(), -1);
+  EXPECT_EQ(console.out(), "send error,errno=5\n");
+}
+
+TEST_F(ReceiveTest, AFailingSelectIsGivenUpWithItsErrorNumber) {
+  board.fault("select #1 EBADF");
+  EXPECT_EQ(receive(), -1);
+  EXPECT_EQ(console.out(), "send error,errno=9\n");
+}
+
+TEST_F(ReceiveTest, AnErrorInTheTextIsGivenUpWithoutAWord) {
+  board.fault("recv #2 EIO");
+  station.request(1536);
+  EXPECT_EQ(receive(), -1);
+  EXPECT_EQ(console.out(), "");
+}
+
+TEST_F(ReceiveTest, AnInterruptedReceiveIsRepeated) {
+  board.fault("recv #1 EINTR");
+  station.send_record("<a/>");
+  EXPECT_EQ(receive(), 4);
+}
+
+TEST_F(ReceiveTest, NoBufferIsRefused) {
+  EXPECT_EQ(recv_client_operation(nullptr), -1);
+  EXPECT_EQ(console.out(), "");
+  EXPECT_EQ(calls("select") + calls("recv"), 0U);
+}
+
+TEST_F(ReceiveTest, WithoutAStationNothingIsReceived) {
+  g_iSockClient = -1;
+  EXPECT_EQ(receive(), -1);
+  EXPECT_EQ(console.out(), "");
+  EXPECT_EQ(calls("select") + calls("recv"), 0U);
+}
+
+}  // namespace

@@ -1,0 +1,220 @@
+// The whole station against a fake board: output, reports and exit codes.
+#include "station/app.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "tests/station/board_texts.h"
+#include "tests/station/fake_board.h"
+#include "tests/station/scripted_link.h"
+
+namespace {
+
+using namespace board_texts;
+namespace fs = std::filesystem;
+
+class AppTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string name = (fs::temp_directory_path() / "station-XXXXXX").string();
+    ASSERT_NE(mkdtemp(name.data()), nullptr);
+    directory_ = name;
+  }
+  void TearDown() override { fs::remove_all(directory_); }
+
+  int run(const std::vector<std::string>& arguments, bool on_terminal = false, bool no_color = false) {
+    const t1station::Surroundings around{
+        out_, err_, clock_, interrupt_, "2024-05-06T07:08:09", on_terminal, on_terminal, no_color, 80};
+    return t1station::run_app(arguments, around);
+  }
+
+  std::string out() const { return out_.str(); }
+  std::string err() const { return err_.str(); }
+  std::string path(const std::string& name) const { return (directory_ / name).string(); }
+  static std::string content(const std::string& path) {
+    std::ifstream file(path);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+  }
+
+  ManualClock clock_;  // stands still: every test takes 0.0 seconds
+  t1station::Interrupt interrupt_;
+  std::ostringstream out_, err_;
+  fs::path directory_;
+};
+
+const std::string light_pass = reply(14592, light_name_gbk, "Pass", "");
+const std::string rtc_fail = reply(1536, rtc_name_gbk, "Fail", read_failed_gbk);
+
+std::string document(int code) {
+  return "<TestItem><TestCode>" + std::to_string(code) + "</TestCode></TestItem>";
+}
+
+TEST_F(AppTest, TwoTestsThatPassGiveATableAndExitCode0) {
+  FakeBoard board(
+      {{sends(greeting()), hears(), sends(heartbeat() + rtc_pass()), hears(), sends(light_pass), hears()}});
+  EXPECT_EQ(run({board.address(), "run", "rtc", "light"}), 0);
+  EXPECT_EQ(out(),
+            " Code  Name         Result  Seconds  Description\n"
+            "-----  -----------  ------  -------  -----------\n"
+            " 1536  测试RTC时钟  Pass        0.0  测试成功\n"
+            "14592  测试内置灯   Pass        0.0\n"
+            "\n"
+            "2 tests: 2 passed, 0 failed, 0.0 s\n");
+  EXPECT_EQ(board.requests(), (std::vector<std::string>{document(1536), document(14592), document(62208)}));
+}
+
+TEST_F(AppTest, BannerMenuAndProgressGoToStandardError) {
+  FakeBoard board({{sends(greeting()), hears(), sends(rtc_pass()), hears()}});
+  run({board.address(), "run", "rtc"});
+  const std::string stars(50, '*');
+  EXPECT_EQ(err(), stars + "\n" + title + stars +
+                       "\nBUILD: Mar 29 2019-22:09:55\n\tT1 test menu:\n\t[h] 帮助菜单\n\t[q] 退出测试\n"
+                       "[1/1] RTC clock: Pass (0.0 s)\n");
+}
+
+TEST_F(AppTest, BannerAndMenuCanBeHidden) {
+  FakeBoard board({{sends(greeting()), hears(), sends(rtc_pass()), hears()}});
+  run({board.address(), "run", "rtc", "--quiet"});
+  EXPECT_EQ(err(), "[1/1] RTC clock: Pass (0.0 s)\n");
+}
+
+TEST_F(AppTest, ARequestWaitsForBannerAndMenu) {
+  // The board would answer an early request with a close, since it hears none before its menu is out.
+  FakeBoard board({{sends(banner().substr(0, 100)), sends(banner().substr(100)), sends(menu().substr(0, 3)),
+                    sends(menu().substr(3)), hears(), sends(rtc_pass()), hears()}});
+  EXPECT_EQ(run({board.address(), "run", "rtc"}), 0);
+}
+
+TEST_F(AppTest, AFailGivesExitCode1) {
+  FakeBoard board({{sends(greeting()), hears(), sends(rtc_fail), hears()}});
+  EXPECT_EQ(run({board.address(), "run", "rtc"}), 1);
+  EXPECT_NE(out().find("Fail        0.0  RTC读取失败\n"), std::string::npos) << out();
+}
+
+TEST_F(AppTest, ABoardThatClosesOrResetsInTheMiddleGivesExitCode6AndTheOtherTestsStillRun) {
+  FakeBoard board({{sends(greeting()), hears()},
+                   {sends(greeting()), hears(), sends(rtc_pass().substr(0, 50)), resets()},
+                   {sends(greeting()), hears(), sends(light_pass), hears()}});
+  EXPECT_EQ(run({board.address(), "run", "rtc", "rtc", "light"}), 6);
+  EXPECT_NE(out().find("3 tests: 1 passed, 0 failed, 2 broken"), std::string::npos) << out();
+  EXPECT_NE(out().find("the board closed the connection\n"), std::string::npos) << out();
+  EXPECT_NE(out().find("the connection broke: Connection reset by peer"), std::string::npos) << out();
+}
+
+TEST_F(AppTest, GarbageGivesExitCode6) {
+  FakeBoard board({{sends(greeting()), hears(), sends(length_field(-2) + "garbage"), awaits_close()}});
+  EXPECT_EQ(run({board.address(), "run", "rtc"}), 6);
+  EXPECT_NE(out().find("the board announced a record of -2 bytes"), std::string::npos) << out();
+}
+
+TEST_F(AppTest, AnUnreachableBoardGivesExitCode6AndStillAReport) {
+  std::string address;
+  {
+    FakeBoard board({});
+    address = board.address();
+  }
+  EXPECT_EQ(run({address, "run", "rtc", "light", "--json", path("report")}), 6);
+  const nlohmann::json report = nlohmann::json::parse(content(path("report")));
+  EXPECT_EQ(report["summary"]["broken"], 1);
+  EXPECT_EQ(report["summary"]["not_run"], 1);
+  EXPECT_EQ(report["exit_code"], 6);
+}
+
+TEST_F(AppTest, AnInterruptGivesExitCode2AndPartialResultsAreWritten) {
+  FakeBoard board({{sends(greeting()), hears(), sends(rtc_pass()), hears(),
+                    does([this] { interrupt_.raise(); }), hears(), awaits_close()}});
+  EXPECT_EQ(
+      run({board.address(), "run", "rtc", "light", "temp", "--junit", path("junit"), "--json", path("json")}),
+      2);
+  EXPECT_NE(out().find("3 tests: 1 passed, 0 failed, 1 interrupted, 1 not run"), std::string::npos) << out();
+  EXPECT_NE(content(path("junit")).find("skipped=\"2\""), std::string::npos);
+  EXPECT_EQ(nlohmann::json::parse(content(path("json")))["exit_code"], 2);
+  EXPECT_EQ(board.requests().back(), document(62208));
+}
+
+TEST_F(AppTest, NothingSelectedGivesExitCode5WithoutAConnection) {
+  EXPECT_EQ(run({"127.0.0.1:1", "run"}), 5);
+  EXPECT_EQ(out(), "");
+}
+
+TEST_F(AppTest, ABadCommandLineGivesExitCode4AndSaysWhy) {
+  EXPECT_EQ(run({"127.0.0.1:1", "run", "clock"}), 4);
+  EXPECT_EQ(err(), "t1station: there is no test \"clock\"; \"t1station list\" shows them all\n");
+}
+
+TEST_F(AppTest, ReportsAreWrittenWithTheBoardsBuild) {
+  FakeBoard board({{sends(greeting()), hears(), sends(rtc_pass()), hears()}});
+  EXPECT_EQ(run({board.address(), "run", "1536", "--json", path("json"), "--junit", path("junit")}), 0);
+  const nlohmann::json report = nlohmann::json::parse(content(path("json")));
+  EXPECT_EQ(report["build"], "BUILD: Mar 29 2019-22:09:55");
+  EXPECT_EQ(report["board"], board.address());
+  EXPECT_EQ(report["tests"][0]["board_name"], rtc_name);
+  EXPECT_NE(content(path("junit")).find("<testcase classname=\"boardtest.rtc\" name=\"1536 RTC clock\""),
+            std::string::npos);
+}
+
+TEST_F(AppTest, AReportThatCannotBeWrittenSpoilsTheExitCodeOfAPassedRun) {
+  FakeBoard board({{sends(greeting()), hears(), does([this] { fs::remove_all(directory_); }),
+                    sends(rtc_pass()), hears()}});
+  EXPECT_EQ(run({board.address(), "run", "rtc", "--json", path("json")}), 4);
+  EXPECT_NE(out().find("1 passed"), std::string::npos);
+  EXPECT_NE(err().find("cannot write " + path("json")), std::string::npos) << err();
+}
+
+TEST_F(AppTest, ColoursAreForTerminalsUnlessSaidOtherwise) {
+  struct Case {
+    bool on_terminal, no_color;
+    std::vector<std::string> options;
+    bool coloured;
+  };
+  const std::vector<Case> cases{
+      {false, false, {}, false},
+      {true, false, {}, true},
+      {true, true, {}, false},
+      {true, false, {"--color", "never"}, false},
+      {false, false, {"--color", "always"}, true},
+      {true, true, {"--color", "always"}, true},
+      {true, true, {"--color", "auto"}, false},
+  };
+  for (const Case& one : cases) {
+    out_.str("");
+    FakeBoard board({{sends(greeting()), hears(), sends(rtc_pass()), hears()}});
+    std::vector<std::string> arguments{board.address(), "run", "rtc"};
+    arguments.insert(arguments.end(), one.options.begin(), one.options.end());
+    EXPECT_EQ(run(arguments, one.on_terminal, one.no_color), 0);
+    EXPECT_EQ(out().find("\x1b[32m") != std::string::npos, one.coloured) << out();
+  }
+}
+
+TEST_F(AppTest, TheMonitorShowsWhatComesAndLeavesTheBoardFree) {
+  FakeBoard board({{sends(greeting() + heartbeat()), hears()}});
+  EXPECT_EQ(run({board.address(), "monitor", "--records", "3"}), 0);
+  EXPECT_NE(out().find("请选择测试项"), std::string::npos);
+  EXPECT_EQ(board.requests(), std::vector<std::string>{document(62208)});
+}
+
+TEST_F(AppTest, TheMonitorOfABoardThatIsNotThereGivesExitCode6) {
+  std::string address;
+  {
+    FakeBoard board({});
+    address = board.address();
+  }
+  EXPECT_EQ(run({address, "monitor"}), 6);
+  EXPECT_NE(err().find("Connection refused"), std::string::npos);
+}
+
+TEST_F(AppTest, HelpAndListSucceedWithoutABoard) {
+  EXPECT_EQ(run({"--help"}), 0);
+  EXPECT_NE(out().find("Usage:"), std::string::npos);
+  EXPECT_EQ(run({"list"}), 0);
+  EXPECT_NE(out().find("alarm-10in10out-level"), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,106 @@
+// The table of tests, and the words that choose from it.
+#include "station/codes.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+
+#include "station/document.h"
+#include "station/errors.h"
+
+namespace {
+
+using t1station::all_tests;
+using t1station::find_test;
+using t1station::parse_code;
+using t1station::TestKind;
+using t1station::UsageError;
+
+TEST(CodesTest, AllFortyThreeTestsOfBoardsAreThere) {
+  const std::set<std::int32_t> expected{
+      -16,   -15,   513,   518,   519,   520,   521,   528,   530,   531,   532,   534,   535,   1024,  1536,
+      1792,  4352,  4608,  7426,  9472,  9728,  9984,  10240, 10496, 10752, 10768, 10769, 11009, 11010, 11011,
+      11265, 11266, 11267, 11521, 11522, 11523, 11776, 12032, 13568, 13824, 14592, 69633, 69634};
+  std::set<std::int32_t> found;
+  for (const TestKind& test : all_tests()) found.insert(test.code);
+  EXPECT_EQ(found, expected);
+  EXPECT_EQ(all_tests().size(), 43U);
+}
+
+TEST(CodesTest, TestsAreInTheOrderOfTheirCodes) {
+  EXPECT_TRUE(std::is_sorted(all_tests().begin(), all_tests().end(),
+                             [](const TestKind& a, const TestKind& b) { return a.code < b.code; }));
+}
+
+TEST(CodesTest, NamesAndTitlesAreUniqueAndNamesAreEasyToType) {
+  std::set<std::string_view> names, titles;
+  for (const TestKind& test : all_tests()) {
+    EXPECT_TRUE(names.insert(test.name).second) << test.name;
+    EXPECT_TRUE(titles.insert(test.title).second) << test.title;
+    EXPECT_EQ(test.name.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-"), std::string_view::npos)
+        << test.name;
+    EXPECT_TRUE(test.name[0] >= 'a' && test.name[0] <= 'z') << test.name;
+    EXPECT_GT(test.usual_seconds, 0) << test.name;
+  }
+}
+
+TEST(CodesTest, OnlyTheThreeTestsThatSetAVoltageTakeAParameter) {
+  std::set<std::int32_t> found;
+  for (const TestKind& test : all_tests()) {
+    if (test.takes_parameter) found.insert(test.code);
+  }
+  EXPECT_EQ(found, (std::set<std::int32_t>{9728, 9984, 10240}));
+}
+
+TEST(CodesTest, ATestIsChosenByDecimalCodeHexadecimalCodeOrName) {
+  EXPECT_EQ(parse_code("1536"), 1536);
+  EXPECT_EQ(parse_code("0x600"), 1536);
+  EXPECT_EQ(parse_code("0X1d02"), 7426);
+  EXPECT_EQ(parse_code("rtc"), 1536);
+  EXPECT_EQ(parse_code("light"), 14592);
+  EXPECT_EQ(parse_code("in-light"), 69633);
+  EXPECT_EQ(parse_code("temp"), 7426);
+  EXPECT_EQ(parse_code("restart"), -15);
+  EXPECT_EQ(parse_code("-15"), -15);
+  EXPECT_EQ(parse_code("-16"), -16);
+  EXPECT_EQ(parse_code("rs485"), 1024);
+  EXPECT_EQ(parse_code("alarm-4in5out"), 518);
+}
+
+TEST(CodesTest, ACodeThatNoTableKnowsMayBeAskedForAllTheSame) {
+  EXPECT_EQ(parse_code("1"), 1);
+  EXPECT_EQ(parse_code("2147483647"), 2147483647);
+  EXPECT_EQ(parse_code("-2147483648"), -2147483647 - 1);
+  EXPECT_EQ(find_test(1), nullptr);
+  EXPECT_EQ(t1station::title_of(1), "test 1");
+  EXPECT_EQ(t1station::name_of(1), "1");
+}
+
+TEST(CodesTest, WordsThatAreNoTestAreRefused) {
+  for (const std::string word : {"", "clock", "RTC", "15x", "0x", "-", "--15", "1.5", "2147483648",
+                                 "-2147483649", "0x-5", "99999999999999999999", "-99999999999999999999"}) {
+    EXPECT_THROW(parse_code(word), UsageError) << word;
+  }
+}
+
+TEST(CodesTest, ServiceMessagesAndTheQuitRequestAreNoTests) {
+  EXPECT_THROW(parse_code("255"), UsageError);
+  EXPECT_THROW(parse_code("0xFF"), UsageError);
+  EXPECT_THROW(parse_code("62208"), UsageError);
+  EXPECT_THROW(parse_code("0xF300"), UsageError);
+}
+
+TEST(CodesTest, AStationWaitsThreeTimesTheUsualLengthAndHalfAMinute) {
+  EXPECT_DOUBLE_EQ(t1station::default_timeout(1536), 48);
+  EXPECT_DOUBLE_EQ(t1station::default_timeout(14592), 60);
+  EXPECT_DOUBLE_EQ(t1station::default_timeout(1), 30);
+}
+
+TEST(CodesTest, EveryRequestFitsWhatABoardTakes) {
+  for (const TestKind& test : all_tests()) {
+    EXPECT_LE(t1station::make_request(test.code, -2147483647 - 1).size(), 512U) << test.name;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,125 @@
+// Real connections over the loopback network.
+#include "station/link.h"
+
+#include <gtest/gtest.h>
+
+#include "station/errors.h"
+#include "tests/station/fake_board.h"
+
+namespace {
+
+using namespace t1station;
+
+// A wait that only ends early; nothing here waits for its end.
+constexpr double long_time = 20;
+
+TEST(AddressTest, ABoardsPortIs36001UnlessSaidOtherwise) {
+  EXPECT_EQ(parse_address("192.0.2.7").text(), "192.0.2.7:36001");
+  EXPECT_EQ(parse_address("board.example:7").text(), "board.example:7");
+}
+
+TEST(AddressTest, WhatIsNoAddressIsRefused) {
+  for (const std::string text :
+       {"", ":36001", "host:", "host:0", "host:65536", "host:12x", "host:-1", "a:b:c"}) {
+    EXPECT_THROW(parse_address(text), UsageError) << text;
+  }
+}
+
+class LinkTest : public testing::Test {
+ protected:
+  // Everything up to the end of the connection.
+  Received receive_all(TcpLink& link, std::string& bytes) {
+    Received received = link.receive(long_time);
+    while (received.kind == Received::Kind::data) {
+      bytes += received.bytes;
+      received = link.receive(long_time);
+    }
+    return received;
+  }
+
+  Interrupt interrupt_;
+};
+
+TEST_F(LinkTest, BytesGoBothWays) {
+  FakeBoard board({{hears(), sends("answer"), awaits_close()}});
+  {
+    TcpLink link(parse_address(board.address()), long_time, interrupt_);
+    link.send(std::string("\x02\0\0\0hi", 6));
+    const Received received = link.receive(long_time);
+    EXPECT_EQ(received.kind, Received::Kind::data);
+    EXPECT_EQ(received.bytes, "answer");
+  }
+  EXPECT_EQ(board.requests(), std::vector<std::string>{"hi"});
+}
+
+TEST_F(LinkTest, ABoardIsFoundByNameToo) {
+  FakeBoard board({{sends("x")}});
+  TcpLink link({"localhost", board.port()}, long_time, interrupt_);
+  EXPECT_EQ(link.receive(long_time).bytes, "x");
+}
+
+TEST_F(LinkTest, ABoardThatClosesIsNoticedBehindItsLastBytes) {
+  FakeBoard board({{sends("last words")}});
+  TcpLink link(parse_address(board.address()), long_time, interrupt_);
+  std::string bytes;
+  const Received end = receive_all(link, bytes);
+  EXPECT_EQ(bytes, "last words");
+  EXPECT_EQ(end.kind, Received::Kind::closed);
+  EXPECT_EQ(end.bytes, "the board closed the connection");
+}
+
+TEST_F(LinkTest, ABoardThatResetsTheConnectionIsNoticed) {
+  FakeBoard board({{hears(), resets()}});
+  TcpLink link(parse_address(board.address()), long_time, interrupt_);
+  link.send(std::string("\x01\0\0\0x", 5));
+  const Received end = link.receive(long_time);
+  EXPECT_EQ(end.kind, Received::Kind::closed);
+  EXPECT_EQ(end.bytes, "the connection broke: Connection reset by peer");
+}
+
+TEST_F(LinkTest, SendingToABoardThatIsGoneFailsWithoutEndingTheProcess) {
+  FakeBoard board({{hears(), resets()}});
+  TcpLink link(parse_address(board.address()), long_time, interrupt_);
+  link.send(std::string("\x01\0\0\0x", 5));
+  EXPECT_EQ(link.receive(long_time).kind, Received::Kind::closed);
+  EXPECT_THROW(link.send("more"), LinkError);
+}
+
+TEST_F(LinkTest, ASilentBoardGivesNothingWhenNobodyWaits) {
+  FakeBoard board({{awaits_close()}});
+  TcpLink link(parse_address(board.address()), long_time, interrupt_);
+  EXPECT_EQ(link.receive(0).kind, Received::Kind::nothing);
+}
+
+TEST_F(LinkTest, NobodyListeningIsSaidWithTheAddress) {
+  std::string address;
+  {
+    FakeBoard board({});
+    address = board.address();
+  }
+  try {
+    TcpLink link(parse_address(address), long_time, interrupt_);
+    FAIL() << "connected";
+  } catch (const LinkError& error) {
+    EXPECT_EQ(error.what(), "no connection to " + address + ": Connection refused");
+  }
+}
+
+TEST_F(LinkTest, AHostThatDoesNotExistIsSaid) {
+  EXPECT_THROW(TcpLink({"256.256.256.256.", "1"}, long_time, interrupt_), LinkError);
+}
+
+TEST_F(LinkTest, AnInterruptedStationMakesNoConnection) {
+  interrupt_.raise();
+  EXPECT_THROW(TcpLink({"127.0.0.1", "1"}, long_time, interrupt_), LinkError);
+}
+
+TEST_F(LinkTest, TheOperatorEndsAWaitAtOnce) {
+  FakeBoard board({{hears(), does([this] { interrupt_.raise(); }), awaits_close()}});
+  TcpLink link(parse_address(board.address()), long_time, interrupt_);
+  link.send(std::string("\x01\0\0\0x", 5));
+  EXPECT_EQ(link.receive(long_time).kind, Received::Kind::interrupted);
+  EXPECT_EQ(link.receive(long_time).kind, Received::Kind::interrupted) << "and every later one";
+}
+
+}  // namespace

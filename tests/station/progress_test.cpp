@@ -1,0 +1,116 @@
+// What is shown while tests run, on terminals and elsewhere.
+#include "station/progress.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "station/text.h"
+#include "tests/station/board_texts.h"
+
+namespace {
+
+using namespace t1station;
+
+class ProgressTest : public testing::Test {
+ protected:
+  static Result result(Outcome outcome, double seconds) {
+    Result made;
+    made.code = 1536;
+    made.outcome = outcome;
+    made.seconds = seconds;
+    return made;
+  }
+
+  // The line that a terminal shows in the end.
+  std::string visible() const {
+    const std::string text = out_.str();
+    return text.substr(text.rfind("\r\x1b[K") + 4);
+  }
+
+  std::ostringstream out_;
+  ProgressStyle style_;
+};
+
+TEST_F(ProgressTest, WithoutATerminalATestIsOneLine) {
+  Progress progress(out_, style_);
+  progress.started(0, 2, 1536);
+  for (int i = 0; i < 60; ++i) progress.ticked(i / 10.0);
+  progress.finished(result(Outcome::passed, 6.01));
+  progress.started(1, 2, 1);
+  progress.finished(result(Outcome::timed_out, 30));
+  EXPECT_EQ(out_.str(), "[1/2] RTC clock: Pass (6.0 s)\n[2/2] test 1: no reply (30.0 s)\n");
+}
+
+TEST_F(ProgressTest, OnATerminalOneLineIsRedrawnWithABar) {
+  style_.live = true;
+  Progress progress(out_, style_);
+  progress.started(0, 4, 1536);
+  EXPECT_EQ(visible(), "| [1/4] RTC clock  [....................] 0 s of about 6 s");
+  progress.ticked(3.1);
+  EXPECT_EQ(visible(), "\\ [1/4] RTC clock  [##########..........] 3 s of about 6 s");
+  EXPECT_EQ(out_.str().find('\n'), std::string::npos);
+  progress.finished(result(Outcome::passed, 6.0));
+  EXPECT_EQ(visible(), "[1/4] RTC clock: Pass (6.0 s)\n");
+}
+
+TEST_F(ProgressTest, ATestThatTakesLongerThanUsualFillsTheBarAndGoesOn) {
+  style_.live = true;
+  Progress progress(out_, style_);
+  progress.started(0, 1, 1536);
+  progress.ticked(40);
+  EXPECT_EQ(visible(), "| [1/1] RTC clock  [####################] 40 s of about 6 s");
+}
+
+TEST_F(ProgressTest, AFasterBoardIsExpectedToTakeLess) {
+  style_.live = true;
+  style_.speed = 10;
+  Progress progress(out_, style_);
+  progress.started(0, 1, 1536);
+  progress.ticked(0.3);
+  EXPECT_EQ(visible(), "\\ [1/1] RTC clock  [##########..........] 0 s of about 0.6 s");
+}
+
+TEST_F(ProgressTest, ACodeWithoutUsualLengthShowsSecondsOnly) {
+  style_.live = true;
+  Progress progress(out_, style_);
+  progress.started(0, 1, 4711);
+  progress.ticked(12.7);
+  EXPECT_EQ(visible(), "\\ [1/1] test 4711  12 s");
+}
+
+TEST_F(ProgressTest, ALiveLineNeverReachesTheEndOfANarrowTerminal) {
+  style_.live = true;
+  style_.columns = 30;
+  Progress progress(out_, style_);
+  progress.started(0, 1, 1536);
+  EXPECT_EQ(display_width(visible()), 29U);
+}
+
+TEST_F(ProgressTest, ColoursTellPassFromFail) {
+  style_.colour = true;
+  Progress progress(out_, style_);
+  progress.started(0, 1, 1536);
+  progress.finished(result(Outcome::passed, 6));
+  progress.finished(result(Outcome::failed, 6));
+  progress.finished(result(Outcome::broken, 6));
+  EXPECT_EQ(out_.str(),
+            "[1/1] RTC clock: \x1b[32mPass\x1b[0m (6.0 s)\n"
+            "[1/1] RTC clock: \x1b[31m"
+            "Fail\x1b[0m (6.0 s)\n"
+            "[1/1] RTC clock: \x1b[33m"
+            "broken\x1b[0m (6.0 s)\n");
+}
+
+TEST_F(ProgressTest, BannerAndMenuAreShownOnceUnlessHidden) {
+  const ServiceMessage banner{{"***\n", board_texts::title}};
+  const ServiceMessage menu{{"\n\tT1 test menu:\n", "\t[q] 退出测试\n"}};
+  Progress(out_, style_).greeted({banner, menu});
+  EXPECT_EQ(out_.str(), "***\n" + board_texts::title + "\tT1 test menu:\n\t[q] 退出测试\n");
+  style_.greeting = false;
+  std::ostringstream hidden;
+  Progress(hidden, style_).greeted({banner, menu});
+  EXPECT_EQ(hidden.str(), "");
+}
+
+}  // namespace

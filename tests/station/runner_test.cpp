@@ -1,0 +1,231 @@
+// Several tests, broken connections between them, and what is reported for each.
+#include "station/runner.h"
+
+#include <gtest/gtest.h>
+
+#include "station/errors.h"
+#include "tests/station/board_texts.h"
+#include "tests/station/scripted_link.h"
+
+namespace {
+
+using namespace board_texts;
+using namespace t1station;
+
+class Recorder final : public Observer {
+ public:
+  void greeted(const std::vector<ServiceMessage>& /*greeting*/) override { events.push_back("greeted"); }
+  void started(std::size_t index, std::size_t total, std::int32_t code) override {
+    events.push_back("start " + std::to_string(index + 1) + "/" + std::to_string(total) + " " +
+                     std::to_string(code));
+  }
+  void ticked(double /*elapsed*/) override {}
+  void finished(const Result& result) override {
+    events.push_back("end " + std::string(outcome_name(result.outcome)));
+  }
+
+  std::vector<std::string> events;
+};
+
+// Keeps what was sent after the runner has thrown its links away.
+class SharedLink final : public Link {
+ public:
+  explicit SharedLink(std::shared_ptr<ScriptedLink> link) : link_(std::move(link)) {}
+  void send(std::string_view bytes) override { link_->send(bytes); }
+  Received receive(double seconds) override { return link_->receive(seconds); }
+
+ private:
+  std::shared_ptr<ScriptedLink> link_;
+};
+
+class RunnerTest : public testing::Test {
+ protected:
+  using Answers = std::vector<std::vector<Event>>;
+
+  // The n-th connection greets and then gives these answers. Without any left, the board is unreachable.
+  void connection(const Answers& answers) { connections_.push_back(answers); }
+
+  std::vector<Result> run(const std::vector<std::int32_t>& codes, double timeout = 30) {
+    std::vector<TestRequest> requests;
+    for (const std::int32_t code : codes) requests.push_back({code, std::nullopt, timeout});
+    const Connector connect = [this]() -> std::unique_ptr<Link> {
+      if (links_.size() >= connections_.size()) throw LinkError("no connection to board: Connection refused");
+      links_.push_back(std::make_shared<ScriptedLink>(clock_, std::vector<Event>{bytes_after(0, greeting())},
+                                                      connections_[links_.size()]));
+      return std::make_unique<SharedLink>(links_.back());
+    };
+    Runner runner(connect, clock_, interrupt_, recorder_, settings_);
+    std::vector<Result> results = runner.run(requests);
+    build_ = runner.build();
+    return results;
+  }
+
+  const std::vector<std::string>& sent(std::size_t link) { return links_.at(link)->sent; }
+
+  ManualClock clock_;
+  Interrupt interrupt_;
+  Recorder recorder_;
+  RunSettings settings_;
+  std::string build_;
+  std::vector<Answers> connections_;
+  std::vector<std::shared_ptr<ScriptedLink>> links_;
+};
+
+const std::string light_pass = reply(14592, light_name_gbk, "Pass", "");
+const std::string rtc_fail = reply(1536, rtc_name_gbk, "Fail", read_failed_gbk);
+
+TEST_F(RunnerTest, TestsThatPassRunOverOneConnectionAndTheBoardIsLeftFree) {
+  connection({{bytes_after(6, rtc_pass())}, {bytes_after(10, light_pass)}, {close_after(1)}});
+  const std::vector<Result> results = run({1536, 14592});
+  ASSERT_EQ(results.size(), 2U);
+  EXPECT_EQ(results[0].outcome, Outcome::passed);
+  EXPECT_EQ(results[0].test_name, rtc_name);
+  EXPECT_EQ(results[0].description, success);
+  EXPECT_NEAR(results[0].seconds, 6, 1e-6);
+  EXPECT_EQ(results[1].outcome, Outcome::passed);
+  EXPECT_NEAR(results[1].seconds, 10, 1e-6);
+  EXPECT_EQ(sent(0), (std::vector<std::string>{request(1536), request(14592), request(62208)}));
+  EXPECT_EQ(build_, "BUILD: Mar 29 2019-22:09:55");
+}
+
+TEST_F(RunnerTest, TheObserverSeesTheRunInItsOrder) {
+  connection({{bytes_after(6, rtc_pass())}, {bytes_after(6, rtc_fail)}});
+  run({1536, 1536});
+  EXPECT_EQ(recorder_.events, (std::vector<std::string>{"start 1/2 1536", "greeted", "end passed",
+                                                        "start 2/2 1536", "end failed"}));
+}
+
+TEST_F(RunnerTest, AFailedTestDoesNotStopTheOthers) {
+  connection({{bytes_after(6, rtc_fail)}, {bytes_after(10, light_pass)}});
+  const std::vector<Result> results = run({1536, 14592});
+  EXPECT_EQ(results[0].outcome, Outcome::failed);
+  EXPECT_EQ(results[0].description, read_failed);
+  EXPECT_EQ(results[1].outcome, Outcome::passed);
+}
+
+TEST_F(RunnerTest, AFailedTestStopsTheOthersWhenAskedFor) {
+  settings_.keep_going = false;
+  connection({{bytes_after(6, rtc_fail)}});
+  const std::vector<Result> results = run({1536, 14592});
+  EXPECT_EQ(results[0].outcome, Outcome::failed);
+  EXPECT_EQ(results[1].outcome, Outcome::not_run);
+  EXPECT_EQ(results[1].description, "an earlier test did not pass");
+}
+
+TEST_F(RunnerTest, WithoutTheQuitRequestNothingFollowsTheLastTest) {
+  settings_.quit = false;
+  connection({{bytes_after(6, rtc_pass())}});
+  run({1536});
+  EXPECT_EQ(sent(0), std::vector<std::string>{request(1536)});
+}
+
+TEST_F(RunnerTest, NoReplyIsSaidClearly) {
+  connection({});
+  const std::vector<Result> results = run({1}, 30);
+  EXPECT_EQ(results[0].outcome, Outcome::timed_out);
+  EXPECT_EQ(results[0].description,
+            "no reply within 30 s: the board does not know this code, or the test hangs");
+  EXPECT_NEAR(results[0].seconds, 30, 1e-6);
+}
+
+TEST_F(RunnerTest, AFractionOfASecondIsSaidAsSuch) {
+  connection({});
+  EXPECT_EQ(run({1}, 0.5)[0].description,
+            "no reply within 0.5 s: the board does not know this code, or the test hangs");
+}
+
+TEST_F(RunnerTest, AfterNoReplyTheNextTestGetsAConnectionOfItsOwn) {
+  connection({{bytes_after(31, rtc_pass())}});
+  connection({{bytes_after(6, rtc_fail)}});
+  const std::vector<Result> results = run({1536, 1536}, 30);
+  EXPECT_EQ(results[0].outcome, Outcome::timed_out);
+  EXPECT_EQ(results[1].outcome, Outcome::failed) << "the late reply must not count";
+  EXPECT_EQ(sent(0), (std::vector<std::string>{request(1536), request(62208)}));
+  EXPECT_EQ(std::count(recorder_.events.begin(), recorder_.events.end(), "greeted"), 1);
+}
+
+TEST_F(RunnerTest, AReplyWithAnotherCodeIsAProtocolErrorAndTheNextTestStartsAfresh) {
+  connection({{bytes_after(1, light_pass)}});
+  connection({{bytes_after(10, light_pass)}});
+  const std::vector<Result> results = run({1536, 14592});
+  EXPECT_EQ(results[0].outcome, Outcome::broken);
+  EXPECT_EQ(results[0].description, "the board answered 14592 instead of 1536");
+  EXPECT_EQ(results[0].test_name, "");
+  EXPECT_EQ(results[1].outcome, Outcome::passed);
+}
+
+TEST_F(RunnerTest, ABoardThatClosesInTheMiddleIsReachedAgainForTheNextTest) {
+  connection({{close_after(2)}});
+  connection({{bytes_after(10, light_pass)}});
+  const std::vector<Result> results = run({1536, 14592});
+  EXPECT_EQ(results[0].outcome, Outcome::broken);
+  EXPECT_EQ(results[0].description, "the board closed the connection");
+  EXPECT_NEAR(results[0].seconds, 2, 1e-6);
+  EXPECT_EQ(results[1].outcome, Outcome::passed);
+}
+
+TEST_F(RunnerTest, ABoardThatIsGoneLeavesTheRemainingTestsUnrun) {
+  connection({{close_after(2)}});
+  const std::vector<Result> results = run({1536, 14592, 7426});
+  EXPECT_EQ(results[0].outcome, Outcome::broken);
+  EXPECT_EQ(results[1].outcome, Outcome::broken);
+  EXPECT_EQ(results[1].description, "no connection to board: Connection refused");
+  EXPECT_EQ(results[2].outcome, Outcome::not_run);
+  EXPECT_EQ(results[2].description, "the board could not be reached");
+}
+
+TEST_F(RunnerTest, ABoardThatIsBusyGivesNoGreetingAndThatIsSaid) {
+  const Connector connect = [this] { return std::make_unique<ScriptedLink>(clock_, std::vector<Event>{}); };
+  Runner runner(connect, clock_, interrupt_, recorder_, settings_);
+  const std::vector<Result> results = runner.run({{1536, std::nullopt, 48}});
+  EXPECT_EQ(results[0].outcome, Outcome::broken);
+  EXPECT_EQ(results[0].description,
+            "no banner and menu within 10 s: the board is busy with another station or a test, or this is no "
+            "board");
+}
+
+TEST_F(RunnerTest, AfterARestartNoQuitRequestIsSent) {
+  connection({{bytes_after(0.1, reply(-15, "x", "Pass", success_gbk))}});
+  EXPECT_EQ(run({-15})[0].outcome, Outcome::passed);
+  EXPECT_EQ(sent(0), std::vector<std::string>{request(-15)});
+}
+
+TEST_F(RunnerTest, AnInterruptEndsTheRunAndKeepsWhatIsKnown) {
+  connection({{bytes_after(6, rtc_pass())}, {interrupt_after(3)}});
+  const std::vector<Result> results = run({1536, 14592, 7426});
+  EXPECT_EQ(results[0].outcome, Outcome::passed);
+  EXPECT_EQ(results[1].outcome, Outcome::interrupted);
+  EXPECT_NEAR(results[1].seconds, 3, 1e-6);
+  EXPECT_EQ(results[2].outcome, Outcome::not_run);
+  EXPECT_EQ(sent(0).back(), request(62208)) << "the board must not stay occupied";
+}
+
+TEST_F(RunnerTest, AnInterruptBeforeTheFirstTestRunsNothing) {
+  interrupt_.raise();
+  connection({});
+  const std::vector<Result> results = run({1536});
+  EXPECT_EQ(results[0].outcome, Outcome::not_run);
+  EXPECT_TRUE(links_.empty());
+}
+
+TEST_F(RunnerTest, NothingCountsAsPassedWithoutACompleteMatchingReply) {
+  const std::vector<std::string> answers{
+      reply(1537, rtc_name_gbk, "Pass", success_gbk),
+      reply(1536, rtc_name_gbk, "PASS", success_gbk),
+      reply(1536, rtc_name_gbk, "Pass&#0;", success_gbk),
+      rtc_pass().substr(0, rtc_pass().size() - 1),
+      heartbeat(),
+      record("<TestItem><TestCode>1536</TestCode><Value>Pass</Value></TestItem>"),
+      record("Pass"),
+      length_field(-4) + "Pass",
+  };
+  for (const std::string& answer : answers) {
+    links_.clear();
+    connections_.clear();
+    connection({{bytes_after(1, answer)}});
+    const Outcome outcome = run({1536})[0].outcome;
+    EXPECT_TRUE(outcome == Outcome::broken || outcome == Outcome::timed_out) << answer;
+  }
+}
+
+}  // namespace

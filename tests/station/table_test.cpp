@@ -1,0 +1,76 @@
+// Tables by columns.
+#include "station/table.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "station/text.h"
+#include "tests/station/board_texts.h"
+
+namespace {
+
+using namespace t1station;
+
+RunReport sample() {
+  RunReport report;
+  report.results = {{1536, Outcome::passed, board_texts::rtc_name, board_texts::success, 6.04},
+                    {14592, Outcome::failed, board_texts::light_name, "", 10},
+                    {1, Outcome::timed_out, "", "no reply within 30 s", 30}};
+  return report;
+}
+
+TEST(TableTest, ResultsOfABoardLineUpThoughTheirNamesAreChinese) {
+  EXPECT_EQ(results_table(sample(), false),
+            " Code  Name         Result    Seconds  Description\n"
+            "-----  -----------  --------  -------  --------------------\n"
+            " 1536  测试RTC时钟  Pass          6.0  测试成功\n"
+            "14592  测试内置灯   Fail         10.0\n"
+            "    1  test 1       no reply     30.0  no reply within 30 s\n"
+            "\n"
+            "3 tests: 1 passed, 1 failed, 1 without reply, 46.0 s\n");
+}
+
+TEST(TableTest, ColoursDoNotMoveColumns) {
+  std::string table = results_table(sample(), true);
+  EXPECT_NE(table.find(" 1536  测试RTC时钟  \x1b[32mPass\x1b[0m          6.0"), std::string::npos) << table;
+  EXPECT_NE(table.find("14592  测试内置灯   \x1b[31mFail\x1b[0m         10.0"), std::string::npos) << table;
+  for (const std::string colour : {"\x1b[31m", "\x1b[32m", "\x1b[33m", "\x1b[0m"}) {
+    while (table.find(colour) != std::string::npos) table.erase(table.find(colour), colour.size());
+  }
+  EXPECT_EQ(table, results_table(sample(), false));
+}
+
+TEST(TableTest, ADescriptionOfSeveralLinesStaysInItsColumn) {
+  RunReport report;
+  report.results = {{10752, Outcome::passed, "TG", "\nTG param OK\n\n{0x1, 0x2}\n", 1}};
+  EXPECT_EQ(results_table(report, false),
+            " Code  Name  Result  Seconds  Description\n"
+            "-----  ----  ------  -------  -----------\n"
+            "10752  TG    Pass        1.0  TG param OK\n"
+            "\n"
+            "                              {0x1, 0x2}\n"
+            "\n"
+            "1 test: 1 passed, 0 failed, 1.0 s\n");
+}
+
+TEST(TableTest, ATestThatDidNotRunIsShownByItsTitle) {
+  RunReport report;
+  report.results = {{1536, Outcome::not_run, "", "interrupted by the operator", 0}};
+  const std::string table = results_table(report, false);
+  EXPECT_NE(table.find("1536  RTC clock  not run      0.0  interrupted by the operator\n"), std::string::npos)
+      << table;
+  EXPECT_NE(table.find("1 test: 0 passed, 0 failed, 1 not run, 0.0 s\n"), std::string::npos) << table;
+}
+
+TEST(TableTest, TheListShowsEveryTestOnce) {
+  const std::string table = tests_table();
+  EXPECT_EQ(std::count(table.begin(), table.end(), '\n'), 44);
+  EXPECT_NE(table.find(" 1536    0x600  rtc                           6  RTC clock\n"), std::string::npos)
+      << table;
+  EXPECT_NE(table.find("  -15           restart                       1  Restart into the application\n"),
+            std::string::npos)
+      << table;
+}
+
+}  // namespace
