@@ -1,0 +1,2 @@
+// Carries the headers that all tests share; never run.
+int main() { return 0; }
