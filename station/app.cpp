@@ -67,7 +67,7 @@ int run_tests(const CommandLine& line, const Surroundings& around) {
   settings.quit = line.quit;
   settings.keep_going = line.keep_going;
   const Connector connect = [&] {
-    return std::make_unique<TcpLink>(*line.board, line.connect_timeout, around.interrupt);
+    return std::make_unique<TcpLink>(*line.board, line.connect_timeout, around.interrupt, line.wait);
   };
   Runner runner(connect, around.clock, around.interrupt, progress, settings);
 
@@ -84,7 +84,7 @@ int run_tests(const CommandLine& line, const Surroundings& around) {
 
 int watch(const CommandLine& line, const Surroundings& around) {
   try {
-    TcpLink link(*line.board, line.connect_timeout, around.interrupt);
+    TcpLink link(*line.board, line.connect_timeout, around.interrupt, line.wait);
     return monitor(link, around.clock, line.limits, line.quit, around.out);
   } catch (const LinkError& error) {
     around.err << "t1station: " << error.what() << std::endl;

@@ -21,8 +21,8 @@ bool is_negative_code(const std::string& word) {
 }
 
 bool takes_value(const std::string& word) {
-  static constexpr std::array<std::string_view, 10> options{
-      "--param", "--timeout", "--connect-timeout", "--json", "--junit", "--speed",
+  static constexpr std::array<std::string_view, 11> options{
+      "--param", "--timeout", "--connect-timeout", "--wait", "--json", "--junit", "--speed",
       "--color", "--for",     "--records",         "-p"};
   return std::find(options.begin(), options.end(), word) != options.end();
 }
@@ -85,6 +85,10 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
     command->add_flag("--no-quit", no_quit, "Leave without the quit request");
     command
         ->add_option("--connect-timeout", line.connect_timeout, "Seconds for the connection and the greeting")
+        ->check(positive);
+    command
+        ->add_option("--wait", line.wait,
+                     "Keep trying for so many seconds while the board's server is starting")
         ->check(positive);
   };
 

@@ -23,6 +23,7 @@ struct CommandLine {
   std::optional<std::int32_t> parameter;
   std::optional<double> timeout;  ///< seconds for each test, instead of each test's own
   double connect_timeout = 10;    ///< seconds for the connection, and again for banner and menu
+  double wait = 0;                ///< seconds for which a board that refuses is tried again
   double speed = 1;
   bool quit = true;
   bool quiet = false;

@@ -23,6 +23,7 @@ namespace t1station {
 namespace {
 
 constexpr double send_patience = 10;  // seconds without any progress
+constexpr double retry_pause = 0.1;   // seconds between two tries to connect
 
 enum class Event { ready, timed_out, interrupted };
 
@@ -89,22 +90,32 @@ Address parse_address(const std::string& text) {
   return address;
 }
 
-TcpLink::TcpLink(const Address& address, double seconds, const Interrupt& interrupt) : interrupt_(interrupt) {
+TcpLink::TcpLink(const Address& address, double seconds, const Interrupt& interrupt, double patience)
+    : interrupt_(interrupt) {
+  int error = try_all(address, seconds);
+  for (double waited = 0; error == ECONNREFUSED && waited < patience; waited += retry_pause) {
+    error = wait_for(-1, 0, retry_pause, interrupt) == Event::interrupted ? EINTR : try_all(address, seconds);
+  }
+  if (error == EINTR) throw LinkError("interrupted while connecting to " + address.text());
+  if (error != 0) throw LinkError("no connection to " + address.text() + ": " + error_text(error));
+  const int on = 1;
+  setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+}
+
+// Tries each of the host's addresses once; 0, or the last error number.
+int TcpLink::try_all(const Address& address, double seconds) {
   const AddressList list = look_up(address);
-  int error = 0;
+  int error = ECONNREFUSED;
   for (const addrinfo* where = list.get(); where && socket_ < 0 && error != EINTR; where = where->ai_next) {
     const int socket = ::socket(where->ai_family, where->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    error = socket < 0 ? errno : connect_within(socket, *where, seconds, interrupt);
+    error = socket < 0 ? errno : connect_within(socket, *where, seconds, interrupt_);
     if (error == 0) {
       socket_ = socket;
     } else if (socket >= 0) {
       close(socket);
     }
   }
-  if (error == EINTR) throw LinkError("interrupted while connecting to " + address.text());
-  if (socket_ < 0) throw LinkError("no connection to " + address.text() + ": " + error_text(error));
-  const int on = 1;
-  setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  return error;
 }
 
 TcpLink::~TcpLink() {
