@@ -21,7 +21,7 @@ int set_direction(int fd, unsigned request, gpio_ctl* data) {
     return -1;
   }
   if (ioctl(fd, request, data) != 0) {
-    std::printf("<T1> DBG:set gpio pin %u 's direction to input failure!\n", data->gpio);
+    std::printf("<T1> DBG:set gpio pin %d 's direction to input failure!\n", static_cast<int>(data->gpio));
     return -1;
   }
   return 0;
@@ -44,7 +44,7 @@ int gpio_get_value(int fd, unsigned gpio, int* pvalue) {
   }
   gpio_ctl record{gpio, -1};
   if (ioctl(fd, kGetValue, &record) == -1) {
-    std::printf("<T1> DBG:get gpio %u failure!\n", gpio);
+    std::printf("<T1> DBG:get gpio %d failure!\n", static_cast<int>(gpio));
     return -1;
   }
   *pvalue = record.value;

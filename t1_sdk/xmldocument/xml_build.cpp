@@ -26,7 +26,7 @@ bool XmlDocument::AddChildElem(const char* szName, int nValue) {
 }
 
 bool XmlDocument::x_AddElem(const char* szName, const char* szValue, bool bInsert, bool bAddChild) {
-  if (szName == nullptr) return false;
+  if (szName == nullptr || *szName == '\0') return false;
   if (bAddChild && m_iPos == 0) return false;
   const int iPosParent = bAddChild ? m_iPos : m_iPosParent;
   int iPosRel = bAddChild ? m_iPosChild : m_iPos;

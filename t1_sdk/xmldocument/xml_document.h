@@ -83,7 +83,8 @@ class XmlDocument {
 
   /// Replaces the document by a copy of `szDoc` (null empties it), parses it and resets the position.
   /// Returns whether the text is well formed; if not, the text is kept, without elements, and
-  /// m_strError says why. Only the first top-level element counts.
+  /// m_strError says why (it stays empty for an empty text and for one that begins with an end tag). Only
+  /// the first top-level element counts.
   bool SetDoc(const char* szDoc);
   /// Whether the document has a top-level element.
   bool IsWellFormed() const;
@@ -110,15 +111,15 @@ class XmlDocument {
   std::string GetChildData() const;
 
   /// Adds an element behind the main one, or as the last of this level; it becomes the main position.
-  /// `szData` is escaped. False at document level when there is a top-level element already.
+  /// `szData` is escaped. False for a name that is null or empty, and at document level when there is a top-level element already.
   bool AddElem(const char* szName, const char* szData = nullptr);
   /// Adds a child of the main element behind the current child, or as its last child; it becomes the
-  /// current child. False without a main element.
+  /// current child. False for a name that is null or empty, and without a main element.
   bool AddChildElem(const char* szName, const char* szData = nullptr);
   /// The same with a decimal number as data.
   bool AddChildElem(const char* szName, int nValue);
 
- private:
+ protected:
   int x_ParseElem(int iPosParent);
   int x_ParseStartTag(int iPosParent);
   bool x_ParseEndTag(int iPos);
@@ -143,6 +144,7 @@ class XmlDocument {
   ElemPos& x_Elem(int iPos) { return m_aPos[static_cast<std::size_t>(iPos)]; }
   const ElemPos& x_Elem(int iPos) const { return m_aPos[static_cast<std::size_t>(iPos)]; }
 
+ private:
   int m_iPosParent = 0;  ///< parent of the main position, 0 at document level
   int m_iPos = 0;        ///< main element
   int m_iPosChild = 0;   ///< current child of the main element

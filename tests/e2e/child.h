@@ -12,7 +12,7 @@
 #include <vector>
 
 /// How long a test waits, on the PC's clock, for what must come: a guard that only ever fails a test.
-inline constexpr std::chrono::seconds kPatience{60};
+inline constexpr std::chrono::seconds kPatience{30};
 
 /// One child process. It is ended with this object, by its own process id.
 class Child {

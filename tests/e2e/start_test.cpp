@@ -1,5 +1,6 @@
 // The server's start and what ends it.
 #include <chrono>
+#include <ostream>
 
 #include "tests/e2e/on_server.h"
 
@@ -12,6 +13,10 @@ struct Failure {
   std::string fault;
   std::string text;
 };
+
+void PrintTo(const Failure& failure, std::ostream* out) {
+  *out << failure.fault;
+}
 
 /// Failures before the first station.
 class StartTest : public ::testing::TestWithParam<Failure> {};

@@ -20,6 +20,7 @@ namespace {
 
 constexpr std::uint16_t kPort = 36001;
 constexpr std::size_t kLengthField = 4;
+constexpr std::uint32_t kLongestText = 2047;
 // States of a connection as the kernel numbers them.
 constexpr unsigned kFinWait1 = 4;
 constexpr unsigned kTimeWait = 6;
@@ -122,7 +123,9 @@ void Station::request(int code) {
 }
 
 bool Station::has_whole_record() const {
-  return received_.size() >= kLengthField && received_.size() - kLengthField >= length_in(received_);
+  if (received_.size() < kLengthField) return false;
+  if (length_in(received_) > kLongestText) throw std::runtime_error("what the board sends is no record");
+  return received_.size() - kLengthField >= length_in(received_);
 }
 
 std::string Station::take_record() {

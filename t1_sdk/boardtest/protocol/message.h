@@ -22,7 +22,8 @@ extern int g_iSockClient;
 /// The reply of the test that is running.
 extern XmlDocument msg;
 
-/// Sends a document as one record on g_iSockClient; records of several threads never mix. The document
+/// Sends a document as one record on g_iSockClient; records of several threads never mix, so that a send may
+/// have to wait for another thread's first. The document
 /// stays as it is. 0, or -1 for a null document, without a station, for a document of 2048 bytes or more,
 /// and when the transfer fails. After a transfer that broke off inside a record, nothing more can be sent
 /// on that connection.

@@ -23,8 +23,8 @@ class Budget {
   timeval left() const {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    long seconds = static_cast<long>(end_.tv_sec - now.tv_sec);
-    long nanoseconds = end_.tv_nsec - now.tv_nsec;
+    auto seconds = end_.tv_sec - now.tv_sec;
+    auto nanoseconds = end_.tv_nsec - now.tv_nsec;
     if (nanoseconds < 0) {
       --seconds;
       nanoseconds += 1000000000;
@@ -32,11 +32,7 @@ class Budget {
     if (seconds < 0) return {};
     timeval left{};
     left.tv_sec = seconds;
-    left.tv_usec = static_cast<suseconds_t>((nanoseconds + 999) / 1000);
-    if (left.tv_usec >= 1000000) {
-      ++left.tv_sec;
-      left.tv_usec = 0;
-    }
+    left.tv_usec = static_cast<suseconds_t>(nanoseconds / 1000);
     return left;
   }
 

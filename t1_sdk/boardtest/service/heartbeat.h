@@ -17,7 +17,8 @@ class Heartbeat {
 
   /// Starts the thread. False when it cannot be created.
   bool start();
-  /// Ends the thread wherever it is. The connection must have been shut down, so that no send holds it up.
+  /// Ends the thread in its pause, or as soon as its send has failed, and waits for that. The connection must
+  /// have been shut down, so that no send holds it up.
   void stop();
 
  private:

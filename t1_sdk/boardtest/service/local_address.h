@@ -3,9 +3,9 @@
 
 #include <netinet/in.h>
 
-/// The address of a board that was never configured; such a board is reached over wlan0 instead.
-/// Addresses are compared over kFallbackCompared characters.
-inline constexpr char kFallbackAddress[] = "192.0.2.64";
+/// The address of a board that was never configured; such a board is reached over wlan0 instead. Only the
+/// first kFallbackCompared characters are compared, so its neighbours count as not configured too.
+inline constexpr char kFallbackAddress[] = "198.51.100.64";
 inline constexpr int kFallbackCompared = 10;
 
 /// Results of get_local_ipaddr_by_interface.
