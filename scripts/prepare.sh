@@ -2,7 +2,7 @@
 
 # Command or header that shows it, and the Debian package that brings it.
 needed=(
-  "c++ g++" "cmake cmake" "ninja ninja-build" "ld binutils" "git git"
+  "c++ g++" "cmake cmake" "ninja ninja-build"
   "/usr/include/CLI/CLI.hpp libcli11-dev" "/usr/include/nlohmann/json.hpp nlohmann-json3-dev"
   "/usr/include/pugixml.hpp libpugixml-dev" "/usr/include/gtest/gtest.h libgtest-dev"
   "/usr/include/gmock/gmock.h libgmock-dev"
@@ -11,7 +11,7 @@ needed=(
 install_packages() {
   local -a missing=()
   local row thing package
-  for row in "${needed[@]}" "$@"; do
+  for row in "${needed[@]}"; do
     read -r thing package <<<"$row"
     case $thing in
       /*) [ -e "$thing" ] || missing+=("$package") ;;

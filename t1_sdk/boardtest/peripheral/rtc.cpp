@@ -18,7 +18,7 @@ static_assert(sizeof(rtc_time) == 36);
 constexpr int kReadings = 6;
 
 void run(TestReport& report) {
-  const Descriptor clock(open("/dev/rtc", O_RDWR));
+  Descriptor clock(open("/dev/rtc", O_RDWR));
   if (clock.get() < 0) {
     std::puts("打开RTC设备失败");
     report.fail(1, "打开RTC设备失败");
@@ -29,6 +29,7 @@ void run(TestReport& report) {
   for (int i = 0; i < kReadings; ++i) {
     rtc_time now{};
     if (ioctl(clock.get(), kReadTime, &now) < 0) {
+      clock.close();
       std::puts("RTC读取失败");
       report.fail(2, "RTC读取失败");
       return;
@@ -39,6 +40,7 @@ void run(TestReport& report) {
     if (i == 0) first = last;
     sleep(1);
   }
+  clock.close();
   const int elapsed = first < last ? last - first : last + 60 - first;
   if (elapsed == 5 || elapsed == 6) {
     std::puts("rtc测试成功");
