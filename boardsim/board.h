@@ -104,13 +104,16 @@ class Board {
   /// Lays a named fault over the board. Throws std::invalid_argument with a clear text when it is not
   /// understood.
   ///   "open NODE [#N[+]] [ERRNO]"            opening NODE fails (the N-th time only; with + from then on)
-  ///   "ioctl NODE [REQUEST] [#N[+]] [ERRNO]" a request fails (REQUEST like 0x80044801; without it any)
+  ///   "ioctl NODE [REQUEST] [#N[+]] [ERRNO]" a request fails (REQUEST like 0x80044801; without it any);
+  ///                                          "ioctl NODE result 5": it returns 5 and does nothing
   ///   "read|write|stat|close NODE [#N[+]] [ERRNO]"
-  ///   "socket|bind|listen|accept|select|recv|send|connect [#N[+]] [ERRNO]"   network calls; a short count:
-  ///   "recv #2 short 1" "thread [#N[+]] [ERRNO]"               pthread_create fails device words, listed in
-  ///   docs/simulator.md: "rtc stopped", "rtc seconds 57 58 59 0 1 2", "gpio 26 stuck high", "sensors none",
-  ///   "sensor 1 text 45500", "interface eth0 none", "interface eth0 192.0.2.1" ...
-  /// ERRNO defaults to ENODEV for open, EIO elsewhere.
+  ///   "socket|bind|listen|accept|select|recv|send|connect [#N[+]] [ERRNO]"   network calls;
+  ///                                          "recv #2 short 1": a short count
+  ///   "thread [#N[+]] [ERRNO]"               pthread_create fails
+  ///   "interface eth0 none", "interface eth0 192.0.2.1"   an interface without address, or with another
+  /// and the words of the devices, listed in docs/simulator-devices.md: "rtc stopped",
+  /// "rtc seconds 57 58 59 0 1 2", "gpio 26 stuck high", "sensors none", "sensor 1 text 45500" ...
+  /// ERRNO defaults to ENODEV for open, EIO elsewhere. NODE is one that the board has.
   void fault(std::string_view text);
   /// Takes all faults away again; counts start anew.
   void clear_faults();
@@ -137,7 +140,8 @@ class Board {
   void set_rtc_seconds(std::vector<int> seconds);
 
   // ---- network --------------------------------------------------------------------------
-  /// What SIOCGIFADDR answers for an interface ("eth0", "wlan0"); an empty address removes it.
+  /// What SIOCGIFADDR answers for an interface ("eth0", "wlan0"); an empty address removes it. Throws
+  /// std::invalid_argument for what is no IPv4 address.
   /// A healthy board has eth0 at 127.0.0.1 and no wlan0.
   void set_interface(std::string_view name, std::string_view address);
   /// Whether select writes the time that is left into its time-out (Linux does; default true).

@@ -37,6 +37,12 @@ std::vector<TestRequest> requests_of(const CommandLine& line) {
   return requests;
 }
 
+// Whether tests are asked for behind one that takes the board down.
+bool goes_on_after_restart(const std::vector<std::int32_t>& codes) {
+  const auto last = codes.end() - 1;
+  return std::find(codes.begin(), last, restart_code) != last;
+}
+
 // False when a report could not be written.
 bool write_reports(const CommandLine& line, const RunReport& report, std::ostream& err) {
   try {
@@ -53,6 +59,10 @@ int run_tests(const CommandLine& line, const Surroundings& around) {
   if (line.codes.empty()) {
     around.err << "t1station: no test is selected; \"t1station list\" shows them all" << std::endl;
     return exit_code::nothing_selected;
+  }
+  if (goes_on_after_restart(line.codes)) {
+    around.err << "t1station: restart is not the last test: the board will be gone for those behind it"
+               << std::endl;
   }
   ProgressStyle style;
   style.live = around.err_is_terminal;

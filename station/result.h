@@ -54,7 +54,7 @@ inline constexpr int failed = 1;
 inline constexpr int interrupted = 2;
 inline constexpr int usage = 4;
 inline constexpr int nothing_selected = 5;
-inline constexpr int broken = 6;
+inline constexpr int broken = 6;  // also when the PC itself denies the client what it needs
 }  // namespace exit_code
 
 /// The exit code that a run deserves: interrupted before broken or timed out, these before failed.

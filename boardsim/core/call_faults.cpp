@@ -17,6 +17,10 @@ constexpr std::array<std::string_view, 8> kNodeCalls{"open", "ioctl", "read",  "
 constexpr std::array<std::string_view, 10> kPlainCalls{"socket", "bind", "listen",  "accept", "select",
                                                        "recv",   "send", "connect", "poll",   "thread"};
 
+constexpr std::array<std::string_view, 4> kWithBytes{"read", "write", "recv", "send"};
+// Calls that can return a number without having done anything.
+constexpr std::array<std::string_view, 5> kWithResult{"ioctl", "write", "lseek", "stat", "access"};
+
 bool is_one_of(std::string_view word, const auto& words) {
   return std::ranges::find(words, word) != words.end();
 }
@@ -29,7 +33,8 @@ bool is_number(std::string_view word) {
 
 std::string_view CallFaults::help() {
   return "open|read|write|lseek|stat|access|close NODE, ioctl NODE [REQUEST], socket, bind, listen, "
-         "accept, connect, select, poll, recv, send, thread; each with [#N[+]] [ERRNO | short BYTES]";
+         "accept, connect, select, poll, recv, send, thread; each with [#N[+]] [ERRNO]; for ERRNO also "
+         "short BYTES (read, write, recv, send) or result N (ioctl, write, lseek, stat, access)";
 }
 
 bool CallFaults::add(const std::vector<std::string_view>& words) {
@@ -53,8 +58,13 @@ bool CallFaults::add(const std::vector<std::string_view>& words) {
     if (fault.first == 0) refuse_fault(words, "calls are counted from #1");
   }
   if (word != words.end() && *word == "short") {
-    if (++word == words.end()) refuse_fault(words, help());
-    fault.outcome = {.error = 0, .at_most = fault_number(*word++)};
+    if (++word == words.end() || !is_one_of(fault.call, kWithBytes)) refuse_fault(words, help());
+    fault.outcome = {.at_most = fault_number(*word++)};
+  } else if (word != words.end() && *word == "result") {
+    if (++word == words.end() || !is_one_of(fault.call, kWithResult)) refuse_fault(words, help());
+    const std::uint32_t result = fault_number(*word++);
+    if (result > INT32_MAX) refuse_fault(words, "a result from 0 to 2147483647");
+    fault.outcome = {.result = static_cast<long>(result)};
   } else if (word != words.end()) {
     fault.outcome.error = error_number(*word++);
     if (fault.outcome.error == 0) refuse_fault(words, "the name of an error, like EIO");

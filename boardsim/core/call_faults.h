@@ -9,9 +9,10 @@
 
 namespace boardsim {
 
-/// What a fault makes of a call: an error, or a shorter count.
+/// What a fault makes of a call: an error, a result without the work, or a shorter count.
 struct FaultyCall {
-  int error = 0;                         ///< errno, when the call fails
+  long result = -1;                      ///< what the call returns
+  int error = 0;                         ///< errno, 0 when it stays as it is
   std::optional<std::size_t> at_most{};  ///< number of bytes that it moves at most
 };
 
@@ -19,7 +20,7 @@ struct FaultyCall {
 class CallFaults {
  public:
   /// Takes "open NODE #2+ EBUSY" and the like. False when the first word names no call; throws
-  /// std::invalid_argument when it does but the rest is not understood.
+  /// std::invalid_argument when it does but the rest is not understood. Does not know which nodes there are.
   bool add(const std::vector<std::string_view>& words);
   void clear() { faults_.clear(); }
 

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,6 +29,8 @@ class Descriptors {
   void add(int fd, std::string name, Device* device = nullptr);
   /// The descriptor, or null when nothing is known about that number.
   Descriptor* find(int fd);
+  /// The same for nodes only.
+  Descriptor* find_node(int fd);
   void remove(int fd) { entries_.erase(fd); }
   /// Names of the open nodes in the order of opening.
   std::vector<std::string> open_nodes() const;
@@ -42,7 +45,11 @@ class Descriptors {
 bool is_board_path(std::string_view path);
 /// Whether a file that is missing there is nothing unusual: below /proc/debug.
 bool may_be_missing(std::string_view path);
-/// The path without ".", ".." and doubled slashes.
-std::string plain_path(const char* path);
+/// The board's own path that a program means by `path`, seen from the folder open as `directory` (AT_FDCWD:
+/// the one that it works in); without ".", ".." and doubled slashes. Nothing for null and for paths of the
+/// PC. Symbolic links of the PC are not followed.
+std::optional<std::string> board_path(int directory, const char* path);
+/// The same, and /dev itself: what is in that folder, or becomes of it, is the board's too.
+std::optional<std::string> board_folder(int directory, const char* path);
 
 }  // namespace boardsim

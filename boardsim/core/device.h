@@ -1,19 +1,19 @@
 // What every simulated device node answers. One device a file in boardsim/devices/.
 #pragma once
 
+#include <sys/types.h>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
-#include <sys/types.h>
 #include <vector>
 
 namespace boardsim {
 
 /// The outcome of one call on a node.
 struct Answer {
-  long result = 0;     ///< what the call returns
-  int error = 0;       ///< errno when result is -1
-  bool known = true;   ///< false: the device does not know the request; the board reports it loudly
+  long result = 0;    ///< what the call returns
+  int error = 0;      ///< errno when result is -1
+  bool known = true;  ///< false: the device does not know the request; the board reports it loudly
 
   static Answer ok(long result = 0) { return {result, 0, true}; }
   static Answer fails(int error) { return {-1, error, true}; }

@@ -33,8 +33,7 @@ struct stat status_of(mode_t mode) {
 
 bool Board::State::is_node(int fd) {
   const std::lock_guard lock(mutex);
-  const Descriptor* known = descriptors.find(fd);
-  return known != nullptr && known->device != nullptr;
+  return descriptors.find_node(fd) != nullptr;
 }
 
 int Board::State::open(const char* name, const std::string& path, int flags) {
@@ -79,72 +78,104 @@ int Board::State::close(int fd) {
   return static_cast<int>(finish(std::move(call), subject, result, error));
 }
 
-ssize_t Board::State::read(int fd, void* buffer, std::size_t size) {
+std::optional<ssize_t> Board::State::read(int fd, void* buffer, std::size_t size) {
   const std::lock_guard lock(mutex);
-  Descriptor& node = *descriptors.find(fd);
-  Call call = begin("read", node.name, {low_word(size)});
-  if (const auto faulty = call_faults.meet("read", node.name)) {
+  Descriptor* const node = descriptors.find_node(fd);
+  if (node == nullptr) return std::nullopt;
+  Call call = begin("read", node->name, {low_word(size)});
+  if (const auto faulty = call_faults.meet("read", node->name)) {
     if (!faulty->at_most) return finish(std::move(call), Subject::hardware, -1, faulty->error);
     size = std::min(size, *faulty->at_most);
   }
-  const Answer answer = node.device->read(buffer, size, node.position);
-  if (!answer.known) violation("reading " + node.name + " is not known (read)");
+  const Answer answer = node->device->read(buffer, size, node->position);
+  if (!answer.known) violation("reading " + node->name + " is not known (read)");
   return finish(std::move(call), Subject::hardware, answer.result, answer.known ? answer.error : EINVAL);
 }
 
-ssize_t Board::State::write(int fd, const void* buffer, std::size_t size) {
+std::optional<ssize_t> Board::State::write(int fd, const void* buffer, std::size_t size) {
   const std::lock_guard lock(mutex);
-  Descriptor& node = *descriptors.find(fd);
-  Call call = begin("write", node.name, {low_word(size)});
-  if (const auto faulty = call_faults.meet("write", node.name)) {
-    if (!faulty->at_most) return finish(std::move(call), Subject::hardware, -1, faulty->error);
+  Descriptor* const node = descriptors.find_node(fd);
+  if (node == nullptr) return std::nullopt;
+  Call call = begin("write", node->name, {low_word(size)});
+  if (const auto faulty = call_faults.meet("write", node->name)) {
+    if (!faulty->at_most) return finish(std::move(call), Subject::hardware, faulty->result, faulty->error);
     size = std::min(size, *faulty->at_most);
   }
-  const Answer answer = node.device->write(buffer, size, node.position);
-  if (!answer.known) violation("writing " + node.name + " is not known (write)");
+  const Answer answer = node->device->write(buffer, size, node->position);
+  if (!answer.known) violation("writing " + node->name + " is not known (write)");
   return finish(std::move(call), Subject::hardware, answer.result, answer.known ? answer.error : EINVAL);
 }
 
-off_t Board::State::lseek(int fd, off_t offset, int whence) {
+std::optional<off_t> Board::State::lseek(int fd, off_t offset, int whence) {
   const std::lock_guard lock(mutex);
-  Descriptor& node = *descriptors.find(fd);
-  Call call = begin("lseek", node.name, {static_cast<std::uint32_t>(offset)});
-  const auto failed = [&](int error) { return finish(std::move(call), Subject::hardware, -1, error); };
-  if (const auto faulty = call_faults.meet("lseek", node.name)) return failed(faulty->error);
+  Descriptor* const node = descriptors.find_node(fd);
+  if (node == nullptr) return std::nullopt;
+  Call call = begin("lseek", node->name, {static_cast<std::uint32_t>(offset)});
+  const auto done = [&](off_t result, int error) {
+    return finish(std::move(call), Subject::hardware, result, error);
+  };
+  if (const auto faulty = call_faults.meet("lseek", node->name)) return done(faulty->result, faulty->error);
   if (whence != SEEK_SET && whence != SEEK_CUR) {
-    violation("seeking from the end of " + node.name + " is not known (lseek)");
-    return failed(EINVAL);
+    violation("seeking from the end of " + node->name + " is not known (lseek)");
+    return done(-1, EINVAL);
   }
-  const off_t position = offset + (whence == SEEK_CUR ? node.position : 0);
-  if (position < 0) return failed(EINVAL);
-  node.position = position;
-  return finish(std::move(call), Subject::hardware, position, 0);
+  const off_t position = offset + (whence == SEEK_CUR ? node->position : 0);
+  if (position < 0) return done(-1, EINVAL);
+  node->position = position;
+  return done(position, 0);
 }
 
-int Board::State::ioctl(int fd, std::uint32_t request, void* argument) {
+std::optional<int> Board::State::ioctl(int fd, std::uint32_t request, void* argument) {
   const std::lock_guard lock(mutex);
-  const Descriptor& node = *descriptors.find(fd);
-  Call call = begin("ioctl", node.name, node.device->words_in(request, argument));
+  const Descriptor* const node = descriptors.find_node(fd);
+  if (node == nullptr) return std::nullopt;
+  Call call = begin("ioctl", node->name, node->device->words_in(request, argument));
   call.request = request;
   const auto done = [&](long result, int error) {
     return static_cast<int>(finish(std::move(call), Subject::hardware, result, error));
   };
-  if (const auto faulty = call_faults.meet("ioctl", node.name, request)) return done(-1, faulty->error);
-  const Answer answer = node.device->ioctl(request, argument);
-  if (answer.known) return done(answer.result, answer.result < 0 ? answer.error : 0);
-  const std::string text = "unknown request " + hex(request) + " on " + node.name + " (ioctl)";
-  const int result = done(-1, ENOTTY);
+  if (const auto faulty = call_faults.meet("ioctl", node->name, request)) {
+    return done(faulty->result, faulty->error);
+  }
+  const Answer answer = node->device->ioctl(request, argument);
+  if (!answer.known) return unknown_request(std::move(call), Subject::hardware);
+  return done(answer.result, answer.result < 0 ? answer.error : 0);
+}
+
+int Board::State::refuse_request(int fd, std::uint32_t request) {
+  const std::lock_guard lock(mutex);
+  Call call = begin("ioctl", name_of(fd));
+  call.request = request;
+  return unknown_request(std::move(call), Subject::network);
+}
+
+int Board::State::unknown_request(Call call, Subject subject) {
+  const std::string text = "unknown request " + hex(call.request) + " on " + call.node + " (ioctl)";
+  const auto result = static_cast<int>(finish(std::move(call), subject, -1, ENOTTY));
   violation(text);
   return result;
 }
 
 int Board::State::stat(const char* name, const std::string& path, struct stat* status) {
   const std::lock_guard lock(mutex);
+  return locked_stat(name, path, status);
+}
+
+std::optional<int> Board::State::fstat(int fd, struct stat* status) {
+  const std::lock_guard lock(mutex);
+  const Descriptor* const node = descriptors.find_node(fd);
+  if (node == nullptr) return std::nullopt;
+  return locked_stat("fstat", node->name, status);
+}
+
+int Board::State::locked_stat(const char* name, const std::string& path, struct stat* status) {
   Call call = begin(name, path);
   const auto done = [&](int error) {
     return static_cast<int>(finish(std::move(call), Subject::hardware, error == 0 ? 0 : -1, error));
   };
-  if (const auto faulty = call_faults.meet("stat", path)) return done(faulty->error);
+  if (const auto faulty = call_faults.meet("stat", path)) {
+    return static_cast<int>(finish(std::move(call), Subject::hardware, faulty->result, faulty->error));
+  }
   const mode_t mode = devices.mode(path);
   if (mode == 0) {
     const int result = done(ENOENT);
@@ -156,22 +187,15 @@ int Board::State::stat(const char* name, const std::string& path, struct stat* s
   return done(0);
 }
 
-int Board::State::fstat(int fd, struct stat* status) {
-  std::string path;
-  {
-    const std::lock_guard lock(mutex);
-    path = descriptors.find(fd)->name;
-  }
-  return stat("fstat", path, status);
-}
-
 int Board::State::access(const std::string& path, int mode) {
   const std::lock_guard lock(mutex);
   Call call = begin("access", path, {static_cast<std::uint32_t>(mode)});
   const auto done = [&](int error) {
     return static_cast<int>(finish(std::move(call), Subject::hardware, error == 0 ? 0 : -1, error));
   };
-  if (const auto faulty = call_faults.meet("access", path)) return done(faulty->error);
+  if (const auto faulty = call_faults.meet("access", path)) {
+    return static_cast<int>(finish(std::move(call), Subject::hardware, faulty->result, faulty->error));
+  }
   const mode_t found = devices.mode(path);
   if (found == 0) {
     const int result = done(ENOENT);

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <stdexcept>
 
 #include "boardsim/core/real.h"
 #include "boardsim/core/state.h"
@@ -97,7 +98,7 @@ int Board::State::bind(int fd, const sockaddr* address, socklen_t size) {
   if (internet && !is_loopback(internet->sin_addr)) {
     if (internet->sin_addr.s_addr != htonl(INADDR_ANY)) return done(-1, EADDRNOTAVAIL);
     // Nothing that a simulated board does is to be seen from other machines.
-    if (!conduct.every_address) internet->sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (!conduct.every_address) inet_pton(AF_INET, conduct.own_address.c_str(), &internet->sin_addr);
   }
   const sockaddr* const used = internet ? reinterpret_cast<const sockaddr*>(&*internet) : address;
   const Outcome outcome(real::bind(fd, used, size));
@@ -163,12 +164,7 @@ int Board::State::interface_address(void* argument) {
     return static_cast<int>(finish(std::move(call), Subject::network, error == 0 ? 0 : -1, error));
   };
   if (argument == nullptr) return done(EFAULT);
-  const auto fault = interface_faults.find(name);
-  const auto healthy = interfaces.find(name);
-  const std::string address = fault != interface_faults.end() ? fault->second
-                              : healthy != interfaces.end()   ? healthy->second
-                                                              : "";
-  if (address.empty()) return done(ENODEV);
+  const std::string address = address_of(name);
   sockaddr_in answer{};
   answer.sin_family = AF_INET;
   if (inet_pton(AF_INET, address.c_str(), &answer.sin_addr) != 1) return done(ENODEV);
@@ -177,7 +173,26 @@ int Board::State::interface_address(void* argument) {
   return done(0);
 }
 
+std::string Board::State::address_of(std::string_view interface) const {
+  const auto fault = interface_faults.find(interface);
+  if (fault != interface_faults.end()) return fault->second;
+  const auto healthy = interfaces.find(interface);
+  return healthy != interfaces.end() ? healthy->second : "";
+}
+
+void Board::State::check_address(std::string_view address) const {
+  const std::string text(address);
+  in_addr parsed{};
+  if (inet_pton(AF_INET, text.c_str(), &parsed) != 1) {
+    throw std::invalid_argument("interface: \"" + text + "\" is no IPv4 address");
+  }
+  if (conduct.loopback_only && !is_loopback(parsed)) {
+    throw std::invalid_argument("interface: " + text + " is no loopback address (127.x.y.z)");
+  }
+}
+
 void Board::State::set_interface(std::string_view name, std::string_view address) {
+  if (!address.empty()) check_address(address);
   interfaces.insert_or_assign(std::string(name), std::string(address));
 }
 

@@ -1,6 +1,7 @@
 // The C library's own functions, behind the names that the simulated board answers.
 #pragma once
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -10,13 +11,16 @@
 #include <spawn.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/epoll.h>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <sys/mount.h>
 #include <sys/reboot.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
+#include <sys/statvfs.h>
 #include <sys/time.h>
 #include <sys/uio.h>
 #include <time.h>
@@ -82,6 +86,42 @@ BOARDSIM_REAL(writev);
 BOARDSIM_REAL(dup);
 BOARDSIM_REAL(dup2);
 BOARDSIM_REAL(dup3);
+BOARDSIM_REAL(fcntl);
+BOARDSIM_REAL(fdopen);
+BOARDSIM_REAL(mmap);
+BOARDSIM_REAL(ftruncate);
+BOARDSIM_REAL(fchmod);
+BOARDSIM_REAL(fchown);
+// paths
+BOARDSIM_REAL(rename);
+BOARDSIM_REAL(renameat);
+BOARDSIM_REAL(renameat2);
+BOARDSIM_REAL(remove);
+BOARDSIM_REAL(unlinkat);
+BOARDSIM_REAL(mkdirat);
+BOARDSIM_REAL(mknod);
+BOARDSIM_REAL(mkfifo);
+BOARDSIM_REAL(truncate);
+BOARDSIM_REAL(symlink);
+BOARDSIM_REAL(symlinkat);
+BOARDSIM_REAL(link);
+BOARDSIM_REAL(linkat);
+BOARDSIM_REAL(chmod);
+BOARDSIM_REAL(fchmodat);
+BOARDSIM_REAL(chown);
+BOARDSIM_REAL(lchown);
+BOARDSIM_REAL(fchownat);
+BOARDSIM_REAL(utimensat);
+BOARDSIM_REAL(chdir);
+BOARDSIM_REAL(opendir);
+BOARDSIM_REAL(scandir);
+BOARDSIM_REAL(scandir64);
+BOARDSIM_REAL(readlink);
+BOARDSIM_REAL(readlinkat);
+BOARDSIM_REAL(faccessat);
+BOARDSIM_REAL(statx);
+BOARDSIM_REAL(statvfs);
+BOARDSIM_REAL(freopen);
 // sockets
 BOARDSIM_REAL(socket);
 BOARDSIM_REAL(socketpair);
@@ -92,6 +132,12 @@ BOARDSIM_REAL(accept4);
 BOARDSIM_REAL(connect);
 BOARDSIM_REAL(recv);
 BOARDSIM_REAL(send);
+BOARDSIM_REAL(sendto);
+BOARDSIM_REAL(recvfrom);
+BOARDSIM_REAL(sendmsg);
+BOARDSIM_REAL(recvmsg);
+BOARDSIM_REAL(epoll_create);
+BOARDSIM_REAL(epoll_create1);
 BOARDSIM_REAL(shutdown);
 // time
 BOARDSIM_REAL(sleep);

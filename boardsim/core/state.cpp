@@ -57,8 +57,14 @@ void Board::State::fault(std::string_view text) {
   const std::lock_guard lock(mutex);
   const auto words = split(text);
   if (words.size() == 3 && words[0] == "interface") {
-    interface_faults.insert_or_assign(std::string(words[1]), words[2] == "none" ? "" : std::string(words[2]));
+    const std::string address(words[2] == "none" ? "" : words[2]);
+    if (!address.empty()) check_address(address);
+    interface_faults.insert_or_assign(std::string(words[1]), address);
     return;
+  }
+  if (words.size() > 1 && words[1].starts_with('/') && !devices.can_have(words[1])) {
+    throw std::invalid_argument("fault: the board has no " + std::string(words[1]) + "; it has " +
+                                devices.paths());
   }
   if (call_faults.add(words) || (!words.empty() && devices.fault(words))) return;
   throw std::invalid_argument("fault: \"" + std::string(text) + "\" is not understood; known are " +

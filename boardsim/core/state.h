@@ -28,6 +28,8 @@ struct Conduct {
   std::function<void()> after_violation{};  ///< with the board's lock held
   std::function<void()> after_reboot{};     ///< with the board's lock held
   bool every_address = false;               ///< a program may bind to all addresses of the PC
+  std::string own_address = "127.0.0.1";    ///< what it gets instead when it asks for all of them
+  bool loopback_only = false;               ///< interfaces have addresses of 127.0.0.0/8 only
 };
 
 /// The functions that answer calls are called by program threads that are Inside, without any lock held;
@@ -38,14 +40,17 @@ struct Board::State {
   // ---- files.cpp
   int open(const char* name, const std::string& path, int flags);
   int close(int fd);
-  ssize_t read(int fd, void* buffer, std::size_t size);
-  ssize_t write(int fd, const void* buffer, std::size_t size);
-  off_t lseek(int fd, off_t offset, int whence);
-  int ioctl(int fd, std::uint32_t request, void* argument);
   int stat(const char* name, const std::string& path, struct stat* status);
-  int fstat(int fd, struct stat* status);
   int access(const std::string& path, int mode);
-  /// Whether a descriptor is a node's.
+  // On a node's descriptor; nothing is answered for any other.
+  std::optional<ssize_t> read(int fd, void* buffer, std::size_t size);
+  std::optional<ssize_t> write(int fd, const void* buffer, std::size_t size);
+  std::optional<off_t> lseek(int fd, off_t offset, int whence);
+  std::optional<int> ioctl(int fd, std::uint32_t request, void* argument);
+  std::optional<int> fstat(int fd, struct stat* status);
+  /// A request that nothing on this board knows on a descriptor that is no node's: reported, never performed.
+  int refuse_request(int fd, std::uint32_t request);
+  /// Whether a descriptor is a node's now; another thread may close it meanwhile.
   bool is_node(int fd);
 
   // ---- network.cpp, transfer.cpp
@@ -64,6 +69,10 @@ struct Board::State {
   bool counts_down() const;
   /// SIOCGIFADDR.
   int interface_address(void* ifreq);
+  /// The lock is held. Address of an interface as a program finds it now; empty when it has none.
+  std::string address_of(std::string_view interface) const;
+  /// The lock is held. Throws std::invalid_argument for what cannot be an interface's address here.
+  void check_address(std::string_view address) const;
   void set_interface(std::string_view name, std::string_view address);
 
   // ---- state.cpp
@@ -87,6 +96,10 @@ struct Board::State {
   std::optional<FaultyCall> meet(std::string_view call);
   /// The lock is held. Name of a socket in the trace.
   std::string name_of(int fd);
+  /// The lock is held. stat and fstat.
+  int locked_stat(const char* name, const std::string& path, struct stat* status);
+  /// The lock is held. Ends an ioctl that is not known.
+  int unknown_request(Call call, Subject subject);
 
   Clock clock;
   std::shared_ptr<ProgramThread> main_thread{};  ///< the record of the thread that made the board

@@ -133,7 +133,7 @@ int Board::State::wait_for_ready(Call call, std::span<pollfd> fds, std::optional
   }
   int ready = -1;
   int error = 0;
-  if (faulty && !faulty->at_most) {
+  if (faulty) {
     error = faulty->error;
   } else {
     ready = clock.wait(fds, deadline);

@@ -23,6 +23,16 @@ Device* Devices::find(std::string_view path) {
   return found != nodes_.end() ? found->device : sensors.find(path);
 }
 
+bool Devices::can_have(std::string_view path) const {
+  return std::ranges::find(nodes_, path, &Node::path) != nodes_.end() || TemperatureSensors::is_path(path);
+}
+
+std::string Devices::paths() const {
+  std::string text;
+  for (const Node& node : nodes_) text.append(node.path).append(", ");
+  return text.append("/proc/debug/tempN");
+}
+
 mode_t Devices::mode(std::string_view path) {
   if (const Sensor* sensor = sensors.find(path)) return sensor->mode();
   return find(path) != nullptr ? S_IFCHR | 0600 : 0;

@@ -4,6 +4,7 @@
 #include <sys/types.h>
 #include <array>
 #include <functional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -34,6 +35,10 @@ struct Devices {
 
   /// The device at a path, or null: "/dev/qznio", "/proc/debug/temp1" ...
   Device* find(std::string_view path);
+  /// Whether something is or can be put at a path: every node, and every sensor that a board may have.
+  bool can_have(std::string_view path) const;
+  /// All paths that can_have() accepts, for a message: "/dev/qznio, /dev/fpga ...".
+  std::string paths() const;
   /// File type and permissions of what is at a path, as stat(2) tells them; 0 when nothing is there.
   mode_t mode(std::string_view path);
 

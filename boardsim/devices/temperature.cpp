@@ -67,6 +67,10 @@ TemperatureSensors::TemperatureSensors() {
   set_content(1, "45500\n");
 }
 
+bool TemperatureSensors::is_path(std::string_view path) {
+  return sensor_number(path) >= 0;
+}
+
 Sensor* TemperatureSensors::find(std::string_view path) {
   const auto found = sensors_.find(sensor_number(path));
   return found == sensors_.end() || found->second->mode() == 0 ? nullptr : found->second.get();

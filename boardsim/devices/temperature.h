@@ -51,6 +51,8 @@ class TemperatureSensors {
  public:
   TemperatureSensors();
 
+  /// Whether a path is a sensor's, "/proc/debug/temp7", on this board or another.
+  static bool is_path(std::string_view path);
   /// The sensor at a path like "/proc/debug/temp1"; null when none is there.
   Sensor* find(std::string_view path);
   /// Puts a regular file tempN with this very content in place; it outlasts clear_faults().

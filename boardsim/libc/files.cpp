@@ -45,23 +45,32 @@ bool wait_for_bytes(boardsim::Board::State& board, int fd) {
   return board.clock.wait({&readable, 1}, std::nullopt) >= 0;
 }
 
+int stat_descriptor(int fd, struct stat* status) {
+  const Entered board;
+  if (board) {
+    if (const auto result = board->fstat(fd, status)) return *result;
+  }
+  return real::fstat(fd, status);
+}
+
 int stat_path(const char* name, int directory, const char* path, struct stat* status, int flags) {
   const Entered board;
-  if (board && path != nullptr && *path != '\0') {
-    const std::string its_path = boardsim::plain_path(path);
-    if (boardsim::is_board_path(its_path)) return board->stat(name, its_path, status);
+  if (board) {
+    if ((flags & AT_EMPTY_PATH) != 0 && path != nullptr && *path == '\0') {
+      if (const auto result = board->fstat(directory, status)) return *result;
+    }
+    if (const auto its_path = boardsim::board_path(directory, path))
+      return board->stat(name, *its_path, status);
   }
   return real::fstatat(directory, path, status, flags);
 }
 
-int stat_descriptor(int fd, struct stat* status) {
-  const Entered board;
-  return board && board->is_node(fd) ? board->fstat(fd, status) : real::fstat(fd, status);
-}
-
 off_t seek(int fd, off_t offset, int whence) {
   const Entered board;
-  return board && board->is_node(fd) ? board->lseek(fd, offset, whence) : real::lseek(fd, offset, whence);
+  if (board) {
+    if (const auto result = board->lseek(fd, offset, whence)) return *result;
+  }
+  return real::lseek(fd, offset, whence);
 }
 
 }  // namespace
@@ -76,7 +85,7 @@ int close(int fd) {
 ssize_t read(int fd, void* buffer, size_t size) {
   const Entered board;
   if (!board) return real::read(fd, buffer, size);
-  if (board->is_node(fd)) return board->read(fd, buffer, size);
+  if (const auto result = board->read(fd, buffer, size)) return *result;
   if (is_socket(fd)) return board->recv("read", fd, buffer, size, 0);
   return wait_for_bytes(*board, fd) ? real::read(fd, buffer, size) : -1;
 }
@@ -89,7 +98,7 @@ ssize_t __read_chk(int fd, void* buffer, size_t size, size_t buffer_size) {
 ssize_t write(int fd, const void* buffer, size_t size) {
   const Entered board;
   if (!board) return real::write(fd, buffer, size);
-  if (board->is_node(fd)) return board->write(fd, buffer, size);
+  if (const auto result = board->write(fd, buffer, size)) return *result;
   return is_socket(fd) ? board->send("write", fd, buffer, size, 0) : real::write(fd, buffer, size);
 }
 
@@ -106,16 +115,21 @@ int ioctl(int fd, unsigned long request, ...) noexcept {
   void* const argument = va_arg(arguments, void*);
   va_end(arguments);
   const Entered board;
-  if (board && board->is_node(fd)) return board->ioctl(fd, static_cast<std::uint32_t>(request), argument);
-  if (board && request == SIOCGIFADDR && is_socket(fd)) return board->interface_address(argument);
-  return real::ioctl(fd, request, argument);
+  if (!board) return real::ioctl(fd, request, argument);
+  const auto number = static_cast<std::uint32_t>(request);
+  if (const auto result = board->ioctl(fd, number, argument)) return *result;
+  if (is_socket(fd)) {
+    return number == SIOCGIFADDR ? board->interface_address(argument) : board->refuse_request(fd, number);
+  }
+  // A terminal that takes the console would take the PC's.
+  return number == TIOCCONS ? board->refuse("TIOCCONS on a file of the PC")
+                            : real::ioctl(fd, request, argument);
 }
 
 int access(const char* path, int mode) noexcept {
   const Entered board;
-  if (board && path != nullptr) {
-    const std::string its_path = boardsim::plain_path(path);
-    if (boardsim::is_board_path(its_path)) return board->access(its_path, mode);
+  if (board) {
+    if (const auto its_path = boardsim::board_path(AT_FDCWD, path)) return board->access(*its_path, mode);
   }
   return real::access(path, mode);
 }

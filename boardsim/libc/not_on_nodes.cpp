@@ -1,4 +1,8 @@
 // Calls that no simulated node answers: on other descriptors they are the C library's.
+#include <fcntl.h>
+#include <stdarg.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -42,6 +46,49 @@ ssize_t readv(int fd, const iovec* parts, int count) {
 
 ssize_t writev(int fd, const iovec* parts, int count) {
   return refused(fd, "writev on a node") ? -1 : real::writev(fd, parts, count);
+}
+
+// The thread sanitizer maps memory before any function that it watches may run, this one included.
+#ifndef __SANITIZE_THREAD__
+void* mmap(void* address, size_t size, int protection, int flags, int fd, off_t offset) noexcept {
+  if ((flags & MAP_ANONYMOUS) == 0 && refused(fd, "mmap of a node")) return MAP_FAILED;
+  return real::mmap(address, size, protection, flags, fd, offset);
+}
+void* mmap64(void* address, size_t size, int protection, int flags, int fd, off64_t offset) noexcept {
+  return mmap(address, size, protection, flags, fd, offset);
+}
+#endif
+
+int ftruncate(int fd, off_t size) noexcept {
+  return refused(fd, "ftruncate of a node") ? -1 : real::ftruncate(fd, size);
+}
+int ftruncate64(int fd, off64_t size) noexcept {
+  return ftruncate(fd, size);
+}
+
+int fchmod(int fd, mode_t mode) noexcept {
+  return refused(fd, "fchmod of a node") ? -1 : real::fchmod(fd, mode);
+}
+
+int fchown(int fd, uid_t owner, gid_t group) noexcept {
+  return refused(fd, "fchown of a node") ? -1 : real::fchown(fd, owner, group);
+}
+
+int fcntl(int fd, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  void* const argument = va_arg(arguments, void*);
+  va_end(arguments);
+  const bool copies = command == F_DUPFD || command == F_DUPFD_CLOEXEC;
+  if (copies && refused(fd, "fcntl(F_DUPFD) of a node")) return -1;
+  return real::fcntl(fd, command, argument);
+}
+int fcntl64(int fd, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  void* const argument = va_arg(arguments, void*);
+  va_end(arguments);
+  return fcntl(fd, command, argument);
 }
 
 int dup(int fd) noexcept {

@@ -26,9 +26,9 @@ bool takes_mode(int flags) {
 /// `name` is the call as the trace shows it.
 int open_any(const char* name, int directory, const char* path, int flags, mode_t mode) {
   const Entered board;
-  if (board && path != nullptr) {
-    const std::string plain = boardsim::plain_path(path);
-    if (boardsim::is_board_path(plain)) return board->open(name, plain, flags);
+  if (board) {
+    if (const auto its_path = boardsim::board_path(directory, path))
+      return board->open(name, *its_path, flags);
   }
   return real::openat(directory, path, flags, mode);
 }
@@ -71,12 +71,12 @@ FILE* stream_on(int fd, const char* mode) {
 
 FILE* open_stream(const char* path, const char* mode) {
   const Entered board;
-  if (!board || path == nullptr || mode == nullptr) return real::fopen(path, mode);
-  const std::string plain = boardsim::plain_path(path);
-  if (!boardsim::is_board_path(plain)) return real::fopen(path, mode);
+  if (!board || mode == nullptr) return real::fopen(path, mode);
+  const auto its_path = boardsim::board_path(AT_FDCWD, path);
+  if (!its_path) return real::fopen(path, mode);
   const int flags = flags_of(mode);
   if (flags < 0) return errno = EINVAL, nullptr;
-  const int fd = board->open("fopen", plain, flags);
+  const int fd = board->open("fopen", *its_path, flags);
   return fd < 0 ? nullptr : stream_on(fd, mode);
 }
 
@@ -139,6 +139,11 @@ FILE* fopen(const char* path, const char* mode) {
 }
 FILE* fopen64(const char* path, const char* mode) {
   return open_stream(path, mode);
+}
+
+FILE* fdopen(int fd, const char* mode) noexcept {
+  const Entered board;
+  return board && board->is_node(fd) ? stream_on(fd, mode) : real::fdopen(fd, mode);
 }
 
 }  // extern "C"

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "boardsim/core/real.h"
-#include "boardsim/core/state.h"
+#include "boardsim/libc/refuse.h"
 
 using boardsim::Entered;
 namespace real = boardsim::real;
@@ -41,10 +41,6 @@ std::vector<char*> gather(const char* first, va_list& rest) {
 }
 
 }  // namespace
-
-// Answers `call` where the program makes it; the C library performs it for everybody else.
-#define BOARDSIM_REFUSE(call) \
-  if (const Entered board; board) return board->refuse(#call)
 
 extern "C" {
 

@@ -1,14 +1,18 @@
 // Calls on sockets.
+#include <sys/epoll.h>
 #include <sys/socket.h>
 
 #include "boardsim/core/real.h"
 #include "boardsim/core/state.h"
+#include "boardsim/libc/refuse.h"
 
 using boardsim::Entered;
 namespace real = boardsim::real;
 
 extern "C" {
 ssize_t __recv_chk(int fd, void* buffer, size_t size, size_t buffer_size, int flags);
+ssize_t __recvfrom_chk(int fd, void* buffer, size_t size, size_t buffer_size, int flags, sockaddr* address,
+                       socklen_t* address_size);
 [[noreturn]] void __chk_fail();
 
 int socket(int domain, int type, int protocol) noexcept {
@@ -65,6 +69,45 @@ ssize_t send(int fd, const void* buffer, size_t size, int flags) {
 int shutdown(int fd, int how) noexcept {
   const Entered board;
   return board ? board->shutdown(fd, how) : real::shutdown(fd, how);
+}
+
+// What no program on a board needs so far: these would go around the board's time and its faults.
+
+ssize_t sendto(int fd, const void* buffer, size_t size, int flags, const sockaddr* address,
+               socklen_t address_size) {
+  BOARDSIM_REFUSE(sendto);
+  return real::sendto(fd, buffer, size, flags, address, address_size);
+}
+
+ssize_t recvfrom(int fd, void* buffer, size_t size, int flags, sockaddr* address, socklen_t* address_size) {
+  BOARDSIM_REFUSE(recvfrom);
+  return real::recvfrom(fd, buffer, size, flags, address, address_size);
+}
+
+ssize_t __recvfrom_chk(int fd, void* buffer, size_t size, size_t buffer_size, int flags, sockaddr* address,
+                       socklen_t* address_size) {
+  if (size > buffer_size) __chk_fail();
+  return recvfrom(fd, buffer, size, flags, address, address_size);
+}
+
+ssize_t sendmsg(int fd, const msghdr* message, int flags) {
+  BOARDSIM_REFUSE(sendmsg);
+  return real::sendmsg(fd, message, flags);
+}
+
+ssize_t recvmsg(int fd, msghdr* message, int flags) {
+  BOARDSIM_REFUSE(recvmsg);
+  return real::recvmsg(fd, message, flags);
+}
+
+int epoll_create(int size) noexcept {
+  BOARDSIM_REFUSE(epoll_create);
+  return real::epoll_create(size);
+}
+
+int epoll_create1(int flags) noexcept {
+  BOARDSIM_REFUSE(epoll_create1);
+  return real::epoll_create1(flags);
 }
 
 }  // extern "C"

@@ -76,6 +76,8 @@ void give_up_privileges() {
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
+  // The launcher's own way with broken pipes is not the program's.
+  signal(SIGPIPE, SIG_DFL);
   dup2(output.ends[1], STDOUT_FILENO);
   dup2(errors.ends[1], STDERR_FILENO);
   fcntl(report.ends[1], F_SETFD, 0);

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "boardsim/board.h"
+
 namespace boardsim {
 
 /// The variable that holds a Config as JSON.
@@ -21,6 +23,7 @@ struct Config {
   std::uint32_t type = 0;       ///< device type code, 0 for the family's own
   std::string pace = "scaled";  ///< "scaled", "stepped" or "virtual"
   double speed = 1.0;
+  std::string own_address = "127.0.0.1";            ///< loopback address that no other board of this PC has
   std::map<std::string, std::string> interfaces{};  ///< name to address, empty for none
   std::vector<std::string> faults{};
   std::string trace{};    ///< file, empty for none
@@ -33,5 +36,14 @@ struct Config {
   /// Throws std::exception when the text is none of to_json().
   static Config from_json(const std::string& text);
 };
+
+/// Gives a board of the family `config.board` its type code, addresses and faults. Throws
+/// std::invalid_argument with a clear text for an address that is none of 127.0.0.0/8 and a fault that is not
+/// understood.
+void furnish(Board& board, const Config& config);
+
+/// The address at which stations reach the program on a furnished board: the one of eth0, of wlan0, or the
+/// board's own when the program finds neither and binds all.
+std::string service_address(Board& board);
 
 }  // namespace boardsim

@@ -108,13 +108,12 @@ void use_state(const std::string& folder, const std::string& board) {
   }
 }
 
-/// The address at which stations reach the board, as the program finds it.
-std::string service_address(const Config& config) {
-  for (const char* name : {"eth0", "wlan0"}) {
-    const auto found = config.interfaces.find(name);
-    if (found != config.interfaces.end() && !found->second.empty()) return found->second;
-  }
-  return "127.0.0.1";
+void announce(const Config& config) {
+  Board board(config.board);
+  furnish(board, config);
+  std::printf("boardsim: board %s (0x%x) at %s:%d\n", config.board.c_str(), config.type,
+              service_address(board).c_str(), kServicePort);
+  std::fflush(stdout);
 }
 
 int launch(Options& options) {
@@ -122,10 +121,9 @@ int launch(Options& options) {
   const int signals = signals_to_pass_on();
   if (!options.state.empty()) use_state(options.state, config.board);
   const OwnAddress address(options.address);
+  config.own_address = address.text();
   config.interfaces.emplace("eth0", address.text());
-  std::printf("boardsim: board %s (0x%x) at %s:%d\n", config.board.c_str(), config.type,
-              service_address(config).c_str(), kServicePort);
-  std::fflush(stdout);
+  announce(config);
   Child child(options);
   const int status = run_to_the_end(child, signals, options.utf8_console);
   if (!config.control.empty()) {

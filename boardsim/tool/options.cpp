@@ -44,15 +44,13 @@ void take_board(Config& config, const std::string& text) {
   if (config.type == 0) config.type = family->type;
 }
 
-/// Lays the faults over a board that nothing runs on: one that is not understood is found before the start.
-void check_faults(const Config& config) {
+/// Furnishes a board that nothing runs on: what is not understood is found before the start.
+void check(const Config& config) {
   Board board(config.board);
-  for (const std::string& fault : config.faults) {
-    try {
-      board.fault(fault);
-    } catch (const std::invalid_argument& error) {
-      throw CLI::ValidationError("--fault", error.what());
-    }
+  try {
+    furnish(board, config);
+  } catch (const std::invalid_argument& error) {
+    throw CLI::ValidationError(error.what());
   }
 }
 
@@ -116,7 +114,7 @@ std::optional<Options> read_options(int argc, char** argv, int& exit_code) {
     }
     take_board(config, std::string(config.board));
     for (const std::string& text : interfaces) take_interface(config, text);
-    check_faults(config);
+    check(config);
     if (options.program.empty()) throw CLI::RequiredError("PROGRAM");
   } catch (const CLI::ParseError& error) {
     exit_code = app.exit(error) == 0 ? 0 : kExitUsage;

@@ -50,13 +50,10 @@ void put_in_place(const Config& config) {
   // The board lives for as long as the process: nothing takes it away before the last thread's last call.
   static Board* const board = new Board(config.board, pace_of(config.pace), config.speed);
   const Inside inside;
-  if (config.type != 0) board->set_type(config.type);
+  furnish(*board, config);
   Conduct& conduct = board->state().conduct;
   conduct.after_violation = end_loudly;
   if (config.exit_at_reboot) conduct.after_reboot = end_at_reboot;
-  conduct.every_address = config.every_address;
-  for (const auto& [name, address] : config.interfaces) board->set_interface(name, address);
-  for (const std::string& fault : config.faults) board->fault(fault);
   if (!config.trace.empty()) trace_to(*board, config.trace);
   if (!config.control.empty()) serve_control(*board, config.control);
 }

@@ -111,7 +111,8 @@ class XmlDocument {
   std::string GetChildData() const;
 
   /// Adds an element behind the main one, or as the last of this level; it becomes the main position.
-  /// `szData` is escaped. False for a name that is null or empty, and at document level when there is a top-level element already.
+  /// `szData` is escaped. False for a name that is null or empty, and at document level when there is a
+  /// top-level element already.
   bool AddElem(const char* szName, const char* szData = nullptr);
   /// Adds a child of the main element behind the current child, or as its last child; it becomes the
   /// current child. False for a name that is null or empty, and without a main element.

@@ -198,6 +198,25 @@ TEST(DescriptorsTest, ManyThreadsOpenAndCloseSideBySide) {
   EXPECT_EQ(board.hardware_trace().size(), 1600U);
 }
 
+TEST(DescriptorsTest, ANodeThatAnotherThreadClosesMeanwhileIsNoNodeAnyMore) {
+  const Board board;
+  const int fd = open("/dev/led", O_RDWR);
+  close(fd);
+  std::thread other([] {
+    for (int n = 0; n < 500; ++n) close(open("/dev/led", O_RDWR));
+  });
+  for (int n = 0; n < 500; ++n) {
+    std::uint32_t record[2] = {1, 1};
+    struct stat status {};
+    const int result = ioctl(fd, 0x40044C01U, record);
+    EXPECT_TRUE(result == 0 || errno == EBADF || errno == ENOTTY) << errno;
+    fstat(fd, &status);
+    lseek(fd, 0, SEEK_SET);
+  }
+  other.join();
+  EXPECT_EQ(board.violations(), Lines{});
+}
+
 TEST(DescriptorsTest, APipeOfThePcIsWaitedForInVirtualTime) {
   Board board;
   int ends[2];

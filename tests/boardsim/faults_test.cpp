@@ -101,6 +101,48 @@ TEST_F(FaultsTest, EveryRequestOfANodeCanFail) {
   close(fd);
 }
 
+TEST_F(FaultsTest, ARequestCanReturnANumberWithoutDoingItsWork) {
+  const int fd = open("/dev/fpga", O_RDWR);
+  std::uint32_t record[2] = {1, 2};
+  board.fault("ioctl /dev/fpga 0x40044603 #2 result 5");
+  EXPECT_EQ(ioctl(fd, 0x40044603U, record), 0);
+  record[1] = 3;
+  errno = ERANGE;
+  EXPECT_EQ(ioctl(fd, 0x40044603U, record), 5);
+  EXPECT_EQ(errno, ERANGE) << "left as it was";
+  EXPECT_EQ(board.fpga(1), 2U);
+  EXPECT_EQ(board.hardware_trace().back(), "ioctl /dev/fpga 0x40044603 {1, 3} = 5");
+  EXPECT_EQ(ioctl(fd, 0x40044603U, record), 0);
+  EXPECT_EQ(board.fpga(1), 3U);
+  close(fd);
+}
+
+TEST_F(FaultsTest, ARequestThatADeviceDoesNotKnowCanBeAnswered) {
+  const int fd = open("/dev/led", O_RDWR);
+  board.fault("ioctl /dev/led 0x541d #1 result 0");
+  board.fault("ioctl /dev/led 0x541d #2 EPERM");
+  EXPECT_EQ(ioctl(fd, 0x541DU, nullptr), 0);
+  EXPECT_EQ(ioctl(fd, 0x541DU, nullptr), -1);
+  EXPECT_EQ(errno, EPERM);
+  EXPECT_EQ(board.violations(), Lines{});
+  close(fd);
+}
+
+TEST_F(FaultsTest, OtherCallsThatReturnANumberCanReturnAnyToo) {
+  struct stat status {};
+  board.fault("lseek /dev/led result 7");
+  board.fault("write /dev/led result 3");
+  board.fault("access /dev/led result 1");
+  board.fault("stat /dev/led result 2");
+  const int fd = open("/dev/led", O_RDWR);
+  EXPECT_EQ(lseek(fd, 0, SEEK_SET), 7);
+  EXPECT_EQ(write(fd, "abc", 3), 3);
+  EXPECT_EQ(access("/dev/led", F_OK), 1);
+  EXPECT_EQ(stat("/dev/led", &status), 2);
+  EXPECT_EQ(fstat(fd, &status), 2);
+  close(fd);
+}
+
 TEST_F(FaultsTest, AReadCanFailOrFallShort) {
   const int fd = open("/proc/debug/temp1", O_RDONLY);
   char text[16];
@@ -218,9 +260,26 @@ TEST_F(FaultsTest, AnInterfaceHasTheAddressThatItIsGiven) {
 }
 
 TEST_F(FaultsTest, AFaultThatIsNotUnderstoodIsRefusedWithWhatIs) {
-  for (const char* text :
-       {"", "nonsense", "open", "open rtc", "open /dev/rtc #0", "open /dev/rtc #x", "open /dev/rtc EWHATEVER",
-        "recv short", "recv short many", "send EIO twice", "ioctl /dev/rtc 0xZZ"}) {
+  for (const char* text : {"",
+                           "nonsense",
+                           "open",
+                           "open rtc",
+                           "open /dev/rtc #0",
+                           "open /dev/rtc #x",
+                           "open /dev/rtc EWHATEVER",
+                           "recv short",
+                           "recv short many",
+                           "send EIO twice",
+                           "ioctl /dev/rtc 0xZZ",
+                           "ioctl /dev/rtc short 1",
+                           "ioctl /dev/rtc result",
+                           "ioctl /dev/rtc result -1",
+                           "ioctl /dev/rtc result 0x80000000",
+                           "open /dev/rtc result 5",
+                           "recv result 5",
+                           "interface eth0",
+                           "interface eth0 127.0.0",
+                           "interface eth0 eth1"}) {
     EXPECT_THROW(board.fault(text), std::invalid_argument) << text;
   }
   try {
@@ -229,6 +288,28 @@ TEST_F(FaultsTest, AFaultThatIsNotUnderstoodIsRefusedWithWhatIs) {
     EXPECT_NE(std::string(error.what()).find("ioctl NODE [REQUEST]"), std::string::npos) << error.what();
     EXPECT_NE(std::string(error.what()).find("rtc stopped"), std::string::npos) << error.what();
   }
+}
+
+TEST_F(FaultsTest, AFaultOnANodeThatTheBoardLacksNamesThoseThatItHas) {
+  for (const char* text : {"open /dev/rtcc", "ioctl /dev/fpg 0x40044603", "stat /proc/debug/temp",
+                           "open /dev//rtc", "close /dev/null"}) {
+    EXPECT_THROW(board.fault(text), std::invalid_argument) << text;
+  }
+  try {
+    board.fault("open /dev/rtcc EBUSY");
+  } catch (const std::invalid_argument& error) {
+    EXPECT_STREQ(error.what(),
+                 "fault: the board has no /dev/rtcc; it has /dev/qznio, /dev/fpga, /dev/tg, /dev/tcs, "
+                 "/dev/led, /dev/rtc, /proc/debug/tempN");
+  }
+  EXPECT_NO_THROW(board.fault("open /proc/debug/temp21 EACCES")) << "a sensor that may come later";
+}
+
+TEST_F(FaultsTest, AnInterfaceTakesIpv4AddressesOnly) {
+  EXPECT_THROW(board.set_interface("eth0", "::1"), std::invalid_argument);
+  EXPECT_THROW(board.set_interface("eth0", "127.0.0.256"), std::invalid_argument);
+  board.set_interface("eth0", "198.51.100.64");
+  EXPECT_EQ(interface_address("eth0"), "198.51.100.64");
 }
 
 }  // namespace

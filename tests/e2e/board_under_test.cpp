@@ -64,7 +64,7 @@ BoardUnderTest::BoardUnderTest(const std::vector<std::string>& launcher_options)
   command.insert(command.end(), launcher_options.begin(), launcher_options.end());
   command.insert(command.end(), {"--", BOARDTEST_PROGRAM});
   launcher_ = std::make_unique<Child>(command);
-  announcement_ = launcher_->next_line();
+  announcement_ = launcher_->next_line("the launcher's first line");
   const std::size_t start = announcement_.rfind(" at ");
   const std::size_t end = announcement_.rfind(':');
   if (start == std::string::npos || end < start) throw std::runtime_error("no address in: " + announcement_);
@@ -73,6 +73,14 @@ BoardUnderTest::BoardUnderTest(const std::vector<std::string>& launcher_options)
 
 BoardUnderTest::~BoardUnderTest() {
   launcher_->terminate();
+  try {
+    expect_no_complaints();
+  } catch (const std::runtime_error& error) {
+    ADD_FAILURE() << "after its end was asked for: " << error.what();
+  }
+}
+
+void BoardUnderTest::expect_no_complaints() {
   for (const std::string& line : split(launcher_->err())) {
     const bool expected = std::ranges::any_of(
         complaints_, [&](const std::string& text) { return line.find(gbk(text)) != std::string::npos; });
@@ -80,17 +88,8 @@ BoardUnderTest::~BoardUnderTest() {
   }
 }
 
-/// The channel is there a little after the launcher's first line.
 boardsim::ControlClient& BoardUnderTest::control() {
-  const auto end = std::chrono::steady_clock::now() + kPatience;
-  while (!control_) {
-    try {
-      control_.emplace(directory_.file("control"));
-    } catch (const std::runtime_error&) {
-      if (launcher_->has_ended() || std::chrono::steady_clock::now() > end) throw;
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-  }
+  if (!control_) control_.emplace(directory_.file("control"));
   return *control_;
 }
 
@@ -138,13 +137,13 @@ std::size_t BoardUnderTest::descriptors() {
   return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
-std::string BoardUnderTest::next_line() {
-  return utf8(launcher_->next_line());
+std::string BoardUnderTest::next_line(std::string_view awaited) {
+  return utf8(launcher_->next_line("the console line \"" + std::string(awaited) + "\""));
 }
 
 void BoardUnderTest::expect_lines(const std::vector<std::string>& lines) {
   for (const std::string& expected : lines) {
-    const std::string line = next_line();
+    const std::string line = next_line(expected);
     EXPECT_TRUE(is_line(expected, line)) << "expected: " << expected << "\nprinted:  " << line;
   }
 }
@@ -152,7 +151,7 @@ void BoardUnderTest::expect_lines(const std::vector<std::string>& lines) {
 std::vector<std::string> BoardUnderTest::lines_until(std::string_view text) {
   std::vector<std::string> lines;
   for (;;) {
-    std::string line = next_line();
+    std::string line = next_line(text);
     if (line.starts_with(text)) return lines;
     lines.push_back(std::move(line));
   }

@@ -27,7 +27,8 @@ class OwnDirectory {
 };
 
 /// A board whose time stands still until the test lets it pass. What waits for the board throws
-/// std::runtime_error when the board does not do it within kPatience; nothing else depends on the PC's clock.
+/// std::runtime_error, which names what was awaited, when the board does not do it within kPatience; nothing
+/// else depends on the PC's clock.
 class BoardUnderTest {
  public:
   using Time = std::chrono::microseconds;
@@ -64,8 +65,6 @@ class BoardUnderTest {
   /// Number of descriptors that the server's process holds.
   std::size_t descriptors();
 
-  /// Takes the next line from the board's console, decoded from GBK.
-  std::string next_line();
   /// Takes as many lines as are given and expects just these; a '*' at the end of one stands for any rest.
   void expect_lines(const std::vector<std::string>& lines);
   /// Takes lines up to the first that starts like `text`; returns those before it.
@@ -90,6 +89,8 @@ class BoardUnderTest {
 
  private:
   boardsim::ControlClient& control();
+  std::string next_line(std::string_view awaited);
+  void expect_no_complaints();
 
   OwnDirectory directory_;
   std::unique_ptr<Child> launcher_;

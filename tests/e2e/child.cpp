@@ -91,7 +91,7 @@ void Child::terminate() {
 }
 
 int Child::exit_status() {
-  if (!reap(true)) throw std::runtime_error("the program does not end");
+  if (!reap(true)) throw in_vain("the end of the program");
   return status_;
 }
 
@@ -99,8 +99,8 @@ bool Child::has_ended() {
   return reap(false);
 }
 
-std::string Child::next_line() {
-  return out_.next_line();
+std::string Child::next_line(std::string_view awaited) {
+  return out_.next_line(awaited);
 }
 
 std::string Child::rest() {
@@ -137,15 +137,17 @@ void Child::Output::read_all() {
   }
 }
 
-std::string Child::Output::next_line() {
+std::string Child::Output::next_line(std::string_view awaited) {
   std::unique_lock lock(mutex_);
   std::size_t end = std::string::npos;
   const bool came = changed_.wait_for(lock, kPatience, [&] {
     end = text_.find('\n');
     return end != std::string::npos || ended_;
   });
-  if (!came) throw std::runtime_error("the program prints nothing more");
-  if (end == std::string::npos) throw std::runtime_error("the program's output has ended");
+  if (!came) throw in_vain(awaited);
+  if (end == std::string::npos) {
+    throw std::runtime_error("the program's output ended before " + std::string(awaited));
+  }
   std::string line = text_.substr(0, end);
   text_.erase(0, end + 1);
   return line;
@@ -154,7 +156,7 @@ std::string Child::Output::next_line() {
 std::string Child::Output::rest() {
   std::unique_lock lock(mutex_);
   if (!changed_.wait_for(lock, kPatience, [&] { return ended_; })) {
-    throw std::runtime_error("the program's output does not end");
+    throw in_vain("the end of the program's output");
   }
   return std::exchange(text_, "");
 }

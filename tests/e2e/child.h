@@ -6,13 +6,20 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
 
 /// How long a test waits, on the PC's clock, for what must come: a guard that only ever fails a test.
-inline constexpr std::chrono::seconds kPatience{30};
+inline constexpr std::chrono::seconds kPatience{10};
+
+/// What a wait throws that was in vain.
+inline std::runtime_error in_vain(std::string_view awaited) {
+  return std::runtime_error("waited " + std::to_string(kPatience.count()) + " s in vain for " +
+                            std::string(awaited));
+}
 
 /// One child process. It is ended with this object, by its own process id.
 class Child {
@@ -25,8 +32,9 @@ class Child {
 
   pid_t pid() const { return pid_; }
   /// Takes the next line of its standard output, without the line end, as raw bytes. Waits for it; throws
-  /// std::runtime_error when the output ends before or nothing comes for kPatience.
-  std::string next_line();
+  /// std::runtime_error, which names what was awaited, when the output ends before or nothing comes for
+  /// kPatience.
+  std::string next_line(std::string_view awaited = "a line");
   /// Waits for the end of its standard output and takes what next_line() has not taken.
   std::string rest();
   /// Waits for the end of its standard error and gives all of it.
@@ -44,7 +52,7 @@ class Child {
    public:
     ~Output();
     void start(int pipe_end);
-    std::string next_line();
+    std::string next_line(std::string_view awaited);
     std::string rest();
 
    private:

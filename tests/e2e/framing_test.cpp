@@ -2,8 +2,8 @@
 #include <chrono>
 #include <limits>
 
-#include "tests/e2e/golden.h"
 #include "tests/e2e/on_server.h"
+#include "tests/harness/golden.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // What every station is sent without asking: banner, menu and prompts.
 #include <chrono>
 
-#include "tests/e2e/golden.h"
 #include "tests/e2e/on_server.h"
 #include "tests/harness/gbk.h"
+#include "tests/harness/golden.h"
 
 namespace {
 
@@ -22,9 +22,9 @@ std::string with_golden_build(const std::string& banner) {
 
 TEST_F(GreetingTest, AStationIsGreetedWithBannerMenuAndPromptByteByByte) {
   Station station(board);
-  EXPECT_EQ(with_golden_build(station.next_record()), golden::kBanner);
-  EXPECT_EQ(station.next_record(), golden::kMenu);
-  EXPECT_EQ(station.next_record(), golden::kPrompt);
+  EXPECT_EQ(with_golden_build(station.next_record("the banner")), golden::kBanner);
+  EXPECT_EQ(station.next_record("the menu"), golden::kMenu);
+  EXPECT_EQ(station.next_record("the first prompt"), golden::kPrompt);
   board.settle();
   EXPECT_EQ(station.pending(), Records());
   EXPECT_EQ(board.now(), 0s);
@@ -99,16 +99,16 @@ TEST_F(GreetingTest, APromptNeverStandsInsideAReplyWhenEverySendIsShort) {
 TEST_F(GreetingTest, BannerAndMenuAreWholeWhenEverySendIsShort) {
   board.fault("send short 1");
   Station station(board);
-  EXPECT_EQ(with_golden_build(station.next_record()), golden::kBanner);
-  EXPECT_EQ(station.next_record(), golden::kMenu);
-  EXPECT_EQ(station.next_record(), golden::kPrompt);
+  EXPECT_EQ(with_golden_build(station.next_record("the banner")), golden::kBanner);
+  EXPECT_EQ(station.next_record("the menu"), golden::kMenu);
+  EXPECT_EQ(station.next_record("the first prompt"), golden::kPrompt);
 }
 
 TEST_F(GreetingTest, WithoutAHeartbeatAStationIsTestedAllTheSame) {
   board.fault("thread #1 EAGAIN");
   Station station(board);
-  station.next_record();
-  EXPECT_EQ(station.next_record(), golden::kMenu);
+  station.next_record("the banner");
+  EXPECT_EQ(station.next_record("the menu"), golden::kMenu);
   board.expect_lines({"can't create thread ThreadUpnpProcess"});
   board.advance(60s);
   EXPECT_EQ(station.pending(), Records());
@@ -120,8 +120,8 @@ TEST_F(GreetingTest, AStationAfterOneWithoutHeartbeatHasPromptsAgain) {
   board.fault("thread #1 EAGAIN");
   {
     Station without(board);
-    without.next_record();
-    without.next_record();
+    without.next_record("the banner");
+    without.next_record("the menu");
     without.request(62208);
     board.lines_until("recv q command");
     board.advance(1s);

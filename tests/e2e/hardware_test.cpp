@@ -1,8 +1,8 @@
 // The tests of the board, over the wire: what the station reads and what the hardware sees.
 #include <chrono>
 
-#include "tests/e2e/golden.h"
 #include "tests/e2e/on_server.h"
+#include "tests/harness/golden.h"
 
 namespace {
 
@@ -38,9 +38,9 @@ class HardwareTest : public ::testing::Test {
 
 // ---- clock ----------------------------------------------------------------------------------------------
 
-using ClockTest = HardwareTest;
+using BoardClockTest = HardwareTest;
 
-TEST_F(ClockTest, AClockThatRunsPasses) {
+TEST_F(BoardClockTest, AClockThatRunsPasses) {
   switch_on();
   EXPECT_EQ(reply_after(1536, 6s), golden::kClockPasses);
   board().expect_lines({"t1_sdk_rtc_test", "", "############RTC测试开始##############", "2024-05-17 08:30:12",
@@ -53,7 +53,7 @@ TEST_F(ClockTest, AClockThatRunsPasses) {
                    "5.000000 ioctl /dev/rtc 0x80247009 {} = 0", "6.000000 close /dev/rtc = 0"}));
 }
 
-TEST_F(ClockTest, TheReplyComesAfterSixSecondsAndNotEarlier) {
+TEST_F(BoardClockTest, TheReplyComesAfterSixSecondsAndNotEarlier) {
   switch_on();
   station().request(1536);
   board().advance(5999999us);
@@ -62,7 +62,7 @@ TEST_F(ClockTest, TheReplyComesAfterSixSecondsAndNotEarlier) {
   EXPECT_EQ(station().next_record(), golden::kClockPasses);
 }
 
-TEST_F(ClockTest, AClockThatStandsStillFailsAndSaysThatItSucceeded) {
+TEST_F(BoardClockTest, AClockThatStandsStillFailsAndSaysThatItSucceeded) {
   switch_on({"--fault", "rtc stopped"});
   EXPECT_EQ(reply_after(1536, 6s), golden::kClockStandsStill);
   const Lines lines = board().lines_until("fail num = 3");
@@ -70,17 +70,17 @@ TEST_F(ClockTest, AClockThatStandsStillFailsAndSaysThatItSucceeded) {
   EXPECT_EQ(lines.back(), "RTC测试失败");
 }
 
-TEST_F(ClockTest, AClockThatPassesTheMinuteFrom57To2Passes) {
+TEST_F(BoardClockTest, AClockThatPassesTheMinuteFrom57To2Passes) {
   switch_on({"--fault", "rtc seconds 57 58 59 0 1 2"});
   EXPECT_EQ(reply_after(1536, 6s), golden::kClockPasses);
 }
 
-TEST_F(ClockTest, AClockThatJumpsFrom57To2Passes) {
+TEST_F(BoardClockTest, AClockThatJumpsFrom57To2Passes) {
   switch_on({"--fault", "rtc seconds 57 2"});
   EXPECT_EQ(reply_after(1536, 6s), golden::kClockPasses);
 }
 
-TEST_F(ClockTest, AClockThatCannotBeOpenedFails) {
+TEST_F(BoardClockTest, AClockThatCannotBeOpenedFails) {
   switch_on({"--fault", "open /dev/rtc"});
   EXPECT_EQ(reply_after(1536, 0s), golden::kClockMissing);
   EXPECT_EQ(board().hardware_trace(), Lines{"0.000000 open /dev/rtc = -1 ENODEV"});
@@ -107,9 +107,9 @@ INSTANTIATE_TEST_SUITE_P(EachOfSix, ClockReadingTest, ::testing::Range(1, 7));
 
 // ---- lights ---------------------------------------------------------------------------------------------
 
-using LightTest = HardwareTest;
+using BoardLightTest = HardwareTest;
 
-TEST_F(LightTest, TheBuiltInLightShinesForTenSeconds) {
+TEST_F(BoardLightTest, TheBuiltInLightShinesForTenSeconds) {
   switch_on();
   EXPECT_EQ(reply_after(14592, 10s), golden::kLight);
   board().expect_lines({"T1_TESTCODE_LIGHT", "t1_sdk_light", "pwm.chan:0,duty:5000,period:10000",
@@ -121,7 +121,7 @@ TEST_F(LightTest, TheBuiltInLightShinesForTenSeconds) {
              "10.000000 ioctl /dev/qznio 0x40044d02 {0, 10000, 0} = 0", "10.000000 close /dev/qznio = 0"}));
 }
 
-TEST_F(LightTest, TheReplyComesAfterTenSecondsAndNotEarlier) {
+TEST_F(BoardLightTest, TheReplyComesAfterTenSecondsAndNotEarlier) {
   switch_on();
   station().request(14592);
   board().advance(9999999us);
@@ -131,13 +131,13 @@ TEST_F(LightTest, TheReplyComesAfterTenSecondsAndNotEarlier) {
   EXPECT_EQ(station().next_reply(prompts), golden::kLight);
 }
 
-TEST_F(LightTest, ALightThatCannotBeDrivenPassesAllTheSame) {
+TEST_F(BoardLightTest, ALightThatCannotBeDrivenPassesAllTheSame) {
   switch_on({"--fault", "open /dev/qznio"});
   EXPECT_EQ(reply_after(14592, 10s), golden::kLight);
   board().lines_until("board_test,pwm_set: open /dev/qznio error.");
 }
 
-TEST_F(LightTest, TheSteadyLightOfTheFirstRkdBoardIsPwmAlone) {
+TEST_F(BoardLightTest, TheSteadyLightOfTheFirstRkdBoardIsPwmAlone) {
   switch_on({"--board", "rkd1"});
   EXPECT_EQ(reply_after(69633, 10s), golden::kSteadyLight);
   board().expect_lines({"T1_TESTCODE_IN_LIGHT", "t1_sdk_in_light_rkd"});
@@ -151,7 +151,7 @@ TEST_F(LightTest, TheSteadyLightOfTheFirstRkdBoardIsPwmAlone) {
              "10.000000 ioctl /dev/qznio 0x40044d02 {4, 100, 0} = 0", "10.000000 close /dev/qznio = 0"}));
 }
 
-TEST_F(LightTest, TheSteadyLightOfTheSecondRkdBoardIsPwmAndADiode) {
+TEST_F(BoardLightTest, TheSteadyLightOfTheSecondRkdBoardIsPwmAndADiode) {
   switch_on({"--board", "rkd2"});
   EXPECT_EQ(reply_after(69633, 10s), golden::kSteadyLight);
   EXPECT_EQ(
@@ -169,9 +169,9 @@ TEST_F(LightTest, TheSteadyLightOfTheSecondRkdBoardIsPwmAndADiode) {
 
 // ---- temperature ----------------------------------------------------------------------------------------
 
-using TemperatureTest = HardwareTest;
+using BoardTemperatureTest = HardwareTest;
 
-TEST_F(TemperatureTest, ASensorThatHolds45500Measures45Point5Degrees) {
+TEST_F(BoardTemperatureTest, ASensorThatHolds45500Measures45Point5Degrees) {
   switch_on();
   EXPECT_EQ(reply_after(7426, 0s), golden::kTemperature);
   board().expect_lines({"T1_TESTCODE_TEMP", "t1_sdk_tmp_test", "温度传感器测得当前温度：45.5 摄氏度"});
@@ -180,13 +180,13 @@ TEST_F(TemperatureTest, ASensorThatHolds45500Measures45Point5Degrees) {
                    "0.000000 read /proc/debug/temp1 32 = 6", "0.000000 close /proc/debug/temp1 = 0"}));
 }
 
-TEST_F(TemperatureTest, ASensorThatHoldsTextMeasuresZeroDegreesAndPasses) {
+TEST_F(BoardTemperatureTest, ASensorThatHoldsTextMeasuresZeroDegreesAndPasses) {
   switch_on({"--fault", "sensor 1 text hot stuff"});
   EXPECT_EQ(reply_after(7426, 0s), golden::kTemperature);
   board().lines_until("温度传感器测得当前温度：0.0 摄氏度");
 }
 
-TEST_F(TemperatureTest, ABoardWithoutSensorsFails) {
+TEST_F(BoardTemperatureTest, ABoardWithoutSensorsFails) {
   switch_on({"--fault", "sensors none"});
   EXPECT_EQ(reply_after(7426, 0s), golden::kTemperatureMissing);
   board().expect_lines({"T1_TESTCODE_TEMP", "t1_sdk_tmp_test", "未发现温度传感器", "fail num = 1"});
@@ -197,12 +197,12 @@ TEST_F(TemperatureTest, ABoardWithoutSensorsFails) {
   EXPECT_EQ(board().hardware_trace(), looks);
 }
 
-TEST_F(TemperatureTest, ASensorWithNumber21IsNotFound) {
+TEST_F(BoardTemperatureTest, ASensorWithNumber21IsNotFound) {
   switch_on({"--fault", "sensors none", "--fault", "sensor 21 text 45500"});
   EXPECT_EQ(reply_after(7426, 0s), golden::kTemperatureMissing);
 }
 
-TEST_F(TemperatureTest, ASensorThatCannotBeReadFails) {
+TEST_F(BoardTemperatureTest, ASensorThatCannotBeReadFails) {
   switch_on({"--fault", "sensor 1 unreadable"});
   board().expect_complaint("无法获取当前温度");
   EXPECT_EQ(reply_after(7426, 0s), golden::kTemperatureUnreadable);

@@ -1,8 +1,8 @@
 // Half an hour without a request, and the counter behind it.
 #include <chrono>
 
-#include "tests/e2e/golden.h"
 #include "tests/e2e/on_server.h"
+#include "tests/harness/golden.h"
 
 namespace {
 

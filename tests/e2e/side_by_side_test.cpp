@@ -129,13 +129,18 @@ TEST(SideBySideTest, ABoardThatRestartsPassesAndEnds) {
 
 TEST(SideBySideTest, ABoardWhoseTimeRunsByItselfIsTestedAndRestarts) {
   BoardUnderTest board({"--pace", "scaled", "--speed", "20"});
-  board.lines_until("T1 started!");
-  StationClient client(board.address(), {"7426", "-15"});
+  StationClient client(board.address(), {"7426", "-15", "--wait", "10"});
   EXPECT_EQ(client.exit_status(), 0);
   EXPECT_EQ(board.exit_status(), 0);
   const Lines lines = board.remaining_lines();
   ASSERT_FALSE(lines.empty());
   EXPECT_EQ(lines.back(), "boardsim: the board restarts");
+}
+
+TEST(SideBySideTest, AClientThatThePcLetsOpenNothingSaysSoAndGivesExitCode6) {
+  Child client({"/bin/sh", "-c", "ulimit -n 4; exec \"$0\" 127.0.0.1 run rtc", T1STATION_PROGRAM});
+  EXPECT_EQ(client.exit_status(), 6);
+  EXPECT_EQ(client.err(), "t1station: pipe: Too many open files\n");
 }
 
 // ---- launcher -------------------------------------------------------------------------------------------
@@ -154,7 +159,7 @@ const std::vector<Family> kFamilies = {
     {"rkd2", "0xa60a3", "2"},
 };
 
-TEST(LauncherTest, TheListNamesEveryFamilyWithItsCode) {
+TEST(LaunchedBoardTest, TheListNamesEveryFamilyWithItsCode) {
   Child launcher({BOARDSIM_PROGRAM, "--board", "list"});
   EXPECT_EQ(launcher.exit_status(), 0);
   const std::string list = launcher.rest();
@@ -167,14 +172,14 @@ TEST(LauncherTest, TheListNamesEveryFamilyWithItsCode) {
   EXPECT_EQ(launcher.err(), "");
 }
 
-TEST(LauncherTest, TheFirstLineNamesBoardCodeAndAddress) {
+TEST(LaunchedBoardTest, TheFirstLineNamesBoardCodeAndAddress) {
   BoardUnderTest board({"--board", "loop"});
   EXPECT_TRUE(std::regex_match(board.announcement(),
                                std::regex("boardsim: board loop \\(0x96c1\\) at 127\\.[0-9.]+:36001")))
       << board.announcement();
 }
 
-TEST(LauncherTest, EveryFamilyServesAStation) {
+TEST(LaunchedBoardTest, EveryFamilyServesAStation) {
   for (const Family& family : kFamilies) {
     SCOPED_TRACE(family.name);
     BoardUnderTest board({"--board", family.name});

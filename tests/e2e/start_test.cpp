@@ -102,7 +102,7 @@ TEST(ListeningTest, TheServerListensAgainForEachStation) {
   EXPECT_EQ(board.trace_of(" listen ").size(), 4U);
 }
 
-TEST(RestartTest, AServerStartsAgainAtOnceAfterAStationQuit) {
+TEST(ServerRestartTest, AServerStartsAgainAtOnceAfterAStationQuit) {
   for (int i = 0; i < 3; ++i) {
     BoardUnderTest board;
     Station station(board);
@@ -114,7 +114,7 @@ TEST(RestartTest, AServerStartsAgainAtOnceAfterAStationQuit) {
   }
 }
 
-TEST(RestartTest, AServerStartsAgainAtOnceAfterItEnded) {
+TEST(ServerRestartTest, AServerStartsAgainAtOnceAfterItEnded) {
   for (int i = 0; i < 3; ++i) {
     BoardUnderTest board;
     Station station(board);

@@ -12,8 +12,8 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "tests/e2e/golden.h"
 #include "tests/harness/gbk.h"
+#include "tests/harness/golden.h"
 #include "tests/harness/wire.h"
 
 namespace {
@@ -27,10 +27,10 @@ constexpr unsigned kTimeWait = 6;
 
 /// Looks every millisecond until `done` says so.
 template <typename Predicate>
-void wait_until(Predicate done, const char* what) {
+void wait_until(Predicate done, std::string_view awaited) {
   const auto end = std::chrono::steady_clock::now() + kPatience;
   while (!done()) {
-    if (std::chrono::steady_clock::now() > end) throw std::runtime_error(what);
+    if (std::chrono::steady_clock::now() > end) throw in_vain(awaited);
     poll(nullptr, 0, 1);
   }
 }
@@ -79,18 +79,6 @@ std::uint32_t length_in(std::string_view record) {
 
 }  // namespace
 
-std::string length_field(std::int32_t length) {
-  std::string bytes;
-  for (unsigned shift = 0; shift < 32; shift += 8) {
-    bytes += static_cast<char>(static_cast<std::uint32_t>(length) >> shift & 0xFF);
-  }
-  return bytes;
-}
-
-std::string record_of(std::string_view xml) {
-  return length_field(static_cast<std::int32_t>(xml.size())) + std::string(xml);
-}
-
 std::string request_of(int code) {
   return "<TestItem><TestCode>" + std::to_string(code) + "</TestCode></TestItem>";
 }
@@ -135,33 +123,31 @@ std::string Station::take_record() {
   return hex(record);
 }
 
-void Station::wait_for_more() {
-  if (ended_) throw std::runtime_error("the board has closed the connection");
+void Station::wait_for_more(std::string_view awaited) {
+  if (ended_) throw std::runtime_error("the board closed the connection before " + std::string(awaited));
   pollfd readable{socket_, POLLIN, 0};
   const auto patience = std::chrono::duration_cast<std::chrono::milliseconds>(kPatience);
-  if (poll(&readable, 1, static_cast<int>(patience.count())) < 1) {
-    throw std::runtime_error("the board sends nothing");
-  }
+  if (poll(&readable, 1, static_cast<int>(patience.count())) < 1) throw in_vain(awaited);
   ended_ = wire::receive(socket_, received_);
 }
 
-std::string Station::next_record() {
-  while (!has_whole_record()) wait_for_more();
+std::string Station::next_record(std::string_view awaited) {
+  while (!has_whole_record()) wait_for_more(awaited);
   return take_record();
 }
 
 std::string Station::next_reply(int& prompts) {
   for (;;) {
-    std::string record = next_record();
+    std::string record = next_record("a reply");
     if (record != golden::kPrompt) return record;
     ++prompts;
   }
 }
 
 void Station::take_greeting() {
-  next_record();
-  EXPECT_EQ(next_record(), golden::kMenu);
-  EXPECT_EQ(next_record(), golden::kPrompt);
+  next_record("the banner");
+  EXPECT_EQ(next_record("the menu"), golden::kMenu);
+  EXPECT_EQ(next_record("the first prompt"), golden::kPrompt);
 }
 
 std::vector<std::string> Station::pending() {
@@ -172,12 +158,15 @@ std::vector<std::string> Station::pending() {
 }
 
 void Station::expect_prompts(int count) {
-  for (int i = 0; i < count; ++i) EXPECT_EQ(next_record(), golden::kPrompt);
+  for (int i = 1; i <= count; ++i) {
+    const std::string place = std::to_string(i) + " of " + std::to_string(count);
+    EXPECT_EQ(next_record("prompt " + place), golden::kPrompt);
+  }
   EXPECT_EQ(pending(), std::vector<std::string>());
 }
 
 std::vector<std::string> Station::records_until_close() {
-  while (!ended_) wait_for_more();
+  while (!ended_) wait_for_more("the end of the connection");
   std::vector<std::string> records;
   while (has_whole_record()) records.push_back(take_record());
   EXPECT_EQ(received_, "") << "half a record";
@@ -191,13 +180,13 @@ bool Station::is_closed() {
 
 void Station::shut_down() {
   wire::shut_down_sending(socket_);
-  wait_until([this] { return state_of(socket_) != kFinWait1; }, "the board's end does not answer");
+  wait_until([this] { return state_of(socket_) != kFinWait1; }, "the board's end to see the close");
 }
 
 void Station::reset() {
   const sockaddr_in own = own_address(socket_);
   reset_at_once();
-  wait_until([&] { return !board_end_lives(address_, own); }, "the board's end does not break");
+  wait_until([&] { return !board_end_lives(address_, own); }, "the board's end to break");
 }
 
 void Station::reset_at_once() {

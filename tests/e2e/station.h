@@ -1,22 +1,18 @@
 // A station at the other end of the wire: plain sockets of the PC, bytes and records as they come.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "tests/e2e/board_under_test.h"
+#include "tests/harness/framing.h"
 
-/// The length field of a record, as it stands on the wire.
-std::string length_field(std::int32_t length);
-/// The record of a document: its length, then its bytes.
-std::string record_of(std::string_view xml);
 /// The XML of a request.
 std::string request_of(int code);
 
 /// A station. Records are hexadecimal digits of the whole record, length field and GBK text. What waits for
-/// the board throws std::runtime_error after kPatience.
+/// the board throws std::runtime_error, which names what was awaited, after kPatience.
 class Station {
  public:
   /// Connects as soon as the server listens.
@@ -36,7 +32,7 @@ class Station {
   void request(int code);
 
   /// Takes the next record. Waits for it.
-  std::string next_record();
+  std::string next_record(std::string_view awaited = "a reply");
   /// Takes the next record that is no prompt; counts the prompts before it.
   std::string next_reply(int& prompts);
   /// Takes what the board sends to every station: banner, menu and the first prompt.
@@ -60,7 +56,7 @@ class Station {
  private:
   bool has_whole_record() const;
   std::string take_record();
-  void wait_for_more();
+  void wait_for_more(std::string_view awaited);
 
   std::string address_;
   int socket_;

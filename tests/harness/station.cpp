@@ -28,16 +28,6 @@ std::string child_text(const pugi::xml_node& parent, const char* name) {
 
 }  // namespace
 
-std::string length_field(std::int32_t length) {
-  std::string bytes(kLengthSize, '\0');
-  std::memcpy(bytes.data(), &length, kLengthSize);
-  return bytes;
-}
-
-std::string record_of(std::string_view xml) {
-  return length_field(static_cast<std::int32_t>(xml.size())).append(xml);
-}
-
 Station::~Station() {
   if (socket_ >= 0) wire::close(socket_);
 }
@@ -66,20 +56,22 @@ void Station::request(int code, int parameter) {
 }
 
 void Station::shut_down() {
+  const bool served = wire::are_connected(socket_, g_iSockClient);
   wire::shut_down_sending(socket_);
-  wire::wait_until_ended(g_iSockClient);
+  if (served) wire::wait_until_ended(g_iSockClient);
 }
 
 void Station::reset() {
+  const bool served = wire::are_connected(socket_, g_iSockClient);
   wire::reset(socket_);
   socket_ = -1;
-  wire::wait_until_ended(g_iSockClient);
+  if (served) wire::wait_until_ended(g_iSockClient);
 }
 
 void Station::drain() {
   if (socket_ < 0) return;
   const auto read = [this] { return ended_ = wire::receive(socket_, received_); };
-  if (read()) return;
+  if (read() || !wire::are_connected(g_iSockClient, socket_)) return;
   wire::wait_until_delivered(g_iSockClient, socket_, read);
   read();
 }

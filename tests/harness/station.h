@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/harness/framing.h"
+
 /// A test's reply, decoded to UTF-8.
 struct Reply {
   int code = 0;             ///< TestCode
@@ -15,12 +17,6 @@ struct Reply {
   std::string description;  ///< Description
   std::string raw;          ///< the whole document as it came over the wire, in GBK
 };
-
-/// The length field of a record, as it stands on the wire.
-std::string length_field(std::int32_t length);
-
-/// The record of a document: its length, then its bytes.
-std::string record_of(std::string_view xml);
 
 /// A station's end of a TCP connection. Its system calls go around the simulated board, so that they
 /// appear in no trace, meet no fault and take no virtual time; they may be made inside Board::at events.

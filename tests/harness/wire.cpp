@@ -12,15 +12,37 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <stdexcept>
+#include <type_traits>
 
 namespace {
 
 /// How often, and in steps of a millisecond, the PC's network stack is looked at before giving up.
-constexpr int kLooks = 2000;
+constexpr int kLooks = 10000;
 
+/// The state of a connection that is none any more, as the kernel numbers it.
+constexpr unsigned kNotConnected = 7;
+
+[[noreturn]] void give_up(const std::string& awaited) {
+  throw std::runtime_error("waited 10 s in vain until " + awaited);
+}
+
+template <typename Argument>
+long word(Argument argument) {
+  if constexpr (std::is_pointer_v<Argument>) {
+    return reinterpret_cast<long>(argument);
+  } else if constexpr (std::is_null_pointer_v<Argument>) {
+    return 0;
+  } else {
+    return static_cast<long>(argument);
+  }
+}
+
+/// All six words are handed over: the simulated board, which passes the call on, looks at each.
 template <typename... Arguments>
 long call(long number, Arguments... arguments) {
-  return ::syscall(number, arguments...);
+  const std::array<long, 6> words = {word(arguments)...};
+  return ::syscall(number, words[0], words[1], words[2], words[3], words[4], words[5]);
 }
 
 int open_socket() {
@@ -41,6 +63,11 @@ void pause_briefly() {
 
 void set_option(int socket, int level, int option, const void* value, std::size_t size) {
   call(SYS_setsockopt, socket, level, option, value, size);
+}
+
+bool has_event(int socket, short events, int milliseconds) {
+  pollfd awaited = {.fd = socket, .events = events, .revents = 0};
+  return call(SYS_poll, &awaited, 1, milliseconds) > 0;
 }
 
 /// Whether `other` is connected with the address of `one`.
@@ -64,13 +91,26 @@ tcp_info info_of(int socket) {
 /// Whether the stack of `to` has received all that was sent at `from`. Acknowledgements are asked only when
 /// the other end is not at hand: they may be held back for a while.
 bool delivered(int from, int to) {
-  if (is_peer_of(from, to) && is_peer_of(to, from)) {
-    const tcp_info sender = info_of(from);
+  const tcp_info sender = info_of(from);
+  if (sender.tcpi_state == kNotConnected) return true;  // what has not arrived by now never will
+  if (wire::are_connected(from, to)) {
     return info_of(to).tcpi_bytes_received + sender.tcpi_bytes_retrans >=
            sender.tcpi_bytes_sent + sender.tcpi_notsent_bytes;
   }
   int unacknowledged = 0;
   return call(SYS_ioctl, from, TIOCOUTQ, &unacknowledged) != 0 || unacknowledged == 0;
+}
+
+/// Whether no room comes by itself any more: nothing is on its way, and the send buffer stays full even
+/// when the peer's window takes what it still can.
+bool is_full(int socket) {
+  if (has_event(socket, POLLOUT, 0)) return false;
+  const tcp_info sender = info_of(socket);
+  if (sender.tcpi_unacked > 0 || sender.tcpi_notsent_bytes == 0) return false;
+  unsigned buffer = 0;
+  socklen_t size = sizeof buffer;
+  call(SYS_getsockopt, socket, SOL_SOCKET, SO_SNDBUF, &buffer, &size);
+  return sender.tcpi_snd_wnd == 0 || sender.tcpi_notsent_bytes >= sender.tcpi_snd_wnd + buffer;
 }
 
 }  // namespace
@@ -122,14 +162,17 @@ bool receive(int socket, std::string& received) {
 }
 
 void fill(int socket) {
+  constexpr int smallest = 1;  // the kernel makes it as small as it can
+  set_option(socket, SOL_SOCKET, SO_SNDBUF, &smallest, sizeof smallest);
   const std::array<char, 65536> bytes = {};
-  pollfd writable = {.fd = socket, .events = POLLOUT, .revents = 0};
-  do {
+  for (int look = 0; look < kLooks; ++look) {
     while (call(SYS_sendto, socket, bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL, nullptr, 0) >
            0) {
     }
-    // What is on its way inside the PC makes room a little later.
-  } while (call(SYS_poll, &writable, 1, 20) > 0);
+    if (is_full(socket)) return;
+    pause_briefly();  // what is on its way inside the PC makes room a little later
+  }
+  give_up("a connection was full");
 }
 
 void shut_down_sending(int socket) {
@@ -154,17 +197,24 @@ bool is_free(const std::string& address, std::uint16_t port) {
   return free;
 }
 
+bool are_connected(int one, int other) {
+  return is_peer_of(one, other) && is_peer_of(other, one);
+}
+
 void wait_until_delivered(int from, int to, const std::function<bool()>& enough) {
-  for (int look = 0; look < kLooks && !delivered(from, to); ++look) {
-    if (enough && enough()) return;
-    if (!delivered(from, to)) pause_briefly();
+  for (int look = 0; look < kLooks; ++look) {
+    if (delivered(from, to) || (enough && enough())) return;
+    if (look > 0) pause_briefly();
   }
+  give_up("the other end had what was sent");
 }
 
 void wait_until_ended(int socket) {
-  if (socket < 0) return;
-  pollfd ended = {.fd = socket, .events = POLLRDHUP, .revents = 0};
-  call(SYS_poll, &ended, 1, 1000);
+  if (socket >= 0 && !has_event(socket, POLLRDHUP, kLooks)) give_up("a connection ended");
+}
+
+void wait_until_writable(int socket) {
+  if (!has_event(socket, POLLOUT, kLooks)) give_up("a connection took bytes again");
 }
 
 }  // namespace wire

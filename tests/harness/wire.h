@@ -16,7 +16,8 @@ int listen(std::uint16_t& port);
 bool send_all(int socket, std::string_view bytes);
 /// Appends what can be read at once to `received`. True when the peer has closed or broken the connection.
 bool receive(int socket, std::string& received);
-/// Sends until the peer takes no more for now.
+/// Fills the connection with zero bytes until nothing more goes out before the peer reads. The socket's send
+/// buffer is small from then on. Throws std::runtime_error when the connection takes bytes without end.
 void fill(int socket);
 void shut_down_sending(int socket);
 /// Closes with a reset.
@@ -25,10 +26,18 @@ void close(int socket);
 /// Whether a TCP socket without address reuse can be bound there now.
 bool is_free(const std::string& address, std::uint16_t port);
 
-/// Returns when everything that `from` sent stands in the receive buffer of `to`, its peer (either may be
-/// -1 or closed: then there is nothing to wait for), or when `enough` says so.
+/// Whether these two sockets are the two ends of one connection; false when one is -1 or closed.
+bool are_connected(int one, int other);
+
+// All waits throw std::runtime_error when what they wait for does not come within 10 s of the PC's time.
+
+/// Returns when everything that `from` sent stands in the receive buffer of `to`; when `to` is not its other
+/// end, as soon as the PC has received it; at once when `from` is -1, closed or broken, or when `enough` says
+/// so.
 void wait_until_delivered(int from, int to, const std::function<bool()>& enough = {});
 /// Returns when the peer's close or reset has reached `socket`; at once when that is no socket.
 void wait_until_ended(int socket);
+/// Returns when there is room in the socket's send buffer again.
+void wait_until_writable(int socket);
 
 }  // namespace wire

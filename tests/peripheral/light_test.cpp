@@ -66,6 +66,14 @@ TEST_F(LightTest, ARefusedPwmRecordIsSaidAndTheNodeIsClosed) {
   EXPECT_EQ(board.hardware_trace().back(), "close /dev/qznio = 0");
 }
 
+TEST_F(LightTest, APositiveResultSetsNoPwmChannelEither) {
+  board.fault("ioctl /dev/qznio 0x40044d02 result 5");
+  pwm record = {0, 10000, 5000};
+  EXPECT_EQ(light_set_pwm_param(&record), 0);
+  EXPECT_EQ(console.out(), "ioctl error,ret = 5\n");
+  EXPECT_EQ(board.hardware_trace().back(), "close /dev/qznio = 0");
+}
+
 TEST_F(LightTest, TheChannelIsAlwaysZeroAndTenPercentBecomeTwenty) {
   light_set_pwm_enable(3, 1, 10);
   EXPECT_EQ(requests(board), Lines{duty_request(2000)});
@@ -120,6 +128,14 @@ TEST_F(LightTest, AnRkdBoardSetsAPwmChannel) {
   EXPECT_EQ(board.hardware_trace(),
             (Lines{"open /dev/qznio = ok", "ioctl /dev/qznio 0x40044d02 {4, 100, 50} = 0",
                    "close /dev/qznio = 0"}));
+}
+
+TEST_F(LightTest, AnRkdBoardTakesAPositiveResultForSuccess) {
+  board.fault("ioctl /dev/qznio 0x40044d02 result 5");
+  board.fault("ioctl /dev/led result 5");
+  EXPECT_EQ(set_pwm_light_rkd(4, 100, 50), 0);
+  EXPECT_EQ(set_led_light_rkd(2, 1), 0);
+  EXPECT_EQ(console.out(), "");
 }
 
 TEST_F(LightTest, AnRkdBoardWithoutTheDriverSaysSo) {

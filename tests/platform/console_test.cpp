@@ -1,7 +1,8 @@
-// Making a terminal the system console. Only nodes of the simulated board and /dev/null are used here: a real
-// terminal would take the PC's own console.
+// Making a terminal the system console. Nodes of the simulated board stand for the terminal: a real one would
+// take the PC's own console.
 #include "t1_sdk/boardtest/platform/console.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -19,6 +20,14 @@ class SystemConsoleTest : public OnBoard {
   Console console;
 };
 
+TEST_F(SystemConsoleTest, ATerminalBecomesTheConsoleInSilence) {
+  board.fault("ioctl /dev/qznio 0x0000541d result 0");
+  EXPECT_EQ(setconsole("/dev/qznio"), 0);
+  EXPECT_EQ(console.out(), "");
+  EXPECT_EQ(board.hardware_trace(),
+            (Lines{"open /dev/qznio = ok", "ioctl /dev/qznio 0x0000541d {} = 0", "close /dev/qznio = 0"}));
+}
+
 TEST_F(SystemConsoleTest, ATerminalThatCannotBeOpenedIsNamed) {
   board.fault("open /dev/qznio ENXIO");
   EXPECT_EQ(setconsole("/dev/qznio"), 0);
@@ -30,13 +39,23 @@ TEST_F(SystemConsoleTest, ATerminalThatRefusesIsNamedWithTheReason) {
   board.fault("ioctl /dev/qznio 0x0000541d EPERM");
   EXPECT_EQ(setconsole("/dev/qznio"), 0);
   EXPECT_EQ(console.out(), "TIOCCONS[/dev/qznio]: failed,Operation not permitted\n");
-  ASSERT_EQ(board.hardware_trace().size(), 3U) << "opened, asked and closed";
+  ASSERT_EQ(board.hardware_trace().size(), 3U);
   EXPECT_EQ(board.trace().at(1).request, 0x541DU);
+  EXPECT_EQ(board.hardware_trace().back(), "close /dev/qznio = 0");
 }
 
-TEST_F(SystemConsoleTest, ADeviceThatIsNoTerminalIsRefused) {
-  EXPECT_EQ(setconsole("/dev/null"), 0);
-  EXPECT_EQ(console.out(), "TIOCCONS[/dev/null]: failed,Inappropriate ioctl for device\n");
+TEST_F(SystemConsoleTest, ADeviceThatIsNoTerminalIsNamedWithThatReason) {
+  board.fault("ioctl /dev/led 0x541d ENOTTY");
+  EXPECT_EQ(setconsole("/dev/led"), 0);
+  EXPECT_EQ(console.out(), "TIOCCONS[/dev/led]: failed,Inappropriate ioctl for device\n");
+  EXPECT_EQ(board.hardware_trace().back(), "close /dev/led = 0");
+}
+
+TEST_F(SystemConsoleTest, ATerminalThatReturnsAPositiveNumberCountsAsRefused) {
+  board.fault("ioctl /dev/qznio 0x541d result 5");
+  EXPECT_EQ(setconsole("/dev/qznio"), 0);
+  EXPECT_THAT(console.out(), testing::StartsWith("TIOCCONS[/dev/qznio]: failed,"));
+  EXPECT_EQ(board.hardware_trace().back(), "close /dev/qznio = 0");
 }
 
 TEST_F(SystemConsoleTest, DescriptorZeroCountsAsNotOpen) {

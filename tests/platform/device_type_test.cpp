@@ -195,6 +195,13 @@ TEST_P(DeviceQueryTest, ABlockThatCannotBeReadIsSaidAndTheNodeIsClosed) {
                                            "close /dev/qznio = 0"}));
 }
 
+TEST_P(DeviceQueryTest, APositiveResultFailsTheQueryToo) {
+  board.fault("ioctl /dev/qznio 0x80044801 result 5");
+  EXPECT_EQ(GetParam().ask(), GetParam().failure);
+  EXPECT_EQ(console.out(), "ioctl error,ret = 5\n");
+  EXPECT_EQ(board.hardware_trace().back(), "close /dev/qznio = 0");
+}
+
 TEST_P(DeviceQueryTest, AFailureIsForgottenByTheNextQuery) {
   const int healthy = GetParam().ask();
   board.fault("open /dev/qznio #1");

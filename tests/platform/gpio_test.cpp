@@ -90,6 +90,22 @@ TEST_F(GpioTest, AFailedRequestIsHandedBackAsItIs) {
   EXPECT_EQ(board.hardware_trace().size(), 4U) << "none is tried again";
 }
 
+TEST_F(GpioTest, APositiveResultIsHandedBackAsItIs) {
+  board.fault("ioctl /dev/qznio 0x40044701 result 5");
+  board.fault("ioctl /dev/qznio 0x40044702 result 6");
+  board.fault("ioctl /dev/qznio 0x40044704 result 7");
+  EXPECT_EQ(gpio_direction_input(fd, 28), 5);
+  EXPECT_EQ(gpio_direction_output(fd, 28, 1), 6);
+  EXPECT_EQ(gpio_set_value(fd, 28, 1), 7);
+}
+
+TEST_F(GpioTest, AReadWithAPositiveResultIsALevel) {
+  board.set_gpio_level(28, 1);
+  board.fault("ioctl /dev/qznio 0x80044703 #1 result 5");
+  EXPECT_EQ(gpio_get_value(fd, 28), 0) << "the level of the record, which the driver left as it was";
+  EXPECT_EQ(gpio_get_value(fd, 28), 1);
+}
+
 TEST_F(GpioTest, AFailedReadDoesNotPassForAHighLevel) {
   board.set_gpio_level(28, 1);
   board.fault("ioctl /dev/qznio 0x80044703 #1");

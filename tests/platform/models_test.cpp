@@ -81,10 +81,10 @@ TEST(ModelsTest, Board9608LiesBehindTheRangeAndHasEntry11OfItsOwn) {
   EXPECT_EQ(get_model_index(0x9608), 11);
 }
 
-TEST(ModelsTest, ANormalBoardMayLackAModelThatItsNeighbourHas) {
+TEST(ModelsTest, AKBoardMayLackAModel) {
   const Console console;
-  EXPECT_EQ(get_model_index(0x9713), 6);
-  EXPECT_EQ(get_model_index(0x9615), -1) << "a K board without a model";
+  EXPECT_EQ(get_model_index(0x9713), 6) << "a K board with one";
+  EXPECT_EQ(get_model_index(0x9615), -1) << "a K board without";
 }
 
 }  // namespace

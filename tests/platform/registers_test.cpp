@@ -71,6 +71,19 @@ TEST_F(RegistersTest, AnFpgaWriteThatFailsPassesInSilence) {
   EXPECT_EQ(board.hardware_trace(), (Lines{"ioctl /dev/fpga 0x40044603 {60, 1} = -1 EIO"}));
 }
 
+TEST_F(RegistersTest, PositiveResultsOfTheDriversAreIgnored) {
+  const OpenNode fpga(board, "/dev/fpga");
+  const OpenNode front_end(board, "/dev/tg");
+  board.fault("ioctl /dev/fpga result 5");
+  board.fault("ioctl /dev/tg result 5");
+  unsigned value = 7;
+  set_fpga(fpga.fd(), 0x3C, 1);
+  set_afe(front_end.fd(), 0x10, 1);
+  EXPECT_EQ(get_fpga(fpga.fd(), 0x3C, &value), 0);
+  EXPECT_EQ(value, 0U);
+  EXPECT_EQ(board.hardware_trace().size(), 3U);
+}
+
 TEST_F(RegistersTest, AFrontEndRegisterIsWritten) {
   const OpenNode front_end(board, "/dev/tg");
   set_afe(front_end.fd(), 0x10, 0xFFF);

@@ -75,6 +75,15 @@ TEST_F(Stm8Test, AFailedWriteNamesTheRegisterAndLeavesTheNodeOpen) {
   expect_open({"/dev/tcs"});
 }
 
+TEST_F(Stm8Test, APositiveResultIsNoFailure) {
+  board.fault("ioctl /dev/tcs result 5");
+  unsigned value = 9;
+  EXPECT_EQ(stm8_reg_read(0xAB, &value), 0);
+  EXPECT_EQ(value, 0U) << "the value that went in comes back";
+  EXPECT_EQ(stm8_reg_write(0xAB, 6), 0);
+  EXPECT_EQ(console.out(), "");
+}
+
 TEST_F(Stm8Test, EveryFailedRequestLeavesOneMoreNodeOpen) {
   board.fault("ioctl /dev/tcs");
   for (int time = 0; time < 3; ++time) EXPECT_EQ(stm8_reg_read(1, nullptr), -1);

@@ -36,6 +36,15 @@ TEST_F(ReportTest, ATestWithoutFailureReportsPass) {
   EXPECT_EQ(console.out(), "");
 }
 
+TEST_F(ReportTest, WithoutADescriptionATestHasSucceeded) {
+  TestReport report(1536, name.c_str());
+  EXPECT_EQ(hex(report.description()), "b2e2cad4b3c9b9a6");
+  EXPECT_EQ(utf8(report.description()), "测试成功");
+  report.send();
+  EXPECT_EQ(station.reply().value, "Pass");
+  EXPECT_EQ(station.reply().description, "测试成功");
+}
+
 TEST_F(ReportTest, ThePiecesOfAReplyComeInThisOrder) {
   TestReport report(-15, name.c_str(), succeeded.c_str());
   report.send();

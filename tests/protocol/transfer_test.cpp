@@ -6,7 +6,9 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <set>
 #include <string>
+#include <string_view>
 
 #include "t1_sdk/boardtest/protocol/message.h"
 #include "tests/harness/on_board.h"
@@ -31,7 +33,22 @@ class TransferTest : public OnBoard, public ::testing::WithParamInterface<bool> 
   void send_at(boardsim::Time when, const std::string& bytes) {
     board.at(start + when, [this, bytes] { station.send(bytes); });
   }
+  /// The station reads all that has arrived, until the board can send again.
+  void read_at_station(boardsim::Time when) {
+    board.at(start + when, [this] {
+      station.forget();
+      wire::wait_until_writable(g_iSockClient);
+    });
+  }
   boardsim::Time elapsed() const { return board.now() - start; }
+  /// The moments at which calls of that name were made.
+  std::set<boardsim::Time> times_of(std::string_view name) const {
+    std::set<boardsim::Time> times;
+    for (const boardsim::Call& call : board.trace()) {
+      if (call.name == name) times.insert(call.at - start);
+    }
+    return times;
+  }
 
   std::array<char, 64> buffer = {};
   StationLink station;
@@ -162,6 +179,15 @@ TEST_P(TransferTest, NoBufferToReadIntoIsRefusedBeforeAnyCall) {
   EXPECT_EQ(calls("select") + calls("recv"), 0U);
 }
 
+TEST_P(TransferTest, ASocketThatNoSelectCanWatchIsNotReadFrom) {
+  for (const int socket : {-1, INT32_MIN, 1024, INT32_MAX}) {
+    errno = 0;
+    EXPECT_EQ(tcp_readn(socket, buffer.data(), 4), -1) << socket;
+    EXPECT_EQ(errno, EBADF) << socket;
+  }
+  EXPECT_EQ(calls("select") + calls("recv"), 0U);
+}
+
 TEST_P(TransferTest, NothingToReadIsReadWithoutWaiting) {
   EXPECT_EQ(read(0), 0);
   EXPECT_EQ(elapsed(), 0s);
@@ -232,10 +258,37 @@ TEST_P(TransferTest, AStationThatNeverReadsIsGivenUpAfter100Seconds) {
 
 TEST_P(TransferTest, AStationThatReadsLateStillGetsItsBytes) {
   wire::fill(g_iSockClient);
-  board.at(start + 99s, [this] { station.forget(); });
+  read_at_station(99s);
   EXPECT_EQ(write("abcdef"), 6);
   EXPECT_EQ(station.bytes(), "abcdef");
   EXPECT_EQ(elapsed(), 99s);
+}
+
+TEST_P(TransferTest, AStationThatReadsALittleNowAndThenStillGetsItsBytes) {
+  board.fault("send #1+ short 16384");
+  wire::fill(g_iSockClient);
+  for (int second = 1; second < 100; ++second) read_at_station(1s * second);
+  EXPECT_EQ(write(std::string(1 << 20, 'x')), 1 << 20);
+  EXPECT_GE(times_of("send").size(), 2U) << "there was more than one wait";
+  EXPECT_LT(elapsed(), 100s);
+}
+
+TEST_P(TransferTest, AStationThatReadsTooLittleDoesNotExtendThe100Seconds) {
+  board.fault("send #1+ short 16384");
+  wire::fill(g_iSockClient);
+  for (const auto when : {30s, 60s, 90s, 120s, 150s}) read_at_station(when);
+  EXPECT_EQ(write(std::string(16 << 20, 'x')), -1);
+  EXPECT_GE(times_of("send").size(), 3U) << "something went out after each of three waits";
+  EXPECT_EQ(elapsed(), 100s);
+}
+
+TEST_P(TransferTest, ASocketThatNoSelectCanWatchIsNotWrittenTo) {
+  for (const int socket : {-1, INT32_MIN, 1024, INT32_MAX}) {
+    errno = 0;
+    EXPECT_EQ(tcp_writen(socket, buffer.data(), 4), -1) << socket;
+    EXPECT_EQ(errno, EBADF) << socket;
+  }
+  EXPECT_EQ(calls("select") + calls("send"), 0U);
 }
 
 TEST_P(TransferTest, NothingToSendFromIsRefusedBeforeAnyCall) {

@@ -2,14 +2,17 @@
 #include "t1_sdk/boardtest/service/heartbeat.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <unistd.h>
 #include <string>
 
 #include "t1_sdk/boardtest/protocol/message.h"
 #include "tests/harness/console.h"
 #include "tests/harness/gbk.h"
+#include "tests/harness/golden.h"
 #include "tests/harness/on_board.h"
 #include "tests/harness/station_link.h"
+#include "tests/harness/wire.h"
 
 namespace {
 
@@ -25,20 +28,12 @@ class HeartbeatTest : public OnBoard {
   boardsim::Time start = board.now();
 };
 
-// The whole record of one prompt.
-constexpr char kPrompt[] =
-    "aa0000003c3f786d6c2076657273696f6e3d22312e302220656e636f64696e673d2247424b223f3e"
-    "0d0a3c546573744974656d3e0d0a3c54657374436f64653e3235353c2f54657374436f64653e0d0a"
-    "3c526573756c744e756d3e313c2f526573756c744e756d3e0d0a3c54657374436f6e746578743e0a"
-    "c7ebd1a1d4f1b2e2cad4cfee28c4acc8cfd6b53d30293a200a3c2f54657374436f6e746578743e0d"
-    "0a3c2f546573744974656d3e0d0a";
-
 // ---- the thread's body ------------------------------------------------------------------
 
 TEST_F(HeartbeatTest, APromptHasTheseBytes) {
   board.fault("send #2 EPIPE");
   EXPECT_EQ(HeartBeatThread(nullptr), nullptr);
-  EXPECT_EQ(hex(station.bytes()), kPrompt);
+  EXPECT_EQ(hex(station.bytes()), golden::kPrompt);
 }
 
 TEST_F(HeartbeatTest, APromptReadsLikeThis) {
@@ -100,6 +95,62 @@ TEST_F(HeartbeatTest, TheReplyThatIsUnderConstructionIsLeftAlone) {
   board.fault("send #2 EPIPE");
   HeartBeatThread(nullptr);
   EXPECT_EQ(msg.GetDoc(), "<TestItem/>");
+}
+
+// ---- being ended ------------------------------------------------------------------------
+
+class EndedHeartbeatTest : public HeartbeatTest {
+ protected:
+  void start_thread() { ASSERT_EQ(pthread_create(&thread, nullptr, HeartBeatThread, nullptr), 0); }
+  /// Waits for the thread's end, which is to come in its pause.
+  void expect_end_in_pause() {
+    void* result = nullptr;
+    ASSERT_EQ(pthread_join(thread, &result), 0);
+    EXPECT_EQ(result, PTHREAD_CANCELED);
+  }
+
+  pthread_t thread{};
+};
+
+TEST_F(EndedHeartbeatTest, AHeartbeatInItsPauseEndsAtOnce) {
+  start_thread();
+  sleep(7);
+  pthread_cancel(thread);
+  expect_end_in_pause();
+  EXPECT_EQ(elapsed(), 7s);
+  EXPECT_EQ(prompts(), 2U);
+}
+
+TEST_F(EndedHeartbeatTest, AHeartbeatThatWaitsInItsSendFirstSendsTheWholePromptAndEndsInItsPause) {
+  wire::fill(g_iSockClient);
+  start_thread();
+  sleep(2);
+  pthread_cancel(thread);
+  sleep(20);
+  EXPECT_EQ(board.live_threads(), 1) << "it is not ended inside its send";
+
+  station.bytes();  // makes room
+  wire::wait_until_writable(g_iSockClient);
+  expect_end_in_pause();
+  EXPECT_EQ(elapsed(), 22s) << "it does not sleep first";
+  std::string received = station.bytes();
+  received.erase(0, received.find_first_not_of('\0'));  // what filled the connection
+  EXPECT_EQ(hex(received), golden::kPrompt);
+}
+
+TEST_F(EndedHeartbeatTest, AfterAHeartbeatThatWasEndedBehindItsSendRepliesGoOut) {
+  wire::fill(g_iSockClient);
+  start_thread();
+  sleep(2);
+  pthread_cancel(thread);
+  station.bytes();  // makes room
+  wire::wait_until_writable(g_iSockClient);
+  expect_end_in_pause();
+  station.forget();
+  msg.SetDoc("<TestItem/>");
+  EXPECT_EQ(tcp_send_xml_msg(&msg), 0);
+  EXPECT_EQ(station.records(), std::vector<std::string>{"<TestItem/>"});
+  EXPECT_EQ(elapsed(), 2s);
 }
 
 // ---- the heartbeat of a connection ------------------------------------------------------

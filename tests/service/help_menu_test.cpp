@@ -7,6 +7,7 @@
 #include "t1_sdk/boardtest/protocol/message.h"
 #include "tests/harness/console.h"
 #include "tests/harness/gbk.h"
+#include "tests/harness/golden.h"
 #include "tests/harness/on_board.h"
 #include "tests/harness/station_link.h"
 
@@ -27,19 +28,9 @@ class HelpMenuTest : public OnBoard {
   t1_cmd kept_[3];
 };
 
-// The whole record: title, help and quit; ResultNum says 19 and means nothing.
-constexpr char kMenu[] =
-    "f70000003c3f786d6c2076657273696f6e3d22312e302220656e636f64696e673d2247424b223f3e"
-    "0d0a3c546573744974656d3e0d0a3c54657374436f64653e3235353c2f54657374436f64653e0d0a"
-    "3c526573756c744e756d3e31393c2f526573756c744e756d3e0d0a3c54657374436f6e746578743e"
-    "0a0954312074657374206d656e753a0a3c2f54657374436f6e746578743e0d0a3c54657374436f6e"
-    "746578743e095b685d20b0efd6fab2cbb5a50a3c2f54657374436f6e746578743e0d0a3c54657374"
-    "436f6e746578743e095b715d20cdcbb3f6b2e2cad40a3c2f54657374436f6e746578743e0d0a3c2f"
-    "546573744974656d3e0d0a";
-
 TEST_F(HelpMenuTest, TheMenuShowsItsTitleHelpAndQuitInOneRecord) {
   EXPECT_EQ(send_help_info(g_iSockClient), 0);
-  EXPECT_EQ(hex(station.bytes()), kMenu);
+  EXPECT_EQ(hex(station.bytes()), golden::kMenu) << "ResultNum says 19 and means nothing";
   EXPECT_EQ(console.out(), "");
 }
 

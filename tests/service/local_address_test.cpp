@@ -70,26 +70,33 @@ TEST_F(LocalAddressTest, ABoardWithoutEth0IsReachedOverWlan0) {
 }
 
 TEST_F(LocalAddressTest, ABoardThatWasNeverConfiguredIsReachedOverWlan0) {
-  board.set_interface("eth0", kFallbackAddress);
+  board.set_interface("eth0", "198.51.100.64");
   board.set_interface("wlan0", "127.1.1.1");
   EXPECT_EQ(dotted(get_local_ipaddr()), "127.1.1.1");
   EXPECT_EQ(console.out(), "");
 }
 
 TEST_F(LocalAddressTest, TheFallbackAddressIsComparedOverTenCharacters) {
+  EXPECT_STREQ(kFallbackAddress, "198.51.100.64");
   EXPECT_EQ(kFallbackCompared, 10);
-  const std::string prefix = std::string(kFallbackAddress).substr(0, 10);
   board.set_interface("wlan0", "127.1.1.1");
+  // Its neighbours begin with the same ten characters.
+  for (const char* neighbour : {"198.51.100.64", "198.51.100.7", "198.51.100.65", "198.51.100.255"}) {
+    board.set_interface("eth0", neighbour);
+    EXPECT_EQ(dotted(get_local_ipaddr()), "127.1.1.1") << neighbour;
+  }
   // One that differs within the ten characters is an address like any other.
-  const std::string other = prefix.substr(0, 8) + (prefix[8] == '9' ? '8' : '9');
-  board.set_interface("eth0", other);
-  EXPECT_EQ(dotted(get_local_ipaddr()), other);
+  for (const char* other : {"198.51.10.7", "198.51.10.64", "198.51.101.64", "198.52.100.64"}) {
+    board.set_interface("eth0", other);
+    EXPECT_EQ(dotted(get_local_ipaddr()), other);
+  }
+  EXPECT_EQ(console.out(), "");
 }
 
 TEST_F(LocalAddressTest, TheFallbackAddressOnWlan0IsTakenAsItIs) {
   board.set_interface("eth0", "");
-  board.set_interface("wlan0", kFallbackAddress);
-  EXPECT_EQ(dotted(get_local_ipaddr()), kFallbackAddress);
+  board.set_interface("wlan0", "198.51.100.64");
+  EXPECT_EQ(dotted(get_local_ipaddr()), "198.51.100.64");
 }
 
 TEST_F(LocalAddressTest, ABoardWithoutAnyAddressBindsToAll) {
@@ -105,7 +112,7 @@ TEST_F(LocalAddressTest, ABoardWithoutAnyAddressBindsToAll) {
 }
 
 TEST_F(LocalAddressTest, AnUnconfiguredBoardWithoutWlan0BindsToAll) {
-  board.set_interface("eth0", kFallbackAddress);
+  board.set_interface("eth0", "198.51.100.64");
   EXPECT_EQ(get_local_ipaddr(), 0U);
   EXPECT_THAT(
       console.lines(),

@@ -5,6 +5,7 @@
 #include <array>
 #include <climits>
 #include <string>
+#include <vector>
 
 #include "t1_sdk/boardtest/protocol/message.h"
 #include "t1_sdk/boardtest/service/server.h"
@@ -186,16 +187,49 @@ TEST_F(ReceiveTest, AHalfLengthIsJudgedLikeAWholeOne) {
   EXPECT_TRUE(buffer_is_untouched());
 }
 
-TEST_F(ReceiveTest, AHalfLengthNeverReachesBeyondTheBuffer) {
-  for (const std::string& bytes : {std::string("\x01"), std::string("\xff"), std::string("\x01\x02"),
-                                   std::string("\x00\x02", 2), std::string("\x01\x02\x00", 3)}) {
-    StationLink other;
-    other.send(bytes);
-    other.shut_down();
-    EXPECT_LE(receive(), kMaxRequest) << hex(bytes);
-    EXPECT_TRUE(buffer_is_untouched()) << hex(bytes);
-  }
+/// Some bytes of a length, and what a close behind them makes of it.
+struct PartOfALength {
+  std::vector<unsigned char> bytes;
+  int result;
+};
+
+class PartOfALengthTest : public ReceiveTest, public ::testing::WithParamInterface<PartOfALength> {};
+
+std::string wire_text(const std::vector<unsigned char>& bytes) {
+  return {bytes.begin(), bytes.end()};
 }
+
+TEST_P(PartOfALengthTest, IsTakenForTheWholeLengthAndNeverReachesBeyondTheBuffer) {
+  station.send(wire_text(GetParam().bytes));
+  station.shut_down();
+  EXPECT_EQ(receive(), GetParam().result);
+  if (GetParam().result == -1) {
+    EXPECT_THAT(console.out(), MatchesRegex(kSendError));
+  } else {
+    EXPECT_EQ(console.out(), "RECV COMMANDS:\n\n");
+  }
+  EXPECT_TRUE(buffer_is_untouched());
+  EXPECT_EQ(g_iTimeCount, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Bytes, PartOfALengthTest,
+                         ::testing::ValuesIn(std::vector<PartOfALength>{
+                             {{0x00}, 0},
+                             {{0x01}, 1},
+                             {{0xff}, 255},
+                             {{0x00, 0x00}, 0},
+                             {{0x00, 0x01}, 256},
+                             {{0xff, 0x01}, 511},
+                             {{0x00, 0x02}, 512},
+                             {{0x01, 0x02}, -1},
+                             {{0xff, 0xff}, -1},
+                             {{0x05, 0x00, 0x00}, 5},
+                             {{0x00, 0x02, 0x00}, 512},
+                             {{0x01, 0x02, 0x00}, -1},
+                             {{0x00, 0x00, 0x01}, -1},
+                             {{0xff, 0xff, 0xff}, -1},
+                         }),
+                         [](const auto& row) { return hex(wire_text(row.param.bytes)); });
 
 TEST_F(ReceiveTest, AHalfLengthIsNoIdleWait) {
   station.send("\x05");

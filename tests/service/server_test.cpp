@@ -150,6 +150,25 @@ TEST_F(ServerTest, QuitClosesTheConnectionOneSecondLater) {
                                            "recv q command", "accept client failed!"));
 }
 
+TEST_F(ServerTest, TheSocketOfAConnectionThatHasEndedKeepsItsNumberUntilTheNextStation) {
+  int connected = -1;
+  int ended = -1;
+  Station& first = connect_at(0s);
+  at(1s, [&] {
+    connected = g_iSockClient;
+    first.request(kQuit);
+  });
+  at(20s, [&] {
+    EXPECT_TRUE(first.closed_by_board());
+    ended = g_iSockClient;
+  });
+  connect_at(30s, [](Station& self) { self.request(kQuit); });
+  run();
+  EXPECT_GE(connected, 0);
+  EXPECT_EQ(ended, connected);
+  EXPECT_EQ(printed("recv q command"), 2) << "the old number does not hinder the next station";
+}
+
 TEST_F(ServerTest, AnUnknownCodeIsNotAnsweredAndTheConnectionGoesOn) {
   Station& station = connect_at(0s, [](Station& self) {
     self.request(1);

@@ -92,6 +92,22 @@ TEST_F(AppTest, ARequestWaitsForBannerAndMenu) {
   EXPECT_EQ(run({board.address(), "run", "rtc"}), 0);
 }
 
+TEST_F(AppTest, ARestartBeforeOtherTestsIsWarnedOf) {
+  const std::string warning =
+      "t1station: restart is not the last test: the board will be gone for those behind it\n";
+  const std::string restart_pass = reply(-15, "x", "Pass", "");
+  {
+    FakeBoard board({{sends(greeting()), hears(), sends(restart_pass), awaits_close()}});
+    EXPECT_EQ(run({board.address(), "run", "restart", "rtc"}), 6);
+    EXPECT_TRUE(err().starts_with(warning)) << err();
+    EXPECT_EQ(board.requests(), std::vector<std::string>{document(-15)});
+  }
+  err_.str("");
+  FakeBoard board({{sends(greeting()), hears(), sends(rtc_pass()), hears(), sends(restart_pass)}});
+  EXPECT_EQ(run({board.address(), "run", "rtc", "restart"}), 0);
+  EXPECT_EQ(err().find("not the last"), std::string::npos) << err();
+}
+
 TEST_F(AppTest, AFailGivesExitCode1) {
   FakeBoard board({{sends(greeting()), hears(), sends(rtc_fail), hears()}});
   EXPECT_EQ(run({board.address(), "run", "rtc"}), 1);

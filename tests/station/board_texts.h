@@ -1,9 +1,9 @@
 // What boards say, as GBK bytes, and the records that carry it. Written independently of any board's sources.
 #pragma once
 
-#include <cstdint>
 #include <string>
-#include <vector>
+
+#include "tests/harness/framing.h"
 
 namespace board_texts {
 
@@ -22,20 +22,11 @@ inline const std::string prompt = "\n请选择测试项(默认值=0): \n";
 inline const std::string title_gbk =
     "*           VELTRONIX IPC \xCD\xE2\xC9\xE8\xB2\xE2\xCA\xD4\xB3\xCC\xD0\xF2           *\n";
 inline const std::string title = "*           VELTRONIX IPC 外设测试程序           *\n";
-inline const std::string help_gbk = "\t[h] \xB0\xEF\xD6\xFA\xB2\xCB\xB5\xA5\n";
-inline const std::string quit_gbk = "\t[q] \xCD\xCB\xB3\xF6\xB2\xE2\xCA\xD4\n";
 // clang-format on
-
-/// A length field of four bytes, then the document.
-std::string record(const std::string& document);
-/// Only a length field.
-std::string length_field(std::int32_t length);
 
 /// A reply as a document, texts as GBK bytes. An empty description becomes an empty element.
 std::string reply_document(int code, const std::string& name_gbk, const std::string& value,
                            const std::string& description_gbk);
-/// Banner, menu or heartbeat as a document.
-std::string service_document(int result_num, const std::vector<std::string>& lines_gbk);
 
 std::string banner();     ///< the banner's record
 std::string menu();       ///< the menu's record
@@ -44,7 +35,7 @@ std::string greeting();   ///< banner and menu in one piece
 /// A reply's record.
 std::string reply(int code, const std::string& name_gbk, const std::string& value,
                   const std::string& description_gbk);
-/// The clock's "Pass".
+/// The record of the clock's "Pass".
 std::string rtc_pass();
 /// A request's record.
 std::string request(int code);

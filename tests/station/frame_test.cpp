@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "station/errors.h"
-#include "tests/station/board_texts.h"
+#include "tests/harness/framing.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ TEST(FrameTest, ARequestOf512BytesGoesOutAndOneOf513DoesNot) {
 }
 
 TEST(FrameTest, ABoardsBytesSplitAnywhereComeOutAsTheSameRecords) {
-  const std::string stream = board_texts::record("first") + board_texts::record("second one");
+  const std::string stream = record_of("first") + record_of("second one");
   for (std::size_t cut = 0; cut <= stream.size(); ++cut) {
     RecordReader reader;
     std::vector<std::string> documents;
@@ -40,7 +40,7 @@ TEST(FrameTest, ABoardsBytesSplitAnywhereComeOutAsTheSameRecords) {
 TEST(FrameTest, ABoardThatSendsByteByByteIsUnderstood) {
   RecordReader reader;
   std::string found;
-  for (const char byte : board_texts::record("<TestItem/>")) {
+  for (const char byte : record_of("<TestItem/>")) {
     EXPECT_EQ(found, "");
     reader.feed(std::string(1, byte));
     if (const auto document = reader.next()) found = *document;
@@ -57,9 +57,9 @@ TEST(FrameTest, ThreeBytesOfALengthAreNoRecordYet) {
 
 TEST(FrameTest, ABoardsRecordOf2048BytesIsTakenAndOneOf2049IsNot) {
   RecordReader reader;
-  reader.feed(board_texts::record(std::string(2048, 'x')));
+  reader.feed(record_of(std::string(2048, 'x')));
   EXPECT_EQ(reader.next().value_or("").size(), 2048U);
-  reader.feed(board_texts::length_field(2049));
+  reader.feed(length_field(2049));
   EXPECT_THROW(reader.next(), ProtocolError);
 }
 
@@ -67,16 +67,16 @@ TEST(FrameTest, LengthsThatNoBoardCanSendAreRefusedAtOnce) {
   for (const std::int32_t length :
        {0, -1, -5, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()}) {
     RecordReader reader;
-    reader.feed(board_texts::length_field(length));
+    reader.feed(length_field(length));
     EXPECT_THROW(reader.next(), ProtocolError) << length;
   }
 }
 
 TEST(FrameTest, AfterABadLengthNothingOfABoardIsReadAnyMore) {
   RecordReader reader;
-  reader.feed(board_texts::length_field(-1));
+  reader.feed(length_field(-1));
   EXPECT_THROW(reader.next(), ProtocolError);
-  reader.feed(board_texts::record("<TestItem/>"));
+  reader.feed(record_of("<TestItem/>"));
   EXPECT_THROW(reader.next(), ProtocolError);
 }
 

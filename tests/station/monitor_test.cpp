@@ -59,7 +59,7 @@ TEST_F(MonitorTest, WatchingEndsAfterTheRecordsAsked) {
 }
 
 TEST_F(MonitorTest, ARecordThatCannotBeReadIsShownAndWatchingGoesOn) {
-  EXPECT_EQ(watch({bytes_after(0, record("\xFF\xFF") + heartbeat())}, {std::nullopt, 2}), 6);
+  EXPECT_EQ(watch({bytes_after(0, record_of("\xFF\xFF") + heartbeat())}, {std::nullopt, 2}), 6);
   EXPECT_EQ(out_.str(),
             "     0.0 s  unreadable record of 2 bytes: the document is no GBK text: byte 0 of 2 is wrong\n"
             "     0.0 s  message of 1 line\n            请选择测试项(默认值=0): \n");

@@ -215,8 +215,8 @@ TEST_F(RunnerTest, NothingCountsAsPassedWithoutACompleteMatchingReply) {
       reply(1536, rtc_name_gbk, "Pass&#0;", success_gbk),
       rtc_pass().substr(0, rtc_pass().size() - 1),
       heartbeat(),
-      record("<TestItem><TestCode>1536</TestCode><Value>Pass</Value></TestItem>"),
-      record("Pass"),
+      record_of("<TestItem><TestCode>1536</TestCode><Value>Pass</Value></TestItem>"),
+      record_of("Pass"),
       length_field(-4) + "Pass",
   };
   for (const std::string& answer : answers) {

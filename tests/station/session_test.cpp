@@ -37,7 +37,7 @@ TEST_F(SessionTest, BannerAndMenuOpenAConnection) {
   ScriptedLink link(clock_, {bytes_after(0.1, banner()), bytes_after(0.1, menu())});
   const std::vector<ServiceMessage> greeting = Session(link, clock_).greet(10);
   ASSERT_EQ(greeting.size(), 2U);
-  EXPECT_EQ(greeting[0].lines.at(3), "BUILD: Mar 29 2019-22:09:55");
+  EXPECT_EQ(greeting[0].lines.at(3), "BUILD: Mar 29 2019-22:09:55\n");
   EXPECT_EQ(greeting[1].lines.at(0), "\n\tT1 test menu:\n");
 }
 
@@ -92,7 +92,7 @@ TEST_F(SessionTest, AParameterTravelsWithTheRequest) {
   ScriptedLink link(clock_, {}, {{bytes_after(1, reply(9728, "x", "Pass", "y"))}});
   Session(link, clock_).run({9728, 120, 30}, [](double) {});
   EXPECT_EQ(link.sent.at(0),
-            record("<TestItem><TestCode>9728</TestCode><Parameters>120</Parameters></TestItem>"));
+            record_of("<TestItem><TestCode>9728</TestCode><Parameters>120</Parameters></TestItem>"));
 }
 
 TEST_F(SessionTest, ACodeThatTheBoardDoesNotKnowTimesOutThoughHeartbeatsGoOn) {
@@ -136,7 +136,7 @@ TEST_F(SessionTest, RecordsOfImpossibleLengthEndATest) {
 
 TEST_F(SessionTest, InvalidXmlAndInvalidGbkEndATest) {
   for (const std::string& document : {std::string("<TestItem><TestCode>1536"), std::string("\xFF\xFF")}) {
-    ScriptedLink link(clock_, {}, {{bytes_after(1, record(document))}});
+    ScriptedLink link(clock_, {}, {{bytes_after(1, record_of(document))}});
     EXPECT_THROW(run(link), ProtocolError);
   }
 }

@@ -15,14 +15,14 @@ using t1station::gbk_to_utf8;
 using t1station::lines_of;
 using t1station::pad_to_width;
 
-TEST(TextTest, ABoardsGbkBecomesReadableChinese) {
+TEST(BoardTextTest, ABoardsGbkBecomesReadableChinese) {
   EXPECT_EQ(gbk_to_utf8(board_texts::rtc_name_gbk), board_texts::rtc_name);
   EXPECT_EQ(gbk_to_utf8(board_texts::prompt_gbk), board_texts::prompt);
   EXPECT_EQ(gbk_to_utf8(board_texts::title_gbk), board_texts::title);
   EXPECT_EQ(gbk_to_utf8(""), "");
 }
 
-TEST(TextTest, EveryGbkCharacterOfTwoBytesIsAcceptedOrRefusedWithoutHarm) {
+TEST(BoardTextTest, EveryGbkCharacterOfTwoBytesIsAcceptedOrRefusedWithoutHarm) {
   std::size_t accepted = 0;
   for (int lead = 0x80; lead <= 0xFF; ++lead) {
     for (int trail = 0; trail <= 0xFF; ++trail) {
@@ -37,7 +37,7 @@ TEST(TextTest, EveryGbkCharacterOfTwoBytesIsAcceptedOrRefusedWithoutHarm) {
   EXPECT_GT(accepted, 20000U);
 }
 
-TEST(TextTest, ABoardThatSendsNoGbkIsFoundOutWithThePosition) {
+TEST(BoardTextTest, ABoardThatSendsNoGbkIsFoundOutWithThePosition) {
   try {
     gbk_to_utf8("ok\xFF\xFF");
     FAIL() << "accepted";
@@ -52,14 +52,14 @@ TEST(TextTest, ABoardThatSendsNoGbkIsFoundOutWithThePosition) {
   }
 }
 
-TEST(TextTest, ABoardCannotSteerTheStationsTerminal) {
+TEST(BoardTextTest, ABoardCannotSteerTheStationsTerminal) {
   EXPECT_EQ(clean_text("a\x1b[2Jb"), "a\uFFFD[2Jb");
   EXPECT_EQ(clean_text("a\x7F\u009Bb"), "a\uFFFD\uFFFDb");
   EXPECT_EQ(clean_text("a\u202Eb"), "a\uFFFDb");
   EXPECT_EQ(clean_text("a\tb\r\nc"), "a\tb\nc");
 }
 
-TEST(TextTest, BytesThatAreNoCharacterAreReplacedOneByOne) {
+TEST(BoardTextTest, BytesThatAreNoCharacterAreReplacedOneByOne) {
   EXPECT_EQ(clean_text("a\xFF"), "a\uFFFD");
   EXPECT_EQ(clean_text("\xE6\xB5"), "\uFFFD\uFFFD");            // half a character
   EXPECT_EQ(clean_text("\xC0\x80"), "\uFFFD\uFFFD");            // zero, written too long
@@ -68,7 +68,7 @@ TEST(TextTest, BytesThatAreNoCharacterAreReplacedOneByOne) {
   EXPECT_EQ(clean_text("\xF0\x9F\x98\x80"), "\xF0\x9F\x98\x80");
 }
 
-TEST(TextTest, ChineseCharactersTakeTwoColumnsAndLatinOnesOne) {
+TEST(BoardTextTest, ChineseCharactersTakeTwoColumnsAndLatinOnesOne) {
   EXPECT_EQ(display_width("RTC clock"), 9U);
   EXPECT_EQ(display_width(board_texts::rtc_name), 11U);
   EXPECT_EQ(display_width("，。（）"), 8U);
@@ -76,7 +76,7 @@ TEST(TextTest, ChineseCharactersTakeTwoColumnsAndLatinOnesOne) {
   EXPECT_EQ(display_width(""), 0U);
 }
 
-TEST(TextTest, TextsArePaddedAndCutByColumnsNotByBytes) {
+TEST(BoardTextTest, TextsArePaddedAndCutByColumnsNotByBytes) {
   EXPECT_EQ(pad_to_width("测试", 6), "测试  ");
   EXPECT_EQ(pad_to_width("测试", 3), "测试");
   EXPECT_EQ(cut_to_width("测试RTC", 5), "测试R");
@@ -84,14 +84,14 @@ TEST(TextTest, TextsArePaddedAndCutByColumnsNotByBytes) {
   EXPECT_EQ(cut_to_width("RTC", 0), "");
 }
 
-TEST(TextTest, EmptyLinesAroundABoardsTextAreLeftOut) {
+TEST(BoardTextTest, EmptyLinesAroundABoardsTextAreLeftOut) {
   EXPECT_EQ(lines_of("\n\na\n\nb\n\n"), (std::vector<std::string>{"a", "", "b"}));
   EXPECT_EQ(lines_of("a"), std::vector<std::string>{"a"});
   EXPECT_TRUE(lines_of("\n").empty());
   EXPECT_TRUE(lines_of("").empty());
 }
 
-TEST(TextTest, SecondsAreShownWithOneDigitBehindThePoint) {
+TEST(BoardTextTest, SecondsAreShownWithOneDigitBehindThePoint) {
   EXPECT_EQ(t1station::seconds_text(6), "6.0");
   EXPECT_EQ(t1station::seconds_text(12.34), "12.3");
 }

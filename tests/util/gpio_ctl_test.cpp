@@ -146,6 +146,35 @@ TEST_F(GpioCtlTest, AFilterThatDoesNotTurnToNightIsSaid) {
   EXPECT_EQ(console.out(), "<T1> DBG:night ICR failed!\n");
 }
 
+TEST_F(GpioCtlTest, AReadWithAPositiveResultIsNoFailure) {
+  board.fault("ioctl /dev/qznio 0x8004680b result 5");
+  int value = 7;
+  EXPECT_EQ(gpio_get_value(fd, 29, &value), 0);
+  EXPECT_EQ(value, -1) << "the level that went in comes back";
+  EXPECT_EQ(console.out(), "");
+}
+
+TEST_F(GpioCtlTest, ADirectionWithAPositiveResultIsNotSet) {
+  board.fault("ioctl /dev/qznio 0x4004680d result 5");
+  board.fault("ioctl /dev/qznio 0x4004680e result 5");
+  gpio_ctl line = {38, 1};
+  EXPECT_EQ(gpio_set_dir_input(fd, &line), -1);
+  EXPECT_EQ(console.out(), "<T1> DBG:set gpio pin 38 's direction to input failure!\n");
+  console.clear();
+  EXPECT_EQ(gpio_set_dir_output(fd, &line), -1);
+  EXPECT_EQ(console.out(), "<T1> DBG:set gpio pin 38 's direction to input failure!\n");
+}
+
+TEST_F(GpioCtlTest, AFilterWithAPositiveResultDoesNotTurn) {
+  board.fault("ioctl /dev/qznio 0x40046831 result 5");
+  board.fault("ioctl /dev/qznio 0x40046832 result 5");
+  EXPECT_EQ(day_icr(fd, 120), -1);
+  EXPECT_EQ(console.out(), "<T1> DBG:day ICR failed!\n");
+  console.clear();
+  EXPECT_EQ(night_icr(fd, 120), -1);
+  EXPECT_EQ(console.out(), "<T1> DBG:night ICR failed!\n");
+}
+
 TEST_F(GpioCtlTest, NoFailedRequestIsTriedAgain) {
   board.fault("ioctl /dev/qznio");
   int value = 0;

@@ -105,6 +105,22 @@ TEST_F(XmlNavigationTest, ResultDoesNotStopOnResultItemAndResultItemNotOnResult)
   EXPECT_FALSE(doc.FindChildElem("Result"));
 }
 
+TEST_F(XmlNavigationTest, AmongSiblingsResultDoesNotStopOnResultItemNorResultItemOnResult) {
+  ASSERT_TRUE(doc.SetDoc("<T><ResultItem/><Result/><Result/><ResultItem/><Result/></T>"));
+  ASSERT_TRUE(doc.FindElem("T"));
+  ASSERT_TRUE(doc.IntoElem());
+  ASSERT_TRUE(doc.FindElem("Result"));
+  EXPECT_EQ(doc.GetTagName(), "Result");
+  ASSERT_TRUE(doc.FindElem("ResultItem"));
+  EXPECT_EQ(doc.GetTagName(), "ResultItem");
+  EXPECT_FALSE(doc.FindElem("ResultItem")) << "only a Result is left";
+  doc.ResetMainPos();
+  ASSERT_TRUE(doc.FindElem("ResultItem"));
+  ASSERT_TRUE(doc.FindElem("ResultItem")) << "the two Results between them are passed over";
+  ASSERT_TRUE(doc.FindElem("Result"));
+  EXPECT_FALSE(doc.FindElem()) << "that was the last element";
+}
+
 TEST_F(XmlNavigationTest, ANameMayCarryMoreBehindABlankEqualsSlashOrSquareBracket) {
   for (const char* name : {"b", "b ", "b x", "b=2", "b/d", "b[1]"}) {
     doc.ResetPos();

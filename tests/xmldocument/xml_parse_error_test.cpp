@@ -120,9 +120,22 @@ TEST_F(XmlParseErrorTest, ABlankBeforeAQuestionOrExclamationMarkIsInvalidAndDoes
   }
 }
 
-TEST_F(XmlParseErrorTest, AnEndTagAtTheTopMakesNoDocument) {
+TEST_F(XmlParseErrorTest, AnEndTagAtTheTopIsNotADocumentButHasNoErrorText) {
   EXPECT_EQ(error_of("</a>"), "");
   EXPECT_EQ(error_of("text</a><b/>"), "");
+}
+
+TEST_F(XmlParseErrorTest, AnEndTagAtTheTopForgetsTheErrorOfTheTextBefore) {
+  EXPECT_EQ(error_of("<a><b></a>"), "End tag does not correspond to b");
+  EXPECT_EQ(error_of("</a>"), "");
+}
+
+TEST_F(XmlParseErrorTest, AnEmptyTextForgetsTheErrorOfTheTextBefore) {
+  for (const char* nothing : {"", static_cast<const char*>(nullptr)}) {
+    EXPECT_EQ(error_of("<a"), "End of tag not found");
+    EXPECT_FALSE(doc.SetDoc(nothing));
+    EXPECT_EQ(doc.m_strError, "");
+  }
 }
 
 // --- Any bytes at all ---

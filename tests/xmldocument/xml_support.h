@@ -11,6 +11,25 @@
 
 namespace xml_support {
 
+/// A document whose inner operations a test can call.
+class OpenDocument : public XmlDocument {
+ public:
+  using XmlDocument::x_AddElem;
+  using XmlDocument::x_Adjust;
+  using XmlDocument::x_Elem;
+  using XmlDocument::x_GetFreePos;
+  using XmlDocument::x_ParseElem;
+  using XmlDocument::x_ParseNode;
+  using XmlDocument::x_TextToDoc;
+
+  /// The index entry that the next element takes.
+  int next_free() {
+    const int index = x_GetFreePos();
+    x_ReleasePos();
+    return index;
+  }
+};
+
 /// The four byte offsets of one element.
 struct Place {
   int start_l = 0;

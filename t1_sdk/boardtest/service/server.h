@@ -1,8 +1,8 @@
 // The test server: listens on TCP port 36001, serves one station after the other.
 #pragma once
 
-/// Empty receive waits of 100 seconds since the last known test code; 18 of them close the connection. Unknown
-/// codes and new connections do not reset it.
+/// Empty receive waits of 100 seconds since the last known test code; 18 of them close the connection.
+/// Unknown codes and new connections do not reset it.
 extern int g_iTimeCount;
 
 /// The size of the receive buffer and the longest request, in bytes.

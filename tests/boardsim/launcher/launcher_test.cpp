@@ -40,6 +40,12 @@ class LauncherTest : public testing::Test {
     command.insert(command.end(), arguments.begin(), arguments.end());
     return command;
   }
+  /// A loopback address that other processes with these tests do not use; `number` is 0 to 9.
+  static std::string address(int number) {
+    const unsigned id = static_cast<unsigned>(getpid()) % 65536;
+    return "127." + std::to_string(50 + number) + "." + std::to_string(id / 256) + "." +
+           std::to_string(id % 256);
+  }
   std::string file(const std::string& name) const { return folder_ / name; }
   static std::string contents(const std::string& path) {
     std::ostringstream text;
@@ -62,9 +68,9 @@ class LauncherTest : public testing::Test {
 };
 
 TEST_F(LauncherTest, TheFirstLineNamesTheBoardAndItsAddress) {
-  Process process(launch({"--board", "loop", "--address", "127.77.1.9"}, {"exit", "0"}));
+  Process process(launch({"--board", "loop", "--address", address(0)}, {"exit", "0"}));
   EXPECT_EQ(process.wait(), 0);
-  EXPECT_EQ(process.out, "boardsim: board loop (0x96c1) at 127.77.1.9:36001\n");
+  EXPECT_EQ(process.out, "boardsim: board loop (0x96c1) at " + address(0) + ":36001\n");
 }
 
 TEST_F(LauncherTest, EndsWithTheProgramsExitStatus) {
@@ -189,15 +195,15 @@ TEST_F(LauncherTest, TheProgramSeesNothingOfTheLauncherInItsEnvironment) {
 }
 
 TEST_F(LauncherTest, TimeRunsAsManyTimesFasterAsAsked) {
-  Process process(launch({"--speed", "10000"}, {"measure"}));
-  EXPECT_EQ(process.wait(), 0);
-  EXPECT_GE(std::stoi(program_output(process)), 99) << "100 s by the board's clock, a moment by the PC's";
+  Process process(launch({"--speed", "1000000"}, {"measure"}));
+  ASSERT_EQ(process.wait(), 0) << "more than a day by the board's clock, a moment by the PC's";
+  EXPECT_GE(std::stol(program_output(process)), 99'999);
 }
 
 TEST_F(LauncherTest, InVirtualTimeASleepIsOverAtOnce) {
   Process process(launch({"--pace", "virtual"}, {"measure"}));
   EXPECT_EQ(process.wait(), 0);
-  EXPECT_EQ(program_output(process), "100\n");
+  EXPECT_EQ(program_output(process), "100000\n");
 }
 
 TEST_F(LauncherTest, ChineseOutputIsShownAsUtf8) {
@@ -254,11 +260,32 @@ TEST_F(LauncherTest, AnAddressOutsideOfLoopbackIsRefused) {
 }
 
 TEST_F(LauncherTest, AnAddressThatABoardHasIsNotGivenTwice) {
-  Process first(launch({"--address", "127.77.2.9"}, {"wait"}));
+  Process first(launch({"--address", address(0)}, {"wait"}));
   ASSERT_TRUE(first.wait_for("waiting\n"));
-  Process second(launch({"--address", "127.77.2.9"}, {"exit", "0"}));
+  Process second(launch({"--address", address(0)}, {"exit", "0"}));
   EXPECT_EQ(second.wait(), 70);
-  EXPECT_NE(second.err.find("127.77.2.9 is in use"), std::string::npos) << second.err;
+  EXPECT_NE(second.err.find(address(0) + " is in use"), std::string::npos) << second.err;
+}
+
+TEST_F(LauncherTest, AnInterfaceOutsideOfLoopbackIsAUsageError) {
+  for (const Words& options : {Words{"--interface", "eth0=192.0.2.1"}, Words{"--interface", "wlan0=x"},
+                               Words{"--fault", "interface eth0 192.0.2.1"}}) {
+    Process process(launch(options, {"exit", "0"}));
+    EXPECT_EQ(process.wait(), 64) << options.back();
+    EXPECT_NE(process.err.find("interface: "), std::string::npos) << process.err;
+  }
+}
+
+TEST_F(LauncherTest, AFaultOnANodeThatTheBoardLacksIsAUsageError) {
+  Process process(launch({"--fault", "open /dev/rtcc"}, {"exit", "0"}));
+  EXPECT_EQ(process.wait(), 64);
+  EXPECT_NE(process.err.find("the board has no /dev/rtcc; it has "), std::string::npos) << process.err;
+}
+
+TEST_F(LauncherTest, ABrokenPipeEndsAProgramThatDoesNotCareForIt) {
+  Process process(launch({}, {"broken-pipe"}));
+  EXPECT_EQ(process.wait(), 128 + SIGPIPE);
+  EXPECT_EQ(program_output(process), "");
 }
 
 std::string exchange(const std::string& address, const std::string& text) {
@@ -278,15 +305,54 @@ std::string exchange(const std::string& address, const std::string& text) {
 }
 
 TEST_F(LauncherTest, TwoBoardsRunSideBySideOnOnePort) {
-  setenv("PROBE_ADDRESS", "127.77.3.1", 1);
-  Process one(launch({"--address", "127.77.3.1", "--control", file("one")}, {"echo"}));
+  Process one(launch({"--address", address(1), "--control", file("one")}, {"echo"}));
   ASSERT_TRUE(one.wait_for(":36001\n"));
-  setenv("PROBE_ADDRESS", "127.77.3.2", 1);
-  Process two(launch({"--board", "loop", "--address", "127.77.3.2", "--control", file("two")}, {"echo"}));
+  Process two(launch({"--board", "loop", "--address", address(2), "--control", file("two")}, {"echo"}));
   ASSERT_TRUE(two.wait_for(":36001\n"));
   for (const char* name : {"one", "two"}) boardsim::ControlClient(file(name)).settle();
-  EXPECT_EQ(exchange("127.77.3.2", "to two"), "to two");
-  EXPECT_EQ(exchange("127.77.3.1", "to one"), "to one");
+  EXPECT_EQ(exchange(address(2), "to two"), "to two");
+  EXPECT_EQ(exchange(address(1), "to one"), "to one");
+  EXPECT_EQ(one.wait(), 0);
+  EXPECT_EQ(two.wait(), 0);
+}
+
+/// How a board is given its addresses, and where its program is to be found then.
+struct Addresses {
+  std::string name;
+  Words options;
+  int found_at;
+};
+
+TEST_F(LauncherTest, TheAnnouncedAddressIsTheOneThatTheProgramServes) {
+  const Words none{"--fault", "interface eth0 none"};
+  const std::vector<Addresses> boards{
+      {"eth0", {}, 0},
+      {"eth0 by option", {"--interface", "eth0=" + address(1)}, 1},
+      {"eth0 by fault", {"--fault", "interface eth0 " + address(1)}, 1},
+      {"wlan0", {"--interface", "eth0=none", "--interface", "wlan0=" + address(1)}, 1},
+      {"wlan0 by faults", {none[0], none[1], "--fault", "interface wlan0 " + address(1)}, 1},
+      {"no interface", none, 0},
+  };
+  for (const Addresses& board : boards) {
+    Words options{"--address", address(0), "--control", file("control")};
+    options.insert(options.end(), board.options.begin(), board.options.end());
+    Process process(launch(options, {"echo"}));
+    ASSERT_TRUE(process.wait_for(":36001\n")) << board.name;
+    EXPECT_EQ(address_in(process.out), address(board.found_at)) << board.name;
+    boardsim::ControlClient(file("control")).settle();
+    EXPECT_EQ(exchange(address(board.found_at), "hello"), "hello") << board.name;
+    EXPECT_EQ(process.wait(), 0) << board.name;
+  }
+}
+
+TEST_F(LauncherTest, BoardsWithoutInterfacesRunSideBySideToo) {
+  Process one(launch({"--fault", "interface eth0 none", "--control", file("one")}, {"echo"}));
+  ASSERT_TRUE(one.wait_for(":36001\n"));
+  Process two(launch({"--fault", "interface eth0 none", "--control", file("two")}, {"echo"}));
+  ASSERT_TRUE(two.wait_for(":36001\n"));
+  for (const char* name : {"one", "two"}) boardsim::ControlClient(file(name)).settle();
+  EXPECT_EQ(exchange(address_in(two.out), "to two"), "to two");
+  EXPECT_EQ(exchange(address_in(one.out), "to one"), "to one");
   EXPECT_EQ(one.wait(), 0);
   EXPECT_EQ(two.wait(), 0);
 }

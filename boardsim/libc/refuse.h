@@ -1,0 +1,8 @@
+// Answers a call that no program on a board makes.
+#pragma once
+
+#include "boardsim/core/state.h"
+
+/// Where the program makes `call`, it is reported and not performed: returns -1. Goes on for everybody else.
+#define BOARDSIM_REFUSE(call) \
+  if (const boardsim::Entered board; board) return board->refuse(#call)
