@@ -138,7 +138,7 @@ TEST(SideBySideTest, ABoardWhoseTimeRunsByItselfIsTestedAndRestarts) {
 }
 
 TEST(SideBySideTest, AClientThatThePcLetsOpenNothingSaysSoAndGivesExitCode6) {
-  Child client({"/bin/sh", "-c", "ulimit -n 4; exec \"$0\" 127.0.0.1 run rtc", T1STATION_PROGRAM});
+  Child client({"/bin/sh", "-c", "exec 3>&-; ulimit -n 4; exec \"$0\" 127.0.0.1 run rtc", T1STATION_PROGRAM});
   EXPECT_EQ(client.exit_status(), 6);
   EXPECT_EQ(client.err(), "t1station: pipe: Too many open files\n");
 }
