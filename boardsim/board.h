@@ -23,10 +23,11 @@ using Time = std::chrono::microseconds;
 /// One board family that can be simulated.
 struct Family {
   std::string_view name;  ///< "normal", "k", "63xx", "68xx", "68xx-fpga", "6444", "6444-j", "loop", "loop-c",
-                          ///< "ma", "65xx", "rkd1", "rkd2"
+                          ///< "ma", "65xx", "65xx-level", "rkd1", "rkd2"
   std::uint32_t type;     ///< device type code the boot block carries
   std::uint8_t alarm_outputs;    ///< number of alarm outputs in the boot block
   std::string_view description;  ///< one line for `boardsim --board list`
+  bool level_inputs = false;     ///< 65xx boards: eight of the ten alarm inputs are level inputs
 };
 
 /// All families, in the order in which `boardsim --board list` names them.
@@ -47,7 +48,8 @@ struct Call {
   /// The call without its time, as it stands in a trace file, for example
   /// "open /dev/rtc = ok", "open /dev/rtc = -1 ENODEV", "ioctl /dev/qznio 0x40044d02 {0, 10000, 5000} = 0",
   /// "ioctl /dev/qznio 0x80044801 {} = 0", "close /dev/qznio = 0", "sleep 10", "usleep 500000",
-  /// "reboot 0x1234567 = 0", "stat /proc/debug/temp1 = 0", "read /proc/debug/temp1 32 = 6".
+  /// "reboot 0x1234567 = 0", "system dayICR = 0", "stat /proc/debug/temp1 = 0",
+  /// "read /proc/debug/temp1 32 = 6".
   /// A request that only reads shows {} unless the device says which words of its record go in.
   std::string text() const;
   /// text() behind the virtual time in seconds: "0.200000 open /dev/rtc = ok".
@@ -110,10 +112,12 @@ class Board {
   ///   "socket|bind|listen|accept|select|recv|send|connect [#N[+]] [ERRNO]"   network calls;
   ///                                          "recv #2 short 1": a short count
   ///   "thread [#N[+]] [ERRNO]"               pthread_create fails
+  ///   "system [#N[+]] [ERRNO]"               a shell command of the board fails
   ///   "interface eth0 none", "interface eth0 192.0.2.1"   an interface without address, or with another
-  /// and the words of the devices, listed in docs/simulator-devices.md: "rtc stopped",
-  /// "rtc seconds 57 58 59 0 1 2", "gpio 26 stuck high", "sensors none", "sensor 1 text 45500" ...
-  /// ERRNO defaults to ENODEV for open, EIO elsewhere. NODE is one that the board has.
+  /// and the words of the devices and of the jig, listed in docs/simulator-devices.md: "rtc stopped",
+  /// "gpio 26 stuck high", "sensors none", "input T3 stuck low", "wire T2 cut", "short T1 T2", "output F1
+  /// dead", "motor rejects move 2", "home switch never" ... ERRNO defaults to ENODEV for open, EIO elsewhere.
+  /// NODE is one that the board has.
   void fault(std::string_view text);
   /// Takes all faults away again; counts start anew.
   void clear_faults();
@@ -138,6 +142,33 @@ class Board {
   void remove_sensors();
   /// The clock answers these seconds, one a read, then goes on with the last ("rtc seconds ..." as a call).
   void set_rtc_seconds(std::vector<int> seconds);
+
+  // ---- alarm lines and their jig -----------------------------------------------------------
+  bool test_control() const;  ///< whether I/O test control (/dev/qznitc) is on
+  /// What /dev/alarm was last set to, one bit an alarm output from bit 0 on.
+  std::uint32_t alarm_state() const;
+  /// Whether the program drives an output of the jig in place, "F1" ... (its coil, not its contacts: a dead
+  /// output counts as driven). Throws std::invalid_argument for an output that this jig lacks.
+  bool output_driven(std::string_view output) const;
+  /// Level, 0 or 1, that the program reads on an input of the jig in place: "T1" ... "SYNC". Throws
+  /// std::invalid_argument for an input that this jig lacks.
+  int input_level(std::string_view input) const;
+  /// Name of the jig in place, as in docs/simulator-devices.md: "5in3out", "8in9out" ...
+  std::string_view jig() const;
+  /// Plugs a jig in and leaves it there ("jig NAME" as a call). "auto", as after switching on, goes by what
+  /// the program drives while test control is on. Throws std::invalid_argument for a jig that does not fit
+  /// this board.
+  void set_jig(std::string_view name);
+
+  // ---- IR-cut filter ----------------------------------------------------------------------
+  /// Where the filter stands.
+  enum class Filter : std::uint8_t { unset, day, night };
+  /// Where the electromagnetic filter (lines 86 to 88) or the board's shell commands put it last.
+  Filter filter() const;
+  /// Where the stepped motor of lines 110, 111 and 113 stands, in quarters of a step from its home stop.
+  int stepper_position() const;
+  unsigned motor_moves() const;        ///< number of moves that /dev/motor carried out
+  std::uint32_t motor_travel() const;  ///< argument of the last of them, 0 before
 
   // ---- network --------------------------------------------------------------------------
   /// What SIOCGIFADDR answers for an interface ("eth0", "wlan0"); an empty address removes it. Throws

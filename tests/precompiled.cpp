@@ -1,2 +1,4 @@
 // Carries the headers that all tests share; never run.
-int main() { return 0; }
+int main() {
+  return 0;
+}

@@ -173,6 +173,56 @@ void Board::set_rtc_seconds(std::vector<int> seconds) {
   state_->devices.rtc.set_seconds(std::move(seconds));
 }
 
+bool Board::test_control() const {
+  const Access access(*state_);
+  return state_->devices.test_control.is_on();
+}
+
+std::uint32_t Board::alarm_state() const {
+  const Access access(*state_);
+  return state_->devices.alarm.state();
+}
+
+bool Board::output_driven(std::string_view output) const {
+  const Access access(*state_);
+  return state_->devices.bench.output_driven(output);
+}
+
+int Board::input_level(std::string_view input) const {
+  const Access access(*state_);
+  return state_->devices.bench.input_level(input);
+}
+
+std::string_view Board::jig() const {
+  const Access access(*state_);
+  return state_->devices.bench.jig().name;
+}
+
+void Board::set_jig(std::string_view name) {
+  const Access access(*state_);
+  state_->devices.bench.set_jig(name);
+}
+
+Board::Filter Board::filter() const {
+  const Access access(*state_);
+  return state_->devices.ir_filter.side();
+}
+
+int Board::stepper_position() const {
+  const Access access(*state_);
+  return state_->devices.ir_filter.position();
+}
+
+unsigned Board::motor_moves() const {
+  const Access access(*state_);
+  return state_->devices.motor.moves();
+}
+
+std::uint32_t Board::motor_travel() const {
+  const Access access(*state_);
+  return state_->devices.motor.travel();
+}
+
 void Board::set_interface(std::string_view name, std::string_view address) {
   const Access access(*state_);
   state_->set_interface(name, address);

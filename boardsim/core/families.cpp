@@ -21,6 +21,7 @@ constexpr Family kFamilies[] = {
     {"loop-c",    0x96C4,  2, "loop board, variant c"},
     {"ma",        0xA6001, 2, "MA, 61xx"},
     {"65xx",      0x9C0A,  2, "65xx"},
+    {"65xx-level", 0x9C0A, 2, "65xx with level inputs", true},
     {"rkd1",      0xA60A0, 2, "RKD, first variant, close to 68xx"},
     {"rkd2",      0xA60A3, 2, "RKD, second variant, close to 68xx, with an LED"},
 };
@@ -98,6 +99,13 @@ BootBlock make_boot_block(const Family& family) {
 void set_boot_type(BootBlock& block, std::uint32_t code) {
   put(block, kTypeHigh, 2, code >> 16);
   put(block, kTypeLow, 2, code & 0xFFFF);
+}
+
+std::uint32_t boot_type(const BootBlock& block) {
+  const auto half = [&block](std::size_t offset) {
+    return std::uint32_t{block[offset]} | std::uint32_t{block[offset + 1]} << 8;
+  };
+  return half(kTypeHigh) << 16 | half(kTypeLow);
 }
 
 void set_boot_alarm_outputs(BootBlock& block, std::uint8_t count) {

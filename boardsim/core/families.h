@@ -23,6 +23,8 @@ BootBlock make_boot_block(const Family& family);
 
 /// Writes a composite device type code: the high half at offset 28, the low half at offset 100.
 void set_boot_type(BootBlock& block, std::uint32_t code);
+/// The composite device type code of a boot block.
+std::uint32_t boot_type(const BootBlock& block);
 /// Writes the number of alarm outputs (offset 90).
 void set_boot_alarm_outputs(BootBlock& block, std::uint8_t count);
 

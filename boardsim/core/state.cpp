@@ -28,6 +28,7 @@ std::vector<std::string_view> split(std::string_view text) {
 Board::State::State(const Family& family, Pace pace, double speed)
     : clock(pace, speed), devices([this] { return clock.now(); }) {
   devices.general_io.boot_block() = make_boot_block(family);
+  devices.bench.set_level_inputs(family.level_inputs);
 }
 
 bool Board::State::sleep(std::string_view name, std::vector<std::uint32_t> length, Time span) {
@@ -45,6 +46,22 @@ int Board::State::reboot(std::uint32_t command) {
   finish(begin("reboot", "", {command}), Subject::hardware, 0, 0);
   if (conduct.after_reboot) conduct.after_reboot();
   return 0;
+}
+
+int Board::State::system(const char* command) {
+  {
+    const std::lock_guard lock(mutex);
+    Call call = begin("system", command == nullptr ? "" : command);
+    const auto done = [&](int result, int error) {
+      return static_cast<int>(finish(std::move(call), Subject::hardware, result, error));
+    };
+    if (IrFilter::is_command(call.node)) {
+      if (const auto faulty = call_faults.meet("system")) return done(-1, faulty->error);
+      devices.ir_filter.run(call.node);
+      return done(0, 0);
+    }
+  }
+  return refuse("system");
 }
 
 int Board::State::refuse(std::string_view call) {

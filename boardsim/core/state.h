@@ -79,6 +79,8 @@ struct Board::State {
   /// Waits for virtual time; false when a signal came first.
   bool sleep(std::string_view name, std::vector<std::uint32_t> length, Time span);
   int reboot(std::uint32_t command);
+  /// Runs a shell command of the board; any other is refused.
+  int system(const char* command);
   /// A call that no board's program makes: reported, never performed. Returns -1 with EPERM.
   int refuse(std::string_view call);
   void fault(std::string_view text);

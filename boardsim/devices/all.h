@@ -4,19 +4,25 @@
 #include <sys/types.h>
 #include <array>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "boardsim/board.h"
 #include "boardsim/core/device.h"
+#include "boardsim/devices/alarm.h"
 #include "boardsim/devices/fpga.h"
 #include "boardsim/devices/general_io.h"
+#include "boardsim/devices/ir_filter.h"
 #include "boardsim/devices/led.h"
+#include "boardsim/devices/motor.h"
 #include "boardsim/devices/rtc.h"
 #include "boardsim/devices/stm8.h"
 #include "boardsim/devices/temperature.h"
+#include "boardsim/devices/test_control.h"
 #include "boardsim/devices/timing_generator.h"
+#include "boardsim/jigs/bench.h"
 
 namespace boardsim {
 
@@ -31,6 +37,11 @@ struct Devices {
   Stm8 stm8;
   Led led;
   Rtc rtc;
+  Alarm alarm;
+  TestControl test_control;
+  Motor motor;
+  IrFilter ir_filter;
+  Bench bench;
   TemperatureSensors sensors;
 
   /// The device at a path, or null: "/dev/qznio", "/proc/debug/temp1" ...
@@ -51,11 +62,17 @@ struct Devices {
   static std::string_view fault_help();
 
  private:
+  /// What hangs on a GPIO line, if anything.
+  std::optional<int> hanging_on(unsigned line) const;
+  std::uint32_t driven(Driver driver, std::uint32_t number) const;
+  std::uint32_t type() const;
+  void connect();
+
   struct Node {
     std::string_view path;
     Device* device;
   };
-  std::array<Node, 6> nodes_;
+  std::array<Node, 9> nodes_;
 };
 
 }  // namespace boardsim

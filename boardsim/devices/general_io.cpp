@@ -84,6 +84,7 @@ Answer GeneralIo::gpio(std::uint32_t request, void* record) {
   } else {
     line.driven = word(record, 1) != 0 ? 1 : 0;
     if (request != kWrite) line.direction = Direction::output;
+    if (watcher_) watcher_(number);
   }
   return Answer::ok();
 }
@@ -114,12 +115,22 @@ bool GeneralIo::fault(const std::vector<std::string_view>& words) {
 int GeneralIo::level(unsigned line) const {
   const Line& it = lines_.at(line);
   if (const auto stuck = stuck_.find(line); stuck != stuck_.end()) return stuck->second;
+  if (outside_ && !it.held && it.direction != Direction::output) {
+    if (const auto hanging = outside_(line)) return *hanging;
+  }
   return it.direction == Direction::input ? it.outside : it.driven;
+}
+
+int GeneralIo::driven(unsigned line) const {
+  const Line& it = lines_.at(line);
+  if (const auto stuck = stuck_.find(line); stuck != stuck_.end()) return stuck->second;
+  return it.direction == Direction::input ? 0 : it.driven;
 }
 
 void GeneralIo::set_level(unsigned line, int level) {
   Line& it = lines_.at(line);
   it.outside = level != 0 ? 1 : 0;
+  it.held = true;
   if (it.direction == Direction::unset) it.driven = it.outside;
 }
 

@@ -4,8 +4,11 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <map>
+#include <optional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "boardsim/board.h"
@@ -32,14 +35,23 @@ class GeneralIo : public Device {
   void clear_faults() override { stuck_.clear(); }
 
   BootBlock& boot_block() { return boot_block_; }
+  const BootBlock& boot_block() const { return boot_block_; }
 
   /// Level of a line, 0 or 1: that of a stuck line whatever happens, that of the outside on an input, what
   /// the program drives on an output. On a line without a direction the last one who set it wins. Throws
-  /// std::out_of_range for a line that the board lacks, as the next two do.
+  /// std::out_of_range for a line that the board lacks, as the next three do.
   int level(unsigned line) const;
-  /// Drives a line from outside, 0 or 1. Against an output it has no effect until the line becomes an input.
+  /// Drives a line from outside, 0 or 1. Against an output it has no effect until the line becomes an input;
+  /// against what hangs on the line it wins from then on.
   void set_level(unsigned line, int level);
   Direction direction(unsigned line) const;
+  /// Level to which the program drives a line, 0 for an input; that of a stuck line whatever happens.
+  int driven(unsigned line) const;
+
+  /// Asked for the level of every line that is no output: what hangs on it, or nothing where nothing does.
+  void on_read(std::function<std::optional<int>(unsigned line)> outside) { outside_ = std::move(outside); }
+  /// Called whenever the program has set the level of a line, or made it an output.
+  void on_drive(std::function<void(unsigned line)> watcher) { watcher_ = std::move(watcher); }
 
   /// What a PWM channel was last set to; zeros before that.
   Board::Pwm pwm(std::int32_t channel) const;
@@ -50,8 +62,9 @@ class GeneralIo : public Device {
  private:
   struct Line {
     Direction direction = Direction::unset;
-    int outside = 0;  ///< level applied from outside
-    int driven = 0;   ///< level the board drives, or would drive were it an output
+    int outside = 0;    ///< level applied from outside
+    int driven = 0;     ///< level the board drives, or would drive were it an output
+    bool held = false;  ///< driven from outside by hand, whatever hangs on it
   };
 
   Answer gpio(std::uint32_t request, void* record);
@@ -64,6 +77,8 @@ class GeneralIo : public Device {
   std::map<std::int32_t, Board::Pwm> pwm_;
   IrCut ir_cut_ = IrCut::unset;
   std::uint32_t ir_cut_steps_ = 0;
+  std::function<std::optional<int>(unsigned)> outside_{};
+  std::function<void(unsigned)> watcher_{};
 };
 
 }  // namespace boardsim

@@ -18,6 +18,7 @@ Answer RegisterDevice::ioctl(std::uint32_t request, void* argument) {
   if (argument == nullptr) return Answer::fails(EFAULT);
   if (writes) {
     set_reg(word(argument, 0), word(argument, 1));
+    if (watcher_) watcher_(word(argument, 0), word(argument, 1));
   } else {
     set_word(argument, 1, reg(word(argument, 0)));
   }

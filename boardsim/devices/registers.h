@@ -4,10 +4,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "boardsim/core/device.h"
@@ -36,6 +38,10 @@ class RegisterDevice : public Device {
   std::uint32_t reg(std::uint32_t address) const;
   /// Sets a register as the hardware itself would; a stuck one still reads as it is stuck.
   void set_reg(std::uint32_t address, std::uint32_t value) { registers_[address] = value; }
+  /// Called whenever the program has written a register.
+  void on_write(std::function<void(std::uint32_t address, std::uint32_t value)> watcher) {
+    watcher_ = std::move(watcher);
+  }
 
  private:
   std::string name_;
@@ -43,6 +49,7 @@ class RegisterDevice : public Device {
   std::optional<ReadRequest> read_;
   std::map<std::uint32_t, std::uint32_t> registers_;
   std::map<std::uint32_t, std::uint32_t> stuck_;
+  std::function<void(std::uint32_t, std::uint32_t)> watcher_{};
 };
 
 }  // namespace boardsim

@@ -300,7 +300,7 @@ TEST_F(FaultsTest, AFaultOnANodeThatTheBoardLacksNamesThoseThatItHas) {
   } catch (const std::invalid_argument& error) {
     EXPECT_STREQ(error.what(),
                  "fault: the board has no /dev/rtcc; it has /dev/qznio, /dev/fpga, /dev/tg, /dev/tcs, "
-                 "/dev/led, /dev/rtc, /proc/debug/tempN");
+                 "/dev/led, /dev/rtc, /dev/alarm, /dev/qznitc, /dev/motor, /proc/debug/tempN");
   }
   EXPECT_NO_THROW(board.fault("open /proc/debug/temp21 EACCES")) << "a sensor that may come later";
 }

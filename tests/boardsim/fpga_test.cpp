@@ -30,6 +30,18 @@ TEST(FpgaTest, AnotherRequestIsUnknown) {
   EXPECT_EQ(traced(fpga, 0x40045402, record), Words{});
 }
 
+TEST(FpgaTest, WhoeverWatchesIsToldOfWhatTheProgramWrites) {
+  Fpga fpga;
+  Words told;
+  fpga.on_write([&told](std::uint32_t address, std::uint32_t value) {
+    told.insert(told.end(), {address, value});
+  });
+  send(fpga, 0x40044603, {81, 1});
+  exchange(fpga, 0x80044602, {81, 0});
+  fpga.set_reg(82, 1);
+  EXPECT_EQ(told, (Words{81, 1}));
+}
+
 TEST(FpgaTest, ItsRegistersCanBeStuck) {
   Fpga fpga;
   EXPECT_TRUE(lay(fpga, "fpga 0x2004 stuck 0"));

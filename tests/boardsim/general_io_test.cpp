@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <optional>
 #include <stdexcept>
 
 #include "tests/boardsim/device_driver.h"
@@ -134,6 +135,40 @@ TEST_F(GeneralIoTest, EachPwmChannelKeepsItsOwnPeriodAndDuty) {
   EXPECT_EQ(io_.pwm(4).period, 100);
   EXPECT_EQ(io_.pwm(4).duty, 50);
   EXPECT_EQ(io_.pwm(1).period, 0);
+}
+
+TEST_F(GeneralIoTest, WhatHangsOnALineIsReadUnlessItIsAnOutputOrHeld) {
+  io_.on_read([](unsigned line) { return line == 74 ? std::optional(1) : std::nullopt; });
+  EXPECT_EQ(io_.level(74), 1);
+  EXPECT_EQ(io_.level(75), 0);
+  send(io_, 0x40044701, {74});
+  EXPECT_EQ(io_.level(74), 1);
+  send(io_, 0x40044702, {74, 0});
+  EXPECT_EQ(io_.level(74), 0);
+  send(io_, 0x40044701, {74});
+  io_.set_level(74, 0);
+  EXPECT_EQ(io_.level(74), 0) << "held from outside";
+}
+
+TEST_F(GeneralIoTest, WhoeverWatchesIsToldOfEveryLineThatIsDriven) {
+  Words lines;
+  io_.on_drive([&lines](unsigned line) { lines.push_back(line); });
+  send(io_, 0x40044702, {30, 1});
+  send(io_, 0x40044704, {31, 0});
+  send(io_, 0x4004680E, {32, 0});
+  send(io_, 0x40044701, {33});
+  exchange(io_, 0x80044703, {34, 0});
+  EXPECT_EQ(lines, (Words{30, 31, 32}));
+}
+
+TEST_F(GeneralIoTest, TheProgramDrivesItsOutputsAndNoInputs) {
+  send(io_, 0x40044702, {30, 1});
+  EXPECT_EQ(io_.driven(30), 1);
+  send(io_, 0x40044701, {30});
+  io_.set_level(30, 1);
+  EXPECT_EQ(io_.driven(30), 0);
+  lay(io_, "gpio 30 stuck high");
+  EXPECT_EQ(io_.driven(30), 1);
 }
 
 TEST_F(GeneralIoTest, AnotherRequestIsUnknown) {

@@ -9,6 +9,8 @@
 
 #include "t1_sdk/boardtest/comm/restart.h"
 #include "t1_sdk/boardtest/comm/temperature.h"
+#include "t1_sdk/boardtest/peripheral/alarm.h"
+#include "t1_sdk/boardtest/peripheral/ircut.h"
 #include "t1_sdk/boardtest/peripheral/light.h"
 #include "t1_sdk/boardtest/peripheral/rtc.h"
 #include "t1_sdk/boardtest/sensor/vsub_trim.h"
@@ -29,10 +31,23 @@ struct TestRow {
 // clang-format off
 constexpr TestRow kTests[] = {
     {   -15, "T1_TESTCODE_CENTAURUS", t1_sdk_centaurus_test},
-    {  1536, nullptr,                 t1_sdk_rtc_test},
-    {  7426, "T1_TESTCODE_TEMP",      t1_sdk_tmp_test},
-    { 14592, "T1_TESTCODE_LIGHT",     t1_sdk_in_light},
-    { 69633, "T1_TESTCODE_IN_LIGHT",  t1_sdk_in_light_rkd},
+    {   513, "T1_TESTCODE_ARLARM_1in1out", t1_sdk_alarm_test_1in1out},
+    {   518, "T1_TESTCODE_ARLARM_4in5out", t1_sdk_alarm_test_4in5out},
+    {   519, "T1_TESTCODE_ARLARM_4in7out", t1_sdk_alarm_test_4in7out},
+    {   520, "T1_TESTCODE_ARLARM_5in3out", t1_sdk_alarm_test_5in3out},
+    {   521, "T1_TESTCODE_ARLARM_5in4out", t1_sdk_alarm_test_5in4out},
+    {   528, "T1_TESTCODE_ARLARM_5in5out", t1_sdk_alarm_test_5in5out},
+    {   530, "T1_TESTCODE_ARLARM_8in9out", t1_sdk_alarm_test_8in9out},
+    {   531, "T1_TESTCODE_ARLARM_10in10out_SWITCH", t1_sdk_alarm_test_10in10out_switch},
+    {   532, "T1_TESTCODE_ARLARM_10in10out_LEVEL", t1_sdk_alarm_test_10in10out_level},
+    {   534, "T1_TESTCODE_ARLARM_3in2out", t1_sdk_alarm_test_3in2out},
+    {   535, "T1_TESTCODE_ARLARM_2in4out", t1_sdk_alarm_test_2in4out},
+    {  1536, nullptr, t1_sdk_rtc_test},
+    {  1792, nullptr, t1_sdk_icrcut_test},
+    {  7426, "T1_TESTCODE_TEMP", t1_sdk_tmp_test},
+    { 14592, "T1_TESTCODE_LIGHT", t1_sdk_in_light},
+    { 69633, "T1_TESTCODE_IN_LIGHT", t1_sdk_in_light_rkd},
+    { 69634, "T1_TESTCODE_ARLARM_1in3out", t1_sdk_alarm_test_1in3out},
 };
 
 constexpr int kQuit = 62208;

@@ -1,0 +1,45 @@
+// Alarm outputs, one by one or all at once.
+#include "boardsim/devices/alarm.h"
+
+#include <cerrno>
+
+#include "boardsim/devices/records.h"
+
+namespace boardsim {
+namespace {
+
+enum Request : std::uint32_t { kSet = 0x40044101, kGet = 0x80044102 };
+enum Field : std::size_t { kIndex, kState, kDirection };
+
+constexpr std::uint32_t kAll = 0x46554C4C;
+constexpr std::uint32_t kOutputs = 32;
+constexpr std::uint32_t kOut = 0;
+
+}  // namespace
+
+Answer Alarm::ioctl(std::uint32_t request, void* argument) {
+  if (request != kSet && request != kGet) return Answer::unknown();
+  if (argument == nullptr) return Answer::fails(EFAULT);
+  const std::uint32_t index = word(argument, kIndex);
+  if ((index != kAll && index >= kOutputs) || word(argument, kDirection) != kOut)
+    return Answer::fails(EINVAL);
+  if (request == kGet) {
+    set_word(argument, kState, index == kAll ? state_ : (state_ >> index & 1U));
+    return Answer::ok();
+  }
+  const std::uint32_t state = word(argument, kState);
+  if (index == kAll) {
+    state_ = state;
+  } else {
+    const std::uint32_t bit = 1U << index;
+    state_ = state != 0 ? state_ | bit : state_ & ~bit;
+  }
+  if (watcher_) watcher_();
+  return Answer::ok();
+}
+
+std::vector<std::uint32_t> Alarm::words_in(std::uint32_t request, const void* argument) const {
+  return request == kSet || request == kGet ? words(argument, 3) : std::vector<std::uint32_t>{};
+}
+
+}  // namespace boardsim

@@ -1,0 +1,89 @@
+// Electromagnet, shell commands and stepped motor of the IR-cut filter.
+#include "boardsim/devices/ir_filter.h"
+
+#include <algorithm>
+
+#include "boardsim/devices/fault_words.h"
+
+namespace boardsim {
+namespace {
+
+enum Line : unsigned {
+  kFront = 86,
+  kMagnetEnable = 87,
+  kBack = 88,
+  kStepperEnable = 110,
+  kCoil111 = 111,
+  kCoil113 = 113,
+};
+
+constexpr std::string_view kDay = "dayICR";
+constexpr std::string_view kNight = "nightICR";
+
+/// Place of the coils' state in the order of a step away from home.
+int phase_of(int coil_111, int coil_113) {
+  constexpr int kPhases[2][2] = {{3, 2}, {0, 1}};  // [111][113]
+  return kPhases[coil_111][coil_113];
+}
+
+}  // namespace
+
+void IrFilter::drive(unsigned line, int level) {
+  switch (line) {
+    case kFront:
+      front_ = level;
+      return drive_magnet();
+    case kBack:
+      back_ = level;
+      return drive_magnet();
+    case kMagnetEnable:
+      magnet_enable_ = level;
+      return drive_magnet();
+    case kStepperEnable:
+      stepper_enable_ = level;
+      return drive_stepper();
+    case kCoil111:
+      coil_111_ = level;
+      return drive_stepper();
+    case kCoil113:
+      coil_113_ = level;
+      return drive_stepper();
+    default:
+      return;
+  }
+}
+
+void IrFilter::drive_magnet() {
+  if (magnet_enable_ == 0 || front_ == back_) return;
+  side_ = front_ != 0 ? Board::Filter::day : Board::Filter::night;
+}
+
+void IrFilter::drive_stepper() {
+  if (stepper_enable_ == 0) {
+    phase_.reset();
+    return;
+  }
+  const int phase = phase_of(coil_111_, coil_113_);
+  const int turned = (phase - phase_.value_or(phase) + 4) % 4;  // 3 is one quarter back; 2 moves nothing
+  phase_ = phase;
+  if (turned == 1) position_ = std::min(position_ + 1, kTravel);
+  if (turned == 3) position_ = std::max(position_ - 1, 0);
+}
+
+bool IrFilter::is_command(std::string_view text) {
+  return text == kDay || text == kNight;
+}
+
+void IrFilter::run(std::string_view command) {
+  side_ = command == kDay ? Board::Filter::day : Board::Filter::night;
+}
+
+bool IrFilter::fault(const std::vector<std::string_view>& words) {
+  if (words.empty() || words[0] != "home") return false;
+  if (words.size() != 3 || words[1] != "switch" || words[2] != "never")
+    refuse_fault(words, "home switch never");
+  switch_never_ = true;
+  return true;
+}
+
+}  // namespace boardsim

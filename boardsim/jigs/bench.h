@@ -1,0 +1,82 @@
+// The board on the factory's bench: the jig that is plugged in, the faults of its wires, and the levels that
+// the board's inputs take.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "boardsim/jigs/wiring.h"
+
+namespace boardsim {
+
+/// Where the bench looks at the board that is plugged into it.
+struct BenchBoard {
+  std::function<std::uint32_t()> type;                                      ///< device type code
+  std::function<bool()> test_control;                                       ///< whether it is on
+  std::function<std::uint32_t(Driver driver, std::uint32_t number)> drive;  ///< register, alarm state or line
+};
+
+/// Faults: "input NAME stuck high|low" (that input alone reads so), "output NAME dead|closed|open" (the coil
+/// never works; the contacts always conduct; they never do), "wire NAME cut" (the input hangs in the air),
+/// "short NAME NAME" (both are low when either is; GND is always low). "jig NAME" is no fault: it plugs a jig
+/// in, which stays.
+class Bench {
+ public:
+  explicit Bench(BenchBoard board) : board_(std::move(board)) {}
+
+  /// Whether the board has level inputs; no program can tell.
+  void set_level_inputs(bool yes) { level_inputs_ = yes; }
+  /// Test control was switched on: a new test begins.
+  void begin_test() { signs_.clear(); }
+  /// The program wrote an FPGA register.
+  void register_written(std::uint32_t address, std::uint32_t value);
+  void alarms_set() { signs_.emplace(Sign::alarm_set, 0); }
+  void line_driven(unsigned line) { signs_.emplace(Sign::line_driven, line); }
+
+  /// Level that the jig gives a GPIO line; nothing for a line that no jig of this board wires.
+  std::optional<int> level(unsigned line) const;
+
+  /// The jig in place.
+  const Jig& jig() const;
+  /// Plugs in a jig, or with "auto" the one that the program's doings ask for. Throws std::invalid_argument.
+  void set_jig(std::string_view name);
+  /// Level that an input of the jig in place reads. Throws std::invalid_argument for one that it lacks.
+  int input_level(std::string_view name) const;
+  /// Whether the program drives an output of the jig in place. Throws std::invalid_argument for one it lacks.
+  bool output_driven(std::string_view name) const;
+
+  bool fault(const std::vector<std::string_view>& words);
+  void clear_faults();
+
+ private:
+  enum class Contacts : std::uint8_t { dead, closed, open };
+  using Name = std::string;
+
+  bool was_seen(const JigChoice& choice) const;
+  bool is_wired(unsigned line) const;
+  bool knows_input(std::string_view name) const;
+  bool knows_output(std::string_view name) const;
+  bool is_driven(const JigOutput& output) const;
+  bool conducts(const Jig& jig, std::string_view contact) const;
+  bool is_pulled(const Jig& jig, std::string_view input) const;
+  std::set<Name, std::less<>> low_inputs(const Jig& jig) const;
+  int level(const Jig& jig, std::string_view input) const;
+
+  BenchBoard board_;
+  std::set<std::pair<Sign, std::uint32_t>> signs_{};  ///< what the program did in this test
+  bool level_inputs_ = false;
+  std::string plugged_{};  ///< empty: goes by the signs
+  std::map<Name, int, std::less<>> stuck_{};
+  std::map<Name, Contacts, std::less<>> outputs_{};
+  std::set<Name, std::less<>> cut_{};
+  std::vector<std::pair<Name, Name>> shorts_{};
+};
+
+}  // namespace boardsim

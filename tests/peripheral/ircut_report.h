@@ -1,0 +1,40 @@
+// What the tests of the IR-cut filter share: a board, a console, a station.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "t1_sdk/boardtest/peripheral/ircut.h"
+#include "tests/harness/console.h"
+#include "tests/harness/on_board.h"
+#include "tests/harness/station_link.h"
+#include "tests/peripheral/hardware_script.h"
+
+class IrCutRun : public OnBoard {
+ protected:
+  using Lines = std::vector<std::string>;
+
+  explicit IrCutRun(std::string_view family = "normal") : OnBoard(family) { board.clear_trace(); }
+
+  /// Goes on with another board, and with nothing said or heard.
+  void next_board(std::string_view family) {
+    with_family(family);
+    station.forget();
+    console.clear();
+  }
+  void expect_reply(const std::string& value, const std::string& description) {
+    const Reply reply = station.reply();
+    EXPECT_EQ(reply.code, 1792);
+    EXPECT_EQ(reply.name, "IR CUT测试");
+    EXPECT_EQ(reply.item_name, "测试结果");
+    EXPECT_EQ(reply.value, value);
+    EXPECT_EQ(reply.description, description);
+  }
+  void expect_pass() { expect_reply("Pass", "测试成功"); }
+  void expect_fail(const std::string& description) { expect_reply("Fail", description); }
+
+  Console console;
+  StationLink station;
+};
