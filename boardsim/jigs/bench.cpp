@@ -125,14 +125,26 @@ std::set<std::string, std::less<>> Bench::low_inputs(const Jig& jig) const {
   for (const JigInput& input : jig.inputs) {
     if (is_pulled(jig, input.name)) low.emplace(input.name);
   }
-  // A short hands a low level on, perhaps through the next short: as often as there are shorts is enough.
-  for (std::size_t i = 0; i < shorts_.size(); ++i) {
-    for (const auto& [one, other] : shorts_) {
+  auto joints = shorts_;
+  for (const JigWire& wire : jig.wires) {
+    for (const JigWire& other : jig.wires) {
+      if (are_one_net(wire, other)) joints.emplace_back(wire.input, other.input);
+    }
+  }
+  // A joint hands a low level on, perhaps through the next joint.
+  for (std::size_t before = 0; before != low.size();) {
+    before = low.size();
+    for (const auto& [one, other] : joints) {
       if (low.contains(one)) low.insert(other);
       if (low.contains(other)) low.insert(one);
     }
   }
   return low;
+}
+
+bool Bench::are_one_net(const JigWire& one, const JigWire& other) const {
+  return one.input != other.input && one.contacts[0] == other.contacts[0] && !cut_.contains(one.input) &&
+         !cut_.contains(other.input);
 }
 
 bool Bench::knows_input(std::string_view name) const {

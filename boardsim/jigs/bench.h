@@ -25,8 +25,9 @@ struct BenchBoard {
 
 /// Faults: "input NAME stuck high|low" (that input alone reads so), "output NAME dead|closed|open" (the coil
 /// never works; the contacts always conduct; they never do), "wire NAME cut" (the input hangs in the air),
-/// "short NAME NAME" (both are low when either is; GND is always low). "jig NAME" is no fault: it plugs a jig
-/// in, which stays.
+/// "short NAME NAME" (both are low when either is; GND is always low). Inputs that hang on the same contact
+/// are one net: what pulls one of them low pulls all, but those whose wire is cut. "jig NAME" is no fault: it
+/// plugs a jig in, which stays.
 class Bench {
  public:
   explicit Bench(BenchBoard board) : board_(std::move(board)) {}
@@ -66,6 +67,7 @@ class Bench {
   bool is_driven(const JigOutput& output) const;
   bool conducts(const Jig& jig, std::string_view contact) const;
   bool is_pulled(const Jig& jig, std::string_view input) const;
+  bool are_one_net(const JigWire& one, const JigWire& other) const;
   std::set<Name, std::less<>> low_inputs(const Jig& jig) const;
   int level(const Jig& jig, std::string_view input) const;
 

@@ -28,9 +28,10 @@ struct JigOutput {
   bool inverted = false;  ///< driven while all bits of the mask are clear
 };
 
-/// A wire from an input to ground through the contacts of one or more outputs in a row: the input is low
-/// while all of them conduct. A contact conducts while its output is driven; one with '/' before its name
-/// conducts while it is not. An input may have several wires.
+/// A wire from an input to ground through the contacts of one or more outputs in a row, the first of them at
+/// the input: the input is low while all of them conduct. Inputs at the same contact are joined there. A
+/// contact conducts while its output is driven; one with '/' before its name conducts while it is not. An
+/// input may have several wires.
 struct JigWire {
   std::string_view input;
   std::array<std::string_view, 3> contacts;

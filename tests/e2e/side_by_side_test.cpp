@@ -154,9 +154,10 @@ struct Family {
 const std::vector<Family> kFamilies = {
     {"normal", "0x9601", "2"}, {"k", "0x960b", "2"},          {"63xx", "0x27201", "2"},
     {"68xx", "0x27252", "2"},  {"68xx-fpga", "0x27251", "2"}, {"6444", "0x96c0", "7"},
-    {"6444-j", "0x96c0", "4"}, {"loop", "0x96c1", "2"},       {"loop-c", "0x96c4", "2"},
+    {"6444-j", "0x96c0", "2"}, {"loop", "0x96c1", "2"},       {"loop-c", "0x96c4", "2"},
     {"ma", "0xa6001", "2"},    {"65xx", "0x9c0a", "2"},       {"rkd1", "0xa60a0", "2"},
-    {"rkd2", "0xa60a3", "2"},
+    {"rkd2", "0xa60a3", "2"},  {"65xx-level", "0x9c0a", "2"}, {"6455", "0x9603", "2"},
+    {"6485", "0x9605", "2"},   {"6484", "0x9604", "2"},
 };
 
 TEST(LaunchedBoardTest, TheListNamesEveryFamilyWithItsCode) {

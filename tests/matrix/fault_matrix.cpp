@@ -1,114 +1,138 @@
 // Prints which wire fault is found by which alarm test with which text, and which no test finds: every fault
-// of every jig, one at a time, on a board of each family that the jig is for. docs/fault-matrix.md is its
-// output.
-#include <cstdint>
+// of every jig, one at a time, on every kind of board. docs/fault-matrix.md is its output.
+#include <algorithm>
 #include <cstdio>
+#include <map>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "boardsim/board.h"
-#include "boardsim/core/state.h"
-#include "t1_sdk/boardtest/peripheral/alarm.h"
-#include "tests/harness/console.h"
-#include "tests/harness/station_link.h"
+#include "tests/matrix/faults.h"
 
 namespace {
 
-struct Row {
-  const char* family;
-  std::uint32_t type;  ///< another board of that family; 0: the family's own
-  int code;
-  const char* jig;
-  void (*test)();
+/// Tables that are the same for several codes or boards stand once.
+struct Section {
+  std::string table;
+  std::vector<std::pair<int, std::vector<std::string>>> boards{};  ///< by code
+
+  void add(int code, const std::string& board) {
+    if (boards.empty() || boards.back().first != code) boards.push_back({code, {}});
+    boards.back().second.push_back(board);
+  }
 };
 
-// clang-format off
-const Row kRows[] = {
-    {"normal",     0,       520,   "5in3out",          t1_sdk_alarm_test_5in3out},
-    {"normal",     0x27202, 520,   "5in3out",          t1_sdk_alarm_test_5in3out},
-    {"68xx",       0,       520,   "5in3out",          t1_sdk_alarm_test_5in3out},
-    {"rkd1",       0,       520,   "5in3out",          t1_sdk_alarm_test_5in3out},
-    {"ma",         0,       520,   "5in3out",          t1_sdk_alarm_test_5in3out},
-    {"k",          0,       530,   "8in9out",          t1_sdk_alarm_test_8in9out},
-    {"k",          0x9615,  530,   "8in9out",          t1_sdk_alarm_test_8in9out},
-    {"6444",       0,       519,   "4in7out",          t1_sdk_alarm_test_4in7out},
-    {"normal",     0,       518,   "4in5out",          t1_sdk_alarm_test_4in5out},
-    {"loop",       0,       518,   "4in5out",          t1_sdk_alarm_test_4in5out},
-    {"6444-j",     0,       534,   "3in2out",          t1_sdk_alarm_test_3in2out},
-    {"rkd1",       0,       535,   "2in4out",          t1_sdk_alarm_test_2in4out},
-    {"rkd2",       0,       69634, "1in3out",          t1_sdk_alarm_test_1in3out},
-    {"65xx",       0,       531,   "10in10out-switch", t1_sdk_alarm_test_10in10out_switch},
-    {"65xx-level", 0,       532,   "10in10out-level",  t1_sdk_alarm_test_10in10out_level},
-    {"63xx",       0,       513,   "1in1out",          t1_sdk_alarm_test_1in1out},
+std::string join(const std::vector<std::string>& texts, const char* between) {
+  std::string all;
+  for (const std::string& text : texts) all.append(all.empty() ? "" : between).append(text);
+  return all;
+}
+
+std::string row(const std::string& fault, const Outcome& outcome) {
+  if (outcome.passed)
+    return "| " + fault + " | Pass | | | | " + (fault == "none" ? "" : "**not found**") + " |\n";
+  return "| " + fault + " | Fail | " + std::to_string(outcome.code) + " | " + outcome.errors + " | " +
+         join(outcome.lines, "<br>") + " | " + outcome.description + " |\n";
+}
+
+/// What a board's codes do not find, by the fault's effect on the board: its name with the codes that meet
+/// it.
+struct Missed {
+  std::string name;
+  std::vector<std::string> codes{};
 };
-// clang-format on
 
-void set_up(boardsim::Board& board, const Row& row) {
-  if (row.type != 0) board.set_type(row.type);
-  board.set_jig(row.jig);
-}
-
-/// Every fault that the row's jig can have.
-std::vector<std::string> faults_of(const Row& row) {
-  boardsim::Board board(row.family);
-  set_up(board, row);
-  const boardsim::Jig& jig = board.state().devices.bench.jig();
-  std::vector<std::string> faults;
-  for (const auto& input : jig.inputs) {
-    const std::string name(input.name);
-    for (const std::string& fault : {"input " + name + " stuck high", "input " + name + " stuck low",
-                                     "wire " + name + " cut", "short " + name + " GND"}) {
-      faults.push_back(fault);
+/// Everything that the document says, put together board by board.
+class Matrix {
+ public:
+  void add(const TestedBoard& board) {
+    std::set<std::string> found;
+    std::vector<std::pair<std::string, Missed>> missed;  // by effect
+    std::vector<std::string> codes;
+    for (const int code : board.codes) {
+      codes.push_back(std::to_string(code));
+      std::string table = row("none", run_alarm_code(board, code, ""));
+      for (const JigFault& fault : faults_of(board, code)) {
+        const Outcome outcome = run_alarm_code(board, code, fault.text);
+        table += row(fault.text, outcome);
+        if (!outcome.passed) found.insert(fault.effect);
+        if (outcome.passed) note(missed, fault, codes.back());
+      }
+      section(table).add(code, board.title());
     }
-  }
-  for (const auto& output : jig.outputs) {
-    for (const char* state : {"dead", "closed", "open"}) {
-      faults.push_back("output " + std::string(output.name) + " " + state);
+    std::erase_if(missed, [&](const auto& entry) { return found.contains(entry.first); });
+    std::vector<std::string> texts;
+    std::string all_codes = join(codes, ", ");
+    for (const auto& [effect, fault] : missed) {
+      const bool by_all = fault.codes.size() == codes.size();
+      texts.push_back(fault.name + (by_all ? "" : " (" + join(fault.codes, ", ") + ")"));
     }
+    boards_ += "| " + board.title() + " | " + all_codes + " |\n";
+    missed_ += "| " + board.title() + " | " + (texts.empty() ? "nothing" : join(texts, ", ")) + " |\n";
   }
-  for (std::size_t i = 0; i < jig.inputs.size(); ++i) {
-    for (std::size_t k = i + 1; k < jig.inputs.size(); ++k) {
-      faults.push_back("short " + std::string(jig.inputs[i].name) + " " + std::string(jig.inputs[k].name));
+
+  std::string text() const {
+    std::string text =
+        "# Which wire fault is found by which alarm test\n\n"
+        "Printed by `./run --faults`; a test keeps it true. Each fault is laid over a healthy board, one at "
+        "a "
+        "time.\nCode and errors are the result code and the error count; the console lines are those of one "
+        "cycle "
+        "that a healthy board\ndoes not print; the description is what the station shows. **not found** "
+        "marks a "
+        "fault that the code cannot see.\n\n"
+        "Where [jigs](simulator-devices.md#alarm-lines-and-their-jig) and tables are the same, they stand "
+        "once. "
+        "[What no code\nfinds](#what-no-code-of-a-board-finds) closes the list.\n\n| Board | Codes "
+        "|\n|---|---|\n" +
+        boards_;
+    for (const Section& section : sections_) {
+      std::vector<std::string> heads;
+      for (const auto& [code, boards] : by_code(section)) {
+        heads.push_back("code " + std::to_string(code) + ": " + join(boards, ", "));
+      }
+      heads[0][0] = 'C';
+      text += "\n## " + join(heads, "; ") +
+              "\n\n| Fault | Reply | Code | Errors | Console | Description |\n|---|---|---|---|---|---|\n" +
+              section.table;
     }
+    return text +
+           "\n## What no code of a board finds\n\nNumbers behind a fault are the codes whose jig can have "
+           "it, where "
+           "that is not so of all codes of the board.\n\n| Board | Not found |\n|---|---|\n" +
+           missed_;
   }
-  return faults;
-}
 
-/// The reply to one run; an empty fault is a healthy board.
-Reply run(const Row& row, const std::string& fault) {
-  boardsim::Board board(row.family);
-  set_up(board, row);
-  if (!fault.empty()) board.fault(fault);
-  const Console console;
-  StationLink station;
-  row.test();
-  return station.reply();
-}
+ private:
+  static std::map<int, std::vector<std::string>> by_code(const Section& section) {
+    std::map<int, std::vector<std::string>> all;
+    for (const auto& [code, boards] : section.boards) {
+      all[code].insert(all[code].end(), boards.begin(), boards.end());
+    }
+    return all;
+  }
+  static void note(std::vector<std::pair<std::string, Missed>>& missed, const JigFault& fault,
+                   const std::string& code) {
+    auto known = std::ranges::find(missed, fault.effect, &std::pair<std::string, Missed>::first);
+    if (known == missed.end()) known = missed.insert(known, {fault.effect, {fault.text, {}}});
+    known->second.codes.push_back(code);
+  }
+  Section& section(const std::string& table) {
+    const auto known = std::ranges::find(sections_, table, &Section::table);
+    return known != sections_.end() ? *known : sections_.emplace_back(Section{table});
+  }
 
-std::string title(const Row& row) {
-  char type[16] = "";
-  if (row.type != 0) std::snprintf(type, sizeof type, " (0x%x)", row.type);
-  return std::string(row.family) + type + ", code " + std::to_string(row.code);
-}
+  std::vector<Section> sections_;
+  std::string boards_;
+  std::string missed_;
+};
 
 }  // namespace
 
 int main() {
-  std::string text =
-      "# Which wire fault is found by which alarm test\n\n"
-      "Printed by `./run --faults`; a test keeps it true. Each fault is laid over a healthy board, one at a "
-      "time.\n"
-      "The description is what the station shows; **not found** marks a fault that the code cannot see.\n";
-  for (const Row& row : kRows) {
-    text += "\n## " + title(row) + "\n\n| Fault | Reply | Description |\n|---|---|---|\n";
-    text += "| none | " + run(row, "").value + " | |\n";
-    for (const std::string& fault : faults_of(row)) {
-      const Reply reply = run(row, fault);
-      const bool found = reply.value == "Fail";
-      text +=
-          "| " + fault + " | " + reply.value + " | " + (found ? reply.description : "**not found**") + " |\n";
-    }
-  }
-  std::fputs(text.c_str(), stdout);
+  Matrix matrix;
+  for (const TestedBoard& board : tested_boards()) matrix.add(board);
+  std::fputs(matrix.text().c_str(), stdout);
   return 0;
 }

@@ -81,34 +81,28 @@ class AlarmDriverStepsTest : public AlarmRun {
     console.clear();
   }
 
-  Lines script() {
-    const Lines read = calls_of(board, "/dev/qznio", [](int fd) {
-      std::uint32_t word = 0;
-      getTriggerIn_Ex(fd, &word);
-    });
-    const Lines get = calls_of(board, "/dev/qznio", [](int) { alarm_get_all_value(); });
+  static void get(HardwareScript& it) { it.open("/dev/alarm").read_outputs().close("/dev/alarm"); }
+
+  Lines script() const {
     HardwareScript it;
-    // The entry of one code asks who the board is before it chooses; that is not this test's matter.
     it.open("/dev/qznio");
     it.open("/dev/qznitc");
     it.open("/dev/alarm");
     it.test_control(1);
     for (int cycle = 0; cycle < 5; ++cycle) {
       for (const DriverStep& step : test_->steps) {
-        it.calls(get);
-        it.open("/dev/alarm");
-        it.call("ioctl /dev/alarm 0x40044101 {0x46554c4c, " + HardwareScript::word(step.state) + ", 0} = 0");
-        it.close("/dev/alarm");
-        it.calls(get);
-        it.wait(500ms);
-        it.calls(read);
+        get(it);
+        it.open("/dev/alarm").outputs(step.state).close("/dev/alarm");
+        get(it);
+        it.wait(500ms).read_eight();
       }
-      if (test_->reads_at_the_end) it.calls(get);
+      if (test_->reads_at_the_end) get(it);
     }
     it.wait(500ms);
     it.test_control(0);
     it.close("/dev/qznio");
     it.close("/dev/qznitc");
+    it.call("close -1 = -1 EBADF");  // in the place of the alarm node
     return it.lines();
   }
 
@@ -178,8 +172,9 @@ TEST_P(AlarmDriverVariantTest, PassesOnAHealthyBoard) {
   EXPECT_EQ(gpiofd, -1);
 }
 
-TEST_P(AlarmDriverVariantTest, LeavesTheAlarmNodeOpenAndClosesNoOtherDescriptor) {
+TEST_P(AlarmDriverVariantTest, ClosesADescriptorThatWasNeverOpenedInThePlaceOfTheAlarmNode) {
   run_variant();
+  EXPECT_EQ(board.hardware_trace().back(), "close -1 = -1 EBADF");
   EXPECT_EQ(board.open_nodes(), Lines{"/dev/alarm"});
   for (const int standard : {0, 1, 2}) EXPECT_NE(::fcntl(standard, F_GETFD), -1) << standard;
   EXPECT_NE(::fcntl(station.board_socket(), F_GETFD), -1);
@@ -236,6 +231,82 @@ TEST_P(AlarmDriverVariantTest, CountsEachStepInWhichAnInputIsNotAsItShouldBe) {
       expect_reply(test_->code, errors != 0 ? "Fail" : "Pass", errors != 0 ? "测试失败" : "测试成功");
     }
   }
+}
+
+/// A fault and what the steps then read.
+struct DriverFault {
+  DriverTest test;
+  const char* fault;
+  std::vector<unsigned> words;
+  int errors;  ///< in five cycles
+};
+
+void PrintTo(const DriverFault& row, std::ostream* out) {
+  *out << row.test.name << ", " << row.fault;
+}
+
+// clang-format off
+const DriverFault kDriverFaults[] = {
+  // T3 hangs on F4 at rest, T4 on F3 and F5 at rest.
+  {kLoop, "output F1 dead",   {0x3, 0xD, 0x3, 0xD}, 10},
+  {kLoop, "output F2 dead",   {0x3, 0xE, 0x3, 0xE}, 10},
+  {kLoop, "output F3 dead",   {0x3, 0x4, 0x3, 0xC},  5},
+  {kLoop, "output F4 dead",   {0x3, 0x8, 0x3, 0x8}, 10},
+  {kLoop, "output F5 dead",   {0x3, 0xC, 0x3, 0x4},  5},
+  {kLoop, "output F1 closed", {0x2, 0xC, 0x2, 0xC}, 10},
+  {kLoop, "output F2 closed", {0x1, 0xC, 0x1, 0xC}, 10},
+  {kLoop, "output F3 closed", {0x3, 0x4, 0x3, 0xC},  5},
+  {kLoop, "output F4 closed", {0x3, 0x8, 0x3, 0x8}, 10},
+  {kLoop, "output F5 closed", {0x3, 0xC, 0x3, 0x4},  5},
+  {kLoop, "output F3 open",   {0xB, 0xC, 0xB, 0xC}, 10},
+  {kLoop, "output F4 open",   {0x7, 0xC, 0x7, 0xC}, 10},
+  {kLoop, "output F5 open",   {0xB, 0xC, 0xB, 0xC}, 10},
+  {kLoop, "short T1 T3",      {0x2, 0x8, 0x2, 0x8}, 20},
+  {kLoop, "short T1 T4",      {0x2, 0x4, 0x2, 0x4}, 20},
+  {kLoop, "short T2 T3",      {0x1, 0x8, 0x1, 0x8}, 20},
+  {kLoop, "short T2 T4",      {0x1, 0x4, 0x1, 0x4}, 20},
+  {kLoop, "short T2 GND",     {0x1, 0xC, 0x1, 0xC}, 10},
+  {kLoopC, "output F3 dead",  {0x3, 0x4, 0x3, 0xC},  5},
+  {kLoopC, "short T1 T3",     {0x2, 0x8, 0x2, 0x8}, 20},
+  // Not found: inputs that always read the same.
+  {kLoop, "short T1 T2",      {0x3, 0xC, 0x3, 0xC},  0},
+  {kLoop, "short T3 T4",      {0x3, 0xC, 0x3, 0xC},  0},
+
+  // T3 and T4 hang on F2 and are one net; T2 has no wire.
+  {kThreeInputs, "wire T1 cut",      {0xF, 0x3, 0xF},  5},
+  {kThreeInputs, "wire T3 cut",      {0xF, 0x6, 0xF},  5},
+  {kThreeInputs, "wire T4 cut",      {0xF, 0xA, 0xF},  5},
+  {kThreeInputs, "output F1 dead",   {0xF, 0x3, 0xF},  5},
+  {kThreeInputs, "output F2 dead",   {0xF, 0xE, 0xF},  5},
+  {kThreeInputs, "output F1 closed", {0xE, 0x2, 0xE}, 10},
+  {kThreeInputs, "output F2 closed", {0x3, 0x2, 0x3}, 10},
+  {kThreeInputs, "short T1 T2",      {0xF, 0x0, 0xF},  5},
+  {kThreeInputs, "short T2 T3",      {0xF, 0x0, 0xF},  5},
+  {kThreeInputs, "short T2 T4",      {0xF, 0x0, 0xF},  5},
+  {kThreeInputs, "short T1 GND",     {0xE, 0x2, 0xE}, 10},
+  {kThreeInputs, "short T2 GND",     {0xD, 0x0, 0xD}, 15},
+  {kThreeInputs, "short T3 GND",     {0x3, 0x2, 0x3}, 10},
+  // Not found: inputs that always read the same.
+  {kThreeInputs, "short T1 T3",      {0xF, 0x2, 0xF},  0},
+  {kThreeInputs, "short T1 T4",      {0xF, 0x2, 0xF},  0},
+  {kThreeInputs, "short T3 T4",      {0xF, 0x2, 0xF},  0},
+};
+// clang-format on
+
+class AlarmDriverFaultTest : public AlarmDriverStepsTest,
+                             public ::testing::WithParamInterface<DriverFault> {};
+
+INSTANTIATE_TEST_SUITE_P(Each, AlarmDriverFaultTest, ::testing::ValuesIn(kDriverFaults),
+                         [](const auto& row) { return row.param.test.name + fault_name(row.param.fault); });
+
+TEST_P(AlarmDriverFaultTest, ShowsInTheStepsThatItSpoilsAndInTheCount) {
+  on(GetParam().test);
+  board.fault(GetParam().fault);
+  GetParam().test.run();
+  const int errors = GetParam().errors;
+  EXPECT_EQ(console.out(), said(GetParam().words) + (errors != 0 ? "fail num = 10\n" : ""));
+  EXPECT_EQ(console.err(), summary(5, errors));
+  expect_reply(test_->code, errors != 0 ? "Fail" : "Pass", errors != 0 ? "测试失败" : "测试成功");
 }
 
 TEST_P(AlarmDriverVariantTest, OneBadStepFailsTheTest) {

@@ -1,4 +1,5 @@
 // The calls on the alarm driver.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <cstddef>
 #include <cstdint>
@@ -124,7 +125,21 @@ TEST_F(AlarmDriverTest, TheValueOfAllAlarmsIsAskedForInOneRecord) {
   EXPECT_EQ(names(), kOneRequest);
   const boardsim::Call call = board.trace().at(1);
   EXPECT_EQ(call.request, 0x80044102U);
-  EXPECT_EQ(call.record.at(0), 0x46554C4CU);
+  EXPECT_EQ(call.record, (std::vector<std::uint32_t>{0x46554C4C, 0, 0}));
+}
+
+TEST_F(AlarmDriverTest, TheDriversCallsOpenItsNodeWithoutBlocking) {
+  alarm_ctrl record = {2, 0, HAL_ALARM_OUT};
+  alarm_all_set(27);
+  alarm_get(&record);
+  alarm_get_all_value();
+  int opens = 0;
+  for (const boardsim::Call& call : board.trace()) {
+    if (call.name != "open") continue;
+    EXPECT_EQ(call.record, std::vector<std::uint32_t>{O_RDWR | O_NONBLOCK});
+    ++opens;
+  }
+  EXPECT_EQ(opens, 3);
 }
 
 TEST_F(AlarmDriverTest, AValueThatCannotBeReadIsSaidTwiceAndReturnedNegative) {

@@ -9,7 +9,7 @@
 #include "t1_sdk/boardtest/peripheral/alarm.h"
 #include "tests/harness/console.h"
 #include "tests/harness/on_board.h"
-#include "tests/peripheral/alarm_script.h"
+#include "tests/peripheral/hardware_script.h"
 
 namespace {
 
@@ -136,7 +136,7 @@ TEST_P(AlarmReaderTest, ALineThatCannotBeReadTouchesNoOtherBit) {
 
 TEST_F(AlarmInputsTest, TheBoardIsAskedAgainForEachOfFiveInputs) {
   read(getTriggerIn);
-  AlarmScript expected;
+  HardwareScript expected;
   expected.query_and_read({74, 76, 77, 78, 94});
   EXPECT_EQ(board.timed_hardware_trace(), expected.lines());
 }
@@ -188,8 +188,8 @@ TEST_F(AlarmInputsTest, TheBoardIsAskedAgainForEachMovedInputOfEight) {
 
 TEST_F(AlarmInputsTest, TheInputsOfMaBoardsAreReadWithoutAnyQuestion) {
   read(getTriggerIn_6194);
-  AlarmScript expected;
-  for (const unsigned line : {17U, 18U, 19U, 20U, 114U, 114U, 114U, 114U}) expected.read_line(line);
+  HardwareScript expected;
+  expected.read({17, 18, 19, 20, 114, 114, 114, 114});
   EXPECT_EQ(board.timed_hardware_trace(), expected.lines());
 }
 

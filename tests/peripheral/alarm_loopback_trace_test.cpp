@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "tests/peripheral/alarm_loopback_board.h"
-#include "tests/peripheral/alarm_script.h"
+#include "tests/peripheral/hardware_script.h"
 
 namespace {
 
@@ -38,71 +38,55 @@ const Values kMa[] = {
 // clang-format on
 
 const std::vector<unsigned> kFiveLines = {74, 76, 77, 78, 94};
-const std::vector<unsigned> kEightLines = {74, 76, 77, 78, 20, 17, 15, 94};
 const std::vector<unsigned> kMaLines = {17, 18, 19, 20, 114, 114, 114, 114};
 
-void begin(AlarmScript& script, std::uint32_t expansion) {
+void begin(HardwareScript& script, std::uint32_t expansion) {
   script.open("/dev/qznio").open("/dev/qznitc").open("/dev/fpga");
   script.fpga(0x60, expansion).fpga(0x2006, 1).fpga(0x2009, 1).fpga(0x2014, 1).fpga(0x2008, 0);
 }
 
-void end(AlarmScript& script, const char* node) {
-  script.wait_ms(500).control(0).close("/dev/qznio").close("/dev/qznitc").close(node);
+void end(HardwareScript& script, const char* node) {
+  script.wait(500ms).test_control(0).close("/dev/qznio").close("/dev/qznitc").close(node);
 }
 
 class AlarmLoopbackTraceTest : public AlarmLoopbackBoard {
  protected:
   using AlarmLoopbackBoard::AlarmLoopbackBoard;
 
-  /// The hardware's calls without the board's questions who it is.
-  Lines without_queries() const {
-    const Lines all = board.timed_hardware_trace();
-    Lines kept;
-    for (std::size_t i = 0; i < all.size(); ++i) {
-      if (all[i].find(" 0x80044801 ") == std::string::npos) {
-        kept.push_back(all[i]);
-      } else {
-        kept.pop_back();  // its open
-        ++i;              // its close
-      }
-    }
-    return kept;
-  }
   /// A run of the five-input boards.
-  static AlarmScript normal_run(std::uint32_t expansion, const Values (&ports)[5],
-                                const std::vector<unsigned>& lines = kFiveLines) {
-    AlarmScript script;
+  static HardwareScript normal_run(std::uint32_t expansion, const Values (&ports)[5],
+                                   const std::vector<unsigned>& lines = kFiveLines) {
+    HardwareScript script;
     begin(script, expansion);
-    script.query().control(1);
+    script.query().test_control(1);
     for (int cycle = 0; cycle < 2; ++cycle) {
       for (const Values& port : ports) {
-        script.fpga(0x2002, port.value1).wait_ms(200).query_and_read(lines);
-        script.fpga(0x2002, port.value2).wait_ms(300).query_and_read(lines);
+        script.fpga(0x2002, port.value1).wait(200ms).query_and_read(lines);
+        script.fpga(0x2002, port.value2).wait(300ms).query_and_read(lines);
       }
-      script.wait_ms(500);
+      script.wait(500ms);
     }
     script.fpga(0x2002, 0x380038);
     end(script, "/dev/fpga");
     return script;
   }
-  static void k_pattern(AlarmScript& script, std::uint32_t ex, std::uint32_t value, std::uint32_t relays,
-                        int ms) {
-    script.fpga(0x2018, ex).fpga(0x2002, value).fpga(81, relays).fpga(82, relays).wait_ms(ms);
-    for (const unsigned line : kEightLines) script.read_line(line);
+  static void k_pattern(HardwareScript& script, std::uint32_t ex, std::uint32_t value, std::uint32_t relays,
+                        std::chrono::milliseconds wait) {
+    script.fpga(0x2018, ex).fpga(0x2002, value).fpga(81, relays).fpga(82, relays).wait(wait).read_eight();
   }
-  /// A run of the eight-input boards, without the questions who they are.
-  static AlarmScript k_run(std::uint32_t expansion, const Values (&ports)[8]) {
-    AlarmScript script;
+  /// A run of the eight-input boards.
+  static HardwareScript k_run(std::uint32_t expansion, const Values (&ports)[8]) {
+    HardwareScript script;
     begin(script, expansion);
-    script.control(1);
+    script.query().test_control(1);
     for (int cycle = 0; cycle < 2; ++cycle) {
       for (std::size_t port = 0; port < 7; ++port) {
-        k_pattern(script, ports[port].ex1, ports[port].value1, 1, 200);
-        k_pattern(script, ports[port].ex2, ports[port].value2, 0, 300);
+        k_pattern(script, ports[port].ex1, ports[port].value1, 1, 200ms);
+        k_pattern(script, ports[port].ex2, ports[port].value2, 0, 300ms);
       }
-      k_pattern(script, ports[7].ex2, ports[7].value2, 0, 400);
-      k_pattern(script, ports[7].ex1, ports[7].value1, 1, 400);
-      script.wait_ms(700);
+      k_pattern(script, ports[7].ex2, ports[7].value2, 0, 400ms);
+      k_pattern(script, ports[7].ex1, ports[7].value1, 1, 400ms);
+      script.wait(700ms);
     }
     end(script, "/dev/fpga");
     return script;
@@ -166,7 +150,7 @@ TEST_P(AlarmShortValuesTest, ABoardThatCannotSayWhoItIsGetsLongValues) {
 
 TEST_P(AlarmShortValuesTest, AKBoardsRunKnowsNoShortValuesOfOtherBoards) {
   alarm_test_64xx_k(0, kCode);
-  EXPECT_EQ(without_queries(), k_run(0, kK).lines());
+  EXPECT_EQ(board.timed_hardware_trace(), k_run(0, kK).lines());
 }
 
 class AlarmLongValuesTest : public AlarmShortValuesTest {};
@@ -192,7 +176,7 @@ INSTANTIATE_TEST_SUITE_P(Modes, AlarmKTraceTest, ::testing::Range(0U, 4U));
 TEST_P(AlarmKTraceTest, AHealthyKBoardGetsItsValuesAtTheirTimes) {
   const std::uint32_t expansion[] = {0, 0x10, 8, 0};
   alarm_test_64xx_k(GetParam(), kCode);
-  EXPECT_EQ(without_queries(), k_run(expansion[GetParam()], kK).lines());
+  EXPECT_EQ(board.timed_hardware_trace(), k_run(expansion[GetParam()], kK).lines());
   expect_pass_at(10500ms);
 }
 
@@ -207,7 +191,7 @@ INSTANTIATE_TEST_SUITE_P(Types, AlarmKShortValuesTest, ::testing::Values(0x97C2,
 
 TEST_P(AlarmKShortValuesTest, AKBoardWithShortValuesGetsThemAndNothingInTheOtherRegister) {
   alarm_test_64xx_k(3, kCode);
-  EXPECT_EQ(without_queries(), k_run(0, kKShort).lines());
+  EXPECT_EQ(board.timed_hardware_trace(), k_run(0, kKShort).lines());
 }
 
 TEST_P(AlarmKShortValuesTest, AHealthyKBoardWithShortValuesPasses) {
@@ -227,17 +211,17 @@ INSTANTIATE_TEST_SUITE_P(Modes, AlarmMaTraceTest, ::testing::Range(0U, 4U));
 TEST_P(AlarmMaTraceTest, AHealthyMaBoardGetsItsValuesAtTheirTimes) {
   const std::uint32_t expansion[] = {0, 0x10, 8, 0};
   alarm_test_64xx_19(GetParam(), kCode);
-  AlarmScript expected;
+  HardwareScript expected;
   begin(expected, expansion[GetParam()]);
-  expected.query().control(1);
+  expected.query().test_control(1);
   for (int cycle = 0; cycle < 2; ++cycle) {
     for (const Values& port : kMa) {
-      expected.fpga(0x2018, port.ex1).fpga(0x2002, port.value1).wait_ms(200);
-      for (const unsigned line : kMaLines) expected.read_line(line);
-      expected.fpga(0x2018, port.ex2).fpga(0x2002, port.value2).wait_ms(300);
-      for (const unsigned line : kMaLines) expected.read_line(line);
+      expected.fpga(0x2018, port.ex1).fpga(0x2002, port.value1).wait(200ms);
+      expected.read(kMaLines);
+      expected.fpga(0x2018, port.ex2).fpga(0x2002, port.value2).wait(300ms);
+      expected.read(kMaLines);
     }
-    expected.wait_ms(500);
+    expected.wait(500ms);
   }
   end(expected, "/dev/fpga");
   EXPECT_EQ(board.timed_hardware_trace(), expected.lines());
@@ -248,15 +232,15 @@ class AlarmDriverTraceTest : public AlarmLoopbackTraceTest, public ::testing::Wi
  protected:
   AlarmDriverTraceTest() : AlarmLoopbackTraceTest("68xx") {}
 
-  static AlarmScript driver_run(const std::vector<unsigned>& lines) {
-    AlarmScript script;
-    script.open("/dev/qznio").open("/dev/qznitc").open("/dev/alarm").control(1);
+  static HardwareScript driver_run(const std::vector<unsigned>& lines) {
+    HardwareScript script;
+    script.open("/dev/qznio").open("/dev/qznitc").open("/dev/alarm").test_control(1);
     for (int cycle = 0; cycle < 2; ++cycle) {
       for (const std::uint32_t mask : {1U, 2U, 4U, 8U, 16U}) {
-        script.outputs(0x0FFFFFFF - mask).wait_ms(500).query_and_read(lines);
-        script.outputs(mask).wait_ms(500).query_and_read(lines);
+        script.outputs(0x0FFFFFFF - mask).wait(500ms).query_and_read(lines);
+        script.outputs(mask).wait(500ms).query_and_read(lines);
       }
-      script.wait_ms(500);
+      script.wait(500ms);
     }
     end(script, "/dev/alarm");
     return script;

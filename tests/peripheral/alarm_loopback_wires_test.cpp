@@ -30,14 +30,23 @@ const WireFault kWireFaults[] = {
     {"Normal", 0, "output F2 closed", {{"T2", shorted}}},
     {"Normal", 0, "output F3 closed", {{"T3", shorted}, {"T4", shorted}, {"SYNC", shorted}}},
     {"Normal", 0, "short T1 T2",      {{"T1", shorted}, {"T2", shorted}}},
-    {"Normal", 0, "short T1 T3",      {{"T1", shorted}, {"T3", shorted}}},
-    {"Normal", 0, "short T2 T4",      {{"T2", shorted}, {"T4", shorted}}},
-    {"Normal", 0, "short T2 SYNC",    {{"T2", shorted}, {"SYNC", shorted}}},
+    // T3, T4 and SYNC hang on one contact, so what is shorted to one of them is shorted to all.
+    {"Normal", 0, "short T1 T3",      {{"T1", shorted}, {"T3", shorted}, {"T4", shorted}, {"SYNC", shorted}}},
+    {"Normal", 0, "short T1 T4",      {{"T1", shorted}, {"T3", shorted}, {"T4", shorted}, {"SYNC", shorted}}},
+    {"Normal", 0, "short T1 SYNC",    {{"T1", shorted}, {"T3", shorted}, {"T4", shorted}, {"SYNC", shorted}}},
+    {"Normal", 0, "short T2 T3",      {{"T2", shorted}, {"T3", shorted}, {"T4", shorted}, {"SYNC", shorted}}},
+    {"Normal", 0, "short T2 T4",      {{"T2", shorted}, {"T3", shorted}, {"T4", shorted}, {"SYNC", shorted}}},
+    {"Normal", 0, "short T2 SYNC",    {{"T2", shorted}, {"T3", shorted}, {"T4", shorted}, {"SYNC", shorted}}},
+    {"Normal", 0, "short T1 GND",     {{"T1", shorted}}},
+    {"Normal", 0, "short T2 GND",     {{"T2", shorted}}},
+    {"Normal", 0, "short T3 GND",     {{"T3", shorted}, {"T4", shorted}, {"SYNC", shorted}}},
+    {"Normal", 0, "short T4 GND",     {{"T3", shorted}, {"T4", shorted}, {"SYNC", shorted}}},
+    {"Normal", 0, "short SYNC GND",   {{"T3", shorted}, {"T4", shorted}, {"SYNC", shorted}}},
     // The short values say the same.
     {"Normal", 0x27202, "output F3 dead",   {{"T3", open}, {"T4", open}, {"SYNC", open}}},
     {"Normal", 0x27203, "output F1 closed", {{"T1", shorted}}},
     {"Normal", 0x27204, "short T1 T2",      {{"T1", shorted}, {"T2", shorted}}},
-    {"Normal", 0x27205, "short T2 T4",      {{"T2", shorted}, {"T4", shorted}}},
+    {"Normal", 0x27205, "short T2 T4",      {{"T2", shorted}, {"T3", shorted}, {"T4", shorted}, {"SYNC", shorted}}},
     {"Normal", 0x970E,  "wire T2 cut",      {{"T2", open}}},
 
     {"K", 0, "output F1 dead",   {{"T1", open}}},
@@ -50,7 +59,10 @@ const WireFault kWireFaults[] = {
     {"K", 0, "output F8 dead",   {{"SYNC", open}}},
     {"K", 0, "output F9 dead",   {{"SYNC", open}}},
     {"K", 0, "output F1 closed", {{"T1", shorted}}},
+    {"K", 0, "output F2 closed", {{"T2", shorted}}},
+    {"K", 0, "output F3 closed", {{"T3", shorted}}},
     {"K", 0, "output F4 closed", {{"T4", shorted}}},
+    {"K", 0, "output F5 closed", {{"T5", shorted}}},
     {"K", 0, "output F6 closed", {{"T6", shorted}}},
     {"K", 0, "output F7 closed", {{"T7", shorted}}},
     {"K", 0, "short T1 T2",      {{"T1", shorted}, {"T2", shorted}}},
@@ -72,6 +84,8 @@ const WireFault kWireFaults[] = {
     {"Ma", 0, "output F3 dead",   {{"T3", open}}},
     {"Ma", 0, "output F4 dead",   {{"T4", open}}},
     {"Ma", 0, "output F1 closed", {{"T1", shorted}}},
+    {"Ma", 0, "output F2 closed", {{"T2", shorted}}},
+    {"Ma", 0, "output F3 closed", {{"T3", shorted}}},
     {"Ma", 0, "output F4 closed", {{"T4", shorted}}},
     {"Ma", 0, "output F5 dead",   {{"SYNC", open}}},
     {"Ma", 0, "output F6 dead",   {{"SYNC", open}}},
@@ -80,10 +94,14 @@ const WireFault kWireFaults[] = {
     {"Ma", 0, "short T2 SYNC",    {{"T2", shorted}, {"SYNC", shorted}}},
 
     {"Driver", 0, "output F1 dead",   {{"T1", open}}},
+    {"Driver", 0, "output F2 dead",   {{"T2", open}}},
     {"Driver", 0, "output F3 dead",   {{"T3", open}}},
     {"Driver", 0, "output F4 dead",   {{"T4", open}}},
     {"Driver", 0, "output F5 dead",   {{"SYNC", open}}},
+    {"Driver", 0, "output F1 closed", {{"T1", shorted}}},
     {"Driver", 0, "output F2 closed", {{"T2", shorted}}},
+    {"Driver", 0, "output F3 closed", {{"T3", shorted}}},
+    {"Driver", 0, "output F4 closed", {{"T4", shorted}}},
     {"Driver", 0, "output F5 closed", {{"SYNC", shorted}}},
     {"Driver", 0, "short T1 T2",      {{"T1", shorted}, {"T2", shorted}}},
     {"Driver", 0, "short T3 T4",      {{"T3", shorted}, {"T4", shorted}}},
@@ -153,6 +171,36 @@ TEST_F(AlarmHiddenFaultTest, OneOfTwoOutputsBehindSyncMayBeStuckClosedUnnoticed)
     station.forget();
     alarm_test_64xx_19(0, kCode);
     expect_reply("Pass", "测试成功");
+  }
+  with_family("k");
+  for (const char* fault : {"output F8 closed", "output F9 closed"}) {
+    board.clear_faults();
+    board.fault(fault);
+    station.forget();
+    alarm_test_64xx_k(3, kCode);
+    expect_reply("Pass", "测试成功");
+  }
+}
+
+class AlarmKShortSyncTest : public AlarmLoopbackBoard, public ::testing::WithParamInterface<std::uint32_t> {
+ protected:
+  AlarmKShortSyncTest() : AlarmLoopbackBoard("k") { board.set_type(GetParam()); }
+};
+
+INSTANTIATE_TEST_SUITE_P(Types, AlarmKShortSyncTest, ::testing::Values(0x97C2, 0x9615));
+
+TEST_P(AlarmKShortSyncTest, WithShortValuesThePortsButNotSyncNoticeAShortBetweenThem) {
+  const Loopback variant = loopbacks()[1];
+  for (const char* port : {"T1", "T2", "T3", "T4", "T5", "T6", "T7"}) {
+    SCOPED_TRACE(port);
+    board.clear_faults();
+    board.fault(std::string("short ") + port + " SYNC");
+    station.forget();
+    console.clear();
+    alarm_test_64xx_k(3, kCode);
+    const PortFaults only_the_port = {{port, shorted}};
+    EXPECT_EQ(console.out(), run_console(variant, 3, only_the_port, only_the_port) + "fail num = 10\n");
+    expect_reply("Fail", last_description(variant, only_the_port));
   }
 }
 

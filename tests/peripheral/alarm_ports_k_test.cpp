@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "tests/peripheral/alarm_port_board.h"
-#include "tests/peripheral/alarm_script.h"
 #include "tests/peripheral/alarm_texts.h"
+#include "tests/peripheral/hardware_script.h"
 
 namespace {
 
@@ -34,22 +34,11 @@ class AlarmKPortTest : public AlarmPortBoard {
     EXPECT_EQ(text(), description);
     EXPECT_TRUE(buffer_is_respected());
   }
-  static void pattern_1(AlarmScript& script) {
+  static void pattern_1(HardwareScript& script) {
     script.fpga(0x2018, 0x33333).fpga(0x2002, 0x11111).fpga(81, 1).fpga(82, 1);
   }
-  static void pattern_2(AlarmScript& script) {
+  static void pattern_2(HardwareScript& script) {
     script.fpga(0x2018, 0x44444).fpga(0x2002, 0x22222).fpga(81, 0).fpga(82, 0);
-  }
-  /// The requests and opens without the board's questions who it is, for readings whose lines alone matter.
-  Lines without_queries() const {
-    Lines lines;
-    for (const boardsim::Call& call : board.trace()) {
-      if (call.name == "ioctl" && call.request != 0x80044801) lines.push_back(call.timed_text());
-    }
-    return lines;
-  }
-  static void read(AlarmScript& script) {
-    for (const unsigned line : kLines) script.read_line(line);
   }
 };
 
@@ -84,12 +73,12 @@ TEST_P(AlarmKNumberedPortTest, TheOtherInputsDoNotMatter) {
 TEST_P(AlarmKNumberedPortTest, ThePatternsComeInTheirOrderWithTheRelaysOnFirst) {
   show(0);
   run(mask);
-  AlarmScript expected;
+  HardwareScript expected;
   pattern_1(expected);
-  read(expected.wait_ms(200));
+  expected.wait(200ms).read_eight();
   pattern_2(expected);
-  read(expected.wait_ms(300));
-  EXPECT_EQ(without_queries(), expected.lines());
+  expected.wait(300ms).read_eight();
+  EXPECT_EQ(board.timed_hardware_trace(), expected.lines());
   EXPECT_EQ(board.now(), 500ms);
 }
 
@@ -115,22 +104,22 @@ TEST_F(AlarmKPortTest, ASyncThatStaysSetIsNotConnected) {
 TEST_F(AlarmKPortTest, SyncGetsTheSecondPatternFirst) {
   show(kAll);
   run(kSync);
-  AlarmScript expected;
+  HardwareScript expected;
   pattern_2(expected);
-  read(expected.wait_ms(400));
+  expected.wait(400ms).read_eight();
   pattern_1(expected);
-  read(expected.wait_ms(400));
-  EXPECT_EQ(without_queries(), expected.lines());
+  expected.wait(400ms).read_eight();
+  EXPECT_EQ(board.timed_hardware_trace(), expected.lines());
   EXPECT_EQ(board.now(), 800ms);
 }
 
 TEST_F(AlarmKPortTest, AShortedSyncGetsNoOtherPattern) {
   show(0);
   run(kSync);
-  AlarmScript expected;
+  HardwareScript expected;
   pattern_2(expected);
-  read(expected.wait_ms(400));
-  EXPECT_EQ(without_queries(), expected.lines());
+  expected.wait(400ms).read_eight();
+  EXPECT_EQ(board.timed_hardware_trace(), expected.lines());
   EXPECT_EQ(board.now(), 400ms);
 }
 

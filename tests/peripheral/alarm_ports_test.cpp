@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "tests/peripheral/alarm_port_board.h"
-#include "tests/peripheral/alarm_script.h"
 #include "tests/peripheral/alarm_texts.h"
+#include "tests/peripheral/hardware_script.h"
 
 namespace {
 
@@ -146,9 +146,9 @@ class AlarmPlainPortTest : public AlarmPortBoard {
 TEST_F(AlarmPlainPortTest, EachPatternIsOneValueOfTheOutputRegister) {
   show(0);
   alarm_test_everyport(fd, 0x11111, 0x22222, buffer.data(), 1);
-  AlarmScript expected;
-  expected.fpga(0x2002, 0x11111).wait_ms(200).query_and_read(kPlainLines);
-  expected.fpga(0x2002, 0x22222).wait_ms(300).query_and_read(kPlainLines);
+  HardwareScript expected;
+  expected.fpga(0x2002, 0x11111).wait(200ms).query_and_read(kPlainLines);
+  expected.fpga(0x2002, 0x22222).wait(300ms).query_and_read(kPlainLines);
   EXPECT_EQ(board.timed_hardware_trace(), expected.lines());
 }
 
@@ -188,11 +188,11 @@ class AlarmMaPortTest : public AlarmPortBoard {
 TEST_F(AlarmMaPortTest, EachPatternIsTwoRegisters) {
   show(0);
   alarm_test_everyport_19(fd, 0x11111, 0x33333, 0x22222, 0x44444, buffer.data(), 1);
-  AlarmScript expected;
-  expected.fpga(0x2018, 0x33333).fpga(0x2002, 0x11111).wait_ms(200);
-  for (const unsigned line : kMaLines) expected.read_line(line);
-  expected.fpga(0x2018, 0x44444).fpga(0x2002, 0x22222).wait_ms(300);
-  for (const unsigned line : kMaLines) expected.read_line(line);
+  HardwareScript expected;
+  expected.fpga(0x2018, 0x33333).fpga(0x2002, 0x11111).wait(200ms);
+  expected.read(kMaLines);
+  expected.fpga(0x2018, 0x44444).fpga(0x2002, 0x22222).wait(300ms);
+  expected.read(kMaLines);
   EXPECT_EQ(board.timed_hardware_trace(), expected.lines());
 }
 
@@ -233,9 +233,9 @@ TEST_P(AlarmDriverPortTest, FirstAllOutputsButOneAreSetThenThatOneAlone) {
   const auto [mask, first, second] = GetParam();
   show(0);
   alarm_test_everyport_hisi(fd, buffer.data(), mask);
-  AlarmScript expected;
-  expected.outputs(first).wait_ms(500).query_and_read(kPlainLines);
-  expected.outputs(second).wait_ms(500).query_and_read(kPlainLines);
+  HardwareScript expected;
+  expected.outputs(first).wait(500ms).query_and_read(kPlainLines);
+  expected.outputs(second).wait(500ms).query_and_read(kPlainLines);
   EXPECT_EQ(board.timed_hardware_trace(), expected.lines());
 }
 
@@ -250,9 +250,9 @@ TEST_F(AlarmPlainPortTest, TheMa533BoardsReadTheirOwnLines) {
   board.set_type(0xA6005);
   show(0);
   alarm_test_everyport(fd, 1, 2, buffer.data(), 1);
-  AlarmScript expected;
-  expected.fpga(0x2002, 1).wait_ms(200).query_and_read({25, 26, 27, 28, 29});
-  expected.fpga(0x2002, 2).wait_ms(300).query_and_read({25, 26, 27, 28, 29});
+  HardwareScript expected;
+  expected.fpga(0x2002, 1).wait(200ms).query_and_read({25, 26, 27, 28, 29});
+  expected.fpga(0x2002, 2).wait(300ms).query_and_read({25, 26, 27, 28, 29});
   EXPECT_EQ(board.timed_hardware_trace(), expected.lines());
 }
 

@@ -34,11 +34,7 @@ class AlarmRelayStepsTest : public AlarmRun {
   void run_seven() { alarm_test_64xx_u(4, 519); }
   void run_five() { alarm_test_64xx_u(5, 518); }
 
-  Lines script(int type) {
-    const Lines read = calls_of(board, "/dev/qznio", [](int fd) {
-      std::uint32_t word = 0;
-      getTriggerIn_Ex(fd, &word);
-    });
+  static Lines script(int type) {
     HardwareScript it;
     it.open("/dev/qznio");
     it.open("/dev/qznitc");
@@ -59,7 +55,7 @@ class AlarmRelayStepsTest : public AlarmRun {
           for (const unsigned level : step.three) it.fpga(relay++, level);
         }
         it.wait(500ms);
-        it.calls(read);
+        it.read_eight();
       }
     }
     it.fpga(0x2002, 0x80000018);
@@ -192,7 +188,29 @@ const StepFault kFaults[] = {
   {"wire T2 cut",                     {0x2, 0xF, 0x2, 0xF}, 10},
   {"wire T3 cut",                     {0x4, 0xF, 0x4, 0xF}, 10},
   {"wire T4 cut",                     {0x8, 0xF, 0x8, 0xF}, 10},
+  {"short T1 GND",                    {0x0, 0xE, 0x0, 0xE}, 10},
+  // T4 hangs on F1, F2 and F3 in a row in the first step, on F5 in the third.
+  {"output F1 dead",                  {0x8, 0xF, 0x0, 0xF},  5},
+  {"output F2 dead",                  {0x8, 0xF, 0x0, 0xF},  5},
+  {"output F3 dead",                  {0x8, 0xF, 0x0, 0xF},  5},
+  {"output F4 dead",                  {0x4, 0xF, 0x4, 0xF}, 10},
+  {"output F5 dead",                  {0x0, 0xF, 0x8, 0xF},  5},
+  {"output F6 dead",                  {0x1, 0xF, 0x1, 0xF}, 10},
+  {"output F7 dead",                  {0x2, 0xF, 0x2, 0xF}, 10},
+  {"output F4 closed",                {0x0, 0xB, 0x0, 0xB}, 10},
+  {"output F5 closed",                {0x0, 0x7, 0x0, 0x7}, 10},
+  {"output F6 closed",                {0x0, 0xE, 0x0, 0xE}, 10},
+  {"output F7 closed",                {0x0, 0xD, 0x0, 0xD}, 10},
+  // Not found: one of three in a row, and inputs that are always pulled together.
+  {"output F1 closed",                {0x0, 0xF, 0x0, 0xF},  0},
+  {"output F2 closed",                {0x0, 0xF, 0x0, 0xF},  0},
+  {"output F3 closed",                {0x0, 0xF, 0x0, 0xF},  0},
   {"short T1 T2",                     {0x0, 0xF, 0x0, 0xF},  0},
+  {"short T1 T3",                     {0x0, 0xF, 0x0, 0xF},  0},
+  {"short T1 T4",                     {0x0, 0xF, 0x0, 0xF},  0},
+  {"short T2 T3",                     {0x0, 0xF, 0x0, 0xF},  0},
+  {"short T2 T4",                     {0x0, 0xF, 0x0, 0xF},  0},
+  {"short T3 T4",                     {0x0, 0xF, 0x0, 0xF},  0},
   {"gpio 74 stuck high",              {0x1, 0xF, 0x1, 0xF}, 10},
   {"gpio 76 stuck low",               {0x0, 0xD, 0x0, 0xD}, 10},
   {"gpio 20 stuck high",              {0x0, 0xF, 0x0, 0xF},  0},
@@ -219,6 +237,52 @@ TEST_P(AlarmRelayStepsFaultTest, ShowsInTheStepsThatItSpoilsAndInTheCount) {
   EXPECT_EQ(console.out(), said(4, GetParam().words) + (errors != 0 ? "fail num = 10\n" : ""));
   EXPECT_EQ(console.err(), summary(5, errors));
   expect_reply(519, errors != 0 ? "Fail" : "Pass", errors != 0 ? "测试失败" : "测试成功");
+}
+
+// clang-format off
+const StepFault kFiveOutputFaults[] = {
+  {"wire T1 cut",        {0x1, 0xF, 0x1, 0xF}, 10},
+  {"wire T2 cut",        {0x2, 0xF, 0x2, 0xF}, 10},
+  {"wire T3 cut",        {0x4, 0xF, 0x4, 0xF}, 10},
+  {"wire T4 cut",        {0x8, 0xF, 0x8, 0xF}, 10},
+  {"input T1 stuck low", {0x0, 0xE, 0x0, 0xE}, 10},
+  {"input T2 stuck low", {0x0, 0xD, 0x0, 0xD}, 10},
+  {"input T3 stuck low", {0x0, 0xB, 0x0, 0xB}, 10},
+  {"input T4 stuck low", {0x0, 0x7, 0x0, 0x7}, 10},
+  {"short T3 GND",       {0x0, 0xB, 0x0, 0xB}, 10},
+  // T4 hangs on F2 in the first step, on F3 in the third.
+  {"output F1 dead",     {0x4, 0xF, 0x4, 0xF}, 10},
+  {"output F2 dead",     {0x8, 0xF, 0x0, 0xF},  5},
+  {"output F3 dead",     {0x0, 0xF, 0x8, 0xF},  5},
+  {"output F4 dead",     {0x1, 0xF, 0x1, 0xF}, 10},
+  {"output F5 dead",     {0x2, 0xF, 0x2, 0xF}, 10},
+  {"output F1 closed",   {0x0, 0xB, 0x0, 0xB}, 10},
+  {"output F2 closed",   {0x0, 0x7, 0x0, 0x7}, 10},
+  {"output F3 closed",   {0x0, 0x7, 0x0, 0x7}, 10},
+  {"output F4 closed",   {0x0, 0xE, 0x0, 0xE}, 10},
+  {"output F5 closed",   {0x0, 0xD, 0x0, 0xD}, 10},
+  // Not found: inputs that are always pulled together.
+  {"short T1 T2",        {0x0, 0xF, 0x0, 0xF},  0},
+  {"short T1 T4",        {0x0, 0xF, 0x0, 0xF},  0},
+  {"short T3 T4",        {0x0, 0xF, 0x0, 0xF},  0},
+};
+// clang-format on
+
+class AlarmFiveOutputsFaultTest : public AlarmRelayStepsFaultTest {
+ protected:
+  AlarmFiveOutputsFaultTest() { with_family("68xx-fpga"); }
+};
+
+INSTANTIATE_TEST_SUITE_P(Each, AlarmFiveOutputsFaultTest, ::testing::ValuesIn(kFiveOutputFaults),
+                         [](const auto& row) { return fault_name(row.param.fault); });
+
+TEST_P(AlarmFiveOutputsFaultTest, ShowsOnABoardWithFiveOutputsToo) {
+  board.fault(GetParam().fault);
+  t1_sdk_alarm_test_4in5out();
+  const int errors = GetParam().errors;
+  EXPECT_EQ(console.out(), said(5, GetParam().words) + (errors != 0 ? "fail num = 10\n" : ""));
+  EXPECT_EQ(console.err(), summary(5, errors));
+  expect_reply(518, errors != 0 ? "Fail" : "Pass", errors != 0 ? "测试失败" : "测试成功");
 }
 
 TEST_F(AlarmRelayStepsTest, OneBadStepOfTwentyFailsTheTest) {

@@ -34,11 +34,7 @@ class AlarmTenTest : public AlarmRun {
  protected:
   AlarmTenTest() : AlarmRun("65xx") {}
 
-  Lines script(bool selects_board) {
-    const Lines read = calls_of(board, "/dev/qznio", [](int fd) {
-      std::uint32_t word = 0;
-      getTriggerIn_Ex(fd, &word);
-    });
+  static Lines script(bool selects_board) {
     HardwareScript it;
     it.open("/dev/qznio");
     it.open("/dev/qznitc");
@@ -52,7 +48,7 @@ class AlarmTenTest : public AlarmRun {
         it.fpga(81, closed);
         it.fpga(82, closed);
         it.wait(500ms);
-        it.calls(read);
+        it.read_ten();
       }
     }
     it.fpga(81, 0);
@@ -168,6 +164,25 @@ TEST_P(AlarmTenWaysTest, FindsEachOutputThatIsDeadOrAlwaysClosed) {
       run();
       EXPECT_EQ(console.err(), summary(5, 5)) << "one of the two steps of each cycle";
       expect_fail(way.code, "测试失败");
+    }
+  }
+}
+
+TEST_P(AlarmTenWaysTest, FindsShortsBetweenALevelInputAndASwitchOnly) {
+  for (unsigned one = 1; one <= 10; ++one) {
+    for (unsigned other = one + 1; other <= 10; ++other) {
+      const std::string fault = "short T" + std::to_string(one) + " T" + std::to_string(other);
+      SCOPED_TRACE(fault);
+      next_board();
+      board.fault(fault);
+      run();
+      const bool found = way.mode == 1 && one <= 8 && other > 8;
+      // While one of the two is low, so is the other.
+      const unsigned idle = found ? way.idle & ~(1U << (other - 1)) : way.idle;
+      const unsigned alarm = found ? way.alarm & ~(1U << (one - 1)) : way.alarm;
+      EXPECT_EQ(console.out(), said(way, idle, alarm) + (found ? "fail num = 10\n" : ""));
+      EXPECT_EQ(console.err(), summary(5, found ? 10 : 0));
+      expect_reply(way.code, found ? "Fail" : "Pass", found ? "测试失败" : "测试成功");
     }
   }
 }

@@ -40,7 +40,7 @@ inline constexpr std::array<PortTexts, 5> kFivePorts = {{
      "测试失败:(F3+F3-)或(T1T3)或(T2T4)或(SYNC、GND)短路!!!"},
 }};
 
-/// Boards with eight inputs. The console text of a shorted or open SYNC has no line end.
+/// Boards with eight inputs. The console text of a shorted SYNC has no line end; that of an open one has.
 inline constexpr std::array<PortTexts, 8> kEightPorts = {{
     kFivePorts[0],
     kFivePorts[1],

@@ -78,6 +78,8 @@ TEST_F(IrCutStepperTest, AHomeSwitchThatClosesOnTheWayEndsItThere) {
 
 TEST_F(IrCutStepperTest, AHealthyFilterComesBackToItsSwitch) {
   ircut_test_65xx();
+  EXPECT_EQ(board.timed_hardware_trace(), script(160, true)) << "its other stop is 160 steps away";
+  EXPECT_EQ(board.now(), 10ms + 175 * 40ms + 160 * 20ms);
   EXPECT_EQ(board.gpio_level(26), 1);
   EXPECT_EQ(console.out(), "ircut_test_65xx\n");
   EXPECT_EQ(console.err(), "");

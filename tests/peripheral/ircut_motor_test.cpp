@@ -7,6 +7,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "t1_sdk/boardtest/peripheral/motor.h"
 #include "tests/peripheral/ircut_report.h"
 
 namespace {

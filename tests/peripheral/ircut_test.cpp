@@ -92,6 +92,56 @@ TEST_F(IrCutTest, ABoardThatCannotBeAskedWhoItIsHasTheMotorDriver) {
   }
 }
 
+/// The calls that ask the board who it is, so many times.
+std::vector<std::string> questions(std::size_t count) {
+  std::vector<std::string> calls;
+  for (std::size_t i = 0; i < count; ++i) {
+    calls.insert(calls.end(),
+                 {"open /dev/qznio = ok", "ioctl /dev/qznio 0x80044801 {} = 0", "close /dev/qznio = 0"});
+  }
+  return calls;
+}
+
+TEST_F(IrCutTest, TheBoardIsAskedFamilyByFamilyUntilOneFits) {
+  const struct {
+    const char* family;
+    std::size_t questions;
+    const char* next;  ///< the variant's first call
+  } rows[] = {{"65xx", 1, "open /dev/qznio = ok"}, {"63xx", 2, ""},
+              {"loop", 3, "open /dev/qznio = ok"}, {"loop-c", 4, "open /dev/qznio = ok"},
+              {"ma", 5, "open /dev/motor = ok"},   {"rkd1", 6, "open /dev/motor = ok"},
+              {"rkd2", 6, "open /dev/motor = ok"}, {"normal", 6, "open /dev/motor = ok"},
+              {"k", 6, "open /dev/motor = ok"},    {"68xx", 6, "open /dev/motor = ok"}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.family);
+    next_board(row.family);
+    t1_sdk_icrcut_test();
+    std::vector<std::string> expected = questions(row.questions);
+    std::vector<std::string> calls = board.hardware_trace();
+    if (row.next[0] != '\0') expected.emplace_back(row.next);
+    calls.resize(expected.size());
+    EXPECT_EQ(calls, expected);
+    std::size_t asked = 0;
+    for (const boardsim::Call& call : board.trace()) asked += call.request == 0x80044801 ? 1 : 0;
+    EXPECT_EQ(asked, row.questions);
+  }
+}
+
+TEST_F(IrCutTest, ABoardThatIsDeafToItsOwnQuestionIsTakenForOneOfTheRest) {
+  const struct {
+    const char* family;
+    int question;
+  } rows[] = {{"65xx", 1}, {"63xx", 2}, {"loop", 3}, {"loop-c", 4}, {"ma", 5}, {"rkd1", 6}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.family);
+    next_board(row.family);
+    board.fault("ioctl /dev/qznio 0x80044801 #" + std::to_string(row.question));
+    t1_sdk_icrcut_test();
+    EXPECT_TRUE(was_asked("ioctl /dev/motor 0x40044901 {90} = 0"));
+    expect_pass();
+  }
+}
+
 TEST_F(IrCutTest, AStationAsksByCode1792AndNoCodeNameIsPrinted) {
   EXPECT_EQ(dispatch("<TestItem><TestCode>1792</TestCode></TestItem>"), 0);
   EXPECT_EQ(console.lines().front(), "ircut_test_64xx");

@@ -45,6 +45,17 @@ TEST_F(ReportTest, WithoutADescriptionATestHasSucceeded) {
   EXPECT_EQ(station.reply().description, "测试成功");
 }
 
+TEST_F(ReportTest, AReplyInADocumentOfItsOwnLeavesTheSharedOneAlone) {
+  t1_sdk_initial_t1Msg(&msg, 255U, "shared");
+  const std::string before = msg.GetDoc();
+  XmlDocument own;
+  TestReport report(1536, name.c_str(), succeeded.c_str(), own);
+  EXPECT_EQ(report.send(), 0);
+  EXPECT_EQ(station.reply().code, 1536);
+  EXPECT_EQ(station.reply().value, "Pass");
+  EXPECT_EQ(msg.GetDoc(), before);
+}
+
 TEST_F(ReportTest, ThePiecesOfAReplyComeInThisOrder) {
   TestReport report(-15, name.c_str(), succeeded.c_str());
   report.send();

@@ -165,14 +165,14 @@ int cycle_rkd_1in3out(AlarmRun& run) {
 constexpr AlarmVariant kRkd{
     .banner = "alarm_test_rkd", .last_mode = 2, .mode_error_replies = false, .mode_error_extra = nullptr,
     .qznio_code = 2, .control_code = 3, .device = kAlarmNode, .device_code = 3,
-    .device_console = "打开/dev/alarm失败", .device_reply = "打开/dev/alarm失败", .device_stays_open = false,
+    .device_console = "打开/dev/alarm失败", .device_reply = "打开/dev/alarm失败", .closes_wrong_node = false,
     .cycles = 2, .pause = 500000, .counting = Counting::failed_cycles_kept, .failure = nullptr,
     .prepare = nullptr, .cycle = cycle_rkd, .finish = nullptr};
 
 constexpr AlarmVariant kRkd1in3out{
     .banner = "alarm_test_rkd", .last_mode = 2, .mode_error_replies = false, .mode_error_extra = nullptr,
     .qznio_code = 2, .control_code = 3, .device = kAlarmNode, .device_code = 3,
-    .device_console = "打开/dev/alarm失败", .device_reply = "打开/dev/alarm失败", .device_stays_open = false,
+    .device_console = "打开/dev/alarm失败", .device_reply = "打开/dev/alarm失败", .closes_wrong_node = false,
     .cycles = 2, .pause = 500000, .counting = Counting::failed_cycles_kept, .failure = nullptr,
     .prepare = nullptr, .cycle = cycle_rkd_1in3out, .finish = nullptr};
 // clang-format on
@@ -230,7 +230,8 @@ void alarm_test_rkd_1in3out(unsigned mode, int code) {
 
 void alarm_test_1i1o(int code) {
   std::puts("alarm_test_65xx");
-  TestReport report(code, "测试应用程序");
+  XmlDocument reply;
+  TestReport report(code, "测试应用程序", kTestSucceeded, reply);
   Descriptor node(open("/dev/qznio", O_RDWR));
   if (node.get() < 0) {
     std::perror("Open /dev/qznio");

@@ -31,7 +31,7 @@ struct AlarmVariant {
   int device_code;
   const char* device_console;  ///< printed when `device` cannot be opened, or null
   const char* device_reply;
-  bool device_stays_open;
+  bool closes_wrong_node;  ///< closes a descriptor that was never opened, so that `device` stays open
   int cycles;
   useconds_t pause;  ///< behind each cycle, in microseconds
   Counting counting;

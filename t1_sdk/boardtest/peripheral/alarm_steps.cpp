@@ -127,22 +127,23 @@ int cycle_wpf_j(AlarmRun& /*run*/) {
 constexpr AlarmVariant kFpgaVariant{
     .banner = "alarm_test_65xx", .last_mode = -1, .mode_error_replies = true, .mode_error_extra = nullptr,
     .qznio_code = 1, .control_code = 2, .device = kFpgaNode, .device_code = 3,
-    .device_console = nullptr, .device_reply = "打开/dev/fpga失败", .device_stays_open = false,
+    .device_console = nullptr, .device_reply = "打开/dev/fpga失败", .closes_wrong_node = false,
     .cycles = 5, .pause = 0, .counting = Counting::step_errors, .failure = "测试失败",
     .prepare = prepare_fpga, .cycle = cycle_fpga, .finish = finish_fpga};
 
-// The driver variants open /dev/alarm only to see that it is there, and have never closed it.
+// The driver variants open /dev/alarm only to see that it is there; they close a descriptor that was never opened
+// in its place.
 constexpr AlarmVariant kWpf{
     .banner = "alarm_test_wpf_u", .last_mode = -1, .mode_error_replies = true, .mode_error_extra = nullptr,
     .qznio_code = 1, .control_code = 2, .device = kAlarmNode, .device_code = 3,
-    .device_console = "打开/dev/alarm失败", .device_reply = "打开/dev/alarm失败", .device_stays_open = true,
+    .device_console = "打开/dev/alarm失败", .device_reply = "打开/dev/alarm失败", .closes_wrong_node = true,
     .cycles = 5, .pause = 0, .counting = Counting::step_errors, .failure = "测试失败",
     .prepare = prepare_driver, .cycle = cycle_wpf, .finish = nullptr};
 
 constexpr AlarmVariant kWpfJ{
     .banner = "alarm_test_wpf_u_j", .last_mode = -1, .mode_error_replies = true, .mode_error_extra = nullptr,
     .qznio_code = 1, .control_code = 2, .device = kAlarmNode, .device_code = 3,
-    .device_console = "打开/dev/alarm失败", .device_reply = "打开/dev/alarm失败", .device_stays_open = true,
+    .device_console = "打开/dev/alarm失败", .device_reply = "打开/dev/alarm失败", .closes_wrong_node = true,
     .cycles = 5, .pause = 0, .counting = Counting::step_errors, .failure = "测试失败",
     .prepare = prepare_driver, .cycle = cycle_wpf_j, .finish = nullptr};
 // clang-format on

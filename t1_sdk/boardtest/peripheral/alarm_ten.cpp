@@ -68,7 +68,7 @@ void finish(const AlarmRun& run) {
 constexpr AlarmVariant k65xx{
     .banner = "alarm_test_65xx", .last_mode = 2, .mode_error_replies = true, .mode_error_extra = "打开/dev/qznio失败",
     .qznio_code = 2, .control_code = 3, .device = kFpgaNode, .device_code = 4,
-    .device_console = "打开/dev/fpga失败", .device_reply = "打开/dev/fpga失败", .device_stays_open = false,
+    .device_console = "打开/dev/fpga失败", .device_reply = "打开/dev/fpga失败", .closes_wrong_node = false,
     .cycles = 5, .pause = 0, .counting = Counting::step_errors, .failure = "测试失败",
     .prepare = prepare, .cycle = cycle, .finish = finish};
 // clang-format on

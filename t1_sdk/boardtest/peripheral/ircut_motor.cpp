@@ -6,14 +6,14 @@
 #include <cstdio>
 
 #include "t1_sdk/boardtest/peripheral/ircut.h"
+#include "t1_sdk/boardtest/peripheral/motor.h"
 #include "t1_sdk/boardtest/protocol/report.h"
 #include "t1_sdk/util/descriptor.h"
 
 namespace {
 
-constexpr unsigned kConfigure = 0x40044301;  // _IOW('C', 1, 4)
-constexpr unsigned kMove = 0x40044901;       // _IOW('I', 1, 4); the argument is a value
-constexpr unsigned kMoveBack = 0x40044902;   // _IOW('I', 2, 4)
+constexpr unsigned kMove = 0x40044901;      // _IOW('I', 1, 4); the argument is a value
+constexpr unsigned kMoveBack = 0x40044902;  // _IOW('I', 2, 4)
 
 constexpr int kMoves = 5;
 constexpr std::uint32_t kFilterChip = 7;
@@ -44,7 +44,7 @@ void move_filter(const MotorVariant& variant, TestReport& report) {
   motor_confs confs{};
   confs.conf[0].config.chip_no = kFilterChip;
   confs.conf[0].config.type = GPIO;
-  const int configured = ioctl(motor.get(), kConfigure, &confs);
+  const int configured = ioctl(motor.get(), kMotorConfigure, &confs);
   if (configured < 0) {
     std::puts("设置/dev/motor失败");
     report.fail(configured, "设置/dev/motor失败");

@@ -3,14 +3,14 @@
 
 #include <cstdio>
 
-#include "t1_sdk/boardtest/protocol/message.h"
 #include "t1_sdk/util/text.h"
 
 const char kTestSucceeded[] = "测试成功";
 
-TestReport::TestReport(int testCode, const char* name, const char* description) {
+TestReport::TestReport(int testCode, const char* name, const char* description, XmlDocument& document)
+    : document_(document) {
   describe(description);
-  t1_sdk_initial_t1Msg(&msg, static_cast<unsigned>(testCode), name);
+  t1_sdk_initial_t1Msg(&document_, static_cast<unsigned>(testCode), name);
 }
 
 void TestReport::fail(int code, const char* description) {
@@ -24,11 +24,11 @@ void TestReport::describe(const char* text) {
 
 int TestReport::send() {
   if (passed()) {
-    msg.AddChildElem("Value", "Pass");
+    document_.AddChildElem("Value", "Pass");
   } else {
     std::printf("fail num = %d\n", code_);
-    msg.AddChildElem("Value", "Fail");
+    document_.AddChildElem("Value", "Fail");
   }
-  msg.AddChildElem("Description", description_.data());
-  return tcp_send_xml_msg(&msg);
+  document_.AddChildElem("Description", description_.data());
+  return tcp_send_xml_msg(&document_);
 }

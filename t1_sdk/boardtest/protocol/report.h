@@ -4,6 +4,8 @@
 #include <array>
 #include <cstddef>
 
+#include "t1_sdk/boardtest/protocol/message.h"
+
 /// The descriptions' buffer, terminator included.
 inline constexpr std::size_t kDescriptionSize = 512;
 
@@ -11,12 +13,14 @@ inline constexpr std::size_t kDescriptionSize = 512;
 /// this one may be compiled without GBK literals.
 extern const char kTestSucceeded[];
 
-/// The report of one test run: starts the reply in `msg` when it is made, keeps the result code and the
-/// description while the test runs, and sends the reply with send().
+/// The report of one test run: starts the reply when it is made, keeps the result code and the description
+/// while the test runs, and sends the reply with send().
 class TestReport {
  public:
-  /// Starts the reply. `name` is the test's name as the station shows it.
-  TestReport(int testCode, const char* name, const char* description = kTestSucceeded);
+  /// Starts the reply in `document`, which must outlive the report. `name` is the test's name as the station
+  /// shows it.
+  TestReport(int testCode, const char* name, const char* description = kTestSucceeded,
+             XmlDocument& document = msg);
   TestReport(const TestReport&) = delete;
   TestReport& operator=(const TestReport&) = delete;
 
@@ -36,6 +40,7 @@ class TestReport {
   int send();
 
  private:
+  XmlDocument& document_;
   int code_ = 0;
   std::array<char, kDescriptionSize> description_{};
 };

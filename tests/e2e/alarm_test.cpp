@@ -1,0 +1,148 @@
+// The alarm and IR-cut codes of every family over the wire: a healthy board passes, one fault each gives its
+// diagnosis.
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "tests/e2e/on_server.h"
+#include "tests/harness/gbk.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// What a station reads in a reply.
+struct Result {
+  std::string value;
+  std::string description;
+  bool operator==(const Result&) const = default;
+};
+
+void PrintTo(const Result& result, std::ostream* out) {
+  *out << result.value << " " << result.description;
+}
+
+/// A code on a healthy board, then with a fault.
+struct Row {
+  int code;
+  std::chrono::milliseconds length;  ///< of a healthy run
+  const char* fault;
+  Result result;     ///< with the fault
+  const char* said;  ///< how a line on the console then starts; null: the description tells enough
+};
+
+/// A family and its codes.
+struct Family {
+  const char* name;
+  std::vector<Row> rows;
+};
+
+// clang-format off
+const Row kNormal520{520, 6500ms, "wire T1 cut", {"Fail", "测试失败:T1不通或(F1+F1-)短路!!!"}, nullptr};
+const Row kNormal521{521, 6500ms, "short T1 T2", {"Fail", "测试失败:(F2+F2-)或(T1T2)或(T2T4)短路!!!"}, "F1+、F1-短路或T1、T2短路或T1、T3短路"};
+const Row kNormal528{528, 6500ms, "input SYNC stuck high", {"Fail", "测试失败:SYNC不通或(F3+F3-)短路!!!"}, nullptr};
+const Row kDriver520{520, 11500ms, "output F2 dead", {"Fail", "测试失败:T2不通或(F2+F2-)短路!!!"}, nullptr};
+const Row kRkd535{535, 25500ms, "wire T1 cut", {"Fail", ""}, "报警输入F-LOW,报警输出A-HIGH测试失败,alarm_in.value:1."};
+const Row kRkd69634{69634, 25500ms, "output A1 dead", {"Fail", ""}, "继电器1闭合,2断开,报警输入F-LOW,报警输出A-LOW测试失败,alarm_in.value:1."};
+const Row kMotor{1792, 50ms, "motor rejects move 5", {"Fail", "返回到光电开关位置失败"}, " back to e error, ret=-1, errno:5"};
+const Row kRkdMotor{1792, 1000ms, "motor rejects move 1", {"Fail", "到光电开关位置失败"}, "1"};
+const Row kMagnet{1792, 20s, "ioctl /dev/qznio 0x40044704 #1", {"Fail", "测试成功"}, "ICR切换失败"};
+
+const Family kFamilies[] = {
+    {"normal", {kNormal520, kNormal521, kNormal528, kMotor}},
+    {"6455",   {kNormal520, kNormal521, kNormal528}},
+    {"6485",   {kNormal520, kNormal521, kNormal528}},
+    {"6484",   {kNormal520, kNormal521, kNormal528}},
+    {"k",      {{520, 6500ms, "wire T4 cut", {"Fail", "测试失败:T4不通或(F3+F3-)短路!!!"}, nullptr},
+                {530, 10500ms, "wire T4 cut", {"Fail", "测试失败:T4不通或(F4+F4-)短路!!!"}, nullptr},
+                kMotor}},
+    {"63xx",   {{513, 5s, "wire T1 cut", {"Fail", "测试失败"}, "报警输入1,报警输出1测试失败,alarm_in.value:1."},
+                {1792, 9s, "system #1", {"Pass", "测试成功"}, "icr向白天切换 failed!"}}},
+    {"68xx",   {kDriver520, kMotor}},
+    {"68xx-fpga", {{518, 10500ms, "wire T2 cut", {"Fail", "测试失败"},
+                    "##1 0x1 0x1 0x1 0x1 0x0 0x80000018, 失败,trigger_in=0x0002,ref=0x0000"},
+                   {520, 6500ms, "short T3 GND", {"Fail", "测试失败:(F3+F3-)或(T1T3)或(T2T4)或(SYNC、GND)短路!!!"}, nullptr}}},
+    {"6444",   {{519, 10500ms, "output F5 dead", {"Fail", "测试失败"},
+                 "##3 0x0 0x0 0x0 0x1 0x1 0x80000018, 失败,trigger_in=0x0008,ref=0x0000"}}},
+    {"6444-j", {{534, 8s, "wire T3 cut", {"Fail", "测试失败"},
+                 "##2 0x0 0x0 0x0 0x0 0x0 0xC0000018, 失败,trigger_in=0x0006,ref=0x0002"}}},
+    {"loop",   {{518, 10500ms, "short T1 T3", {"Fail", "测试失败"},
+                 "##1 0x1 0x1 0x1 0x1 0x0 0x80000018, 失败,trigger_in=0x0002,ref=0x0003"},
+                kMagnet}},
+    {"loop-c", {{518, 10500ms, "wire T4 cut", {"Fail", "测试失败"},
+                 "##1 0x1 0x1 0x1 0x1 0x0 0x80000018, 失败,trigger_in=0x000b,ref=0x0003"},
+                kMagnet}},
+    {"ma",     {{520, 6500ms, "short SYNC GND", {"Fail", "测试失败:(F3+F3-)或(T1T3)或(T2T4)或(SYNC、GND)短路!!!"}, nullptr},
+                kMotor}},
+    {"65xx",   {{531, 5500ms, "wire T10 cut", {"Fail", "测试失败"}, "##有报警输入测试,失败,ret=0x0200,ref=0x0000"},
+                {1792, 10210ms, "open /dev/qznio #2", {"Fail", "打开/dev/qznio失败"}, "打开/dev/qznio失败"}}},
+    {"65xx-level", {{532, 5500ms, "short T1 T9", {"Fail", "测试失败"}, "##无报警输入测试,失败,ret=0x0200,ref=0x0300"}}},
+    {"rkd1",   {kDriver520, kRkd535, kRkd69634, kRkdMotor}},
+    {"rkd2",   {kDriver520, kRkd535, kRkd69634, kRkdMotor}},
+};
+// clang-format on
+
+void PrintTo(const Family& family, std::ostream* out) {
+  *out << family.name;
+}
+
+/// The bytes that hexadecimal digits stand for.
+std::string bytes_of(const std::string& digits) {
+  std::string bytes;
+  for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
+    bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+  }
+  return bytes;
+}
+
+/// The text of an element; empty when it is empty.
+std::string element(const std::string& xml, const std::string& name) {
+  const std::size_t start = xml.find("<" + name + ">");
+  const std::size_t end = xml.find("</" + name + ">");
+  if (start == std::string::npos || end == std::string::npos) return "";
+  return xml.substr(start + name.size() + 2, end - start - name.size() - 2);
+}
+
+class AlarmCodesTest : public ::testing::TestWithParam<Family> {
+ protected:
+  AlarmCodesTest() : board({"--board", GetParam().name}), station(board) {
+    station.take_greeting();
+    board.lines_until("HeartBeatThread started");
+    board.expect_complaint("报警I/O口完成");  // the summary of a run
+    board.expect_complaint("Open /dev/qznio: No such device");
+  }
+  /// Requests a test, lets its usual time pass and takes its reply.
+  Result run(const Row& row) {
+    station.request(row.code);
+    board.settle();
+    if (row.length > 0ms) board.advance(row.length);
+    int prompts = 0;
+    const std::string xml = utf8(bytes_of(station.next_reply(prompts)).substr(4));
+    EXPECT_EQ(element(xml, "TestCode"), std::to_string(row.code));
+    return {element(xml, "Value"), element(xml, "Description")};
+  }
+
+  BoardUnderTest board;
+  Station station;
+};
+
+INSTANTIATE_TEST_SUITE_P(Of, AlarmCodesTest, ::testing::ValuesIn(kFamilies), [](const auto& row) {
+  std::string name = row.param.name;
+  for (char& letter : name) letter = letter == '-' ? '_' : letter;
+  return name;
+});
+
+TEST_P(AlarmCodesTest, PassOnAHealthyBoardAndNameOneFaultEach) {
+  for (const Row& row : GetParam().rows) {
+    SCOPED_TRACE(row.code);
+    EXPECT_EQ(run(row), (Result{"Pass", "测试成功"}));
+    board.lines_until(request_of(row.code));
+    board.fault(row.fault);
+    EXPECT_EQ(run(row), row.result) << row.fault;
+    board.lines_until(request_of(row.code));
+    if (row.said != nullptr) board.lines_until(row.said);
+    board.clear_faults();
+  }
+}
+
+}  // namespace

@@ -1,0 +1,178 @@
+// Runs alarm tests on boards with faulty jigs.
+#include "tests/matrix/faults.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <set>
+#include <stdexcept>
+
+#include "boardsim/board.h"
+#include "boardsim/core/state.h"
+#include "t1_sdk/boardtest/peripheral/alarm.h"
+#include "tests/harness/console.h"
+#include "tests/harness/station_link.h"
+
+namespace {
+
+struct AlarmCode {
+  int code;
+  const char* jig;
+  void (*test)();
+};
+
+// clang-format off
+const AlarmCode kCodes[] = {
+    {513,   "1in1out",          t1_sdk_alarm_test_1in1out},
+    {518,   "4in5out",          t1_sdk_alarm_test_4in5out},
+    {519,   "4in7out",          t1_sdk_alarm_test_4in7out},
+    {520,   "5in3out",          t1_sdk_alarm_test_5in3out},
+    {521,   "5in3out",          t1_sdk_alarm_test_5in4out},
+    {528,   "5in3out",          t1_sdk_alarm_test_5in5out},
+    {530,   "8in9out",          t1_sdk_alarm_test_8in9out},
+    {531,   "10in10out-switch", t1_sdk_alarm_test_10in10out_switch},
+    {532,   "10in10out-level",  t1_sdk_alarm_test_10in10out_level},
+    {534,   "3in2out",          t1_sdk_alarm_test_3in2out},
+    {535,   "2in4out",          t1_sdk_alarm_test_2in4out},
+    {69634, "1in3out",          t1_sdk_alarm_test_1in3out},
+};
+// clang-format on
+
+const AlarmCode& alarm_code(int code) {
+  const auto* found = std::ranges::find(kCodes, code, &AlarmCode::code);
+  if (found == std::end(kCodes)) throw std::invalid_argument(std::to_string(code) + " is no alarm code");
+  return *found;
+}
+
+void plug_in(boardsim::Board& simulated, const TestedBoard& board, int code) {
+  if (board.type != 0) simulated.set_type(board.type);
+  simulated.set_jig(alarm_code(code).jig);
+}
+
+std::string where(const boardsim::JigInput& input, std::uint32_t type) {
+  return "line " + std::to_string(boardsim::line_of(input, type));
+}
+
+std::string where(const boardsim::JigOutput& output) {
+  return std::to_string(static_cast<int>(output.driver)) + "/" + std::to_string(output.number) + "/" +
+         std::to_string(output.mask) + (output.inverted ? " " + std::string(output.name) : "");
+}
+
+bool is_wired(const boardsim::Jig& jig, const boardsim::JigInput& input) {
+  return std::ranges::any_of(jig.wires,
+                             [&](const boardsim::JigWire& wire) { return wire.input == input.name; });
+}
+
+/// What a run prints and replies.
+struct Run {
+  std::vector<std::string> lines;
+  std::string errors;
+  Reply reply;
+};
+
+/// The number behind the last `mark` of a text, or nothing.
+std::string number_behind(const std::string& text, const std::string& mark) {
+  const std::size_t found = text.rfind(mark);
+  return found == std::string::npos ? "" : std::to_string(std::atoi(text.c_str() + found + mark.size()));
+}
+
+Run run(const TestedBoard& board, int code, const std::string& fault) {
+  boardsim::Board simulated(board.family);
+  plug_in(simulated, board, code);
+  if (!fault.empty()) simulated.fault(fault);
+  const Console console;
+  StationLink station;
+  alarm_code(code).test();
+  Run result{console.lines(), number_behind(console.err(), "错误次数"), station.reply()};
+  if (result.errors.empty()) result.errors = number_behind(console.out(), "失败-");
+  return result;
+}
+
+bool tells_of_a_fault(const std::string& line) {
+  for (const char* other : {"0x", "fail num", "!!!"}) {  // input words, the result, the summary
+    if (line.starts_with(other)) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string TestedBoard::title() const {
+  char text[16] = "";
+  if (type != 0) std::snprintf(text, sizeof text, " (0x%X)", type);
+  return std::string(family) + text;
+}
+
+const std::vector<TestedBoard>& tested_boards() {
+  static const std::vector<TestedBoard> kBoards = {{"normal", 0, {520, 521, 528}},
+                                                   {"normal", 0x27202, {520, 521, 528}},
+                                                   {"6455", 0, {520, 521, 528}},
+                                                   {"6485", 0, {520, 521, 528}},
+                                                   {"6484", 0, {520, 521, 528}},
+                                                   {"k", 0, {520, 530}},
+                                                   {"k", 0x9615, {520, 530}},
+                                                   {"normal", 0x97C2, {530}},
+                                                   {"63xx", 0, {513}},
+                                                   {"68xx", 0, {520}},
+                                                   {"68xx", 0xA6005, {520}},
+                                                   {"68xx-fpga", 0, {518, 520}},
+                                                   {"6444", 0, {519}},
+                                                   {"6444-j", 0, {534}},
+                                                   {"loop", 0, {518}},
+                                                   {"loop-c", 0, {518}},
+                                                   {"ma", 0, {520}},
+                                                   {"65xx", 0, {531}},
+                                                   {"65xx-level", 0, {532}},
+                                                   {"rkd1", 0, {520, 535, 69634}},
+                                                   {"rkd2", 0, {520, 535, 69634}}};
+  return kBoards;
+}
+
+std::vector<JigFault> faults_of(const TestedBoard& board, int code) {
+  boardsim::Board simulated(board.family);
+  plug_in(simulated, board, code);
+  const boardsim::Jig& jig = simulated.state().devices.bench.jig();
+  const std::uint32_t type = boardsim::boot_type(simulated.boot_block());
+  std::vector<JigFault> faults;
+  const auto add = [&](const std::string& before, std::string_view name, const std::string& place,
+                       const std::string& behind) {
+    faults.push_back({before + std::string(name) + behind, before + place + behind});
+  };
+  for (const auto& input : jig.inputs) {
+    const std::string line = where(input, type);
+    if (is_wired(jig, input)) {
+      add("input ", input.name, line, " stuck high");
+      add("wire ", input.name, line, " cut");
+    }
+    add("input ", input.name, line, " stuck low");
+    add("short ", input.name, line, " GND");
+  }
+  for (const auto& output : jig.outputs) {
+    for (const char* state : {" dead", " closed", " open"}) add("output ", output.name, where(output), state);
+  }
+  for (std::size_t i = 0; i < jig.inputs.size(); ++i) {
+    for (std::size_t k = i + 1; k < jig.inputs.size(); ++k) {
+      add("short " + std::string(jig.inputs[i].name) + " ", jig.inputs[k].name, "", "");
+      faults.back().effect = "short " + where(jig.inputs[i], type) + ", " + where(jig.inputs[k], type);
+    }
+  }
+  return faults;
+}
+
+Outcome run_alarm_code(const TestedBoard& board, int code, const std::string& fault) {
+  const Run result = run(board, code, fault);
+  Outcome outcome{result.reply.value == "Pass", 0, result.errors, {}, result.reply.description};
+  static std::map<std::pair<std::string, int>, std::set<std::string>> healthy;
+  auto [known, is_new] = healthy.try_emplace({board.title(), code});
+  if (is_new) {
+    const Run usual = run(board, code, "");
+    known->second.insert(usual.lines.begin(), usual.lines.end());
+  }
+  for (const std::string& line : result.lines) {
+    if (line.starts_with("fail num = ")) outcome.code = std::atoi(line.c_str() + 11);
+    if (known->second.contains(line) || !tells_of_a_fault(line)) continue;
+    if (std::ranges::find(outcome.lines, line) == outcome.lines.end()) outcome.lines.push_back(line);
+  }
+  return outcome;
+}
