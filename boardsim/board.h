@@ -23,7 +23,8 @@ using Time = std::chrono::microseconds;
 /// One board family that can be simulated.
 struct Family {
   std::string_view name;  ///< "normal", "k", "63xx", "68xx", "68xx-fpga", "6444", "6444-j", "loop", "loop-c",
-                          ///< "ma", "65xx", "65xx-level", "rkd1", "rkd2"
+                          ///< "ma", "65xx", "65xx-level", "rkd1", "rkd2",
+                          ///< "6455", "6485", "6484"
   std::uint32_t type;     ///< device type code the boot block carries
   std::uint8_t alarm_outputs;    ///< number of alarm outputs in the boot block
   std::string_view description;  ///< one line for `boardsim --board list`
@@ -38,17 +39,19 @@ struct Call {
   Time at{};           ///< virtual time at which the call was made
   std::string name{};  ///< "open", "close", "ioctl", "read", "stat", "sleep", "usleep", "select", "recv",
                        ///< "send", "reboot" ...
-  std::string node{};  ///< device node or path, "station" for the station's socket, empty for sleeps
+  std::string node{};  ///< device node or path, "station" for the station's socket, empty for sleeps; of a
+                       ///< mount node, folder and type
   std::uint32_t request = 0;            ///< ioctl request number, else 0
   std::vector<std::uint32_t> record{};  ///< what the program handed in: the record's 32-bit words, or a
-                                        ///< sleep's length in its own unit
+                                        ///< sleep's length in its own unit; an open's flags, which
+                                        ///< texts do not show
   long result = 0;                      ///< what the call returned
   int error = 0;                        ///< errno when it failed, else 0
 
   /// The call without its time, as it stands in a trace file, for example
   /// "open /dev/rtc = ok", "open /dev/rtc = -1 ENODEV", "ioctl /dev/qznio 0x40044d02 {0, 10000, 5000} = 0",
   /// "ioctl /dev/qznio 0x80044801 {} = 0", "close /dev/qznio = 0", "sleep 10", "usleep 500000",
-  /// "reboot 0x1234567 = 0", "system dayICR = 0", "stat /proc/debug/temp1 = 0",
+  /// "close -1 = -1 EBADF", "reboot 0x1234567 = 0", "system dayICR = 0", "stat /proc/debug/temp1 = 0",
   /// "read /proc/debug/temp1 32 = 6".
   /// A request that only reads shows {} unless the device says which words of its record go in.
   std::string text() const;
@@ -113,11 +116,14 @@ class Board {
   ///                                          "recv #2 short 1": a short count
   ///   "thread [#N[+]] [ERRNO]"               pthread_create fails
   ///   "system [#N[+]] [ERRNO]"               a shell command of the board fails
+  ///   "mount|umount|statfs|mkdir|rmdir|unlink [#N[+]] [ERRNO]"
   ///   "interface eth0 none", "interface eth0 192.0.2.1"   an interface without address, or with another
+  ///   "tcgetattr|tcsetattr [#N[+]] [ERRNO]"  settings of terminals fail
   /// and the words of the devices and of the jig, listed in docs/simulator-devices.md: "rtc stopped",
   /// "gpio 26 stuck high", "sensors none", "input T3 stuck low", "wire T2 cut", "short T1 T2", "output F1
-  /// dead", "motor rejects move 2", "home switch never" ... ERRNO defaults to ENODEV for open, EIO elsewhere.
-  /// NODE is one that the board has.
+  /// dead", "motor rejects move 2", "home switch never", "flash cut 100", "medium /dev/msb1 absent", "rs485 1
+  /// 2 open", "app silent" ... ERRNO defaults to ENODEV for open, EIO elsewhere. "connect" counts the
+  /// program's calls of the application too. NODE is one that the board has.
   void fault(std::string_view text);
   /// Takes all faults away again; counts start anew.
   void clear_faults();
@@ -169,6 +175,91 @@ class Board {
   int stepper_position() const;
   unsigned motor_moves() const;        ///< number of moves that /dev/motor carried out
   std::uint32_t motor_travel() const;  ///< argument of the last of them, 0 before
+
+  // ---- factory data --------------------------------------------------------------------------
+  /// `size` bytes of the flash partition (/dev/mtd4, 22 erase blocks of 0x10000 bytes) from `offset` on. A
+  /// partition that was never written is all ones; erasing makes ones, writing makes zeros.
+  std::vector<std::uint8_t> flash(std::size_t offset, std::size_t size) const;
+  void set_flash(std::size_t offset, std::span<const std::uint8_t> bytes);
+  /// The same of the eMMC partition (/dev/mmcblk0p7, 0x40000 bytes). It comes from the factory with valid
+  /// records: dead pixels at 0, flat field at 0x10000, timing generator at 0x20000, substrate voltage at
+  /// 0x30000. Throws std::out_of_range, as flash() does.
+  std::vector<std::uint8_t> emmc(std::size_t offset, std::size_t size) const;
+  void set_emmc(std::size_t offset, std::span<const std::uint8_t> bytes);
+  /// Number of erase requests that each of the 22 flash blocks has taken.
+  unsigned flash_erasures(std::size_t block) const;
+  /// Keeps both partitions in the files "mtd4" and "mmcblk0p7" of a folder: takes over what is there, and
+  /// writes through from now on. Throws std::runtime_error when the folder cannot be used.
+  void keep_media_in(const std::string& folder);
+  /// Puts a file of the board's own file system in place, "/devinfo/TG.bin" for one; its content in bytes. A
+  /// healthy board has /devinfo/TG.bin with sections for its own model and others. Throws
+  /// std::invalid_argument for a path that is not below /devinfo.
+  void set_file(std::string_view path, std::string content);
+  /// Takes such a file away; nothing happens when there is none.
+  void remove_file(std::string_view path);
+
+  // ---- storage media below /mnt ------------------------------------------------------------------
+  /// What is mounted, in the order of mounting: "/dev/msb1 on /mnt/test".
+  std::vector<std::string> mounts() const;
+  /// The folders that the program has made below /mnt and not removed again.
+  std::vector<std::string> folders() const;
+  /// What is stored in a file of the medium behind a node ("/dev/mmc01", "/dev/mmc11", "/dev/msbd1",
+  /// "/dev/msb1"), mounted or not. Throws std::invalid_argument for another node, or a file that is not
+  /// there.
+  std::string medium_file(std::string_view node, std::string_view name) const;
+  /// How many megabytes the medium holds, and how many of them are free now; an empty one of 4096 MB after
+  /// switching on. Throws std::invalid_argument for another node, and when its files leave no such room.
+  void set_medium_space(std::string_view node, double size_mb, double free_mb);
+
+  // ---- serial lines ----------------------------------------------------------------------------
+  /// What the UART driver was last configured to ("/dev/uart1" is number 1); all 0 before.
+  struct UartSetup {
+    std::int32_t baudrate = 0, data = 0, stop = 0, parity = 0, flowcontrol = 0;
+    bool operator==(const UartSetup&) const = default;
+  };
+  UartSetup uart(unsigned number) const;
+  /// Bytes arrive at the receiver of a UART now (with at(): later), as if its line were driven from outside.
+  void uart_receives(unsigned number, std::string_view bytes);
+  /// All bytes that the program has sent on a UART and that left the board.
+  std::string uart_sent(unsigned number) const;
+  /// Name of the RS485 fixture that wires the UARTs to one another: "ring5", "ring3", "ring2", "self" (port 1
+  /// to itself), "partner" (port 1 to a device that plays the station's part of the echo test), "terminal"
+  /// (port 1 to a serial device of the PC), "none".
+  std::string_view rs485_fixture() const;
+  /// Plugs a fixture in and leaves it there ("rs485 fixture NAME" as a call). "auto", as after switching on,
+  /// goes by what the RS485 test of the board needs. Throws std::invalid_argument for any other name.
+  void set_rs485_fixture(std::string_view name);
+  /// The far end of the terminal /dev/ttyS1 (the controlling side of a pseudo-terminal of this PC, set not to
+  /// block): what is written there arrives at the board, what the board sends is read from it.
+  int terminal();
+
+  // ---- the camera's main application, 127.0.0.1 port 7001 -----------------------------------------
+  /// One thing that the application sends back, `after` the one before it (or after the command).
+  struct AppReply {
+    Time after{};
+    std::string bytes{};
+  };
+  /// Scripts the answer to a command: the replies, then the connection is closed; with `closes` false it
+  /// stays open for ever. Without a script the application answers each command as a healthy one (see
+  /// docs/simulator-devices.md).
+  void set_app_answer(std::uint32_t command, std::vector<AppReply> replies, bool closes = true);
+  /// The commands that the application was sent, as it read them.
+  struct AppCommand {
+    std::uint32_t length = 0, code = 0, value = 0;
+    bool operator==(const AppCommand&) const = default;
+  };
+  std::vector<AppCommand> app_commands() const;
+
+  // ---- optics ----------------------------------------------------------------------------------
+  /// Where the iris stands, whatever drives it (FPGA 0x2001, /dev/motor, /dev/motor1, shell commands).
+  enum class Iris : std::uint8_t { unset, closed, open };
+  Iris iris() const;
+  /// Where the focus motor stands: steps from its limit switch on line 7, which reads 1 at 0.
+  int focus_position() const;
+  void set_focus_position(int steps);
+  /// The substrate-voltage code that the hardware was given last, 0 before: FPGA 0x2001 taken over by a write
+  /// of 1 to 0x2102, or the 65xx request. FPGA 0xB0 reads a luma that falls as the code rises.
+  std::uint32_t vsub() const;
 
   // ---- network --------------------------------------------------------------------------
   /// What SIOCGIFADDR answers for an interface ("eth0", "wlan0"); an empty address removes it. Throws

@@ -1,7 +1,10 @@
 // The simulator's test API over its state.
 #include "boardsim/board.h"
 
+#include <cerrno>
+#include <filesystem>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "boardsim/core/state.h"
@@ -22,6 +25,11 @@ std::vector<std::string> texts(const std::vector<Call>& calls, std::string (Call
   std::vector<std::string> lines;
   for (const Call& call : calls) lines.push_back((call.*text)());
   return lines;
+}
+
+Medium& medium_of(Board::State& state, std::string_view node) {
+  if (Medium* const medium = state.devices.mounts.medium(node)) return *medium;
+  throw std::invalid_argument("boardsim: there is no storage medium behind \"" + std::string(node) + "\"");
 }
 
 /// For the time of one access from outside: the calling thread is inside the simulator, the board is locked.
@@ -221,6 +229,133 @@ unsigned Board::motor_moves() const {
 std::uint32_t Board::motor_travel() const {
   const Access access(*state_);
   return state_->devices.motor.travel();
+}
+
+std::vector<std::uint8_t> Board::flash(std::size_t offset, std::size_t size) const {
+  const Access access(*state_);
+  return state_->devices.flash.bytes(offset, size);
+}
+
+void Board::set_flash(std::size_t offset, std::span<const std::uint8_t> bytes) {
+  const Access access(*state_);
+  state_->devices.flash.set_bytes(offset, bytes);
+}
+
+std::vector<std::uint8_t> Board::emmc(std::size_t offset, std::size_t size) const {
+  const Access access(*state_);
+  return state_->devices.emmc.bytes(offset, size);
+}
+
+void Board::set_emmc(std::size_t offset, std::span<const std::uint8_t> bytes) {
+  const Access access(*state_);
+  state_->devices.emmc.set_bytes(offset, bytes);
+}
+
+unsigned Board::flash_erasures(std::size_t block) const {
+  const Access access(*state_);
+  return state_->devices.flash.erasures(block);
+}
+
+void Board::keep_media_in(const std::string& folder) {
+  const Access access(*state_);
+  std::filesystem::create_directories(folder);
+  state_->devices.flash.keep_in(folder + "/mtd4");
+  state_->devices.emmc.keep_in(folder + "/mmcblk0p7");
+}
+
+void Board::set_file(std::string_view path, std::string content) {
+  const Access access(*state_);
+  state_->devices.files.set(path, std::move(content));
+}
+
+void Board::remove_file(std::string_view path) {
+  const Access access(*state_);
+  state_->devices.files.remove(path);
+}
+
+std::vector<std::string> Board::mounts() const {
+  const Access access(*state_);
+  return state_->devices.mounts.mounts();
+}
+
+std::vector<std::string> Board::folders() const {
+  const Access access(*state_);
+  return state_->devices.mounts.folders();
+}
+
+std::string Board::medium_file(std::string_view node, std::string_view name) const {
+  const Access access(*state_);
+  const MediumFile* const file = medium_of(*state_, node).find(name);
+  if (file != nullptr) return file->content();
+  throw std::invalid_argument("boardsim: there is no file \"" + std::string(name) + "\" on " +
+                              std::string(node));
+}
+
+void Board::set_medium_space(std::string_view node, double size_mb, double free_mb) {
+  const Access access(*state_);
+  medium_of(*state_, node).set_space(size_mb, free_mb);
+}
+
+Board::UartSetup Board::uart(unsigned number) const {
+  const Access access(*state_);
+  return state_->devices.uart(number).setup();
+}
+
+void Board::uart_receives(unsigned number, std::string_view bytes) {
+  const Access access(*state_);
+  state_->devices.uart(number).receive(bytes);
+}
+
+std::string Board::uart_sent(unsigned number) const {
+  const Access access(*state_);
+  return state_->devices.uart(number).sent();
+}
+
+std::string_view Board::rs485_fixture() const {
+  const Access access(*state_);
+  return state_->devices.rs485.fixture().name;
+}
+
+void Board::set_rs485_fixture(std::string_view name) {
+  const Access access(*state_);
+  state_->devices.rs485.set_fixture(name);
+}
+
+int Board::terminal() {
+  const Access access(*state_);
+  const int fd = state_->devices.terminal.far_end();
+  if (fd < 0) throw std::system_error(errno, std::generic_category(), "boardsim: no pseudo-terminal");
+  return fd;
+}
+
+void Board::set_app_answer(std::uint32_t command, std::vector<AppReply> replies, bool closes) {
+  const Access access(*state_);
+  state_->devices.application.set_answer(command, std::move(replies), closes);
+}
+
+std::vector<Board::AppCommand> Board::app_commands() const {
+  const Access access(*state_);
+  return state_->devices.application.commands();
+}
+
+Board::Iris Board::iris() const {
+  const Access access(*state_);
+  return state_->devices.iris.state();
+}
+
+int Board::focus_position() const {
+  const Access access(*state_);
+  return state_->devices.motor.focus().position();
+}
+
+void Board::set_focus_position(int steps) {
+  const Access access(*state_);
+  state_->devices.motor.focus().set_position(steps);
+}
+
+std::uint32_t Board::vsub() const {
+  const Access access(*state_);
+  return state_->devices.vsub();
 }
 
 void Board::set_interface(std::string_view name, std::string_view address) {

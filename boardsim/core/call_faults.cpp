@@ -14,8 +14,9 @@ namespace {
 
 constexpr std::array<std::string_view, 8> kNodeCalls{"open", "ioctl", "read",  "write",
                                                      "stat", "close", "lseek", "access"};
-constexpr std::array<std::string_view, 11> kPlainCalls{
-    "socket", "bind", "listen", "accept", "select", "recv", "send", "connect", "poll", "thread", "system"};
+constexpr std::array<std::string_view, 19> kPlainCalls{
+    "socket", "bind",  "listen", "accept", "select", "recv",  "send",   "connect",   "poll",     "thread",
+    "system", "mount", "umount", "statfs", "mkdir",  "rmdir", "unlink", "tcgetattr", "tcsetattr"};
 
 constexpr std::array<std::string_view, 4> kWithBytes{"read", "write", "recv", "send"};
 // Calls that can return a number without having done anything.
@@ -33,9 +34,10 @@ bool is_number(std::string_view word) {
 
 std::string_view CallFaults::help() {
   return "open|read|write|lseek|stat|access|close NODE, ioctl NODE [REQUEST], socket, bind, listen, "
-         "accept, connect, select, poll, recv, send, thread, system; each with [#N[+]] [ERRNO]; for ERRNO "
-         "also "
-         "short BYTES (read, write, recv, send) or result N (ioctl, write, lseek, stat, access)";
+         "accept, connect, select, poll, recv, send, thread, system, mount, umount, statfs, mkdir, rmdir, "
+         "unlink, "
+         "tcgetattr, tcsetattr; each with [#N[+]] [ERRNO]; for ERRNO also short BYTES (read, write, recv, "
+         "send) or result N (ioctl, write, lseek, stat, access)";
 }
 
 bool CallFaults::add(const std::vector<std::string_view>& words) {

@@ -1,8 +1,6 @@
 // The control channel's end inside the program's process.
 #include "boardsim/core/control_server.h"
 
-#include <pthread.h>
-#include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -12,8 +10,8 @@
 #include <cstring>
 #include <stdexcept>
 #include <string_view>
-#include <thread>
 
+#include "boardsim/core/own_thread.h"
 #include "boardsim/core/program.h"
 #include "boardsim/core/state.h"
 
@@ -94,8 +92,6 @@ void serve_client(Board& board, int client) {
 }
 
 void serve(Board& board, int listener) {
-  // None of its calls is the program's.
-  const Inside inside;
   for (;;) {
     const int client = accept(listener, nullptr, nullptr);
     if (client < 0) continue;
@@ -103,22 +99,6 @@ void serve(Board& board, int listener) {
     close(client);
   }
 }
-
-/// While one lives, new threads of this one take no signals: those are for the program.
-class WithoutSignals {
- public:
-  WithoutSignals() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  ~WithoutSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  WithoutSignals(const WithoutSignals&) = delete;
-  WithoutSignals& operator=(const WithoutSignals&) = delete;
-
- private:
-  sigset_t before_{};
-};
 
 }  // namespace
 
@@ -135,8 +115,7 @@ std::string answer_control(Board& board, const std::string& line) {
 void serve_control(Board& board, const std::string& path) {
   const Inside inside;
   const int listener = listen_at(path);
-  const WithoutSignals without_signals;
-  std::thread([&board, listener] { serve(board, listener); }).detach();
+  start_own_thread([&board, listener] { serve(board, listener); });
 }
 
 }  // namespace boardsim

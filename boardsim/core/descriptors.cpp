@@ -44,8 +44,8 @@ std::optional<std::string> plain_path(int directory, const char* path) {
 
 }  // namespace
 
-void Descriptors::add(int fd, std::string name, Device* device) {
-  entries_.insert_or_assign(fd, Descriptor{std::move(name), device, 0, opened_++});
+void Descriptors::add(int fd, std::string name, Device* device, int flags) {
+  entries_.insert_or_assign(fd, Descriptor{std::move(name), device, 0, opened_++, flags});
 }
 
 Descriptor* Descriptors::find(int fd) {
@@ -75,7 +75,7 @@ bool is_board_path(std::string_view path) {
 }
 
 bool may_be_missing(std::string_view path) {
-  return is_below(path, "/proc/debug");
+  return is_below(path, "/proc/debug") || is_below(path, "/devinfo");
 }
 
 std::optional<std::string> board_path(int directory, const char* path) {

@@ -4,8 +4,11 @@
 #include <sys/types.h>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 #include <vector>
+
+#include "boardsim/board.h"
 
 namespace boardsim {
 
@@ -30,15 +33,32 @@ class Device {
 
   /// Answers open(2); `flags` as given there.
   virtual Answer open(int flags);
+  /// A descriptor of the PC for an opening that open() allowed; select and poll tell of it what they would
+  /// tell of the node. -1 with errno. Leads nowhere unless the device says otherwise.
+  virtual int descriptor(int flags);
   /// Called after the descriptor is gone.
   virtual void close() {}
   /// Answers ioctl(2); `argument` is the third argument, a pointer or a value as the request defines.
   virtual Answer ioctl(std::uint32_t request, void* argument) = 0;
   /// The 32-bit words that the request hands in, for the trace. Empty for requests that only read.
   virtual std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const = 0;
-  /// Answers read(2)/write(2) at a descriptor's position; a node without them answers unknown.
+  /// Answers read(2)/write(2) at a descriptor's position; a node without them answers unknown. A read that
+  /// fails with EAGAIN is tried again when the descriptor is readable, unless the program does not want to
+  /// wait.
   virtual Answer read(void* buffer, std::size_t size, off_t& position);
   virtual Answer write(const void* buffer, std::size_t size, off_t& position);
+  /// How long each read or write takes before it is answered.
+  virtual Time transfer_time() const { return Time(0); }
+  /// How long a read waits before it returns 0; nothing: for ever.
+  virtual std::optional<Time> read_limit() const { return std::nullopt; }
+  /// Whether a request changes what is stored, so that a descriptor open for reading only must not issue it.
+  virtual bool needs_writing(std::uint32_t request) const;
+  /// File type and permissions as stat(2) tells them; a character device unless the device says otherwise.
+  virtual mode_t mode() const;
+  /// Length as stat(2) tells it; 0 for whatever is no regular file.
+  virtual off_t size() const { return 0; }
+  /// The errno with which every call on the node fails now, 0 when none does.
+  virtual int dead() const { return 0; }
   /// Lays a fault in the device's own words over it. False when the words are not its own;
   /// throws std::invalid_argument when they are but make no sense.
   virtual bool fault(const std::vector<std::string_view>& words);

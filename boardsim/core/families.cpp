@@ -16,7 +16,7 @@ constexpr Family kFamilies[] = {
     {"68xx",      0x27252, 2, "68xx, alarm driver of its own"},
     {"68xx-fpga", 0x27251, 2, "68xx with an FPGA"},
     {"6444",      0x96C0,  7, "6444 with 7 alarm outputs"},
-    {"6444-j",    0x96C0,  4, "6444 with another number of alarm outputs"},
+    {"6444-j",    0x96C0,  2, "6444 with another number of alarm outputs"},
     {"loop",      0x96C1,  2, "loop board"},
     {"loop-c",    0x96C4,  2, "loop board, variant c"},
     {"ma",        0xA6001, 2, "MA, 61xx"},
@@ -24,6 +24,9 @@ constexpr Family kFamilies[] = {
     {"65xx-level", 0x9C0A, 2, "65xx with level inputs", true},
     {"rkd1",      0xA60A0, 2, "RKD, first variant, close to 68xx"},
     {"rkd2",      0xA60A3, 2, "RKD, second variant, close to 68xx, with an LED"},
+    {"6455",      0x9603,  2, "CCD model 6455"},
+    {"6485",      0x9605,  2, "CCD model 6485"},
+    {"6484",      0x9604,  2, "CCD model 6484"},
 };
 
 enum Offset : std::size_t {
@@ -106,6 +109,10 @@ std::uint32_t boot_type(const BootBlock& block) {
     return std::uint32_t{block[offset]} | std::uint32_t{block[offset + 1]} << 8;
   };
   return half(kTypeHigh) << 16 | half(kTypeLow);
+}
+
+unsigned boot_alarm_outputs(const BootBlock& block) {
+  return block[kAlarmOutputs];
 }
 
 void set_boot_alarm_outputs(BootBlock& block, std::uint8_t count) {

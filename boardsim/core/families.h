@@ -25,7 +25,9 @@ BootBlock make_boot_block(const Family& family);
 void set_boot_type(BootBlock& block, std::uint32_t code);
 /// The composite device type code of a boot block.
 std::uint32_t boot_type(const BootBlock& block);
-/// Writes the number of alarm outputs (offset 90).
+/// The number of alarm outputs of a boot block (offset 90).
+unsigned boot_alarm_outputs(const BootBlock& block);
+/// Writes it.
 void set_boot_alarm_outputs(BootBlock& block, std::uint8_t count);
 
 }  // namespace boardsim

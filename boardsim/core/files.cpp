@@ -21,15 +21,23 @@ std::string hex(std::uint32_t number) {
   return text;
 }
 
-struct stat status_of(mode_t mode) {
+struct stat status_of(const Device& device) {
   struct stat status {};
-  status.st_mode = mode;
+  status.st_mode = device.mode();
+  status.st_size = device.size();
   status.st_nlink = 1;
   status.st_blksize = 4096;
   return status;
 }
 
 }  // namespace
+
+std::optional<FaultyCall> Board::State::meet_on(const Device* device, std::string_view call,
+                                                std::string_view path, std::uint32_t request) {
+  const auto faulty = call_faults.meet(call, path, request);
+  const int error = device != nullptr ? device->dead() : 0;
+  return error != 0 ? FaultyCall{.error = error} : faulty;
+}
 
 bool Board::State::is_node(int fd) {
   const std::lock_guard lock(mutex);
@@ -38,28 +46,31 @@ bool Board::State::is_node(int fd) {
 
 int Board::State::open(const char* name, const std::string& path, int flags) {
   const std::lock_guard lock(mutex);
-  Call call = begin(name, path);
+  Call call = begin(name, path, {static_cast<std::uint32_t>(flags)});
   const auto failed = [&](int error) {
     return static_cast<int>(finish(std::move(call), Subject::hardware, -1, error));
   };
-  Device* const device = devices.find(path);
+  Device* const device = (flags & O_CREAT) != 0 ? devices.find_or_make(path) : devices.find(path);
   if (device == nullptr) {
     const int result = failed(ENOENT);
-    if (!may_be_missing(path)) violation("unknown node " + path + " (" + name + ")");
+    if (!devices.may_be_missing(path)) violation("unknown node " + path + " (" + name + ")");
     return result;
   }
-  if (const auto faulty = call_faults.meet("open", path)) return failed(faulty->error);
+  if (const auto faulty = meet_on(device, "open", path)) return failed(faulty->error);
   const Answer answer = device->open(flags);
   if (answer.result < 0) return failed(answer.error);
-  const int fd = real::open("/dev/null", O_RDWR | O_CLOEXEC);
+  const int fd = device->descriptor(flags);
   if (fd < 0) return failed(errno);
-  descriptors.add(fd, path, device);
+  descriptors.add(fd, path, device, flags);
   return static_cast<int>(finish(std::move(call), Subject::hardware, fd, 0));
 }
 
 int Board::State::close(int fd) {
   const std::lock_guard lock(mutex);
   const Descriptor* known = descriptors.find(fd);
+  if (known == nullptr && fd < 0) {  // harmless, but a program that does it has lost track of its nodes
+    return static_cast<int>(finish(begin("close", std::to_string(fd)), Subject::hardware, -1, EBADF));
+  }
   if (known == nullptr) return real::close(fd);
   const std::string name = known->name;
   Device* const device = known->device;
@@ -69,8 +80,9 @@ int Board::State::close(int fd) {
   int result = real::close(fd);
   int error = result < 0 ? errno : 0;
   if (device != nullptr) device->close();
+  serve_application(name);
   // As on Linux, a descriptor is gone even when closing it fails.
-  if (const auto faulty = call_faults.meet("close", name); faulty && error == 0) {
+  if (const auto faulty = meet_on(device, "close", name); faulty && error == 0) {
     result = -1;
     error = faulty->error;
   }
@@ -78,29 +90,67 @@ int Board::State::close(int fd) {
   return static_cast<int>(finish(std::move(call), subject, result, error));
 }
 
+/// The lock is held, but not while the read waits.
+Answer Board::State::read_node(std::unique_lock<std::mutex>& lock, int fd, void* buffer, std::size_t size) {
+  std::optional<Time> deadline;
+  for (const Time began = clock.now();;) {
+    Descriptor* const node = descriptors.find_node(fd);
+    if (node == nullptr) return Answer::fails(EBADF);  // another thread has closed it meanwhile
+    const Answer answer = node->device->read(buffer, size, node->position);
+    if (answer.error != EAGAIN || (real::fcntl(fd, F_GETFL) & O_NONBLOCK) != 0) return answer;
+    if (const auto limit = node->device->read_limit()) deadline = began + *limit;
+    lock.unlock();
+    const int error = wait_readable(fd, deadline);
+    lock.lock();
+    if (error == EAGAIN) return Answer::ok();
+    if (error != 0) return Answer::fails(error);
+  }
+}
+
+/// The lock is held, but not while the time passes. 0, or the errno with which the call ends.
+int Board::State::pass_transfer(std::unique_lock<std::mutex>& lock, int fd, const Device* device) {
+  const Time span = device->transfer_time();
+  if (span == Time(0)) return 0;
+  const Time end = clock.now() + span;
+  lock.unlock();
+  clock.sleep_until(end);
+  lock.lock();
+  const Descriptor* const node = descriptors.find_node(fd);
+  // Another thread may have closed it meanwhile.
+  return node == nullptr || node->device != device ? EBADF : device->dead();
+}
+
 std::optional<ssize_t> Board::State::read(int fd, void* buffer, std::size_t size) {
-  const std::lock_guard lock(mutex);
-  Descriptor* const node = descriptors.find_node(fd);
+  std::unique_lock lock(mutex);
+  const Descriptor* const node = descriptors.find_node(fd);
   if (node == nullptr) return std::nullopt;
   Call call = begin("read", node->name, {low_word(size)});
-  if (const auto faulty = call_faults.meet("read", node->name)) {
+  if (!node->can_read()) return finish(std::move(call), Subject::hardware, -1, EBADF);
+  if (const auto faulty = meet_on(node->device, "read", node->name)) {
     if (!faulty->at_most) return finish(std::move(call), Subject::hardware, -1, faulty->error);
     size = std::min(size, *faulty->at_most);
   }
-  const Answer answer = node->device->read(buffer, size, node->position);
-  if (!answer.known) violation("reading " + node->name + " is not known (read)");
+  const int error = pass_transfer(lock, fd, node->device);
+  const Answer answer = error != 0 ? Answer::fails(error) : read_node(lock, fd, buffer, size);
+  if (!answer.known) violation("reading " + call.node + " is not known (read)");
   return finish(std::move(call), Subject::hardware, answer.result, answer.known ? answer.error : EINVAL);
 }
 
 std::optional<ssize_t> Board::State::write(int fd, const void* buffer, std::size_t size) {
-  const std::lock_guard lock(mutex);
-  Descriptor* const node = descriptors.find_node(fd);
+  std::unique_lock lock(mutex);
+  Descriptor* node = descriptors.find_node(fd);
   if (node == nullptr) return std::nullopt;
   Call call = begin("write", node->name, {low_word(size)});
-  if (const auto faulty = call_faults.meet("write", node->name)) {
+  if (!node->can_write()) return finish(std::move(call), Subject::hardware, -1, EBADF);
+  if (const auto faulty = meet_on(node->device, "write", node->name)) {
     if (!faulty->at_most) return finish(std::move(call), Subject::hardware, faulty->result, faulty->error);
     size = std::min(size, *faulty->at_most);
   }
+  if (const int error = pass_transfer(lock, fd, node->device)) {
+    return finish(std::move(call), Subject::hardware, -1, error);
+  }
+  node = descriptors.find_node(fd);
+  if ((node->flags & O_APPEND) != 0 && S_ISREG(node->device->mode())) node->position = node->device->size();
   const Answer answer = node->device->write(buffer, size, node->position);
   if (!answer.known) violation("writing " + node->name + " is not known (write)");
   return finish(std::move(call), Subject::hardware, answer.result, answer.known ? answer.error : EINVAL);
@@ -114,12 +164,19 @@ std::optional<off_t> Board::State::lseek(int fd, off_t offset, int whence) {
   const auto done = [&](off_t result, int error) {
     return finish(std::move(call), Subject::hardware, result, error);
   };
-  if (const auto faulty = call_faults.meet("lseek", node->name)) return done(faulty->result, faulty->error);
-  if (whence != SEEK_SET && whence != SEEK_CUR) {
+  if (const auto faulty = meet_on(node->device, "lseek", node->name)) {
+    return done(faulty->result, faulty->error);
+  }
+  off_t from = 0;
+  if (whence == SEEK_CUR) {
+    from = node->position;
+  } else if (whence == SEEK_END && S_ISREG(node->device->mode())) {
+    from = node->device->size();
+  } else if (whence != SEEK_SET) {
     violation("seeking from the end of " + node->name + " is not known (lseek)");
     return done(-1, EINVAL);
   }
-  const off_t position = offset + (whence == SEEK_CUR ? node->position : 0);
+  const off_t position = from + offset;
   if (position < 0) return done(-1, EINVAL);
   node->position = position;
   return done(position, 0);
@@ -134,9 +191,10 @@ std::optional<int> Board::State::ioctl(int fd, std::uint32_t request, void* argu
   const auto done = [&](long result, int error) {
     return static_cast<int>(finish(std::move(call), Subject::hardware, result, error));
   };
-  if (const auto faulty = call_faults.meet("ioctl", node->name, request)) {
+  if (const auto faulty = meet_on(node->device, "ioctl", node->name, request)) {
     return done(faulty->result, faulty->error);
   }
+  if (!node->can_write() && node->device->needs_writing(request)) return done(-1, EPERM);
   const Answer answer = node->device->ioctl(request, argument);
   if (!answer.known) return unknown_request(std::move(call), Subject::hardware);
   return done(answer.result, answer.result < 0 ? answer.error : 0);
@@ -173,17 +231,17 @@ int Board::State::locked_stat(const char* name, const std::string& path, struct 
   const auto done = [&](int error) {
     return static_cast<int>(finish(std::move(call), Subject::hardware, error == 0 ? 0 : -1, error));
   };
-  if (const auto faulty = call_faults.meet("stat", path)) {
+  const Device* const device = devices.find(path);
+  if (const auto faulty = meet_on(device, "stat", path)) {
     return static_cast<int>(finish(std::move(call), Subject::hardware, faulty->result, faulty->error));
   }
-  const mode_t mode = devices.mode(path);
-  if (mode == 0) {
+  if (device == nullptr) {
     const int result = done(ENOENT);
-    if (!may_be_missing(path)) violation("unknown node " + path + " (" + name + ")");
+    if (!devices.may_be_missing(path)) violation("unknown node " + path + " (" + name + ")");
     return result;
   }
   if (status == nullptr) return done(EFAULT);
-  *status = status_of(mode);
+  *status = status_of(*device);
   return done(0);
 }
 
@@ -193,17 +251,17 @@ int Board::State::access(const std::string& path, int mode) {
   const auto done = [&](int error) {
     return static_cast<int>(finish(std::move(call), Subject::hardware, error == 0 ? 0 : -1, error));
   };
-  if (const auto faulty = call_faults.meet("access", path)) {
+  const Device* const device = devices.find(path);
+  if (const auto faulty = meet_on(device, "access", path)) {
     return static_cast<int>(finish(std::move(call), Subject::hardware, faulty->result, faulty->error));
   }
-  const mode_t found = devices.mode(path);
-  if (found == 0) {
+  if (device == nullptr) {
     const int result = done(ENOENT);
-    if (!may_be_missing(path)) violation("unknown node " + path + " (access)");
+    if (!devices.may_be_missing(path)) violation("unknown node " + path + " (access)");
     return result;
   }
   // The program runs as root: only executing needs a permission.
-  return done((mode & X_OK) != 0 && (found & 0111) == 0 ? EACCES : 0);
+  return done((mode & X_OK) != 0 && (device->mode() & 0111) == 0 ? EACCES : 0);
 }
 
 }  // namespace boardsim

@@ -19,6 +19,10 @@ bool is_loopback(in_addr address) {
   return ntohl(address.s_addr) >> 24 == kLoopbackNetwork;
 }
 
+bool is_application(const sockaddr_in& address) {
+  return address.sin_addr.s_addr == htonl(INADDR_LOOPBACK) && ntohs(address.sin_port) == Application::kPort;
+}
+
 std::string address_text(const sockaddr_in& address) {
   char text[INET_ADDRSTRLEN] = "";
   inet_ntop(AF_INET, &address.sin_addr, text, sizeof text);
@@ -125,6 +129,7 @@ int Board::State::connect(int fd, const sockaddr* address, socklen_t size) {
     return static_cast<int>(finish(std::move(call), Subject::network, result, error));
   };
   if (const auto faulty = meet("connect")) return done(-1, faulty->error);
+  if (internet && is_application(*internet)) return call_application(fd, std::move(call));
   const bool local =
       internet ? is_loopback(internet->sin_addr) : address == nullptr || address->sa_family == AF_UNIX;
   if (!local) {
@@ -145,10 +150,22 @@ int Board::State::connect(int fd, const sockaddr* address, socklen_t size) {
   return done(error == 0 ? 0 : -1, error);
 }
 
+int Board::State::call_application(int fd, Call call) {
+  const std::lock_guard lock(mutex);
+  const int error = devices.application.connect(fd);
+  if (error == 0) descriptors.add(fd, std::string(Application::kSocketName));
+  return static_cast<int>(finish(std::move(call), Subject::network, error == 0 ? 0 : -1, error));
+}
+
+void Board::State::serve_application(std::string_view socket_name) {
+  if (socket_name == Application::kSocketName) devices.application.serve();
+}
+
 int Board::State::shutdown(int fd, int how) {
   const std::lock_guard lock(mutex);
   Call call = begin("shutdown", name_of(fd), {static_cast<std::uint32_t>(how)});
   const Outcome outcome(real::shutdown(fd, how));
+  serve_application(call.node);
   return static_cast<int>(finish(std::move(call), Subject::network, outcome.result, outcome.error));
 }
 

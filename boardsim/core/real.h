@@ -23,6 +23,7 @@
 #include <sys/statvfs.h>
 #include <sys/time.h>
 #include <sys/uio.h>
+#include <termios.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -92,6 +93,10 @@ BOARDSIM_REAL(mmap);
 BOARDSIM_REAL(ftruncate);
 BOARDSIM_REAL(fchmod);
 BOARDSIM_REAL(fchown);
+// terminals
+BOARDSIM_REAL(tcgetattr);
+BOARDSIM_REAL(tcsetattr);
+BOARDSIM_REAL(tcflush);
 // paths
 BOARDSIM_REAL(rename);
 BOARDSIM_REAL(renameat);
@@ -145,6 +150,7 @@ BOARDSIM_REAL(usleep);
 BOARDSIM_REAL(nanosleep);
 BOARDSIM_REAL(clock_nanosleep);
 BOARDSIM_REAL(clock_gettime);
+BOARDSIM_REAL(gettimeofday);
 BOARDSIM_REAL(poll);
 BOARDSIM_REAL(ppoll);
 BOARDSIM_REAL(select);

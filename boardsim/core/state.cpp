@@ -26,9 +26,19 @@ std::vector<std::string_view> split(std::string_view text) {
 }  // namespace
 
 Board::State::State(const Family& family, Pace pace, double speed)
-    : clock(pace, speed), devices([this] { return clock.now(); }) {
+    : clock(pace, speed),
+      devices([this] { return clock.now(); },
+              [this](Time span, std::function<void()> event) { after(span, std::move(event)); }) {
   devices.general_io.boot_block() = make_boot_block(family);
   devices.bench.set_level_inputs(family.level_inputs);
+  devices.emmc.leave_factory(family.type);
+}
+
+void Board::State::after(Time span, std::function<void()> event) {
+  clock.at(clock.now() + span, [this, event = std::move(event)] {
+    const std::lock_guard lock(mutex);
+    event();
+  });
 }
 
 bool Board::State::sleep(std::string_view name, std::vector<std::uint32_t> length, Time span) {
@@ -55,9 +65,9 @@ int Board::State::system(const char* command) {
     const auto done = [&](int result, int error) {
       return static_cast<int>(finish(std::move(call), Subject::hardware, result, error));
     };
-    if (IrFilter::is_command(call.node)) {
+    if (Devices::is_command(call.node)) {
       if (const auto faulty = call_faults.meet("system")) return done(-1, faulty->error);
-      devices.ir_filter.run(call.node);
+      devices.run(call.node);
       return done(0, 0);
     }
   }

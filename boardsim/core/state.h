@@ -4,6 +4,8 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/statfs.h>
+#include <termios.h>
 
 #include <functional>
 #include <map>
@@ -44,6 +46,8 @@ struct Board::State {
   int access(const std::string& path, int mode);
   // On a node's descriptor; nothing is answered for any other.
   std::optional<ssize_t> read(int fd, void* buffer, std::size_t size);
+  Answer read_node(std::unique_lock<std::mutex>& lock, int fd, void* buffer, std::size_t size);
+  int pass_transfer(std::unique_lock<std::mutex>& lock, int fd, const Device* device);
   std::optional<ssize_t> write(int fd, const void* buffer, std::size_t size);
   std::optional<off_t> lseek(int fd, off_t offset, int whence);
   std::optional<int> ioctl(int fd, std::uint32_t request, void* argument);
@@ -53,6 +57,16 @@ struct Board::State {
   /// Whether a descriptor is a node's now; another thread may close it meanwhile.
   bool is_node(int fd);
 
+  // ---- storage.cpp; paths are those of /mnt
+  int mount(const std::string& node, const std::string& place, const std::string& type);
+  int umount(const std::string& place);
+  int statfs(const std::string& path, struct statfs* status);
+  int mkdir(const std::string& path, mode_t mode);
+  int rmdir(const std::string& path);
+  int unlink(const std::string& path);
+  int storage_call(const char* name, const std::string& what, std::vector<std::uint32_t> record,
+                   const std::function<Answer()>& perform);
+
   // ---- network.cpp, transfer.cpp
   int socket(int domain, int type, int protocol);
   int socketpair(int domain, int type, int protocol, int* fds);
@@ -60,11 +74,17 @@ struct Board::State {
   int listen(int fd, int backlog);
   int accept(int fd, sockaddr* address, socklen_t* size, int flags);
   int connect(int fd, const sockaddr* address, socklen_t size);
+  int call_application(int fd, Call call);
   ssize_t recv(const char* name, int fd, void* buffer, std::size_t size, int flags);
   ssize_t send(const char* name, int fd, const void* buffer, std::size_t size, int flags);
   int shutdown(int fd, int how);
+  /// The lock is held. Lets the application look at its connections after a call on a socket of that name.
+  void serve_application(std::string_view socket_name);
+  void look_at_application(std::string_view socket_name);  ///< the same without the lock
   /// select and poll: waits, as poll does.
   int wait_for_ready(Call call, std::span<pollfd> fds, std::optional<Time> deadline);
+  /// Waits until a descriptor is readable: 0, or the errno with which a read ends (EAGAIN at the deadline).
+  int wait_readable(int fd, std::optional<Time> deadline);
   /// Whether select writes back what is left of its time-out.
   bool counts_down() const;
   /// SIOCGIFADDR.
@@ -75,7 +95,17 @@ struct Board::State {
   void check_address(std::string_view address) const;
   void set_interface(std::string_view name, std::string_view address);
 
+  // ---- terminals.cpp; on a terminal of the PC too
+  int tcgetattr(int fd, termios* settings);
+  int tcsetattr(int fd, int when, const termios* settings);
+  int tcflush(int fd, int queues);
+  int terminal_call(const char* name, int fd, std::vector<std::uint32_t> record,
+                    const std::function<int()>& perform);
+
   // ---- state.cpp
+  /// Runs an event with the lock held when `span` of virtual time has passed. For program threads and events:
+  /// from others it must not be called with the lock held.
+  void after(Time span, std::function<void()> event);
   /// Waits for virtual time; false when a signal came first.
   bool sleep(std::string_view name, std::vector<std::uint32_t> length, Time span);
   int reboot(std::uint32_t command);
@@ -96,6 +126,9 @@ struct Board::State {
   void violation(const std::string& text);
   /// Meets the faults of one call on a network or clock function.
   std::optional<FaultyCall> meet(std::string_view call);
+  /// The lock is held. The same of a call on what stands at a path, which may be dead; null: nothing does.
+  std::optional<FaultyCall> meet_on(const Device* device, std::string_view call, std::string_view path,
+                                    std::uint32_t request = 0);
   /// The lock is held. Name of a socket in the trace.
   std::string name_of(int fd);
   /// The lock is held. stat and fstat.

@@ -46,8 +46,12 @@ bool is_sleep(const Call& call) {
          call.name == "clock_nanosleep";
 }
 
+bool opens(const Call& call) {
+  return call.name == "open" || call.name == "fopen";
+}
+
 bool gives_descriptor(const Call& call) {
-  return call.name == "open" || call.name == "fopen" || call.name == "socket" || call.name == "accept";
+  return opens(call) || call.name == "socket" || call.name == "accept";
 }
 
 std::string result_text(const Call& call) {
@@ -65,7 +69,9 @@ std::string Call::text() const {
     text.append(format(" 0x%08" PRIx32 " ", request)).append(record_text(record));
   } else if (name == "reboot") {
     text += format(" 0x%" PRIx32, record.empty() ? 0 : record.front());
-  } else {
+  } else if (name == "mkdir") {
+    text += format(" 0%" PRIo32, record.empty() ? 0 : record.front());
+  } else if (!opens(*this)) {
     text += number_text(record);
   }
   if (is_sleep(*this) && error == 0) return text;

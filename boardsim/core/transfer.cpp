@@ -37,6 +37,11 @@ bool would_wait() {
 
 }  // namespace
 
+void Board::State::look_at_application(std::string_view socket_name) {
+  const std::lock_guard lock(mutex);
+  serve_application(socket_name);
+}
+
 int Board::State::accept(int fd, sockaddr* address, socklen_t* size, int flags) {
   Call call = begin("accept", "listener");
   const auto done = [&](int result, int error) {
@@ -64,6 +69,7 @@ ssize_t Board::State::recv(const char* name, int fd, void* buffer, std::size_t s
   }
   const auto done = [&](ssize_t result, int error) {
     const std::lock_guard lock(mutex);
+    serve_application(call.node);
     return finish(std::move(call), Subject::network, result, error);
   };
   if (faulty && !faulty->at_most) return done(-1, faulty->error);
@@ -82,7 +88,10 @@ ssize_t Board::State::recv(const char* name, int fd, void* buffer, std::size_t s
       continue;
     }
     int error = errno;
-    if (would_wait() && waits) error = wait_for(clock, fd, POLLIN, deadline);
+    if (would_wait() && waits) {
+      look_at_application(call.node);
+      error = wait_for(clock, fd, POLLIN, deadline);
+    }
     if (error == 0) continue;
     return received > 0 ? done(static_cast<ssize_t>(received), 0) : done(-1, error);
   }
@@ -99,6 +108,7 @@ ssize_t Board::State::send(const char* name, int fd, const void* buffer, std::si
   }
   const auto done = [&](ssize_t result, int error) {
     const std::lock_guard lock(mutex);
+    serve_application(call.node);
     return finish(std::move(call), Subject::network, result, error);
   };
   if (faulty && !faulty->at_most) return done(-1, faulty->error);
@@ -115,10 +125,17 @@ ssize_t Board::State::send(const char* name, int fd, const void* buffer, std::si
       continue;
     }
     int error = errno;
-    if (would_wait() && waits) error = wait_for(clock, fd, POLLOUT, deadline);
+    if (would_wait() && waits) {
+      look_at_application(call.node);
+      error = wait_for(clock, fd, POLLOUT, deadline);
+    }
     if (error == 0) continue;
     return sent > 0 ? done(static_cast<ssize_t>(sent), 0) : done(-1, error);
   }
+}
+
+int Board::State::wait_readable(int fd, std::optional<Time> deadline) {
+  return wait_for(clock, fd, POLLIN, deadline);
 }
 
 int Board::State::wait_for_ready(Call call, std::span<pollfd> fds, std::optional<Time> deadline) {

@@ -1,23 +1,37 @@
 // Which device stands at which path.
 #include "boardsim/devices/all.h"
 
-#include <sys/stat.h>
 #include <algorithm>
 #include <utility>
+
+#include "boardsim/core/descriptors.h"
 
 namespace boardsim {
 namespace {
 
-constexpr std::uint32_t kStepperBoard = 0x9C0A;
+constexpr std::uint32_t kBoard65xx = 0x9C0A;
+
+// The substrate voltage on boards where the FPGA sets it, and what the sensor then sees on every board.
+constexpr std::uint32_t kVsubCode = 0x2001;
+constexpr std::uint32_t kVsubLoad = 0x2102;
+constexpr std::uint32_t kLuma = 0xB0;
+constexpr std::uint32_t kBrightest = 5000;
 
 }  // namespace
 
-Devices::Devices(std::function<Time()> now)
-    : rtc(std::move(now)),
+Devices::Devices(std::function<Time()> now, Application::After after)
+    : rtc(now),
+      application(after),
       bench({.type = [this] { return type(); },
              .test_control = [this] { return test_control.is_on(); },
              .drive = [this](Driver driver, std::uint32_t number) { return driven(driver, number); }}),
-      nodes_{{
+      rs485({.now = std::move(now),
+             .after = std::move(after),
+             .type = [this] { return type(); },
+             .alarm_outputs = [this] { return boot_alarm_outputs(general_io.boot_block()); },
+             .rate = [this](unsigned port) { return uart(port).setup().baudrate; },
+             .receive = [this](unsigned port, std::string_view bytes) { uart(port).receive(bytes); }}),
+      nodes_{
           {"/dev/qznio", &general_io},
           {"/dev/fpga", &fpga},
           {"/dev/tg", &timing_generator},
@@ -27,8 +41,19 @@ Devices::Devices(std::function<Time()> now)
           {"/dev/alarm", &alarm},
           {"/dev/qznitc", &test_control},
           {"/dev/motor", &motor},
-      }} {
+          {"/dev/motor1", &iris_motor},
+          {"/dev/uart1", &uarts[0]},
+          {"/dev/uart2", &uarts[1]},
+          {"/dev/uart3", &uarts[2]},
+          {"/dev/uart4", &uarts[3]},
+          {"/dev/uart5", &uarts[4]},
+          {"/dev/ttyS1", &terminal},
+          {"/dev/mtd4", &flash},
+          {"/dev/mmcblk0p7", &emmc},
+      } {
+  for (Medium& medium : mounts.media) nodes_.push_back({medium.node(), &medium});
   connect();
+  set_vsub(0);
 }
 
 void Devices::connect() {
@@ -37,14 +62,43 @@ void Devices::connect() {
     ir_filter.drive(line, general_io.driven(line));
     bench.line_driven(line);
   });
-  fpga.on_write(
-      [this](std::uint32_t address, std::uint32_t value) { bench.register_written(address, value); });
+  general_io.on_vsub([this](std::uint32_t code) {
+    if (type() == kBoard65xx) set_vsub(code);
+  });
+  fpga.on_write([this](std::uint32_t address, std::uint32_t value) { register_written(address, value); });
+  motor.on_iris([this](std::uint32_t value) { iris.set(IrisDrive::chip, value, type()); });
+  iris_motor.on_value([this](std::uint32_t value) { iris.set(IrisDrive::gpio, value, type()); });
   alarm.on_set([this] { bench.alarms_set(); });
   test_control.on_switched_on([this] { bench.begin_test(); });
+  for (unsigned port = 1; port <= uarts.size(); ++port) {
+    uart(port).on_configure([this, port] { rs485.port_configured(port); });
+    uart(port).on_send([this, port](std::string_view bytes) { rs485.port_sent(port, bytes); });
+  }
+}
+
+void Devices::register_written(std::uint32_t address, std::uint32_t value) {
+  bench.register_written(address, value);
+  if (address == Iris::kRegister) iris.set(IrisDrive::fpga, value, type());
+  if (address == kVsubLoad && value == 1 && type() != kBoard65xx) set_vsub(fpga.reg(kVsubCode));
+}
+
+void Devices::set_vsub(std::uint32_t code) {
+  vsub_ = code;
+  fpga.set_reg(kLuma, kBrightest - std::min(code, kBrightest));
+}
+
+bool Devices::is_command(std::string_view text) {
+  return IrFilter::is_command(text) || Iris::is_command(text);
+}
+
+void Devices::run(std::string_view command) {
+  if (IrFilter::is_command(command)) ir_filter.run(command);
+  if (Iris::is_command(command)) iris.run(command, type());
 }
 
 std::optional<int> Devices::hanging_on(unsigned line) const {
-  if (line == IrFilter::kHomeSwitchLine && type() == kStepperBoard) return ir_filter.home_switch() ? 1 : 0;
+  if (line == FocusMotor::kSwitchLine) return motor.focus().limit_switch() ? 1 : 0;
+  if (line == IrFilter::kHomeSwitchLine && type() == kBoard65xx) return ir_filter.home_switch() ? 1 : 0;
   return bench.level(line);
 }
 
@@ -65,43 +119,64 @@ std::uint32_t Devices::type() const {
 }
 
 Device* Devices::find(std::string_view path) {
-  const auto* found = std::ranges::find(nodes_, path, &Node::path);
-  return found != nodes_.end() ? found->device : sensors.find(path);
+  const auto found = std::ranges::find(nodes_, path, &Node::path);
+  if (found != nodes_.end()) return found->device;
+  if (Device* const file = files.find(path)) return file;
+  if (Mounts::is_path(path)) return mounts.find(path);
+  return sensors.find(path);
+}
+
+Device* Devices::find_or_make(std::string_view path) {
+  return Mounts::is_path(path) ? mounts.find_or_make(path) : find(path);
+}
+
+bool Devices::may_be_missing(std::string_view path) {
+  return boardsim::may_be_missing(path) || mounts.is_on_medium(path);
 }
 
 bool Devices::can_have(std::string_view path) const {
-  return std::ranges::find(nodes_, path, &Node::path) != nodes_.end() || TemperatureSensors::is_path(path);
+  return std::ranges::find(nodes_, path, &Node::path) != nodes_.end() || BoardFiles::is_path(path) ||
+         Mounts::is_path(path) || TemperatureSensors::is_path(path);
 }
 
 std::string Devices::paths() const {
   std::string text;
   for (const Node& node : nodes_) text.append(node.path).append(", ");
-  return text.append("/proc/debug/tempN");
+  return text.append("/devinfo/..., /mnt/..., /proc/debug/tempN");
 }
 
 mode_t Devices::mode(std::string_view path) {
-  if (const Sensor* sensor = sensors.find(path)) return sensor->mode();
-  return find(path) != nullptr ? S_IFCHR | 0600 : 0;
+  const Device* const device = find(path);
+  return device != nullptr ? device->mode() : 0;
 }
 
 bool Devices::fault(const std::vector<std::string_view>& words) {
   const auto takes = [&](const Node& node) { return node.device->fault(words); };
   return std::ranges::any_of(nodes_, takes) || sensors.fault(words) || ir_filter.fault(words) ||
-         bench.fault(words);
+         application.fault(words) || bench.fault(words) || rs485.fault(words);
 }
 
 void Devices::clear_faults() {
   for (const Node& node : nodes_) node.device->clear_faults();
   sensors.clear_faults();
   ir_filter.clear_faults();
+  application.clear_faults();
   bench.clear_faults();
+  rs485.clear_faults();
 }
 
 std::string_view Devices::fault_help() {
   return "gpio N stuck high|low, fpga|afe|stm8 ADDRESS stuck VALUE, rtc stopped, rtc seconds N..., "
          "sensors none, sensor N none|directory|unreadable, sensor N text WORDS..., "
-         "motor rejects move N[+], home switch never, input NAME stuck high|low, "
-         "output NAME dead|closed|open, wire NAME cut, short NAME NAME|GND, jig NAME|auto";
+         "flash|emmc cut N, flash cut erase [N], record dead-pixels|flat-field|timing|vsub "
+         "none|magic|checksum, "
+         "motor rejects move N[+], home switch never, limit switch never|always, focus motor stuck, "
+         "focus motor rejects step N[+], medium NODE absent|read-only|full [MB]|wrong OFFSET...|slow MS|"
+         "pulled write N|pulled read N|short BYTES, uart N [driver] dead, "
+         "app refused|silent|slow SECONDS|short|closes, input NAME stuck high|low, "
+         "output NAME dead|closed|open, wire NAME cut, short NAME NAME|GND, jig NAME|auto, "
+         "rs485 N M open, rs485 N flips|loses K..., rs485 N late MS, rs485 partner silent|wrong, "
+         "rs485 fixture NAME|auto";
 }
 
 }  // namespace boardsim

@@ -19,9 +19,11 @@ enum Request : std::uint32_t {
   kRead2 = 0x8004680B,
   kInput2 = 0x4004680D,
   kOutput2 = 0x4004680E,
+  kTransmitter = 0x104,
   kDay = 0x40046831,
   kNight = 0x40046832,
   kPwm = 0x40044D02,
+  kVsub = 0x40044D0E,
 };
 
 }  // namespace
@@ -38,6 +40,10 @@ Answer GeneralIo::ioctl(std::uint32_t request, void* argument) {
       return Answer::ok();
     case kPwm:
       return set_pwm(argument);
+    case kVsub:
+      if (argument == nullptr) return Answer::fails(EFAULT);
+      if (vsub_watcher_) vsub_watcher_(word(argument, 0));
+      return Answer::ok();
     case kInput:
     case kOutput:
     case kRead:
@@ -45,6 +51,7 @@ Answer GeneralIo::ioctl(std::uint32_t request, void* argument) {
     case kRead2:
     case kInput2:
     case kOutput2:
+    case kTransmitter:
       return gpio(request, argument);
     default:
       return Answer::unknown();
@@ -57,6 +64,7 @@ std::vector<std::uint32_t> GeneralIo::words_in(std::uint32_t request, const void
     case kNight:
       return {value_argument(argument)};
     case kInput:  // the level is not set by the caller
+    case kVsub:
       return words(argument, 1);
     case kOutput:
     case kRead:
@@ -64,6 +72,7 @@ std::vector<std::uint32_t> GeneralIo::words_in(std::uint32_t request, const void
     case kRead2:
     case kInput2:
     case kOutput2:
+    case kTransmitter:
       return words(argument, 2);
     case kPwm:
       return words(argument, 3);

@@ -19,9 +19,10 @@ namespace boardsim {
 
 /// Requests: 0x80044801 copies out the 256-byte boot block. GPIO, {line, level} records: 0x40044701 input,
 /// 0x40044702 output, 0x80044703 read, 0x40044704 write; the other generation 0x8004680b read, 0x4004680d
-/// input, 0x4004680e output. 0x40046831 and 0x40046832 move the IR-cut filter to day and night (the argument
-/// is the number of steps). 0x40044d02 sets a PWM channel, {channel, period, duty}. Faults: "gpio N stuck
-/// high|low".
+/// input, 0x4004680e output. 0x104 makes the line of an RS485 transmitter an output too. 0x40046831 and
+/// 0x40046832 move the IR-cut filter to day and night (the argument is the number of steps). 0x40044d02 sets
+/// a PWM channel, {channel, period, duty}; 0x40044d0e sets the substrate voltage, {code}. Faults: "gpio N
+/// stuck high|low".
 class GeneralIo : public Device {
  public:
   static constexpr unsigned kLines = 256;  ///< GPIO lines 0 to 255
@@ -53,6 +54,9 @@ class GeneralIo : public Device {
   /// Called whenever the program has set the level of a line, or made it an output.
   void on_drive(std::function<void(unsigned line)> watcher) { watcher_ = std::move(watcher); }
 
+  /// Called with the code of every substrate voltage that the program sets here.
+  void on_vsub(std::function<void(std::uint32_t code)> watcher) { vsub_watcher_ = std::move(watcher); }
+
   /// What a PWM channel was last set to; zeros before that.
   Board::Pwm pwm(std::int32_t channel) const;
 
@@ -79,6 +83,7 @@ class GeneralIo : public Device {
   std::uint32_t ir_cut_steps_ = 0;
   std::function<std::optional<int>(unsigned)> outside_{};
   std::function<void(unsigned)> watcher_{};
+  std::function<void(std::uint32_t)> vsub_watcher_{};
 };
 
 }  // namespace boardsim

@@ -1,89 +1,105 @@
-// A motor that is configured once an opening and then moved.
+// Filter, iris and focus behind one motor driver.
 #include "boardsim/devices/motor.h"
 
 #include <cerrno>
 
 #include "boardsim/devices/fault_words.h"
+#include "boardsim/devices/motor_configuration.h"
 #include "boardsim/devices/records.h"
 
 namespace boardsim {
 namespace {
 
-enum Request : std::uint32_t { kConfigure = 0x40044301, kMove = 0x40044901, kMoveBack = 0x40044902 };
+enum Request : std::uint32_t {
+  kConfigure = 0x40044301,
+  kMove = 0x40044901,
+  kMoveBack = 0x40044902,
+  kIris = 0x40046901,
+  kStepToLimit = 0x40044201,
+  kStepFromLimit = 0x40044202,
+};
 
-// The configuration: a count and 16 entries of ten words. In an entry, the chip stands behind description,
-// speed, unit of speed, step angle and pulses a second.
-constexpr std::size_t kWords = 1 + 16 * 10;
-constexpr std::size_t kCount = 0;
-constexpr std::size_t kChip = 1 + 5;
-constexpr std::size_t kType = kChip + 1;
-static_assert(kWords * sizeof(std::uint32_t) == 644);
-
-constexpr std::uint32_t kFilterChip = 7;
-
-bool is_filter_configuration(const void* record) {
-  for (std::size_t i = 0; i < kWords; ++i) {
-    if (word(record, i) != (i == kChip ? kFilterChip : 0)) return false;
-  }
-  return true;
-}
+constexpr std::size_t kFilterEntry = 0;
+constexpr std::size_t kIrisEntry = 3;
+constexpr std::uint32_t kFocusStep = 10;
 
 }  // namespace
 
 Answer Motor::open(int /*flags*/) {
-  configured_ = false;
+  filter_configured_ = false;
+  iris_configured_ = false;
   return Answer::ok();
 }
 
 Answer Motor::ioctl(std::uint32_t request, void* argument) {
   switch (request) {
     case kConfigure:
-      if (argument == nullptr) return Answer::fails(EFAULT);
-      configured_ = is_filter_configuration(argument);
-      return configured_ ? Answer::ok() : Answer::fails(EINVAL);
+      return argument == nullptr ? Answer::fails(EFAULT) : configure(argument);
     case kMove:
     case kMoveBack:
       return move(value_argument(argument));
+    case kIris:
+      return set_iris(value_argument(argument));
+    case kStepToLimit:
+    case kStepFromLimit:
+      if (value_argument(argument) != kFocusStep) return Answer::fails(EINVAL);
+      return focus_.step(request == kStepToLimit ? FocusMotor::Way::to_limit : FocusMotor::Way::from_limit);
     default:
       return Answer::unknown();
   }
 }
 
 std::vector<std::uint32_t> Motor::words_in(std::uint32_t request, const void* argument) const {
-  if (request == kMove || request == kMoveBack) return {value_argument(argument)};
-  if (request != kConfigure || argument == nullptr) return {};
-  return {word(argument, kCount), word(argument, kChip), word(argument, kType)};
+  switch (request) {
+    case kConfigure:
+      return motor_configuration_words(argument);
+    case kMove:
+    case kMoveBack:
+    case kIris:
+    case kStepToLimit:
+    case kStepFromLimit:
+      return {value_argument(argument)};
+    default:
+      return {};
+  }
+}
+
+Answer Motor::configure(const void* record) {
+  const bool filter = is_motor_configuration(record, kFilterEntry, MotorChip::filter);
+  const bool iris = is_motor_configuration(record, kIrisEntry, MotorChip::iris);
+  // Chips are configured one by one; a configuration that makes no sense leaves none usable.
+  if (filter || !iris) filter_configured_ = filter;
+  if (iris || !filter) iris_configured_ = iris;
+  return filter || iris ? Answer::ok() : Answer::fails(EINVAL);
 }
 
 Answer Motor::move(std::uint32_t travel) {
-  const bool rejected = rejects();
-  if (!configured_) return Answer::fails(EINVAL);
+  const bool rejected = rejected_.next();
+  if (!filter_configured_) return Answer::fails(EINVAL);
   if (rejected) return Answer::fails(EIO);
   ++moves_;
   travel_ = travel;
   return Answer::ok();
 }
 
-bool Motor::rejects() {
-  bool rejected = false;
-  for (Rejected& fault : rejected_) {
-    ++fault.asked;
-    rejected |= fault.asked == fault.first || (fault.goes_on && fault.asked > fault.first);
-  }
-  return rejected;
+Answer Motor::set_iris(std::uint32_t value) {
+  if (!iris_configured_) return Answer::fails(EINVAL);
+  if (watcher_) watcher_(value);
+  return Answer::ok();
 }
 
 bool Motor::fault(const std::vector<std::string_view>& words) {
+  if (focus_.fault(words)) return true;
   if (words.empty() || words[0] != "motor") return false;
-  constexpr std::string_view kExpected = "motor rejects move N[+], counted from 1";
-  if (words.size() != 4 || words[1] != "rejects" || words[2] != "move") refuse_fault(words, kExpected);
-  std::string_view count = words[3];
-  const bool goes_on = count.ends_with('+');
-  if (goes_on) count.remove_suffix(1);
-  const std::uint32_t first = fault_number(count);
-  if (first == 0) refuse_fault(words, kExpected);
-  rejected_.push_back({first, goes_on});
+  if (words.size() != 4 || words[1] != "rejects" || words[2] != "move" || !rejected_.add(words[3])) {
+    refuse_fault(words, "motor rejects move N[+], counted from 1");
+  }
   return true;
+}
+
+void Motor::clear_faults() {
+  rejected_.clear();
+  focus_.clear_faults();
 }
 
 }  // namespace boardsim

@@ -34,9 +34,7 @@ class Sensor : public Device {
   Answer read(void* buffer, std::size_t size, off_t& position) override;
 
   /// File type and permissions as stat(2) tells them: S_IFREG | 0444 or S_IFDIR | 0555; 0 when it is absent.
-  mode_t mode() const;
-  /// Length as stat(2) tells it: 0, as for every file that the kernel makes up.
-  static constexpr off_t size() { return 0; }
+  mode_t mode() const override;
 
  private:
   friend class TemperatureSensors;

@@ -38,11 +38,14 @@ bool is_socket(int fd) {
   return real::fstat(fd, &status) == 0 && S_ISSOCK(status.st_mode);
 }
 
-/// A pipe or terminal of the PC: time goes on while its bytes are waited for. False when a signal came.
-bool wait_for_bytes(boardsim::Board::State& board, int fd) {
-  if ((fcntl(fd, F_GETFL) & O_NONBLOCK) != 0) return true;
-  pollfd readable{fd, POLLIN, 0};
-  return board.clock.wait({&readable, 1}, std::nullopt) >= 0;
+/// Reads a pipe or terminal of the PC: time goes on while its bytes are waited for.
+ssize_t read_of_pc(boardsim::Board::State& board, int fd, void* buffer, std::size_t size) {
+  if ((fcntl(fd, F_GETFL) & O_NONBLOCK) != 0) return real::read(fd, buffer, size);
+  std::optional<boardsim::Time> deadline;
+  if (const auto limit = boardsim::terminal_read_limit(fd)) deadline = board.clock.now() + *limit;
+  const int error = board.wait_readable(fd, deadline);
+  if (error == EAGAIN) return 0;
+  return error == 0 ? real::read(fd, buffer, size) : -1;
 }
 
 int stat_descriptor(int fd, struct stat* status) {
@@ -87,7 +90,7 @@ ssize_t read(int fd, void* buffer, size_t size) {
   if (!board) return real::read(fd, buffer, size);
   if (const auto result = board->read(fd, buffer, size)) return *result;
   if (is_socket(fd)) return board->recv("read", fd, buffer, size, 0);
-  return wait_for_bytes(*board, fd) ? real::read(fd, buffer, size) : -1;
+  return read_of_pc(*board, fd, buffer, size);
 }
 
 ssize_t __read_chk(int fd, void* buffer, size_t size, size_t buffer_size) {

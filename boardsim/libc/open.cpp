@@ -65,6 +65,11 @@ FILE* stream_on(int fd, const char* mode) {
   calls.write = [](void* cookie, const char* buffer, std::size_t size) {
     return write(descriptor_of(cookie), buffer, size);
   };
+  calls.seek = [](void* cookie, off64_t* position, int whence) {
+    const off_t moved = lseek(descriptor_of(cookie), *position, whence);
+    if (moved >= 0) *position = moved;
+    return moved >= 0 ? 0 : -1;
+  };
   calls.close = [](void* cookie) { return close(descriptor_of(cookie)); };
   return fopencookie(reinterpret_cast<void*>(std::intptr_t{fd}), mode, calls);
 }

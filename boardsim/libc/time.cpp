@@ -1,4 +1,5 @@
 // The clock and the sleeps.
+#include <sys/time.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -16,6 +17,8 @@ namespace {
 constexpr long kNanosecondsPerSecond = 1'000'000'000;
 // A board has been up for a while when its program starts.
 constexpr Time kUpTime = std::chrono::seconds(20);
+// 2024-05-17 08:30:12 UTC, what the board's real-time clock shows too when it is switched on.
+constexpr Time kSwitchedOn = std::chrono::seconds(1'715'934'612);
 
 bool is_valid(const timespec& span) {
   return span.tv_sec >= 0 && span.tv_nsec >= 0 && span.tv_nsec < kNanosecondsPerSecond;
@@ -94,6 +97,15 @@ int clock_gettime(clockid_t clock, timespec* now) noexcept {
     }
   }
   return real::clock_gettime(clock, now);
+}
+
+int gettimeofday(timeval* now, void* zone) noexcept {
+  const Entered board;
+  if (!board) return real::gettimeofday(now, zone);
+  const timespec time = to_timespec(kSwitchedOn + board->clock.now());
+  if (now != nullptr) *now = {time.tv_sec, time.tv_nsec / 1000};
+  if (zone != nullptr) *static_cast<struct timezone*>(zone) = {};
+  return 0;
 }
 
 }  // extern "C"

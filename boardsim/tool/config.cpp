@@ -1,15 +1,44 @@
 // What the launcher tells the preload library, through one variable of the environment.
 #include "boardsim/tool/config.h"
 
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <mutex>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 
 #include "boardsim/core/state.h"
 
 namespace boardsim {
 
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Config, board, type, pace, speed, own_address, interfaces, faults, trace,
-                                   control, exit_at_reboot, every_address, report_fd)
+                                   control, state, devinfo, uart1, exit_at_reboot, every_address, report_fd)
+
+namespace {
+
+std::string contents_of(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::string bytes(std::istreambuf_iterator<char>(file), {});
+  if (!file) throw std::invalid_argument("--devinfo: " + path.string() + " cannot be read");
+  return bytes;
+}
+
+/// The files of a folder, at any depth, become all that there is at /devinfo.
+void install_files(Board& board, const std::string& folder) {
+  board.remove_file("/devinfo/TG.bin");
+  try {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+      if (!entry.is_regular_file()) continue;
+      const std::string name = entry.path().lexically_relative(folder).generic_string();
+      board.set_file("/devinfo/" + name, contents_of(entry.path()));
+    }
+  } catch (const std::filesystem::filesystem_error& error) {
+    throw std::invalid_argument("--devinfo: " + folder + ": " + error.code().message());
+  }
+}
+
+}  // namespace
 
 std::string Config::to_json() const {
   return nlohmann::json(*this).dump();
@@ -30,6 +59,7 @@ void furnish(Board& board, const Config& config) {
     conduct.loopback_only = true;
   }
   for (const auto& [name, address] : config.interfaces) board.set_interface(name, address);
+  if (!config.devinfo.empty()) install_files(board, config.devinfo);
   for (const std::string& fault : config.faults) board.fault(fault);
 }
 

@@ -28,6 +28,9 @@ struct Config {
   std::vector<std::string> faults{};
   std::string trace{};    ///< file, empty for none
   std::string control{};  ///< socket, empty for none
+  std::string state{};    ///< folder that keeps the board's storage between runs, empty for none
+  std::string devinfo{};  ///< folder whose files stand at /devinfo, empty for those of a healthy board
+  std::string uart1{};    ///< where /dev/uart1 appears as a serial device of the PC, empty for nowhere
   bool exit_at_reboot = true;
   bool every_address = false;
   int report_fd = -1;
@@ -37,9 +40,9 @@ struct Config {
   static Config from_json(const std::string& text);
 };
 
-/// Gives a board of the family `config.board` its type code, addresses and faults. Throws
-/// std::invalid_argument with a clear text for an address that is none of 127.0.0.0/8 and a fault that is not
-/// understood.
+/// Gives a board of the family `config.board` its type code, addresses, files and faults. Throws
+/// std::invalid_argument with a clear text for an address that is none of 127.0.0.0/8, a folder that cannot
+/// be read and a fault that is not understood. Its storage is none of this.
 void furnish(Board& board, const Config& config);
 
 /// The address at which stations reach the program on a furnished board: the one of eth0, of wlan0, or the

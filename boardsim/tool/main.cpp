@@ -1,6 +1,8 @@
 // boardsim: runs a board's program, unmodified, on a simulated board.
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -93,7 +95,8 @@ int run_to_the_end(Child& child, int signals, bool utf8) {
   return child.wait();
 }
 
-/// The folder keeps the name of its board, so that no other family is run on its data.
+/// The folder keeps the name of its board, so that no other family is run on its data. It belongs to this
+/// launcher until it ends: two boards cannot have one storage.
 void use_state(const std::string& folder, const std::string& board) {
   std::filesystem::create_directories(folder);
   const std::string file = folder + "/board";
@@ -106,6 +109,8 @@ void use_state(const std::string& folder, const std::string& board) {
   } else if (known != board) {
     throw std::runtime_error(folder + " belongs to a board \"" + known + "\", not \"" + board + "\"");
   }
+  const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0 || flock(fd, LOCK_EX | LOCK_NB) != 0) throw std::runtime_error(folder + " is in use");
 }
 
 void announce(const Config& config) {
@@ -119,16 +124,16 @@ void announce(const Config& config) {
 int launch(Options& options) {
   Config& config = options.config;
   const int signals = signals_to_pass_on();
-  if (!options.state.empty()) use_state(options.state, config.board);
+  if (!config.state.empty()) use_state(config.state, config.board);
   const OwnAddress address(options.address);
   config.own_address = address.text();
   config.interfaces.emplace("eth0", address.text());
   announce(config);
   Child child(options);
   const int status = run_to_the_end(child, signals, options.utf8_console);
-  if (!config.control.empty()) {
+  for (const std::string& path : {config.control, config.uart1}) {
     std::error_code ignored;
-    std::filesystem::remove(config.control, ignored);
+    if (!path.empty()) std::filesystem::remove(path, ignored);
   }
   return status;
 }

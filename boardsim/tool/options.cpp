@@ -93,7 +93,11 @@ std::optional<Options> read_options(int argc, char** argv, int& exit_code) {
   app.add_option("--fault", config.faults, "A fault to lay over the board, for example \"rtc stopped\"")
       ->allow_extra_args(false);
   app.add_option("--trace", config.trace, "File that gets every call of the program as it happens");
-  app.add_option("--state", options.state, "Folder that belongs to this board and is kept between runs");
+  app.add_option("--state", config.state,
+                 "Folder that belongs to this board: keeps its flash and eMMC between runs");
+  app.add_option("--devinfo", config.devinfo, "Folder whose files the program finds at /devinfo");
+  app.add_option("--uart1", config.uart1,
+                 "Path at which the board's first RS485 port appears as a serial device of this PC");
   app.add_option("--console", console, "Show the program's GBK output as utf8, or as it is: gbk")
       ->check(CLI::IsMember({"utf8", "gbk"}))
       ->capture_default_str();
@@ -113,6 +117,9 @@ std::optional<Options> read_options(int argc, char** argv, int& exit_code) {
       return std::nullopt;
     }
     take_board(config, std::string(config.board));
+    if (!config.uart1.empty() && config.pace == "virtual") {
+      throw CLI::ValidationError("--uart1", "nobody can keep up with --pace virtual");
+    }
     for (const std::string& text : interfaces) take_interface(config, text);
     check(config);
     if (options.program.empty()) throw CLI::RequiredError("PROGRAM");

@@ -16,7 +16,6 @@ inline constexpr int kExitUsage = 64;
 struct Options {
   Config config{};
   std::string address{};  ///< of the simulated eth0; empty for one that is free
-  std::string state{};    ///< folder that is kept between runs, empty for none
   bool utf8_console = true;
   std::vector<std::string> program{};  ///< with its arguments
 };

@@ -11,6 +11,7 @@
 #include "boardsim/core/control_server.h"
 #include "boardsim/core/real.h"
 #include "boardsim/core/state.h"
+#include "boardsim/core/uart_terminal.h"
 #include "boardsim/tool/config.h"
 
 namespace boardsim {
@@ -50,11 +51,14 @@ void put_in_place(const Config& config) {
   // The board lives for as long as the process: nothing takes it away before the last thread's last call.
   static Board* const board = new Board(config.board, pace_of(config.pace), config.speed);
   const Inside inside;
+  // First, so that a fault that damages what is stored finds it.
+  if (!config.state.empty()) board->keep_media_in(config.state);
   furnish(*board, config);
   Conduct& conduct = board->state().conduct;
   conduct.after_violation = end_loudly;
   if (config.exit_at_reboot) conduct.after_reboot = end_at_reboot;
   if (!config.trace.empty()) trace_to(*board, config.trace);
+  if (!config.uart1.empty()) offer_uart1(*board, config.uart1);
   if (!config.control.empty()) serve_control(*board, config.control);
 }
 

@@ -56,21 +56,6 @@ bool contains(const int (&codes)[N], int code) {
   return std::find(std::begin(codes), std::end(codes), code) != std::end(codes);
 }
 
-bool read_boot_parms(boot_parms& parms) {
-  parms = boot_parms{};
-  const Descriptor node(open("/dev/qznio", O_RDWR));
-  if (node.get() < 0) {
-    std::puts("open /dev/qznio error.");
-    return false;
-  }
-  const int result = ioctl(node.get(), kReadBootParms, &parms);
-  if (result != 0) {
-    std::printf("ioctl error,ret = %d\n", result);
-    return false;
-  }
-  return true;
-}
-
 int classify(int code, int alarm_outputs) {
   if (code == k44xBoard) return alarm_outputs == kAlarmOutputs44x ? DEV_TYPE_WPF44X : DEV_TYPE_WPF44X_J;
   const auto* row = std::find_if(std::begin(kClasses), std::end(kClasses),
@@ -79,6 +64,25 @@ int classify(int code, int alarm_outputs) {
 }
 
 }  // namespace
+
+int request_boot_parms(int fd, boot_parms& parms) {
+  parms = boot_parms{};
+  return ioctl(fd, kReadBootParms, &parms);
+}
+
+bool read_boot_parms(boot_parms& parms) {
+  const Descriptor node(open("/dev/qznio", O_RDWR));
+  if (node.get() < 0) {
+    std::puts("open /dev/qznio error.");
+    return false;
+  }
+  const int result = request_boot_parms(node.get(), parms);
+  if (result != 0) {
+    std::printf("ioctl error,ret = %d\n", result);
+    return false;
+  }
+  return true;
+}
 
 int getDevType(boot_parms parms) {
   return static_cast<int>(static_cast<std::uint32_t>(parms.devTypeHigh) << 16 | parms.devType);

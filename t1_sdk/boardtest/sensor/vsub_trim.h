@@ -1,4 +1,4 @@
-// The state of an unfinished substrate-voltage trim.
+// Trimming the substrate voltage step by step, within limits around the stored code.
 #pragma once
 
 /// Trimmed and base code by model slot: 0 is 0x9603 (6455), 1 is 0x9605 (6485), 2 is 0x9604 (6484).
@@ -11,3 +11,23 @@ int* t1_sdk_get_trim_vsub(int dev);
 int* t1_sdk_get_base_vsub(int dev);
 /// Discards an unfinished trim.
 void t1_sdk_reset_trim_vsub();
+
+/// Raises the voltage by one step (the code falls), applies and stores it.
+void t1_sdk_add_trim_vsub(int dev, int iTestCode);
+/// Lowers the voltage by one step (the code rises), applies and stores it.
+void t1_sdk_dec_trim_vsub(int dev, int iTestCode);
+/// Stores the trimmed code.
+void t1_sdk_save_trim_vsub(int dev, int iTestCode);
+
+/// Tests 11009 to 11011.
+void t1_sdk_addVsub6455();
+void t1_sdk_decVsub6455();
+void t1_sdk_saveVsub6455();
+/// Tests 11265 to 11267.
+void t1_sdk_addVsub6485();
+void t1_sdk_decVsub6485();
+void t1_sdk_saveVsub6485();
+/// Tests 11521 to 11523.
+void t1_sdk_addVsub6484();
+void t1_sdk_decVsub6484();
+void t1_sdk_saveVsub6484();

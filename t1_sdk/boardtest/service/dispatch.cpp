@@ -8,17 +8,24 @@
 #include <string>
 
 #include "t1_sdk/boardtest/comm/restart.h"
+#include "t1_sdk/boardtest/comm/rs485.h"
+#include "t1_sdk/boardtest/comm/storage.h"
 #include "t1_sdk/boardtest/comm/temperature.h"
 #include "t1_sdk/boardtest/peripheral/alarm.h"
 #include "t1_sdk/boardtest/peripheral/ircut.h"
+#include "t1_sdk/boardtest/peripheral/iris.h"
 #include "t1_sdk/boardtest/peripheral/light.h"
 #include "t1_sdk/boardtest/peripheral/rtc.h"
+#include "t1_sdk/boardtest/sensor/abf.h"
+#include "t1_sdk/boardtest/sensor/correction.h"
+#include "t1_sdk/boardtest/sensor/ma.h"
+#include "t1_sdk/boardtest/sensor/tg_param.h"
+#include "t1_sdk/boardtest/sensor/vsub_set.h"
+#include "t1_sdk/boardtest/sensor/vsub_sweep.h"
 #include "t1_sdk/boardtest/sensor/vsub_trim.h"
 #include "t1_sdk/boardtest/service/server.h"
 #include "t1_sdk/util/text.h"
 #include "t1_sdk/xmldocument/xml_document.h"
-
-int g_sub_value = 0;
 
 namespace {
 
@@ -30,6 +37,7 @@ struct TestRow {
 
 // clang-format off
 constexpr TestRow kTests[] = {
+    {   -16, "T1_TESTCODE_RS485_PTZ", rs485_ptz_test},
     {   -15, "T1_TESTCODE_CENTAURUS", t1_sdk_centaurus_test},
     {   513, "T1_TESTCODE_ARLARM_1in1out", t1_sdk_alarm_test_1in1out},
     {   518, "T1_TESTCODE_ARLARM_4in5out", t1_sdk_alarm_test_4in5out},
@@ -42,9 +50,33 @@ constexpr TestRow kTests[] = {
     {   532, "T1_TESTCODE_ARLARM_10in10out_LEVEL", t1_sdk_alarm_test_10in10out_level},
     {   534, "T1_TESTCODE_ARLARM_3in2out", t1_sdk_alarm_test_3in2out},
     {   535, "T1_TESTCODE_ARLARM_2in4out", t1_sdk_alarm_test_2in4out},
+    {  1024, "T1_TESTCODE_RS485", t1_sdk_rs485_test},
     {  1536, nullptr, t1_sdk_rtc_test},
     {  1792, nullptr, t1_sdk_icrcut_test},
+    {  4352, nullptr, t1_sdk_sd_rw_test},
+    {  4608, "T1_TESTCODE_USB", t1_sdk_usb_test},
     {  7426, "T1_TESTCODE_TEMP", t1_sdk_tmp_test},
+    {  9472, "T1_TESTCODE_AUTO_IRIS", t1_sdk_auto_iris_test},
+    {  9728, "T1_TESTCODE_SET_SUB_6455", t1_sdk_setVsub6455},
+    {  9984, "T1_TESTCODE_SET_SUB_6485", t1_sdk_setVsub6485},
+    { 10240, "T1_TESTCODE_SET_SUB_6484", t1_sdk_setVsub6484},
+    { 10496, "T1_TESTCODE_SET_TG_PARAM", t1_sdk_setTGParam},
+    { 10752, "T1_TESTCODE_GET_TG_PARAM", t1_sdk_printTGParam},
+    { 10768, "T1_TESTCODE_ABF", t1_sdk_abf},
+    { 10769, "T1_TESTCODE_MA", t1_sdk_ma},
+    { 11009, "T1_TESTCODE_ADD_SUB_6455", t1_sdk_addVsub6455},
+    { 11010, "T1_TESTCODE_DEC_SUB_6455", t1_sdk_decVsub6455},
+    { 11011, "T1_TESTCODE_SAVE_SUB_6455", t1_sdk_saveVsub6455},
+    { 11265, "T1_TESTCODE_ADD_SUB_6485", t1_sdk_addVsub6485},
+    { 11266, "T1_TESTCODE_DEC_SUB_6485", t1_sdk_decVsub6485},
+    { 11267, "T1_TESTCODE_SAVE_SUB_6485", t1_sdk_saveVsub6485},
+    { 11521, "T1_TESTCODE_ADD_SUB_6484", t1_sdk_addVsub6484},
+    { 11522, "T1_TESTCODE_DEC_SUB_6484", t1_sdk_decVsub6484},
+    { 11523, "T1_TESTCODE_SAVE_SUB_6484", t1_sdk_saveVsub6484},
+    { 11776, "T1_TESTCODE_AUTO_SUB", t1_sdk_autoCCDLevel},
+    { 12032, "T1_TESTCODE_PRINT_SUB", t1_sdk_printVsub},
+    { 13568, "T1_TESTCODE_CHECK_CAMERA_DPI", t1_sdk_check_camera_dpi},
+    { 13824, "T1_TESTCODE_CHECK_FF_CORR", t1_sdk_check_ff_corr},
     { 14592, "T1_TESTCODE_LIGHT", t1_sdk_in_light},
     { 69633, "T1_TESTCODE_IN_LIGHT", t1_sdk_in_light_rkd},
     { 69634, "T1_TESTCODE_ARLARM_1in3out", t1_sdk_alarm_test_1in3out},

@@ -1,9 +1,6 @@
 // From a request to the one test that it names.
 #pragma once
 
-/// The integer that a Vsub set command carried in its Parameters.
-extern int g_sub_value;
-
 /// What process_client_operation returns when the station asked to quit.
 inline constexpr int kQuitRequested = 2;
 

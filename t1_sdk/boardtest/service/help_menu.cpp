@@ -18,9 +18,6 @@ t1_cmd t1_cmds[3] = {
     {nullptr, kEndOfMenu, nullptr},
 };
 
-TEST_ST test_status = ST_INVALID;
-int g_stop = 0;
-
 int send_help_info(int /*sock*/) {
   XmlDocument menu;
   start_service_message(menu, kAnnouncedLines);

@@ -1,0 +1,210 @@
+// The camera's main application, as programs of the board meet it on 127.0.0.1 port 7001.
+#include "boardsim/devices/application.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <utility>
+
+#include "boardsim/core/far_end.h"
+#include "boardsim/core/real.h"
+#include "boardsim/devices/fault_words.h"
+#include "boardsim/devices/records.h"
+
+namespace boardsim {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::size_t kCommandSize = 12;
+constexpr std::size_t kReplyWords = 129;  // the command, then 128 words of test data
+constexpr Time kHealthyDelay = 20ms;
+constexpr std::size_t kShortReply = 8;
+constexpr std::uint32_t kMotorCheck = 0x23;  // tells the state of the focus motor instead of the value
+constexpr std::uint32_t kMotorReady = 3;
+
+std::string healthy_reply(const Board::AppCommand& command) {
+  std::string bytes(kReplyWords * sizeof(std::uint32_t), '\0');
+  const bool checks = command.code == kMotorCheck;
+  set_word(bytes.data(), 0, command.code);
+  set_word(bytes.data(), 1, checks ? 1 : command.value);
+  set_word(bytes.data(), 2, checks ? kMotorReady : 0);
+  return bytes;
+}
+
+int error_of(int result) {
+  return result < 0 ? errno : 0;
+}
+
+/// 0 for a TCP socket that is not connected, else the errno with which connecting it fails.
+int check_socket(int fd) {
+  int domain = 0;
+  int type = 0;
+  socklen_t size = sizeof domain;
+  if (getsockopt(fd, SOL_SOCKET, SO_DOMAIN, &domain, &size) != 0) return errno;
+  size = sizeof type;
+  if (getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &size) != 0) return errno;
+  sockaddr_storage peer{};
+  socklen_t peer_size = sizeof peer;
+  if (getpeername(fd, reinterpret_cast<sockaddr*>(&peer), &peer_size) == 0) return EISCONN;
+  return domain == AF_INET && type == SOCK_STREAM ? 0 : ECONNREFUSED;
+}
+
+/// Puts `end` in the place of the program's socket `fd`, with the flags and time-outs of that one.
+int put_in_place(int end, int fd) {
+  const int flags = real::fcntl(fd, F_GETFL);
+  const int on_exec = (real::fcntl(fd, F_GETFD) & FD_CLOEXEC) != 0 ? O_CLOEXEC : 0;
+  for (const int option : {SO_RCVTIMEO, SO_SNDTIMEO}) {
+    timeval limit{};
+    socklen_t size = sizeof limit;
+    getsockopt(fd, SOL_SOCKET, option, &limit, &size);
+    setsockopt(end, SOL_SOCKET, option, &limit, size);
+  }
+  if (real::dup3(end, fd, on_exec) < 0) return errno;
+  return error_of(real::fcntl(fd, F_SETFL, flags));
+}
+
+}  // namespace
+
+/// One connection, from the application's side.
+class Application::Connection {
+ public:
+  explicit Connection(int fd) : end_(fd) {}
+
+  /// Whether there is nothing left to do: the program is gone, or the application has closed.
+  bool is_over() const { return over_; }
+
+  /// Takes what the program has sent. Returns the next command, if one is complete.
+  bool next(Board::AppCommand& command) {
+    char bytes[512];
+    for (ssize_t size = 1; size > 0;) {
+      size = real::recv(end_.get(), bytes, sizeof bytes, MSG_DONTWAIT);
+      if (size > 0) received_.append(bytes, static_cast<std::size_t>(size));
+      if (size == 0) ended_ = true;
+    }
+    if (received_.size() < kCommandSize) return false;
+    const auto field = [this](std::size_t index) { return ntohl(word(received_.data(), index)); };
+    command = {field(0), field(1), field(2)};
+    received_.erase(0, kCommandSize);
+    busy_ = true;
+    return true;
+  }
+
+  void reply(const std::string& bytes) {
+    unsent_ += bytes;
+    push();
+  }
+
+  void close() {
+    closing_ = true;
+    push();
+  }
+
+  /// Sends what the program's receive buffer had no room for so far, and ends what has come to its end.
+  void push() {
+    while (!unsent_.empty()) {
+      const ssize_t sent =
+          real::send(end_.get(), unsent_.data(), unsent_.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+      if (sent < 0 && errno == EAGAIN) break;
+      if (sent < 0) unsent_.clear();
+      if (sent > 0) unsent_.erase(0, static_cast<std::size_t>(sent));
+    }
+    pollfd look{end_.get(), 0, 0};
+    const bool gone = real::poll(&look, 1UL, 0) > 0 && (look.revents & POLLHUP) != 0;
+    const bool never_complete = ended_ && !busy_;
+    over_ = gone || never_complete || (closing_ && unsent_.empty());
+  }
+
+ private:
+  FarEnd end_;
+  std::string received_{};
+  std::string unsent_{};
+  bool busy_ = false;     ///< it has got a command
+  bool ended_ = false;    ///< the program sends nothing more
+  bool closing_ = false;  ///< the application sends nothing more
+  bool over_ = false;
+};
+
+Application::~Application() = default;
+
+int Application::connect(int fd) {
+  if (const int error = check_socket(fd)) return error;
+  if (faults_.refused) return ECONNREFUSED;
+  std::array<int, 2> ends{};
+  if (real::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) < 0) return errno;
+  const int error = put_in_place(ends[0], fd);
+  real::close(ends[0]);
+  if (error != 0) {
+    real::close(ends[1]);
+    return error;
+  }
+  connections_.push_back(std::make_shared<Connection>(ends[1]));
+  return 0;
+}
+
+void Application::serve() {
+  for (const auto& connection : connections_) {
+    for (Board::AppCommand command; connection->next(command);) run(connection, command);
+    connection->push();
+  }
+  std::erase_if(connections_, [](const auto& connection) { return connection->is_over(); });
+}
+
+void Application::run(const std::shared_ptr<Connection>& connection, const Board::AppCommand& command) {
+  commands_.push_back(command);
+  const Answer answer = answer_to(command);
+  // Whoever is gone by then is not answered.
+  const auto at = [&](Time span, auto action) {
+    after_(span, [this, action, weak = std::weak_ptr(connection)] {
+      if (const auto its_connection = weak.lock()) action(*its_connection);
+      serve();
+    });
+  };
+  Time due{};
+  for (const Board::AppReply& reply : answer.replies) {
+    due += reply.after;
+    at(due, [bytes = reply.bytes](Connection& its_connection) { its_connection.reply(bytes); });
+  }
+  if (!answer.closes) return;
+  if (answer.replies.empty()) due = kHealthyDelay;
+  at(due, [](Connection& its_connection) { its_connection.close(); });
+}
+
+Application::Answer Application::answer_to(const Board::AppCommand& command) const {
+  if (faults_.silent) return {{}, false};
+  if (faults_.closes) return {{}, true};
+  const auto script = scripts_.find(command.code);
+  Answer answer =
+      script != scripts_.end() ? script->second : Answer{{{kHealthyDelay, healthy_reply(command)}}, true};
+  for (Board::AppReply& reply : answer.replies) {
+    reply.after += faults_.later;
+    if (faults_.cut) reply.bytes.resize(std::min(reply.bytes.size(), kShortReply));
+  }
+  return answer;
+}
+
+void Application::set_answer(std::uint32_t command, std::vector<Board::AppReply> replies, bool closes) {
+  scripts_.insert_or_assign(command, Answer{std::move(replies), closes});
+}
+
+bool Application::fault(const std::vector<std::string_view>& words) {
+  if (words.empty() || words[0] != "app") return false;
+  const std::string_view what = words.size() > 1 ? words[1] : "";
+  if (what == "slow" && words.size() == 3) {
+    faults_.later = std::chrono::seconds(fault_number(words[2]));
+    return true;
+  }
+  bool* const flag = what == "refused"  ? &faults_.refused
+                     : what == "silent" ? &faults_.silent
+                     : what == "short"  ? &faults_.cut
+                     : what == "closes" ? &faults_.closes
+                                        : nullptr;
+  if (flag == nullptr || words.size() != 2)
+    refuse_fault(words, "app refused|silent|slow SECONDS|short|closes");
+  *flag = true;
+  return true;
+}
+
+}  // namespace boardsim

@@ -1,0 +1,67 @@
+// The camera's main application, as programs of the board meet it on 127.0.0.1 port 7001.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "boardsim/board.h"
+
+namespace boardsim {
+
+/// One end of each connection is the program's socket, the other is served here: a command of three
+/// big-endian words {length, code, value} is read when its twelfth byte has been sent, and answered at
+/// virtual times. Nothing listens on a port of the PC. Faults: "app refused" (nobody listens), "app silent"
+/// (accepts and reads, no more), "app slow N" (every reply N seconds later), "app short" (replies end after 8
+/// bytes), "app closes" (no reply). Guarded by the board's lock.
+class Application {
+ public:
+  static constexpr std::string_view kSocketName = "application";  ///< of its connections, in the trace
+  static constexpr std::uint16_t kPort = 7001;
+
+  /// Runs an event, with the board's lock held, when this much virtual time has passed.
+  using After = std::function<void(Time span, std::function<void()> event)>;
+
+  explicit Application(After after) : after_(std::move(after)) {}
+  ~Application();
+  Application(const Application&) = delete;
+  Application& operator=(const Application&) = delete;
+
+  /// Connects the program's TCP socket; its flags and time-outs stay. 0, or the errno of connect(2).
+  int connect(int fd);
+  /// Looks what the program has sent and closed. Called after each call on a connection.
+  void serve();
+
+  /// Scripts the answer to a command; see Board::set_app_answer.
+  void set_answer(std::uint32_t command, std::vector<Board::AppReply> replies, bool closes);
+  const std::vector<Board::AppCommand>& commands() const { return commands_; }
+
+  bool fault(const std::vector<std::string_view>& words);
+  void clear_faults() { faults_ = {}; }
+
+ private:
+  struct Answer {
+    std::vector<Board::AppReply> replies;
+    bool closes;
+  };
+  struct Faults {
+    bool refused = false, silent = false, cut = false, closes = false;
+    Time later{};
+  };
+  class Connection;
+
+  void run(const std::shared_ptr<Connection>& connection, const Board::AppCommand& command);
+  Answer answer_to(const Board::AppCommand& command) const;
+
+  After after_;
+  std::map<std::uint32_t, Answer> scripts_{};
+  std::vector<Board::AppCommand> commands_{};
+  std::vector<std::shared_ptr<Connection>> connections_{};
+  Faults faults_{};
+};
+
+}  // namespace boardsim

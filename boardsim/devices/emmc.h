@@ -1,0 +1,37 @@
+// /dev/mmcblk0p7: the eMMC partition with the factory's records.
+#pragma once
+
+#include <sys/types.h>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "boardsim/devices/factory_records.h"
+#include "boardsim/devices/partition.h"
+
+namespace boardsim {
+
+/// 0x40000 bytes that can be written over. It comes with the records of the factory. Faults: those of a
+/// Partition, "emmc cut N"; "record NAME none|magic|checksum" takes a record away or damages it, for good.
+class Emmc : public Partition {
+ public:
+  static constexpr std::size_t kSize = 0x40000;
+
+  explicit Emmc(StoragePower& power);
+
+  /// No request is known.
+  Answer ioctl(std::uint32_t request, void* argument) override;
+  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
+  bool fault(const std::vector<std::string_view>& words) override;
+  /// A block device.
+  mode_t mode() const override;
+
+  /// Stores what the factory stores on a board with this device type code.
+  void leave_factory(std::uint32_t type);
+
+ private:
+  std::uint8_t after_writing(std::uint8_t old, std::uint8_t written) const override;
+};
+
+}  // namespace boardsim

@@ -1,0 +1,40 @@
+// The focus motor behind /dev/motor, and its limit switch on GPIO line 7.
+#pragma once
+
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "boardsim/core/device.h"
+#include "boardsim/devices/rejections.h"
+
+namespace boardsim {
+
+/// Stands 40 steps from its limit after switching on. The limit holds it: a step towards it moves nothing
+/// there. Faults: "limit switch never|always" (reads 0, 1 wherever the motor stands), "focus motor stuck"
+/// (does not move), "focus motor rejects step N[+]" (the N-th step from now on fails with EIO; with + every
+/// later one too).
+class FocusMotor {
+ public:
+  static constexpr unsigned kSwitchLine = 7;
+
+  enum class Way : signed char { to_limit = -1, from_limit = 1 };
+  Answer step(Way way);
+  /// The switch: closed (true) at the limit.
+  bool limit_switch() const { return stuck_switch_.value_or(position_ == 0); }
+
+  int position() const { return position_; }  ///< steps from the limit
+  /// Puts it somewhere by hand; below 0 is at the limit.
+  void set_position(int steps);
+
+  bool fault(const std::vector<std::string_view>& words);
+  void clear_faults();
+
+ private:
+  int position_ = 40;
+  bool stuck_ = false;
+  std::optional<bool> stuck_switch_{};
+  Rejections rejected_{};
+};
+
+}  // namespace boardsim

@@ -1,0 +1,64 @@
+// The lens iris, and the driver that moves it on some boards, /dev/motor1.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "boardsim/board.h"
+#include "boardsim/core/device.h"
+
+namespace boardsim {
+
+/// What moves an iris.
+enum class IrisDrive : std::uint8_t {
+  fpga,   ///< register 0x2001
+  shell,  ///< the commands "closeIRIS" and "openIRIS"
+  chip,   ///< the motor chip behind /dev/motor
+  gpio,   ///< /dev/motor1
+};
+
+/// The one drive that a board of this device type code has.
+IrisDrive iris_drive(std::uint32_t type);
+
+/// The values 0xCFF and 0xC00 close and open it through the FPGA and the motor chip, 512 and 767 through
+/// /dev/motor1; any other value between them moves nothing.
+class Iris {
+ public:
+  static constexpr std::uint32_t kRegister = 0x2001;
+
+  /// The program gives a drive a value; it has an effect where `drive` is the board's own.
+  void set(IrisDrive drive, std::uint32_t value, std::uint32_t type);
+  /// Whether a shell command of the board moves the iris.
+  static bool is_command(std::string_view text);
+  /// Runs one of the two.
+  void run(std::string_view command, std::uint32_t type);
+
+  Board::Iris state() const { return state_; }
+
+ private:
+  Board::Iris state_ = Board::Iris::unset;
+};
+
+/// /dev/motor1. Requests: 0x40044301 configures, with a record of 644 bytes as on /dev/motor: count 1, chip 3
+/// in entry 1 (word 16), all else 0; other configurations fail with EINVAL. The argument of the others is a
+/// number itself: 0x40046901 gives the iris a value, 0x40046902 opens it, 0x40046903 sets its speed. Without
+/// a configuration since the node was opened they fail with EINVAL.
+class IrisMotor : public Device {
+ public:
+  Answer open(int flags) override;
+  Answer ioctl(std::uint32_t request, void* argument) override;
+  /// Of a configuration the count, and chip and type of entry 1.
+  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
+
+  /// Called with every value that the iris is given; opening it is the value 767.
+  void on_value(std::function<void(std::uint32_t value)> watcher) { watcher_ = std::move(watcher); }
+
+ private:
+  bool configured_ = false;
+  std::function<void(std::uint32_t)> watcher_{};
+};
+
+}  // namespace boardsim

@@ -1,0 +1,27 @@
+// Faults of the form "... rejects THING N[+]": certain calls fail, counted from the laying of the fault on.
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+namespace boardsim {
+
+/// Several such faults add up.
+class Rejections {
+ public:
+  /// Takes "2" or "2+", counted from 1. Throws std::invalid_argument for what is no number; false for 0.
+  bool add(std::string_view count);
+  /// Counts one call and tells whether it fails.
+  bool next();
+  void clear() { faults_.clear(); }
+
+ private:
+  struct Fault {
+    unsigned first;
+    bool goes_on;
+    unsigned asked = 0;
+  };
+  std::vector<Fault> faults_{};
+};
+
+}  // namespace boardsim

@@ -1,0 +1,39 @@
+// /dev/ttyS1: the board's serial terminal, a pseudo-terminal of the PC.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "boardsim/board.h"
+#include "boardsim/core/device.h"
+#include "boardsim/core/pseudo_terminal.h"
+
+namespace boardsim {
+
+/// How long a read on a terminal of the PC waits for its first byte as the terminal is set now (VMIN 0,
+/// VTIME). Nothing when it waits for ever, and for what is no terminal. Leaves errno as it is.
+std::optional<Time> terminal_read_limit(int fd);
+
+/// Settings, line editing and echo are the PC's own. Its requests are those of termios and FIONREAD. The line
+/// to the far end has no speed: bytes are there at once, and lost when nobody has read the last thousands.
+class Terminal : public Device {
+ public:
+  /// The far end, set not to block; made when it is first asked for. -1 with errno when the PC has none.
+  int far_end();
+
+  /// Fails as the PC's pseudo-terminals do.
+  Answer open(int flags) override;
+  int descriptor(int flags) override;
+  Answer ioctl(std::uint32_t request, void* argument) override;
+  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
+  /// EAGAIN while a read would wait.
+  Answer read(void* buffer, std::size_t size, off_t& position) override;
+  Answer write(const void* buffer, std::size_t size, off_t& position) override;
+  std::optional<Time> read_limit() const override;
+
+ private:
+  std::unique_ptr<PseudoTerminal> line_{};
+};
+
+}  // namespace boardsim

@@ -1,0 +1,91 @@
+// The board's own serial ports.
+#include "boardsim/devices/uart.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "boardsim/devices/fault_words.h"
+#include "boardsim/devices/records.h"
+
+namespace boardsim {
+namespace {
+
+enum Request : std::uint32_t { kConfigure = 0x40045501, kWaiting = 0x80045502, kEmpty = 0x5503 };
+
+constexpr std::size_t kSetupWords = 5;
+
+}  // namespace
+
+Answer Uart::open(int /*flags*/) {
+  opened_ = true;
+  return Answer::ok();
+}
+
+int Uart::descriptor(int flags) {
+  return readiness_.open(flags);
+}
+
+Answer Uart::ioctl(std::uint32_t request, void* argument) {
+  if (request != kConfigure && request != kWaiting && request != kEmpty) return Answer::unknown();
+  if (request == kEmpty) {
+    waiting_.clear();
+    readiness_.set(false);
+    return Answer::ok();
+  }
+  if (argument == nullptr) return Answer::fails(EFAULT);
+  if (request == kWaiting) {
+    set_word(argument, 0, static_cast<std::uint32_t>(waiting_.size()));
+    return Answer::ok();
+  }
+  const auto field = [&](std::size_t index) { return static_cast<std::int32_t>(word(argument, index)); };
+  setup_ = {field(0), field(1), field(2), field(3), field(4)};
+  if (configure_watcher_) configure_watcher_();
+  return Answer::ok();
+}
+
+std::vector<std::uint32_t> Uart::words_in(std::uint32_t request, const void* argument) const {
+  if (request != kConfigure) return {};
+  return words(argument, kSetupWords);
+}
+
+Answer Uart::read(void* buffer, std::size_t size, off_t& /*position*/) {
+  if (size == 0) return Answer::ok();
+  if (waiting_.empty()) return Answer::fails(EAGAIN);
+  if (buffer == nullptr) return Answer::fails(EFAULT);
+  const std::size_t taken = std::min(size, waiting_.size());
+  std::memcpy(buffer, waiting_.data(), taken);
+  waiting_.erase(0, taken);
+  readiness_.set(!waiting_.empty());
+  return Answer::ok(static_cast<long>(taken));
+}
+
+Answer Uart::write(const void* buffer, std::size_t size, off_t& /*position*/) {
+  if (buffer == nullptr && size > 0) return Answer::fails(EFAULT);
+  if (!mute_ && size > 0) {
+    const std::string_view bytes(static_cast<const char*>(buffer), size);
+    sent_ += bytes;
+    if (send_watcher_) send_watcher_(bytes);
+  }
+  return Answer::ok(static_cast<long>(size));
+}
+
+void Uart::receive(std::string_view bytes) {
+  if (!opened_ || deaf_) return;
+  waiting_.append(bytes.substr(0, kBuffer - waiting_.size()));
+  readiness_.set(!waiting_.empty());
+}
+
+bool Uart::fault(const std::vector<std::string_view>& words) {
+  if (words.size() < 2 || words[0] != "uart" || words[1] != std::to_string(number_)) return false;
+  if (words.size() == 3 && words[2] == "dead") {
+    deaf_ = true;
+  } else if (words.size() == 4 && words[2] == "driver" && words[3] == "dead") {
+    mute_ = true;
+  } else {
+    refuse_fault(words, "uart 1..5 dead, uart 1..5 driver dead");
+  }
+  return true;
+}
+
+}  // namespace boardsim

@@ -1,0 +1,63 @@
+// /dev/uart1 to /dev/uart5: the board's own serial ports.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "boardsim/board.h"
+#include "boardsim/core/device.h"
+#include "boardsim/core/readiness.h"
+
+namespace boardsim {
+
+/// One port. Requests: 0x40045501 configures, with five words {baud rate, data bits, stop bits, parity, flow
+/// control}; any are taken. 0x80045502 copies out the number of bytes that wait, one word. 0x5503 throws away
+/// what waits; its argument does not matter. Bytes that arrive wait for whoever reads first; those before the
+/// first opening, and those beyond 4096 waiting ones, are lost. A descriptor is readable, for select too,
+/// while bytes wait, and always writable. Faults: "uart N dead" (nothing is received), "uart N driver dead"
+/// (what is sent does not leave the board).
+class Uart : public Device {
+ public:
+  static constexpr std::size_t kBuffer = 4096;
+
+  /// `number` as in the node's name and in the faults.
+  explicit Uart(unsigned number) : number_(number) {}
+
+  Answer open(int flags) override;
+  int descriptor(int flags) override;
+  Answer ioctl(std::uint32_t request, void* argument) override;
+  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
+  /// What waits, up to `size`; EAGAIN when nothing does.
+  Answer read(void* buffer, std::size_t size, off_t& position) override;
+  Answer write(const void* buffer, std::size_t size, off_t& position) override;
+  bool fault(const std::vector<std::string_view>& words) override;
+  void clear_faults() override { deaf_ = mute_ = false; }
+
+  /// Called with all bytes that leave the board.
+  void on_send(std::function<void(std::string_view bytes)> watcher) { send_watcher_ = std::move(watcher); }
+  /// Called whenever the program has configured the port.
+  void on_configure(std::function<void()> watcher) { configure_watcher_ = std::move(watcher); }
+
+  /// Bytes arrive on the line.
+  void receive(std::string_view bytes);
+  /// All bytes that have left the board.
+  const std::string& sent() const { return sent_; }
+  const Board::UartSetup& setup() const { return setup_; }
+
+ private:
+  unsigned number_;
+  Readiness readiness_{};  ///< readable while bytes wait
+  bool opened_ = false;
+  bool deaf_ = false, mute_ = false;
+  std::string waiting_{};
+  std::string sent_{};
+  Board::UartSetup setup_{};
+  std::function<void(std::string_view)> send_watcher_{};
+  std::function<void()> configure_watcher_{};
+};
+
+}  // namespace boardsim

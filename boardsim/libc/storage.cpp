@@ -1,0 +1,85 @@
+// mount and its relatives, and what makes or removes something on /mnt: answered there, refused everywhere
+// else.
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/statfs.h>
+#include <unistd.h>
+
+#include <optional>
+#include <string>
+
+#include "boardsim/core/real.h"
+#include "boardsim/libc/refuse.h"
+
+using boardsim::Entered;
+namespace real = boardsim::real;
+
+namespace {
+
+/// The path as the board knows it; nothing when it is not one of /mnt.
+std::optional<std::string> mnt_path(const char* path) {
+  auto its_path = boardsim::board_path(AT_FDCWD, path);
+  return its_path && boardsim::Mounts::is_path(*its_path) ? its_path : std::nullopt;
+}
+
+}  // namespace
+
+extern "C" {
+
+int mount(const char* source, const char* target, const char* type, unsigned long flags,
+          const void* data) noexcept {
+  const Entered board;
+  if (!board) return real::mount(source, target, type, flags, data);
+  const auto node = boardsim::board_path(AT_FDCWD, source);
+  const auto place = mnt_path(target);
+  if (!node || !place || type == nullptr || flags != 0 || data != nullptr) return board->refuse("mount");
+  return board->mount(*node, *place, type);
+}
+
+int umount(const char* target) noexcept {
+  const Entered board;
+  if (!board) return real::umount(target);
+  const auto place = mnt_path(target);
+  return place ? board->umount(*place) : board->refuse("umount");
+}
+
+int umount2(const char* target, int flags) noexcept {
+  BOARDSIM_REFUSE(umount2);
+  return real::umount2(target, flags);
+}
+
+int statfs(const char* path, struct statfs* status) noexcept {
+  const Entered board;
+  if (!board) return real::statfs(path, status);
+  const auto its_path = mnt_path(path);
+  return its_path ? board->statfs(*its_path, status) : board->refuse("statfs");
+}
+
+int statfs64(const char* path, struct statfs64* status) noexcept {
+  static_assert(sizeof(struct statfs) == sizeof(struct statfs64), "one layout serves both names on this PC");
+  return statfs(path, reinterpret_cast<struct statfs*>(status));
+}
+
+int mkdir(const char* path, mode_t mode) noexcept {
+  const Entered board;
+  if (!board) return real::mkdir(path, mode);
+  const auto its_path = mnt_path(path);
+  return its_path ? board->mkdir(*its_path, mode) : board->refuse("mkdir");
+}
+
+int rmdir(const char* path) noexcept {
+  const Entered board;
+  if (!board) return real::rmdir(path);
+  const auto its_path = mnt_path(path);
+  return its_path ? board->rmdir(*its_path) : board->refuse("rmdir");
+}
+
+int unlink(const char* path) noexcept {
+  const Entered board;
+  if (!board) return real::unlink(path);
+  const auto its_path = mnt_path(path);
+  return its_path ? board->unlink(*its_path) : board->refuse("unlink");
+}
+
+}  // extern "C"

@@ -1,0 +1,143 @@
+// RS485 tests that only send: somebody else watches the line.
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+#include <cstdio>
+#include <cstring>
+
+#include "t1_sdk/boardtest/comm/rs485.h"
+#include "t1_sdk/boardtest/comm/rs485_parts.h"
+#include "t1_sdk/boardtest/platform/gpio.h"
+#include "t1_sdk/boardtest/platform/pins.h"
+#include "t1_sdk/boardtest/platform/uart.h"
+#include "t1_sdk/util/descriptor.h"
+#include "t1_sdk/util/rs485_direction.h"
+#include "t1_sdk/util/tty.h"
+
+namespace {
+
+constexpr unsigned kEnableTransmitter = 0x104;
+constexpr unsigned kTransmitterPin = 32;
+constexpr int kSpeed9600 = 13;  // its termios code
+
+constexpr int kCommands = 5;
+
+/// Opens the test's port with the I/O driver in hand. -1 with the failure in the report.
+int open_port(TestReport& report) {
+  const int port = open("/dev/uart1", O_RDWR);
+  if (port < 0) {
+    std::puts("<t1>打开RS485口错误");
+    report.fail(2, "<t1>打开RS485口错误");
+  }
+  return port;
+}
+
+/// Whether all of the command went out; the count that did is left in `sent`.
+bool send_ptz(int port, int& sent) {
+  sent = static_cast<int>(write(port, kPtzCommand, sizeof kPtzCommand));
+  return sent == static_cast<int>(sizeof kPtzCommand);
+}
+
+// With errors, the description goes on saying that the test succeeded.
+void judge(int errors, const char* finished, const char* all_passed, TestReport& report) {
+  std::puts(finished);
+  std::printf("测试总计:错误次数%d\n", errors);
+  if (errors == 0) {
+    std::puts(all_passed);
+  } else {
+    report.fail(3);
+  }
+}
+
+void run_unit(TestReport& report) {
+  const Descriptor io(open_io_and_stop_detector(report));
+  if (io.get() < 0) return;
+  const Descriptor port(open_port(report));
+  if (port.get() < 0) return;
+  uart_config(port.get(), 38400, 3, 0, 0, 0);
+  std::puts("车检器检测线程已经停止");
+  for (int i = 0; i < 4; ++i) {
+    unsigned char frame[sizeof kFrameA];
+    std::memcpy(frame, kFrameA, sizeof frame);
+    SendRS485Data(port.get(), nullptr, frame, sizeof frame);
+    sleep(1);
+  }
+}
+
+void run_63xx(TestReport& report) {
+  const Descriptor io(open_io_and_stop_detector(report));
+  if (io.get() < 0) return;
+  const Descriptor port(open_port(report));
+  if (port.get() < 0) return;
+  uart_config(port.get(), 9600, 3, 0, 0, 0);
+  std::puts("车检器检测线程已经停止");
+  gpio_ctrl transmitter{kTransmitterPin, 1};
+  ioctl(io.get(), kEnableTransmitter, &transmitter);
+  std::puts("RS485测试开始");
+  int errors = 0;
+  for (int i = 0; i < kCommands; ++i) {
+    int sent = 0;
+    if (send_ptz(port.get(), sent)) {
+      std::puts("RS485发送成功");
+      sleep(2);
+    } else {
+      std::printf("RS485发送失败, ret = %d\n", sent);
+      ++errors;
+    }
+  }
+  judge(errors, "RS485测试完毕", "RS485测试全部成功", report);
+}
+
+void run_ptz(TestReport& report) {
+  Descriptor tty(open("/dev/ttyS1", O_RDWR));
+  if (tty.get() < 0) {
+    std::puts("RS485设备不存在");
+    return report.fail(1, "RS485设备不存在");
+  }
+  std::puts("485设备打开成功.");
+  if (tty_speed_set(tty.get(), kSpeed9600) != 0)
+    std::fputs("<T1> ERR:rs485_test:tty_speed_set error\n", stdout);
+  if (tty_parity_set(tty.get(), 8, 1, 'n') != 0)
+    std::fputs("<T1> ERR:rs485_test:tty_parity_set error\n", stdout);
+  const Descriptor io(open("/dev/qznio", O_RDWR));
+  if (io.get() < 0) {
+    std::printf("<T1> ERR:open %s failure!, info :%s\n", "/dev/qznio", std::strerror(io.get()));
+    tty.leave_open("what stations' boards have always done");
+    return report.fail(2, "open /dev/qznio failure");
+  }
+  rs485_ctl(io.get(), g_gpio_sets.RS485_tx_en, 1);
+  std::puts("==============485测试开始==============");
+  int errors = 0;
+  for (int i = 0; i < kCommands; ++i) {
+    int sent = 0;
+    if (send_ptz(tty.get(), sent)) {
+      std::puts("RS485发送成功....");
+      sleep(2);
+    } else {
+      std::puts("RS485发送失败...");
+      ++errors;
+    }
+  }
+  judge(errors, "==============485测试完毕==============", "!!!485测试全部成功!!!", report);
+}
+
+void run(const char* name, void (*variant)(TestReport& report)) {
+  if (name != nullptr) std::puts(name);
+  TestReport report(1024, "RS485测试");
+  variant(report);
+  report.send();
+}
+
+}  // namespace
+
+void rs485_unit_test() {
+  run("rs485_unit_test", run_unit);
+}
+
+void rs485_test_63xx() {
+  run("rs485_test_63xx", run_63xx);
+}
+
+void rs485_ptz_test() {
+  run(nullptr, run_ptz);
+}

@@ -1,0 +1,27 @@
+// The command channel to the camera's main application: TCP to 127.0.0.1, port 7001.
+#pragma once
+
+#include <cstdint>
+
+/// The command record, every field big-endian.
+struct TOOL_HEADER {
+  std::uint32_t length;  ///< 12
+  std::uint32_t code;    ///< the command
+  std::uint32_t argc;    ///< its value
+};
+static_assert(sizeof(TOOL_HEADER) == 12);
+
+/// What the application answers, as the board's own processor stores it.
+struct CMD_SERVER_TEST {
+  std::int32_t cmd;
+  std::uint32_t test_data[128];
+};
+static_assert(sizeof(CMD_SERVER_TEST) == 516);
+
+/// The last reply of the application; it stays until the next one. A reply that is shorter counts as followed
+/// by zeros.
+extern CMD_SERVER_TEST test_item;
+
+/// Sends one command and reads replies into `test_item` until the application closes the connection, for as
+/// long as that takes. Prints "connect failre errno=%d" without a line end when nobody listens.
+void enableAPPCMD(int toolCmd, unsigned int val);

@@ -1,0 +1,5 @@
+// Opening a device node.
+#pragma once
+
+/// Opens a node read-write. Its descriptor, or -1 after the line "Open %s error.".
+int open_node(const char* path);

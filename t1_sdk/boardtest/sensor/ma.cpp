@@ -1,0 +1,30 @@
+// The self-test of the camera's application on MA boards.
+#include "t1_sdk/boardtest/sensor/ma.h"
+
+#include <unistd.h>
+#include <cstdio>
+
+#include "t1_sdk/boardtest/platform/app_channel.h"
+#include "t1_sdk/boardtest/protocol/report.h"
+
+namespace {
+
+constexpr int kSelfTest = 0x23;
+constexpr unsigned kStarted = 3;
+
+}  // namespace
+
+void t1_sdk_ma() {
+  std::puts("t1_sdk_ma");
+  std::puts("t1_sdk_ma will begin");
+  TestReport report(0x2A11, "MA test");
+  enableAPPCMD(kSelfTest, 0);
+  usleep(50000);
+  if (test_item.cmd == kSelfTest && test_item.test_data[0] != 0 && test_item.test_data[1] == kStarted) {
+    std::puts("MA 测试成功");
+  } else {
+    std::puts("MA 测试失败");
+    report.fail(1);
+  }
+  report.send();
+}

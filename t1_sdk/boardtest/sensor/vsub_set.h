@@ -1,0 +1,19 @@
+// Setting the substrate voltage from an operator's entry, and showing it.
+#pragma once
+
+/// The operator's entry in hundredths of a volt, from the request's Parameters. Each use clears it.
+extern int g_sub_value;
+
+/// The code for an entry in hundredths of a volt. devType 1 is 6455 and 6485, 0 is 6484; their entries out of
+/// range give 2686 and 2784. -1 for any other devType.
+int t1_sdk_vsub_code_to_regval(int devType, int sub_value);
+
+/// Stores the code for `g_sub_value`, reads it back from the eMMC and applies what was read.
+void t1_sdk_vsub_set(int devType, int iTestCode);
+/// Tests 9728, 9984 and 10240.
+void t1_sdk_setVsub6455();
+void t1_sdk_setVsub6485();
+void t1_sdk_setVsub6484();
+
+/// Test 12032: shows the stored voltage and the pairs of the last sweep. The description holds the last line.
+void t1_sdk_printVsub();
