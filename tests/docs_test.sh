@@ -20,4 +20,18 @@ for document in *.md docs/*.md; do
     }
   done < <(grep -oE '\]\([^)]+\)' "$document" | sed 's/^](//; s/)$//' | grep -vE '^(https?:|#)')
 done
+# The alarm codes of each family: the list in docs/boards.md, ./run and the fault matrix agree.
+choice=$(sed -n '/^case \$board in # the alarm codes/,/^esac$/p' run)
+[ -n "$choice" ] || { echo "./run does not choose alarm codes"; status=1; }
+listed=$(sed -n '/^## Alarm codes$/,/^## What/s/^| \(`.*\) | \([0-9, ]*\) |$/\1|\2/p' docs/boards.md)
+while IFS='|' read -r families codes; do
+  for board in $(tr -d '`,' <<<"$families"); do
+    in_run=$(eval "$choice"; IFS=,; echo "${codes[*]}")
+    [ "${in_run//,/, }" = "$codes" ] || { echo "./run gives $board $in_run, docs/boards.md $codes"; status=1; }
+    grep -qxF "| $board | $codes |" docs/fault-matrix.md || { echo "docs/fault-matrix.md has no $board with $codes"; status=1; }
+  done
+done <<<"$listed"
+while read -r board; do
+  grep -q "\`$board\`" <<<"$listed" || { echo "docs/boards.md lists no alarm codes of $board"; status=1; }
+done < <(sed -n 's/^    {"\([a-z0-9-]*\)", *0x.*/\1/p' boardsim/core/families.cpp)
 exit $status

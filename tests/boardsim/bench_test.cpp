@@ -62,8 +62,7 @@ class BenchTest : public testing::Test {
   std::optional<Board> board_{};
 };
 
-// ---- wires
-// ----------------------------------------------------------------------------------------------------
+// ---- wires --------------------------------------------------------------------------------------------
 
 TEST_F(BenchTest, ThreeOutputsPullFiveInputs) {
   plug_in("normal");
@@ -239,8 +238,7 @@ TEST_F(BenchTest, OneLineDrivesAnotherWithoutTestControl) {
   EXPECT_EQ(board_->gpio_level(20), 1);
 }
 
-// ---- test control and the choice of a jig
-// ---------------------------------------------------------------------
+// ---- test control and the choice of a jig -------------------------------------------------------------
 
 TEST_F(BenchTest, InputsFloatHighWithoutTestControl) {
   plug_in("normal");
@@ -305,8 +303,7 @@ TEST_F(BenchTest, ALineHeldFromOutsideIsHeldAgainstTheJig) {
   EXPECT_EQ(board_->gpio_level(74), 1);
 }
 
-// ---- faults
-// ---------------------------------------------------------------------------------------------------
+// ---- faults -------------------------------------------------------------------------------------------
 
 TEST_F(BenchTest, AStuckInputReadsSoAndLeavesTheOthersAlone) {
   plug_in("normal");
@@ -314,7 +311,8 @@ TEST_F(BenchTest, AStuckInputReadsSoAndLeavesTheOthersAlone) {
   board_->fault("short T1 T3");
   board_->fault("input T1 stuck high");
   board_->fault("input T2 stuck low");
-  EXPECT_EQ(five(), "10011");
+  EXPECT_EQ(five(), "10000")
+      << "T3 hears of F1 through the short, as do T4 and SYNC, which hang on its contact";
   board_->clear_faults();
   EXPECT_EQ(five(), "01111");
 }
@@ -328,6 +326,39 @@ TEST_F(BenchTest, ACutWireLetsItsInputFloat) {
   EXPECT_EQ(five(), "11000") << "it is low again through the short";
 }
 
+TEST_F(BenchTest, InputsOnOneContactAreOneNet) {
+  plug_in("normal");
+  write_fpga(0x2002, 0x400);
+  EXPECT_EQ(five(), "01111");
+  board_->fault("short T1 T4");
+  EXPECT_EQ(five(), "01000");
+  board_->clear_faults();
+  board_->fault("short T3 GND");
+  EXPECT_EQ(five(), "01000");
+  board_->fault("wire T4 cut");
+  EXPECT_EQ(five(), "01010") << "a cut wire takes its input off the net";
+  board_->fault("short T4 SYNC");
+  EXPECT_EQ(five(), "01000") << "a short leads it back";
+  plug_in("6444-j");
+  set_alarms(1);
+  board_->fault("short T1 T3");
+  EXPECT_EQ(four(), "0100");
+}
+
+TEST_F(BenchTest, AStuckInputIsNoMatterOfItsNet) {
+  plug_in("normal");
+  write_fpga(0x2002, 0x400);
+  board_->fault("input T3 stuck low");
+  EXPECT_EQ(five(), "01011");
+}
+
+TEST_F(BenchTest, InputsBehindContactsOfTheirOwnAreNotJoined) {
+  plug_in("rkd1");
+  for (const std::uint32_t line : {76U, 77U, 78U, 79U}) drive_line(line, 0);
+  board_->fault("short T1 GND");
+  EXPECT_EQ(levels({"T1", "T2"}), "01");
+}
+
 TEST_F(BenchTest, ShortedInputsAreLowTogether) {
   plug_in("normal");
   write_fpga(0x2002, 0x400);
@@ -335,10 +366,10 @@ TEST_F(BenchTest, ShortedInputsAreLowTogether) {
   board_->fault("short SYNC T4");
   EXPECT_EQ(five(), "01111");
   board_->fault("short T1 T4");
-  EXPECT_EQ(five(), "00100") << "through a chain of three shorts, laid in the wrong order";
+  EXPECT_EQ(five(), "00000") << "through a chain of shorts, laid in the wrong order";
   board_->clear_faults();
-  board_->fault("short SYNC GND");
-  EXPECT_EQ(five(), "01110");
+  board_->fault("short T2 GND");
+  EXPECT_EQ(five(), "00111");
 }
 
 TEST_F(BenchTest, AnOutputIsDeadClosedOrOpen) {

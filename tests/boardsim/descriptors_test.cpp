@@ -75,12 +75,12 @@ TEST(DescriptorsTest, UnknownPathsOfTheBoardAreReportedByEveryCall) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(stat("/dev/foo", &status), -1);
   EXPECT_EQ(access("/mnt/test", F_OK), -1);
-  EXPECT_EQ(std::fopen("/devinfo/none.bin", "r"), nullptr);
+  EXPECT_EQ(std::fopen("/mnt/none.bin", "r"), nullptr);
   EXPECT_EQ(lstat("/dev/bar", &status), -1);
   testing::internal::GetCapturedStderr();
   EXPECT_EQ(board.violations(),
             (Lines{"unknown node /dev/foo (stat)", "unknown node /mnt/test (access)",
-                   "unknown node /devinfo/none.bin (fopen)", "unknown node /dev/bar (lstat)"}));
+                   "unknown node /mnt/none.bin (fopen)", "unknown node /dev/bar (lstat)"}));
 }
 
 TEST(DescriptorsTest, ASensorThatABoardLacksIsNothingUnusual) {
@@ -117,6 +117,20 @@ TEST(DescriptorsTest, ReadingAndWritingANodeWithoutThemIsReportedLoudly) {
   testing::internal::GetCapturedStderr();
   EXPECT_EQ(board.violations().size(), 4U);
   close(fd);
+}
+
+TEST(DescriptorsTest, ANodeIsNeitherReadNorWrittenAgainstTheDirectionItWasOpenedFor) {
+  const Board board;
+  const int reader = open("/dev/led", O_RDONLY);
+  const int writer = open("/dev/led", O_WRONLY);
+  char byte = 0;
+  EXPECT_EQ(write(reader, &byte, 1), -1);
+  EXPECT_EQ(errno, EBADF);
+  EXPECT_EQ(read(writer, &byte, 1), -1);
+  EXPECT_EQ(errno, EBADF);
+  EXPECT_EQ(board.violations(), Lines{});
+  close(reader);
+  close(writer);
 }
 
 TEST(DescriptorsTest, ASensorIsARegularFileWithAPosition) {

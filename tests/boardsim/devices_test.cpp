@@ -16,7 +16,7 @@ using namespace boardsim::test;
 
 class DevicesTest : public testing::Test {
  protected:
-  Devices devices_{[] { return Time{0}; }};
+  Devices devices_{[] { return Time{0}; }, [](Time, const std::function<void()>&) {}};
 };
 
 TEST_F(DevicesTest, EachNodeLeadsToItsDevice) {
@@ -26,6 +26,9 @@ TEST_F(DevicesTest, EachNodeLeadsToItsDevice) {
   EXPECT_EQ(devices_.find("/dev/tcs"), &devices_.stm8);
   EXPECT_EQ(devices_.find("/dev/led"), &devices_.led);
   EXPECT_EQ(devices_.find("/dev/rtc"), &devices_.rtc);
+  EXPECT_EQ(devices_.find("/dev/mtd4"), &devices_.flash);
+  EXPECT_EQ(devices_.find("/dev/mmcblk0p7"), &devices_.emmc);
+  EXPECT_EQ(devices_.find("/devinfo/TG.bin"), devices_.files.find("/devinfo/TG.bin"));
   EXPECT_EQ(devices_.find("/proc/debug/temp1"), devices_.sensors.find("/proc/debug/temp1"));
 }
 
@@ -36,8 +39,9 @@ TEST_F(DevicesTest, NoDeviceStandsAtAnotherPath) {
   }
 }
 
-TEST_F(DevicesTest, NodesAreCharacterDevicesAndSensorsAreFiles) {
+TEST_F(DevicesTest, NodesAreDevicesAndSensorsAreFiles) {
   EXPECT_TRUE(S_ISCHR(devices_.mode("/dev/qznio")));
+  EXPECT_TRUE(S_ISBLK(devices_.mode("/dev/mmcblk0p7")));
   EXPECT_TRUE(S_ISREG(devices_.mode("/proc/debug/temp1")));
   lay(devices_, "sensor 1 directory");
   EXPECT_TRUE(S_ISDIR(devices_.mode("/proc/debug/temp1")));

@@ -21,10 +21,11 @@ std::uint32_t type_in(const BootBlock& block) {
 
 TEST(FamiliesTest, EveryFamilyIsListedWithItsTypeCodeInOrder) {
   const std::vector<std::pair<std::string_view, std::uint32_t>> expected = {
-      {"normal", 0x9601},     {"k", 0x960B},    {"63xx", 0x27201},  {"68xx", 0x27252},
-      {"68xx-fpga", 0x27251}, {"6444", 0x96C0}, {"6444-j", 0x96C0}, {"loop", 0x96C1},
-      {"loop-c", 0x96C4},     {"ma", 0xA6001},  {"65xx", 0x9C0A},   {"65xx-level", 0x9C0A},
-      {"rkd1", 0xA60A0},      {"rkd2", 0xA60A3}};
+      {"normal", 0x9601},     {"k", 0x960B},     {"63xx", 0x27201},  {"68xx", 0x27252},
+      {"68xx-fpga", 0x27251}, {"6444", 0x96C0},  {"6444-j", 0x96C0}, {"loop", 0x96C1},
+      {"loop-c", 0x96C4},     {"ma", 0xA6001},   {"65xx", 0x9C0A},   {"65xx-level", 0x9C0A},
+      {"rkd1", 0xA60A0},      {"rkd2", 0xA60A3}, {"6455", 0x9603},   {"6485", 0x9605},
+      {"6484", 0x9604}};
   std::vector<std::pair<std::string_view, std::uint32_t>> listed;
   for (const Family& family : families()) listed.emplace_back(family.name, family.type);
   EXPECT_EQ(listed, expected);

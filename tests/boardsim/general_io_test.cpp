@@ -47,6 +47,17 @@ TEST_F(GeneralIoTest, AnOutputStartsAtItsInitialLevelAndFollowsWrites) {
   EXPECT_EQ(io_.level(30), 1) << "every level but 0 is high";
 }
 
+TEST_F(GeneralIoTest, AnRs485TransmitterIsEnabledByALine) {
+  EXPECT_EQ(send(io_, 0x104, {32, 1}), 0);
+  EXPECT_EQ(io_.direction(32), Direction::output);
+  EXPECT_EQ(io_.level(32), 1);
+  EXPECT_EQ(send(io_, 0x104, {32, 0}), 0);
+  EXPECT_EQ(io_.level(32), 0);
+  EXPECT_EQ(traced(io_, 0x104, {32, 1}), (Words{32, 1}));
+  EXPECT_EQ(outcome(io_.ioctl(0x104, nullptr)), -EFAULT);
+  EXPECT_EQ(send(io_, 0x104, {256, 1}), -EINVAL);
+}
+
 TEST_F(GeneralIoTest, AnOutputIgnoresTheOutsideUntilItBecomesAnInput) {
   send(io_, 0x40044702, {30, 0});
   io_.set_level(30, 1);

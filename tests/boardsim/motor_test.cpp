@@ -101,8 +101,8 @@ TEST_F(MotorTest, TheTraceShowsTravelAndWhatMattersOfTheConfiguration) {
 
 TEST_F(MotorTest, AnotherRequestIsUnknown) {
   Words record = configuration();
-  EXPECT_FALSE(motor_.ioctl(0x40046901, record.data()).known);
-  EXPECT_EQ(traced(motor_, 0x40046901, record), Words{});
+  EXPECT_FALSE(motor_.ioctl(0x40046902, record.data()).known);
+  EXPECT_EQ(traced(motor_, 0x40046902, record), Words{});
 }
 
 }  // namespace

@@ -43,6 +43,23 @@ TEST(TraceTest, ACallReadsAsItWasMade) {
             "read /proc/debug/temp1 32 = 6");
 }
 
+TEST(TraceTest, AnOpenKeepsItsFlagsButDoesNotShowThem) {
+  const Board board;
+  ::close(::open("/dev/alarm", O_RDWR | O_NONBLOCK));
+  const std::vector<Call> calls = board.trace();
+  ASSERT_EQ(calls.size(), 2U);
+  EXPECT_EQ(calls[0].record, std::vector<std::uint32_t>{O_RDWR | O_NONBLOCK});
+  EXPECT_EQ(calls[0].text(), "open /dev/alarm = ok");
+}
+
+TEST(TraceTest, ClosingADescriptorThatWasNeverOpenedShows) {
+  const Board board;
+  errno = 0;
+  EXPECT_EQ(::close(-1), -1);
+  EXPECT_EQ(errno, EBADF);
+  EXPECT_EQ(board.hardware_trace(), Lines{"close -1 = -1 EBADF"});
+}
+
 TEST(TraceTest, SmallWordsAreNumbersAndLargeOnesAreHexadecimal) {
   const auto record = [](std::uint32_t word) {
     return Call{.name = "ioctl", .node = "/dev/fpga", .request = 1, .record = {word}}.text();

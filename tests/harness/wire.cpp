@@ -38,11 +38,9 @@ long word(Argument argument) {
   }
 }
 
-/// All six words are handed over: the simulated board, which passes the call on, looks at each.
 template <typename... Arguments>
 long call(long number, Arguments... arguments) {
-  const std::array<long, 6> words = {word(arguments)...};
-  return ::syscall(number, words[0], words[1], words[2], words[3], words[4], words[5]);
+  return ::syscall(number, word(arguments)...);
 }
 
 int open_socket() {

@@ -6,6 +6,7 @@
 #include <array>
 #include <string>
 
+#include "t1_sdk/boardtest/sensor/vsub_set.h"
 #include "t1_sdk/boardtest/sensor/vsub_trim.h"
 #include "t1_sdk/boardtest/service/dispatch.h"
 #include "t1_sdk/boardtest/service/server.h"

@@ -1,5 +1,6 @@
 // The list of commands that follows the banner.
 #include "t1_sdk/boardtest/service/help_menu.h"
+#include "t1_sdk/boardtest/platform/test_status.h"
 
 #include <gtest/gtest.h>
 #include <string>

@@ -91,6 +91,12 @@ TEST(CodesTest, ServiceMessagesAndTheQuitRequestAreNoTests) {
   EXPECT_THROW(parse_code("0xF300"), UsageError);
 }
 
+TEST(CodesTest, ThePanAndTiltPortIsAnsweredAsAnRs485Test) {
+  for (const TestKind& test : all_tests()) {
+    EXPECT_EQ(t1station::reply_code(test.code), test.code == -16 ? 1024 : test.code);
+  }
+}
+
 TEST(CodesTest, AStationWaitsThreeTimesTheUsualLengthAndHalfAMinute) {
   EXPECT_DOUBLE_EQ(t1station::default_timeout(1536), 48);
   EXPECT_DOUBLE_EQ(t1station::default_timeout(14592), 60);

@@ -121,6 +121,11 @@ TEST_F(SessionTest, AReplyToAnotherTestIsRefused) {
   EXPECT_EQ(error_of<ProtocolError>(link), "the board answered 14592 instead of 1536");
 }
 
+TEST_F(SessionTest, TheReplyOfThePanAndTiltPortCarriesTheCodeOfTheRs485Test) {
+  ScriptedLink link(clock_, {}, {{bytes_after(6, reply(1024, light_name_gbk, "Pass", ""))}});
+  EXPECT_TRUE(run(link, -16).passed);
+}
+
 TEST_F(SessionTest, AReplyThatWasThereBeforeTheRequestIsRefused) {
   ScriptedLink link(clock_, {bytes_after(0, rtc_pass())}, {{bytes_after(6, rtc_pass())}});
   EXPECT_EQ(error_of<ProtocolError>(link), "the board sent a reply to 1536 that nobody asked for");

@@ -1,11 +1,13 @@
 // The launcher: unmodified programs on a simulated board.
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -253,6 +255,81 @@ TEST_F(LauncherTest, AStateFolderRemembersItsBoard) {
   EXPECT_NE(other.err.find("belongs to a board \"loop\", not \"k\""), std::string::npos) << other.err;
 }
 
+TEST_F(LauncherTest, AStateFolderKeepsBothPartitionsFromRunToRun) {
+  const Words options{"--board", "loop", "--state", file("board")};
+  Process first(launch(options, {"storage"}));
+  EXPECT_EQ(first.wait(), 0);
+  EXPECT_EQ(program_output(first), "/dev/mtd4 ffffffff\n/dev/mmcblk0p7 565a514e\n");
+  Process again(launch(options, {"storage"}));
+  EXPECT_EQ(again.wait(), 0);
+  EXPECT_EQ(program_output(again), "/dev/mtd4 00000000\n/dev/mmcblk0p7 00000000\n");
+  EXPECT_EQ(std::filesystem::file_size(file("board/mtd4")), 0x160000U);
+  EXPECT_EQ(std::filesystem::file_size(file("board/mmcblk0p7")), 0x40000U);
+}
+
+TEST_F(LauncherTest, WithoutAStateFolderEveryRunStartsWithABoardFromTheFactory) {
+  for (int run = 0; run < 2; ++run) {
+    Process process(launch({}, {"storage"}));
+    EXPECT_EQ(process.wait(), 0);
+    EXPECT_EQ(program_output(process), "/dev/mtd4 ffffffff\n/dev/mmcblk0p7 565a514e\n");
+  }
+}
+
+TEST_F(LauncherTest, ARecordThatAFaultTookAwayIsMissingInTheNextRunToo) {
+  Process first(launch({"--state", file("board"), "--fault", "record dead-pixels none"}, {"exit", "0"}));
+  EXPECT_EQ(first.wait(), 0);
+  Process again(launch({"--state", file("board")}, {"storage"}));
+  EXPECT_EQ(again.wait(), 0);
+  EXPECT_EQ(program_output(again), "/dev/mtd4 ffffffff\n/dev/mmcblk0p7 ffffffff\n");
+}
+
+TEST_F(LauncherTest, AStateFolderWithAPartitionOfAnotherSizeIsRefused) {
+  std::filesystem::create_directories(file("board"));
+  std::ofstream(file("board/mtd4")) << "short";
+  Process process(launch({"--state", file("board")}, {"exit", "0"}));
+  EXPECT_EQ(process.wait(), 70);
+  EXPECT_NE(process.err.find("/mtd4 has 5 bytes; the partition has 1441792"), std::string::npos)
+      << process.err;
+}
+
+TEST_F(LauncherTest, AStateFolderServesOneBoardAtATime) {
+  Process first(launch({"--state", file("board")}, {"wait"}));
+  ASSERT_TRUE(first.wait_for("waiting\n"));
+  Process second(launch({"--state", file("board")}, {"exit", "0"}));
+  EXPECT_EQ(second.wait(), 70);
+  EXPECT_NE(second.err.find("is in use"), std::string::npos) << second.err;
+  first.signal(SIGTERM);
+  first.wait();
+  Process third(launch({"--state", file("board")}, {"exit", "0"}));
+  EXPECT_EQ(third.wait(), 0) << third.err;
+}
+
+TEST_F(LauncherTest, AHealthyBoardHasATimingFileAndNoOtherFiles) {
+  Process process(launch({}, {"files"}));
+  EXPECT_EQ(process.wait(), 0) << process.err;
+  EXPECT_EQ(program_output(process),
+            "/devinfo/TG.bin: [QN-5RX6454]\n\n/devinfo/more/notes.txt: No such file or directory\n");
+}
+
+TEST_F(LauncherTest, TheFilesOfAFolderStandAtDevinfoInsteadOfItsOwn) {
+  std::filesystem::create_directories(file("info/more"));
+  std::ofstream(file("info/more/notes.txt")) << "a note";
+  Process process(launch({"--devinfo", file("info")}, {"files"}));
+  EXPECT_EQ(process.wait(), 0) << process.err;
+  EXPECT_EQ(program_output(process),
+            "/devinfo/TG.bin: No such file or directory\n/devinfo/more/notes.txt: a note\n");
+  std::ofstream(file("info/TG.bin")) << "[ours]";
+  Process again(launch({"--devinfo", file("info")}, {"files"}));
+  EXPECT_EQ(again.wait(), 0) << again.err;
+  EXPECT_EQ(program_output(again), "/devinfo/TG.bin: [ours]\n/devinfo/more/notes.txt: a note\n");
+}
+
+TEST_F(LauncherTest, AFolderForDevinfoThatDoesNotExistIsAUsageError) {
+  Process process(launch({"--devinfo", file("none")}, {"exit", "0"}));
+  EXPECT_EQ(process.wait(), 64);
+  EXPECT_NE(process.err.find("none: No such file or directory"), std::string::npos) << process.err;
+}
+
 TEST_F(LauncherTest, AnAddressOutsideOfLoopbackIsRefused) {
   Process process(launch({"--address", "192.0.2.1"}, {"exit", "0"}));
   EXPECT_EQ(process.wait(), 70);
@@ -286,6 +363,54 @@ TEST_F(LauncherTest, ABrokenPipeEndsAProgramThatDoesNotCareForIt) {
   Process process(launch({}, {"broken-pipe"}));
   EXPECT_EQ(process.wait(), 128 + SIGPIPE);
   EXPECT_EQ(program_output(process), "");
+}
+
+/// Reads `size` bytes of a serial device; fewer when it ends.
+std::string read_exactly(int fd, std::size_t size) {
+  std::string bytes(size, '\0');
+  std::size_t count = 0;
+  for (ssize_t part = 1; part > 0 && count < size;
+       count += static_cast<std::size_t>(std::max(part, ssize_t{0}))) {
+    part = read(fd, bytes.data() + count, size - count);
+  }
+  bytes.resize(count);
+  return bytes;
+}
+
+TEST_F(LauncherTest, TheFirstSerialPortIsASerialDeviceOfThePcForSomebodyElse) {
+  // Also what a killed launcher left behind, and on a board whose ports are otherwise wired to one another.
+  std::filesystem::create_symlink("/no/such/terminal", file("uart1"));
+  Process process(launch({"--board", "k", "--uart1", file("uart1"), "--speed", "10"}, {"uart"}));
+  ASSERT_TRUE(process.wait_for("waiting\n"));
+  const int fd = open(file("uart1").c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(fd, 0);
+  const std::string frame = "fifteen\r\n\x03\x11\x13\x7F\xFF!";  // nothing of it means anything to the line
+  ASSERT_EQ(frame.size(), 15U);
+  ASSERT_EQ(write(fd, frame.data(), frame.size()), 15);
+  EXPECT_EQ(read_exactly(fd, frame.size()), frame);
+  ASSERT_EQ(write(fd, "goodbye", 7), 7);
+  EXPECT_EQ(process.wait(), 0) << process.err;
+  EXPECT_TRUE(process.out.ends_with("goodbye\n")) << process.out;
+  close(fd);
+  EXPECT_FALSE(std::filesystem::is_symlink(file("uart1"))) << "the device is gone";
+}
+
+TEST_F(LauncherTest, ASerialDeviceIsNotPutInThePlaceOfAFile) {
+  std::ofstream(file("uart1")) << "kept";
+  Process process(launch({"--uart1", file("uart1")}, {"exit", "0"}));
+  EXPECT_EQ(process.wait(), 70);
+  EXPECT_NE(process.err.find("--uart1: " + file("uart1") + " cannot be made: File exists"), std::string::npos)
+      << process.err;
+  EXPECT_EQ(contents(file("uart1")), "kept");
+  Process nowhere(launch({"--uart1", file("none") + "/uart1"}, {"exit", "0"}));
+  EXPECT_EQ(nowhere.wait(), 70);
+  EXPECT_NE(nowhere.err.find("No such file or directory"), std::string::npos) << nowhere.err;
+}
+
+TEST_F(LauncherTest, ASerialDeviceInVirtualTimeIsAUsageError) {
+  Process process(launch({"--uart1", file("uart1"), "--pace", "virtual"}, {"exit", "0"}));
+  EXPECT_EQ(process.wait(), 64);
+  EXPECT_NE(process.err.find("--uart1"), std::string::npos) << process.err;
 }
 
 std::string exchange(const std::string& address, const std::string& text) {

@@ -10,6 +10,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -126,6 +127,34 @@ int read_sensor() {
   return 0;
 }
 
+/// Prints the first four bytes of each storage partition and then makes zeros of them.
+int use_storage() {
+  for (const char* node : {"/dev/mtd4", "/dev/mmcblk0p7"}) {
+    const int fd = open(node, O_RDWR);
+    unsigned bytes = 0;
+    if (fd < 0 || read(fd, &bytes, sizeof bytes) != sizeof bytes) return 1;
+    std::printf("%s %08x\n", node, bytes);
+    bytes = 0;
+    if (lseek(fd, 0, SEEK_SET) != 0 || write(fd, &bytes, sizeof bytes) != sizeof bytes) return 1;
+    close(fd);
+  }
+  return 0;
+}
+
+/// Prints the first line of each of these files.
+int show_files() {
+  for (const char* path : {"/devinfo/TG.bin", "/devinfo/more/notes.txt"}) {
+    std::FILE* file = std::fopen(path, "r");
+    char line[64] = "";
+    std::printf("%s: %s\n", path,
+                file == nullptr                                  ? std::strerror(errno)
+                : std::fgets(line, sizeof line, file) != nullptr ? line
+                                                                 : "empty");
+    if (file != nullptr) std::fclose(file);
+  }
+  return 0;
+}
+
 /// Sends to a peer that has gone, as a program does that forgot about the signal.
 int break_pipe() {
   int ends[2];
@@ -133,6 +162,26 @@ int break_pipe() {
   close(ends[1]);
   send(ends[0], "x", 1, 0);
   std::printf("still there\n");
+  return 0;
+}
+
+/// Receives 15 bytes on the first serial port, sends them back, and prints the 7 bytes that come then.
+int echo_on_uart() {
+  const int fd = open("/dev/uart1", O_RDWR);
+  int setup[5] = {38400, 3, 0, 0, 0};
+  if (fd < 0 || ioctl(fd, 0x40045501U, setup) != 0) return 1;
+  std::printf("waiting\n");
+  char bytes[64];
+  const auto receive = [&](std::size_t size) {
+    for (std::size_t count = 0; count < size;) {
+      const ssize_t part = read(fd, bytes + count, size - count);
+      if (part <= 0) return false;
+      count += static_cast<std::size_t>(part);
+    }
+    return true;
+  };
+  if (!receive(15) || write(fd, bytes, 15) != 15 || !receive(7)) return 2;
+  std::printf("%.7s\n", bytes);
   return 0;
 }
 
@@ -153,7 +202,10 @@ const std::map<std::string, int (*)()> kDeeds{
     {"echo", echo},
     {"heartbeat", heartbeat},
     {"sensor", read_sensor},
+    {"storage", use_storage},
+    {"files", show_files},
     {"broken-pipe", break_pipe},
+    {"uart", echo_on_uart},
     {"wait", wait_for_ever},
 };
 

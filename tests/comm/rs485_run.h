@@ -1,0 +1,143 @@
+// What the tests of the RS485 ports share: frames, a board whose ports nobody is wired to, a station.
+#pragma once
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "t1_sdk/boardtest/comm/rs485.h"
+#include "t1_sdk/boardtest/platform/gpio.h"
+#include "tests/harness/console.h"
+#include "tests/harness/on_board.h"
+#include "tests/harness/station_link.h"
+
+namespace rs485 {
+
+using namespace std::chrono_literals;
+using Lines = std::vector<std::string>;
+
+/// The two test frames.
+inline const std::string kFrameA("\xD0\x01\x06\x0F\x11\x62\x80\x32\x34\x12\x78\x56\x9A\xBC\x75", 15);
+inline const std::string kFrameB("\xD0\x01\x02\x07\x5A\xA5\xD9", 7);
+/// Two pan-and-tilt commands.
+inline const std::string kPtzCommand("\xA0\x00\x00\x04\x1B\x00\xAF\x10\xA0\x00\x00\x00\x0F\x00\xAF\x00", 16);
+
+/// What a healthy application's answer to the detector command prints.
+inline const std::string kAnswered = "MAtest:CMD:20135181, maHeart:0, maStartOK:0x0\n";
+inline const std::string kWaiting = "等待车检器检测线程停止...\n";
+
+/// The bytes as the board prints them: in hexadecimal digits, a blank between two.
+inline std::string printed(std::string_view bytes, bool leading_zeros = true) {
+  std::string text;
+  for (const char byte : bytes) {
+    const unsigned value = static_cast<unsigned char>(byte);
+    char digits[8];
+    std::snprintf(digits, sizeof digits, "%x", value);
+    if (!text.empty()) text += " ";
+    if (leading_zeros && value < 0x10) text += "0";
+    text += digits;
+  }
+  return text;
+}
+
+/// The low 8 bits of the bytes' sum.
+inline char seal_of(std::string_view bytes) {
+  unsigned sum = 0;
+  for (const char byte : bytes) sum += static_cast<unsigned char>(byte);
+  return static_cast<char>(sum);
+}
+
+/// The frame with its last byte made the sum of the others.
+inline std::string sealed(std::string frame) {
+  frame.back() = seal_of(std::string_view(frame).substr(0, frame.size() - 1));
+  return frame;
+}
+
+/// A sealed frame of 5 to 255 bytes that tells its own length; what lies between is `filling`.
+inline std::string frame_of(std::size_t length, char filling = '\x33') {
+  std::string frame(length, filling);
+  frame.replace(0, 4, {'\xD0', '\x01', '\x06', static_cast<char>(length)});
+  return sealed(frame);
+}
+
+/// The only sealed frame of 4 bytes that begins with d0 01: its length is its checksum.
+inline const std::string kShortestFrame("\xD0\x01\x33\x04", 4);
+
+/// Replaces one byte.
+inline std::string with_byte(std::string frame, std::size_t index, char byte) {
+  frame.at(index) = byte;
+  return frame;
+}
+
+inline std::string port(unsigned number) {
+  return "/dev/uart" + std::to_string(number);
+}
+
+}  // namespace rs485
+
+/// A healthy board whose RS485 ports are wired to nothing: tests play what arrives there.
+class Rs485Run : public OnBoard {
+ protected:
+  explicit Rs485Run(std::string_view family = "normal") : OnBoard(family) { unplug(); }
+
+  /// Goes on with another board, and with nothing said or heard.
+  void next_board(std::string_view family = "normal") {
+    with_family(family);
+    unplug();
+    station.forget();
+    console.clear();
+  }
+  /// Bytes reach a port at a virtual time.
+  void arrive(std::chrono::milliseconds when, unsigned port, std::string bytes) {
+    board.at(when, [this, port, bytes = std::move(bytes)] { board.uart_receives(port, bytes); });
+  }
+  void expect_reply(const std::string& value, const std::string& description) {
+    const Reply reply = station.reply();
+    EXPECT_EQ(reply.code, 1024);
+    EXPECT_EQ(reply.name, "RS485测试");
+    EXPECT_EQ(reply.item_name, "测试结果");
+    EXPECT_EQ(reply.value, value);
+    EXPECT_EQ(reply.description, description);
+  }
+  void expect_pass() { expect_reply("Pass", "测试成功"); }
+  void expect_fail(const std::string& description) { expect_reply("Fail", description); }
+  /// How often a call stands in the trace.
+  std::size_t count(const std::string& call) const {
+    std::size_t number = 0;
+    for (const std::string& text : board.hardware_trace()) number += text == call ? 1U : 0U;
+    return number;
+  }
+  /// Every node that was opened was opened for reading and writing.
+  void expect_opened_both_ways() const {
+    for (const boardsim::Call& call : board.trace()) {
+      if (call.name == "open") {
+        EXPECT_EQ(call.record.at(0) & O_ACCMODE, static_cast<unsigned>(O_RDWR)) << call.node;
+      }
+    }
+    EXPECT_GE(calls("open"), 2U);
+  }
+  /// The time-outs of all waits for a port.
+  std::vector<std::vector<std::uint32_t>> waits() const {
+    std::vector<std::vector<std::uint32_t>> records;
+    for (const boardsim::Call& call : board.trace()) {
+      if (call.name == "select" && call.node != "station") records.push_back(call.record);
+    }
+    return records;
+  }
+
+  Console console;
+  StationLink station;
+
+ private:
+  void unplug() {
+    board.set_rs485_fixture("none");
+    board.clear_trace();
+  }
+};

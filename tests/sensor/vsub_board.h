@@ -1,0 +1,89 @@
+// What the tests of the substrate voltage share: a board with a known record in its store, a console, a
+// station.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "t1_sdk/boardtest/sensor/vsub_set.h"
+#include "t1_sdk/boardtest/sensor/vsub_trim.h"
+#include "t1_sdk/boardtest/service/dispatch.h"
+#include "tests/harness/console.h"
+#include "tests/harness/on_board.h"
+#include "tests/harness/station_link.h"
+#include "tests/sensor/vsub_records.h"
+#include "tests/sensor/vsub_script.h"
+
+/// The board's eMMC says 2694 ("7.6") for both codes, its flash was never written.
+class VsubRun : public OnBoard {
+ protected:
+  using Lines = std::vector<std::string>;
+
+  static constexpr std::uint32_t kStored = 2694;  // 0xa86
+  static constexpr const char* kTrimName = "微调sub电压";
+  static constexpr const char* kSetName = "设置vsub电压值";
+
+  explicit VsubRun(std::string_view family = "6455") : OnBoard(family) { begin(); }
+  ~VsubRun() override {
+    t1_sdk_reset_trim_vsub();
+    g_sub_value = 0;
+  }
+
+  /// Goes on with another board, with nothing said, heard or trimmed.
+  void next_board(std::string_view family) {
+    with_family(family);
+    begin();
+    forget();
+  }
+  /// Forgets what was said, heard and done so far.
+  void forget() {
+    station.forget();
+    console.clear();
+    board.clear_trace();
+  }
+  /// Puts a valid record on the eMMC.
+  void store(std::uint32_t real, std::uint32_t original, std::string_view voltage = "7.6") {
+    board.set_emmc(vsub::kEmmcVsub, vsub::record(real, original, voltage));
+  }
+  vsub::Bytes on_emmc() const { return board.emmc(vsub::kEmmcVsub, vsub::kVsubSize); }
+  vsub::Bytes on_flash() const { return board.flash(vsub::kFlashVsub, vsub::kVsubSize); }
+  vsub::Bytes luma_on_flash() const { return board.flash(vsub::kFlashLuma, vsub::kLumaSize); }
+  /// A record that was never written.
+  static vsub::Bytes never_written(std::size_t size = vsub::kVsubSize) { return vsub::Bytes(size, 0xFF); }
+  unsigned flash_saves() const { return board.flash_erasures(vsub::kBlock); }
+
+  /// Hands a request over as the station's.
+  void request(int code, const std::string& parameters = "") {
+    std::string xml = "<TestItem><TestCode>" + std::to_string(code) + "</TestCode>";
+    if (!parameters.empty()) xml += "<Parameters>" + parameters + "</Parameters>";
+    xml += "</TestItem>";
+    EXPECT_EQ(
+        process_client_operation(reinterpret_cast<unsigned char*>(xml.data()), static_cast<int>(xml.size())),
+        0);
+  }
+  void expect_reply(int code, const std::string& name, const std::string& value,
+                    const std::string& description) {
+    const Reply reply = station.reply();
+    EXPECT_EQ(reply.code, code);
+    EXPECT_EQ(reply.name, name);
+    EXPECT_EQ(reply.item_name, "测试结果");
+    EXPECT_EQ(reply.value, value);
+    EXPECT_EQ(reply.description, description);
+  }
+
+  Console console;
+  StationLink station;
+
+ private:
+  void begin() {
+    store(kStored, kStored);
+    t1_sdk_reset_trim_vsub();
+    g_sub_value = 0;
+    board.clear_trace();
+  }
+};

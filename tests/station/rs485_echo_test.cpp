@@ -1,0 +1,283 @@
+// The station's part of the RS485 echo test, on a pseudo-terminal with a board at its other end.
+#include "station/rs485_echo.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <thread>
+
+#include "station/app.h"
+#include "station/command_line.h"
+#include "station/errors.h"
+#include "station/serial_line.h"
+#include "tests/station/scripted_link.h"
+
+namespace {
+
+using namespace t1station;
+
+const std::string first("\xD0\x01\x06\x0F\x11\x62\x80\x32\x34\x12\x78\x56\x9A\xBC\x75", 15);
+const std::string second("\xD0\x01\x02\x07\x5A\xA5\xD9", 7);
+
+constexpr int patience = 20'000;  // ms until a test has gone wrong
+
+/// A pseudo-terminal as the PC has them: with line editing and echo until somebody changes it.
+class Rs485EchoTest : public testing::Test {
+ protected:
+  Rs485EchoTest() : board_end_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+    std::array<char, 64> name{};
+    EXPECT_EQ(grantpt(board_end_), 0);
+    EXPECT_EQ(unlockpt(board_end_), 0);
+    EXPECT_EQ(ptsname_r(board_end_, name.data(), name.size()), 0);
+    device_ = name.data();
+    // The line stays up before and after the station has it open.
+    keeper_ = open(device_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  }
+  ~Rs485EchoTest() override {
+    hang_up();
+    close(keeper_);
+  }
+
+  void hang_up() {
+    if (board_end_ >= 0) close(board_end_);
+    board_end_ = -1;
+  }
+  /// What the station sends, up to `size` bytes.
+  std::string heard(std::size_t size) const {
+    std::string bytes(size, '\0');
+    std::size_t count = 0;
+    pollfd look{board_end_, POLLIN, 0};
+    while (count < size && poll(&look, 1, patience) > 0) {
+      const ssize_t part = read(board_end_, bytes.data() + count, size - count);
+      if (part <= 0) break;
+      count += static_cast<std::size_t>(part);
+    }
+    bytes.resize(count);
+    return bytes;
+  }
+  void say(std::string_view bytes) const {
+    EXPECT_EQ(write(board_end_, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+  }
+  int run(const std::vector<std::string>& options = {}) {
+    std::vector<std::string> arguments{"rs485-echo", device_};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    return run_app(arguments, {out_, err_, clock_, interrupt_, "2024-05-06T07:08:09"});
+  }
+  /// Runs the command while the board does this.
+  int run_with(const std::function<void()>& board, const std::vector<std::string>& options = {}) {
+    std::thread thread(board);
+    const int code = run(options);
+    thread.join();
+    return code;
+  }
+  termios settings() const {
+    termios now{};
+    EXPECT_EQ(tcgetattr(keeper_, &now), 0);
+    return now;
+  }
+
+  int board_end_;
+  int keeper_ = -1;
+  std::string device_;
+  ManualClock clock_;
+  Interrupt interrupt_;
+  std::ostringstream out_, err_;
+};
+
+TEST_F(Rs485EchoTest, ABoardThatEchoesGetsTheSecondFrame) {
+  std::string sent;
+  EXPECT_EQ(run_with([&] {
+              sent = heard(15);
+              say(sent);
+              sent += heard(7);
+            }),
+            0);
+  EXPECT_EQ(sent, first + second);
+  EXPECT_EQ(out_.str(),
+            "sent     d0 01 06 0f 11 62 80 32 34 12 78 56 9a bc 75\n"
+            "received d0 01 06 0f 11 62 80 32 34 12 78 56 9a bc 75\n"
+            "sent     d0 01 02 07 5a a5 d9\n"
+            "the echo is right\n");
+  EXPECT_EQ(err_.str(), "");
+}
+
+TEST_F(Rs485EchoTest, AnEchoInPiecesIsTakenTogether) {
+  EXPECT_EQ(run_with([&] {
+              heard(15);
+              for (const char byte : first) say({&byte, 1});
+              EXPECT_EQ(heard(7), second);
+            }),
+            0);
+}
+
+TEST_F(Rs485EchoTest, AnEchoThatDiffersFails) {
+  std::string wrong = first;
+  wrong[6] = '\x7F';
+  EXPECT_EQ(run_with([&] {
+              heard(15);
+              say(wrong);
+            }),
+            1);
+  EXPECT_TRUE(
+      out_.str().ends_with("received d0 01 06 0f 11 62 7f 32 34 12 78 56 9a bc 75\nthe echo differs\n"))
+      << out_.str();
+}
+
+TEST_F(Rs485EchoTest, AnEchoThatIsTooShortFails) {
+  EXPECT_EQ(run_with(
+                [&] {
+                  heard(15);
+                  say(first.substr(0, 14));
+                },
+                {"--timeout", "0.05"}),
+            1);
+  EXPECT_TRUE(out_.str().ends_with(" bc\nthe echo has another length\n")) << out_.str();
+}
+
+TEST_F(Rs485EchoTest, AnEchoThatIsTooLongFails) {
+  EXPECT_EQ(run_with([&] {
+              heard(15);
+              say(first + "x");
+            }),
+            1);
+  EXPECT_TRUE(out_.str().ends_with(" 75 78\nthe echo has another length\n")) << out_.str();
+}
+
+TEST_F(Rs485EchoTest, ABoardThatStaysSilentGivesExitCode6) {
+  EXPECT_EQ(run({"--timeout", "0.01"}), 6);
+  EXPECT_EQ(out_.str(),
+            "sent     d0 01 06 0f 11 62 80 32 34 12 78 56 9a bc 75\n"
+            "no echo: the board is not waiting for it, or the line is open or turned round\n");
+  EXPECT_EQ(heard(15), first) << "it was sent all the same";
+}
+
+TEST_F(Rs485EchoTest, WhatArrivedBeforeIsNotTheEcho) {
+  const int raw = keeper_;
+  termios now = settings();
+  cfmakeraw(&now);
+  tcsetattr(raw, TCSANOW, &now);
+  say("old bytes");
+  pollfd arrived{raw, POLLIN, 0};
+  ASSERT_EQ(poll(&arrived, 1, patience), 1);
+  EXPECT_EQ(run_with([&] { say(heard(15)); }), 0);
+}
+
+TEST_F(Rs485EchoTest, TheOperatorCanEndTheWait) {
+  EXPECT_EQ(run_with([&] {
+              heard(15);
+              interrupt_.raise();
+            }),
+            2);
+  EXPECT_TRUE(out_.str().ends_with("interrupted\n")) << out_.str();
+}
+
+TEST_F(Rs485EchoTest, ALineThatHangsUpGivesExitCode6) {
+  EXPECT_EQ(run_with([&] {
+              heard(15);
+              hang_up();
+            }),
+            6);
+  EXPECT_TRUE(err_.str().starts_with("t1station: " + device_ + " ")) << err_.str();
+}
+
+TEST_F(Rs485EchoTest, TheLineIsRaw8N1At38400WhileItIsUsedAndAsBeforeLater) {
+  const termios before = settings();
+  termios during{};
+  EXPECT_EQ(run_with([&] {
+              const std::string frame = heard(15);
+              during = settings();
+              say(frame);
+              heard(7);
+            }),
+            0);
+  EXPECT_EQ(cfgetospeed(&during), B38400);
+  EXPECT_EQ(cfgetispeed(&during), B38400);
+  EXPECT_EQ(during.c_cflag & (CSIZE | PARENB | CSTOPB | CRTSCTS), static_cast<tcflag_t>(CS8));
+  EXPECT_EQ(during.c_lflag & (ICANON | ECHO | ISIG | IEXTEN), 0U);
+  EXPECT_EQ(during.c_oflag & OPOST, 0U);
+  EXPECT_EQ(during.c_iflag & (IXON | IXOFF | ICRNL | INLCR | IGNCR | ISTRIP), 0U);
+  const termios after = settings();
+  EXPECT_EQ(after.c_lflag, before.c_lflag);
+  EXPECT_EQ(after.c_iflag, before.c_iflag);
+  EXPECT_EQ(after.c_oflag, before.c_oflag);
+  EXPECT_EQ(cfgetospeed(&after), cfgetospeed(&before));
+}
+
+TEST_F(Rs485EchoTest, AnotherSpeedCanBeAskedFor) {
+  termios during{};
+  run_with(
+      [&] {
+        heard(15);
+        during = settings();
+        say(first);
+      },
+      {"--speed", "9600"});
+  EXPECT_EQ(cfgetospeed(&during), B9600);
+}
+
+TEST_F(Rs485EchoTest, ASpeedThatLinesDoNotHaveIsAUsageError) {
+  EXPECT_EQ(run({"--speed", "38401"}), 4);
+  EXPECT_TRUE(
+      err_.str().starts_with("t1station: 38401 bits per second is no speed of serial lines; those are 300 "))
+      << err_.str();
+  EXPECT_EQ(speed_code(115'200), B115200);
+}
+
+TEST_F(Rs485EchoTest, ADeviceThatIsNotThereIsSaid) {
+  device_ = "/no/such/device";
+  EXPECT_EQ(run(), 6);
+  EXPECT_EQ(err_.str(), "t1station: /no/such/device cannot be opened: No such file or directory\n");
+  EXPECT_EQ(out_.str(), "");
+}
+
+TEST_F(Rs485EchoTest, WhatIsNoSerialDeviceIsSaid) {
+  for (const char* path : {"/dev/null", "/dev/zero"}) {
+    err_.str("");
+    device_ = path;
+    EXPECT_EQ(run(), 6);
+    EXPECT_EQ(err_.str(), "t1station: " + device_ + " is no serial device: Inappropriate ioctl for device\n");
+  }
+  err_.str("");
+  device_ = "/tmp";
+  EXPECT_EQ(run(), 6);
+  EXPECT_EQ(err_.str(), "t1station: /tmp cannot be opened: Is a directory\n");
+}
+
+TEST(Rs485EchoCommandTest, ADeviceIsNamedAndAHostIsNot) {
+  const CommandLine line = parse_command_line({"rs485-echo", "/dev/ttyUSB0"});
+  EXPECT_EQ(line.command, CommandLine::Command::rs485_echo);
+  EXPECT_EQ(line.echo.device, "/dev/ttyUSB0");
+  EXPECT_EQ(line.echo.speed, 38'400);
+  EXPECT_EQ(line.echo.timeout, 5);
+  const CommandLine other = parse_command_line({"rs485-echo", "x", "--speed", "9600", "--timeout", "1.5"});
+  EXPECT_EQ(other.echo.speed, 9600);
+  EXPECT_EQ(other.echo.timeout, 1.5);
+}
+
+TEST(Rs485EchoCommandTest, WhatMakesNoSenseIsRefused) {
+  const std::vector<std::vector<std::string>> lines{
+      {"rs485-echo"},
+      {"rs485-echo", "a", "b"},
+      {"rs485-echo", "a", "--speed"},
+      {"rs485-echo", "a", "--speed", "0"},
+      {"rs485-echo", "a", "--speed", "-9600"},
+      {"rs485-echo", "a", "--speed", "fast"},
+      {"rs485-echo", "a", "--timeout", "0"},
+      {"rs485-echo", "a", "--timeout", "nan"},
+      {"rs485-echo", "a", "--json", "x"},
+  };
+  for (const auto& words : lines) {
+    EXPECT_THROW(parse_command_line(words), UsageError) << testing::PrintToString(words);
+  }
+}
+
+}  // namespace
