@@ -12,6 +12,7 @@
 #include "station/progress.h"
 #include "station/report_json.h"
 #include "station/report_junit.h"
+#include "station/rs485_echo.h"
 #include "station/runner.h"
 #include "station/table.h"
 #include "station/whole_file.h"
@@ -92,6 +93,15 @@ int run_tests(const CommandLine& line, const Surroundings& around) {
   return code == exit_code::passed && !is_written ? exit_code::usage : code;
 }
 
+int echo(const CommandLine& line, const Surroundings& around) {
+  try {
+    return rs485_echo(line.echo, around.interrupt, around.out);
+  } catch (const LinkError& error) {
+    around.err << "t1station: " << error.what() << std::endl;
+    return around.interrupt.is_raised() ? exit_code::interrupted : exit_code::broken;
+  }
+}
+
 int watch(const CommandLine& line, const Surroundings& around) {
   try {
     TcpLink link(*line.board, line.connect_timeout, around.interrupt, line.wait);
@@ -118,6 +128,8 @@ int run_app(const std::vector<std::string>& arguments, const Surroundings& aroun
         return run_tests(line, around);
       case CommandLine::Command::monitor:
         return watch(line, around);
+      case CommandLine::Command::rs485_echo:
+        return echo(line, around);
     }
   } catch (const UsageError& error) {
     around.err << "t1station: " << error.what() << std::endl;

@@ -25,11 +25,11 @@ constexpr std::array<TestKind, 43> tests{{
   {  0x212,  "alarm-8in9out",         "Alarm, 8 inputs and 9 outputs",                  11,  false},
   {  0x213,  "alarm-10in10out-switch","Alarm, 10 inputs and 10 outputs, switched",       6,  false},
   {  0x214,  "alarm-10in10out-level", "Alarm, 10 inputs and 10 outputs, levels",         6,  false},
-  {  0x216,  "alarm-3in2out",         "Alarm, 3 inputs and 2 outputs",                  11,  false},
-  {  0x217,  "alarm-2in4out",         "Alarm, 2 inputs and 4 outputs",                  21,  false},
+  {  0x216,  "alarm-3in2out",         "Alarm, 3 inputs and 2 outputs",                   8,  false},
+  {  0x217,  "alarm-2in4out",         "Alarm, 2 inputs and 4 outputs",                  26,  false},
   {  0x400,  "rs485",                 "RS485 ports",                                    15,  false},
   {  0x600,  "rtc",                   "RTC clock",                                       6,  false},
-  {  0x700,  "ircut",                 "IR-cut filter",                                  10,  false},
+  {  0x700,  "ircut",                 "IR-cut filter",                                  20,  false},
   { 0x1100,  "sd",                    "SD card",                                        15,  false},
   { 0x1200,  "usb",                   "USB stick",                                      20,  false},
   { 0x1D02,  "temp",                  "Temperature sensor",                              1,  false},
@@ -56,7 +56,7 @@ constexpr std::array<TestKind, 43> tests{{
   { 0x3600,  "flat-field",            "Flat-field correction records",                   1,  false},
   { 0x3900,  "light",                 "Built-in light",                                 10,  false},
   {0x11001,  "in-light",              "Built-in steady light",                          10,  false},
-  {0x11002,  "alarm-1in3out",         "Alarm, 1 input and 3 outputs",                   25,  false},
+  {0x11002,  "alarm-1in3out",         "Alarm, 1 input and 3 outputs",                   26,  false},
 }};
 // clang-format on
 
@@ -119,6 +119,11 @@ std::int32_t parse_code(const std::string& word) {
   if (number == quit_code)
     throw UsageError("62208 is the quit request, not a test; it is sent at the end anyway");
   return static_cast<std::int32_t>(number);
+}
+
+std::int32_t reply_code(std::int32_t code) {
+  constexpr std::int32_t pan_and_tilt_port = -16, rs485 = 0x400;
+  return code == pan_and_tilt_port ? rs485 : code;
 }
 
 double default_timeout(std::int32_t code) {

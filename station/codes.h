@@ -10,7 +10,7 @@ namespace t1station {
 
 /// One test of the protocol.
 struct TestKind {
-  std::int32_t code;       ///< the number in the request and in the reply
+  std::int32_t code;       ///< the number in the request, and but for one test in the reply
   std::string_view name;   ///< short and stable, for command lines and reports
   std::string_view title;  ///< for people
   double usual_seconds;    ///< on a healthy board of the usual kind
@@ -36,6 +36,10 @@ std::string name_of(std::int32_t code);
 /// name. Throws UsageError for anything else, for numbers beyond 32 bits, and for the two codes that are no
 /// tests: those of service messages and of the quit request.
 std::int32_t parse_code(const std::string& word);
+
+/// The code that the reply to this test carries: its own, but 1024 for the pan-and-tilt port, which reports
+/// as an RS485 test.
+std::int32_t reply_code(std::int32_t code);
 
 /// How long to wait for a test's reply when nobody said otherwise, in seconds: three times the usual length
 /// and half a minute.

@@ -9,6 +9,7 @@
 
 #include "station/codes.h"
 #include "station/errors.h"
+#include "station/serial_line.h"
 #include "station/whole_file.h"
 
 namespace t1station {
@@ -113,6 +114,13 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
   monitor->add_option("--for", line.limits.seconds, "End after so many seconds")->check(positive);
   monitor->add_option("--records", line.limits.records, "End after so many records")->check(positive);
   add_common(monitor);
+  CLI::App* echo = app.add_subcommand(
+      "rs485-echo", "Play the station's part of the RS485 echo test on a serial device of this PC");
+  echo->add_option("DEVICE", line.echo.device, "The serial device: /dev/ttyUSB0")->required();
+  echo->add_option("--speed", line.echo.speed, "Bits per second")->capture_default_str();
+  echo->add_option("--timeout", line.echo.timeout, "Seconds to wait for the echo")
+      ->check(positive)
+      ->capture_default_str();
 
   std::vector<std::string> reversed = with_marked_codes(arguments);
   std::reverse(reversed.begin(), reversed.end());
@@ -130,9 +138,12 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
   if (list->parsed()) line.command = CommandLine::Command::list;
   if (run->parsed()) line.command = CommandLine::Command::run;
   if (monitor->parsed()) line.command = CommandLine::Command::monitor;
+  if (echo->parsed()) line.command = CommandLine::Command::rs485_echo;
   for (const std::string& word : words) line.codes.push_back(parse_code(without_mark(word)));
-  if (!list->parsed() && !line.board) throw UsageError("which board? HOST or HOST:PORT comes first");
+  if ((run->parsed() || monitor->parsed()) && !line.board)
+    throw UsageError("which board? HOST or HOST:PORT comes first");
   if (run->parsed()) check_run(line);
+  if (echo->parsed()) speed_code(line.echo.speed);  // says which speeds there are
   return line;
 }
 

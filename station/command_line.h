@@ -8,12 +8,13 @@
 
 #include "station/link.h"
 #include "station/monitor.h"
+#include "station/rs485_echo.h"
 
 namespace t1station {
 
 /// A command line that was understood.
 struct CommandLine {
-  enum class Command { help, list, run, monitor };
+  enum class Command { help, list, run, monitor, rs485_echo };
   enum class Colour { automatic, always, never };
 
   Command command = Command::help;
@@ -32,6 +33,7 @@ struct CommandLine {
   std::string json_file;   ///< empty: no report
   std::string junit_file;  ///< empty: no report
   MonitorLimits limits;
+  Rs485Echo echo;
 };
 
 /// Reads the arguments behind the program's name. Throws UsageError for everything that makes no sense.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "station/codes.h"
 #include "station/errors.h"
 
 namespace t1station {
@@ -75,9 +76,10 @@ Reply Session::run(const TestRequest& request, const Tick& tick) {
     if (!document) throw TimedOut();
     const Reply* reply = std::get_if<Reply>(&*document);
     if (!reply) continue;
-    if (reply->code != request.code) {
+    const std::int32_t expected = reply_code(request.code);
+    if (reply->code != expected) {
       throw ProtocolError("the board answered " + std::to_string(reply->code) + " instead of " +
-                          std::to_string(request.code));
+                          std::to_string(expected));
     }
     return *reply;
   }
