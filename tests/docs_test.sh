@@ -20,14 +20,18 @@ for document in *.md docs/*.md; do
     }
   done < <(grep -oE '\]\([^)]+\)' "$document" | sed 's/^](//; s/)$//' | grep -vE '^(https?:|#)')
 done
-# The alarm codes of each family: the list in docs/boards.md, ./run and the fault matrix agree.
+# The alarm codes of each family: the list in docs/boards.md, ./run, the fault matrix and the board matrix agree.
 choice=$(sed -n '/^case \$board in # the alarm codes/,/^esac$/p' run)
 [ -n "$choice" ] || { echo "./run does not choose alarm codes"; status=1; }
+expandable=$(sed -n 's/^const Names kExpandable = {\(.*\)};$/\1/p' tests/matrix/board_matrix.cpp)
+rows=$(sed -n "s/kExpandable}/{$expandable}}/; s/^ *{ *\([0-9]*\), \"alarm.*{\(.*\)}},$/\1 \2/p" tests/matrix/board_matrix.cpp)
 listed=$(sed -n '/^## Alarm codes$/,/^## What/s/^| \(`.*\) | \([0-9, ]*\) |$/\1|\2/p' docs/boards.md)
 while IFS='|' read -r families codes; do
   for board in $(tr -d '`,' <<<"$families"); do
     in_run=$(eval "$choice"; IFS=,; echo "${codes[*]}")
     [ "${in_run//,/, }" = "$codes" ] || { echo "./run gives $board $in_run, docs/boards.md $codes"; status=1; }
+    in_matrix=$(sed -n "/\"$board\"/s/ .*//p" <<<"$rows" | paste -sd,)
+    [ "${in_matrix//,/, }" = "$codes" ] || { echo "tests/matrix/board_matrix.cpp gives $board $in_matrix, docs/boards.md $codes"; status=1; }
     grep -qxF "| $board | $codes |" docs/fault-matrix.md || { echo "docs/fault-matrix.md has no $board with $codes"; status=1; }
   done
 done <<<"$listed"

@@ -102,6 +102,11 @@ TEST_F(IrCutStepperTest, LinesThatCannotBeDrivenDoNotFailTheTest) {
   expect_pass();
 }
 
+TEST_F(IrCutStepperTest, TheDriverIsOpenedForReadingAndWriting) {
+  ircut_test_65xx();
+  expect_opened_read_write("/dev/qznio", 1);
+}
+
 TEST_F(IrCutStepperTest, WithoutTheDriverTheTestFails) {
   board.fault("open /dev/qznio");
   ircut_test_65xx();
@@ -284,6 +289,11 @@ TEST_P(IrCutLoopTest, SwitchesEveryFiveSecondsInTwoCycles) {
   test.run();
   EXPECT_EQ(board.timed_hardware_trace(), expected.lines());
   EXPECT_EQ(board.now(), 20s);
+}
+
+TEST_P(IrCutLoopTest, OpensTheDriverForReadingAndWritingAtEachSwitch) {
+  test.run();
+  expect_opened_read_write("/dev/qznio", 4);
 }
 
 TEST_P(IrCutLoopTest, PassesOnAHealthyBoardWithCyclesCountedFromZero) {

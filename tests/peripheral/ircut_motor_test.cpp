@@ -97,6 +97,11 @@ TEST_P(IrCutMotorTest, IsConfiguredAndMovedFiveTimes) {
   EXPECT_EQ(board.motor_moves(), 5U);
 }
 
+TEST_P(IrCutMotorTest, OpensTheDriverForReadingAndWriting) {
+  test.run();
+  expect_opened_read_write("/dev/motor", 1);
+}
+
 TEST_P(IrCutMotorTest, PassesOnAHealthyBoard) {
   test.run();
   EXPECT_EQ(console.out(), test.banner + indices() + "ICR TEST SUCCESS\n");

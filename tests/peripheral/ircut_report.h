@@ -1,7 +1,9 @@
 // What the tests of the IR-cut filter share: a board, a console, a station.
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,6 +33,16 @@ class IrCutRun : public OnBoard {
     EXPECT_EQ(reply.item_name, "测试结果");
     EXPECT_EQ(reply.value, value);
     EXPECT_EQ(reply.description, description);
+  }
+  /// The node was opened so many times, each time for reading and writing and with no other flag.
+  void expect_opened_read_write(const std::string& node, int times) {
+    int opened = 0;
+    for (const boardsim::Call& call : board.trace()) {
+      if (call.name != "open" || call.node != node) continue;
+      ++opened;
+      EXPECT_EQ(call.record, std::vector<std::uint32_t>{O_RDWR});
+    }
+    EXPECT_EQ(opened, times);
   }
   void expect_pass() { expect_reply("Pass", "测试成功"); }
   void expect_fail(const std::string& description) { expect_reply("Fail", description); }
