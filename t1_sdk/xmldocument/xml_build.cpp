@@ -1,5 +1,6 @@
 // XML document: adding elements.
 #include <cstdio>
+#include <utility>
 
 #include "t1_sdk/xmldocument/xml_document.h"
 
@@ -7,6 +8,12 @@ namespace {
 
 int length_of(const std::string& text) {
   return static_cast<int>(text.size());
+}
+
+std::string decimal(int number) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%d", number);
+  return text;
 }
 
 }  // namespace
@@ -20,58 +27,127 @@ bool XmlDocument::AddChildElem(const char* szName, const char* szData) {
 }
 
 bool XmlDocument::AddChildElem(const char* szName, int nValue) {
-  char number[16];
-  std::snprintf(number, sizeof number, "%d", nValue);
-  return x_AddElem(szName, number, false, true);
+  return x_AddElem(szName, decimal(nValue).c_str(), false, true);
+}
+
+bool XmlDocument::InsertElem(const char* szName, const char* szData) {
+  return x_AddElem(szName, szData, true, false);
+}
+
+bool XmlDocument::InsertChildElem(const char* szName, const char* szData) {
+  return x_AddElem(szName, szData, true, true);
+}
+
+bool XmlDocument::InsertChildElem(const char* szName, int nValue) {
+  return x_AddElem(szName, decimal(nValue).c_str(), true, true);
 }
 
 bool XmlDocument::x_AddElem(const char* szName, const char* szValue, bool bInsert, bool bAddChild) {
-  if (szName == nullptr || *szName == '\0') return false;
-  if (bAddChild && m_iPos == 0) return false;
-  const int iPosParent = bAddChild ? m_iPos : m_iPosParent;
-  int iPosRel = bAddChild ? m_iPosChild : m_iPos;
-  if (iPosParent == 0) {
-    if (IsWellFormed()) return false;  // one root
-    x_Elem(0).nEndL = length_of(m_strDoc);
-  }
-  int nOffset = 0;
-  x_LocateNew(iPosParent, iPosRel, nOffset, 0, bInsert ? 1 : 0);
-
-  const int iPos = x_GetFreePos();
-  ElemPos& elem = x_Elem(iPos);
-  ElemPos& parent = x_Elem(iPosParent);
-  elem.Clear();
-  elem.iElemParent = iPosParent;
-  int& link = iPosRel != 0 ? x_Elem(iPosRel).iElemNext : parent.iElemChild;
-  elem.iElemNext = link;
-  link = iPos;
-
-  const bool bEmptyParent = iPosParent != 0 && parent.IsEmptyElement();
-  const bool bNoContent = bEmptyParent || (iPosParent != 0 && parent.nStartR + 1 == parent.nEndL);
-  if (bNoContent) nOffset += 2;  // behind a line end of the parent's
-
+  int iPosParent = 0;
+  int iPosRel = 0;
+  if (szName == nullptr || *szName == '\0' || !x_PlaceForNew(bAddChild, iPosParent, iPosRel)) return false;
+  ElemPos elem;
   std::string text = std::string("<") + szName;
-  elem.nStartL = nOffset;
-  elem.nStartR = nOffset + length_of(text);
+  elem.nStartR = length_of(text);
   if (szValue != nullptr && *szValue != '\0') {
     text.append(">").append(x_TextToDoc(szValue, false));
-    elem.nEndL = nOffset + length_of(text);
+    elem.nEndL = length_of(text);
     text.append("</").append(szName);
-    elem.nEndR = nOffset + length_of(text);
+    elem.nEndR = length_of(text);
     text.append(">\r\n");
   } else {
     elem.nEndL = elem.nStartR++;
     elem.nEndR = elem.nStartR;
     text.append("/>\r\n");
   }
+  x_MakeCurrent(x_Splice(iPosParent, iPosRel, bInsert, std::move(text), elem), bAddChild);
+  return true;
+}
 
+bool XmlDocument::x_AddSubDoc(const char* szSubDoc, bool bInsert, bool bAddChild) {
+  int iPosParent = 0;
+  int iPosRel = 0;
+  if (szSubDoc == nullptr || !x_PlaceForNew(bAddChild, iPosParent, iPosRel)) return false;
+  // Parsed on its own first, so that a broken text never touches this document. Nodes before the element and
+  // whatever follows it are left out, as SetDoc leaves them out of the index.
+  XmlDocument sub;
+  if (!sub.SetDoc(szSubDoc)) return false;
+  constexpr int kRoot = 1;
+  const int nStart = sub.x_Elem(kRoot).nStartL;
+  ElemPos root = sub.x_Elem(kRoot);
+  root.AdjustStart(-nStart);
+  root.AdjustEnd(-nStart);
+  const int iPos = x_Splice(iPosParent, iPosRel, bInsert, sub.x_GetSubDoc(kRoot), root);
+
+  // Indices of the sub-document follow one another from its root on, and so do the new ones here.
+  const int nShift = x_Elem(iPos).nStartL - nStart;
+  const auto moved = [iPos](int link) { return link == 0 ? 0 : link - kRoot + iPos; };
+  x_Elem(iPos).iElemChild = moved(root.iElemChild);
+  for (int i = kRoot + 1; i < sub.m_iPosFree; ++i) {
+    ElemPos elem = sub.x_Elem(i);
+    elem.AdjustStart(nShift);
+    elem.AdjustEnd(nShift);
+    elem.iElemParent = moved(elem.iElemParent);
+    elem.iElemChild = moved(elem.iElemChild);
+    elem.iElemNext = moved(elem.iElemNext);
+    const int iNew = x_GetFreePos();
+    x_Elem(iNew) = elem;
+  }
+  x_MakeCurrent(iPos, bAddChild);
+  return true;
+}
+
+bool XmlDocument::AddSubDoc(const char* szSubDoc) {
+  return x_AddSubDoc(szSubDoc, false, false);
+}
+
+bool XmlDocument::InsertSubDoc(const char* szSubDoc) {
+  return x_AddSubDoc(szSubDoc, true, false);
+}
+
+bool XmlDocument::AddChildSubDoc(const char* szSubDoc) {
+  return x_AddSubDoc(szSubDoc, false, true);
+}
+
+bool XmlDocument::InsertChildSubDoc(const char* szSubDoc) {
+  return x_AddSubDoc(szSubDoc, true, true);
+}
+
+bool XmlDocument::x_PlaceForNew(bool bAddChild, int& iPosParent, int& iPosRel) {
+  if (bAddChild && m_iPos == 0) return false;
+  iPosParent = bAddChild ? m_iPos : m_iPosParent;
+  iPosRel = bAddChild ? m_iPosChild : m_iPos;
+  if (iPosParent != 0) return true;
+  if (IsWellFormed()) return false;  // one root
+  x_Elem(0).nEndL = length_of(m_strDoc);
+  return true;
+}
+
+int XmlDocument::x_Splice(int iPosParent, int iPosRel, bool bInsert, std::string text, const ElemPos& shape) {
+  int nOffset = 0;
+  x_LocateNew(iPosParent, iPosRel, nOffset, 0, bInsert ? 1 : 0);
+
+  const int iPos = x_GetFreePos();
+  ElemPos& elem = x_Elem(iPos);
+  ElemPos& parent = x_Elem(iPosParent);
+  elem = shape;
+  elem.iElemParent = iPosParent;
+  elem.iElemChild = 0;
+  int& link = iPosRel != 0 ? x_Elem(iPosRel).iElemNext : parent.iElemChild;
+  elem.iElemNext = link;
+  link = iPos;
+
+  const bool bEmptyParent = iPosParent != 0 && parent.IsEmptyElement();
+  const bool bNoContent = bEmptyParent || (iPosParent != 0 && parent.nStartR + 1 == parent.nEndL);
   int nLeft = nOffset;
   int nReplace = 0;
   std::string before;
-  if (bNoContent) {
-    nLeft -= 2;
+  if (bNoContent) {  // behind a line end of the parent's
+    nOffset += 2;
     before = "\r\n";
   }
+  elem.AdjustStart(nOffset);
+  elem.AdjustEnd(nOffset);
   if (bEmptyParent) {  // its '/' makes room for the content, its '>' ends the new end tag
     const std::string name = x_GetTagName(iPosParent);
     --nLeft;
@@ -84,13 +160,15 @@ bool XmlDocument::x_AddElem(const char* szName, const char* szValue, bool bInser
   text = before.append(text);
   x_DocChange(nLeft, nReplace, text);
   x_Adjust(iPos, length_of(text) - nReplace, false);
+  return iPos;
+}
 
+void XmlDocument::x_MakeCurrent(int iPos, bool bAddChild) {
   if (bAddChild) {
     x_SetPos(m_iPosParent, m_iPos, iPos);
   } else {
     x_SetPos(m_iPosParent, iPos, 0);
   }
-  return true;
 }
 
 // Finds where a new element goes: nOffset into the text, iPosRel to the sibling before it (0: it is the

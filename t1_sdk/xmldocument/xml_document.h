@@ -78,7 +78,8 @@ class XmlDocument {
 
   XmlDocument();
   XmlDocument(const XmlDocument&) = delete;
-  XmlDocument& operator=(const XmlDocument&) = delete;
+  /// Takes over text, index and position; the error text and the saved positions stay this document's own.
+  XmlDocument& operator=(const XmlDocument& other);
   virtual ~XmlDocument();
 
   /// Replaces the document by a copy of `szDoc` (null empties it), parses it and resets the position.
@@ -119,12 +120,61 @@ class XmlDocument {
   bool AddChildElem(const char* szName, const char* szData = nullptr);
   /// The same with a decimal number as data.
   bool AddChildElem(const char* szName, int nValue);
+  /// As AddElem and AddChildElem, before the current element instead of behind it, or as the first one.
+  bool InsertElem(const char* szName, const char* szData = nullptr);
+  bool InsertChildElem(const char* szName, const char* szData = nullptr);
+  bool InsertChildElem(const char* szName, int nValue);
+
+  /// The value of an attribute with its escapes resolved; "" when the element lacks it or does not quote it.
+  std::string GetAttrib(const char* szAttrib) const;
+  std::string GetChildAttrib(const char* szAttrib) const;
+  /// Changes an attribute, or adds it behind the others; the value is escaped. False without the element, for
+  /// a name that is null or empty, and for a value that reaches beyond its tag (a '>' in quotes ends a tag).
+  bool SetAttrib(const char* szAttrib, const char* szValue);
+  bool SetAttrib(const char* szAttrib, int nValue);
+  bool SetChildAttrib(const char* szAttrib, const char* szValue);
+  bool SetChildAttrib(const char* szAttrib, int nValue);
+  /// The name of the main element's n-th attribute, from 0; "" when it has fewer.
+  std::string GetAttribName(int n) const;
+
+  /// Replaces what the element holds: by text, which is escaped, or with nCDATA by a CDATA section, unless
+  /// the data holds "]]>". False without the element and for one that has children.
+  bool SetData(const char* szData, int nCDATA = 0);
+  bool SetChildData(const char* szData, int nCDATA = 0);
+
+  /// Removes the element with all that it holds and the line end behind it; the sibling before it becomes
+  /// current, if there is one. False without the element.
+  bool RemoveElem();
+  bool RemoveChildElem();
+
+  /// Saves the position under a name, in place of an earlier one. False for null.
+  bool SavePos(const char* szPosName);
+  /// Goes back to a saved position, as far as its elements are still there. False for null and an unknown
+  /// name.
+  bool RestorePos(const char* szPosName);
+
+  /// The element's text with the white space behind it; "" without the element.
+  std::string GetSubDoc() const;
+  std::string GetChildSubDoc() const;
+  /// Adds the first element of a text, with the white space behind it, where AddElem, InsertElem,
+  /// AddChildElem and InsertChildElem would add one. False, with nothing changed, where they fail and for a
+  /// text that has no whole element.
+  bool AddSubDoc(const char* szSubDoc);
+  bool InsertSubDoc(const char* szSubDoc);
+  bool AddChildSubDoc(const char* szSubDoc);
+  bool InsertChildSubDoc(const char* szSubDoc);
+
+  /// Reads a file and parses it as SetDoc does; a file that cannot be read whole or parsed leaves the
+  /// document empty and gives false.
+  bool Load(const char* szFileName);
+  /// Writes the text to a file. False when it cannot be opened or written.
+  bool Save(const char* szFileName) const;
 
  protected:
   int x_ParseElem(int iPosParent);
   int x_ParseStartTag(int iPosParent);
   bool x_ParseEndTag(int iPos);
-  int x_ParseNode(TokenPos& token) const;
+  static int x_ParseNode(TokenPos& token);
   static bool x_FindToken(TokenPos& token);
   static bool x_FindAny(const char* szDoc, int& nChar);
   static bool x_FindChar(const char* szDoc, int& nChar, char c);
@@ -137,6 +187,23 @@ class XmlDocument {
   void x_Adjust(int iPos, int nShift, bool bAfterPos);
   void x_DocChange(int nLeft, int nReplace, const std::string& strInsert);
   bool x_AddElem(const char* szName, const char* szValue, bool bInsert, bool bAddChild);
+  /// Whether an element may be added: its parent and the element that its place is relative to.
+  bool x_PlaceForNew(bool bAddChild, int& iPosParent, int& iPosRel);
+  /// Splices the text of a new element in, whose positions in that text `elem` holds, and links it. Its
+  /// index.
+  int x_Splice(int iPosParent, int iPosRel, bool bInsert, std::string text, const ElemPos& elem);
+  void x_MakeCurrent(int iPos, bool bAddChild);
+  bool x_AddSubDoc(const char* szSubDoc, bool bInsert, bool bAddChild);
+  std::string x_GetSubDoc(int iPos) const;
+  bool x_FindAttrib(TokenPos& token, const char* szAttrib) const;
+  std::string x_GetAttrib(int iPos, const char* szAttrib) const;
+  bool x_SetAttrib(int iPos, const char* szAttrib, const char* szValue);
+  bool x_SetData(int iPos, const char* szData, int nCDATA);
+  static std::string x_CreateNode(int nNodeType, const char* szText);
+  int x_RemoveElem(int iPos);
+  void x_ClearRemoved(int iPos);
+  int x_EndWithSpace(int iPos) const;
+  bool x_IsChild(int iPos, int iPosParent) const;
   std::string x_GetTagName(int iPos) const;
   std::string x_GetData(int iPos) const;
   static std::string x_TextToDoc(const char* szText, bool bAttrib);

@@ -26,11 +26,11 @@ bool is_delimiter(char c) {
   return std::strchr(" \t\n\r<>=\\/?!", c) != nullptr;
 }  // NUL is one too
 
-/// Moves nNext behind the next `end` in `doc`; false when there is none.
-bool skip_past(const std::string& doc, TokenPos& token, const char* end) {
-  const std::size_t found = doc.find(end, static_cast<std::size_t>(token.nL));
-  if (found == std::string::npos) return false;
-  token.nNext = static_cast<int>(found + std::strlen(end));
+/// Moves nNext behind the next `end`; false when there is none.
+bool skip_past(TokenPos& token, const char* end) {
+  const char* const found = std::strstr(token.szDoc + token.nL, end);
+  if (found == nullptr) return false;
+  token.nNext = static_cast<int>(found - token.szDoc + static_cast<std::ptrdiff_t>(std::strlen(end)));
   return true;
 }
 
@@ -170,7 +170,7 @@ bool XmlDocument::x_ParseEndTag(int iPos) {
 }
 
 // Classifies the node at nNext and moves nNext past it; a node type, or 0 when it has no end.
-int XmlDocument::x_ParseNode(TokenPos& token) const {
+int XmlDocument::x_ParseNode(TokenPos& token) {
   const char* doc = token.szDoc;
   token.nL = token.nNext;
   const char* node = doc + token.nL;
@@ -182,11 +182,11 @@ int XmlDocument::x_ParseNode(TokenPos& token) const {
     return MNT_TEXT;
   }
   if (node[1] == '\0' || node[2] == '\0') return 0;
-  if (node[1] == '?') return skip_past(m_strDoc, token, "?>") ? MNT_PROCESSING_INSTRUCTION : 0;
+  if (node[1] == '?') return skip_past(token, "?>") ? MNT_PROCESSING_INSTRUCTION : 0;
   if (node[1] == '/') return 0;
   if (node[1] != '!') return MNT_ELEMENT;
-  if (node[2] == '[') return skip_past(m_strDoc, token, "]]>") ? MNT_CDATA_SECTION : 0;
-  if (node[2] == '-') return skip_past(m_strDoc, token, "-->") ? MNT_COMMENT : 0;
+  if (node[2] == '[') return skip_past(token, "]]>") ? MNT_CDATA_SECTION : 0;
+  if (node[2] == '-') return skip_past(token, "-->") ? MNT_COMMENT : 0;
 
   int nDepth = 0;
   ++token.nNext;
