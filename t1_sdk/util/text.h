@@ -13,6 +13,6 @@ int parse_int(const char* text);
 
 /// Reads the numbers in `text`: in `pattern`, `#` stands for a decimal number, `$` for a hexadecimal one, a
 /// blank for any white space, and everything else for itself. Decimal numbers give the nearest signed 32-bit
-/// number, hexadecimal ones the nearest unsigned one. False, with `numbers` as far as it matched, when `text`
-/// does not begin with the pattern. `numbers` holds as many as the pattern has.
+/// number, hexadecimal ones at most the largest unsigned one. False, with `numbers` as far as it matched,
+/// when `text` does not begin with the pattern. `numbers` holds as many as the pattern has.
 bool scan_numbers(const char* text, const char* pattern, long long* numbers);

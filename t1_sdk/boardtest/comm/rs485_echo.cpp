@@ -68,11 +68,8 @@ void echo(int port, TestReport& report) {
 void run(TestReport& report) {
   gpiofd = open_io_and_stop_detector(report);
   if (gpiofd < 0) return;
-  Descriptor port(open("/dev/uart1", O_RDWR));
-  if (port.get() < 0) {
-    fail_with(report, 2, "<t1>打开RS485口错误", "<t1>打开RS485口错误");
-  } else {
-    uart_config(port.get(), 38400, 3, 0, 0, 0);
+  Descriptor port(open_first_port(report, 38400));
+  if (port.get() >= 0) {
     std::puts("车检器检测线程已经停止，请在60秒内输入485测试数据");
     echo(port.get(), report);
     port.close();

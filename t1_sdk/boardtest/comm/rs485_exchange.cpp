@@ -15,7 +15,6 @@
 namespace {
 
 constexpr unsigned kEmptyReceiver = 0x5503;  // _IO('U', 3)
-constexpr int kStopDetector = 0x1333D0D;
 
 constexpr int kShortFrame = sizeof kFrameB;
 constexpr int kTimeOut = 3;  // seconds for the first byte
@@ -63,18 +62,23 @@ int exchange(const Manner& manner, int length, const char* from, const char* to,
   return 0;
 }
 
+/// Data code 3, stop code 0, no parity, no flow control.
+void configure(int fd, int baudrate) {
+  uart_config(fd, baudrate, 3, 0, 0, 0);
+}
+
 }  // namespace
 
 fd_set only(int fd) {
   fd_set set;
   FD_ZERO(&set);
-  FD_SET(fd, &set);
+  if (fd >= 0 && fd < FD_SETSIZE) FD_SET(fd, &set);  // ports that stay open let the numbers grow
   return set;
 }
 
 void receive_rest(int fd, fd_set& set, unsigned char* frame, int time_out, int wait) {
   const int rest = std::min(claimed_length(frame), kFrameBuffer) - kHeaderSize;
-  if (rest >= 0) recvRS485Data(fd, &set, frame + kHeaderSize, rest, time_out, wait);
+  recvRS485Data(fd, &set, frame + kHeaderSize, rest, time_out, wait);
 }
 
 bool is_sealed(const unsigned char* frame) {
@@ -93,10 +97,21 @@ int open_io_and_stop_detector(TestReport& report) {
     report.fail(1, "打开/dev/qznio失败");
     return -1;
   }
-  enableAPPCMD(kStopDetector, 0);
+  enableAPPCMD(kAppStopDetector, 0);
   std::puts("等待车检器检测线程停止...");
   sleep(5);
   return io;
+}
+
+int open_first_port(TestReport& report, int baudrate) {
+  const int port = open("/dev/uart1", O_RDWR);
+  if (port < 0) {
+    std::puts("<t1>打开RS485口错误");
+    report.fail(2, "<t1>打开RS485口错误");
+    return -1;
+  }
+  configure(port, baudrate);
+  return port;
 }
 
 int clear_485recv_buf(int fd) {
@@ -111,7 +126,7 @@ int rs485Open(const char* rs485) {
     gpiofd = -1;
     return -1;
   }
-  uart_config(fd, 38400, 3, 0, 0, 0);
+  configure(fd, 38400);
   return fd;
 }
 

@@ -1,9 +1,7 @@
 // RS485 ports that are wired to each other, in a ring or to themselves.
 #include <unistd.h>
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <iterator>
 
 #include "t1_sdk/boardtest/comm/rs485.h"
 #include "t1_sdk/boardtest/comm/rs485_parts.h"
@@ -83,15 +81,17 @@ constexpr LoopbackVariant kOnePort{
 #undef RS485_SAME
 #undef RS485_EX
 
+/// One a pair. A buffer keeps in the second group what it received in the first.
+using ReceiveBuffers = unsigned char[kMostPorts][kFrameBuffer];
+
 /// Sends the frame over every pair up to the first failure, which it reports.
-bool run_group(const LoopbackVariant& variant, const int (&fds)[kMostPorts], int group,
-               const unsigned char* frame, int length, TestReport& report) {
+bool run_group(const LoopbackVariant& variant, const int (&fds)[kMostPorts], ReceiveBuffers& received,
+               int group, const unsigned char* frame, int length, TestReport& report) {
   for (int i = 0; i < variant.ports; ++i) {
     const int next = (i + 1) % variant.ports;
-    unsigned char received[kFrameBuffer] = {};
     unsigned char sent[kFrameBuffer] = {};
     std::memcpy(sent, frame, static_cast<std::size_t>(length));
-    if (variant.process(length, kPorts[i], kPorts[next], received, sent, fds[i], only(fds[i]), fds[next],
+    if (variant.process(length, kPorts[i], kPorts[next], received[i], sent, fds[i], only(fds[i]), fds[next],
                         only(fds[next])) < 0) {
       std::puts(variant.pairs[i].printed);
       report.fail(variant.pairs[i].codes[group], variant.pairs[i].replied[group]);
@@ -102,12 +102,13 @@ bool run_group(const LoopbackVariant& variant, const int (&fds)[kMostPorts], int
 }
 
 void run_groups(const LoopbackVariant& variant, const int (&fds)[kMostPorts], TestReport& report) {
+  ReceiveBuffers received = {};
   std::puts("RS485第一组测试数据[d0 01 06 0f 11 62 80 32 34 12 78 56 9a bc 75]测试开始.");
-  if (!run_group(variant, fds, 0, kFrameA, sizeof kFrameA, report)) return;
+  if (!run_group(variant, fds, received, 0, kFrameA, sizeof kFrameA, report)) return;
   std::puts("RS485第一组测试数据测试结束.");
   std::puts("*****************************************************");
   std::puts("RS485第二组测试数据[d0 01 02 07 5a a5 d9]测试开始.");
-  if (!run_group(variant, fds, 1, kFrameB, sizeof kFrameB, report)) return;
+  if (!run_group(variant, fds, received, 1, kFrameB, sizeof kFrameB, report)) return;
   std::fputs("RS485第二组测试数据测试结束.\n", stdout);
   std::fputs(variant.completed, stdout);
 }

@@ -2,8 +2,6 @@
 #pragma once
 
 #include <sys/select.h>
-#include <cstddef>
-
 #include "t1_sdk/boardtest/protocol/report.h"
 
 /// Size of a receive buffer.
@@ -22,7 +20,7 @@ inline constexpr unsigned char kFrameB[] = {0xD0, 0x01, 0x02, 0x07, 0x5A, 0xA5, 
 inline constexpr unsigned char kPtzCommand[] = {0xA0, 0x00, 0x00, 0x04, 0x1B, 0x00, 0xAF, 0x10,
                                                 0xA0, 0x00, 0x00, 0x00, 0x0F, 0x00, 0xAF, 0x00};
 
-/// A set with one descriptor in it.
+/// A set with one descriptor in it; without one when its number is beyond what a set can hold.
 fd_set only(int fd);
 
 /// What a frame's header claims, from 0 to 255.
@@ -30,7 +28,8 @@ inline int claimed_length(const unsigned char* frame) {
   return frame[3];
 }
 
-/// Receives behind the header what it claims, as far as a buffer of kFrameBuffer bytes holds it.
+/// Receives behind the header what it claims, as far as a buffer of kFrameBuffer bytes holds it. A header
+/// that claims no more than itself is waited behind all the same.
 void receive_rest(int fd, fd_set& set, unsigned char* frame, int time_out, int wait);
 
 /// Whether the frame has the length of a frame and its last byte is the sum of the others.
@@ -39,3 +38,5 @@ bool is_sealed(const unsigned char* frame);
 /// The steps before the ports are opened: /dev/qznio, the application's detector thread stopped. The node's
 /// descriptor, or -1 with the failure in the report.
 int open_io_and_stop_detector(TestReport& report);
+/// Opens /dev/uart1 and configures it. Its descriptor, or -1 with the failure printed and in the report.
+int open_first_port(TestReport& report, int baudrate);

@@ -22,16 +22,6 @@ constexpr int kSpeed9600 = 13;  // its termios code
 
 constexpr int kCommands = 5;
 
-/// Opens the test's port with the I/O driver in hand. -1 with the failure in the report.
-int open_port(TestReport& report) {
-  const int port = open("/dev/uart1", O_RDWR);
-  if (port < 0) {
-    std::puts("<t1>打开RS485口错误");
-    report.fail(2, "<t1>打开RS485口错误");
-  }
-  return port;
-}
-
 /// Whether all of the command went out; the count that did is left in `sent`.
 bool send_ptz(int port, int& sent) {
   sent = static_cast<int>(write(port, kPtzCommand, sizeof kPtzCommand));
@@ -49,35 +39,23 @@ void judge(int errors, const char* finished, const char* all_passed, TestReport&
   }
 }
 
-void run_unit(TestReport& report) {
-  const Descriptor io(open_io_and_stop_detector(report));
-  if (io.get() < 0) return;
-  const Descriptor port(open_port(report));
-  if (port.get() < 0) return;
-  uart_config(port.get(), 38400, 3, 0, 0, 0);
-  std::puts("车检器检测线程已经停止");
+void send_frames(int /*io*/, int port, TestReport&) {
   for (int i = 0; i < 4; ++i) {
     unsigned char frame[sizeof kFrameA];
     std::memcpy(frame, kFrameA, sizeof frame);
-    SendRS485Data(port.get(), nullptr, frame, sizeof frame);
+    SendRS485Data(port, nullptr, frame, sizeof frame);
     sleep(1);
   }
 }
 
-void run_63xx(TestReport& report) {
-  const Descriptor io(open_io_and_stop_detector(report));
-  if (io.get() < 0) return;
-  const Descriptor port(open_port(report));
-  if (port.get() < 0) return;
-  uart_config(port.get(), 9600, 3, 0, 0, 0);
-  std::puts("车检器检测线程已经停止");
+void send_commands(int io, int port, TestReport& report) {
   gpio_ctrl transmitter{kTransmitterPin, 1};
-  ioctl(io.get(), kEnableTransmitter, &transmitter);
+  ioctl(io, kEnableTransmitter, &transmitter);
   std::puts("RS485测试开始");
   int errors = 0;
   for (int i = 0; i < kCommands; ++i) {
     int sent = 0;
-    if (send_ptz(port.get(), sent)) {
+    if (send_ptz(port, sent)) {
       std::puts("RS485发送成功");
       sleep(2);
     } else {
@@ -86,6 +64,24 @@ void run_63xx(TestReport& report) {
     }
   }
   judge(errors, "RS485测试完毕", "RS485测试全部成功", report);
+}
+
+/// Opens both nodes, with a failure in the report, and lets `send` do its part.
+void run_on_first_port(TestReport& report, int baudrate, void (*send)(int io, int port, TestReport& report)) {
+  const Descriptor io(open_io_and_stop_detector(report));
+  if (io.get() < 0) return;
+  const Descriptor port(open_first_port(report, baudrate));
+  if (port.get() < 0) return;
+  std::puts("车检器检测线程已经停止");
+  send(io.get(), port.get(), report);
+}
+
+void run_unit(TestReport& report) {
+  run_on_first_port(report, 38400, send_frames);
+}
+
+void run_63xx(TestReport& report) {
+  run_on_first_port(report, 9600, send_commands);
 }
 
 void run_ptz(TestReport& report) {
@@ -102,7 +98,7 @@ void run_ptz(TestReport& report) {
   const Descriptor io(open("/dev/qznio", O_RDWR));
   if (io.get() < 0) {
     std::printf("<T1> ERR:open %s failure!, info :%s\n", "/dev/qznio", std::strerror(io.get()));
-    tty.leave_open("what stations' boards have always done");
+    tty.leave_open("nobody closes it when /dev/qznio is missing");
     return report.fail(2, "open /dev/qznio failure");
   }
   rs485_ctl(io.get(), g_gpio_sets.RS485_tx_en, 1);

@@ -164,7 +164,10 @@ int test_mounted_card(const char* file_name, char* summary) {
     std::printf("检查硬盘容量失败 %s\n", std::strerror(errno));
     return -1;
   }
-  if (space.free < kTestSize) return refuse("创建SD盘测试文件失败\n");
+  if (space.free < kTestSize) {
+    std::printf("检查硬盘容量失败 %s\n", std::strerror(ENOSPC));
+    return -1;
+  }
   const Descriptor file(create(file_name));
   StorageResult result{};
   if (file.get() < 0 || !measure_storage(file.get(), result)) return refuse("创建SD盘测试文件失败\n");

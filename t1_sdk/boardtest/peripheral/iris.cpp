@@ -23,11 +23,6 @@ constexpr unsigned kSetIrisSpeed = 0x40046903;  // _IOW('i', 3, 4)
 constexpr std::uint32_t kIrisChip = 3;
 constexpr unsigned kIrisRegister = 0x2001;  // of the FPGA
 
-/// The application's own iris control; the shell-driven iris has two numbers for it.
-constexpr int kAppIris = 0x31248;
-constexpr int kAppShellIrisOff = 40;
-constexpr int kAppShellIrisOn = 39;
-
 constexpr useconds_t kSecond = 1000000;
 
 /// Switches the application's iris control off and gives it time to let go.
@@ -78,11 +73,11 @@ constexpr Drive kGpio{[](int fd) { set_GPIO_IRIS_close(fd, 512); },
 void run_fpga(TestReport& report) {
   Descriptor fpga(open_node("/dev/fpga"));
   if (fpga.get() < 0) return report.fail(1, "打开/dev/fpga失败");
-  take_iris_from_app(kAppIris);
+  take_iris_from_app(kAppSensorUse);
   set_fpga(fpga.get(), kIrisRegister, 0x27F);
   move_iris(kFpga, fpga.get());
   fpga.close();
-  enableAPPCMD(kAppIris, 1);
+  enableAPPCMD(kAppSensorUse, 1);
 }
 
 void run_shell(TestReport&) {
@@ -98,21 +93,21 @@ void run_motor_chip(TestReport& report) {
     std::puts("AA83477_init失败");
     return report.fail(2, "AA83477_init失败");
   }
-  take_iris_from_app(kAppIris);
+  take_iris_from_app(kAppSensorUse);
   set_AA83477_val(motor.get(), 0x27F);
   move_iris(kMotorChip, motor.get());
   motor.close();
-  enableAPPCMD(kAppIris, 1);
+  enableAPPCMD(kAppSensorUse, 1);
 }
 
 void run_gpio(TestReport& report) {
   Descriptor iris(open_node("/dev/motor1"));
   if (iris.get() < 0) return report.fail(1);
   if (GPIO_IRIS_init(iris.get()) < 0) return report.fail(2);
-  take_iris_from_app(kAppIris);
+  take_iris_from_app(kAppSensorUse);
   move_iris(kGpio, iris.get());
   iris.close();
-  enableAPPCMD(kAppIris, 1);
+  enableAPPCMD(kAppSensorUse, 1);
 }
 
 void run(const char* banner, void (*variant)(TestReport& report)) {

@@ -16,23 +16,19 @@ namespace {
 
 constexpr std::uint16_t kApplicationPort = 7001;
 
-/// A socket connected to the application, or -1 with errno set.
-int connect_application() {
-  Descriptor application(socket(AF_INET, SOCK_STREAM, 0));
-  if (application.get() < 0) return -1;
+bool connect_application(int socket) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(kApplicationPort);
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (connect(application.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0) return -1;
-  return application.leave_open("the caller talks on it");
+  return connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
 }  // namespace
 
 void enableAPPCMD(int toolCmd, unsigned int val) {
-  const Descriptor application(connect_application());
-  if (application.get() < 0) {
+  const Descriptor application(socket(AF_INET, SOCK_STREAM, 0));
+  if (application.get() < 0 || !connect_application(application.get())) {
     std::printf("connect failre errno=%d", errno);
     return;
   }

@@ -22,6 +22,14 @@ static_assert(sizeof(CMD_SERVER_TEST) == 516);
 /// by zeros.
 extern CMD_SERVER_TEST test_item;
 
+/// Commands.
+inline constexpr int kAppMaSelfTest = 0x23;
+inline constexpr int kAppShellIrisOn = 39;     ///< the number that switches iris control on is another than
+inline constexpr int kAppShellIrisOff = 40;    ///< the one that switches it off
+inline constexpr int kAppSensorUse = 0x31248;  ///< of sensor and iris; 0 pauses it, 1 resumes it
+inline constexpr int kAppStopDetector = 0x1333D0D;
+
 /// Sends one command and reads replies into `test_item` until the application closes the connection, for as
-/// long as that takes. Prints "connect failre errno=%d" without a line end when nobody listens.
+/// long as that takes. Prints "connect failre errno=%d" without a line end when nobody listens; a command
+/// that cannot be sent whole is given up.
 void enableAPPCMD(int toolCmd, unsigned int val);

@@ -21,7 +21,7 @@ constexpr char kEmmc[] = "/dev/mmcblk0p7";
 constexpr unsigned kBlockSize = 0x10000;
 constexpr unsigned kLastBlock = 21;
 constexpr unsigned kFlashEnd = 0x160000;
-constexpr unsigned long kErase = 0x40084D02;  // MEMERASE, _IOW('M', 2, 8)
+constexpr unsigned kErase = 0x40084D02;  // MEMERASE, _IOW('M', 2, 8)
 
 // ---- eMMC
 

@@ -34,6 +34,10 @@ int recvRS485Data(int fd, fd_set* rset, unsigned char* dataBuff, int dataLen, in
     std::puts("<t1>: param datalen is error!");
     return -1;
   }
+  if (fd < 0 || fd >= FD_SETSIZE) {  // beyond what a set of descriptors can hold
+    std::printf("<t1>: select error retRd = %d\n", -1);
+    return -1;
+  }
   const auto wanted = static_cast<std::uint32_t>(std::max(dataLen, 0));
   timeval limit{timeOut, 0};
   const int ready = select(fd + 1, rset, nullptr, nullptr, &limit);
@@ -58,7 +62,7 @@ int SendRS485Data(int fd, fd_set* /*wset*/, unsigned char* dataBuff, int dataLen
   int written = 0;
   if (dataLen >= 0 && dataLen <= kLongestSend) {
     unsigned char bytes[kLongestSend] = {};
-    std::memcpy(bytes, dataBuff, static_cast<std::size_t>(dataLen));
+    if (dataLen > 0) std::memcpy(bytes, dataBuff, static_cast<std::size_t>(dataLen));
     written = static_cast<int>(write(fd, bytes, static_cast<std::size_t>(dataLen)));
     if (written == dataLen) return 0;
   }

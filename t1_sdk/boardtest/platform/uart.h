@@ -19,8 +19,8 @@ int uart_config(int fd, int baudrate, int data, int stop, int parity, int flowco
 
 /// Receives `dataLen` bytes (256 at most) into `dataBuff`, or what has arrived when the wait ends. `rset`
 /// holds `fd`; the first byte may take `timeOut` seconds, the others `waitTime` / 10 + 1 looks at the
-/// driver's count, without a pause between them. The number of bytes copied, 0 on time-out, -1 on error and
-/// for a `dataLen` above 256. A `dataLen` below 0 counts as 0.
+/// driver's count, without a pause between them. The number of bytes copied, 0 on time-out, -1 on error, for
+/// a `dataLen` above 256 and for a descriptor that no set can hold. A `dataLen` below 0 counts as 0.
 int recvRS485Data(int fd, fd_set* rset, unsigned char* dataBuff, int dataLen, int timeOut, int waitTime);
 
 /// Writes `dataLen` bytes (1024 at most) in one call. `wset` is not used. 0, or -1 after

@@ -9,7 +9,6 @@
 
 namespace {
 
-constexpr int kSelfTest = 0x23;
 constexpr unsigned kStarted = 3;
 
 }  // namespace
@@ -18,9 +17,9 @@ void t1_sdk_ma() {
   std::puts("t1_sdk_ma");
   std::puts("t1_sdk_ma will begin");
   TestReport report(0x2A11, "MA test");
-  enableAPPCMD(kSelfTest, 0);
+  enableAPPCMD(kAppMaSelfTest, 0);
   usleep(50000);
-  if (test_item.cmd == kSelfTest && test_item.test_data[0] != 0 && test_item.test_data[1] == kStarted) {
+  if (test_item.cmd == kAppMaSelfTest && test_item.test_data[0] != 0 && test_item.test_data[1] == kStarted) {
     std::puts("MA 测试成功");
   } else {
     std::puts("MA 测试失败");

@@ -80,6 +80,7 @@ bool read_pairs(const File& file, tg_data_cen& tg) {
 
 int getTgFromFile(tg_data_cen* tg) {
   if (tg == nullptr) return -1;
+  *tg = {};
   boot_parms board;
   if (!read_boot_parms(board)) return -1;
   const char* const model = get_model_name(get_model_index(static_cast<unsigned>(getDevType(board))));

@@ -16,18 +16,20 @@ const VSUBNAME vsub_6484[29] = {
     {2645, "12.9"}, {2639, "13.1"}, {2633, "13.3"}, {2627, "13.5"}, {2621, "13.7"},
 };
 
-#define VSUB_6455_ROWS \
-    {2758, "6"},   {2750, "6.2"}, {2742, "6.4"}, {2734, "6.6"}, {2726, "6.8"}, {2718, "7"},   {2710, "7.2"}, \
-    {2702, "7.4"}, {2694, "7.6"}, {2686, "7.8"}, {2678, "8"},   {2670, "8.2"}, {2662, "8.4"}, {2654, "8.6"}, \
-    {2646, "8.8"}, {2638, "9"},   {2630, "9.2"}, {2622, "9.4"}, {2614, "9.6"}, {2606, "9.8"}, {2598, "10"}
-const VSUBNAME vsub_6485[21] = {VSUB_6455_ROWS};
-const VSUBNAME vsub_6455[21] = {VSUB_6455_ROWS};
-#undef VSUB_6455_ROWS
+const VSUBNAME vsub_6485[21] = {
+    {2758, "6"},   {2750, "6.2"}, {2742, "6.4"}, {2734, "6.6"}, {2726, "6.8"}, {2718, "7"},   {2710, "7.2"},
+    {2702, "7.4"}, {2694, "7.6"}, {2686, "7.8"}, {2678, "8"},   {2670, "8.2"}, {2662, "8.4"}, {2654, "8.6"},
+    {2646, "8.8"}, {2638, "9"},   {2630, "9.2"}, {2622, "9.4"}, {2614, "9.6"}, {2606, "9.8"}, {2598, "10"},
+};
+
+const VSUBNAME vsub_6455[21] = {
+    {2758, "6"},   {2750, "6.2"}, {2742, "6.4"}, {2734, "6.6"}, {2726, "6.8"}, {2718, "7"},   {2710, "7.2"},
+    {2702, "7.4"}, {2694, "7.6"}, {2686, "7.8"}, {2678, "8"},   {2670, "8.2"}, {2662, "8.4"}, {2654, "8.6"},
+    {2646, "8.8"}, {2638, "9"},   {2630, "9.2"}, {2622, "9.4"}, {2614, "9.6"}, {2606, "9.8"}, {2598, "10"},
+};
 // clang-format on
 
 namespace {
-
-constexpr unsigned kBlock = 21;
 
 /// Where a record lies, and how many of its leading bytes its checksum covers.
 template <typename Record>
@@ -35,8 +37,8 @@ struct Place {
   unsigned offset;
   int summed = offsetof(Record, checkSum);
 };
-constexpr Place<VSUB_DATA> kData{0xFC00};
-constexpr Place<VSUB_LUMA_DATA> kLuma{0xFC40};
+constexpr Place<VSUB_DATA> kData{kVsubOffset};
+constexpr Place<VSUB_LUMA_DATA> kLuma{kVsubLumaOffset};
 
 template <typename Record>
 std::uint32_t sum_of(Record& record, const Place<Record>& place) {
@@ -48,14 +50,14 @@ int write_record(Record* record, const Place<Record>& place) {
   if (record == nullptr) return -10;
   record->magicNumber = kRecordMagic;
   record->checkSum = sum_of(*record, place);
-  return flash_save_dev_info(kBlock, place.offset, reinterpret_cast<char*>(record), sizeof *record);
+  return flash_save_dev_info(kVsubBlock, place.offset, reinterpret_cast<char*>(record), sizeof *record);
 }
 
 template <typename Record>
 int read_record(Record* record, const Place<Record>& place) {
   if (record == nullptr) return -10;
   const int result =
-      emmc_read_dev_info(kBlock, place.offset, reinterpret_cast<char*>(record), sizeof *record);
+      emmc_read_dev_info(kVsubBlock, place.offset, reinterpret_cast<char*>(record), sizeof *record);
   if (result < 0) return result;
   if (record->magicNumber != kRecordMagic) return -11;
   if (record->checkSum != sum_of(*record, place)) return -13;

@@ -4,6 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 
+/// Where the records lie in the factory store.
+inline constexpr unsigned kVsubBlock = 21;
+inline constexpr unsigned kVsubOffset = 0xFC00;
+inline constexpr unsigned kVsubLumaOffset = 0xFC40;
+
 /// A code and the voltage that it stands for, as text.
 struct VSUBNAME {
   std::uint32_t vsub;

@@ -15,9 +15,9 @@ int g_sub_value = 0;
 
 namespace {
 
-constexpr unsigned kBlock = 21;
-constexpr unsigned kRealVsub = 0xFC00;
-constexpr unsigned kOriginalVsub = 0xFC04;
+// The first two words of the record.
+constexpr unsigned kRealVsub = kVsubOffset;
+constexpr unsigned kOriginalVsub = kVsubOffset + 4;
 
 /// A table of codes that starts at `lowest` tenths of a volt, two tenths a row. An entry outside it gives
 /// `fallback`.
@@ -32,7 +32,7 @@ int code_of(const VSUBNAME (&table)[N], int lowest, int tenths, int fallback) {
 }
 
 bool store(unsigned offset, int code) {
-  return flash_save_dev_info(kBlock, offset, reinterpret_cast<char*>(&code), sizeof code) >= 0;
+  return flash_save_dev_info(kVsubBlock, offset, reinterpret_cast<char*>(&code), sizeof code) >= 0;
 }
 
 void fail_with(TestReport& report, int code, const char* text) {
@@ -52,7 +52,7 @@ void set_vsub(int devType, TestReport& report) {
     std::printf("Save vsub2 to flash error = %d\n", errno);
     return report.fail(4, "Save vsub2 to flash error");
   }
-  if (emmc_read_dev_info(kBlock, kRealVsub, reinterpret_cast<char*>(&code), sizeof code) < 0) {
+  if (emmc_read_dev_info(kVsubBlock, kRealVsub, reinterpret_cast<char*>(&code), sizeof code) < 0) {
     std::printf("Read vsub from flash error = %d\n", errno);
     return report.fail(5, "Read vsub from flash error");
   }

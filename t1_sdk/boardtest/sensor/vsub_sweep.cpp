@@ -19,7 +19,7 @@
 
 namespace {
 
-constexpr int kSensorUse =
+constexpr int kAppSensorUse =
     0x31248;  // the application's command; 0 pauses its use of the sensor, 1 resumes it
 
 constexpr unsigned kReadings = 19;
@@ -39,7 +39,7 @@ struct Nodes {
 };
 
 void prepare_sensor(const Nodes& nodes) {
-  enableAPPCMD(kSensorUse, 0);
+  enableAPPCMD(kAppSensorUse, 0);
   usleep(50000);
   set_afe(nodes.timing_generator.get(), 4, 2);
   set_afe(nodes.timing_generator.get(), 5, 0);
@@ -50,7 +50,7 @@ void prepare_sensor(const Nodes& nodes) {
 }
 
 void release_sensor(const Nodes& nodes) {
-  enableAPPCMD(kSensorUse, 1);
+  enableAPPCMD(kAppSensorUse, 1);
   set_fpga(nodes.fpga.get(), 0xD0, 0);
   set_afe(nodes.timing_generator.get(), 4, 3);
 }
@@ -62,30 +62,27 @@ std::uint32_t read_luma(const Nodes& nodes) {
   return luma;
 }
 
-/// Both nodes, the first failure printed. False when one is missing.
 bool are_open(const Nodes& nodes) {
   return nodes.fpga.get() >= 0 && nodes.timing_generator.get() >= 0;
 }
 
+/// Both nodes, or the first failure printed.
 Nodes open_nodes() {
   Descriptor fpga(open_node("/dev/fpga"));
   Descriptor timing_generator(fpga.get() < 0 ? -1 : open_node("/dev/tg"));
   return {std::move(fpga), std::move(timing_generator)};
 }
 
-/// Stores the pairs and reads them back, which no eMMC can do.
-void store(VSUB_LUMA_DATA& pairs, const char* number_text, const char* write_text) {
+/// Stores the pairs and reads them back, which no eMMC can do. False after telling which of both failed.
+bool store(VSUB_LUMA_DATA& pairs, const char* write_failed) {
   int result = writeVsubLumaData(&pairs);
   if (result < 0) {
-    std::printf("write %s to flash error ret = %d\n", write_text, result);
-    return;
+    std::printf("%s error ret = %d\n", write_failed, result);
+    return false;
   }
   result = readVsubLumaData(&pairs);
-  if (result < 0) {
-    std::printf("read vsub luma from flash error ret = %d\n", result);
-    return;
-  }
-  std::printf("%s pair number: %d\n", number_text, static_cast<int>(pairs.vsubNumber));
+  if (result < 0) std::printf("read vsub luma from flash error ret = %d\n", result);
+  return result >= 0;
 }
 
 void sweep_for(int model) {
@@ -139,7 +136,9 @@ void SetVsubGetLuma() {
     pairs.vsubGroup[i] = {code, read_luma(nodes)};
     code += kCodeStep;
   }
-  store(pairs, "vsub_luma", "vsub luma");
+  if (store(pairs, "write vsub luma to flash")) {
+    std::printf("vsub_luma pair number: %d\n", static_cast<int>(pairs.vsubNumber));
+  }
   release_sensor(nodes);
 }
 
@@ -150,6 +149,8 @@ void SetNonVsubGetLuma() {
   pairs.vsubNumber = kReadings;
   prepare_sensor(nodes);
   for (unsigned i = 0; i < kReadings; ++i) pairs.vsubGroup[i] = {kNoCode, read_luma(nodes)};
-  store(pairs, "luma", "luma");
+  if (store(pairs, "write luma to flash")) {
+    std::printf("luma pair number: %d\n", static_cast<int>(pairs.vsubNumber));
+  }
   release_sensor(nodes);
 }

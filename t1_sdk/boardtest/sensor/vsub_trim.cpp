@@ -18,8 +18,6 @@ int g_base_vsub[3];
 
 namespace {
 
-constexpr unsigned kBlock = 21;
-constexpr unsigned kVsubRecord = 0xFC00;
 constexpr unsigned kLowestCode = 0xA00;
 constexpr unsigned kHighestCode = 0xAFF;
 constexpr unsigned kTrimSwitch = 0xD1;  // FPGA register
@@ -65,7 +63,7 @@ struct Trim {
 /// Loads both slots from the store.
 bool load_base(const Trim& trim, TestReport& report) {
   const auto read = [](std::uint32_t* words, unsigned size) {
-    return emmc_read_dev_info(kBlock, kVsubRecord, reinterpret_cast<char*>(words), size);
+    return emmc_read_dev_info(kVsubBlock, kVsubOffset, reinterpret_cast<char*>(words), size);
   };
   std::uint32_t real = 0;
   int result = read(&real, sizeof real);
@@ -93,7 +91,8 @@ bool load_base(const Trim& trim, TestReport& report) {
   return true;
 }
 
-void fail_with(TestReport& report, const char* text) {
+/// A failure whose line has no end.
+void fail_without_line_end(TestReport& report, const char* text) {
   std::fputs(text, stdout);
   report.fail(kFailure, text);
 }
@@ -119,12 +118,12 @@ bool save(const Trim& trim, VSUB_DATA& record, TestReport& report) {
   return true;
 }
 
-/// Changes the code by `change`; a change that would leave the limits is undone.
+/// Changes the code by `change`; a change beyond the limit on that side is undone.
 void step(const Trim& trim, int change, TestReport& report) {
   std::printf("只能微调上下%d档\n", trim.range);
   const long long next = static_cast<long long>(*trim.current) + change;
   const long long from_base = next - *trim.base;
-  if (from_base >= -trim.range && from_base <= trim.range) *trim.current = static_cast<int>(next);
+  if (change < 0 ? from_base >= -trim.range : from_base <= trim.range) *trim.current = static_cast<int>(next);
   set_fpga(trim.fpga, kTrimSwitch, 1);
   std::printf("after trim vsub: 0x%x\n", static_cast<unsigned>(*trim.current));
   setVsubToFpga(*trim.current);
@@ -154,9 +153,9 @@ void run_on_board(int dev, Command command, TestReport& report) {
     return report.fail(kFailure, "error type dev");
   }
   int* const current = t1_sdk_get_trim_vsub(dev);
-  if (current == nullptr) return fail_with(report, "t1_sdk_get_trim_vsub error");
+  if (current == nullptr) return fail_without_line_end(report, "t1_sdk_get_trim_vsub error");
   int* const base = t1_sdk_get_base_vsub(dev);
-  if (base == nullptr) return fail_with(report, "t1_sdk_get_base_vsub error");
+  if (base == nullptr) return fail_without_line_end(report, "t1_sdk_get_base_vsub error");
   const Descriptor fpga(open_node("/dev/fpga"));
   if (fpga.get() < 0) return report.fail(kFailure, "Open fpgaFd error");
   const Trim trim{dev, range, current, base, fpga.get()};
