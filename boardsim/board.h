@@ -240,8 +240,8 @@ class Board {
     std::string bytes{};
   };
   /// Scripts the answer to a command: the replies, then the connection is closed; with `closes` false it
-  /// stays open for ever. Without a script the application answers each command as a healthy one (see
-  /// docs/simulator-devices.md).
+  /// stays open for ever. Without a script the application answers as a healthy one (see
+  /// docs/simulator-devices.md), and a command that it does not know is a violation.
   void set_app_answer(std::uint32_t command, std::vector<AppReply> replies, bool closes = true);
   /// The commands that the application was sent, as it read them.
   struct AppCommand {

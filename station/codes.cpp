@@ -27,7 +27,7 @@ constexpr std::array<TestKind, 43> tests{{
   {  0x214,  "alarm-10in10out-level", "Alarm, 10 inputs and 10 outputs, levels",         6,  false},
   {  0x216,  "alarm-3in2out",         "Alarm, 3 inputs and 2 outputs",                   8,  false},
   {  0x217,  "alarm-2in4out",         "Alarm, 2 inputs and 4 outputs",                  26,  false},
-  {  0x400,  "rs485",                 "RS485 ports",                                    15,  false},
+  {  0x400,  "rs485",                 "RS485 ports",                                    75,  false},
   {  0x600,  "rtc",                   "RTC clock",                                       6,  false},
   {  0x700,  "ircut",                 "IR-cut filter",                                  20,  false},
   { 0x1100,  "sd",                    "SD card",                                        15,  false},

@@ -28,7 +28,8 @@ std::vector<std::string_view> split(std::string_view text) {
 Board::State::State(const Family& family, Pace pace, double speed)
     : clock(pace, speed),
       devices([this] { return clock.now(); },
-              [this](Time span, std::function<void()> event) { after(span, std::move(event)); }) {
+              [this](Time span, std::function<void()> event) { after(span, std::move(event)); },
+              [this](const std::string& text) { violation(text); }) {
   devices.general_io.boot_block() = make_boot_block(family);
   devices.bench.set_level_inputs(family.level_inputs);
   devices.emmc.leave_factory(family.type);

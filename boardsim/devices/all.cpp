@@ -19,9 +19,9 @@ constexpr std::uint32_t kBrightest = 5000;
 
 }  // namespace
 
-Devices::Devices(std::function<Time()> now, Application::After after)
+Devices::Devices(std::function<Time()> now, Application::After after, Application::Violation violation)
     : rtc(now),
-      application(after),
+      application(after, std::move(violation)),
       bench({.type = [this] { return type(); },
              .test_control = [this] { return test_control.is_on(); },
              .drive = [this](Driver driver, std::uint32_t number) { return driven(driver, number); }}),

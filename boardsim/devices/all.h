@@ -38,8 +38,9 @@ namespace boardsim {
 /// The devices of one board, healthy as after switching on.
 struct Devices {
   /// `now` tells the virtual time since the board was switched on; `after` runs an event, with the board's
-  /// lock held, when some of it has passed. Both are called with the board's lock held.
-  Devices(std::function<Time()> now, Application::After after);
+  /// lock held, when some of it has passed; `violation` reports what no program may do. All are called with
+  /// the board's lock held.
+  Devices(std::function<Time()> now, Application::After after, Application::Violation violation);
 
   GeneralIo general_io;
   Fpga fpga;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <sstream>
 #include <utility>
 
 #include "boardsim/core/far_end.h"
@@ -22,16 +23,35 @@ constexpr std::size_t kCommandSize = 12;
 constexpr std::size_t kReplyWords = 129;  // the command, then 128 words of test data
 constexpr Time kHealthyDelay = 20ms;
 constexpr std::size_t kShortReply = 8;
-constexpr std::uint32_t kMotorCheck = 0x23;  // tells the state of the focus motor instead of the value
-constexpr std::uint32_t kMotorReady = 3;
+
+// The commands that it knows.
+constexpr std::uint32_t kIrisOn = 39;
+constexpr std::uint32_t kIrisOff = 40;
+constexpr std::uint32_t kMaSelfTest = 0x23;  // tells heart and start of the MA instead of the value
+constexpr std::uint32_t kSensorUse = 0x31248;
+constexpr std::uint32_t kVehicleDetector = 0x1333D0D;
+constexpr std::array kKnown{kIrisOn, kIrisOff, kMaSelfTest, kSensorUse, kVehicleDetector};
+
+constexpr std::uint32_t kMaHeart = 1;
+constexpr std::uint32_t kMaStarted = 3;
+
+bool is_known(std::uint32_t code) {
+  return std::ranges::find(kKnown, code) != kKnown.end();
+}
 
 std::string healthy_reply(const Board::AppCommand& command) {
   std::string bytes(kReplyWords * sizeof(std::uint32_t), '\0');
-  const bool checks = command.code == kMotorCheck;
+  const bool self_test = command.code == kMaSelfTest;
   set_word(bytes.data(), 0, command.code);
-  set_word(bytes.data(), 1, checks ? 1 : command.value);
-  set_word(bytes.data(), 2, checks ? kMotorReady : 0);
+  set_word(bytes.data(), 1, self_test ? kMaHeart : command.value);
+  set_word(bytes.data(), 2, self_test ? kMaStarted : 0);
   return bytes;
+}
+
+std::string hexadecimal(std::uint32_t number) {
+  std::ostringstream text;
+  text << std::hex << std::showbase << number;
+  return text.str();
 }
 
 int error_of(int result) {
@@ -154,6 +174,10 @@ void Application::serve() {
 
 void Application::run(const std::shared_ptr<Connection>& connection, const Board::AppCommand& command) {
   commands_.push_back(command);
+  if (!is_known(command.code) && !scripts_.contains(command.code)) {
+    violation_("the application has no command " + hexadecimal(command.code) + " (send)");
+    return connection->close();
+  }
   const Answer answer = answer_to(command);
   // Whoever is gone by then is not answered.
   const auto at = [&](Time span, auto action) {

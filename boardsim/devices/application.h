@@ -15,9 +15,10 @@ namespace boardsim {
 
 /// One end of each connection is the program's socket, the other is served here: a command of three
 /// big-endian words {length, code, value} is read when its twelfth byte has been sent, and answered at
-/// virtual times. Nothing listens on a port of the PC. Faults: "app refused" (nobody listens), "app silent"
-/// (accepts and reads, no more), "app slow N" (every reply N seconds later), "app short" (replies end after 8
-/// bytes), "app closes" (no reply). Guarded by the board's lock.
+/// virtual times. A command that it does not know is a violation and closes the connection. Nothing listens
+/// on a port of the PC. Faults: "app refused" (nobody listens), "app silent" (accepts and reads, no more),
+/// "app slow N" (every reply N seconds later), "app short" (replies end after 8 bytes), "app closes" (no
+/// reply). Guarded by the board's lock.
 class Application {
  public:
   static constexpr std::string_view kSocketName = "application";  ///< of its connections, in the trace
@@ -26,7 +27,11 @@ class Application {
   /// Runs an event, with the board's lock held, when this much virtual time has passed.
   using After = std::function<void(Time span, std::function<void()> event)>;
 
-  explicit Application(After after) : after_(std::move(after)) {}
+  /// Reports what no program may do, with the board's lock held.
+  using Violation = std::function<void(const std::string& text)>;
+
+  Application(After after, Violation violation)
+      : after_(std::move(after)), violation_(std::move(violation)) {}
   ~Application();
   Application(const Application&) = delete;
   Application& operator=(const Application&) = delete;
@@ -58,6 +63,7 @@ class Application {
   Answer answer_to(const Board::AppCommand& command) const;
 
   After after_;
+  Violation violation_;
   std::map<std::uint32_t, Answer> scripts_{};
   std::vector<Board::AppCommand> commands_{};
   std::vector<std::shared_ptr<Connection>> connections_{};

@@ -11,7 +11,7 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint32_t kMagic = 0x565A514E;
-constexpr std::uint32_t k6484 = 0x9604;
+constexpr std::array<std::uint32_t, 4> k6484{0x9604, 0x960F, 0x9702, 0x9709};  // type codes of the 6484s
 
 constexpr std::size_t kVsubSize = 64;
 constexpr std::size_t kTimingSize = 1580;
@@ -72,7 +72,7 @@ Bytes timing(std::uint32_t /*type*/) {
 /// checksum, 5 reserved words.
 Bytes vsub(std::uint32_t type) {
   Bytes record(kVsubSize);
-  const bool is_6484 = type == k6484;
+  const bool is_6484 = std::ranges::find(k6484, type) != k6484.end();
   const std::uint32_t code = is_6484 ? 0xAB8 : 0xA86;
   put(record, 0, {code, code});
   std::memcpy(&record[8], is_6484 ? "9.5" : "7.6", 3);

@@ -29,6 +29,7 @@ int Uart::descriptor(int flags) {
 Answer Uart::ioctl(std::uint32_t request, void* argument) {
   if (request != kConfigure && request != kWaiting && request != kEmpty) return Answer::unknown();
   if (request == kEmpty) {
+    if (argument != nullptr) return Answer::fails(EINVAL);
     waiting_.clear();
     readiness_.set(false);
     return Answer::ok();

@@ -16,10 +16,10 @@ namespace boardsim {
 
 /// One port. Requests: 0x40045501 configures, with five words {baud rate, data bits, stop bits, parity, flow
 /// control}; any are taken. 0x80045502 copies out the number of bytes that wait, one word. 0x5503 throws away
-/// what waits; its argument does not matter. Bytes that arrive wait for whoever reads first; those before the
-/// first opening, and those beyond 4096 waiting ones, are lost. A descriptor is readable, for select too,
-/// while bytes wait, and always writable. Faults: "uart N dead" (nothing is received), "uart N driver dead"
-/// (what is sent does not leave the board).
+/// what waits; EINVAL unless its argument is null. Bytes that arrive wait for whoever reads first; those
+/// before the first opening, and those beyond 4096 waiting ones, are lost. A descriptor is readable, for
+/// select too, while bytes wait, and always writable. Faults: "uart N dead" (nothing is received), "uart N
+/// driver dead" (what is sent does not leave the board).
 class Uart : public Device {
  public:
   static constexpr std::size_t kBuffer = 4096;

@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::string_view kAuto = "auto";
 constexpr std::string_view kHelp =
-    "rs485 1..5 1..5 open, rs485 1..5 flips|loses K..., rs485 1..5 late MS, rs485 partner silent|wrong, "
-    "rs485 fixture NAME|auto";
+    "rs485 N N open, rs485 N flips|loses K..., rs485 N late MS, N being 1..5 or partner; rs485 partner "
+    "silent|wrong, rs485 fixture NAME|auto";
 
 using Words = std::vector<std::string_view>;
 
@@ -21,7 +21,9 @@ Time duration(std::size_t bytes, int rate) {
   return Time(static_cast<Time::rep>(bytes) * kBitsPerByte * std::micro::den / rate);
 }
 
-unsigned port_number(const Words& words, std::string_view word) {
+/// Where a pair begins or ends: a port, or the device of the fixture.
+unsigned line_end(const Words& words, std::string_view word) {
+  if (word == "partner") return kRs485Device;
   const std::uint32_t number = fault_number(word);
   if (number < 1 || number > kRs485Ports) refuse_fault(words, kHelp);
   return number;
@@ -106,15 +108,15 @@ bool Rs485Lines::fault(const Words& words) {
     set_fixture(words[2]);
     return true;
   }
-  if (words[1] == "partner") {
-    if (words.size() != 3 || (words[2] != "silent" && words[2] != "wrong")) refuse_fault(words, kHelp);
+  if (words[1] == "partner" && words.size() == 3) {
+    if (words[2] != "silent" && words[2] != "wrong") refuse_fault(words, kHelp);
     words[2] == "silent" ? partner_.be_silent() : partner_.be_wrong();
     return true;
   }
-  const unsigned port = port_number(words, words[1]);
-  Sender& sender = senders_.at(port);
+  const unsigned from = line_end(words, words[1]);
+  Sender& sender = senders_.at(from);
   if (words.size() == 4 && words[3] == "open") {
-    cut_.emplace(port, port_number(words, words[2]));
+    cut_.emplace(from, line_end(words, words[2]));
   } else if (words.size() == 4 && words[2] == "late") {
     sender.late = std::chrono::milliseconds(fault_number(words[3]));
   } else if (words.size() > 3 && (words[2] == "flips" || words[2] == "loses")) {

@@ -51,7 +51,9 @@ void put_in_place(const Config& config) {
   // The board lives for as long as the process: nothing takes it away before the last thread's last call.
   static Board* const board = new Board(config.board, pace_of(config.pace), config.speed);
   const Inside inside;
-  // First, so that a fault that damages what is stored finds it.
+  // The factory knew the type.
+  if (config.type != 0) board->state().devices.emmc.leave_factory(config.type);
+  // What is kept comes next, so that a fault that damages what is stored finds it.
   if (!config.state.empty()) board->keep_media_in(config.state);
   furnish(*board, config);
   Conduct& conduct = board->state().conduct;

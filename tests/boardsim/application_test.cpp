@@ -1,17 +1,16 @@
 // The camera's main application on port 7001, as a program of the board meets it.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <optional>
-#include <stdexcept>
+#include <sstream>
 
 #include "boardsim/board.h"
+#include "tests/boardsim/application_client.h"
 
 namespace {
 
@@ -21,66 +20,7 @@ using boardsim::Time;
 using namespace std::chrono_literals;
 using Lines = std::vector<std::string>;
 using Commands = std::vector<Board::AppCommand>;
-
-constexpr std::uint16_t kPort = 7001;
-
-int connect_to_application(int fd) {
-  sockaddr_in place{};
-  place.sin_family = AF_INET;
-  place.sin_port = htons(kPort);
-  place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return connect(fd, reinterpret_cast<const sockaddr*>(&place), sizeof place);
-}
-
-/// A program's connection, 127.0.0.1 port 7001.
-int open_connection() {
-  const int fd = socket(AF_INET, SOCK_STREAM, 0);
-  EXPECT_EQ(connect_to_application(fd), 0);
-  return fd;
-}
-
-/// Three big-endian words.
-std::string command_bytes(std::uint32_t length, std::uint32_t code, std::uint32_t value) {
-  std::string bytes;
-  for (const std::uint32_t word : {length, code, value}) {
-    for (int shift = 24; shift >= 0; shift -= 8) bytes += static_cast<char>(word >> shift & 0xFF);
-  }
-  return bytes;
-}
-
-void send_all(int fd, std::string_view bytes) {
-  ASSERT_EQ(send(fd, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
-}
-
-void send_command(int fd, std::uint32_t code, std::uint32_t value) {
-  send_all(fd, command_bytes(12, code, value));
-}
-
-/// One recv of at most 4096 bytes: what it got; nothing when it failed.
-std::optional<std::string> receive(int fd, int flags = 0) {
-  std::array<char, 4096> buffer{};
-  const ssize_t size = recv(fd, buffer.data(), buffer.size(), flags);
-  if (size < 0) return std::nullopt;
-  return std::string(buffer.data(), static_cast<std::size_t>(size));
-}
-
-std::string receive_all(int fd) {
-  std::string all;
-  for (;;) {
-    const auto part = receive(fd);
-    if (!part || part->empty()) return all;
-    all += *part;
-  }
-}
-
-/// A little-endian word of a reply.
-std::uint32_t word(const std::string& reply, std::size_t index) {
-  std::uint32_t value = 0;
-  for (std::size_t i = 0; i < 4; ++i) {
-    value |= std::uint32_t{static_cast<unsigned char>(reply.at(4 * index + i))} << (8 * i);
-  }
-  return value;
-}
+using namespace application_client;
 
 TEST(ApplicationTest, AHealthyOneRepliesAfter20MillisecondsAndCloses) {
   const Board board;
@@ -99,7 +39,49 @@ TEST(ApplicationTest, AHealthyOneRepliesAfter20MillisecondsAndCloses) {
   EXPECT_EQ(board.app_commands(), (Commands{{12, 0x31248, 1}}));
 }
 
-TEST(ApplicationTest, TheMotorCheckIsAnsweredWithAReadyMotor) {
+TEST(ApplicationTest, EveryCommandInUseIsAnswered) {
+  for (const std::uint32_t code : {39U, 40U, 0x23U, 0x31248U, 0x1333D0DU}) {
+    const Board board;
+    const int fd = open_connection();
+    send_command(fd, code, 7);
+    const std::string reply = receive_all(fd);
+    ASSERT_EQ(reply.size(), 516U) << code;
+    EXPECT_EQ(word(reply, 0), code);
+    close(fd);
+    EXPECT_EQ(board.violations(), Lines{}) << code;
+  }
+}
+
+TEST(ApplicationTest, ACommandThatItDoesNotKnowIsAViolationAndNotAnswered) {
+  for (const std::uint32_t code : {0U, 38U, 41U, 0x22U, 0x24U, 0x31247U, 0x31249U, 0x1333D0CU, 0xFFFFFFFFU}) {
+    Board board;
+    const int fd = open_connection();
+    testing::internal::CaptureStderr();
+    send_command(fd, code, 0);
+    const std::string said = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(receive_all(fd), "") << code;
+    EXPECT_EQ(board.now(), 0s) << "it closes at once";
+    close(fd);
+    std::ostringstream text;
+    text << "the application has no command " << std::hex << std::showbase << code << " (send)";
+    EXPECT_EQ(board.violations(), Lines{text.str()});
+    EXPECT_EQ(said, "boardsim: " + text.str() + "\n");
+    EXPECT_EQ(board.app_commands(), (Commands{{12, code, 0}})) << "it read it";
+    board.clear_violations();
+  }
+}
+
+TEST(ApplicationTest, ACommandIsKnownOnceItHasAScript) {
+  Board board;
+  board.set_app_answer(41, {{0s, "yes"}});
+  const int fd = open_connection();
+  send_command(fd, 41, 0);
+  EXPECT_EQ(receive_all(fd), "yes");
+  close(fd);
+  EXPECT_EQ(board.violations(), Lines{});
+}
+
+TEST(ApplicationTest, TheSelfTestOfTheMaTellsThatItsHeartBeatsAndThatItHasStarted) {
   const Board board;
   const int fd = open_connection();
   send_command(fd, 0x23, 0);
@@ -345,98 +327,6 @@ TEST(ApplicationTest, OnlyAFreshTcpSocketCanBeConnected) {
   EXPECT_EQ(connect_to_application(datagrams), -1);
   EXPECT_EQ(errno, ECONNREFUSED);
   close(datagrams);
-}
-
-TEST(ApplicationTest, NobodyListensWhereItIsRefused) {
-  Board board;
-  board.fault("app refused");
-  const int fd = socket(AF_INET, SOCK_STREAM, 0);
-  EXPECT_EQ(connect_to_application(fd), -1);
-  EXPECT_EQ(errno, ECONNREFUSED);
-  board.clear_faults();
-  EXPECT_EQ(connect_to_application(fd), 0);
-  close(fd);
-}
-
-TEST(ApplicationTest, ConnectingCanFailLikeAnyConnect) {
-  Board board;
-  board.fault("connect #1 ECONNREFUSED");
-  const int fd = socket(AF_INET, SOCK_STREAM, 0);
-  EXPECT_EQ(connect_to_application(fd), -1);
-  EXPECT_EQ(errno, ECONNREFUSED);
-  EXPECT_EQ(connect_to_application(fd), 0);
-  close(fd);
-  EXPECT_EQ(board.trace()[1].text(), "connect 127.0.0.1:7001 = -1 ECONNREFUSED");
-}
-
-TEST(ApplicationTest, SendAndRecvFaultsBefallItsConnectionsToo) {
-  Board board;
-  board.fault("send #1 EPIPE");
-  board.fault("recv #1 ECONNRESET");
-  board.fault("recv #2 short 5");
-  const int fd = open_connection();
-  const std::string bytes = command_bytes(12, 40, 0);
-  EXPECT_EQ(send(fd, bytes.data(), bytes.size(), 0), -1);
-  EXPECT_EQ(errno, EPIPE);
-  EXPECT_TRUE(board.app_commands().empty());
-  send_all(fd, bytes);
-  EXPECT_EQ(receive(fd), std::nullopt);
-  EXPECT_EQ(errno, ECONNRESET);
-  EXPECT_EQ(receive(fd)->size(), 5U);
-  close(fd);
-}
-
-TEST(ApplicationTest, ASilentOneReadsAndSaysNoMore) {
-  Board board;
-  board.fault("app silent");
-  const int fd = open_connection();
-  timeval limit{3600, 0};
-  ASSERT_EQ(setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit), 0);
-  send_command(fd, 40, 0);
-  EXPECT_EQ(receive(fd), std::nullopt);
-  EXPECT_EQ(board.now(), 1h);
-  EXPECT_EQ(board.app_commands().size(), 1U);
-  close(fd);
-}
-
-TEST(ApplicationTest, ASlowOneRepliesLater) {
-  Board board;
-  board.fault("app slow 60");
-  const int fd = open_connection();
-  send_command(fd, 40, 0);
-  EXPECT_EQ(receive_all(fd).size(), 516U);
-  EXPECT_EQ(board.now(), 60s + 20ms);
-  close(fd);
-}
-
-TEST(ApplicationTest, AShortReplyEndsAfterEightBytes) {
-  Board board;
-  board.fault("app short");
-  const int fd = open_connection();
-  send_command(fd, 40, 5);
-  const std::string reply = receive_all(fd);
-  ASSERT_EQ(reply.size(), 8U);
-  EXPECT_EQ(word(reply, 0), 40U);
-  EXPECT_EQ(word(reply, 1), 5U);
-  close(fd);
-}
-
-TEST(ApplicationTest, OneThatClosesDoesNotReply) {
-  Board board;
-  board.fault("app closes");
-  const int fd = open_connection();
-  send_command(fd, 40, 0);
-  EXPECT_EQ(receive_all(fd), "");
-  EXPECT_EQ(board.now(), 20ms);
-  EXPECT_EQ(board.app_commands().size(), 1U);
-  close(fd);
-}
-
-TEST(ApplicationTest, AFaultThatItDoesNotKnowIsRefused) {
-  Board board;
-  for (const char* text : {"app", "app sleepy", "app slow", "app slow soon", "app refused twice"}) {
-    EXPECT_THROW(board.fault(text), std::invalid_argument) << text;
-  }
 }
 
 }  // namespace

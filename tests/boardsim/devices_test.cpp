@@ -16,7 +16,8 @@ using namespace boardsim::test;
 
 class DevicesTest : public testing::Test {
  protected:
-  Devices devices_{[] { return Time{0}; }, [](Time, const std::function<void()>&) {}};
+  Devices devices_{[] { return Time{0}; }, [](Time, const std::function<void()>&) {},
+                   [](const std::string& text) { ADD_FAILURE() << text; }};
 };
 
 TEST_F(DevicesTest, EachNodeLeadsToItsDevice) {

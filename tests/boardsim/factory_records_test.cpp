@@ -131,6 +131,18 @@ TEST(FactoryRecordsTest, The6484HasASubstrateVoltageOfItsOwn) {
             "0000000000000000000000000000000000000000");
 }
 
+TEST(FactoryRecordsTest, EveryTypeOf6484HasThatVoltage) {
+  const auto* const record = boardsim::find_factory_record("vsub");
+  ASSERT_NE(record, nullptr);
+  const Board board("6484");
+  for (const std::uint32_t type : {0x9604U, 0x960FU, 0x9702U, 0x9709U}) {
+    EXPECT_EQ(record->contents(type), board.emmc(0x30000, 64)) << type;
+  }
+  for (const std::uint32_t type : {0x9601U, 0x9603U, 0x9605U, 0x960EU, 0x9610U, 0x9703U, 0x970AU, 0xA6001U}) {
+    EXPECT_NE(record->contents(type), board.emmc(0x30000, 64)) << type;
+  }
+}
+
 TEST(FactoryRecordsTest, EveryRecordHasTheSizeThatItSays) {
   for (const boardsim::FactoryRecord& record : boardsim::factory_records()) {
     EXPECT_EQ(record.contents(0x9601).size(), record.size) << record.name;

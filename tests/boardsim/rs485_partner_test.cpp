@@ -1,6 +1,8 @@
 // The fixture's device for the echo test.
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 #include "boardsim/board.h"
 #include "tests/boardsim/rs485_line.h"
 
@@ -143,6 +145,55 @@ TEST_F(Rs485PartnerTest, ALateEchoIsAnsweredLater) {
   board_.fault("rs485 1 late 3000");
   EXPECT_EQ(answer_to(kFirst), "");
   EXPECT_EQ(heard_by(6s), kSecond);
+}
+
+TEST_F(Rs485PartnerTest, BytesOfItsOwnCanBeFlippedAndLost) {
+  board_.fault("rs485 partner flips 3 20");
+  board_.fault("rs485 partner loses 15 16");
+  std::string first = kFirst.substr(0, 14);
+  first[2] = static_cast<char>(~first[2]);
+  EXPECT_EQ(heard_by(2s), first);
+  port_.send(kFirst);
+  std::string second = kSecond.substr(1);
+  second[3] = static_cast<char>(~second[3]);
+  EXPECT_EQ(heard_by(3s), second) << "its second frame begins with its 16th byte";
+  port_.configure(38'400);
+  EXPECT_EQ(heard_by(5s), kFirst) << "those that were named are through";
+}
+
+TEST_F(Rs485PartnerTest, CanBeLate) {
+  board_.fault("rs485 partner late 3000");
+  EXPECT_EQ(heard_by(4s), "");
+  EXPECT_EQ(heard_by(5s), kFirst);
+  port_.send(kFirst);
+  EXPECT_EQ(heard_by(8s), "");
+  EXPECT_EQ(heard_by(9s), kSecond);
+  board_.clear_faults();
+  port_.configure(38'400);
+  EXPECT_EQ(heard_by(11s), kFirst);
+}
+
+TEST_F(Rs485PartnerTest, IsNotHeardOverWiresThatAreCut) {
+  board_.fault("rs485 partner 1 open");
+  EXPECT_EQ(answer_to(kFirst), "");
+  board_.clear_faults();
+  port_.configure(38'400);
+  EXPECT_EQ(heard_by(5s), kFirst);
+}
+
+TEST_F(Rs485PartnerTest, DoesNotHearOverWiresThatAreCut) {
+  board_.fault("rs485 1 partner open");
+  EXPECT_EQ(heard_by(1500ms), kFirst);
+  EXPECT_EQ(answer_to(kFirst), "");
+}
+
+TEST_F(Rs485PartnerTest, WhatItsLinesDoNotKnowIsRefused) {
+  for (const char* text :
+       {"rs485 partner late", "rs485 partner flips 0", "rs485 partner loses 1 x", "rs485 partner 6 open",
+        "rs485 partner 1 shut", "rs485 partners late 1", "rs485 1 Partner open"}) {
+    EXPECT_THROW(board_.fault(text), std::invalid_argument) << text;
+  }
+  EXPECT_EQ(heard_by(2s), kFirst);
 }
 
 TEST_F(Rs485PartnerTest, ADeadPortDoesNotHearIt) {

@@ -1,6 +1,7 @@
 // The RS485 lines between the board's ports: fixtures, the time that bytes take, and faults.
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <map>
 #include <set>
 #include <stdexcept>
@@ -222,6 +223,14 @@ TEST_F(Rs485WiringTest, TheReceiverCanBeEmptied) {
   EXPECT_EQ(over("new"), "new");
   EXPECT_EQ(two_.empty(), 0) << "nothing waits";
   EXPECT_EQ(board_.hardware_trace().back(), "ioctl /dev/uart2 0x00005503 {} = 0");
+}
+
+TEST_F(Rs485WiringTest, EmptyingTheReceiverTakesNoArgument) {
+  board_.uart_receives(2, "old");
+  int argument = 0;
+  EXPECT_EQ(ioctl(two_.fd(), 0x5503UL, &argument), -1);
+  EXPECT_EQ(errno, EINVAL);
+  EXPECT_EQ(two_.receive(), "old") << "nothing was thrown away";
 }
 
 // ---- faults ----------------------------------------------------------------------------------------------
