@@ -96,6 +96,47 @@ TEST_F(Rs485EchoFaultsTest, APartnerThatIsSilentOrWrongFailsTheTest) {
   }
 }
 
+TEST_F(Rs485EchoFaultsTest, EachFaultOfTheLineHasItsCode) {
+  struct {
+    const char* fault;
+    int code;
+    const char* description;
+  } const expected[] = {{"rs485 partner 1 open", 6, "第一次接收错误"},
+                        {"rs485 partner flips 1", 6, "第一次接收错误"},
+                        {"rs485 partner late 60000", 6, "第一次接收错误"},
+                        {"rs485 partner flips 3", 5, "第一次接收数据并且校验错误"},
+                        {"rs485 partner flips 15", 5, "第一次接收数据并且校验错误"},
+                        {"rs485 partner loses 15", 5, "第一次接收数据并且校验错误"},
+                        {"rs485 1 partner open", 4, "第二次接收数据错误"},
+                        {"rs485 1 flips 15", 4, "第二次接收数据错误"},
+                        {"rs485 partner loses 16", 4, "第二次接收数据错误"},
+                        {"rs485 partner flips 20", 3, "第二次接收数据并且校验错误"},
+                        {"rs485 partner loses 22", 3, "第二次接收数据并且校验错误"}};
+  for (const auto& [fault, code, description] : expected) {
+    SCOPED_TRACE(fault);
+    next_board();
+    board.set_rs485_fixture("partner");
+    board.fault(fault);
+    rs485_test();
+    expect_fail(description);
+    EXPECT_TRUE(console.out().ends_with(failed(code)));
+  }
+}
+
+TEST_F(Rs485EchoFaultsTest, AFrameThatTheLineDisturbsIsNotEchoed) {
+  board.set_rs485_fixture("partner");
+  board.fault("rs485 partner flips 15");
+  rs485_test();
+  expect_first_wrong();
+}
+
+TEST_F(Rs485EchoFaultsTest, APartnerThatIsAlmostAMinuteLatePasses) {
+  board.set_rs485_fixture("partner");
+  board.fault("rs485 partner late 58000");
+  rs485_test();
+  expect_pass();
+}
+
 TEST_F(Rs485EchoFaultsTest, ADeadDriverMeansThatThePartnerMissesTheEcho) {
   board.set_rs485_fixture("partner");
   board.fault("uart 1 driver dead");

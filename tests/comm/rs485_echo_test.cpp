@@ -235,6 +235,23 @@ TEST_F(Rs485EchoTest, ASecondLengthOf3ComparesThreeBytesAndPasses) {
   const std::string header("\xD0\x01\x02\x03", 4);
   run(kFrameA, header);
   expect_second_right(header);
+  EXPECT_EQ(board.now(), 67s) << "the rest is waited for, although there is none to come";
+}
+
+TEST_F(Rs485EchoTest, ASecondLengthBelow4IsFollowedByAReceiveOfNothing) {
+  for (const char* const length : {"\x01", "\x02", "\x03"}) {
+    run_anew(kFrameA, std::string("\xD0\x01\x02") + length + "left");
+    EXPECT_EQ(board.now(), 7s);
+    EXPECT_EQ(waits().size(), 4U);
+    EXPECT_EQ(count("read /dev/uart1 0 = 0"), 1U);
+  }
+}
+
+TEST_F(Rs485EchoTest, AFirstLengthBelow4IsFollowedByAReceiveOfNothing) {
+  run({'\xD0', '\x01', '\xD1', '\x03'});
+  expect_first_wrong();
+  EXPECT_EQ(board.now(), 66s);
+  EXPECT_EQ(waits(), (std::vector<std::vector<std::uint32_t>>(2, {60, 0})));
 }
 
 TEST_F(Rs485EchoTest, ASecondLengthBelow4ComparesOnlyTheBytesThatItClaims) {

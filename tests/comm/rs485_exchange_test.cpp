@@ -242,6 +242,24 @@ TEST_F(Rs485ExchangeTest, ALengthBelow4IsNoFrame) {
   }
 }
 
+TEST_F(Rs485ExchangeTest, ALengthBelow4IsFollowedByAReceiveOfNothingThatWaitsThreeSeconds) {
+  for (char length = 0; length < 4; ++length) {
+    SCOPED_TRACE(static_cast<int>(length));
+    board.clear_trace();
+    const auto start = now();
+    EXPECT_EQ(hearing({'\xD0', '\x01', '\x06', length}), -1);
+    EXPECT_EQ(now() - start, 3010ms);
+    EXPECT_EQ(waits(), (std::vector<std::vector<std::uint32_t>>{{3, 0}, {3, 0}}));
+  }
+}
+
+TEST_F(Rs485ExchangeTest, BytesBehindALengthBelow4AreLeft) {
+  EXPECT_EQ(hearing({'\xD0', '\x01', '\x06', '\x03', 'l', 'e', 'f', 't'}), -1);
+  EXPECT_EQ(board.now(), 10ms);
+  EXPECT_EQ(board.hardware_trace().back(), "read /dev/uart2 0 = 0");
+  EXPECT_EQ(received.text().substr(4, 4), "~~~~");
+}
+
 TEST_F(Rs485ExchangeTest, ALengthBelow4IsNoFrameHoweverItsSumFits) {
   for (char length = 1; length < 4; ++length) {
     for (int middle = 0; middle < 256; ++middle) {

@@ -215,6 +215,66 @@ TEST_F(Rs485RingTextsTest, OnePortHearsWhatWaitedBefore) {
   expect_pass();
 }
 
+// ---- what a pair's buffer holds from the first group ------------------------------------------------------
+
+class Rs485RingBufferTest : public RingRun, public ::testing::WithParamInterface<Ring> {
+ protected:
+  const Ring& ring = GetParam();
+
+  /// A frame of its own for each pair in the first group, and only its first bytes for the last in the
+  /// second.
+  void run_with_last(const std::string& last) {
+    const std::size_t pairs = ring.pairs.size();
+    for (std::size_t i = 0; i < pairs; ++i) hear(ring, i, first_frame(i));
+    for (std::size_t i = 0; i + 1 < pairs; ++i) hear(ring, pairs + i, kFrameB);
+    hear(ring, 2 * pairs - 1, last);
+    ring.run();
+  }
+  static std::string first_frame(std::size_t pair) { return frame_of(15, static_cast<char>(0x41 + pair)); }
+};
+
+INSTANTIATE_TEST_SUITE_P(By, Rs485RingBufferTest, ::testing::ValuesIn(rings()),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST_P(Rs485RingBufferTest, AHeaderAloneIsFollowedByWhatThePairHeardBefore) {
+  const Pair& pair = ring.pairs.back();
+  const std::string before = first_frame(ring.pairs.size() - 1);
+  run_with_last(before.substr(0, 4));
+  if (!ring.tells_success) {  // the port wired to itself has its whole buffer cleared
+    expect_fail(pair.described[1]);
+    return;
+  }
+  expect_pass();
+  EXPECT_TRUE(console.out().ends_with(heard(ring, pair, before) + ending(ring)));
+}
+
+TEST_P(Rs485RingBufferTest, ATailThatIsMissingIsWhatThePairHeardBefore) {
+  const Pair& pair = ring.pairs.back();
+  const std::string before = ring.tells_success ? first_frame(ring.pairs.size() - 1) : std::string(15, '\0');
+  run_with_last(kFrameB.substr(0, 5));
+  expect_fail(pair.described[1]);
+  EXPECT_NE(console.out().find("完成接收数据:" + printed(kFrameB.substr(0, 5) + before.substr(5, 2)) + "\n"),
+            std::string::npos);
+}
+
+TEST_F(Rs485RingTextsTest, ATailThatTheLineLosesIsPrintedAsTheFirstGroupLeftIt) {
+  next_board("rkd1");
+  board.set_rs485_fixture("ring2");
+  board.fault("rs485 1 loses 20 21 22");
+  rs485_test_rkd537();
+  EXPECT_TRUE(console.out().ends_with(
+      "</dev/uart2>完成接收数据:d0 01 02 07 11 62 80\n</dev/uart2>接收的数据校验失败!!!\n"
+      "<t1>ERROR RS485_1/RS485_2测试不通过。\nfail num = 6\n"));
+}
+
+TEST_F(Rs485RingTextsTest, TheHeaderOfTheFirstFramePassesAloneInTheSecondGroup) {
+  const Ring& two = ring("rkd537");
+  wire(two, 3);
+  hear(two, 3, std::string("\xD0\x01\x06\x0F", 4));
+  two.run();
+  expect_pass();
+}
+
 // ---- the fixtures' wires --------------------------------------------------------------------------------
 
 class Rs485FixtureTest : public RingRun, public ::testing::WithParamInterface<Ring> {};

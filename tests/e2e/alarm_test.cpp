@@ -5,22 +5,11 @@
 #include <vector>
 
 #include "tests/e2e/on_server.h"
-#include "tests/harness/gbk.h"
+#include "tests/e2e/reply.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-/// What a station reads in a reply.
-struct Result {
-  std::string value;
-  std::string description;
-  bool operator==(const Result&) const = default;
-};
-
-void PrintTo(const Result& result, std::ostream* out) {
-  *out << result.value << " " << result.description;
-}
 
 /// A code on a healthy board, then with a fault.
 struct Row {
@@ -86,23 +75,6 @@ void PrintTo(const Family& family, std::ostream* out) {
   *out << family.name;
 }
 
-/// The bytes that hexadecimal digits stand for.
-std::string bytes_of(const std::string& digits) {
-  std::string bytes;
-  for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
-    bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
-  }
-  return bytes;
-}
-
-/// The text of an element; empty when it is empty.
-std::string element(const std::string& xml, const std::string& name) {
-  const std::size_t start = xml.find("<" + name + ">");
-  const std::size_t end = xml.find("</" + name + ">");
-  if (start == std::string::npos || end == std::string::npos) return "";
-  return xml.substr(start + name.size() + 2, end - start - name.size() - 2);
-}
-
 class AlarmCodesTest : public ::testing::TestWithParam<Family> {
  protected:
   AlarmCodesTest() : board({"--board", GetParam().name}), station(board) {
@@ -116,10 +88,7 @@ class AlarmCodesTest : public ::testing::TestWithParam<Family> {
     station.request(row.code);
     board.settle();
     if (row.length > 0ms) board.advance(row.length);
-    int prompts = 0;
-    const std::string xml = utf8(bytes_of(station.next_reply(prompts)).substr(4));
-    EXPECT_EQ(element(xml, "TestCode"), std::to_string(row.code));
-    return {element(xml, "Value"), element(xml, "Description")};
+    return take_reply(station, row.code);
   }
 
   BoardUnderTest board;

@@ -2,53 +2,21 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <regex>
 #include <set>
 
 #include "tests/e2e/on_server.h"
+#include "tests/e2e/station_client.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 
-/// A station client that writes its results as JSON. Its waits for a reply are guards only.
-class StationClient {
- public:
-  StationClient(const std::string& address, const std::vector<std::string>& tests,
-                const std::string& timeout = "60")
-      : child_(command(address, tests, timeout, directory_.file("report.json"))) {}
-
-  int exit_status() { return child_.exit_status(); }
-  nlohmann::json report() {
-    std::ifstream file(directory_.file("report.json"));
-    return nlohmann::json::parse(file);
-  }
-
- private:
-  static std::vector<std::string> command(const std::string& address, const std::vector<std::string>& tests,
-                                          const std::string& timeout, const std::string& file) {
-    std::vector<std::string> words = {T1STATION_PROGRAM, address + ":36001", "run"};
-    words.insert(words.end(), tests.begin(), tests.end());
-    words.insert(words.end(), {"--json", file, "--timeout", timeout, "--connect-timeout", "60"});
-    return words;
-  }
-
-  OwnDirectory directory_;
-  Child child_;
-};
-
 /// Lets the time pass that a clock test takes, once it has begun.
 void pass_clock_test(BoardUnderTest& board) {
   board.lines_until("t1_sdk_rtc_test");
   board.advance(6s);
-}
-
-/// Lets the second pass after which the board closes, once the client has taken leave.
-void pass_leave(BoardUnderTest& board) {
-  board.lines_until("recv q command");
-  board.advance(1s);
 }
 
 nlohmann::json only_test(StationClient& client) {

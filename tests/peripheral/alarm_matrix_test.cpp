@@ -159,14 +159,4 @@ TEST_P(AlarmMatrixTest, TheShortsThatPassAreThoseBetweenInputsThatAreAlwaysAlike
   }
 }
 
-TEST_P(AlarmMatrixTest, EveryShortToGroundIsFound) {
-  for (const int code : GetParam().codes) {
-    for (const JigFault& fault : faults_of(GetParam(), code)) {
-      if (fault.text.starts_with("short ") && fault.text.ends_with(" GND")) {
-        EXPECT_FALSE(run_alarm_code(GetParam(), code, fault.text).passed) << code << ", " << fault.text;
-      }
-    }
-  }
-}
-
 }  // namespace

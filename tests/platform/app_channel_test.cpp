@@ -117,6 +117,7 @@ TEST_F(AppChannelTest, EveryCommandInUseArrivesAsItIs) {
 }
 
 TEST_F(AppChannelTest, CommandsAndValuesHaveAll32Bits) {
+  for (const std::uint32_t code : {0xFFFFFFFFU, 0x01020304U}) board.set_app_answer(code, {});
   enableAPPCMD(-1, 0xFFFFFFFF);
   enableAPPCMD(0x01020304, 0x05060708);
   EXPECT_EQ(board.app_commands(), (Commands{{12, 0xFFFFFFFF, 0xFFFFFFFF}, {12, 0x01020304, 0x05060708}}));

@@ -11,8 +11,8 @@ void t1_sdk_sd_rw_test();
 /// Tests one medium, mounted on /mnt/test: 0 SD card, 1 and 2 USB sticks (every other number is
 /// 2), 3 the MA boards' USB stick, 4 their SD card.
 /// `*pIResault` becomes 0, or with the reason in `description` (512 bytes): 1 mount, 2 less than 25 MB free,
-/// 3 the test file cannot be created in six attempts or there is no memory for its blocks. Wrong bytes are counted and printed; they do not fail
-/// the test.
+/// 3 the test file cannot be created in six attempts or there is no memory for its blocks. Wrong bytes are
+/// counted and printed; they do not fail the test.
 void t1_sdk_hdisk_test(int diskType, int* pIResault, char* description);
 
 /// 0 when the file system at `path` has `needsize` megabytes free; -10 when it cannot be asked, -1 when it

@@ -1,0 +1,32 @@
+// A process that is given no more memory.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <sys/resource.h>
+#include <unistd.h>
+#include <fstream>
+
+/// While it lives, about half a megabyte can still be had, and no block of a megabyte. Sanitizers end the
+/// process then.
+class TightMemory {
+ public:
+  TightMemory() {
+    // Large blocks come in mappings of their own, and what is free goes back.
+    mallopt(M_MMAP_THRESHOLD, 0x40000);
+    malloc_trim(0);
+    rlim_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    EXPECT_GT(pages, 0U);
+    EXPECT_EQ(getrlimit(RLIMIT_AS, &limit_), 0);
+    rlimit tight = limit_;
+    tight.rlim_cur = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + 0x80000;
+    EXPECT_EQ(setrlimit(RLIMIT_AS, &tight), 0);
+  }
+  ~TightMemory() { setrlimit(RLIMIT_AS, &limit_); }
+  TightMemory(const TightMemory&) = delete;
+  TightMemory& operator=(const TightMemory&) = delete;
+
+ private:
+  rlimit limit_{};
+};

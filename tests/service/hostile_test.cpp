@@ -1,0 +1,119 @@
+// Stations that wear the server down: many connections, a whole day, one that never reads. Memory and
+// descriptors must be the same in the end.
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <cstdlib>
+#include <filesystem>
+#include <iterator>
+
+#include "tests/service/serving.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// What the process holds at a moment at which nothing is going on.
+struct Holdings {
+  std::size_t bytes;  ///< allocated from the heap
+  std::ptrdiff_t descriptors;
+  int threads;
+};
+
+// How far a thread has come in its end makes some bytes of difference. One lost block per connection, or per
+// prompt, would be thousands.
+constexpr double kSomeBytes = 2000;
+
+void expect_same(const Holdings& after, const Holdings& before) {
+  EXPECT_NEAR(static_cast<double>(after.bytes), static_cast<double>(before.bytes), kSomeBytes);
+  EXPECT_EQ(after.descriptors, before.descriptors);
+  EXPECT_EQ(after.threads, before.threads);
+}
+
+class HostileTest : public ServerTest {
+ protected:
+  /// Does something again and again, from `first` to `last`.
+  void every(boardsim::Time span, boardsim::Time first, boardsim::Time last, std::function<void()> action) {
+    if (first > last) return;
+    at(first, [this, span, first, last, action] {
+      action();
+      every(span, first + span, last, action);
+    });
+  }
+  /// Looks at the process; the board's own record of calls, and what the station has read, do not count.
+  Holdings holdings(Station* station) {
+    if (station != nullptr) station->forget();
+    board.clear_trace();
+    const std::filesystem::directory_iterator open_files("/proc/self/fd");
+    const std::ptrdiff_t descriptors = std::distance(begin(open_files), end(open_files));
+    return {mallinfo2().uordblks, descriptors, board.live_threads()};
+  }
+};
+
+TEST_F(HostileTest, ADayOfPromptsAndRequestsLeavesMemoryAndDescriptorsAsTheyWere) {
+  Station& station = connect_at(0s);
+  Holdings before{};
+  Holdings after{};
+  long prompted = 0;
+  every(25min, 10min, 24h, [&] { station.request(7426); });
+  every(1h, 1h, 23h, [&] {
+    prompted += prompts(station);
+    const Holdings now = holdings(&station);
+    // By noon every buffer has the size that it needs.
+    if (elapsed() <= 12h) before = now;
+    after = now;
+  });
+  at(24h, [&] { station.request(kQuit); });
+  run();
+  expect_same(after, before);
+  EXPECT_GE(prompted, 23 * 720);
+  EXPECT_LE(prompted, 23 * 720 + 1);
+  EXPECT_EQ(elapsed(), 24h + 1s);
+}
+
+TEST_F(HostileTest, ManyConnectionsInARowLeaveMemoryAndDescriptorsAsTheyWere) {
+  const char* many = std::getenv("BOARDTEST_CONNECTIONS");  // 10000 for one
+  const int connections = many != nullptr ? std::atoi(many) : 500;
+  ASSERT_GE(connections, 200);
+  const int last = connections - 1;
+  const int half = last - connections / 4 * 2;  // both behind a connection of the same kind
+  board.fault("accept #" + std::to_string(connections + 1) + " EMFILE");
+  Station* station = nullptr;
+  Holdings before{};
+  Holdings after{};
+  int connected = 0;
+  every(2s, 0s, 2s * last, [&] {
+    delete station;
+    station = new Station;
+    board.clear_trace();
+    if (connected == half) before = holdings(nullptr);
+    if (connected == last) after = holdings(nullptr);
+    ++connected;
+    station->connect(address, kPort);
+    if (connected % 2 == 0) {
+      station->request(kQuit);
+    } else {
+      station->send(length_field(513));
+    }
+  });
+  EXPECT_EQ(run_server(), -1);
+  expect_same(after, before);
+  EXPECT_TRUE(station->closed_by_board());
+  delete station;
+  EXPECT_EQ(printed(kHeartbeatStarted), connections);
+}
+
+TEST_F(HostileTest, AStationThatNeverReadsLosesItsReplyAfter100SecondsAndTheNextOneIsServed) {
+  Station& deaf = connect_at(0s);
+  at(2s, [] { wire::fill(g_iSockClient); });
+  at(3s, [&] { deaf.request(7426); });
+  at(103s - 1ms, [&] { EXPECT_EQ(calls("send"), 3U) << "banner, menu, prompt"; });
+  at(210s, [&] { deaf.reset(); });
+  Station& next = connect_at(220s, [](Station& self) { self.request(7426); });
+  at(222s, [&] { next.request(kQuit); });
+  run();
+  EXPECT_EQ(printed("T1_TESTCODE_TEMP"), 2);
+  EXPECT_EQ(next.records().size(), 4U) << "banner, menu, prompt, reply";
+  EXPECT_EQ(elapsed(), 223s);
+}
+
+}  // namespace

@@ -1,0 +1,126 @@
+// Runs a test code as the server does when a request has arrived.
+#include "tests/sweep/run.h"
+
+#include <unistd.h>
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <set>
+
+#include "t1_sdk/boardtest/platform/app_channel.h"
+#include "t1_sdk/boardtest/platform/gpio.h"
+#include "t1_sdk/boardtest/platform/pins.h"
+#include "t1_sdk/boardtest/sensor/vsub_set.h"
+#include "t1_sdk/boardtest/sensor/vsub_trim.h"
+#include "t1_sdk/boardtest/service/dispatch.h"
+#include "t1_sdk/boardtest/service/server.h"
+#include "tests/harness/framing.h"
+#include "tests/harness/station_link.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int kTemperature = 7426;
+constexpr int kSetVsub6484 = 10240;
+constexpr int kPanAndTilt = -16;
+constexpr int kRs485 = 1024;  // under which pan and tilt replies too
+
+std::set<int> descriptors() {
+  std::set<int> numbers;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    numbers.insert(std::stoi(entry.path().filename()));
+  }
+  return numbers;
+}
+
+/// Closes in the end what was opened since; runs follow one another in one process.
+class DescriptorsOfARun {
+ public:
+  ~DescriptorsOfARun() {
+    for (const int number : descriptors()) {
+      if (!before_.contains(number)) close(number);  // the listing's own one is gone by now
+    }
+  }
+
+ private:
+  std::set<int> before_ = descriptors();
+};
+
+/// The program as it is after its start.
+void start_anew() {
+  test_item = {};
+  gpiofd = -1;
+  g_sub_value = 0;
+  g_iTimeCount = 0;
+  t1_sdk_reset_trim_vsub();
+  gpio_pin_cfg();
+}
+
+void request(int code) {
+  const int entry = code == kSetVsub6484 ? 950 : 650;  // hundredths of a volt that the model has
+  std::string xml = "<TestItem><TestCode>" + std::to_string(code) + "</TestCode><Parameters>" +
+                    std::to_string(entry) + "</Parameters></TestItem>";
+  process_client_operation(reinterpret_cast<unsigned char*>(xml.data()), static_cast<int>(xml.size()));
+}
+
+/// The verdicts of the records that stand in `bytes`, "?" for what is none of this code's.
+std::vector<std::string> verdicts(std::string_view bytes, int code) {
+  std::vector<std::string> all;
+  while (!bytes.empty()) {
+    std::uint32_t length = 0;
+    for (std::size_t i = 0; i < 4 && i < bytes.size(); ++i) {
+      length |= std::uint32_t{static_cast<unsigned char>(bytes[i])} << 8 * i;
+    }
+    const std::string_view xml = bytes.substr(std::min<std::size_t>(4, bytes.size())).substr(0, length);
+    const bool is_whole = xml.size() == length;
+    const auto holds = [&](const std::string& words) { return xml.find(words) != std::string_view::npos; };
+    const bool is_reply = is_whole && holds("<TestCode>" + std::to_string(code) + "</TestCode>");
+    all.emplace_back(is_reply && holds("<Value>Pass</Value>")   ? "Pass"
+                     : is_reply && holds("<Value>Fail</Value>") ? "Fail"
+                                                                : "?");
+    bytes.remove_prefix(std::min<std::size_t>(4 + std::size_t{length}, bytes.size()));
+  }
+  return all;
+}
+
+std::vector<std::string> left_open(const boardsim::Board& board, const std::vector<boardsim::Call>& trace) {
+  std::vector<std::string> names = board.open_nodes();
+  std::ranges::sort(names);
+  int sockets = 0;
+  for (const boardsim::Call& call : trace) {
+    sockets += call.name == "socket" && call.result >= 0;
+    sockets -= call.name == "close" && (call.node == "application" || call.node == "socket");
+  }
+  for (; sockets > 0; --sockets) names.emplace_back("socket");
+  return names;
+}
+
+}  // namespace
+
+Outcome run(std::string_view family, int code, const std::string& fault, void (*late)()) {
+  const DescriptorsOfARun descriptors;
+  boardsim::Board board(family);
+  StationLink station;
+  start_anew();
+  if (!fault.empty()) board.fault(fault);
+  board.clear_trace();
+  board.at(board.now() + 24h, late);
+
+  Outcome outcome;
+  const boardsim::Time begin = board.now();
+  request(code);
+  outcome.took = board.now() - begin;
+  outcome.trace = board.trace();
+  outcome.replies = verdicts(station.bytes(), code == kPanAndTilt ? kRs485 : code);
+  outcome.left_open = left_open(board, outcome.trace);
+
+  board.clear_faults();
+  station.forget();
+  request(kTemperature);
+  const std::vector<std::string> next = verdicts(station.bytes(), kTemperature);
+  outcome.next = next.size() == 1 ? next.front() : std::to_string(next.size()) + " replies";
+  outcome.violations = board.violations();
+  station.reset();  // a close in good order would keep a port of the PC for a minute: runs are many
+  return outcome;
+}
