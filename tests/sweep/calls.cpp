@@ -39,6 +39,8 @@ const std::vector<FallibleCall> kCalls = {
     {"poll", false, {"ENOMEM"}, {"EINTR"}},
     {"recv", false, {"ECONNRESET", "EIO"}, {"EINTR"}, {"short 0", "short 1"}},
     {"send", false, {"EPIPE", "ECONNRESET"}, {"EINTR"}, {"short 1"}},
+    {"malloc", false, {"ENOMEM"}, {}},
+    {"calloc", false, {"ENOMEM"}, {}},
     {"system", false, {"EAGAIN", "ENOMEM"}, {}},
     {"mount", false, {"EBUSY", "ENXIO"}, {}},
     {"umount", false, {"EBUSY", "EIO"}, {}},

@@ -16,6 +16,7 @@
 #include "t1_sdk/boardtest/service/server.h"
 #include "tests/harness/framing.h"
 #include "tests/harness/station_link.h"
+#include "tests/sweep/allocations.h"
 
 namespace {
 
@@ -103,15 +104,18 @@ Outcome run(std::string_view family, int code, const std::string& fault, void (*
   boardsim::Board board(family);
   StationLink station;
   start_anew();
-  if (!fault.empty()) board.fault(fault);
+  if (!fault.empty() && !is_of_allocations(fault)) board.fault(fault);
   board.clear_trace();
   board.at(board.now() + 24h, late);
 
   Outcome outcome;
   const boardsim::Time begin = board.now();
+  begin_allocations(fault);
   request(code);
+  const std::vector<boardsim::Call> allocations = end_allocations();
   outcome.took = board.now() - begin;
   outcome.trace = board.trace();
+  outcome.trace.insert(outcome.trace.end(), allocations.begin(), allocations.end());
   outcome.replies = verdicts(station.bytes(), code == kPanAndTilt ? kRs485 : code);
   outcome.left_open = left_open(board, outcome.trace);
 

@@ -10,7 +10,7 @@
 /// What a station, and somebody who looks into the board, sees of a test.
 struct Outcome {
   std::vector<std::string> replies;     ///< "Pass", "Fail" or "?" each; "?" is no whole record, or another
-  std::vector<boardsim::Call> trace;    ///< the calls of the test
+  std::vector<boardsim::Call> trace;    ///< the calls of the test, allocations behind all others
   boardsim::Time took{};                ///< virtual time
   std::vector<std::string> left_open;   ///< nodes that are open behind it, sorted; "socket" for sockets
   std::vector<std::string> violations;  ///< calls that the board does not know
