@@ -9,13 +9,16 @@
 /// of this program ask for > 0, < 0 or < 1, so get() is compared as each of them needs.
 class Descriptor {
  public:
+  /// Takes over a descriptor, or the negative result of a call that should have opened one.
   explicit Descriptor(int fd) : fd_(fd) {}
   ~Descriptor() { close(); }
+  /// Takes over what `other` owns.
   Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
   Descriptor& operator=(Descriptor&&) = delete;
 
+  /// The number, as the opening call gave it; -1 when nothing is owned any more.
   int get() const { return fd_; }
 
   /// Closes now. Does nothing the second time.

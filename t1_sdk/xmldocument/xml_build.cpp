@@ -117,13 +117,11 @@ bool XmlDocument::x_PlaceForNew(bool bAddChild, int& iPosParent, int& iPosRel) {
   if (bAddChild && m_iPos == 0) return false;
   iPosParent = bAddChild ? m_iPos : m_iPosParent;
   iPosRel = bAddChild ? m_iPosChild : m_iPos;
-  if (iPosParent != 0) return true;
-  if (IsWellFormed()) return false;  // one root
-  x_Elem(0).nEndL = length_of(m_strDoc);
-  return true;
+  return iPosParent != 0 || !IsWellFormed();  // one root
 }
 
 int XmlDocument::x_Splice(int iPosParent, int iPosRel, bool bInsert, std::string text, const ElemPos& shape) {
+  if (iPosParent == 0) x_Elem(0).nEndL = length_of(m_strDoc);  // a root goes behind all that is there
   int nOffset = 0;
   x_LocateNew(iPosParent, iPosRel, nOffset, 0, bInsert ? 1 : 0);
 

@@ -27,13 +27,14 @@ enum XmlNodeType {
 struct ElemPos {
   int nStartL = 0;      ///< '<' of the start tag
   int nStartR = 0;      ///< '>' of the start tag
-  int nEndL = 0;        ///< '<' of the end tag; in <a/> the '/'
-  int nEndR = 0;        ///< '>' of the end tag; in <a/> equal to nStartR
+  int nEndL = 0;        ///< '<' of the end tag; in `<a/>` the '/'
+  int nEndR = 0;        ///< '>' of the end tag; in `<a/>` equal to nStartR
   int nReserved = 0;    ///< always 0
   int iElemParent = 0;  ///< the parent, 0 for the document
   int iElemChild = 0;   ///< the first child
   int iElemNext = 0;    ///< the next sibling
 
+  /// Forgets all; whether it stands for `<a/>`; moves a tag by `n` bytes.
   void Clear() { *this = ElemPos(); }
   bool IsEmptyElement() const { return nStartR == nEndL + 1; }
   void AdjustStart(int n) {
@@ -48,6 +49,7 @@ struct ElemPos {
 
 /// A cursor over the document text.
 struct TokenPos {
+  /// At the beginning of `text`, and back there.
   explicit TokenPos(const char* text) : szDoc(text) {}
   void Clear() { nL = nR = nNext = 0; }
   /// Whether the token is `szName`, up to its end or to one of " =/[" in it.
@@ -67,11 +69,14 @@ struct SavedPos {
   int iPosChild = 0;
 };
 
+/// A text and the index of its elements, with a position in it: a parent level, a main element on that level,
+/// and a current child of the main element. None of them need be there.
 class XmlDocument {
   std::string m_strDoc;
 
  public:
-  /// The text of the last parse error; empty after a SetDoc that met none.
+  /// The text of the last parse error; empty after a SetDoc that met none. Adding a sub-document leaves it
+  /// alone.
   std::string m_strError;
   /// The element index. Entry 0 is the document, elements follow from 1.
   std::vector<ElemPos> m_aPos;
@@ -125,11 +130,13 @@ class XmlDocument {
   bool InsertChildElem(const char* szName, const char* szData = nullptr);
   bool InsertChildElem(const char* szName, int nValue);
 
-  /// The value of an attribute with its escapes resolved; "" when the element lacks it or does not quote it.
+  /// The value of an attribute with its escapes resolved; "" when the element lacks it or does not quote it,
+  /// and for a name that is null or empty.
   std::string GetAttrib(const char* szAttrib) const;
   std::string GetChildAttrib(const char* szAttrib) const;
-  /// Changes an attribute, or adds it behind the others; the value is escaped. False without the element, for
-  /// a name that is null or empty, and for a value that reaches beyond its tag (a '>' in quotes ends a tag).
+  /// Changes an attribute, or adds it at the end of the start tag, which is its first '>', even one in
+  /// quotes; the value is escaped. False without the element, for a name that is null or empty, and for a
+  /// value that is there and reaches beyond its tag.
   bool SetAttrib(const char* szAttrib, const char* szValue);
   bool SetAttrib(const char* szAttrib, int nValue);
   bool SetChildAttrib(const char* szAttrib, const char* szValue);
@@ -165,9 +172,10 @@ class XmlDocument {
   bool InsertChildSubDoc(const char* szSubDoc);
 
   /// Reads a file and parses it as SetDoc does; a file that cannot be read whole or parsed leaves the
-  /// document empty and gives false.
+  /// document empty and gives false; what could not be parsed is said in m_strError. A pipe gives false at
+  /// once.
   bool Load(const char* szFileName);
-  /// Writes the text to a file. False when it cannot be opened or written.
+  /// Writes the text to a file. False when it cannot be opened or written; a pipe that nobody reads is one.
   bool Save(const char* szFileName) const;
 
  protected:
@@ -189,9 +197,9 @@ class XmlDocument {
   bool x_AddElem(const char* szName, const char* szValue, bool bInsert, bool bAddChild);
   /// Whether an element may be added: its parent and the element that its place is relative to.
   bool x_PlaceForNew(bool bAddChild, int& iPosParent, int& iPosRel);
-  /// Splices the text of a new element in, whose positions in that text `elem` holds, and links it. Its
+  /// Splices the text of a new element in, whose positions in that text `shape` holds, and links it. Its
   /// index.
-  int x_Splice(int iPosParent, int iPosRel, bool bInsert, std::string text, const ElemPos& elem);
+  int x_Splice(int iPosParent, int iPosRel, bool bInsert, std::string text, const ElemPos& shape);
   void x_MakeCurrent(int iPos, bool bAddChild);
   bool x_AddSubDoc(const char* szSubDoc, bool bInsert, bool bAddChild);
   std::string x_GetSubDoc(int iPos) const;

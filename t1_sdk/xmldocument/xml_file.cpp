@@ -11,17 +11,18 @@ namespace {
 
 using File = std::unique_ptr<std::FILE, decltype(&std::fclose)>;
 
-/// Opens a file to read; a pipe without a writer is not waited for.
-File open_to_read(const char* name) {
-  const int fd = name == nullptr ? -1 : open(name, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  std::FILE* const stream = fd < 0 ? nullptr : fdopen(fd, "rb");
+/// Opens a file; the other end of a pipe is not waited for, neither now nor when it does not read.
+File open_file(const char* name, int flags, const char* mode) {
+  constexpr mode_t kPermissions = 0666;  // less what the process leaves out
+  const int fd = name == nullptr ? -1 : open(name, flags | O_NONBLOCK | O_CLOEXEC, kPermissions);
+  std::FILE* const stream = fd < 0 ? nullptr : fdopen(fd, mode);
   if (fd >= 0 && stream == nullptr) close(fd);
   return {stream, &std::fclose};
 }
 
 /// Reads a whole file; false when it has no size, is too large, or ends before its size.
 bool read_whole(const char* name, std::string& text) {
-  const File file = open_to_read(name);
+  const File file = open_file(name, O_RDONLY, "rb");
   if (file == nullptr || std::fseek(file.get(), 0, SEEK_END) != 0) return false;
   const long size = std::ftell(file.get());
   if (size < 0 || size >= std::numeric_limits<int>::max() || std::fseek(file.get(), 0, SEEK_SET) != 0) {
@@ -35,15 +36,19 @@ bool read_whole(const char* name, std::string& text) {
 
 bool XmlDocument::Load(const char* szFileName) {
   std::string text;
-  if (read_whole(szFileName, text) && SetDoc(text.c_str())) return true;
+  std::string error;
+  if (read_whole(szFileName, text)) {
+    if (SetDoc(text.c_str())) return true;
+    error = m_strError;
+  }
   SetDoc(nullptr);
+  m_strError = error;  // it is the last parse error, and no parse that succeeded has followed it
   return false;
 }
 
 bool XmlDocument::Save(const char* szFileName) const {
-  if (szFileName == nullptr) return false;
-  std::FILE* const file = std::fopen(szFileName, "wb");
+  File file = open_file(szFileName, O_WRONLY | O_CREAT | O_TRUNC, "wb");
   if (file == nullptr) return false;
-  const bool written = std::fwrite(m_strDoc.data(), 1, m_strDoc.size(), file) == m_strDoc.size();
-  return std::fclose(file) == 0 && written;  // what is still in the buffer is written now
+  const bool written = std::fwrite(m_strDoc.data(), 1, m_strDoc.size(), file.get()) == m_strDoc.size();
+  return std::fclose(file.release()) == 0 && written;  // what is still in the buffer is written now
 }

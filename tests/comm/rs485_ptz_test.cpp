@@ -35,11 +35,16 @@ class Rs485PtzTest : public Rs485Run {
  protected:
   Rs485PtzTest() { gpio_pin_cfg(); }
 
-  /// What the camera's pan-and-tilt head has been sent.
+  /// What the camera's pan-and-tilt head has been sent. One read may give less: the PC passes the bytes of a
+  /// terminal on in pieces, and all of them only to a read that finds nothing.
   std::string sent() {
+    std::string all;
     std::array<char, 4096> buffer{};
-    const ssize_t size = ::read(board.terminal(), buffer.data(), buffer.size());
-    return size < 0 ? "" : std::string(buffer.data(), static_cast<std::size_t>(size));
+    for (;;) {
+      const ssize_t size = ::read(board.terminal(), buffer.data(), buffer.size());
+      if (size <= 0) return all;
+      all.append(buffer.data(), static_cast<std::size_t>(size));
+    }
   }
 };
 

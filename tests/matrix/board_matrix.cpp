@@ -24,12 +24,13 @@ struct Row {
   Names families;  ///< empty: every family
 };
 
+// tests/docs_test.sh reads these and the rows line by line.
+// clang-format off
 const Names kNobody = {"-"};
 const Names kCcd = {"6455", "6485", "6484"};
 const Names kExpandable = {"normal", "6455", "6485", "6484"};
 const Names kModels = {"normal", "k", "6444", "6444-j", "ma", "65xx", "6455", "6485", "65xx-level", "6484"};
 
-// clang-format off
 const std::vector<Row> kRows = {
     {  -16, "RS485 pan and tilt", {}},
     {  -15, "restart", {}},

@@ -9,7 +9,8 @@
 #include <stdexcept>
 
 #include "boardsim/board.h"
-#include "boardsim/core/state.h"
+#include "boardsim/core/families.h"
+#include "boardsim/jigs/wiring.h"
 #include "t1_sdk/boardtest/peripheral/alarm.h"
 #include "tests/harness/console.h"
 #include "tests/harness/station_link.h"
@@ -57,6 +58,14 @@ std::string where(const boardsim::JigInput& input, std::uint32_t type) {
 std::string where(const boardsim::JigOutput& output) {
   return std::to_string(static_cast<int>(output.driver)) + "/" + std::to_string(output.number) + "/" +
          std::to_string(output.mask) + (output.inverted ? " " + std::string(output.name) : "");
+}
+
+const boardsim::Jig& jig_of(std::uint32_t type, std::string_view name) {
+  return std::ranges::find_if(boardsim::jig_choices(),
+                              [&](const boardsim::JigChoice& choice) {
+                                return boardsim::fits(choice, type) && choice.jig.name == name;
+                              })
+      ->jig;
 }
 
 bool is_wired(const boardsim::Jig& jig, const boardsim::JigInput& input) {
@@ -132,8 +141,8 @@ const std::vector<TestedBoard>& tested_boards() {
 std::vector<JigFault> faults_of(const TestedBoard& board, int code) {
   boardsim::Board simulated(board.family);
   plug_in(simulated, board, code);
-  const boardsim::Jig& jig = simulated.state().devices.bench.jig();
   const std::uint32_t type = boardsim::boot_type(simulated.boot_block());
+  const boardsim::Jig& jig = jig_of(type, simulated.jig());
   std::vector<JigFault> faults;
   const auto add = [&](const std::string& before, std::string_view name, const std::string& place,
                        const std::string& behind) {

@@ -8,7 +8,7 @@
 #include "t1_sdk/boardtest/peripheral/alarm.h"
 #include "tests/harness/console.h"
 #include "tests/harness/on_board.h"
-#include "tests/peripheral/hardware_script.h"
+#include "tests/peripheral/alarm_relay_script.h"
 #include "tests/platform/open_node.h"
 
 namespace {
@@ -41,24 +41,6 @@ class RelayCheckTest : public OnBoard {
 };
 
 // ---- one relay ----------------------------------------------------------------------------
-
-/// One repetition that passes, as the hardware sees it.
-void one_relay_script(HardwareScript& it, unsigned in, unsigned out, unsigned relay) {
-  it.drive(relay, 0);
-  it.drive(out, 0);
-  it.wait(500ms);
-  it.read(in);
-  it.drive(relay, 1);
-  it.wait(500ms);
-  it.drive(out, 0);
-  it.wait(500ms);
-  it.read(in);
-  it.wait(500ms);
-  it.drive(out, 1);
-  it.wait(500ms);
-  it.read(in);
-  it.wait(500ms);
-}
 
 class OneRelayTest : public RelayCheckTest {
  protected:

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "t1_sdk/boardtest/peripheral/alarm.h"
+#include "tests/peripheral/alarm_relay_script.h"
 #include "tests/peripheral/alarm_reports.h"
 
 namespace {
@@ -36,22 +37,7 @@ class AlarmRelayTest : public AlarmRun {
     it.input(in);
     it.output(out, 0);
     it.output(relay, 0);
-    for (int repetition = 0; repetition < 2; ++repetition) {
-      it.drive(relay, 0);
-      it.drive(out, 0);
-      it.wait(500ms);
-      it.read(in);
-      it.drive(relay, 1);
-      it.wait(500ms);
-      it.drive(out, 0);
-      it.wait(500ms);
-      it.read(in);
-      it.wait(500ms);
-      it.drive(out, 1);
-      it.wait(500ms);
-      it.read(in);
-      it.wait(500ms);
-    }
+    for (int repetition = 0; repetition < 2; ++repetition) one_relay_script(it, in, out, relay);
   }
   /// Two repetitions of the port behind two relays: {relay 78, relay 79, pause, output 76, rest}.
   static void two_relay_script(HardwareScript& it) {

@@ -306,6 +306,21 @@ TEST_F(AppChannelTest, ASocketThatCannotBeMadeIsReportedAlike) {
   EXPECT_EQ(board.app_commands(), Commands{});
 }
 
+TEST_F(AppChannelTest, ACommandThatDoesNotGoOutWholeIsNotWaitedFor) {
+  for (const char* const fault :
+       {"send #1 ECONNRESET", "send #1 EINTR", "send #1 short 0", "send #1 short 11"}) {
+    SCOPED_TRACE(fault);
+    board.fault(fault);
+    enableAPPCMD(kPause, 0);
+    EXPECT_EQ(console.out(), "");
+    EXPECT_TRUE(nothing_stored());
+    EXPECT_EQ(board.app_commands(), Commands{});
+    EXPECT_EQ(calls("recv"), 0U);
+    expect_all_closed();
+    board.clear_faults();
+  }
+}
+
 TEST_F(AppChannelTest, AFailedReadEndsTheCommand) {
   for (const char* const fault : {"recv #1 ECONNRESET", "recv #1 EINTR"}) {
     SCOPED_TRACE(fault);

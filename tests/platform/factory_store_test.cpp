@@ -200,6 +200,9 @@ TEST_F(FlashStoreTest, WithoutMemoryForTheBlocksNothingIsOpenedAndTheCodeIsMinus
   rlimit tight = limit;
   tight.rlim_cur = pages * 4096 + 0x80000;
   ASSERT_EQ(setrlimit(RLIMIT_AS, &tight), 0);
+  rlimit taken{};
+  ASSERT_EQ(getrlimit(RLIMIT_AS, &taken), 0);
+  if (taken.rlim_cur != tight.rlim_cur) GTEST_SKIP() << "an emulator gives all the memory that there is";
   const int result = save(0, 0, whole);
   ASSERT_EQ(setrlimit(RLIMIT_AS, &limit), 0);
 

@@ -282,6 +282,26 @@ TEST_P(TransferTest, AStationThatReadsTooLittleDoesNotExtendThe100Seconds) {
   EXPECT_EQ(elapsed(), 100s);
 }
 
+TEST_P(TransferTest, BehindASendThatTookLongerThan100SecondsNothingMoreIsWaitedFor) {
+  constexpr int kTaken = 2 << 20;  // more than a connection holds
+  board.fault("send #1 short " + std::to_string(kTaken));
+  wire::fill(g_iSockClient);
+  boardsim::Time last_reading{};
+  for (int reading = 0; reading < 1000; ++reading) {
+    const auto when = 1s + 150s * reading;
+    board.at(start + when, [this, when, &last_reading] {
+      station.forget();
+      wire::wait_until_writable(g_iSockClient);
+      last_reading = when;
+    });
+  }
+  const int written = write(std::string(kTaken + 1, 'x'));
+  EXPECT_TRUE(written == -1 || written == kTaken + 1) << "whether the last byte still finds room";
+  EXPECT_GT(elapsed(), 100s);
+  EXPECT_EQ(elapsed(), last_reading);
+  EXPECT_EQ(calls("select"), 2U) << "looked at once more, with no time left";
+}
+
 TEST_P(TransferTest, ASocketThatNoSelectCanWatchIsNotWrittenTo) {
   for (const int socket : {-1, INT32_MIN, 1024, INT32_MAX}) {
     errno = 0;

@@ -115,10 +115,9 @@ TEST_P(EveryCodeTest, PrintsItsNameAndRunsItsTestWhichReplies) {
   expect_open(left_open(row.code));
 }
 
-TEST(EveryCodeTableTest, HasTheFortyThreeCodesOnceEach) {
+TEST(EveryCodeTableTest, HasEachCodeOnceAndInOrder) {
   std::vector<int> codes;
   for (const CodeRow& row : kCodes) codes.push_back(row.code);
-  EXPECT_EQ(codes.size(), 43U);
   EXPECT_TRUE(std::ranges::is_sorted(codes));
   EXPECT_EQ(std::ranges::adjacent_find(codes), codes.end());
 }

@@ -206,6 +206,15 @@ TEST_F(HeartbeatTest, HeartbeatsOneAfterTheOtherDoNotPileUp) {
   EXPECT_EQ(elapsed(), 0s);
 }
 
+TEST_F(HeartbeatTest, AHeartbeatThatWasNeverStartedNeedsNoEnd) {
+  {
+    Heartbeat heartbeat;
+    heartbeat.stop();
+  }
+  EXPECT_EQ(prompts(), 0U);
+  EXPECT_EQ(elapsed(), 0s);
+}
+
 TEST_F(HeartbeatTest, AThreadThatCannotBeCreatedIsNoHeartbeat) {
   board.fault("thread #1 EAGAIN");
   Heartbeat heartbeat;

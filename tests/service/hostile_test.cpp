@@ -13,19 +13,23 @@ using namespace std::chrono_literals;
 
 /// What the process holds at a moment at which nothing is going on.
 struct Holdings {
-  std::size_t bytes;  ///< allocated from the heap
+  std::size_t bytes;  ///< allocated from the heap; 0 under a sanitizer, whose heap does not tell
   std::ptrdiff_t descriptors;
   int threads;
 };
 
-// How far a thread has come in its end makes some bytes of difference. One lost block per connection, or per
-// prompt, would be thousands.
-constexpr double kSomeBytes = 2000;
+// How far a thread has come in its end makes some bytes of difference. The smallest block that can leak takes
+// 32: one lost for each connection, prompt or request would be tens of thousands.
+constexpr double kSomeBytes = 1000;
 
+/// To be the last of a test.
 void expect_same(const Holdings& after, const Holdings& before) {
-  EXPECT_NEAR(static_cast<double>(after.bytes), static_cast<double>(before.bytes), kSomeBytes);
   EXPECT_EQ(after.descriptors, before.descriptors);
   EXPECT_EQ(after.threads, before.threads);
+  ::testing::Test::RecordProperty("bytes_before", std::to_string(before.bytes));
+  ::testing::Test::RecordProperty("bytes_after", std::to_string(after.bytes));
+  if (after.bytes == 0) GTEST_SKIP() << "all but the memory was compared: a sanitizer's heap does not tell";
+  EXPECT_NEAR(static_cast<double>(after.bytes), static_cast<double>(before.bytes), kSomeBytes);
 }
 
 class HostileTest : public ServerTest {
@@ -53,7 +57,7 @@ TEST_F(HostileTest, ADayOfPromptsAndRequestsLeavesMemoryAndDescriptorsAsTheyWere
   Holdings before{};
   Holdings after{};
   long prompted = 0;
-  every(25min, 10min, 24h, [&] { station.request(7426); });
+  every(1min, 30s, 24h, [&] { station.request(7426); });
   every(1h, 1h, 23h, [&] {
     prompted += prompts(station);
     const Holdings now = holdings(&station);
@@ -63,10 +67,10 @@ TEST_F(HostileTest, ADayOfPromptsAndRequestsLeavesMemoryAndDescriptorsAsTheyWere
   });
   at(24h, [&] { station.request(kQuit); });
   run();
-  expect_same(after, before);
   EXPECT_GE(prompted, 23 * 720);
   EXPECT_LE(prompted, 23 * 720 + 1);
   EXPECT_EQ(elapsed(), 24h + 1s);
+  expect_same(after, before);
 }
 
 TEST_F(HostileTest, TenThousandConnectionsInARowLeaveMemoryAndDescriptorsAsTheyWere) {
@@ -93,17 +97,43 @@ TEST_F(HostileTest, TenThousandConnectionsInARowLeaveMemoryAndDescriptorsAsTheyW
     }
   });
   EXPECT_EQ(run_server(), -1);
-  expect_same(after, before);
   EXPECT_TRUE(station->closed_by_board());
   delete station;
   EXPECT_EQ(printed(kHeartbeatStarted), kConnections);
+  expect_same(after, before);
 }
 
-TEST_F(HostileTest, AStationThatNeverReadsLosesItsReplyAfter100SecondsAndTheNextOneIsServed) {
+TEST_F(HostileTest, StationsThatNeverReadLoseTheirRepliesAfter100SecondsAndLeaveNothingBehind) {
+  constexpr int kStations = 100;
+  board.fault("accept #" + std::to_string(kStations + 1) + " EMFILE");
+  auto deaf = std::make_unique<Station>();
+  Holdings before{};
+  Holdings after{};
+  int served = 0;
+  every(1000s, 0s, 1000s * (kStations - 1), [&] {
+    deaf = std::make_unique<Station>();
+    deaf->connect(address, kPort);
+    at(elapsed() + 2s, [] { wire::fill(g_iSockClient); });
+    at(elapsed() + 3s, [&] { deaf->request(7426); });
+    at(elapsed() + 103s - 1ms, [&] { EXPECT_EQ(calls("send"), 3U) << "banner, menu, prompt"; });
+    at(elapsed() + 150s, [&] {
+      const Holdings now = holdings(nullptr);
+      ++served;
+      if (served <= kStations / 4) before = now;
+      after = now;
+    });
+    at(elapsed() + 210s, [&] { deaf->reset(); });
+  });
+  EXPECT_EQ(run_server(), -1);
+  EXPECT_EQ(printed("T1_TESTCODE_TEMP"), kStations);
+  EXPECT_EQ(elapsed(), 1000s * (kStations - 1) + 210s);
+  expect_same(after, before);
+}
+
+TEST_F(HostileTest, AStationAfterOneThatNeverReadsIsServed) {
   Station& deaf = connect_at(0s);
   at(2s, [] { wire::fill(g_iSockClient); });
   at(3s, [&] { deaf.request(7426); });
-  at(103s - 1ms, [&] { EXPECT_EQ(calls("send"), 3U) << "banner, menu, prompt"; });
   at(210s, [&] { deaf.reset(); });
   Station& next = connect_at(220s, [](Station& self) { self.request(7426); });
   at(222s, [&] { next.request(kQuit); });

@@ -88,6 +88,13 @@ TEST_F(TtyTest, TheSpeedIsSetInBothDirections) {
   EXPECT_EQ(console.out(), "");
 }
 
+TEST_F(TtyTest, TheSpeedThatDropsTheLineReachesTheLineToo) {
+  tty_speed_set(fd, B9600);
+  EXPECT_EQ(tty_speed_set(fd, B0), 0);  // input at B0 means: as output
+  const termios now = settings();
+  EXPECT_EQ(cfgetospeed(&now), static_cast<speed_t>(B0));
+}
+
 TEST_F(TtyTest, TheSpeedChangesNothingElse) {
   termios expected = all_set();
   set(expected);

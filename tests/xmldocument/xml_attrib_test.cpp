@@ -119,9 +119,23 @@ TEST_F(XmlAttribTest, AQuestionMarkEndsTheTag) {
 }
 
 TEST_F(XmlAttribTest, AValueWhoseQuotationMarkIsMissingStaysInsideTheText) {
-  const std::string value = attrib_of("<r a=\"x></r>", "a");
-  EXPECT_EQ(value.substr(0, 5), "x></r");
-  EXPECT_LE(value.size(), 6U);
+  EXPECT_EQ(attrib_of("<r a=\"x></r>", "a"), "x></r>") << "up to the last character";
+  EXPECT_EQ(attrib_of("<r a='></r>\r\n", "a"), "></r>\r\n");
+}
+
+TEST_F(XmlAttribTest, BehindAMissingQuotationMarkThereAreNoAttributes) {
+  EXPECT_EQ(attrib_of("<r a=\"x b='2'></r>", "b"), "");
+  EXPECT_EQ(names_of("<r a=\"x b='2'></r>"), (Names{"a"}));
+  ASSERT_TRUE(doc.SetAttrib("b", "3"));
+  EXPECT_EQ(doc.GetDoc(), "<r a=\"x b='2' b=\"3\"></r>");
+}
+
+TEST_F(XmlAttribTest, ANameThatIsNoneIsNoAttribute) {
+  start_from("<r a=\"1\" b=\"2\"><c d=\"3\"/></r>", "c");
+  for (const char* name : {static_cast<const char*>(nullptr), ""}) {
+    EXPECT_EQ(doc.GetAttrib(name), "");
+    EXPECT_EQ(doc.GetChildAttrib(name), "");
+  }
 }
 
 // --- Whose attribute ---
@@ -336,6 +350,14 @@ TEST_F(XmlAttribTest, AValueThatReachesBeyondItsTagIsNotSet) {
     EXPECT_FALSE(doc.SetAttrib("a", "1")) << "the tag ends at the first bracket";
     expect_text(text);
   }
+}
+
+TEST_F(XmlAttribTest, ANewAttributeGoesBeforeABracketInQuotesThatEndsTheTag) {
+  start_from("<r a=\">\">x</r>");
+  EXPECT_TRUE(doc.SetAttrib("b", "2"));
+  expect_text("<r a=\" b=\"2\">\">x</r>");
+  EXPECT_EQ(doc.GetAttrib("a"), " b=") << "the other value is lost";
+  EXPECT_EQ(doc.GetAttrib("b"), "") << "and the new one is not found";
 }
 
 TEST_F(XmlAttribTest, EverythingBehindANewAttributeMovesAndNothingBeforeIt) {

@@ -55,6 +55,20 @@ TEST_F(XmlDataTest, AnEmptyElementKeepsItsAttributesAndBlanksWhenItIsOpened) {
   EXPECT_EQ(doc.GetAttrib("b"), "/");
 }
 
+TEST_F(XmlDataTest, OfTwoSlashesAnEmptyElementKeepsOneWhenItIsOpened) {
+  start_from("<a//>");
+  EXPECT_TRUE(doc.SetData("x"));
+  EXPECT_EQ(doc.GetDoc(), "<a/>x</a>");
+  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 3, 5, 8})) << "the element is open where it stands";
+  EXPECT_TRUE(doc.SetData("yy"));
+  EXPECT_EQ(doc.GetDoc(), "<a/>yy</a>");
+  ASSERT_TRUE(doc.SetDoc(doc.GetDoc().c_str()));
+  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 3, 2, 3})) << "parsed anew, it is empty";
+  start_from("<a//>");
+  EXPECT_TRUE(doc.AddChildElem("b"));
+  EXPECT_EQ(doc.GetDoc(), "<a/>\r\n<b/>\r\n</a>");
+}
+
 TEST_F(XmlDataTest, AnElementOfNothingTakesData) {
   start_from("<r a=\"1\"></r>");
   EXPECT_TRUE(doc.SetData("x"));

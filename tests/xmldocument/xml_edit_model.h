@@ -2,9 +2,11 @@
 // stands. What an edited document must be equal to after each operation.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -32,38 +34,69 @@ inline std::string escaped(const std::string& data, bool in_attribute = false) {
   return text;
 }
 
-/// The inverse of that. Other escapes stay as they are.
+/// The inverse of that, with the numeric references that the documents by chance have. Others stay as they
+/// are.
 inline std::string unescaped(const std::string& text) {
-  static const std::pair<std::string, char> kEscapes[] = {
-      {"&lt;", '<'}, {"&amp;", '&'}, {"&gt;", '>'}, {"&apos;", '\''}, {"&quot;", '"'}};
+  static const std::pair<std::string, std::string> kEscapes[] = {
+      {"&lt;", "<"},    {"&amp;", "&"},         {"&gt;", ">"},          {"&apos;", "'"},
+      {"&quot;", "\""}, {"&#65;", "A"},         {"&#x7e;", "~"},        {"&#60;", "<"},
+      {"&#38;", "&"},   {"&#300;", "\xC4\xAC"}, {"&#xE9;", "\xC3\xA9"}, {"&#x4E2D;", "\xE4\xB8\xAD"}};
   std::string data;
   for (std::size_t i = 0; i < text.size();) {
     std::size_t taken = 1;
-    char c = text[i];
-    for (const auto& [escape, meaning] : kEscapes) {
+    std::string meaning(1, text[i]);
+    for (const auto& [escape, stands_for] : kEscapes) {
       if (text.compare(i, escape.size(), escape) != 0) continue;
       taken = escape.size();
-      c = meaning;
+      meaning = stands_for;
     }
-    data += c;
+    data += meaning;
     i += taken;
   }
   return data;
 }
 
-struct ModelAttrib {
-  std::string before;  ///< the blanks before the name
-  std::string name;
-  std::string equals;  ///< the equals sign and the blanks around it
-  char mark = '"';
-  std::string text;  ///< the value as it stands
+/// A word of a start tag: a name, a mark of its own, or what stands in quotation marks.
+struct ModelToken {
+  std::size_t begin = 0;
+  std::size_t end = 0;  ///< behind its last character, before the closing mark
+  bool quoted = false;
+  std::string text;
+
+  /// Whether it is the end of a tag.
+  bool ends_tag() const {
+    return !quoted && !text.empty() && std::string(">/?").find(text[0]) != std::string::npos;
+  }
+  bool is_name() const { return !quoted && text != "="; }
 };
+
+/// The next word from `at` on, and `at` behind it; nothing at the end of the text.
+inline std::optional<ModelToken> next_token(const std::string& text, std::size_t& at) {
+  static const std::string kBlanks = " \t\r\n";
+  static const std::string kMarks = "<>=\\/?!";
+  const auto found = [&](std::size_t place) { return place == std::string::npos ? text.size() : place; };
+  at = found(text.find_first_not_of(kBlanks, at));
+  if (at == text.size()) return std::nullopt;
+  ModelToken token;
+  token.quoted = text[at] == '"' || text[at] == '\'';
+  if (token.quoted) {
+    token.begin = at + 1;
+    token.end = found(text.find(text[at], token.begin));
+  } else {
+    token.begin = at;
+    const bool alone = kMarks.find(text[at]) != std::string::npos;
+    token.end = alone ? at + 1 : found(text.find_first_of(kBlanks + kMarks, at + 1));
+  }
+  token.text = text.substr(token.begin, token.end - token.begin);
+  at = token.quoted ? std::min(token.end + 1, text.size()) : token.end;
+  return token;
+}
 
 struct ModelNode {
   std::string name;
-  std::vector<ModelAttrib> attribs;
-  std::string blanks;  ///< before the end of the start tag
-  bool empty = true;   ///< written <a/>
+  std::string tag;      ///< the start tag without its end
+  std::string end_tag;  ///< of one that is not empty
+  bool empty = true;    ///< written <a/>
   ModelNode* parent = nullptr;
   std::vector<std::unique_ptr<ModelNode>> children;
   std::vector<std::string> gaps = {""};  ///< the text before each child and behind the last
@@ -84,25 +117,18 @@ struct ModelNode {
     while (children[place].get() != child) ++place;
     return place;
   }
-  ModelAttrib* attrib(const std::string& wanted) {
-    for (ModelAttrib& one : attribs) {
-      if (one.name == wanted) return &one;
-    }
-    return nullptr;
+  /// Gives it a content.
+  void open(const std::string& first_gap) {
+    if (empty) end_tag = "</" + name + ">";
+    empty = false;
+    gaps = {first_gap};
   }
   std::string content() const {
     std::string text;
     for (std::size_t i = 0; i < children.size(); ++i) text += gaps[i] + children[i]->written();
     return text + gaps.back();
   }
-  std::string written() const {
-    std::string text = "<" + name;
-    for (const ModelAttrib& one : attribs) {
-      text += one.before + one.name + one.equals + one.mark + one.text + one.mark;
-    }
-    text += blanks;
-    return empty ? text + "/>" : text + ">" + content() + "</" + name + ">";
-  }
+  std::string written() const { return empty ? tag + "/>" : tag + ">" + content() + end_tag; }
 };
 
 class EditModel {
@@ -122,10 +148,7 @@ class EditModel {
     if (as_child ? at.main == nullptr : at.level == &top && !top.children.empty()) return false;
     ModelNode* const parent = as_child ? at.main : at.level;
     const ModelNode* const reference = as_child ? at.child : at.main;
-    if (parent != &top && (parent->empty || parent->content().empty())) {
-      parent->empty = false;
-      parent->gaps = {"\r\n"};
-    }
+    if (parent != &top && (parent->empty || parent->content().empty())) parent->open("\r\n");
     std::size_t gap = insert ? 0 : parent->children.size();
     bool at_end_of_gap = !insert;
     if (reference != nullptr) {
@@ -143,19 +166,19 @@ class EditModel {
   }
   bool set_attrib(ModelNode* node, const std::string& name, const std::string& value) {
     if (node == nullptr) return false;
-    if (ModelAttrib* const found = node->attrib(name)) {
-      found->text = escaped(value, true);
-      return true;
+    const std::size_t start = start_of(node);
+    if (const std::optional<ModelToken> found = value_of(node, name)) {
+      if (found->end > start + node->tag.size()) return false;
+      node->tag.replace(found->begin - start, found->end - found->begin, escaped(value, true));
+    } else {
+      node->tag += " " + name + "=\"" + escaped(value, true) + "\"";
     }
-    node->attribs.push_back({node->blanks + " ", name, "=", '"', escaped(value, true)});
-    node->blanks.clear();
     return true;
   }
   bool set_data(ModelNode* node, const std::string& data, bool section) {
     if (node == nullptr || !node->children.empty()) return false;
     const bool fits = section && data.find("]]>") == std::string::npos;
-    node->gaps = {fits ? "<![CDATA[" + data + "]]>" : escaped(data)};
-    node->empty = false;
+    node->open(fits ? "<![CDATA[" + data + "]]>" : escaped(data));
     return true;
   }
   bool remove(bool as_child) {
@@ -199,8 +222,30 @@ class EditModel {
     return found != saved.end();
   }
   void reset() { at = {&top, nullptr, nullptr}; }
+  /// A new text forgets all names, and the position is at its start.
+  void forget_position() {
+    reset();
+    saved.clear();
+    gone.clear();
+  }
+  /// Takes over all but the names. Where those lead in another document is a matter of its own.
+  void take_over(EditModel& other) {
+    top.children = std::move(other.top.children);
+    top.gaps = std::move(other.top.gaps);
+    for (const auto& child : top.children) child->parent = &top;
+    at = other.at;
+    if (at.level == &other.top) at.level = &top;
+    for (const auto& entry : saved) gone.insert(entry.first);
+    saved.clear();
+  }
 
   std::string text() const { return top.content(); }
+  /// What a parser must see to find just the elements of the index: an element that stands before the root,
+  /// where another root was removed, is not one of them.
+  std::string indexed_text() const {
+    if (top.children.empty()) return "";
+    return std::string(top.gaps.front().size(), ' ') + text().substr(top.gaps.front().size());
+  }
   static std::string sub_doc(const ModelNode* node) {
     if (node == nullptr) return "";
     const std::string& gap = node->parent->gaps[node->parent->place_of(node) + 1];
@@ -212,9 +257,24 @@ class EditModel {
     if (text.rfind("<![CDATA[", 0) == 0) return text.substr(9, text.find("]]>") - 9);
     return unescaped(text);
   }
-  static std::string attrib(ModelNode* node, const std::string& name) {
-    const ModelAttrib* const found = node == nullptr ? nullptr : node->attrib(name);
-    return found == nullptr ? "" : unescaped(found->text);
+  std::string attrib(const ModelNode* node, const std::string& name) const {
+    const std::optional<ModelToken> found = node == nullptr ? std::nullopt : value_of(node, name);
+    return found ? unescaped(found->text) : "";
+  }
+  /// Each name is looked for behind the one before and what follows that.
+  std::vector<std::string> attrib_names(const ModelNode* node) const {
+    std::vector<std::string> names;
+    const std::string document = text();
+    std::size_t place = node == nullptr ? document.size() : start_of(node) + 1;
+    for (;;) {
+      std::optional<ModelToken> token = next_token(document, place);
+      if (!token || token->ends_tag()) return names;
+      do {
+        token = next_token(document, place);
+        if (!token || token->ends_tag()) return names;
+      } while (!token->is_name());
+      names.push_back(token->text);
+    }
   }
 
   ModelNode top;
@@ -223,6 +283,34 @@ class EditModel {
   std::set<std::string> gone;             ///< names of positions whose elements are not
 
  private:
+  /// Where a node's start tag is in the text.
+  std::size_t start_of(const ModelNode* node) const {
+    std::size_t start = 0;
+    for (; node != &top; node = node->parent) {
+      const ModelNode* const parent = node->parent;
+      if (parent != &top) start += parent->tag.size() + 1;
+      for (std::size_t i = 0;; ++i) {
+        start += parent->gaps[i].size();
+        if (parent->children[i].get() == node) break;
+        start += parent->children[i]->written().size();
+      }
+    }
+    return start;
+  }
+  /// The value of an attribute: what stands in quotation marks two words behind the first word that is its
+  /// name.
+  std::optional<ModelToken> value_of(const ModelNode* node, const std::string& name) const {
+    const std::string document = text();
+    std::size_t place = start_of(node) + 1;
+    std::size_t named = 0;
+    for (std::size_t count = 0;; ++count) {
+      const std::optional<ModelToken> token = next_token(document, place);
+      if (!token || token->ends_tag()) return std::nullopt;
+      if (count == 0) continue;
+      if (named == 0 && !token->quoted && token->text == name) named = count;
+      if (named != 0 && token->quoted && count == named + 2) return token;
+    }
+  }
   /// The blanks at the start of a gap, if a tag or the end of the text follows them.
   static std::size_t skipped(const std::string& gap) {
     const std::size_t blanks = gap.find_first_not_of(" \t\r\n");

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 #include <utility>
 #include <vector>
@@ -55,27 +56,52 @@ class XmlEditTest : public testing::Test {
   }
 };
 
+/// One entry of the index, field by field.
+using Fields = std::array<int, 8>;
+
+inline std::vector<Fields> all_fields(const XmlDocument& doc) {
+  std::vector<Fields> entries;
+  for (const ElemPos& e : doc.m_aPos) {
+    entries.push_back(
+        {e.nStartL, e.nStartR, e.nEndL, e.nEndR, e.nReserved, e.iElemParent, e.iElemChild, e.iElemNext});
+  }
+  return entries;
+}
+
 /// Everything that an operation which is refused leaves alone.
 struct Trace {
-  explicit Trace(EditDocument& doc)
+  explicit Trace(const EditDocument& doc)
       : text(doc.GetDoc()),
-        visits(walk(doc)),
+        error(doc.m_strError),
+        index(all_fields(doc)),
         next_free(doc.next_free()),
+        level(level_of(doc)),
         tag_name(doc.GetTagName()),
         element(doc.GetSubDoc()),
         child(doc.GetChildSubDoc()) {}
   bool operator==(const Trace&) const = default;
   friend void PrintTo(const Trace& trace, std::ostream* out) {
-    *out << testing::PrintToString(trace.text) << ' ' << testing::PrintToString(trace.visits) << " next "
-         << trace.next_free << " at " << trace.tag_name << ": " << trace.element << " / " << trace.child;
+    *out << testing::PrintToString(trace.text) << " error " << testing::PrintToString(trace.error)
+         << " index " << testing::PrintToString(trace.index) << " next " << trace.next_free << " in "
+         << trace.level << " at " << trace.tag_name << ": " << trace.element << " / " << trace.child;
   }
 
   std::string text;
-  std::vector<Visit> visits;
+  std::string error;
+  std::vector<Fields> index;
   int next_free = 0;
+  std::string level;
   std::string tag_name;
   std::string element;
   std::string child;
+
+ private:
+  /// The text of the parent, "" at document level.
+  static std::string level_of(const EditDocument& doc) {
+    EditDocument copy;
+    copy = doc;
+    return copy.OutOfElem() ? copy.GetSubDoc() : "";
+  }
 };
 
 }  // namespace xml_support

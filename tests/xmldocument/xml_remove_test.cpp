@@ -103,6 +103,22 @@ TEST_F(XmlRemoveTest, TextBehindTheRootStays) {
   EXPECT_TRUE(walk(doc).empty());
 }
 
+TEST_F(XmlRemoveTest, AnElementBehindTheRootStaysInTheTextAndIsNotADocument) {
+  start_from("<a/><b/>");
+  ASSERT_TRUE(doc.RemoveElem());
+  EXPECT_EQ(doc.GetDoc(), "<b/>");
+  EXPECT_FALSE(doc.IsWellFormed());
+  EXPECT_FALSE(doc.FindElem()) << "only the first root was ever indexed";
+  EXPECT_TRUE(doc.AddElem("c"));
+  EXPECT_EQ(doc.GetDoc(), "<b/><c/>\r\n");
+  EXPECT_EQ(doc.GetTagName(), "c");
+  EXPECT_TRUE(doc.AddChildElem("d")) << "it is edited where it stands";
+  EXPECT_EQ(doc.GetDoc(), "<b/><c>\r\n<d/>\r\n</c>\r\n");
+  ASSERT_TRUE(doc.SetDoc(doc.GetDoc().c_str()));
+  ASSERT_TRUE(doc.FindElem());
+  EXPECT_EQ(doc.GetTagName(), "b") << "parsed anew, the first is the root again";
+}
+
 // --- The position ---
 
 TEST_F(XmlRemoveTest, RemovingTheFirstOfThreeSiblingsLeavesNoMainElement) {

@@ -231,4 +231,25 @@ TEST_F(XmlSavedPosTest, ANameOnAnIndexThatTheDocumentNeverHadDoesNoHarm) {
   EXPECT_EQ(doc.GetDoc(), "");
 }
 
+TEST_F(XmlSavedPosTest, ALevelThatTheDocumentNeverHadIsDocumentLevel) {
+  ASSERT_TRUE(doc.AddElem("r"));
+  for (int i = 0; i < 100; ++i) ASSERT_TRUE(doc.AddChildElem("n", i));
+  ASSERT_TRUE(doc.AddChildElem("last"));
+  ASSERT_TRUE(doc.IntoElem());
+  ASSERT_TRUE(doc.AddChildElem("below"));
+  ASSERT_TRUE(doc.IntoElem());
+  ASSERT_TRUE(doc.AddChildElem("deeper"));
+  ASSERT_TRUE(doc.SavePos("far"));
+  XmlDocument small;
+  ASSERT_TRUE(small.SetDoc("<s/>"));
+  static_cast<XmlDocument&>(doc) = small;
+  EXPECT_TRUE(doc.RestorePos("far"));
+  read_all(doc);
+  EXPECT_FALSE(doc.OutOfElem()) << "there is no such parent";
+  EXPECT_FALSE(doc.AddElem("t")) << "it would be a second root";
+  ASSERT_TRUE(doc.FindElem());
+  EXPECT_EQ(doc.GetTagName(), "s");
+  expect_text("<s/>");
+}
+
 }  // namespace

@@ -326,6 +326,17 @@ TEST_F(XmlSubDocPlaceTest, ABrokenTextLeavesNoTraceAtDocumentLevel) {
   }
 }
 
+TEST_F(XmlSubDocPlaceTest, TheErrorTextStaysThatOfTheDocumentItself) {
+  EXPECT_FALSE(doc.SetDoc("<a><b></a>"));
+  EXPECT_FALSE(doc.AddSubDoc("<s"));
+  EXPECT_EQ(doc.m_strError, "End tag does not correspond to b") << "not that of a broken text";
+  EXPECT_TRUE(doc.AddSubDoc("<s/>"));
+  EXPECT_EQ(doc.m_strError, "End tag does not correspond to b") << "nor emptied by a whole one";
+  start_from("<r/>");
+  EXPECT_FALSE(doc.AddChildSubDoc("<s"));
+  EXPECT_EQ(doc.m_strError, "");
+}
+
 TEST_F(XmlSubDocPlaceTest, AfterABrokenTextAWholeOneGoesInAsIfNothingHadHappened) {
   start_from("<r><p/></r>", "p");
   ASSERT_TRUE(doc.IntoElem());

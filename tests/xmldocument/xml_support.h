@@ -22,11 +22,11 @@ class OpenDocument : public XmlDocument {
   using XmlDocument::x_ParseNode;
   using XmlDocument::x_TextToDoc;
 
-  /// The index entry that the next element takes.
-  int next_free() {
-    const int index = x_GetFreePos();
-    x_ReleasePos();
-    return index;
+  /// The index entry that the next element takes. A copy is asked, since taking one can make the index grow.
+  int next_free() const {
+    OpenDocument copy;
+    copy = *this;
+    return copy.x_GetFreePos();
   }
 };
 

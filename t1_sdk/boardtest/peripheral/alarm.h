@@ -32,6 +32,8 @@ int alarm_get_all_value();
 
 // ---- input readers: bit n of `*word` is set when input n reads high ---------------------------------------
 
+/// Reads the usual five inputs; eight, or the ten of a 65xx board; those of a 6194, SYNC from bit 4 to bit 7;
+/// those of an RKD board.
 void getTriggerIn(int fd, std::uint32_t* word);
 void getTriggerIn_Ex(int fd, std::uint32_t* word);
 void getTriggerIn_6194(int fd, std::uint32_t* word);
@@ -62,6 +64,7 @@ int t1_sdk_alarm_test_rkd_1in3out(int fd, char* text, unsigned input, unsigned o
 
 // ---- variants: the mode or type, and the code that the reply carries --------------------------------------
 
+/// Runs one variant on this board, whatever board it is, and sends its reply with the test code `code`.
 void alarm_test_64xx(unsigned mode, int code);
 void alarm_test_64xx_k(unsigned mode, int code);
 void alarm_test_64xx_19(unsigned mode, int code);

@@ -1,12 +1,11 @@
 // Loopback variants: two cycles over every port of a board, each with two patterns.
-#include <algorithm>
 #include <cstdio>
-#include <iterator>
 
 #include "t1_sdk/boardtest/peripheral/alarm.h"
 #include "t1_sdk/boardtest/peripheral/alarm_run.h"
 #include "t1_sdk/boardtest/platform/device_type.h"
 #include "t1_sdk/boardtest/platform/registers.h"
+#include "t1_sdk/util/contains.h"
 
 namespace {
 
@@ -72,11 +71,6 @@ constexpr ModeRow kModes[] = {
     {"九路报警输出无扩展板..", 0},
 };
 // clang-format on
-
-template <std::size_t N>
-bool contains(const int (&codes)[N], int code) {
-  return std::find(std::begin(codes), std::end(codes), code) != std::end(codes);
-}
 
 void select_expansion_board(const AlarmRun& run) {
   const ModeRow& mode = kModes[run.mode];

@@ -20,8 +20,9 @@ enum class Counting {
   step_errors,         ///< every error by itself
 };
 
+/// One row: what a variant says, sets up, repeats and counts. Codes are result codes of the reply.
 struct AlarmVariant {
-  const char* banner;
+  const char* banner;            ///< printed first
   int last_mode;                 ///< highest accepted mode; -1: any
   bool mode_error_replies;       ///< false: a wrong mode ends the test without a reply
   const char* mode_error_extra;  ///< printed behind the mode error, or null
@@ -47,5 +48,6 @@ void run_alarm_variant(const AlarmVariant& variant, int mode, int code);
 /// The registers that every FPGA variant but the ten-in ten-out test sets up.
 void set_up_alarm_fpga(int fpga);
 
+/// Nodes that a row may name as its device.
 inline constexpr char kFpgaNode[] = "/dev/fpga";
 inline constexpr char kAlarmNode[] = "/dev/alarm";

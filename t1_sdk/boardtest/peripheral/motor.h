@@ -16,12 +16,13 @@ enum motor_chip_type : std::uint32_t {
   GPIO_IRIS = 5,
 };
 
-/// Records of the motor driver.
+/// How a motor turns.
 struct hw_motor {
   std::uint32_t step_angle;
   std::uint32_t pps;
 };
 
+/// Who drives a motor, and through what.
 struct motor_config {
   std::uint32_t chip_no;
   std::uint32_t type;  ///< a motor_chip_type
@@ -30,6 +31,7 @@ struct motor_config {
   std::int32_t reverse;
 };
 
+/// One motor.
 struct motor_conf {
   std::uint32_t desc;
   std::uint32_t speed;
@@ -38,6 +40,7 @@ struct motor_conf {
   motor_config config;
 };
 
+/// The record of kMotorConfigure.
 struct motor_confs {
   std::uint32_t confs_num;
   motor_conf conf[16];

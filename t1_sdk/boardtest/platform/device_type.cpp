@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <iterator>
 
+#include "t1_sdk/util/contains.h"
 #include "t1_sdk/util/descriptor.h"
 
 namespace {
@@ -50,11 +51,6 @@ constexpr ClassRow kClasses[] = {
     {0x9C0A, DEV_TYPE_65XX},
 };
 // clang-format on
-
-template <std::size_t N>
-bool contains(const int (&codes)[N], int code) {
-  return std::find(std::begin(codes), std::end(codes), code) != std::end(codes);
-}
 
 int classify(int code, int alarm_outputs) {
   if (code == k44xBoard) return alarm_outputs == kAlarmOutputs44x ? DEV_TYPE_WPF44X : DEV_TYPE_WPF44X_J;

@@ -31,6 +31,7 @@ class TestReport {
   /// Replaces the description.
   void describe(const char* text);
 
+  /// Whether no failure was recorded, and what the reply would say now.
   bool passed() const { return code_ == 0; }
   int code() const { return code_; }
   const char* description() const { return description_.data(); }

@@ -22,7 +22,7 @@ void format_time(const StoredTime& stored, char* text, std::size_t size) {
   time.tm_wday = stored.wday;
   time.tm_yday = stored.yday;
   time.tm_isdst = stored.isdst;
-  if (std::strftime(text, size, "%F %R", &time) == 0) text[0] = '\0';
+  text[std::strftime(text, size, "%F %R", &time)] = '\0';  // nothing when it does not fit
 }
 
 /// The description says that the test succeeded whatever the check found: the console tells more.

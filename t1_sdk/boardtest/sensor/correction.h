@@ -39,11 +39,13 @@ static_assert(sizeof(FF_CORR_INFO) == 200 && offsetof(FF_CORR_INFO, ff_ver) == 1
 static_assert(offsetof(FF_CORR_INFO, ff_time) == 24 && offsetof(FF_CORR_INFO, ff_feature) == 68);
 static_assert(offsetof(FF_CORR_INFO, res2) == 76);
 
+/// Where one dead pixel is.
 struct DEAD_PIXEL {
   std::uint32_t x_co;
   std::uint32_t y_co;
 };
 
+/// How many dead pixels are known, and which.
 struct DEAD_PIXEL_CFG {
   std::uint32_t dpi_num;
   DEAD_PIXEL dpi_info[512];

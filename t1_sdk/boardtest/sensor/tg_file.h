@@ -3,6 +3,7 @@
 
 #include "t1_sdk/boardtest/sensor/tg_param.h"
 
+/// The pairs for which a record has room.
 inline constexpr int kMostTgPairs = 128;
 
 /// The sum that closes a record whose tgNum is at most 128.

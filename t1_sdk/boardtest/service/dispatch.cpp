@@ -24,6 +24,7 @@
 #include "t1_sdk/boardtest/sensor/vsub_sweep.h"
 #include "t1_sdk/boardtest/sensor/vsub_trim.h"
 #include "t1_sdk/boardtest/service/server.h"
+#include "t1_sdk/util/contains.h"
 #include "t1_sdk/util/text.h"
 #include "t1_sdk/xmldocument/xml_document.h"
 
@@ -86,11 +87,6 @@ constexpr int kQuit = 62208;
 constexpr int kVsubSetCommands[] = {9728, 9984, 10240};
 constexpr int kVsubTrimSteps[] = {11009, 11010, 11011, 11265, 11266, 11267, 11521, 11522, 11523};
 // clang-format on
-
-template <std::size_t N>
-bool contains(const int (&codes)[N], int code) {
-  return std::find(std::begin(codes), std::end(codes), code) != std::end(codes);
-}
 
 /// The number in the next child of that name; 0 when there is none.
 int child_number(XmlDocument& request, const char* name) {

@@ -37,6 +37,10 @@ void* HeartBeatThread(void* /*arg*/) {
   return nullptr;
 }
 
+Heartbeat::~Heartbeat() {
+  stop();
+}
+
 bool Heartbeat::start() {
   running_ = pthread_create(&thread_, nullptr, HeartBeatThread, nullptr) == 0;
   return running_;

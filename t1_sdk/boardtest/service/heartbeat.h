@@ -13,7 +13,7 @@ class Heartbeat {
   Heartbeat() = default;
   Heartbeat(const Heartbeat&) = delete;
   Heartbeat& operator=(const Heartbeat&) = delete;
-  ~Heartbeat() { stop(); }
+  ~Heartbeat();  ///< stops it
 
   /// Starts the thread. False when it cannot be created.
   bool start();

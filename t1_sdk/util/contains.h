@@ -1,0 +1,12 @@
+// Looking a code up in a list of codes.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+
+/// Whether `code` stands in the list.
+template <std::size_t N>
+bool contains(const int (&codes)[N], int code) {
+  return std::find(std::begin(codes), std::end(codes), code) != std::end(codes);
+}

@@ -1,0 +1,60 @@
+// What the tests of files share: a folder of their own, and what a file that gives no document leaves.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "tests/xmldocument/xml_edit_support.h"
+
+namespace xml_support {
+
+class XmlFileTest : public XmlEditTest {
+ protected:
+  XmlFileTest() {
+    std::string name = std::filesystem::temp_directory_path() / "xml_file_test.XXXXXX";
+    if (mkdtemp(name.data()) != nullptr) folder_ = name;
+  }
+  ~XmlFileTest() override {
+    std::error_code ignored;
+    if (!folder_.empty()) std::filesystem::remove_all(folder_, ignored);
+  }
+  void SetUp() override { ASSERT_FALSE(folder_.empty()); }
+
+  std::string path(const std::string& name) const { return folder_ / name; }
+  void write_file(const std::string& name, const std::string& content) const {
+    std::ofstream(path(name), std::ios::binary) << content;
+  }
+  std::string read_file(const std::string& name) const {
+    std::ifstream file(path(name), std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+  /// That file cannot be loaded, the document that stood there before is gone, and that is the error text.
+  void expect_no_document_from(const std::string& file, const std::string& error = "") {
+    start_from("<old><a/></old>", "a");
+    ASSERT_TRUE(doc.SavePos("old"));
+    EXPECT_FALSE(doc.Load(file.c_str())) << file;
+    expect_empty();
+    EXPECT_EQ(doc.m_strError, error) << file;
+    EXPECT_FALSE(doc.RestorePos("old")) << file;
+    EXPECT_TRUE(doc.AddElem("new")) << file;
+    expect_text("<new/>\r\n");
+  }
+  void expect_empty() {
+    EXPECT_EQ(doc.GetDoc(), "");
+    EXPECT_FALSE(doc.IsWellFormed());
+    EXPECT_EQ(doc.next_free(), 1);
+    EXPECT_EQ(doc.GetTagName(), "");
+    EXPECT_EQ(doc.GetChildSubDoc(), "");
+    EXPECT_TRUE(walk(doc).empty());
+  }
+
+ private:
+  std::filesystem::path folder_;
+};
+
+}  // namespace xml_support
