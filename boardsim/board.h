@@ -128,19 +128,20 @@ class Board {
   void clear_faults();
 
   // ---- hardware -------------------------------------------------------------------------
-  int gpio_level(unsigned pin) const;            ///< level of a line, 0 or 1
-  void set_gpio_level(unsigned pin, int level);  ///< drives an input line from outside
-  Direction gpio_direction(unsigned pin) const;
-  std::uint32_t fpga(std::uint32_t address) const;  ///< FPGA register
-  void set_fpga(std::uint32_t address, std::uint32_t value);
-  std::uint32_t afe(std::uint32_t address) const;  ///< front-end register behind /dev/tg
-  void set_afe(std::uint32_t address, std::uint32_t value);
-  std::uint32_t stm8(std::uint32_t address) const;  ///< coprocessor register behind /dev/tcs
-  void set_stm8(std::uint32_t address, std::uint32_t value);
+  int gpio_level(unsigned pin) const;                         ///< level of a line, 0 or 1
+  void set_gpio_level(unsigned pin, int level);               ///< drives an input line from outside
+  Direction gpio_direction(unsigned pin) const;               ///< what a line is set up as
+  std::uint32_t fpga(std::uint32_t address) const;            ///< FPGA register
+  void set_fpga(std::uint32_t address, std::uint32_t value);  ///< as the hardware itself would
+  std::uint32_t afe(std::uint32_t address) const;             ///< front-end register behind /dev/tg
+  void set_afe(std::uint32_t address, std::uint32_t value);   ///< the same
+  std::uint32_t stm8(std::uint32_t address) const;            ///< coprocessor register behind /dev/tcs
+  void set_stm8(std::uint32_t address, std::uint32_t value);  ///< the same
+  /// What a PWM channel was last set to; all 0 before.
   struct Pwm {
     std::int32_t period = 0, duty = 0;
   };
-  Pwm pwm(std::int32_t channel) const;
+  Pwm pwm(std::int32_t channel) const;           ///< the channel's setting
   std::uint32_t led(std::uint32_t index) const;  ///< state last written
   /// Puts /proc/debug/tempN with the given content in place; a healthy board has only temp1, "45500\n".
   void set_sensor(int number, std::string content);
@@ -214,9 +215,9 @@ class Board {
   /// What the UART driver was last configured to ("/dev/uart1" is number 1); all 0 before.
   struct UartSetup {
     std::int32_t baudrate = 0, data = 0, stop = 0, parity = 0, flowcontrol = 0;
-    bool operator==(const UartSetup&) const = default;
+    bool operator==(const UartSetup&) const = default;  ///< field by field
   };
-  UartSetup uart(unsigned number) const;
+  UartSetup uart(unsigned number) const;  ///< the setting of /dev/uartN
   /// Bytes arrive at the receiver of a UART now (with at(): later), as if its line were driven from outside.
   void uart_receives(unsigned number, std::string_view bytes);
   /// All bytes that the program has sent on a UART and that left the board.
@@ -242,17 +243,17 @@ class Board {
   /// stays open for ever. Without a script the application answers as a healthy one (see
   /// docs/simulator-devices.md), and a command that it does not know is a violation.
   void set_app_answer(std::uint32_t command, std::vector<AppReply> replies, bool closes = true);
-  /// The commands that the application was sent, as it read them.
+  /// One command that the application was sent, as it read it.
   struct AppCommand {
     std::uint32_t length = 0, code = 0, value = 0;
-    bool operator==(const AppCommand&) const = default;
+    bool operator==(const AppCommand&) const = default;  ///< field by field
   };
-  std::vector<AppCommand> app_commands() const;
+  std::vector<AppCommand> app_commands() const;  ///< all of them, in their order
 
   // ---- optics ----------------------------------------------------------------------------------
   /// Where the iris stands, whatever drives it (FPGA 0x2001, /dev/motor, /dev/motor1, shell commands).
   enum class Iris : std::uint8_t { unset, closed, open };
-  Iris iris() const;
+  Iris iris() const;  ///< where it stands now
   /// Where the focus motor stands: steps from its limit switch on line 7, which reads 1 at 0.
   int focus_position() const;
   void set_focus_position(int steps);

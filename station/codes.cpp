@@ -1,7 +1,6 @@
 // The table of tests, and looking things up in it.
 #include "station/codes.h"
 
-#include <array>
 #include <charconv>
 #include <limits>
 
@@ -12,7 +11,7 @@ namespace t1station {
 namespace {
 
 // clang-format off
-constexpr std::array<TestKind, 43> tests{{
+constexpr TestKind tests[] = {
   //  code    name                     title                                        seconds  parameter
   {    -16,  "rs485-ptz",             "RS485 pan and tilt port",                        10,  false},
   {    -15,  "restart",               "Restart into the application",                    1,  false},
@@ -57,7 +56,7 @@ constexpr std::array<TestKind, 43> tests{{
   { 0x3900,  "light",                 "Built-in light",                                 10,  false},
   {0x11001,  "in-light",              "Built-in steady light",                          10,  false},
   {0x11002,  "alarm-1in3out",         "Alarm, 1 input and 3 outputs",                   26,  false},
-}};
+};
 // clang-format on
 
 bool parse_number(std::string_view word, std::int64_t& number) {

@@ -64,38 +64,31 @@ void check_run(const CommandLine& line) {
   }
 }
 
-}  // namespace
-
-CommandLine parse_command_line(const std::vector<std::string>& arguments) {
-  CommandLine line;
+/// What the parser stores and parse_command_line() makes sense of.
+struct Words {
   std::string host;
-  std::vector<std::string> words;
+  std::vector<std::string> tests;
   bool no_quit = false;
+};
 
+void add_connection(CLI::App& command, CommandLine& line, Words& words) {
   const CLI::Validator positive(check_positive, "POSITIVE");
-  CLI::App app("Runs the factory tests of a board over the network.", "t1station");
-  app.require_subcommand(1);
-  app.footer(
-      "Exit codes: 0 all passed, 1 a test failed, 2 interrupted, 4 usage, 5 nothing selected,\n"
-      "6 board unreachable or protocol broken.");
-  app.add_option("HOST", host, "The board: HOST or HOST:PORT, port 36001 by default");
+  command.add_flag("--no-quit", words.no_quit, "Leave without the quit request");
+  command
+      .add_option("--connect-timeout", line.connect_timeout, "Seconds for the connection and the greeting")
+      ->check(positive);
+  command
+      .add_option("--wait", line.wait, "Keep trying for so many seconds while the board's server is starting")
+      ->check(positive);
+}
+
+CLI::App* add_run(CLI::App& app, CommandLine& line, Words& words) {
+  const CLI::Validator positive(check_positive, "POSITIVE");
   const std::map<std::string, CommandLine::Colour> colours{{"auto", CommandLine::Colour::automatic},
                                                            {"always", CommandLine::Colour::always},
                                                            {"never", CommandLine::Colour::never}};
-  const auto add_common = [&](CLI::App* command) {
-    command->add_flag("--no-quit", no_quit, "Leave without the quit request");
-    command
-        ->add_option("--connect-timeout", line.connect_timeout, "Seconds for the connection and the greeting")
-        ->check(positive);
-    command
-        ->add_option("--wait", line.wait,
-                     "Keep trying for so many seconds while the board's server is starting")
-        ->check(positive);
-  };
-
-  CLI::App* list = app.add_subcommand("list", "Show the tests; needs no board");
   CLI::App* run = app.add_subcommand("run", "Run tests one after the other");
-  run->add_option("TEST", words, "Decimal code, hexadecimal code with 0x, or short name");
+  run->add_option("TEST", words.tests, "Decimal code, hexadecimal code with 0x, or short name");
   run->add_option("-p,--param", line.parameter, "Voltage in hundredths of a volt, for the set-sub tests");
   run->add_option("--timeout", line.timeout,
                   "Seconds to wait for each reply; else 3 times the usual length + 30")
@@ -109,18 +102,46 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
   run->add_flag("--quiet", line.quiet, "Do not show banner and menu");
   run->add_flag("--keep-going,!--fail-fast", line.keep_going,
                 "Go on after a test that did not pass (the default), or stop there");
-  add_common(run);
+  add_connection(*run, line, words);
+  return run;
+}
+
+CLI::App* add_monitor(CLI::App& app, CommandLine& line, Words& words) {
+  const CLI::Validator positive(check_positive, "POSITIVE");
   CLI::App* monitor = app.add_subcommand("monitor", "Show every record that the board sends");
   monitor->add_option("--for", line.limits.seconds, "End after so many seconds")->check(positive);
   monitor->add_option("--records", line.limits.records, "End after so many records")->check(positive);
-  add_common(monitor);
+  add_connection(*monitor, line, words);
+  return monitor;
+}
+
+CLI::App* add_echo(CLI::App& app, CommandLine& line) {
   CLI::App* echo = app.add_subcommand(
       "rs485-echo", "Play the station's part of the RS485 echo test on a serial device of this PC");
   echo->add_option("DEVICE", line.echo.device, "The serial device: /dev/ttyUSB0")->required();
   echo->add_option("--speed", line.echo.speed, "Bits per second")->capture_default_str();
   echo->add_option("--timeout", line.echo.timeout, "Seconds to wait for the echo")
-      ->check(positive)
+      ->check(CLI::Validator(check_positive, "POSITIVE"))
       ->capture_default_str();
+  return echo;
+}
+
+}  // namespace
+
+CommandLine parse_command_line(const std::vector<std::string>& arguments) {
+  CommandLine line;
+  Words words;
+
+  CLI::App app("Runs the factory tests of a board over the network.", "t1station");
+  app.require_subcommand(1);
+  app.footer(
+      "Exit codes: 0 all passed, 1 a test failed, 2 interrupted, 4 usage, 5 nothing selected,\n"
+      "6 board unreachable or protocol broken.");
+  app.add_option("HOST", words.host, "The board: HOST or HOST:PORT, port 36001 by default");
+  const CLI::App* list = app.add_subcommand("list", "Show the tests; needs no board");
+  const CLI::App* run = add_run(app, line, words);
+  const CLI::App* monitor = add_monitor(app, line, words);
+  const CLI::App* echo = add_echo(app, line);
 
   std::vector<std::string> reversed = with_marked_codes(arguments);
   std::reverse(reversed.begin(), reversed.end());
@@ -133,13 +154,13 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
     throw UsageError(error.what());
   }
 
-  line.quit = !no_quit;
-  if (!host.empty()) line.board = parse_address(host);
+  line.quit = !words.no_quit;
+  if (!words.host.empty()) line.board = parse_address(words.host);
   if (list->parsed()) line.command = CommandLine::Command::list;
   if (run->parsed()) line.command = CommandLine::Command::run;
   if (monitor->parsed()) line.command = CommandLine::Command::monitor;
   if (echo->parsed()) line.command = CommandLine::Command::rs485_echo;
-  for (const std::string& word : words) line.codes.push_back(parse_code(without_mark(word)));
+  for (const std::string& word : words.tests) line.codes.push_back(parse_code(without_mark(word)));
   if ((run->parsed() || monitor->parsed()) && !line.board)
     throw UsageError("which board? HOST or HOST:PORT comes first");
   if (run->parsed()) check_run(line);

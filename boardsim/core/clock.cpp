@@ -33,7 +33,7 @@ std::chrono::nanoseconds pc_time() {
 
 timespec to_timespec(std::chrono::nanoseconds span) {
   const auto seconds = std::chrono::floor<std::chrono::seconds>(span);
-  return {seconds.count(), (span - seconds).count()};
+  return {static_cast<time_t>(seconds.count()), static_cast<long>((span - seconds).count())};
 }
 
 /// While one lives, the thread can be cancelled as far as the program itself allows it.

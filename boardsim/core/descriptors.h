@@ -20,7 +20,7 @@ namespace boardsim {
 struct Descriptor {
   std::string name;          ///< node, or "station", "application", "listener", "socket"
   Device* device = nullptr;  ///< null for sockets
-  off_t position = 0;
+  off64_t position = 0;
   std::uint64_t order = 0;  ///< of opening
   int flags = 0;            ///< as given to open(2); 0 for sockets
 

@@ -15,11 +15,11 @@ int Device::descriptor(int /*flags*/) {
   return real::open("/dev/null", O_RDWR | O_CLOEXEC);
 }
 
-Answer Device::read(void* /*buffer*/, std::size_t /*size*/, off_t& /*position*/) {
+Answer Device::read(void* /*buffer*/, std::size_t /*size*/, off64_t& /*position*/) {
   return Answer::unknown();
 }
 
-Answer Device::write(const void* /*buffer*/, std::size_t /*size*/, off_t& /*position*/) {
+Answer Device::write(const void* /*buffer*/, std::size_t /*size*/, off64_t& /*position*/) {
   return Answer::unknown();
 }
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "boardsim/board.h"
@@ -22,6 +23,11 @@ struct Answer {
   static Answer fails(int error) { return {-1, error, true}; }
   static Answer unknown() { return {-1, 0, false}; }
 };
+
+/// Where a position lies in `size` bytes: behind their end it is their end.
+inline std::size_t within(off64_t position, std::size_t size) {
+  return std::cmp_less(position, size) ? static_cast<std::size_t>(position) : size;
+}
 
 /// One device node. Called with the board's lock held: it must not block, sleep or call back into the board.
 class Device {
@@ -45,8 +51,8 @@ class Device {
   /// Answers read(2)/write(2) at a descriptor's position; a node without them answers unknown. A read that
   /// fails with EAGAIN is tried again when the descriptor is readable, unless the program does not want to
   /// wait.
-  virtual Answer read(void* buffer, std::size_t size, off_t& position);
-  virtual Answer write(const void* buffer, std::size_t size, off_t& position);
+  virtual Answer read(void* buffer, std::size_t size, off64_t& position);
+  virtual Answer write(const void* buffer, std::size_t size, off64_t& position);
   /// How long each read or write takes before it is answered.
   virtual Time transfer_time() const { return Time(0); }
   /// How long a read waits before it returns 0; nothing: for ever.
@@ -56,7 +62,7 @@ class Device {
   /// File type and permissions as stat(2) tells them; a character device unless the device says otherwise.
   virtual mode_t mode() const;
   /// Length as stat(2) tells it; 0 for whatever is no regular file.
-  virtual off_t size() const { return 0; }
+  virtual off64_t size() const { return 0; }
   /// The errno with which every call on the node fails now, 0 when none does.
   virtual int dead() const { return 0; }
   /// Lays a fault in the device's own words over it. False when the words are not its own;

@@ -21,8 +21,8 @@ std::string hex(std::uint32_t number) {
   return text;
 }
 
-struct stat status_of(const Device& device) {
-  struct stat status {};
+struct stat64 status_of(const Device& device) {
+  struct stat64 status {};
   status.st_mode = device.mode();
   status.st_size = device.size();
   status.st_nlink = 1;
@@ -156,18 +156,19 @@ std::optional<ssize_t> Board::State::write(int fd, const void* buffer, std::size
   return finish(std::move(call), Subject::hardware, answer.result, answer.known ? answer.error : EINVAL);
 }
 
-std::optional<off_t> Board::State::lseek(int fd, off_t offset, int whence) {
+std::optional<off64_t> Board::State::lseek(int fd, off64_t offset, int whence) {
   const std::lock_guard lock(mutex);
   Descriptor* const node = descriptors.find_node(fd);
   if (node == nullptr) return std::nullopt;
   Call call = begin("lseek", node->name, {static_cast<std::uint32_t>(offset)});
-  const auto done = [&](off_t result, int error) {
-    return finish(std::move(call), Subject::hardware, result, error);
+  const auto done = [&](off64_t result, int error) {
+    finish(std::move(call), Subject::hardware, static_cast<long>(result), error);
+    return result;
   };
   if (const auto faulty = meet_on(node->device, "lseek", node->name)) {
     return done(faulty->result, faulty->error);
   }
-  off_t from = 0;
+  off64_t from = 0;
   if (whence == SEEK_CUR) {
     from = node->position;
   } else if (whence == SEEK_END && S_ISREG(node->device->mode())) {
@@ -176,7 +177,7 @@ std::optional<off_t> Board::State::lseek(int fd, off_t offset, int whence) {
     violation("seeking from the end of " + node->name + " is not known (lseek)");
     return done(-1, EINVAL);
   }
-  const off_t position = from + offset;
+  const off64_t position = from + offset;
   if (position < 0) return done(-1, EINVAL);
   node->position = position;
   return done(position, 0);
@@ -214,19 +215,19 @@ int Board::State::unknown_request(Call call, Subject subject) {
   return result;
 }
 
-int Board::State::stat(const char* name, const std::string& path, struct stat* status) {
+int Board::State::stat(const char* name, const std::string& path, struct stat64* status) {
   const std::lock_guard lock(mutex);
   return locked_stat(name, path, status);
 }
 
-std::optional<int> Board::State::fstat(int fd, struct stat* status) {
+std::optional<int> Board::State::fstat(int fd, struct stat64* status) {
   const std::lock_guard lock(mutex);
   const Descriptor* const node = descriptors.find_node(fd);
   if (node == nullptr) return std::nullopt;
   return locked_stat("fstat", node->name, status);
 }
 
-int Board::State::locked_stat(const char* name, const std::string& path, struct stat* status) {
+int Board::State::locked_stat(const char* name, const std::string& path, struct stat64* status) {
   Call call = begin(name, path);
   const auto done = [&](int error) {
     return static_cast<int>(finish(std::move(call), Subject::hardware, error == 0 ? 0 : -1, error));

@@ -66,22 +66,20 @@ class Function {
 #name                                                  \
   }
 
-// files
+// files; sizes and positions have 64 bits on every machine, in the simulator too
 BOARDSIM_REAL(open);
 BOARDSIM_REAL(openat);
 BOARDSIM_REAL(fopen);
 BOARDSIM_REAL(close);
 BOARDSIM_REAL(read);
 BOARDSIM_REAL(write);
-BOARDSIM_REAL(lseek);
+BOARDSIM_REAL(lseek64);
 BOARDSIM_REAL(ioctl);
 BOARDSIM_REAL(access);
-BOARDSIM_REAL(stat);
-BOARDSIM_REAL(lstat);
-BOARDSIM_REAL(fstat);
-BOARDSIM_REAL(fstatat);
-BOARDSIM_REAL(pread);
-BOARDSIM_REAL(pwrite);
+BOARDSIM_REAL(fstat64);
+BOARDSIM_REAL(fstatat64);
+BOARDSIM_REAL(pread64);
+BOARDSIM_REAL(pwrite64);
 BOARDSIM_REAL(readv);
 BOARDSIM_REAL(writev);
 BOARDSIM_REAL(dup);
@@ -89,8 +87,8 @@ BOARDSIM_REAL(dup2);
 BOARDSIM_REAL(dup3);
 BOARDSIM_REAL(fcntl);
 BOARDSIM_REAL(fdopen);
-BOARDSIM_REAL(mmap);
-BOARDSIM_REAL(ftruncate);
+BOARDSIM_REAL(mmap64);
+BOARDSIM_REAL(ftruncate64);
 BOARDSIM_REAL(fchmod);
 BOARDSIM_REAL(fchown);
 // terminals
@@ -106,7 +104,7 @@ BOARDSIM_REAL(unlinkat);
 BOARDSIM_REAL(mkdirat);
 BOARDSIM_REAL(mknod);
 BOARDSIM_REAL(mkfifo);
-BOARDSIM_REAL(truncate);
+BOARDSIM_REAL(truncate64);
 BOARDSIM_REAL(symlink);
 BOARDSIM_REAL(symlinkat);
 BOARDSIM_REAL(link);
@@ -126,6 +124,7 @@ BOARDSIM_REAL(readlinkat);
 BOARDSIM_REAL(faccessat);
 BOARDSIM_REAL(statx);
 BOARDSIM_REAL(statvfs);
+BOARDSIM_REAL(statvfs64);
 BOARDSIM_REAL(freopen);
 // sockets
 BOARDSIM_REAL(socket);
@@ -179,6 +178,7 @@ BOARDSIM_REAL(mount);
 BOARDSIM_REAL(umount);
 BOARDSIM_REAL(umount2);
 BOARDSIM_REAL(statfs);
+BOARDSIM_REAL(statfs64);
 BOARDSIM_REAL(mkdir);
 BOARDSIM_REAL(rmdir);
 BOARDSIM_REAL(unlink);

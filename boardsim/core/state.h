@@ -42,16 +42,16 @@ struct Board::State {
   // ---- files.cpp
   int open(const char* name, const std::string& path, int flags);
   int close(int fd);
-  int stat(const char* name, const std::string& path, struct stat* status);
+  int stat(const char* name, const std::string& path, struct stat64* status);
   int access(const std::string& path, int mode);
   // On a node's descriptor; nothing is answered for any other.
   std::optional<ssize_t> read(int fd, void* buffer, std::size_t size);
   Answer read_node(std::unique_lock<std::mutex>& lock, int fd, void* buffer, std::size_t size);
   int pass_transfer(std::unique_lock<std::mutex>& lock, int fd, const Device* device);
   std::optional<ssize_t> write(int fd, const void* buffer, std::size_t size);
-  std::optional<off_t> lseek(int fd, off_t offset, int whence);
+  std::optional<off64_t> lseek(int fd, off64_t offset, int whence);
   std::optional<int> ioctl(int fd, std::uint32_t request, void* argument);
-  std::optional<int> fstat(int fd, struct stat* status);
+  std::optional<int> fstat(int fd, struct stat64* status);
   /// A request that nothing on this board knows on a descriptor that is no node's: reported, never performed.
   int refuse_request(int fd, std::uint32_t request);
   /// Whether a descriptor is a node's now; another thread may close it meanwhile.
@@ -60,7 +60,7 @@ struct Board::State {
   // ---- storage.cpp; paths are those of /mnt
   int mount(const std::string& node, const std::string& place, const std::string& type);
   int umount(const std::string& place);
-  int statfs(const std::string& path, struct statfs* status);
+  int statfs(const std::string& path, struct statfs64* status);
   int mkdir(const std::string& path, mode_t mode);
   int rmdir(const std::string& path);
   int unlink(const std::string& path);
@@ -132,7 +132,7 @@ struct Board::State {
   /// The lock is held. Name of a socket in the trace.
   std::string name_of(int fd);
   /// The lock is held. stat and fstat.
-  int locked_stat(const char* name, const std::string& path, struct stat* status);
+  int locked_stat(const char* name, const std::string& path, struct stat64* status);
   /// The lock is held. Ends an ioctl that is not known.
   int unknown_request(Call call, Subject subject);
 

@@ -11,12 +11,12 @@ namespace {
 constexpr long kFatMagic = 0x4D44;
 constexpr long kLongestName = 1530;  // as Linux tells it of vfat: 255 characters of up to six bytes
 
-struct statfs status_of(const Medium::Space& space) {
-  struct statfs status {};
+struct statfs64 status_of(const Medium::Space& space) {
+  struct statfs64 status {};
   status.f_type = kFatMagic;
   status.f_bsize = status.f_frsize = Medium::kCluster;
-  status.f_blocks = static_cast<fsblkcnt_t>(space.size);
-  status.f_bfree = status.f_bavail = static_cast<fsblkcnt_t>(space.free);
+  status.f_blocks = static_cast<fsblkcnt64_t>(space.size);
+  status.f_bfree = status.f_bavail = static_cast<fsblkcnt64_t>(space.free);
   status.f_namelen = kLongestName;
   return status;
 }
@@ -47,7 +47,7 @@ int Board::State::umount(const std::string& place) {
   return storage_call("umount", place, {}, [&] { return devices.mounts.umount(place); });
 }
 
-int Board::State::statfs(const std::string& path, struct statfs* status) {
+int Board::State::statfs(const std::string& path, struct statfs64* status) {
   return storage_call("statfs", path, {}, [&] {
     if (status == nullptr) return Answer::fails(EFAULT);
     Medium::Space space;

@@ -87,7 +87,7 @@ std::string Call::timed_text() const {
 
 void Trace::add(Call call, Subject subject) {
   if (sink_) sink_(call);
-  entries_.push_back({std::move(call), subject});
+  if (keeps_) entries_.push_back({std::move(call), subject});
 }
 
 std::vector<Call> Trace::calls() const {

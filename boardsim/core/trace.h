@@ -22,6 +22,9 @@ class Trace {
   std::vector<Call> hardware_calls() const;
   /// Gets every call as it is added, with the board's lock held.
   void set_sink(std::function<void(const Call&)> sink) { sink_ = std::move(sink); }
+  /// Keeps no call from now on; the sink gets them all the same. A program that runs for days would fill the
+  /// memory with what nobody asks for.
+  void keep_none() { keeps_ = false; }
 
  private:
   struct Entry {
@@ -29,6 +32,7 @@ class Trace {
     Subject subject;
   };
   std::vector<Entry> entries_;
+  bool keeps_ = true;
   std::function<void(const Call&)> sink_;
 };
 

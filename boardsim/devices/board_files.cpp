@@ -51,12 +51,12 @@ std::vector<std::uint32_t> BoardFile::words_in(std::uint32_t /*request*/, const 
   return {};
 }
 
-Answer BoardFile::read(void* buffer, std::size_t size, off_t& position) {
+Answer BoardFile::read(void* buffer, std::size_t size, off64_t& position) {
   if (buffer == nullptr && size > 0) return Answer::fails(EFAULT);
-  const std::size_t start = std::min(static_cast<std::size_t>(position), content_.size());
+  const std::size_t start = within(position, content_.size());
   const std::size_t count = std::min(size, content_.size() - start);
   if (count > 0) std::memcpy(buffer, content_.data() + start, count);
-  position += static_cast<off_t>(count);
+  position += static_cast<off64_t>(count);
   return Answer::ok(static_cast<long>(count));
 }
 

@@ -21,9 +21,9 @@ class BoardFile : public Device {
   /// No request is known.
   Answer ioctl(std::uint32_t request, void* argument) override;
   std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
-  Answer read(void* buffer, std::size_t size, off_t& position) override;
+  Answer read(void* buffer, std::size_t size, off64_t& position) override;
   mode_t mode() const override;
-  off_t size() const override { return static_cast<off_t>(content_.size()); }
+  off64_t size() const override { return static_cast<off64_t>(content_.size()); }
 
  private:
   friend class BoardFiles;

@@ -31,7 +31,7 @@ bool Flash::needs_writing(std::uint32_t request) const {
 }
 
 Answer Flash::erase(std::size_t start, std::size_t length) {
-  if (start % kBlock != 0 || length % kBlock != 0 || length == 0 || start + length > kSize) {
+  if (start % kBlock != 0 || length % kBlock != 0 || length == 0 || start > kSize || length > kSize - start) {
     return Answer::fails(EINVAL);
   }
   std::size_t blocks = length / kBlock;

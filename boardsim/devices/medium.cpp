@@ -108,7 +108,7 @@ bool Medium::fault(const std::vector<std::string_view>& words) {
   } else if (what == "full" && (alone || with_number)) {
     faults_.room = used() + (with_number ? fault_number(words[3]) : 0) * kClustersPerMegabyte;
   } else if (what == "wrong" && words.size() > 3) {
-    std::vector<off_t> offsets;
+    std::vector<off64_t> offsets;
     for (auto word = words.begin() + 3; word != words.end(); ++word) offsets.push_back(fault_number(*word));
     std::ranges::sort(offsets);
     offsets.erase(std::unique(offsets.begin(), offsets.end()), offsets.end());

@@ -65,7 +65,7 @@ class Medium : public Device {
   struct Faults {
     bool absent = false, pulled = false, read_only = false;
     std::optional<std::int64_t> room{};                      ///< clusters that files may take in all
-    std::vector<off_t> wrong{};                              ///< offsets whose bytes read back inverted
+    std::vector<off64_t> wrong{};                            ///< offsets whose bytes read back inverted
     Time slow{};                                             ///< how long a block takes
     std::uint32_t writes_left = 0, reads_left = 0;           ///< the last of them pulls it out; 0: none does
     std::size_t at_most = std::numeric_limits<long>::max();  ///< bytes of a read

@@ -29,7 +29,7 @@ int nameless_file() {
   return fd;
 }
 
-std::int64_t clusters_of(off_t size) {
+std::int64_t clusters_of(off64_t size) {
   return (size + Medium::kCluster - 1) / Medium::kCluster;
 }
 
@@ -49,7 +49,7 @@ Answer MediumFile::open(int flags) {
     exists_ = true;
   }
   if (has(flags, O_TRUNC)) {
-    if (real::ftruncate(backing_->get(), 0) != 0) return Answer::fails(errno);
+    if (real::ftruncate64(backing_->get(), 0) != 0) return Answer::fails(errno);
     size_ = 0;
   }
   return Answer::ok();
@@ -85,12 +85,12 @@ std::vector<std::uint32_t> MediumFile::words_in(std::uint32_t /*request*/, const
   return {};
 }
 
-Answer MediumFile::read(void* buffer, std::size_t size, off_t& position) {
+Answer MediumFile::read(void* buffer, std::size_t size, off64_t& position) {
   if (const int error = medium_.count_block(medium_.faults_.reads_left)) return Answer::fails(error);
   size = std::min(size, medium_.faults_.at_most);
-  const ssize_t count = real::pread(backing_->get(), buffer, size, position);
+  const ssize_t count = real::pread64(backing_->get(), buffer, size, position);
   if (count < 0) return Answer::fails(errno);
-  for (const off_t offset : medium_.faults_.wrong) {
+  for (const off64_t offset : medium_.faults_.wrong) {
     if (offset < position || offset >= position + count) continue;
     std::uint8_t& byte = static_cast<std::uint8_t*>(buffer)[offset - position];
     byte = static_cast<std::uint8_t>(~byte);
@@ -99,12 +99,13 @@ Answer MediumFile::read(void* buffer, std::size_t size, off_t& position) {
   return Answer::ok(count);
 }
 
-Answer MediumFile::write(const void* buffer, std::size_t size, off_t& position) {
+Answer MediumFile::write(const void* buffer, std::size_t size, off64_t& position) {
   if (const int error = medium_.count_block(medium_.faults_.writes_left)) return Answer::fails(error);
-  const off_t end = (clusters() + medium_.space().free) * Medium::kCluster;
+  const off64_t end = (clusters() + medium_.space().free) * Medium::kCluster;
   if (size > 0 && position >= end) return Answer::fails(ENOSPC);
-  const auto room = static_cast<std::size_t>(std::max<off_t>(end - position, 0));
-  const ssize_t count = real::pwrite(backing_->get(), buffer, std::min(size, room), position);
+  const auto room = static_cast<std::uint64_t>(std::max<off64_t>(end - position, 0));
+  size = static_cast<std::size_t>(std::min<std::uint64_t>(size, room));
+  const ssize_t count = real::pwrite64(backing_->get(), buffer, size, position);
   if (count < 0) return Answer::fails(errno);
   position += count;
   if (count > 0) size_ = std::max(size_, position);
@@ -131,7 +132,7 @@ std::string MediumFile::content() const {
   std::string bytes(static_cast<std::size_t>(size_), '\0');
   for (std::size_t done = 0; done < bytes.size();) {
     const ssize_t count =
-        real::pread(backing_->get(), bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
+        real::pread64(backing_->get(), bytes.data() + done, bytes.size() - done, static_cast<off64_t>(done));
     if (count <= 0) throw std::system_error(errno, std::generic_category(), "boardsim: a medium's file");
     done += static_cast<std::size_t>(count);
   }

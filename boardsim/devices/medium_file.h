@@ -31,11 +31,11 @@ class MediumFile : public Device {
   /// No request is known.
   Answer ioctl(std::uint32_t request, void* argument) override;
   std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
-  Answer read(void* buffer, std::size_t size, off_t& position) override;
-  Answer write(const void* buffer, std::size_t size, off_t& position) override;
+  Answer read(void* buffer, std::size_t size, off64_t& position) override;
+  Answer write(const void* buffer, std::size_t size, off64_t& position) override;
   Time transfer_time() const override;
   mode_t mode() const override;
-  off_t size() const override { return size_; }
+  off64_t size() const override { return size_; }
   /// EIO once the medium is gone.
   int dead() const override;
 
@@ -56,7 +56,7 @@ class MediumFile : public Device {
   std::string name_;
   bool exists_ = false;
   int openings_ = 0;
-  off_t size_ = 0;
+  off64_t size_ = 0;
   std::optional<FarEnd> backing_{};  ///< the file of the PC
 };
 

@@ -33,7 +33,7 @@ std::vector<std::uint32_t> Folder::words_in(std::uint32_t /*request*/, const voi
   return {};
 }
 
-Answer Folder::read(void* /*buffer*/, std::size_t /*size*/, off_t& /*position*/) {
+Answer Folder::read(void* /*buffer*/, std::size_t /*size*/, off64_t& /*position*/) {
   return Answer::fails(EISDIR);
 }
 

@@ -29,8 +29,8 @@ class File {
   File& operator=(const File&) = delete;
 
   std::size_t size() const {
-    struct stat status {};
-    if (real::fstat(fd_, &status) != 0) fail();
+    struct stat64 status {};
+    if (real::fstat64(fd_, &status) != 0) fail();
     return static_cast<std::size_t>(status.st_size);
   }
 
@@ -43,7 +43,7 @@ class File {
   }
 
   std::span<std::uint8_t> map(std::size_t size) const {
-    void* const bytes = real::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd_, off_t{0});
+    void* const bytes = real::mmap64(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd_, off64_t{0});
     if (bytes == MAP_FAILED) fail();
     return {static_cast<std::uint8_t*>(bytes), size};
   }
@@ -64,18 +64,18 @@ Partition::~Partition() {
   unmap();
 }
 
-Answer Partition::read(void* buffer, std::size_t size, off_t& position) {
+Answer Partition::read(void* buffer, std::size_t size, off64_t& position) {
   if (buffer == nullptr && size > 0) return Answer::fails(EFAULT);
-  const std::size_t start = std::min(static_cast<std::size_t>(position), stored_.size());
+  const std::size_t start = within(position, stored_.size());
   const auto bytes = stored_.subspan(start, std::min(size, stored_.size() - start));
   if (!bytes.empty()) std::memcpy(buffer, bytes.data(), bytes.size());
-  position += static_cast<off_t>(bytes.size());
+  position += static_cast<off64_t>(bytes.size());
   return Answer::ok(static_cast<long>(bytes.size()));
 }
 
-Answer Partition::write(const void* buffer, std::size_t size, off_t& position) {
+Answer Partition::write(const void* buffer, std::size_t size, off64_t& position) {
   if (buffer == nullptr && size > 0) return Answer::fails(EFAULT);
-  const std::size_t start = std::min(static_cast<std::size_t>(position), stored_.size());
+  const std::size_t start = within(position, stored_.size());
   std::size_t count = std::min(size, stored_.size() - start);
   if (count == 0 && size > 0) return Answer::fails(ENOSPC);
   const bool cut = cut_ && count >= *cut_;
@@ -83,7 +83,7 @@ Answer Partition::write(const void* buffer, std::size_t size, off_t& position) {
   const std::span written(static_cast<const std::uint8_t*>(buffer), count);
   std::ranges::transform(stored_.subspan(start, count), written, stored_.subspan(start, count).begin(),
                          [this](std::uint8_t old, std::uint8_t byte) { return after_writing(old, byte); });
-  position += static_cast<off_t>(count);
+  position += static_cast<off64_t>(count);
   if (!cut) return Answer::ok(static_cast<long>(count));
   cut_power();
   return Answer::fails(EIO);

@@ -30,8 +30,8 @@ class Partition : public Device {
   Partition(std::string_view name, std::size_t size, StoragePower& power);
   ~Partition() override;
 
-  Answer read(void* buffer, std::size_t size, off_t& position) override;
-  Answer write(const void* buffer, std::size_t size, off_t& position) override;
+  Answer read(void* buffer, std::size_t size, off64_t& position) override;
+  Answer write(const void* buffer, std::size_t size, off64_t& position) override;
   int dead() const override;
   bool fault(const std::vector<std::string_view>& words) override;
   void clear_faults() override;

@@ -27,7 +27,7 @@ std::int64_t seconds_at(Time time) {
 }
 
 void write_time(void* record, std::int64_t seconds) {
-  const std::time_t time = seconds;
+  const auto time = static_cast<std::time_t>(seconds);
   std::tm parts{};
   gmtime_r(&time, &parts);
   const int fields[] = {parts.tm_sec,  parts.tm_min,  parts.tm_hour,

@@ -45,16 +45,15 @@ std::vector<std::uint32_t> Sensor::words_in(std::uint32_t, const void*) const {
   return {};
 }
 
-Answer Sensor::read(void* buffer, std::size_t size, off_t& position) {
+Answer Sensor::read(void* buffer, std::size_t size, off64_t& position) {
   if (content_.kind == Kind::directory) return Answer::fails(EISDIR);
   if (content_.kind == Kind::unreadable) return Answer::fails(EIO);
   if (buffer == nullptr) return Answer::fails(EFAULT);
   const std::string_view rest =
-      std::string_view(content_.text)
-          .substr(std::min(static_cast<std::size_t>(position), content_.text.size()));
+      std::string_view(content_.text).substr(within(position, content_.text.size()));
   const std::size_t count = std::min(size, rest.size());
   std::memcpy(buffer, rest.data(), count);
-  position += static_cast<off_t>(count);
+  position += static_cast<off64_t>(count);
   return Answer::ok(static_cast<long>(count));
 }
 

@@ -31,7 +31,7 @@ class Sensor : public Device {
   /// No request is known.
   Answer ioctl(std::uint32_t request, void* argument) override;
   std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
-  Answer read(void* buffer, std::size_t size, off_t& position) override;
+  Answer read(void* buffer, std::size_t size, off64_t& position) override;
 
   /// File type and permissions as stat(2) tells them: S_IFREG | 0444 or S_IFDIR | 0555; 0 when it is absent.
   mode_t mode() const override;

@@ -74,13 +74,13 @@ std::vector<std::uint32_t> Terminal::words_in(std::uint32_t /*request*/, const v
   return {};
 }
 
-Answer Terminal::read(void* buffer, std::size_t size, off_t& /*position*/) {
+Answer Terminal::read(void* buffer, std::size_t size, off64_t& /*position*/) {
   if (size == 0) return Answer::ok();
   if (is_readable(line_->near())) return outcome(real::read(line_->near(), buffer, size));
   return read_limit() == Time(0) ? Answer::ok() : Answer::fails(EAGAIN);
 }
 
-Answer Terminal::write(const void* buffer, std::size_t size, off_t& /*position*/) {
+Answer Terminal::write(const void* buffer, std::size_t size, off64_t& /*position*/) {
   const Answer answer = outcome(real::write(line_->near(), buffer, size));
   // A line does not wait for anybody to listen.
   return answer.error == 0 || answer.error == EAGAIN ? Answer::ok(static_cast<long>(size)) : answer;

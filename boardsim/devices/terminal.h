@@ -28,8 +28,8 @@ class Terminal : public Device {
   Answer ioctl(std::uint32_t request, void* argument) override;
   std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
   /// EAGAIN while a read would wait.
-  Answer read(void* buffer, std::size_t size, off_t& position) override;
-  Answer write(const void* buffer, std::size_t size, off_t& position) override;
+  Answer read(void* buffer, std::size_t size, off64_t& position) override;
+  Answer write(const void* buffer, std::size_t size, off64_t& position) override;
   std::optional<Time> read_limit() const override;
 
  private:

@@ -50,7 +50,7 @@ std::vector<std::uint32_t> Uart::words_in(std::uint32_t request, const void* arg
   return words(argument, kSetupWords);
 }
 
-Answer Uart::read(void* buffer, std::size_t size, off_t& /*position*/) {
+Answer Uart::read(void* buffer, std::size_t size, off64_t& /*position*/) {
   if (size == 0) return Answer::ok();
   if (waiting_.empty()) return Answer::fails(EAGAIN);
   if (buffer == nullptr) return Answer::fails(EFAULT);
@@ -61,7 +61,7 @@ Answer Uart::read(void* buffer, std::size_t size, off_t& /*position*/) {
   return Answer::ok(static_cast<long>(taken));
 }
 
-Answer Uart::write(const void* buffer, std::size_t size, off_t& /*position*/) {
+Answer Uart::write(const void* buffer, std::size_t size, off64_t& /*position*/) {
   if (buffer == nullptr && size > 0) return Answer::fails(EFAULT);
   if (!mute_ && size > 0) {
     const std::string_view bytes(static_cast<const char*>(buffer), size);

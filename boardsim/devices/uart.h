@@ -32,8 +32,8 @@ class Uart : public Device {
   Answer ioctl(std::uint32_t request, void* argument) override;
   std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
   /// What waits, up to `size`; EAGAIN when nothing does.
-  Answer read(void* buffer, std::size_t size, off_t& position) override;
-  Answer write(const void* buffer, std::size_t size, off_t& position) override;
+  Answer read(void* buffer, std::size_t size, off64_t& position) override;
+  Answer write(const void* buffer, std::size_t size, off64_t& position) override;
   bool fault(const std::vector<std::string_view>& words) override;
   void clear_faults() override { deaf_ = mute_ = false; }
 

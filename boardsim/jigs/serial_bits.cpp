@@ -28,7 +28,7 @@ std::string heard_at(std::string_view bytes, int sent_rate, int heard_rate) {
   const std::vector<bool> bits = bits_of(bytes);
   const double step = static_cast<double>(sent_rate) / heard_rate;  // of the receiver, in the sender's bits
   const auto level = [&](double when) {
-    const auto bit = static_cast<std::uint64_t>(when);
+    const auto bit = static_cast<std::size_t>(when);
     return bit >= bits.size() || bits[bit];
   };
   std::string heard;

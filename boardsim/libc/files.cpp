@@ -5,6 +5,7 @@
 #include <sys/ioctl.h>
 
 #include <cerrno>
+#include <type_traits>
 
 #include "boardsim/core/real.h"
 #include "boardsim/core/state.h"
@@ -27,15 +28,36 @@ int __fxstatat64(int version, int directory, const char* path, struct stat64* st
 
 namespace {
 
-static_assert(sizeof(struct stat) == sizeof(struct stat64), "one layout serves both names on this PC");
-
-struct stat* plain(struct stat64* status) {
-  return reinterpret_cast<struct stat*>(status);
+/// Copies a status to where the caller wants it in its older layout, whose numbers are smaller on 32-bit
+/// machines. `result` is what the call returned; -1 with EOVERFLOW when a number does not fit.
+int narrowed(int result, const struct stat64& from, struct stat* to) {
+  const bool answered = result == 0 && from.st_mode != 0;  // a fault may return 0 without doing anything
+  if (!answered) return result;
+  *to = {};
+  bool fits = true;
+  const auto copy = [&fits](auto& narrow, auto wide) {
+    narrow = static_cast<std::remove_reference_t<decltype(narrow)>>(wide);
+    fits = fits && static_cast<decltype(wide)>(narrow) == wide;
+  };
+  copy(to->st_dev, from.st_dev);
+  copy(to->st_ino, from.st_ino);
+  copy(to->st_size, from.st_size);
+  copy(to->st_blocks, from.st_blocks);
+  to->st_mode = from.st_mode;
+  to->st_nlink = from.st_nlink;
+  to->st_uid = from.st_uid;
+  to->st_gid = from.st_gid;
+  to->st_rdev = from.st_rdev;
+  to->st_blksize = from.st_blksize;
+  to->st_atim = from.st_atim;
+  to->st_mtim = from.st_mtim;
+  to->st_ctim = from.st_ctim;
+  return fits ? 0 : (errno = EOVERFLOW, -1);
 }
 
 bool is_socket(int fd) {
-  struct stat status {};
-  return real::fstat(fd, &status) == 0 && S_ISSOCK(status.st_mode);
+  struct stat64 status {};
+  return real::fstat64(fd, &status) == 0 && S_ISSOCK(status.st_mode);
 }
 
 /// Reads a pipe or terminal of the PC: time goes on while its bytes are waited for.
@@ -48,15 +70,15 @@ ssize_t read_of_pc(boardsim::Board::State& board, int fd, void* buffer, std::siz
   return error == 0 ? real::read(fd, buffer, size) : -1;
 }
 
-int stat_descriptor(int fd, struct stat* status) {
+int stat_descriptor(int fd, struct stat64* status) {
   const Entered board;
   if (board) {
     if (const auto result = board->fstat(fd, status)) return *result;
   }
-  return real::fstat(fd, status);
+  return real::fstat64(fd, status);
 }
 
-int stat_path(const char* name, int directory, const char* path, struct stat* status, int flags) {
+int stat_path(const char* name, int directory, const char* path, struct stat64* status, int flags) {
   const Entered board;
   if (board) {
     if ((flags & AT_EMPTY_PATH) != 0 && path != nullptr && *path == '\0') {
@@ -65,15 +87,20 @@ int stat_path(const char* name, int directory, const char* path, struct stat* st
     if (const auto its_path = boardsim::board_path(directory, path))
       return board->stat(name, *its_path, status);
   }
-  return real::fstatat(directory, path, status, flags);
+  return real::fstatat64(directory, path, status, flags);
 }
 
-off_t seek(int fd, off_t offset, int whence) {
+off64_t seek(int fd, off64_t offset, int whence) {
   const Entered board;
   if (board) {
     if (const auto result = board->lseek(fd, offset, whence)) return *result;
   }
-  return real::lseek(fd, offset, whence);
+  return real::lseek64(fd, offset, whence);
+}
+
+int narrow_stat_path(const char* name, int directory, const char* path, struct stat* status, int flags) {
+  struct stat64 wide {};
+  return narrowed(stat_path(name, directory, path, status != nullptr ? &wide : nullptr, flags), wide, status);
 }
 
 }  // namespace
@@ -106,7 +133,9 @@ ssize_t write(int fd, const void* buffer, size_t size) {
 }
 
 off_t lseek(int fd, off_t offset, int whence) noexcept {
-  return seek(fd, offset, whence);
+  const off64_t position = seek(fd, offset, whence);
+  const auto narrow = static_cast<off_t>(position);
+  return narrow == position ? narrow : (errno = EOVERFLOW, -1);
 }
 off64_t lseek64(int fd, off64_t offset, int whence) noexcept {
   return seek(fd, offset, whence);
@@ -138,28 +167,29 @@ int access(const char* path, int mode) noexcept {
 }
 
 int stat(const char* path, struct stat* status) noexcept {
-  return stat_path("stat", AT_FDCWD, path, status, 0);
+  return narrow_stat_path("stat", AT_FDCWD, path, status, 0);
 }
 int stat64(const char* path, struct stat64* status) noexcept {
-  return stat_path("stat", AT_FDCWD, path, plain(status), 0);
+  return stat_path("stat", AT_FDCWD, path, status, 0);
 }
 int lstat(const char* path, struct stat* status) noexcept {
-  return stat_path("lstat", AT_FDCWD, path, status, AT_SYMLINK_NOFOLLOW);
+  return narrow_stat_path("lstat", AT_FDCWD, path, status, AT_SYMLINK_NOFOLLOW);
 }
 int lstat64(const char* path, struct stat64* status) noexcept {
-  return stat_path("lstat", AT_FDCWD, path, plain(status), AT_SYMLINK_NOFOLLOW);
+  return stat_path("lstat", AT_FDCWD, path, status, AT_SYMLINK_NOFOLLOW);
 }
 int fstatat(int directory, const char* path, struct stat* status, int flags) noexcept {
-  return stat_path("stat", directory, path, status, flags);
+  return narrow_stat_path("stat", directory, path, status, flags);
 }
 int fstatat64(int directory, const char* path, struct stat64* status, int flags) noexcept {
-  return stat_path("stat", directory, path, plain(status), flags);
+  return stat_path("stat", directory, path, status, flags);
 }
 int fstat(int fd, struct stat* status) noexcept {
-  return stat_descriptor(fd, status);
+  struct stat64 wide {};
+  return narrowed(stat_descriptor(fd, status != nullptr ? &wide : nullptr), wide, status);
 }
 int fstat64(int fd, struct stat64* status) noexcept {
-  return stat_descriptor(fd, plain(status));
+  return stat_descriptor(fd, status);
 }
 
 // The names under which older programs reach the same calls.

@@ -26,18 +26,18 @@ bool refused(int fd, const char* call) {
 
 extern "C" {
 
-ssize_t pread(int fd, void* buffer, size_t size, off_t offset) {
-  return refused(fd, "pread on a node") ? -1 : real::pread(fd, buffer, size, offset);
-}
 ssize_t pread64(int fd, void* buffer, size_t size, off64_t offset) {
-  return pread(fd, buffer, size, offset);
+  return refused(fd, "pread on a node") ? -1 : real::pread64(fd, buffer, size, offset);
+}
+ssize_t pread(int fd, void* buffer, size_t size, off_t offset) {
+  return pread64(fd, buffer, size, offset);
 }
 
-ssize_t pwrite(int fd, const void* buffer, size_t size, off_t offset) {
-  return refused(fd, "pwrite on a node") ? -1 : real::pwrite(fd, buffer, size, offset);
-}
 ssize_t pwrite64(int fd, const void* buffer, size_t size, off64_t offset) {
-  return pwrite(fd, buffer, size, offset);
+  return refused(fd, "pwrite on a node") ? -1 : real::pwrite64(fd, buffer, size, offset);
+}
+ssize_t pwrite(int fd, const void* buffer, size_t size, off_t offset) {
+  return pwrite64(fd, buffer, size, offset);
 }
 
 ssize_t readv(int fd, const iovec* parts, int count) {
@@ -50,20 +50,20 @@ ssize_t writev(int fd, const iovec* parts, int count) {
 
 // The thread sanitizer maps memory before any function that it watches may run, this one included.
 #ifndef __SANITIZE_THREAD__
-void* mmap(void* address, size_t size, int protection, int flags, int fd, off_t offset) noexcept {
-  if ((flags & MAP_ANONYMOUS) == 0 && refused(fd, "mmap of a node")) return MAP_FAILED;
-  return real::mmap(address, size, protection, flags, fd, offset);
-}
 void* mmap64(void* address, size_t size, int protection, int flags, int fd, off64_t offset) noexcept {
-  return mmap(address, size, protection, flags, fd, offset);
+  if ((flags & MAP_ANONYMOUS) == 0 && refused(fd, "mmap of a node")) return MAP_FAILED;
+  return real::mmap64(address, size, protection, flags, fd, offset);
+}
+void* mmap(void* address, size_t size, int protection, int flags, int fd, off_t offset) noexcept {
+  return mmap64(address, size, protection, flags, fd, offset);
 }
 #endif
 
-int ftruncate(int fd, off_t size) noexcept {
-  return refused(fd, "ftruncate of a node") ? -1 : real::ftruncate(fd, size);
-}
 int ftruncate64(int fd, off64_t size) noexcept {
-  return ftruncate(fd, size);
+  return refused(fd, "ftruncate of a node") ? -1 : real::ftruncate64(fd, size);
+}
+int ftruncate(int fd, off_t size) noexcept {
+  return ftruncate64(fd, size);
 }
 
 int fchmod(int fd, mode_t mode) noexcept {

@@ -28,7 +28,7 @@ int open_any(const char* name, int directory, const char* path, int flags, mode_
   const Entered board;
   if (board) {
     if (const auto its_path = boardsim::board_path(directory, path))
-      return board->open(name, *its_path, flags);
+      return board->open(name, *its_path, flags & ~O_LARGEFILE);  // how wide positions are concerns no node
   }
   return real::openat(directory, path, flags, mode);
 }
@@ -66,7 +66,7 @@ FILE* stream_on(int fd, const char* mode) {
     return write(descriptor_of(cookie), buffer, size);
   };
   calls.seek = [](void* cookie, off64_t* position, int whence) {
-    const off_t moved = lseek(descriptor_of(cookie), *position, whence);
+    const off64_t moved = lseek64(descriptor_of(cookie), *position, whence);
     if (moved >= 0) *position = moved;
     return moved >= 0 ? 0 : -1;
   };

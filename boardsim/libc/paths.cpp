@@ -80,12 +80,12 @@ int mkfifo(const char* path, mode_t mode) noexcept {
   return real::mkfifo(path, mode);
 }
 
-int truncate(const char* path, off_t size) noexcept {
-  BOARDSIM_REFUSE_PATH(truncate, path);
-  return real::truncate(path, size);
-}
 int truncate64(const char* path, off64_t size) noexcept {
-  return truncate(path, size);
+  BOARDSIM_REFUSE_PATH(truncate, path);
+  return real::truncate64(path, size);
+}
+int truncate(const char* path, off_t size) noexcept {
+  return truncate64(path, size);
 }
 
 // A link that leads to the board's paths would hide them.
@@ -188,9 +188,8 @@ int statvfs(const char* path, struct statvfs* status) noexcept {
   return real::statvfs(path, status);
 }
 int statvfs64(const char* path, struct statvfs64* status) noexcept {
-  static_assert(sizeof(struct statvfs) == sizeof(struct statvfs64),
-                "one layout serves both names on this PC");
-  return statvfs(path, reinterpret_cast<struct statvfs*>(status));
+  BOARDSIM_REFUSE_PATH(statvfs, path);
+  return real::statvfs64(path, status);
 }
 
 FILE* freopen(const char* path, const char* mode, FILE* stream) {

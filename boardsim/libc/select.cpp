@@ -136,8 +136,8 @@ int select(int count, fd_set* readable, fd_set* writable, fd_set* exceptional, t
   if (timeout != nullptr && board->counts_down()) {
     const int error = errno;
     const Time left = std::max(*deadline - board->clock.now(), Time(0));
-    timeout->tv_sec = left.count() / std::micro::den;
-    timeout->tv_usec = left.count() % std::micro::den;
+    timeout->tv_sec = static_cast<time_t>(left.count() / std::micro::den);
+    timeout->tv_usec = static_cast<suseconds_t>(left.count() % std::micro::den);
     errno = error;
   }
   return result;

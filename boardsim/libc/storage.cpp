@@ -23,6 +23,11 @@ std::optional<std::string> mnt_path(const char* path) {
   return its_path && boardsim::Mounts::is_path(*its_path) ? its_path : std::nullopt;
 }
 
+int statfs_on(const Entered& board, const char* path, struct statfs64* status) {
+  const auto its_path = mnt_path(path);
+  return its_path ? board->statfs(*its_path, status) : board->refuse("statfs");
+}
+
 }  // namespace
 
 extern "C" {
@@ -49,16 +54,26 @@ int umount2(const char* target, int flags) noexcept {
   return real::umount2(target, flags);
 }
 
+int statfs64(const char* path, struct statfs64* status) noexcept {
+  const Entered board;
+  return board ? statfs_on(board, path, status) : real::statfs64(path, status);
+}
+
 int statfs(const char* path, struct statfs* status) noexcept {
   const Entered board;
   if (!board) return real::statfs(path, status);
-  const auto its_path = mnt_path(path);
-  return its_path ? board->statfs(*its_path, status) : board->refuse("statfs");
-}
-
-int statfs64(const char* path, struct statfs64* status) noexcept {
-  static_assert(sizeof(struct statfs) == sizeof(struct statfs64), "one layout serves both names on this PC");
-  return statfs(path, reinterpret_cast<struct statfs*>(status));
+  struct statfs64 wide {};
+  const int result = statfs_on(board, path, status != nullptr ? &wide : nullptr);
+  if (result != 0) return result;
+  *status = {};
+  status->f_type = wide.f_type;
+  status->f_bsize = wide.f_bsize;
+  status->f_frsize = wide.f_frsize;
+  status->f_blocks = static_cast<decltype(status->f_blocks)>(wide.f_blocks);
+  status->f_bfree = static_cast<decltype(status->f_bfree)>(wide.f_bfree);
+  status->f_bavail = static_cast<decltype(status->f_bavail)>(wide.f_bavail);
+  status->f_namelen = wide.f_namelen;
+  return 0;
 }
 
 int mkdir(const char* path, mode_t mode) noexcept {

@@ -31,7 +31,8 @@ Time to_time(const timespec& span) {
 
 timespec to_timespec(Time time) {
   const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
-  return {seconds.count(), std::chrono::nanoseconds(time - seconds).count()};
+  return {static_cast<time_t>(seconds.count()),
+          static_cast<long>(std::chrono::nanoseconds(time - seconds).count())};
 }
 
 std::vector<std::uint32_t> words(const timespec& span) {

@@ -63,19 +63,15 @@ void take_interface(Config& config, const std::string& text) {
   config.interfaces[text.substr(0, equals)] = address == "none" ? "" : address;
 }
 
-}  // namespace
-
-std::optional<Options> read_options(int argc, char** argv, int& exit_code) {
-  Options options;
-  Config& config = options.config;
+/// Options whose words are made sense of when all have been read.
+struct Words {
   std::string console = "utf8";
   std::string reboot = "exit";
   std::vector<std::string> interfaces;
+};
 
-  CLI::App app(
-      "Runs a board's program, unmodified, on a simulated board: boardsim [OPTIONS] -- PROGRAM "
-      "[ARGUMENTS]...",
-      "boardsim");
+void add_options(CLI::App& app, Options& options, Words& words) {
+  Config& config = options.config;
   app.add_option("--board", config.board, "Board family or its type code (0x9601); \"list\" names them all")
       ->capture_default_str();
   app.add_option("--speed", config.speed, "How many times as fast as the PC's clock time runs (pace scaled)")
@@ -88,7 +84,7 @@ std::optional<Options> read_options(int argc, char** argv, int& exit_code) {
   app.add_option("--control", config.control, "Unix socket at which the board takes commands");
   app.add_option("--address", options.address,
                  "Loopback address of the simulated eth0 (default: a free one)");
-  app.add_option("--interface", interfaces, "Address of a network interface: NAME=ADDRESS or NAME=none")
+  app.add_option("--interface", words.interfaces, "Address of a network interface: NAME=ADDRESS or NAME=none")
       ->allow_extra_args(false);
   app.add_option("--fault", config.faults, "A fault to lay over the board, for example \"rtc stopped\"")
       ->allow_extra_args(false);
@@ -98,16 +94,30 @@ std::optional<Options> read_options(int argc, char** argv, int& exit_code) {
   app.add_option("--devinfo", config.devinfo, "Folder whose files the program finds at /devinfo");
   app.add_option("--uart1", config.uart1,
                  "Path at which the board's first RS485 port appears as a serial device of this PC");
-  app.add_option("--console", console, "Show the program's GBK output as utf8, or as it is: gbk")
+  app.add_option("--console", words.console, "Show the program's GBK output as utf8, or as it is: gbk")
       ->check(CLI::IsMember({"utf8", "gbk"}))
       ->capture_default_str();
-  app.add_option("--reboot", reboot, "What a restart of the board does: exit the program, or return to it")
+  app.add_option("--reboot", words.reboot,
+                 "What a restart of the board does: exit the program, or return to it")
       ->check(CLI::IsMember({"exit", "return"}))
       ->capture_default_str();
   app.add_flag("--every-address", config.every_address,
                "Let the program bind to all addresses of this PC when it asks to");
   app.add_option("program", options.program, "The program and its arguments");
   app.positionals_at_end();
+}
+
+}  // namespace
+
+std::optional<Options> read_options(int argc, char** argv, int& exit_code) {
+  Options options;
+  Config& config = options.config;
+  Words words;
+  CLI::App app(
+      "Runs a board's program, unmodified, on a simulated board: boardsim [OPTIONS] -- PROGRAM "
+      "[ARGUMENTS]...",
+      "boardsim");
+  add_options(app, options, words);
 
   try {
     app.parse(argc, argv);
@@ -120,15 +130,15 @@ std::optional<Options> read_options(int argc, char** argv, int& exit_code) {
     if (!config.uart1.empty() && config.pace == "virtual") {
       throw CLI::ValidationError("--uart1", "nobody can keep up with --pace virtual");
     }
-    for (const std::string& text : interfaces) take_interface(config, text);
+    for (const std::string& text : words.interfaces) take_interface(config, text);
     check(config);
     if (options.program.empty()) throw CLI::RequiredError("PROGRAM");
   } catch (const CLI::ParseError& error) {
     exit_code = app.exit(error) == 0 ? 0 : kExitUsage;
     return std::nullopt;
   }
-  config.exit_at_reboot = reboot == "exit";
-  options.utf8_console = console == "utf8";
+  config.exit_at_reboot = words.reboot == "exit";
+  options.utf8_console = words.console == "utf8";
   return options;
 }
 

@@ -59,6 +59,7 @@ void put_in_place(const Config& config) {
   Conduct& conduct = board->state().conduct;
   conduct.after_violation = end_loudly;
   if (config.exit_at_reboot) conduct.after_reboot = end_at_reboot;
+  board->state().trace.keep_none();  // nobody can ask for it here
   if (!config.trace.empty()) trace_to(*board, config.trace);
   if (!config.uart1.empty()) offer_uart1(*board, config.uart1);
   if (!config.control.empty()) serve_control(*board, config.control);

@@ -223,7 +223,8 @@ TEST(DescriptorsTest, ANodeThatAnotherThreadClosesMeanwhileIsNoNodeAnyMore) {
     std::uint32_t record[2] = {1, 1};
     struct stat status {};
     const int result = ioctl(fd, 0x40044C01U, record);
-    EXPECT_TRUE(result == 0 || errno == EBADF || errno == ENOTTY) << errno;
+    // The last is what an emulator of another processor says of requests that it does not know.
+    EXPECT_TRUE(result == 0 || errno == EBADF || errno == ENOTTY || errno == ENOSYS) << errno;
     fstat(fd, &status);
     lseek(fd, 0, SEEK_SET);
   }

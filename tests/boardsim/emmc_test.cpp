@@ -120,8 +120,8 @@ TEST_F(EmmcTest, ARecordThatWasTakenAwayStaysAway) {
 
 TEST_F(EmmcTest, ADamagedRecordDiffersInTheDamagedWordOnly) {
   for (const auto& [name, position, size, magic, checksum] :
-       {std::tuple{"dead-pixels", 0x0U, 4112U, 0U, 4U}, std::tuple{"flat-field", 0x10000U, 200U, 0U, 4U},
-        std::tuple{"timing", 0x20000U, 1580U, 0U, 1576U}, std::tuple{"vsub", 0x30000U, 64U, 16U, 40U}}) {
+       {std::tuple{"dead-pixels", 0x0U, 4112U, 0, 4}, std::tuple{"flat-field", 0x10000U, 200U, 0, 4},
+        std::tuple{"timing", 0x20000U, 1580U, 0, 1576}, std::tuple{"vsub", 0x30000U, 64U, 16, 40}}) {
     for (const auto& [word, offset] : {std::pair{" magic", magic}, std::pair{" checksum", checksum}}) {
       Bytes before = board_.emmc(position, size);
       board_.fault(std::string("record ") + name + word);

@@ -19,7 +19,7 @@ using namespace boardsim::test;
 class TemperatureTest : public testing::Test {
  protected:
   // The text that one read of up to `size` bytes gives, from `position` on.
-  std::string text(const std::string& path, std::size_t size = 32, off_t position = 0) {
+  std::string text(const std::string& path, std::size_t size = 32, off64_t position = 0) {
     Sensor* const sensor = sensors_.find(path);
     if (sensor == nullptr) return "no such file";
     std::array<char, 64> buffer{};
@@ -48,7 +48,7 @@ TEST_F(TemperatureTest, ASensorIsARegularFileThatIsOnlyRead) {
 TEST_F(TemperatureTest, AReadGoesOnAtItsPositionUntilTheEnd) {
   Sensor* const sensor = sensors_.find("/proc/debug/temp1");
   ASSERT_NE(sensor, nullptr);
-  off_t position = 0;
+  off64_t position = 0;
   std::array<char, 8> buffer{};
   EXPECT_EQ(outcome(sensor->read(buffer.data(), 4, position)), 4);
   EXPECT_EQ(position, 4);
@@ -59,7 +59,7 @@ TEST_F(TemperatureTest, AReadGoesOnAtItsPositionUntilTheEnd) {
 }
 
 TEST_F(TemperatureTest, AReadWithoutBufferFails) {
-  off_t position = 0;
+  off64_t position = 0;
   EXPECT_EQ(outcome(sensors_.find("/proc/debug/temp1")->read(nullptr, 4, position)), -EFAULT);
   EXPECT_EQ(position, 0);
 }

@@ -131,11 +131,24 @@ std::vector<std::string> BoardUnderTest::open_nodes() {
   return control().open_nodes();
 }
 
-std::size_t BoardUnderTest::descriptors() {
+std::filesystem::path BoardUnderTest::server_in_proc() {
   const int server = child_of(launcher_->pid());
   if (server < 0) throw std::runtime_error("the server does not run");
-  const std::filesystem::directory_iterator entries("/proc/" + std::to_string(server) + "/fd");
+  return "/proc/" + std::to_string(server);
+}
+
+std::size_t BoardUnderTest::descriptors() {
+  const std::filesystem::directory_iterator entries(server_in_proc() / "fd");
   return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+std::size_t BoardUnderTest::memory() {
+  std::ifstream file(server_in_proc() / "smaps_rollup");
+  for (std::string word; file >> word;) {
+    std::size_t kilobytes = 0;
+    if (word == "Private_Dirty:" && file >> kilobytes) return kilobytes;
+  }
+  throw std::runtime_error("the PC does not tell the server's memory");
 }
 
 std::string BoardUnderTest::next_line(std::string_view awaited) {

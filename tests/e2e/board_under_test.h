@@ -64,6 +64,8 @@ class BoardUnderTest {
   std::vector<std::string> open_nodes();
   /// Number of descriptors that the server's process holds.
   std::size_t descriptors();
+  /// Kilobytes of memory that the server's process has written and shares with no other.
+  std::size_t memory();
 
   /// Takes as many lines as are given and expects just these; a '*' at the end of one stands for any rest.
   void expect_lines(const std::vector<std::string>& lines);
@@ -89,6 +91,7 @@ class BoardUnderTest {
 
  private:
   boardsim::ControlClient& control();
+  std::filesystem::path server_in_proc();
   std::string next_line(std::string_view awaited);
   void expect_no_complaints();
 

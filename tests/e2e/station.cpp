@@ -83,9 +83,9 @@ std::string request_of(int code) {
   return "<TestItem><TestCode>" + std::to_string(code) + "</TestCode></TestItem>";
 }
 
-Station::Station(BoardUnderTest& board) : address_(board.address()), socket_(-1) {
+Station::Station(BoardUnderTest& board, Room room) : address_(board.address()), socket_(-1) {
   board.settle();
-  socket_ = wire::connect(address_, kPort);
+  socket_ = room == Room::plenty ? wire::connect(address_, kPort) : wire::connect_narrowly(address_, kPort);
   if (socket_ < 0) throw std::runtime_error("no server listens on the board");
 }
 
@@ -125,6 +125,7 @@ std::string Station::take_record() {
 
 void Station::wait_for_more(std::string_view awaited) {
   if (ended_) throw std::runtime_error("the board closed the connection before " + std::string(awaited));
+  wire::acknowledge(socket_);
   pollfd readable{socket_, POLLIN, 0};
   const auto patience = std::chrono::duration_cast<std::chrono::milliseconds>(kPatience);
   if (poll(&readable, 1, static_cast<int>(patience.count())) < 1) throw in_vain(awaited);

@@ -11,12 +11,18 @@
 /// The XML of a request.
 std::string request_of(int code);
 
+/// How much of what it has not read a station has room for.
+enum class Room {
+  plenty,
+  little,  ///< some hundred records fill the connection: then the board can send no more
+};
+
 /// A station. Records are hexadecimal digits of the whole record, length field and GBK text. What waits for
 /// the board throws std::runtime_error, which names what was awaited, after kPatience.
 class Station {
  public:
   /// Connects as soon as the server listens.
-  explicit Station(BoardUnderTest& board);
+  explicit Station(BoardUnderTest& board, Room room = Room::plenty);
   /// Closes in good order, unless it has left before.
   ~Station();
   Station(const Station&) = delete;

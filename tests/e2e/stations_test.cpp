@@ -182,33 +182,6 @@ TEST_F(StationsTest, AStationThatVanishesBeforeItsTurnEndsTheServer) {
   EXPECT_EQ(lines.back(), "send_start_info failed!");
 }
 
-TEST_F(StationsTest, AThousandShortConnectionsLeaveAtMostOneHeartbeatAndNoDescriptor) {
-  board.settle();
-  const std::size_t descriptors = board.descriptors();
-  for (int i = 0; i < 500; ++i) {
-    {
-      Station quitter(board);
-      quitter.take_greeting();
-      quitter.send_at_once(record_of(request_of(62208)));
-      board.lines_until("recv q command");
-      board.advance(1s);
-      EXPECT_EQ(quitter.records_until_close(), Records());
-    }
-    Station breaker(board);
-    breaker.take_greeting();
-    breaker.reset_at_once();
-    board.lines_until(kBroken);
-  }
-  board.settle();
-  EXPECT_EQ(board.now(), 500s) << "nothing but the quit requests takes time";
-  EXPECT_LE(board.threads(), 1);
-  EXPECT_EQ(board.descriptors(), descriptors);
-  EXPECT_EQ(board.open_nodes(), Lines());
-  EXPECT_EQ(board.trace_of(" accept ").size(), 1000U);
-  EXPECT_EQ(board.trace_of("thread ended").size(), 1000U);
-  expect_service();
-}
-
 TEST_F(StationsTest, TwoHundredBrokenConnectionsWhileHeartbeatsFlowLeaveAWorkingServer) {
   for (int i = 0; i < 200; ++i) {
     Station station(board);

@@ -20,6 +20,9 @@ namespace {
 /// How often, and in steps of a millisecond, the PC's network stack is looked at before giving up.
 constexpr int kLooks = 10000;
 
+/// Milliseconds without any change that make a connection a full one, where nothing tells so.
+constexpr int kStillness = 200;
+
 /// The state of a connection that is none any more, as the kernel numbers it.
 constexpr unsigned kNotConnected = 7;
 
@@ -68,6 +71,18 @@ bool has_event(int socket, short events, int milliseconds) {
   return call(SYS_poll, &awaited, 1, milliseconds) > 0;
 }
 
+/// Connects the socket, or closes it: -1 with errno.
+int connect_from(int socket, const std::string& address, std::uint16_t port) {
+  constexpr int yes = 1;
+  set_option(socket, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);
+  const sockaddr_in target = address_of(address, port);
+  if (socket >= 0 && call(SYS_connect, socket, &target, sizeof target) == 0) return socket;
+  const int error = errno;
+  wire::close(socket);
+  errno = error;
+  return -1;
+}
+
 /// Whether `other` is connected with the address of `one`.
 bool is_peer_of(int one, int other) {
   sockaddr_in own = {};
@@ -79,19 +94,25 @@ bool is_peer_of(int one, int other) {
          own.sin_addr.s_addr == peer.sin_addr.s_addr;
 }
 
-tcp_info info_of(int socket) {
-  tcp_info info = {};
-  socklen_t size = sizeof info;
-  call(SYS_getsockopt, socket, IPPROTO_TCP, TCP_INFO, &info, &size);
+/// What the kernel tells of a connection. An emulator of another processor passes on the state only.
+struct Info : tcp_info {
+  bool is_whole = false;
+};
+
+Info info_of(int socket) {
+  Info info = {};
+  socklen_t size = sizeof(tcp_info);
+  call(SYS_getsockopt, socket, IPPROTO_TCP, TCP_INFO, static_cast<tcp_info*>(&info), &size);
+  info.is_whole = size > sizeof(int);
   return info;
 }
 
 /// Whether the stack of `to` has received all that was sent at `from`. Acknowledgements are asked only when
 /// the other end is not at hand: they may be held back for a while.
 bool delivered(int from, int to) {
-  const tcp_info sender = info_of(from);
+  const Info sender = info_of(from);
   if (sender.tcpi_state == kNotConnected) return true;  // what has not arrived by now never will
-  if (wire::are_connected(from, to)) {
+  if (sender.is_whole && wire::are_connected(from, to)) {
     return info_of(to).tcpi_bytes_received + sender.tcpi_bytes_retrans >=
            sender.tcpi_bytes_sent + sender.tcpi_notsent_bytes;
   }
@@ -103,7 +124,8 @@ bool delivered(int from, int to) {
 /// when the peer's window takes what it still can.
 bool is_full(int socket) {
   if (has_event(socket, POLLOUT, 0)) return false;
-  const tcp_info sender = info_of(socket);
+  const Info sender = info_of(socket);
+  if (!sender.is_whole) return !has_event(socket, POLLOUT, kStillness);
   if (sender.tcpi_unacked > 0 || sender.tcpi_notsent_bytes == 0) return false;
   unsigned buffer = 0;
   socklen_t size = sizeof buffer;
@@ -116,13 +138,16 @@ bool is_full(int socket) {
 namespace wire {
 
 int connect(const std::string& address, std::uint16_t port) {
+  return connect_from(open_socket(), address, port);
+}
+
+int connect_narrowly(const std::string& address, std::uint16_t port) {
+  constexpr int smallest = 1;  // the kernel makes it as small as it can
+  constexpr int packet = 536;  // small packets let the other end's buffer stay small too
   const int socket = open_socket();
-  const sockaddr_in target = address_of(address, port);
-  if (socket >= 0 && call(SYS_connect, socket, &target, sizeof target) == 0) return socket;
-  const int error = errno;
-  close(socket);
-  errno = error;
-  return -1;
+  set_option(socket, SOL_SOCKET, SO_RCVBUF, &smallest, sizeof smallest);
+  set_option(socket, IPPROTO_TCP, TCP_MAXSEG, &packet, sizeof packet);
+  return connect_from(socket, address, port);
 }
 
 int listen(std::uint16_t& port) {
@@ -145,6 +170,11 @@ bool send_all(int socket, std::string_view bytes) {
     bytes.remove_prefix(static_cast<std::size_t>(std::max(sent, 0L)));
   }
   return true;
+}
+
+void acknowledge(int socket) {
+  constexpr int yes = 1;
+  set_option(socket, IPPROTO_TCP, TCP_QUICKACK, &yes, sizeof yes);
 }
 
 bool receive(int socket, std::string& received) {

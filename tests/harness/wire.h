@@ -8,12 +8,16 @@
 
 namespace wire {
 
-/// A socket connected to a loopback address, or -1 with errno.
+/// A socket connected to a loopback address, or -1 with errno. What is sent there goes out at once.
 int connect(const std::string& address, std::uint16_t port);
+/// The same for a station with little room: some hundred records that it does not read fill the connection.
+int connect_narrowly(const std::string& address, std::uint16_t port);
 /// A socket that listens on 127.0.0.1, its port in `port`; -1 with errno.
 int listen(std::uint16_t& port);
 /// Sends everything; false with errno when that fails.
 bool send_all(int socket, std::string_view bytes);
+/// Tells the peer now what has arrived, not some 40 ms later: small records of the peer wait for that.
+void acknowledge(int socket);
 /// Appends what can be read at once to `received`. True when the peer has closed or broken the connection.
 bool receive(int socket, std::string& received);
 /// Fills the connection with zero bytes until nothing more goes out before the peer reads. The socket's send

@@ -1,73 +1,18 @@
 // The launcher: unmodified programs on a simulated board.
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <signal.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <regex>
-#include <sstream>
 
 #include "boardsim/core/control.h"
-#include "tests/boardsim/launcher/process.h"
+#include "tests/boardsim/launcher/launcher.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-using Words = std::vector<std::string>;
-
-class LauncherTest : public testing::Test {
- protected:
-  LauncherTest()
-      : folder_(std::filesystem::temp_directory_path() / ("boardsim_test_" + std::to_string(getpid()))) {
-    std::filesystem::create_directories(folder_);
-  }
-  ~LauncherTest() override { std::filesystem::remove_all(folder_); }
-
-  /// The launcher with these options and the probe program with this deed.
-  static Words launch(const Words& options, const Words& deed) {
-    Words command{BOARDSIM_PROGRAM};
-    command.insert(command.end(), options.begin(), options.end());
-    command.insert(command.end(), {"--", BOARDSIM_PROBE});
-    command.insert(command.end(), deed.begin(), deed.end());
-    return command;
-  }
-  static Words bare(const Words& arguments) {
-    Words command{BOARDSIM_PROGRAM};
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    return command;
-  }
-  /// A loopback address that other processes with these tests do not use; `number` is 0 to 9.
-  static std::string address(int number) {
-    const unsigned id = static_cast<unsigned>(getpid()) % 65536;
-    return "127." + std::to_string(50 + number) + "." + std::to_string(id / 256) + "." +
-           std::to_string(id % 256);
-  }
-  std::string file(const std::string& name) const { return folder_ / name; }
-  static std::string contents(const std::string& path) {
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-  }
-  /// Standard output without the launcher's first line.
-  static std::string program_output(const Process& process) {
-    return process.out.substr(std::min(process.out.find('\n') + 1, process.out.size()));
-  }
-  static std::string address_in(const std::string& first_line) {
-    std::smatch match;
-    return std::regex_search(first_line, match, std::regex(R"(at (127\.\d+\.\d+\.\d+):36001)"))
-               ? match[1].str()
-               : "";
-  }
-
- private:
-  std::filesystem::path folder_;
-};
 
 TEST_F(LauncherTest, TheFirstLineNamesTheBoardAndItsAddress) {
   Process process(launch({"--board", "loop", "--address", address(0)}, {"exit", "0"}));
@@ -330,29 +275,6 @@ TEST_F(LauncherTest, AFolderForDevinfoThatDoesNotExistIsAUsageError) {
   EXPECT_NE(process.err.find("none: No such file or directory"), std::string::npos) << process.err;
 }
 
-TEST_F(LauncherTest, AnAddressOutsideOfLoopbackIsRefused) {
-  Process process(launch({"--address", "192.0.2.1"}, {"exit", "0"}));
-  EXPECT_EQ(process.wait(), 70);
-  EXPECT_NE(process.err.find("192.0.2.1 is no loopback address"), std::string::npos) << process.err;
-}
-
-TEST_F(LauncherTest, AnAddressThatABoardHasIsNotGivenTwice) {
-  Process first(launch({"--address", address(0)}, {"wait"}));
-  ASSERT_TRUE(first.wait_for("waiting\n"));
-  Process second(launch({"--address", address(0)}, {"exit", "0"}));
-  EXPECT_EQ(second.wait(), 70);
-  EXPECT_NE(second.err.find(address(0) + " is in use"), std::string::npos) << second.err;
-}
-
-TEST_F(LauncherTest, AnInterfaceOutsideOfLoopbackIsAUsageError) {
-  for (const Words& options : {Words{"--interface", "eth0=192.0.2.1"}, Words{"--interface", "wlan0=x"},
-                               Words{"--fault", "interface eth0 192.0.2.1"}}) {
-    Process process(launch(options, {"exit", "0"}));
-    EXPECT_EQ(process.wait(), 64) << options.back();
-    EXPECT_NE(process.err.find("interface: "), std::string::npos) << process.err;
-  }
-}
-
 TEST_F(LauncherTest, AFaultOnANodeThatTheBoardLacksIsAUsageError) {
   Process process(launch({"--fault", "open /dev/rtcc"}, {"exit", "0"}));
   EXPECT_EQ(process.wait(), 64);
@@ -411,75 +333,6 @@ TEST_F(LauncherTest, ASerialDeviceInVirtualTimeIsAUsageError) {
   Process process(launch({"--uart1", file("uart1"), "--pace", "virtual"}, {"exit", "0"}));
   EXPECT_EQ(process.wait(), 64);
   EXPECT_NE(process.err.find("--uart1"), std::string::npos) << process.err;
-}
-
-std::string exchange(const std::string& address, const std::string& text) {
-  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in place{};
-  place.sin_family = AF_INET;
-  place.sin_port = htons(36001);
-  inet_pton(AF_INET, address.c_str(), &place.sin_addr);
-  std::string answer(text.size(), '\0');
-  if (connect(fd, reinterpret_cast<const sockaddr*>(&place), sizeof place) != 0 ||
-      send(fd, text.data(), text.size(), 0) < 0 ||
-      recv(fd, answer.data(), answer.size(), MSG_WAITALL) != static_cast<ssize_t>(text.size())) {
-    answer = "failed";
-  }
-  close(fd);
-  return answer;
-}
-
-TEST_F(LauncherTest, TwoBoardsRunSideBySideOnOnePort) {
-  Process one(launch({"--address", address(1), "--control", file("one")}, {"echo"}));
-  ASSERT_TRUE(one.wait_for(":36001\n"));
-  Process two(launch({"--board", "loop", "--address", address(2), "--control", file("two")}, {"echo"}));
-  ASSERT_TRUE(two.wait_for(":36001\n"));
-  for (const char* name : {"one", "two"}) boardsim::ControlClient(file(name)).settle();
-  EXPECT_EQ(exchange(address(2), "to two"), "to two");
-  EXPECT_EQ(exchange(address(1), "to one"), "to one");
-  EXPECT_EQ(one.wait(), 0);
-  EXPECT_EQ(two.wait(), 0);
-}
-
-/// How a board is given its addresses, and where its program is to be found then.
-struct Addresses {
-  std::string name;
-  Words options;
-  int found_at;
-};
-
-TEST_F(LauncherTest, TheAnnouncedAddressIsTheOneThatTheProgramServes) {
-  const Words none{"--fault", "interface eth0 none"};
-  const std::vector<Addresses> boards{
-      {"eth0", {}, 0},
-      {"eth0 by option", {"--interface", "eth0=" + address(1)}, 1},
-      {"eth0 by fault", {"--fault", "interface eth0 " + address(1)}, 1},
-      {"wlan0", {"--interface", "eth0=none", "--interface", "wlan0=" + address(1)}, 1},
-      {"wlan0 by faults", {none[0], none[1], "--fault", "interface wlan0 " + address(1)}, 1},
-      {"no interface", none, 0},
-  };
-  for (const Addresses& board : boards) {
-    Words options{"--address", address(0), "--control", file("control")};
-    options.insert(options.end(), board.options.begin(), board.options.end());
-    Process process(launch(options, {"echo"}));
-    ASSERT_TRUE(process.wait_for(":36001\n")) << board.name;
-    EXPECT_EQ(address_in(process.out), address(board.found_at)) << board.name;
-    boardsim::ControlClient(file("control")).settle();
-    EXPECT_EQ(exchange(address(board.found_at), "hello"), "hello") << board.name;
-    EXPECT_EQ(process.wait(), 0) << board.name;
-  }
-}
-
-TEST_F(LauncherTest, BoardsWithoutInterfacesRunSideBySideToo) {
-  Process one(launch({"--fault", "interface eth0 none", "--control", file("one")}, {"echo"}));
-  ASSERT_TRUE(one.wait_for(":36001\n"));
-  Process two(launch({"--fault", "interface eth0 none", "--control", file("two")}, {"echo"}));
-  ASSERT_TRUE(two.wait_for(":36001\n"));
-  for (const char* name : {"one", "two"}) boardsim::ControlClient(file(name)).settle();
-  EXPECT_EQ(exchange(address_in(two.out), "to two"), "to two");
-  EXPECT_EQ(exchange(address_in(one.out), "to one"), "to one");
-  EXPECT_EQ(one.wait(), 0);
-  EXPECT_EQ(two.wait(), 0);
 }
 
 TEST_F(LauncherTest, ASteppedProgramRunsOnlyAsFarAsTimeIsAdvanced) {

@@ -1,0 +1,103 @@
+// The launcher's boards on the network: which address each has, and many side by side.
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include "boardsim/core/control.h"
+#include "tests/boardsim/launcher/launcher.h"
+
+namespace {
+
+TEST_F(LauncherTest, AnAddressOutsideOfLoopbackIsRefused) {
+  Process process(launch({"--address", "192.0.2.1"}, {"exit", "0"}));
+  EXPECT_EQ(process.wait(), 70);
+  EXPECT_NE(process.err.find("192.0.2.1 is no loopback address"), std::string::npos) << process.err;
+}
+
+TEST_F(LauncherTest, AnAddressThatABoardHasIsNotGivenTwice) {
+  Process first(launch({"--address", address(0)}, {"wait"}));
+  ASSERT_TRUE(first.wait_for("waiting\n"));
+  Process second(launch({"--address", address(0)}, {"exit", "0"}));
+  EXPECT_EQ(second.wait(), 70);
+  EXPECT_NE(second.err.find(address(0) + " is in use"), std::string::npos) << second.err;
+}
+
+TEST_F(LauncherTest, AnInterfaceOutsideOfLoopbackIsAUsageError) {
+  for (const Words& options : {Words{"--interface", "eth0=192.0.2.1"}, Words{"--interface", "wlan0=x"},
+                               Words{"--fault", "interface eth0 192.0.2.1"}}) {
+    Process process(launch(options, {"exit", "0"}));
+    EXPECT_EQ(process.wait(), 64) << options.back();
+    EXPECT_NE(process.err.find("interface: "), std::string::npos) << process.err;
+  }
+}
+
+std::string exchange(const std::string& address, const std::string& text) {
+  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in place{};
+  place.sin_family = AF_INET;
+  place.sin_port = htons(36001);
+  inet_pton(AF_INET, address.c_str(), &place.sin_addr);
+  std::string answer(text.size(), '\0');
+  if (connect(fd, reinterpret_cast<const sockaddr*>(&place), sizeof place) != 0 ||
+      send(fd, text.data(), text.size(), 0) < 0 ||
+      recv(fd, answer.data(), answer.size(), MSG_WAITALL) != static_cast<ssize_t>(text.size())) {
+    answer = "failed";
+  }
+  close(fd);
+  return answer;
+}
+
+TEST_F(LauncherTest, TwoBoardsRunSideBySideOnOnePort) {
+  Process one(launch({"--address", address(1), "--control", file("one")}, {"echo"}));
+  ASSERT_TRUE(one.wait_for(":36001\n"));
+  Process two(launch({"--board", "loop", "--address", address(2), "--control", file("two")}, {"echo"}));
+  ASSERT_TRUE(two.wait_for(":36001\n"));
+  for (const char* name : {"one", "two"}) boardsim::ControlClient(file(name)).settle();
+  EXPECT_EQ(exchange(address(2), "to two"), "to two");
+  EXPECT_EQ(exchange(address(1), "to one"), "to one");
+  EXPECT_EQ(one.wait(), 0);
+  EXPECT_EQ(two.wait(), 0);
+}
+
+/// How a board is given its addresses, and where its program is to be found then.
+struct Addresses {
+  std::string name;
+  Words options;
+  int found_at;
+};
+
+TEST_F(LauncherTest, TheAnnouncedAddressIsTheOneThatTheProgramServes) {
+  const Words none{"--fault", "interface eth0 none"};
+  const std::vector<Addresses> boards{
+      {"eth0", {}, 0},
+      {"eth0 by option", {"--interface", "eth0=" + address(1)}, 1},
+      {"eth0 by fault", {"--fault", "interface eth0 " + address(1)}, 1},
+      {"wlan0", {"--interface", "eth0=none", "--interface", "wlan0=" + address(1)}, 1},
+      {"wlan0 by faults", {none[0], none[1], "--fault", "interface wlan0 " + address(1)}, 1},
+      {"no interface", none, 0},
+  };
+  for (const Addresses& board : boards) {
+    Words options{"--address", address(0), "--control", file("control")};
+    options.insert(options.end(), board.options.begin(), board.options.end());
+    Process process(launch(options, {"echo"}));
+    ASSERT_TRUE(process.wait_for(":36001\n")) << board.name;
+    EXPECT_EQ(address_in(process.out), address(board.found_at)) << board.name;
+    boardsim::ControlClient(file("control")).settle();
+    EXPECT_EQ(exchange(address(board.found_at), "hello"), "hello") << board.name;
+    EXPECT_EQ(process.wait(), 0) << board.name;
+  }
+}
+
+TEST_F(LauncherTest, BoardsWithoutInterfacesRunSideBySideToo) {
+  Process one(launch({"--fault", "interface eth0 none", "--control", file("one")}, {"echo"}));
+  ASSERT_TRUE(one.wait_for(":36001\n"));
+  Process two(launch({"--fault", "interface eth0 none", "--control", file("two")}, {"echo"}));
+  ASSERT_TRUE(two.wait_for(":36001\n"));
+  for (const char* name : {"one", "two"}) boardsim::ControlClient(file(name)).settle();
+  EXPECT_EQ(exchange(address_in(two.out), "to two"), "to two");
+  EXPECT_EQ(exchange(address_in(one.out), "to one"), "to one");
+  EXPECT_EQ(one.wait(), 0);
+  EXPECT_EQ(two.wait(), 0);
+}
+
+}  // namespace
