@@ -16,29 +16,29 @@ namespace {
 /// What a call can give instead of success.
 struct FallibleCall {
   std::string_view name;
-  bool names_node;                       ///< the fault names what the call is made on
-  std::vector<const char*> errors;       ///< once, and from there to the end
+  bool names_node;                  ///< the fault names what the call is made on
+  std::vector<const char*> errors;  ///< once, and from there to the end; the first for every node at once
   std::vector<const char*> once_errors;  ///< no board gives these for ever
-  std::vector<const char*> shorts{};
+  bool moves_bytes = false;              ///< can fall short
 };
 
 // A close that fails has closed all the same, and the program looks at none of its results: one error will
 // do.
 const std::vector<FallibleCall> kCalls = {
-    {"open", true, {"ENODEV", "EMFILE"}, {}},
+    {"open", true, {"EMFILE", "ENODEV", "ENOENT", "EACCES", "EBUSY", "ENXIO"}, {"EINTR"}},
     {"close", true, {"EIO"}, {}},
-    {"ioctl", true, {"EIO"}, {"EINTR"}},
-    {"read", true, {"EIO"}, {"EINTR"}, {"short 0", "short 1"}},
-    {"write", true, {"EIO", "ENOSPC"}, {"EINTR"}, {"short 0", "short 1"}},
+    {"ioctl", true, {"EIO", "ENOTTY", "EINVAL", "ENODEV"}, {"EINTR"}},
+    {"read", true, {"EIO"}, {"EINTR"}, true},
+    {"write", true, {"EIO", "ENOSPC"}, {"EINTR"}, true},
     {"lseek", true, {"EINVAL", "EIO"}, {}},
     {"stat", true, {"ENOENT", "EACCES"}, {}},
     {"access", true, {"ENOENT", "EACCES"}, {}},
     {"socket", false, {"EMFILE", "ENOBUFS"}, {}},
     {"connect", false, {"ECONNREFUSED", "ETIMEDOUT"}, {}},
-    {"select", false, {"ENOMEM"}, {"EINTR"}},
+    {"select", false, {"ENOMEM", "time-out"}, {"EINTR"}},
     {"poll", false, {"ENOMEM"}, {"EINTR"}},
-    {"recv", false, {"ECONNRESET", "EIO"}, {"EINTR"}, {"short 0", "short 1"}},
-    {"send", false, {"EPIPE", "ECONNRESET"}, {"EINTR"}, {"short 1"}},
+    {"recv", false, {"ECONNRESET", "EIO"}, {"EINTR"}, true},
+    {"send", false, {"EPIPE", "ECONNRESET"}, {"EINTR"}, true},
     {"malloc", false, {"ENOMEM"}, {}},
     {"calloc", false, {"ENOMEM"}, {}},
     {"system", false, {"EAGAIN", "ENOMEM"}, {}},
@@ -50,6 +50,8 @@ const std::vector<FallibleCall> kCalls = {
     {"unlink", false, {"EROFS", "EIO"}, {}},
     {"tcgetattr", false, {"EIO", "ENOTTY"}, {}},
     {"tcsetattr", false, {"EIO", "ENOTTY"}, {}},
+    {"tcflush", false, {"EIO"}, {}},
+    {"reboot", false, {"EPERM"}, {}},
 };
 
 const FallibleCall* fallible(std::string_view name) {
@@ -64,19 +66,52 @@ std::string hexadecimal(std::uint32_t number) {
 }
 
 using Target = std::tuple<std::string, std::string, std::uint32_t>;  // call, node, request
+using Calls = std::vector<const boardsim::Call*>;
 
-void add_count(std::vector<Fault>& faults, const Target& target, const FallibleCall& call, unsigned first,
-               bool once) {
+constexpr std::size_t kFirstOnes = 4;  // of a long run of like calls: these, and the last, in every way
+
+/// The ways in which a call can fail, once or lastingly.
+std::vector<std::string> ways(const FallibleCall& kind, const boardsim::Call& call, bool lasting) {
+  std::vector<std::string> all(kind.errors.begin(), kind.errors.end());
+  if (!lasting) all.insert(all.end(), kind.once_errors.begin(), kind.once_errors.end());
+  if (!kind.moves_bytes) return all;
+  if (kind.name != "send") all.emplace_back("short 0");
+  if (call.result > 1) all.emplace_back("short 1");
+  if (call.result > 2) all.push_back("short " + std::to_string(call.result - 1));
+  return all;
+}
+
+/// The faults of like calls, in the order of the calls.
+void add_each(std::vector<Fault>& faults, const Target& target, const FallibleCall& kind,
+              const Calls& calls) {
   const auto& [name, node, request] = target;
-  const auto add = [&](const std::vector<const char*>& effects, bool lasting) {
-    for (const char* effect : effects) faults.push_back({name, node, request, first, lasting, effect});
-  };
-  for (const bool lasting : {false, true}) {
-    if (!lasting && !once) continue;
-    add(call.errors, lasting);
-    add(call.shorts, lasting);
+  for (std::size_t i = 0; i < calls.size(); ++i) {
+    const bool in_every_way = i < kFirstOnes || i + 1 == calls.size();
+    for (const bool lasting : {false, true}) {
+      const std::vector<std::string> effects = ways(kind, *calls[i], lasting);
+      for (std::size_t way = 0; way < effects.size(); ++way) {
+        if (!in_every_way && way != (i + lasting) % effects.size()) continue;
+        faults.push_back({name, node, request, static_cast<unsigned>(i + 1), lasting, effects[way]});
+      }
+    }
   }
-  if (once) add(call.once_errors, false);
+}
+
+/// Everything of a kind fails from some call on: a driver whatever the request, the process on whatever node.
+/// For the process, the first of calls on one node that follow one another will do.
+void add_together(std::vector<Fault>& faults, const Target& target, const FallibleCall& kind,
+                  const Calls& calls, bool each) {
+  const auto& [name, node, request] = target;
+  for (std::size_t i = 0; i < calls.size(); ++i) {
+    if (!each && i > 0 && calls[i]->node == calls[i - 1]->node) continue;
+    faults.push_back({name, node, request, static_cast<unsigned>(i + 1), true, kind.errors.front()});
+  }
+}
+
+bool is_fault_of(const Fault& fault, const boardsim::Call& call) {
+  const bool opens = fault.call == "open" && call.name == "fopen";
+  return (call.name == fault.call || opens) && (fault.node.empty() || fault.node == call.node) &&
+         (fault.request == 0 || fault.request == call.request);
 }
 
 }  // namespace
@@ -110,7 +145,8 @@ Fault parse_fault(const std::string& text) {
     }
   }
   if (fallible(fault.call) == nullptr || fault.effect.empty()) {
-    throw std::invalid_argument("CALL [NODE [REQUEST]] #N[+] ERRNO|short BYTES, not: " + text);
+    throw std::invalid_argument("CALL [NODE [REQUEST]] #N[+] ERRNO|short BYTES|result 0|time-out, not: " +
+                                text);
   }
   return fault;
 }
@@ -119,13 +155,26 @@ std::vector<std::size_t> befallen(const Fault& fault, const std::vector<boardsim
   std::vector<std::size_t> places;
   unsigned met = 0;
   for (std::size_t i = 0; i < trace.size(); ++i) {
-    if (trace[i].name != fault.call && !(fault.call == "open" && trace[i].name == "fopen")) continue;
-    if (!fault.node.empty() && trace[i].node != fault.node) continue;
-    if (fault.request != 0 && trace[i].request != fault.request) continue;
+    if (!is_fault_of(fault, trace[i])) continue;
     ++met;
     if (met == fault.first || (fault.lasting && met > fault.first)) places.push_back(i);
   }
   return places;
+}
+
+std::vector<std::string> laid(const Fault& fault, const std::vector<boardsim::Call>& healthy) {
+  if (!fault.node.empty() || !fallible(fault.call)->names_node) return {fault.text()};
+  std::map<std::string, unsigned> before;  // calls on each node that still go well
+  unsigned met = 0;
+  for (const boardsim::Call& call : healthy) {
+    if (!is_fault_of(fault, call)) continue;
+    before[call.node] += ++met < fault.first;
+  }
+  std::vector<std::string> texts;
+  for (const auto& [node, count] : before) {
+    texts.push_back(Fault{fault.call, node, fault.request, count + 1, fault.lasting, fault.effect}.text());
+  }
+  return texts;
 }
 
 bool can_fail(const boardsim::Call& call) {
@@ -133,27 +182,29 @@ bool can_fail(const boardsim::Call& call) {
 }
 
 std::vector<Fault> faults_of(const std::vector<boardsim::Call>& trace) {
-  std::map<Target, unsigned> counts;
-  std::map<std::string, std::map<std::uint32_t, unsigned>> requests;  // of each node
+  std::map<Target, Calls> each;
+  std::map<Target, Calls> of_driver;
+  std::map<Target, Calls> of_process;
   for (const boardsim::Call& call : trace) {
     if (!can_fail(call)) continue;
     const FallibleCall& kind = *fallible(call.name);
-    ++counts[{std::string(kind.name), kind.names_node ? call.node : "", call.request}];
-    if (call.name == "ioctl") ++requests[call.node][call.request];
+    const std::string name(kind.name);
+    each[{name, kind.names_node ? call.node : "", call.request}].push_back(&call);
+    if (call.name == "ioctl") of_driver[{name, call.node, 0}].push_back(&call);
+    if (kind.names_node && name != "close") of_process[{name, "", 0}].push_back(&call);
   }
+  const auto differ = [](const Calls& calls, auto member) {
+    return std::ranges::any_of(calls, [&](const auto* call) { return call->*member != calls[0]->*member; });
+  };
   std::vector<Fault> faults;
-  for (const auto& [target, count] : counts) {
-    const FallibleCall& kind = *fallible(std::get<0>(target));
-    for (unsigned first = 1; first <= count; ++first) add_count(faults, target, kind, first, true);
+  for (const auto& [target, calls] : each) add_each(faults, target, *fallible(std::get<0>(target)), calls);
+  for (const auto& [target, calls] : of_driver) {
+    if (differ(calls, &boardsim::Call::request))
+      add_together(faults, target, *fallible("ioctl"), calls, true);
   }
-  // A driver that fails for every request from some call on.
-  for (const auto& [node, of_node] : requests) {
-    if (of_node.size() < 2) continue;
-    unsigned count = 0;
-    for (const auto& [request, calls] : of_node) count += calls;
-    for (unsigned first = 1; first <= count; ++first) {
-      add_count(faults, {"ioctl", node, 0}, *fallible("ioctl"), first, false);
-    }
+  for (const auto& [target, calls] : of_process) {
+    if (!differ(calls, &boardsim::Call::node)) continue;
+    add_together(faults, target, *fallible(std::get<0>(target)), calls, false);
   }
   return faults;
 }

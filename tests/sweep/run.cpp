@@ -16,13 +16,14 @@
 #include "t1_sdk/boardtest/service/server.h"
 #include "tests/harness/framing.h"
 #include "tests/harness/station_link.h"
-#include "tests/sweep/allocations.h"
+#include "tests/sweep/wrapped.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 
 constexpr int kTemperature = 7426;
+constexpr std::uint32_t kGetLevel = 0x80044703;  // of a line of /dev/qznio
 constexpr int kSetVsub6484 = 10240;
 constexpr int kPanAndTilt = -16;
 constexpr int kRs485 = 1024;  // under which pan and tilt replies too
@@ -99,23 +100,30 @@ std::vector<std::string> left_open(const boardsim::Board& board, const std::vect
 
 }  // namespace
 
-Outcome run(std::string_view family, int code, const std::string& fault, void (*late)()) {
+Outcome run(std::string_view family, int code, const std::vector<std::string>& faults, void (*late)()) {
   const DescriptorsOfARun descriptors;
   boardsim::Board board(family);
   StationLink station;
   start_anew();
-  if (!fault.empty() && !is_of_allocations(fault)) board.fault(fault);
+  std::string wrapped;
+  for (const std::string& fault : faults) {
+    if (is_of_wrapped(fault)) {
+      wrapped = fault;
+    } else {
+      board.fault(fault);
+    }
+  }
   board.clear_trace();
   board.at(board.now() + 24h, late);
 
   Outcome outcome;
   const boardsim::Time begin = board.now();
-  begin_allocations(fault);
+  begin_wrapped(wrapped);
   request(code);
-  const std::vector<boardsim::Call> allocations = end_allocations();
+  const std::vector<boardsim::Call> others = end_wrapped();
   outcome.took = board.now() - begin;
   outcome.trace = board.trace();
-  outcome.trace.insert(outcome.trace.end(), allocations.begin(), allocations.end());
+  outcome.trace.insert(outcome.trace.end(), others.begin(), others.end());
   outcome.replies = verdicts(station.bytes(), code == kPanAndTilt ? kRs485 : code);
   outcome.left_open = left_open(board, outcome.trace);
 
@@ -127,4 +135,20 @@ Outcome run(std::string_view family, int code, const std::string& fault, void (*
   outcome.violations = board.violations();
   station.reset();  // a close in good order would keep a port of the PC for a minute: runs are many
   return outcome;
+}
+
+void enter_levels(std::string_view family, int code, Outcome& healthy) {
+  const auto reads = [](const boardsim::Call& call) { return call.request == kGetLevel; };
+  if (std::ranges::none_of(healthy.trace, reads)) return;
+  const DescriptorsOfARun descriptors;
+  boardsim::Board board(family);
+  StationLink station;
+  start_anew();
+  for (boardsim::Call& call : healthy.trace) {
+    if (!reads(call)) continue;
+    board.at(call.at,
+             [&] { call.record.at(1) = static_cast<std::uint32_t>(board.gpio_level(call.record.at(0))); });
+  }
+  request(code);
+  station.reset();
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -9,27 +10,43 @@
 
 #include "tests/sweep/calls.h"
 
-/// What a test that passes on a healthy board may reply when a call fails.
+/// What a test may reply when a call fails.
 enum class Verdict : std::uint8_t {
-  fail,             ///< "Fail" only
-  pass,             ///< "Pass" only: nobody looks at this call's result
-  either,           ///< what the hardware then does, or the board that it is taken for, decides
-  fail_from_first,  ///< "Fail" when not even the first such call went well, otherwise either
+  fail,    ///< "Fail" only
+  pass,    ///< "Pass" only: nobody looks at this call's result
+  either,  ///< the board that it is taken for decides
+  silent,  ///< what it replies when the call succeeds and does nothing: its result is not looked at, its
+           ///< effect is
 };
 
 /// What one test on one board must reply, fault by fault.
 class Expectations {
  public:
-  /// `healthy`: the calls of its run without a fault.
-  Expectations(int code, std::string_view family, const std::vector<boardsim::Call>& healthy);
+  /// `healthy`: the calls of its run without a fault, with the levels of input lines; whether that run
+  /// `passes`.
+  Expectations(int code, std::string_view family, const std::vector<boardsim::Call>& healthy, bool passes);
 
-  /// The verdict under a fault; never fail_from_first.
+  /// The verdict under a fault.
   Verdict of(const Fault& fault) const;
 
+  /// For a fault with the verdict "silent": the one under which the same calls succeed and do nothing.
+  Fault silent_twin(const Fault& fault) const;
+
  private:
+  struct Named {
+    std::string name;           ///< as the rows have it
+    unsigned count = 0;         ///< the how manieth of its name
+    bool is_looked_at = false;  ///< reads a line that the test looks at now, or asks which line that is
+    bool is_high = false;       ///< reads a line that is high
+  };
+
+  Verdict at(std::size_t place, const Fault& fault) const;
+  void mark_inputs();
+
   int code_;
   std::string_view family_;
   std::vector<boardsim::Call> healthy_;
-  std::vector<std::pair<std::string, unsigned>>
-      names_;  ///< of each call, and the how manieth of its name it is
+  bool passes_;
+  std::vector<Named> named_;
+  std::size_t last_input_ = 0;  ///< place of the last read of an input line
 };
