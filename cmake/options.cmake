@@ -25,18 +25,34 @@ target_compile_options(bt_options INTERFACE
 if(NOT BT_SANITIZE)
   target_compile_options(bt_options INTERFACE $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
 endif()
-target_link_options(bt_options INTERFACE -Wl,-z,relro,-z,now -Wl,--as-needed
-  $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-pie>)
+target_link_options(bt_options INTERFACE -Wl,-z,relro,-z,now -Wl,--as-needed)
+
+set(BT_LIBRARIES "" CACHE PATH "Where the programs find the C library and all others, for an emulator of their processor")
+if(BT_LIBRARIES)
+  foreach(folder lib usr/lib)
+    target_link_options(bt_options INTERFACE -Wl,-rpath,${BT_LIBRARIES}/${folder}/arm-linux-gnueabihf)
+  endforeach()
+  target_link_options(bt_options INTERFACE
+    -Wl,--disable-new-dtags -Wl,--dynamic-linker=${BT_LIBRARIES}/lib/ld-linux-armhf.so.3)
+endif()
+
+option(BT_STATIC "A program that needs no library on the board, stripped and as small as it gets" OFF)
+if(BT_STATIC)
+  set(CMAKE_POSITION_INDEPENDENT_CODE OFF)
+  set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ON)
+  target_compile_options(bt_options INTERFACE -fno-pie -ffunction-sections -fdata-sections)
+  # What prints the name of an exception that nobody caught brings a demangler along: ending is enough.
+  target_link_options(bt_options INTERFACE -static -no-pie -s -Wl,--gc-sections
+    -Wl,--defsym=_ZN9__gnu_cxx27__verbose_terminate_handlerEv=abort)
+else()
+  target_link_options(bt_options INTERFACE $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-pie>)
+endif()
 
 if(BT_SANITIZE)
   target_compile_options(bt_options INTERFACE -fsanitize=${BT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(bt_options INTERFACE -fsanitize=${BT_SANITIZE})
   # Sanitizers blow these two up with false positives of GCC 12's flow analysis.
   target_compile_options(bt_options INTERFACE -Wno-null-dereference -Wno-maybe-uninitialized)
-endif()
-if(BT_COVERAGE)
-  target_compile_options(bt_options INTERFACE --coverage -fprofile-update=atomic)
-  target_link_options(bt_options INTERFACE --coverage)
 endif()
 
 # bt_compile_quickly(TARGET ...): what runs on a PC and whose speed nobody notices is not optimised: half of what the

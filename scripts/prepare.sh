@@ -2,7 +2,7 @@
 
 # Command or header that shows it, and the Debian package that brings it.
 needed=(
-  "c++ g++" "cmake cmake" "ninja ninja-build"
+  "c++ g++" "cmake cmake" "ninja ninja-build" "python3 python3"
   "/usr/include/CLI/CLI.hpp libcli11-dev" "/usr/include/nlohmann/json.hpp nlohmann-json3-dev"
   "/usr/include/pugixml.hpp libpugixml-dev" "/usr/include/gtest/gtest.h libgtest-dev"
   "/usr/include/gmock/gmock.h libgmock-dev"

@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Fetches what the tests need in order to run on ARM: Debian's libraries for it, unpacked in build/arm-libraries. Nothing
+# is installed: a second architecture would concern every later update of this machine.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+packages=(
+  libc6 libgcc-s1 libstdc++6 # to run with, the conversion of GBK among them
+  libgtest-dev libgmock-dev libpugixml-dev libpugixml1v5 libcli11-dev nlohmann-json3-dev
+)
+
+folder=$PWD/build/arm-libraries
+[ ! -e "$folder/complete" ] || exit 0
+rm -rf "$folder"
+apt=$folder/apt # apt-get's own folders, for this architecture and nothing else; the sources are the machine's
+mkdir -p "$apt/state/lists/partial" "$apt/cache/archives/partial"
+: >"$apt/status"
+
+apt_get() {
+  apt-get -q -o Dir::State="$apt/state" -o Dir::State::status="$apt/status" -o Dir::Cache="$apt/cache" \
+    -o APT::Architecture=armhf -o APT::Architectures=armhf "$@"
+}
+
+cd "$folder"
+echo "Fetching for ARM: ${packages[*]}" >&2
+# One list that a mirror lacks for this architecture is no harm when the others have the packages.
+if ! { apt_get update || true; apt_get download "${packages[@]}"; } >"$apt/log" 2>&1; then
+  tail -n 5 "$apt/log" >&2
+  echo "apt-get could not fetch them (whole output: build/arm-libraries/apt/log)" >&2
+  exit 3
+fi
+for package in *.deb; do
+  dpkg-deb --extract "$package" .
+done
+rm -rf -- *.deb "$apt/state" "$apt/cache"
+touch complete

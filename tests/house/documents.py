@@ -1,0 +1,99 @@
+"""What documents point to exists: links, headings, files, targets, options."""
+import re
+import shutil
+import subprocess
+
+import tree
+
+OWN_FOLDERS = ("t1_sdk", "boardsim", "station", "tests", "docs", "scripts", "cmake")
+# Where the options of each command are defined, and what a definition looks like.
+OPTIONS = {
+    "./test": ("test", r"^ +((?:-\w+ \| )?--[\w-]+)\)"),
+    "./run": ("run", r"(--[\w-]+)(?= *[|)])"),
+    "boardsim": ("boardsim/tool/options.cpp", r'add_(?:option|flag)\("(?:-\w,)?(--[\w-]+)'),
+    "t1station": ("station/command_line.cpp", r'(--[\w-]+)[",]'),
+}
+
+
+def anchors(path):
+    """The fragments by which a document's headings are reached."""
+    seen, found = {}, set()
+    for heading in re.findall(r"^#+ +(.*?)\s*$", re.sub(r"^```.*?^```", "", tree.text(path), flags=re.M | re.S), re.M):
+        plain = re.sub(r"\[([^\]]*)\]\([^)]*\)", r"\1", heading).replace("`", "")
+        slug = re.sub(r"[^\w\- ]", "", plain.lower()).replace(" ", "-")
+        count = seen[slug] = seen.get(slug, -1) + 1
+        found.add(f"{slug}-{count}" if count else slug)
+    return found
+
+
+def links(complain):
+    """Links lead to files of the project, and to headings that they have."""
+    for path in tree.files(".md"):
+        for number, line in tree.lines(path):
+            for link in re.findall(r"\]\(([^)\s]+)\)", line):
+                if re.match(r"[a-z]+:", link):
+                    continue
+                target, _, fragment = link.partition("#")
+                file = (tree.ROOT / path).parent / target if target else tree.ROOT / path
+                if not file.exists():
+                    complain(path, number, f"a link to {link}, which does not exist")
+                elif fragment and fragment not in anchors(file.resolve().relative_to(tree.ROOT)):
+                    complain(path, number, f"a link to {link}, which is no heading of that document")
+
+
+def paths(complain):
+    """Files and folders that a document, script or comment names exist; programs below build/ have a target."""
+    everything = tree.files()
+    cmake = "\n".join(tree.text(path) for path in tree.files("CMakeLists.txt"))
+    targets = set(re.findall(r"(?:add_executable|add_library|add_custom_target|bt_tests)\((\w+)", cmake))
+    own = "|".join(OWN_FOLDERS)
+    pattern = rf"(?<![\w./<$}}{{-])((?:{own})/[\w./*-]*)"
+    for path in tree.files(".md", ".sh", ".cmake", ".h", ".cpp", "CMakeLists.txt"):
+        example = re.findall(r"<!-- example: (.+) -->", tree.text(path))  # what files have in their names that are none
+        for number, line in tree.lines(path):
+            if any(name in line for name in example):
+                continue
+            for word in re.findall(pattern, line):
+                word = re.split(r"/[A-Z]+\b", word.rstrip("./"))[0]  # capitals stand for any name
+                if not any(tree.ROOT.glob(word)) and not (path.endswith((".h", ".cpp")) and '"' in line):
+                    complain(path, number, f"{word} does not exist")
+            if path.endswith(".md"):
+                for word in re.findall(rf"\bbuild/\w+/((?:{own})/[\w./-]+)", line):
+                    if not (tree.ROOT / word).exists() and word.rpartition("/")[2] not in targets:
+                        complain(path, number, f"nothing builds {word}")
+                for word in re.findall(r"`((?:[\w-]+/)*[\w-]+\.(?:cpp|h|sh|py|md|cmake))`", line):
+                    if not any(known == word or known.endswith("/" + word) for known in everything):
+                        complain(path, number, f"{word} does not exist")
+
+
+def options(complain):
+    """Options that a document gives to one of the project's commands are known to it."""
+    known = {}
+    for command, (path, pattern) in OPTIONS.items():
+        known[command] = set(re.findall(r"--[\w-]+", " ".join(re.findall(pattern, tree.text(path), re.M)))) | {"--help"}
+    for path in tree.files(".md"):
+        joined = re.sub(r"\\\n", "  ", tree.text(path))
+        for number, line in enumerate(joined.splitlines(), 1):
+            for span in re.findall(r"`([^`]+)`", line) or [line]:
+                for command, rest in re.findall(r"(\./test|\./run|\bboardsim|\bt1station) ([^|;&`]*)", span):
+                    for option in re.findall(r"(?<!\S)--[a-z][\w-]*", rest.partition(" -- ")[0]):
+                        if option not in known[command]:
+                            complain(path, number, f"{command} has no option {option}")
+            for option in re.findall(r"`(--[a-z][\w-]*)", line):
+                if not any(option in options for options in known.values()):
+                    complain(path, number, f"no command has an option {option}")
+
+
+def api_reference(complain, build):
+    """The API reference is made without a warning: every public declaration says what it is for, but for fields."""
+    if shutil.which("doxygen") is None:
+        return "doxygen is not installed (Debian package doxygen)"
+    configuration = tree.text("docs/Doxyfile") + f"OUTPUT_DIRECTORY = {build}/api\n"
+    run = subprocess.run(["doxygen", "-"], cwd=tree.ROOT, input=configuration, capture_output=True, text=True)
+    for line in run.stderr.splitlines():
+        if re.search(r"\(variable\) of (struct|class) .* is not documented", line):
+            continue
+        where = re.match(r"(?:.*?/)?((?:t1_sdk|boardsim|docs)/.*?):(\d+): warning: (.*)", line)
+        complain(*(where.groups() if where else ("docs/Doxyfile", 1, line)))
+    if run.returncode != 0:
+        complain("docs/Doxyfile", 1, f"doxygen ended with status {run.returncode}")

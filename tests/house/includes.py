@@ -1,0 +1,111 @@
+"""Which file may include which, and files that nobody uses."""
+import json
+import re
+
+import tree
+
+# A folder may include itself and what stands here; the longest prefix counts. docs/architecture.md draws it.
+ROOF = "t1_sdk/boardtest/service/"
+WINGS = ("t1_sdk/boardtest/peripheral/", "t1_sdk/boardtest/comm/", "t1_sdk/boardtest/sensor/")
+MIDDLE = ("t1_sdk/boardtest/platform/", "t1_sdk/boardtest/protocol/")
+GROUND = ("t1_sdk/util/", "t1_sdk/xmldocument/")
+MAY_INCLUDE = {
+    "t1_sdk/main.cpp": (ROOF,),
+    ROOF: WINGS + MIDDLE + GROUND,
+    **{wing: MIDDLE + GROUND for wing in WINGS},
+    **{folder: GROUND for folder in MIDDLE},
+    **{folder: () for folder in GROUND},
+    "boardsim/core/": ("boardsim/board.h", "boardsim/devices/", "boardsim/jigs/"),
+    "boardsim/devices/": ("boardsim/board.h", "boardsim/core/", "boardsim/jigs/"),
+    "boardsim/jigs/": ("boardsim/board.h", "boardsim/core/", "boardsim/devices/"),
+    "boardsim/libc/": ("boardsim/core/",),
+    "boardsim/tool/": ("boardsim/board.h", "boardsim/core/"),
+    "boardsim/board.h": (),
+    "station/": (),
+    "tests/boardsim/": ("boardsim/",),
+    "tests/station/": ("station/", "tests/harness/"),
+    "tests/e2e/": ("boardsim/core/control.h", "tests/harness/"),
+    "tests/matrix/": ("t1_sdk/", "boardsim/board.h", "boardsim/core/families.h", "boardsim/jigs/wiring.h", "tests/"),
+    "tests/": ("t1_sdk/", "boardsim/board.h"),
+}
+# These write numbers, records and texts afresh: not even a header's header is the program's.
+INDEPENDENT = ("boardsim/", "station/", "tests/boardsim/", "tests/station/", "tests/e2e/")
+
+
+def quoted(path):
+    """(line, included path) of every #include "..."."""
+    for number, line in tree.lines(path):
+        if match := re.match(r'\s*#\s*include\s+"([^"]+)"', line):
+            yield number, match[1]
+
+
+def owner(path):
+    """The entry of MAY_INCLUDE that speaks for a file."""
+    return max((key for key in MAY_INCLUDE if path.startswith(key)), key=len, default=None)
+
+
+def directions(complain):
+    """Includes point down only, between the folders of the program, the simulated board, the station and the tests."""
+    includes = {path: list(quoted(path)) for path in tree.files(".h", ".cpp")}
+    for path, targets in includes.items():
+        home = owner(path)
+        if home is None:
+            complain(path, 1, "a file in a folder for which tests/house/includes.py has no row")
+            continue
+        for number, target in targets:
+            if not (tree.ROOT / target).is_file():
+                complain(path, number, f'"{target}" is not the path of a file from the project\'s root')
+            elif not target.startswith((home,) + MAY_INCLUDE[home]):
+                complain(path, number, f"{home} must not include {target}")
+    for path in includes:
+        if path.startswith(INDEPENDENT):
+            for number, target in includes[path]:
+                seen, waiting = set(), [target]
+                while waiting:
+                    header = waiting.pop()
+                    if header in seen:
+                        continue
+                    seen.add(header)
+                    waiting += [further for _, further in includes.get(header, [])]
+                if reached := sorted(header for header in seen if header.startswith("t1_sdk/")):
+                    complain(path, number, f"reaches {reached[0]}, but must share no header with the program")
+
+
+def program_headers(complain):
+    """The program needs the C++ standard library without its streams, libc and POSIX threads, and has no test hook."""
+    folders = ("arpa/", "linux/", "net/", "netinet/", "sys/")
+    refused = {"iostream", "fstream", "sstream", "istream", "ostream", "iomanip", "filesystem", "regex", "locale", "thread",
+               "future", "random"}
+    for path in tree.files(".h", ".cpp", below="t1_sdk/"):
+        for number, line in tree.lines(path):
+            if match := re.match(r"\s*#\s*include\s+<([^>]+)>", line):
+                if match[1] in refused:
+                    complain(path, number, f"<{match[1]}> is too large for the board, or goes past its system calls")
+                elif "/" in match[1] and not match[1].startswith(folders):
+                    complain(path, number, f"<{match[1]}> is of no library that the board has")
+            elif match := re.match(r"\s*#\s*(?:el)?if(?:n?def)?\b(.*)", line):
+                if not set(re.findall(r"\w+", match[1])) <= {"__GNUC__", "__clang__"}:
+                    complain(path, number, "the program is compiled one way only: no conditional parts")
+            if path.endswith(".h") and not line.isascii():
+                complain(path, number, "a text that is not ASCII in a header: tests include it without GBK literals")
+
+
+def unused_files(complain, build):
+    """Every header is included by another file than its own source; every source is built, or named by a CMakeLists.txt."""
+    users = {}
+    for path in tree.files(".h", ".cpp"):
+        for _, target in quoted(path):
+            users.setdefault(target, set()).add(path)
+    for header in tree.files(".h"):
+        if not users.get(header, set()) - {header[:-2] + ".cpp"}:
+            complain(header, 1, "nobody includes this header")
+    built = {entry["file"] for entry in json.loads((build / "compile_commands.json").read_text())}
+    named = {word for path in tree.files("CMakeLists.txt") for word in re.findall(r"[\w.]+\.cpp", tree.text(path))}
+    for source in tree.files(".cpp"):
+        if str(tree.ROOT / source) not in built and source.rpartition("/")[2] not in named:
+            complain(source, 1, "no target builds this source")
+    scripts = "\n".join(tree.text(path) for path in tree.files() if not path.endswith((".h", ".cpp", ".md")))
+    for script in tree.files(".sh", ".py", ".cmake"):
+        name = script.rpartition("/")[2]
+        if not re.search(rf"{re.escape(name)}|(import|from) {re.escape(name.rpartition('.')[0])}\b", scripts):
+            complain(script, 1, "nobody runs or includes this script")

@@ -1,0 +1,74 @@
+"""The shape of source files."""
+import re
+import shutil
+import subprocess
+
+import tree
+
+LONGEST_FILE = 500
+LONGEST_FUNCTION = 60
+SOURCES = (".h", ".cpp")
+SCRIPTS = (".sh", ".py", ".cmake", "CMakeLists.txt")
+
+
+def first_lines(complain):
+    """Every source and script says in its first line what it is for; every header is included once."""
+    for path in tree.files(*SOURCES):
+        start = tree.text(path).splitlines()
+        if not start or not re.match(r"// \w|// /", start[0]) or "clang-format" in start[0]:
+            complain(path, 1, "the first line does not say what the file is for")
+        if path.endswith(".h") and "#pragma once" not in start[:12]:
+            complain(path, 1, "a header without #pragma once behind its first comment")
+    scripts = tree.files(*SCRIPTS)
+    for path in scripts + [path for path in tree.files() if "." not in path.rpartition("/")[2] and path not in scripts]:
+        start = [line for line in tree.text(path).splitlines()[:2] if not line.startswith("#!")]
+        if not start or not re.match(r'# \w|"""\w', start[0]):
+            complain(path, 1, "the first line does not say what the file is for")
+
+
+def lengths(complain):
+    """No source is longer than 500 lines, no function longer than 60; tables may be."""
+    for path in tree.files(*SOURCES, *SCRIPTS):
+        total = len(tree.text(path).splitlines())
+        if total > LONGEST_FILE:
+            complain(path, total, f"the file has {total} lines; {LONGEST_FILE} are the most")
+    for path in tree.files(*SOURCES):
+        start = 1
+        for number, line in tree.lines(path):
+            if re.match(r"[A-Za-z]", line):  # the first line of a function, a class or a table; only a function ends with "}"
+                start = number
+            elif line == "}" and number - start >= LONGEST_FUNCTION:
+                complain(path, start, f"the function has {number - start + 1} lines; {LONGEST_FUNCTION} are the most")
+
+
+def real_time(complain):
+    """Tests that run processes and sockets of the PC wait for events, never for an amount of time."""
+    for path in tree.files(*SOURCES, below="tests/"):
+        if path.startswith(("tests/e2e/", "tests/station/", "tests/boardsim/launcher/")):
+            for number, line in tree.lines(path):
+                if re.search(r"\b(u|nano|clock_nano)?sleep(_for|_until)?\(", line.partition("//")[0]):
+                    complain(path, number, "a test that sleeps")
+
+
+def words(complain):
+    """Sources speak of boards and stations, not of the papers or the machine that they were written on."""
+    papers = ("spec", "specification", "specified in", r"part [0-9]+", r"issue #?[0-9]+")
+    refused = re.compile(r"\b(" + "|".join(papers[:2]) + r")s?\b|\b(" + "|".join(papers[2:]) + r")\b", re.I)
+    machine = re.compile(r"(?<![\w./])/" + r"(work|root|home)/\w")
+    for path in tree.files():
+        if path == "tests/house/sources.py":
+            continue
+        for number, line in tree.lines(path):
+            for found in (refused.search(line), machine.search(line)):
+                if found:
+                    complain(path, number, f'"{found[0]}" says nothing to a reader who has the project only')
+
+
+def formatting(complain):
+    """clang-format would change nothing."""
+    if shutil.which("clang-format") is None:
+        return "clang-format is not installed (Debian package clang-format)"
+    command = ["clang-format", "--dry-run", "--Werror", *tree.files(*SOURCES)]
+    for line in subprocess.run(command, cwd=tree.ROOT, capture_output=True, text=True).stderr.splitlines():
+        if match := re.match(r"(.+?):(\d+):\d+: error: ", line):
+            complain(match[1], match[2], "not as clang-format writes it (clang-format -i FILE)")
