@@ -102,8 +102,8 @@ class Worker {
     for (std::size_t i = first; i < some.size(); ++i) {
       std::snprintf(progress_.fault, sizeof progress_.fault, "%s", some[i].text().c_str());
       progress_.next = i + 1;
-      ++progress_.tried;
       try_one(some[i]);
+      ++progress_.tried;
     }
     progress_.done = true;
   }
@@ -125,10 +125,10 @@ class Worker {
 
   void try_one(const Fault& fault) {
     const Outcome outcome = under(fault);
-    progress_.undecided += judge_->is_undecided(fault);
     const std::optional<Fault> twin = judge_->twin(fault);
     if (twin && !twins_.contains(twin->text())) twins_[twin->text()] = under(*twin).replies;
     const auto* replies = twin ? &twins_[twin->text()] : nullptr;
+    progress_.undecided += judge_->is_undecided(fault);
     report(fault.text(), judge_->complaints(&fault, outcome, replies), outcome);
   }
 
@@ -193,6 +193,7 @@ void sweep_cell(Sweep& sweep, std::string_view board, int code) {
       continue;
     }
     ++progress.failed;
+    progress.tried += progress.fault[0] != '\0';
     std::printf("%s  # %s\n", replay_line(board, code, progress.fault).c_str(), death(status).c_str());
     if (progress.fault[0] == '\0') break;  // not even the healthy run
     tried_again = false;
