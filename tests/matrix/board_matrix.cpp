@@ -8,8 +8,7 @@
 #include <vector>
 
 #include "boardsim/board.h"
-#include "t1_sdk/boardtest/platform/pins.h"
-#include "t1_sdk/boardtest/service/dispatch.h"
+#include "tests/harness/ask.h"
 #include "tests/harness/console.h"
 #include "tests/harness/station_link.h"
 
@@ -98,12 +97,8 @@ std::string run(const Row& row, std::string_view family) {
   boardsim::Board board(family);
   const Console console;
   StationLink station;
-  gpio_pin_cfg();
-  const int entry = row.code == 10240 ? 950 : 650;  // hundredths of a volt that the model has
-  std::string request = "<TestItem><TestCode>" + std::to_string(row.code) + "</TestCode><Parameters>" +
-                        std::to_string(entry) + "</Parameters></TestItem>";
-  process_client_operation(reinterpret_cast<unsigned char*>(request.data()),
-                           static_cast<int>(request.size()));
+  start_anew();
+  ask(row.code);
   if (!board.violations().empty()) return "!" + board.violations().front();
   const std::vector<std::string> texts = station.texts();
   if (texts.size() != 1) return "none";

@@ -7,14 +7,7 @@
 #include <filesystem>
 #include <set>
 
-#include "t1_sdk/boardtest/platform/app_channel.h"
-#include "t1_sdk/boardtest/platform/gpio.h"
-#include "t1_sdk/boardtest/platform/pins.h"
-#include "t1_sdk/boardtest/sensor/vsub_set.h"
-#include "t1_sdk/boardtest/sensor/vsub_trim.h"
-#include "t1_sdk/boardtest/service/dispatch.h"
-#include "t1_sdk/boardtest/service/server.h"
-#include "tests/harness/framing.h"
+#include "tests/harness/ask.h"
 #include "tests/harness/station_link.h"
 #include "tests/sweep/wrapped.h"
 
@@ -24,7 +17,6 @@ using namespace std::chrono_literals;
 
 constexpr int kTemperature = 7426;
 constexpr std::uint32_t kGetLevel = 0x80044703;  // of a line of /dev/qznio
-constexpr int kSetVsub6484 = 10240;
 constexpr int kPanAndTilt = -16;
 constexpr int kRs485 = 1024;  // under which pan and tilt replies too
 
@@ -48,23 +40,6 @@ class DescriptorsOfARun {
  private:
   std::set<int> before_ = descriptors();
 };
-
-/// The program as it is after its start.
-void start_anew() {
-  test_item = {};
-  gpiofd = -1;
-  g_sub_value = 0;
-  g_iTimeCount = 0;
-  t1_sdk_reset_trim_vsub();
-  gpio_pin_cfg();
-}
-
-void request(int code) {
-  const int entry = code == kSetVsub6484 ? 950 : 650;  // hundredths of a volt that the model has
-  std::string xml = "<TestItem><TestCode>" + std::to_string(code) + "</TestCode><Parameters>" +
-                    std::to_string(entry) + "</Parameters></TestItem>";
-  process_client_operation(reinterpret_cast<unsigned char*>(xml.data()), static_cast<int>(xml.size()));
-}
 
 /// The verdicts of the records that stand in `bytes`, "?" for what is none of this code's.
 std::vector<std::string> verdicts(std::string_view bytes, int code) {
@@ -119,7 +94,7 @@ Outcome run(std::string_view family, int code, const std::vector<std::string>& f
   Outcome outcome;
   const boardsim::Time begin = board.now();
   begin_wrapped(wrapped);
-  request(code);
+  ask(code);
   const std::vector<boardsim::Call> others = end_wrapped();
   outcome.took = board.now() - begin;
   outcome.trace = board.trace();
@@ -129,7 +104,7 @@ Outcome run(std::string_view family, int code, const std::vector<std::string>& f
 
   board.clear_faults();
   station.forget();
-  request(kTemperature);
+  ask(kTemperature);
   const std::vector<std::string> next = verdicts(station.bytes(), kTemperature);
   outcome.next = next.size() == 1 ? next.front() : std::to_string(next.size()) + " replies";
   outcome.violations = board.violations();
@@ -149,6 +124,6 @@ void enter_levels(std::string_view family, int code, Outcome& healthy) {
     board.at(call.at,
              [&] { call.record.at(1) = static_cast<std::uint32_t>(board.gpio_level(call.record.at(0))); });
   }
-  request(code);
+  ask(code);
   station.reset();
 }
