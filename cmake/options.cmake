@@ -56,9 +56,13 @@ if(BT_SANITIZE)
 endif()
 
 # bt_compile_quickly(TARGET ...): what runs on a PC and whose speed nobody notices is not optimised: half of what the
-# compiler does for it is done for nothing.
+# compiler does for it is done for nothing. Benchmarks run behind it, and want it out of the way.
+set(quickly -O0)
+if(BT_BENCH)
+  set(quickly -w) # warnings are the other builds' business
+endif()
 function(bt_compile_quickly)
   foreach(target ${ARGN})
-    target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:-O0>)
+    target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug>>:${quickly}>)
   endforeach()
 endfunction()

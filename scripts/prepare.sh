@@ -1,4 +1,4 @@
-# Sourced by ./run and ./test: what a fresh Debian 12 machine needs, and the build of one preset.
+# Sourced by ./run, ./test and the other commands beside them: what a fresh Debian 12 machine needs, and the build of one preset.
 
 # Command or header that shows it, and the Debian package that brings it.
 needed=(

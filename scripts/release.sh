@@ -19,6 +19,7 @@ rm -rf "$folder"
 mkdir -p "$folder/licences"
 install -m 755 "build/$architecture-static/t1_sdk/boardtest" packaging/boardtest.init "$folder"
 install -m 644 packaging/inittab packaging/boardtest.service docs/installing.md "$folder"
+sed -i -E 's/\[([^]]+)\]\([^)]+\.md\)/\1/g' "$folder/installing.md" # the archive has none of the linked documents
 echo "$version" >"$folder/VERSION"
 
 install -m 644 packaging/licences.md "$folder/licences/README.md"

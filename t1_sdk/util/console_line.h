@@ -6,5 +6,5 @@
 /// nothing is read for a null buffer or a `len` below 1. An input that has ended ends the line.
 void readline(char* buf, int len);
 /// The same with error reports on standard output. A null buffer ends the process with status 1; a read that
-/// gets nothing ends the line without a zero.
+/// gets nothing ends the line without a zero. No test calls it.
 void readline(unsigned char* buf, int len);

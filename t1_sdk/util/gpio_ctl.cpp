@@ -17,7 +17,7 @@ constexpr char kNullParameter[] = "<T1> DBG:The parameter is NULL\n";
 // The word "input" stands in the failure line of both directions.
 int set_direction(int fd, unsigned request, gpio_ctl* data) {
   if (data == nullptr) {
-    std::printf(kNullParameter);
+    std::fputs(kNullParameter, stdout);
     return -1;
   }
   if (ioctl(fd, request, data) != 0) {
@@ -39,7 +39,7 @@ int drive_icr(int fd, unsigned request, unsigned step_num, const char* failure) 
 
 int gpio_get_value(int fd, unsigned gpio, int* pvalue) {
   if (pvalue == nullptr) {
-    std::printf(kNullParameter);
+    std::fputs(kNullParameter, stdout);
     return -1;
   }
   gpio_ctl record{gpio, -1};

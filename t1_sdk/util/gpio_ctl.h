@@ -1,5 +1,7 @@
 // GPIO lines and the IR-cut filter through the 'h' requests of the general I/O driver (/dev/qznio).
-// All take the caller's descriptor of that node and print one line when they fail.
+// All take the caller's descriptor of that node and print one line when they fail. The tests call only
+// gpio_set_dir_output(), through util/rs485_direction.h; they read lines with the other gpio_get_value(),
+// which has two arguments and is in boardtest/platform/gpio.h.
 #pragma once
 
 /// The driver's record of a GPIO line.

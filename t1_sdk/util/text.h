@@ -3,8 +3,8 @@
 
 #include <cstddef>
 
-/// Copies `text` into `buffer` of `size` bytes, terminator included. A text that does not fit is cut between
-/// characters, never inside one.
+/// Copies `text` into `buffer` of `size` bytes (1 at least), terminator included. A text that does not fit is
+/// cut between characters, never inside one.
 void copy_gbk(char* buffer, std::size_t size, const char* text);
 
 /// The decimal number that `text` starts with, 0 when there is none; what no 32-bit integer can hold gives

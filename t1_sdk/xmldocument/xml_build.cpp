@@ -1,10 +1,13 @@
 // XML document: adding elements.
 #include <cstdio>
-#include <utility>
 
 #include "t1_sdk/xmldocument/xml_document.h"
 
 namespace {
+
+// Bytes that the text of most elements, and of most messages, needs no more than: they are allocated once.
+constexpr std::size_t kUsualElement = 120;
+constexpr std::size_t kUsualText = 1000;
 
 int length_of(const std::string& text) {
   return static_cast<int>(text.size());
@@ -47,10 +50,13 @@ bool XmlDocument::x_AddElem(const char* szName, const char* szValue, bool bInser
   int iPosRel = 0;
   if (szName == nullptr || *szName == '\0' || !x_PlaceForNew(bAddChild, iPosParent, iPosRel)) return false;
   ElemPos elem;
-  std::string text = std::string("<") + szName;
+  std::string& text = m_strNew;
+  if (text.capacity() < kUsualElement) text.reserve(kUsualElement);
+  text.assign("<").append(szName);
   elem.nStartR = length_of(text);
   if (szValue != nullptr && *szValue != '\0') {
-    text.append(">").append(x_TextToDoc(szValue, false));
+    text.append(">");
+    x_AppendText(text, szValue, false);
     elem.nEndL = length_of(text);
     text.append("</").append(szName);
     elem.nEndR = length_of(text);
@@ -60,7 +66,7 @@ bool XmlDocument::x_AddElem(const char* szName, const char* szValue, bool bInser
     elem.nEndR = elem.nStartR;
     text.append("/>\r\n");
   }
-  x_MakeCurrent(x_Splice(iPosParent, iPosRel, bInsert, std::move(text), elem), bAddChild);
+  x_MakeCurrent(x_Splice(iPosParent, iPosRel, bInsert, text, elem), bAddChild);
   return true;
 }
 
@@ -77,7 +83,8 @@ bool XmlDocument::x_AddSubDoc(const char* szSubDoc, bool bInsert, bool bAddChild
   ElemPos root = sub.x_Elem(kRoot);
   root.AdjustStart(-nStart);
   root.AdjustEnd(-nStart);
-  const int iPos = x_Splice(iPosParent, iPosRel, bInsert, sub.x_GetSubDoc(kRoot), root);
+  std::string text = sub.x_GetSubDoc(kRoot);
+  const int iPos = x_Splice(iPosParent, iPosRel, bInsert, text, root);
 
   // Indices of the sub-document follow one another from its root on, and so do the new ones here.
   const int nShift = x_Elem(iPos).nStartL - nStart;
@@ -120,7 +127,8 @@ bool XmlDocument::x_PlaceForNew(bool bAddChild, int& iPosParent, int& iPosRel) {
   return iPosParent != 0 || !IsWellFormed();  // one root
 }
 
-int XmlDocument::x_Splice(int iPosParent, int iPosRel, bool bInsert, std::string text, const ElemPos& shape) {
+int XmlDocument::x_Splice(int iPosParent, int iPosRel, bool bInsert, std::string& text,
+                          const ElemPos& shape) {
   if (iPosParent == 0) x_Elem(0).nEndL = length_of(m_strDoc);  // a root goes behind all that is there
   int nOffset = 0;
   x_LocateNew(iPosParent, iPosRel, nOffset, 0, bInsert ? 1 : 0);
@@ -155,7 +163,7 @@ int XmlDocument::x_Splice(int iPosParent, int iPosRel, bool bInsert, std::string
     --parent.nStartR;
     parent.nEndL = parent.nEndR - length_of(name) - 2;
   }
-  text = before.append(text);
+  if (!before.empty()) text.insert(0, before);
   x_DocChange(nLeft, nReplace, text);
   x_Adjust(iPos, length_of(text) - nReplace, false);
   return iPos;
@@ -227,5 +235,6 @@ void XmlDocument::x_Adjust(int iPos, int nShift, bool bAfterPos) {
 }
 
 void XmlDocument::x_DocChange(int nLeft, int nReplace, const std::string& strInsert) {
+  if (m_strDoc.capacity() < kUsualText) m_strDoc.reserve(kUsualText);
   m_strDoc.replace(static_cast<std::size_t>(nLeft), static_cast<std::size_t>(nReplace), strInsert);
 }

@@ -197,9 +197,9 @@ class XmlDocument {
   bool x_AddElem(const char* szName, const char* szValue, bool bInsert, bool bAddChild);
   /// Whether an element may be added: its parent and the element that its place is relative to.
   bool x_PlaceForNew(bool bAddChild, int& iPosParent, int& iPosRel);
-  /// Splices the text of a new element in, whose positions in that text `shape` holds, and links it. Its
-  /// index.
-  int x_Splice(int iPosParent, int iPosRel, bool bInsert, std::string text, const ElemPos& shape);
+  /// Splices the text of a new element in, whose positions in that text `shape` holds, and links it. `text`
+  /// becomes all that is put in. Its index.
+  int x_Splice(int iPosParent, int iPosRel, bool bInsert, std::string& text, const ElemPos& shape);
   void x_MakeCurrent(int iPos, bool bAddChild);
   bool x_AddSubDoc(const char* szSubDoc, bool bInsert, bool bAddChild);
   std::string x_GetSubDoc(int iPos) const;
@@ -213,8 +213,12 @@ class XmlDocument {
   int x_EndWithSpace(int iPos) const;
   bool x_IsChild(int iPos, int iPosParent) const;
   std::string x_GetTagName(int iPos) const;
+  /// Whether the first token of the element's tag matches a name.
+  bool x_IsNamed(int iPos, const char* szName) const;
   std::string x_GetData(int iPos) const;
   static std::string x_TextToDoc(const char* szText, bool bAttrib);
+  /// The same, behind a text that is there.
+  static void x_AppendText(std::string& strDoc, const char* szText, bool bAttrib);
   std::string x_TextFromDoc(int nLeft, int nRight) const;
 
   ElemPos& x_Elem(int iPos) { return m_aPos[static_cast<std::size_t>(iPos)]; }
@@ -227,4 +231,5 @@ class XmlDocument {
   int m_iPosFree = 1;    ///< next unused index
   int m_nNodeType = 0;   ///< MNT_ELEMENT with a main element, else 0
   std::map<std::string, SavedPos> m_mapSavedPos;
+  std::string m_strNew;  ///< text of the element that is being added; a member so that it is allocated once
 };

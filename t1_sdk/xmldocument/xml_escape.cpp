@@ -66,17 +66,22 @@ std::string XmlDocument::x_TextToDoc(const char* szText, bool bAttrib) {
   std::string text;
   const std::size_t length = std::strlen(szText);
   text.reserve(length + length / 10);
-  for (const char* p = szText; *p != '\0'; ++p) {
-    const bool quote = *p == '\'' || *p == '"';
-    const Entity* entity = std::find_if(std::begin(kEntities), std::end(kEntities),
-                                        [p](const Entity& e) { return e.character == *p; });
-    if (entity == std::end(kEntities) || (quote && !bAttrib)) {
-      text += *p;
-    } else {
-      text.append("&").append(entity->name);
-    }
-  }
+  x_AppendText(text, szText, bAttrib);
   return text;
+}
+
+void XmlDocument::x_AppendText(std::string& strDoc, const char* szText, bool bAttrib) {
+  const char* const special = bAttrib ? "<&>'\"" : "<&>";
+  for (const char* p = szText;;) {
+    const std::size_t plain = std::strcspn(p, special);
+    strDoc.append(p, plain);
+    p += plain;
+    if (*p == '\0') return;
+    const Entity* const entity = std::find_if(std::begin(kEntities), std::end(kEntities),
+                                              [p](const Entity& e) { return e.character == *p; });
+    strDoc.append("&").append(entity->name);
+    ++p;
+  }
 }
 
 std::string XmlDocument::x_TextFromDoc(int nLeft, int nRight) const {
@@ -84,9 +89,14 @@ std::string XmlDocument::x_TextFromDoc(int nLeft, int nRight) const {
   const char* end = m_strDoc.c_str() + nRight + 1;
   const char* p = m_strDoc.c_str() + nLeft;
   while (p < end) {
-    const char* behind = nullptr;
-    if (*p == '&') behind = numeric_reference(p, end, text);
-    if (*p == '&' && behind == nullptr) behind = named_entity(p, end, text);
+    const auto* const found =
+        static_cast<const char*>(std::memchr(p, '&', static_cast<std::size_t>(end - p)));
+    const char* const reference = found == nullptr ? end : found;
+    text.append(p, reference);
+    p = reference;
+    if (p == end) break;
+    const char* behind = numeric_reference(p, end, text);
+    if (behind == nullptr) behind = named_entity(p, end, text);
     if (behind == nullptr) {
       text += *p;
       behind = p + 1;

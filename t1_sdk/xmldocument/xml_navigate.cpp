@@ -49,9 +49,7 @@ int XmlDocument::x_FindElem(int iPosParent, int iPos, const char* szPath) const 
   iPos = iPos != 0 ? x_Elem(iPos).iElemNext : x_Elem(iPosParent).iElemChild;
   if (szPath == nullptr || *szPath == '\0') return iPos;
   for (; iPos != 0; iPos = x_Elem(iPos).iElemNext) {
-    TokenPos token(m_strDoc.c_str());
-    token.nNext = x_Elem(iPos).nStartL + 1;
-    if (x_FindToken(token) && token.Match(szPath)) return iPos;
+    if (x_IsNamed(iPos, szPath)) return iPos;
   }
   return 0;
 }
@@ -72,7 +70,7 @@ std::string XmlDocument::x_GetData(int iPos) const {
 
   static constexpr char kOpen[] = "<![CDATA[";
   const auto nFrom = static_cast<std::size_t>(elem.nStartR + 1);
-  if (m_strDoc.compare(nFrom, sizeof kOpen - 1, kOpen) == 0) {
+  if (m_strDoc[nFrom] == '<' && m_strDoc.compare(nFrom, sizeof kOpen - 1, kOpen) == 0) {
     const std::size_t nData = nFrom + sizeof kOpen - 1;
     const std::size_t nClose = m_strDoc.find("]]>", nData);
     return nClose == std::string::npos ? "" : m_strDoc.substr(nData, nClose - nData);

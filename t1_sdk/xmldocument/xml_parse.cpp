@@ -18,13 +18,46 @@ constexpr char kNotAnEndTag[] = "Expecting end tag of element %s";
 constexpr char kOtherEndTag[] = "End tag does not correspond to %s";
 constexpr char kOpenEndTag[] = "End tag not completed for element %s";
 
+/// Index entries of an empty document, and what most messages need no more than: their index is allocated
+/// once.
+constexpr std::size_t kLeastEntries = 8;
+constexpr std::size_t kUsualEntries = 32;
+
+/// Characters among which most searches end: a call would take longer than looking at them.
+constexpr int kNear = 16;
+
+// Asked about every character: chains of comparisons, which compilers make one test of.
 bool is_whitespace(char c) {
-  return c != '\0' && std::strchr(" \t\n\r", c) != nullptr;
+  return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
 bool is_delimiter(char c) {
-  return std::strchr(" \t\n\r<>=\\/?!", c) != nullptr;
-}  // NUL is one too
+  return is_whitespace(c) || c == '<' || c == '>' || c == '=' || c == '\\' || c == '/' || c == '?' ||
+         c == '!' || c == '\0';
+}
+
+bool is_quote(char c) {
+  return c == '"' || c == '\'';
+}
+
+/// Whether a name that is looked for ends here.
+bool ends_name(char c) {
+  return c == '\0' || c == ' ' || c == '=' || c == '/' || c == '[';
+}
+
+/// Where the usual end tag at `end`, "</name>", has its '>', the start tag being at `start`; null for one
+/// that is written in another way or is none.
+const char* usual_end_tag(const char* start, const char* end) {
+  if (end[0] != '<' || end[1] != '/') return nullptr;
+  ++start;
+  end += 2;
+  if (is_delimiter(*start) || is_quote(*start)) return nullptr;
+  while (*start == *end && !is_delimiter(*start)) {
+    ++start;
+    ++end;
+  }
+  return is_delimiter(*start) && *end == '>' ? end : nullptr;
+}
 
 /// Moves nNext behind the next `end`; false when there is none.
 bool skip_past(TokenPos& token, const char* end) {
@@ -37,13 +70,15 @@ bool skip_past(TokenPos& token, const char* end) {
 }  // namespace
 
 bool TokenPos::Match(const char* szName) const {
-  const auto length = static_cast<std::size_t>(nR - nL + 1);
-  if (std::strncmp(szDoc + nL, szName, length) != 0) return false;
-  return std::strchr(" =/[", szName[length]) != nullptr;  // finds the end of szName too
+  for (int n = nL; n <= nR; ++n, ++szName) {
+    if (szDoc[n] != *szName) return false;
+  }
+  return ends_name(*szName);
 }
 
 XmlDocument::XmlDocument() {
-  SetDoc(nullptr);
+  m_aPos.reserve(kUsualEntries);
+  m_aPos.resize(kLeastEntries);
 }
 
 XmlDocument::~XmlDocument() = default;
@@ -55,7 +90,7 @@ bool XmlDocument::SetDoc(const char* szDoc) {
   m_strError.clear();
   m_strDoc = szDoc == nullptr ? "" : szDoc;
 
-  const std::size_t reserve = m_strDoc.size() / 64 + 8;
+  const std::size_t reserve = m_strDoc.size() / 64 + kLeastEntries;
   if (m_aPos.size() < reserve) m_aPos.resize(reserve);
 
   int iRoot = 0;
@@ -128,9 +163,9 @@ int XmlDocument::x_ParseStartTag(int iPosParent) {
     x_Elem(iPosParent).nEndL = nStart;
     x_Elem(iPos).nStartL = nStart;
     ++token.nNext;
-    if (!x_FindToken(token)) return x_ParseError(kAbruptEnd);
-    if (token.bIsString) return x_ParseError(kStartsWithQuote);
-    const char first = doc[token.nL];
+    if (!x_FindAny(doc, token.nNext)) return x_ParseError(kAbruptEnd);
+    const char first = doc[token.nNext];
+    if (is_quote(first)) return x_ParseError(kStartsWithQuote);
     if (first == '/') return x_ReleasePos();
     if (first != '?' && first != '!') break;
     token.nNext = nStart;
@@ -138,6 +173,7 @@ int XmlDocument::x_ParseStartTag(int iPosParent) {
     const int nType = x_ParseNode(token);
     if (nType == 0 || nType == MNT_ELEMENT) return x_ParseError(kInvalidNode);
   }
+  ++token.nNext;
   if (!x_FindChar(doc, token.nNext, '>')) return x_ParseError(kNoTagEnd);
 
   ElemPos& elem = x_Elem(iPos);
@@ -152,9 +188,14 @@ int XmlDocument::x_ParseStartTag(int iPosParent) {
 // Reads the end tag of an open element from its nEndL on. False after setting the error text.
 bool XmlDocument::x_ParseEndTag(int iPos) {
   const char* doc = m_strDoc.c_str();
+  ElemPos& elem = x_Elem(iPos);
+  if (const char* const found = usual_end_tag(doc + elem.nStartL, doc + elem.nEndL)) {
+    elem.nEndR = static_cast<int>(found - doc);
+    return true;
+  }
   const std::string name = x_GetTagName(iPos);
   TokenPos token(doc);
-  token.nNext = x_Elem(iPos).nEndL;
+  token.nNext = elem.nEndL;
   if (!x_FindChar(doc, token.nNext, '<')) return x_ParseError(kNoEndTag, name.c_str()) > 0;
   ++token.nNext;
   for (int nTokens = 1; x_FindToken(token); ++nTokens) {
@@ -162,7 +203,7 @@ bool XmlDocument::x_ParseEndTag(int iPos) {
     if (nTokens == 1 && doc[token.nL] != '/') return x_ParseError(kNotAnEndTag, name.c_str()) > 0;
     if (nTokens == 2 && !token.Match(name.c_str())) return x_ParseError(kOtherEndTag, name.c_str()) > 0;
     if (nTokens > 2 && doc[token.nL] == '>') {
-      x_Elem(iPos).nEndR = token.nL;
+      elem.nEndR = token.nL;
       return true;
     }
   }
@@ -209,7 +250,7 @@ bool XmlDocument::x_FindToken(TokenPos& token) {
     token.nL = token.nR = token.nNext = n;
     return false;
   }
-  if (doc[n] == '"' || doc[n] == '\'') {
+  if (is_quote(doc[n])) {
     const char quote = doc[n];
     token.bIsString = true;
     token.nL = ++n;
@@ -219,12 +260,26 @@ bool XmlDocument::x_FindToken(TokenPos& token) {
     return true;
   }
   token.nL = n;
-  do {
-    ++n;
-  } while (!is_delimiter(doc[token.nL]) && !is_delimiter(doc[n]));
+  if (!is_delimiter(doc[n])) {  // one of those is a token of its own
+    while (!is_delimiter(doc[n + 1])) ++n;
+  }
+  ++n;
   token.nR = n - 1;
   token.nNext = n;
   return true;
+}
+
+bool XmlDocument::x_IsNamed(int iPos, const char* szName) const {
+  const char* name = m_strDoc.c_str() + x_Elem(iPos).nStartL + 1;
+  if (is_delimiter(*name) || is_quote(*name)) {  // what no usual name starts with
+    TokenPos token(m_strDoc.c_str());
+    token.nNext = x_Elem(iPos).nStartL + 1;
+    return x_FindToken(token) && token.Match(szName);
+  }
+  for (; !is_delimiter(*name); ++name, ++szName) {
+    if (*name != *szName) return false;
+  }
+  return ends_name(*szName);
 }
 
 bool XmlDocument::x_FindAny(const char* szDoc, int& nChar) {
@@ -233,6 +288,10 @@ bool XmlDocument::x_FindAny(const char* szDoc, int& nChar) {
 }
 
 bool XmlDocument::x_FindChar(const char* szDoc, int& nChar, char c) {
+  for (const int nNear = nChar + kNear; nChar < nNear; ++nChar) {
+    if (szDoc[nChar] == c) return true;
+    if (szDoc[nChar] == '\0') return false;
+  }
   const char* from = szDoc + nChar;
   const char* found = std::strchr(from, c);
   nChar += static_cast<int>(found == nullptr ? std::strlen(from) : static_cast<std::size_t>(found - from));

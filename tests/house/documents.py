@@ -5,10 +5,11 @@ import subprocess
 
 import tree
 
-OWN_FOLDERS = ("t1_sdk", "boardsim", "station", "tests", "docs", "scripts", "cmake")
+OWN_FOLDERS = ("t1_sdk", "boardsim", "station", "tests", "benchmarks", "docs", "scripts", "cmake")
 # Where the options of each command are defined, and what a definition looks like.
 OPTIONS = {
     "./test": ("test", r"^ +((?:-\w+ \| )?--[\w-]+)\)"),
+    "./bench": ("bench", r"^ +((?:-\w+ \| )?--[\w-]+)\)"),
     "./run": ("run", r"(--[\w-]+)(?= *[|)])"),
     "boardsim": ("boardsim/tool/options.cpp", r'add_(?:option|flag)\("(?:-\w,)?(--[\w-]+)'),
     "t1station": ("station/command_line.cpp", r'(--[\w-]+)[",]'),
@@ -75,7 +76,7 @@ def options(complain):
         joined = re.sub(r"\\\n", "  ", tree.text(path))
         for number, line in enumerate(joined.splitlines(), 1):
             for span in re.findall(r"`([^`]+)`", line) or [line]:
-                for command, rest in re.findall(r"(\./test|\./run|\bboardsim|\bt1station) ([^|;&`]*)", span):
+                for command, rest in re.findall(r"(\./test|\./bench|\./run|\bboardsim|\bt1station) ([^|;&`]*)", span):
                     for option in re.findall(r"(?<!\S)--[a-z][\w-]*", rest.partition(" -- ")[0]):
                         if option not in known[command]:
                             complain(path, number, f"{command} has no option {option}")

@@ -22,7 +22,8 @@ MAY_INCLUDE = {
     "boardsim/tool/": ("boardsim/board.h", "boardsim/core/"),
     "boardsim/board.h": (),
     "station/": (),
-    "tests/boardsim/": ("boardsim/",),
+    "benchmarks/": ("t1_sdk/",),
+    "tests/boardsim/": ("boardsim/", "tests/harness/"),
     "tests/station/": ("station/", "tests/harness/"),
     "tests/e2e/": ("boardsim/core/control.h", "tests/harness/"),
     "tests/matrix/": ("t1_sdk/", "boardsim/board.h", "boardsim/core/families.h", "boardsim/jigs/wiring.h", "tests/"),
@@ -84,7 +85,7 @@ def program_headers(complain):
                 elif "/" in match[1] and not match[1].startswith(folders):
                     complain(path, number, f"<{match[1]}> is of no library that the board has")
             elif match := re.match(r"\s*#\s*(?:el)?if(?:n?def)?\b(.*)", line):
-                if not set(re.findall(r"\w+", match[1])) <= {"__GNUC__", "__clang__"}:
+                if not set(re.findall(r"\w+", match[1])) <= {"defined", "__GNUC__", "__clang__"}:
                     complain(path, number, "the program is compiled one way only: no conditional parts")
             if path.endswith(".h") and not line.isascii():
                 complain(path, number, "a text that is not ASCII in a header: tests include it without GBK literals")

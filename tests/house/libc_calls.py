@@ -9,7 +9,7 @@ HARMLESS = """
   __stack_chk_fail __stack_chk_guard
   __aeabi_atexit __aeabi_idivmod __aeabi_ul2d __aeabi_unwind_cpp_pr0 __aeabi_unwind_cpp_pr1 __cxa_end_cleanup
   calloc free malloc realloc
-  memchr memcmp memcpy memmove memset strchr strcmp strcpy strerror strftime strlen strncmp strncpy strnlen strspn strstr
+  memchr memcmp memcpy memmove memset strchr strcmp strcpy strcspn strerror strftime strlen strncmp strncpy strnlen strspn strstr
   isalnum isalpha isdigit isspace tolower toupper strtol strtoll strtoul
   printf puts putchar perror snprintf sprintf sscanf vprintf vsnprintf
   fclose fflush fgets fprintf fputc fputs fread fseek ftell fwrite stdin stderr stdout

@@ -30,7 +30,8 @@ void rs485_test_rkd537();
 /// One port wired to itself. No board is given it.
 void rs485_test_rkd037();
 
-/// Echoes the station's frame, then expects a fixed one; waits 60 seconds for each.
+/// Echoes the station's frame, then expects a fixed one. Waits up to 60 seconds for each frame's header to
+/// begin, and again for the rest behind it.
 void rs485_test();
 
 /// Sends a frame four times.

@@ -13,8 +13,8 @@
 
 namespace {
 
-constexpr int kTimeOut = 60;  // seconds for each frame to begin
-constexpr int kWait = 50;
+constexpr int kTimeOut = 60;  // seconds for a frame's header to begin, and again for the rest of the frame
+constexpr int kWait = 50;     // then kWait / 10 + 1 looks at what has arrived
 
 /// The first 15 bytes, whatever the frame's length.
 void print_frame(const char* what, const unsigned char* f) {

@@ -17,13 +17,13 @@ namespace {
 constexpr unsigned kEmptyReceiver = 0x5503;  // _IO('U', 3)
 
 constexpr int kShortFrame = sizeof kFrameB;
-constexpr int kTimeOut = 3;  // seconds for the first byte
+constexpr int kTimeOut = 3;  // seconds for a frame's header to begin, and again for the rest of the frame
 
 /// What sets the exchange of a port wired to itself apart.
 struct Manner {
   bool empties_receiver;
   std::size_t cleared;  ///< bytes of the receive buffer
-  int wait;
+  int wait;             ///< then wait / 10 + 1 looks at what has arrived
   bool tells_success;
 };
 
@@ -93,8 +93,7 @@ int open_io_and_stop_detector(TestReport& report) {
   const int io = open("/dev/qznio", O_RDWR);
   if (io < 0) {
     std::perror("Open /dev/qznio");
-    std::puts("打开/dev/qznio失败");
-    report.fail(1, "打开/dev/qznio失败");
+    report.fail_aloud(1, "打开/dev/qznio失败");
     return -1;
   }
   enableAPPCMD(kAppStopDetector, 0);
@@ -106,8 +105,7 @@ int open_io_and_stop_detector(TestReport& report) {
 int open_first_port(TestReport& report, int baudrate) {
   const int port = open("/dev/uart1", O_RDWR);
   if (port < 0) {
-    std::puts("<t1>打开RS485口错误");
-    report.fail(2, "<t1>打开RS485口错误");
+    report.fail_aloud(2, "<t1>打开RS485口错误");
     return -1;
   }
   configure(port, baudrate);

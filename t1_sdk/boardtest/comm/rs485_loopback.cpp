@@ -31,41 +31,42 @@ struct LoopbackVariant {
   const char* open_error_replied;
 };
 
-// Texts that name another port than the one that failed are what stations have always been told.
-#define RS485_SAME(text) \
-  text, {                \
-    text, text           \
-  }
-#define RS485_EX(ports)                                                     \
-  "<t1>ERROR " ports "测试不通过。", {                                      \
-    "<t1>ERROR " ports "测试不通过.", "<t1>ERROR " ports "测试不通过." \
-  }
+/// A failure that both groups tell alike, each with its own code.
+constexpr Pair told(const char* printed, const char* replied, int first, int second) {
+  return {printed, {replied, replied}, {first, second}};
+}
 
+/// A failure that is printed as it is replied.
+constexpr Pair told(const char* text, int first, int second) {
+  return told(text, text, first, second);
+}
+
+// Texts that name another port than the one that failed are what stations have always been told.
 // clang-format off
 constexpr LoopbackVariant kFivePorts{
     "rs485_test_Ex", 5,
-    {{RS485_EX("RS485_1/RS485_2"), {3, 8}},
-     {RS485_EX("RS485_2/RS485_3"), {4, 9}},
-     {RS485_EX("RS485_3/RS485_4"), {5, 10}},
-     {RS485_EX("RS485_4/RS485_5"), {6, 11}},
-     {RS485_EX("RS485_1/RS485_5"), {7, 12}}},
+    {told("<t1>ERROR RS485_1/RS485_2测试不通过。", "<t1>ERROR RS485_1/RS485_2测试不通过.", 3, 8),
+     told("<t1>ERROR RS485_2/RS485_3测试不通过。", "<t1>ERROR RS485_2/RS485_3测试不通过.", 4, 9),
+     told("<t1>ERROR RS485_3/RS485_4测试不通过。", "<t1>ERROR RS485_3/RS485_4测试不通过.", 5, 10),
+     told("<t1>ERROR RS485_4/RS485_5测试不通过。", "<t1>ERROR RS485_4/RS485_5测试不通过.", 6, 11),
+     told("<t1>ERROR RS485_1/RS485_5测试不通过。", "<t1>ERROR RS485_1/RS485_5测试不通过.", 7, 12)},
     rs485_process, "打开五个485口成功。",
     "<t1>RS485测试完成，RS485_1、RS485_2、RS485_3、RS485_4、RS485_5、测试均通过.\n",
     {"<t1>打开RS485口错误."}, "<t1>打开RS485口错误."};
 
 constexpr LoopbackVariant kThreePorts{
     "rs485_test_u", 3,
-    {{RS485_SAME("<t1>ERROR RS485_1/RS485_2测试不通过。"), {3, 6}},
-     {RS485_SAME("<t1>ERROR RS485_2/RS485_3测试不通过。"), {4, 7}},
-     {RS485_SAME("<t1>ERROR RS485_3/RS485_5测试不通过。"), {5, 8}}},
+    {told("<t1>ERROR RS485_1/RS485_2测试不通过。", 3, 6),
+     told("<t1>ERROR RS485_2/RS485_3测试不通过。", 4, 7),
+     told("<t1>ERROR RS485_3/RS485_5测试不通过。", 5, 8)},
     rs485_process, "打开3个485口成功。",
     "<t1>RS485测试完成，RS485_1、RS485_2、RS485_3测试均通过.\n",
     {"<t1>打开RS485口错误.", "<t1>打开RS485口错误"}, "<t1>打开RS485口错误"};
 
 constexpr LoopbackVariant kTwoPorts{
     "rs485_test_rkd537", 2,
-    {{RS485_SAME("<t1>ERROR RS485_1/RS485_2测试不通过。"), {3, 6}},
-     {RS485_SAME("<t1>ERROR RS485_2/RS485_1测试不通过。"), {4, 7}}},
+    {told("<t1>ERROR RS485_1/RS485_2测试不通过。", 3, 6),
+     told("<t1>ERROR RS485_2/RS485_1测试不通过。", 4, 7)},
     rs485_process, "打开2个485口成功。",
     "<t1>RS485测试完成，RS485_1、RS485_2测试均通过.\n",
     {"<t1>打开RS485口错误.", "<t1>打开RS485口错误"}, "<t1>打开RS485口错误"};
@@ -78,8 +79,6 @@ constexpr LoopbackVariant kOnePort{
     "<t1>RS485测试完成.\n",
     {"<t1>打开RS485口错误."}, "<t1>打开RS485_1 口错误"};
 // clang-format on
-#undef RS485_SAME
-#undef RS485_EX
 
 /// One a pair. A buffer keeps in the second group what it received in the first.
 using ReceiveBuffers = unsigned char[kMostPorts][kFrameBuffer];

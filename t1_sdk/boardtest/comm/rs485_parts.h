@@ -28,8 +28,9 @@ inline int claimed_length(const unsigned char* frame) {
   return frame[3];
 }
 
-/// Receives behind the header what it claims, as far as a buffer of kFrameBuffer bytes holds it. A header
-/// that claims no more than itself is waited behind all the same.
+/// Receives behind the header what it claims, as far as a buffer of kFrameBuffer bytes holds it. `time_out`
+/// (seconds, counted from here) and `wait` (for `wait` / 10 + 1 looks) are those of recvRS485Data(). After a
+/// header that claims no more than itself, something is waited for all the same.
 void receive_rest(int fd, fd_set& set, unsigned char* frame, int time_out, int wait);
 
 /// Whether the frame has the length of a frame and its last byte is the sum of the others.

@@ -86,10 +86,7 @@ void run_63xx(TestReport& report) {
 
 void run_ptz(TestReport& report) {
   Descriptor tty(open("/dev/ttyS1", O_RDWR));
-  if (tty.get() < 0) {
-    std::puts("RS485设备不存在");
-    return report.fail(1, "RS485设备不存在");
-  }
+  if (tty.get() < 0) return report.fail_aloud(1, "RS485设备不存在");
   std::puts("485设备打开成功.");
   if (tty_speed_set(tty.get(), kSpeed9600) != 0)
     std::fputs("<T1> ERR:rs485_test:tty_speed_set error\n", stdout);

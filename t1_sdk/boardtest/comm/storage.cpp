@@ -23,7 +23,7 @@ namespace {
 constexpr char kMountPoint[] = "/mnt/test";
 constexpr char kTestFile[] = "/mnt/test/usbtest.dat";
 constexpr char kFileSystem[] = "vfat";
-constexpr unsigned kMostPauses = 5;
+constexpr unsigned kMostRemounts = 5;  // so there are six attempts, with a pause after each
 
 /// A disk type: its node, and what stands before and behind its result. Type 3 is called sda1 though its node
 /// is /dev/msb1.
@@ -98,7 +98,7 @@ int open_test_file(const Medium& medium, const Verdict& verdict) {
     if (fd >= 0) return fd;
     sleep(mount_tries);
     ++mount_tries;
-    if (mount_tries > kMostPauses) {
+    if (mount_tries > kMostRemounts) {
       std::puts("创建测试文件失败");
       umount(kMountPoint);
       std::puts("创建测试文件失败");
@@ -150,7 +150,7 @@ void test_sd_card(int& result, char* description) {
   std::printf("SD[%s]测试完毕.\n\n", node);
 }
 
-/// -1 after printing a text that a failure has.
+/// Prints a failure. -1, which the caller returns.
 int refuse(const char* text) {
   std::fputs(text, stdout);
   return -1;
@@ -180,22 +180,17 @@ int test_mounted_card(const char* file_name, char* summary) {
   return 0;
 }
 
-void fail_with(TestReport& report, int code, const char* text) {
-  std::puts(text);
-  report.fail(code, text);
-}
-
 /// Tests media on a mount point that is made for them and removed again, whatever they did.
 void run(TestReport& report, int no_directory, void (*test)(int& result, char* description)) {
   if (mkdir(kMountPoint, 0777) != 0) {
-    fail_with(report, no_directory, "创建test测试目录失败");
+    report.fail_aloud(no_directory, "创建test测试目录失败");
   } else {
     int result = 0;
     char description[kDescriptionSize];
     copy_gbk(description, sizeof description, report.description());
     test(result, description);
     if (result != 0) report.fail(result, description);
-    if (rmdir(kMountPoint) != 0) fail_with(report, 5, "删除test测试目录失败");
+    if (rmdir(kMountPoint) != 0) report.fail_aloud(5, "删除test测试目录失败");
   }
   report.send();
 }

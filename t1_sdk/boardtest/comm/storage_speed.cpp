@@ -33,13 +33,14 @@ double speed_since(const timeval& start) {
   return kTestSize / (elapsed == 0 ? 1.0 : elapsed);
 }
 
-/// One period at a time, so that a block that is right is compared as fast as memory can be read.
+/// A block that is right is compared with itself, one period on: as fast as memory can be read.
 int count_wrong(const unsigned char* block, const unsigned char* pattern) {
-  int wrong = 0;
-  for (std::size_t start = 0; start < kBlock; start += kPeriod) {
-    if (std::memcmp(block + start, pattern, kPeriod) == 0) continue;
-    for (std::size_t i = 0; i < kPeriod; ++i) wrong += block[start + i] != pattern[i];
+  if (std::memcmp(block, pattern, kPeriod) == 0 &&
+      std::memcmp(block, block + kPeriod, kBlock - kPeriod) == 0) {
+    return 0;
   }
+  int wrong = 0;
+  for (std::size_t i = 0; i < kBlock; ++i) wrong += block[i] != pattern[i % kPeriod];
   return wrong;
 }
 
@@ -70,8 +71,9 @@ bool measure_storage(int fd, StorageResult& result) {
   result.wrong_bytes = 0;
   start = now();
   for (int i = 0; i < kTestSize; ++i) {
-    std::memset(block, 0, kBlock);
-    [[maybe_unused]] const ssize_t ignored = read(fd, block, kBlock);
+    const ssize_t got = read(fd, block, kBlock);
+    const std::size_t filled = got > 0 ? static_cast<std::size_t>(got) : 0;
+    std::memset(block + filled, 0, kBlock - filled);  // nothing of an earlier block counts as read
     result.wrong_bytes += count_wrong(block, pattern);
     mark_block();
   }

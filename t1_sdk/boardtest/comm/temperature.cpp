@@ -54,8 +54,7 @@ void t1_sdk_tmp_test() {
   TestReport report(7426, "测试USB");  // the name that stations know this test by
   char path[64];
   if (!find_sensor(path, sizeof path)) {
-    std::puts("未发现温度传感器");
-    report.fail(1, "未发现温度传感器");
+    report.fail_aloud(1, "未发现温度传感器");
   } else {
     int result = 0;
     char description[kDescriptionSize];

@@ -23,20 +23,27 @@ inline constexpr std::uint32_t kAllAlarms = 0x46554C4C;
 
 // ---- alarm driver; each call opens /dev/alarm and closes it again -----------------------------------------
 
-/// Sets all outputs, one bit each. The request's result; 0 when the node cannot be opened.
+/// Sets all outputs, one bit each. The request's result, a negative one after one line of text; 0, too, after
+/// one line of text, when the node cannot be opened.
 int alarm_all_set(int state);
-/// Fills the record. The request's result; 0 when the node cannot be opened.
+/// Fills the record. As alarm_all_set(); a record that could not be filled stays as it is.
 int alarm_get(alarm_ctrl* alarm);
-/// The state of all alarms, or the request's negative result.
+/// The state of all alarms, one bit each: 0 when the node cannot be opened. The request's negative result,
+/// after two lines of text, when it fails.
 int alarm_get_all_value();
 
-// ---- input readers: bit n of `*word` is set when input n reads high ---------------------------------------
+// ---- input readers ----------------------------------------------------------------------------------------
+//
+// `fd` is /dev/qznio. Bit n of `*word` is set when input n reads high. No bit is cleared, and none is set for
+// an input that cannot be read.
 
-/// Reads the usual five inputs; eight, or the ten of a 65xx board; those of a 6194, SYNC from bit 4 to bit 7;
-/// those of an RKD board.
+/// T1 to T4 and SYNC.
 void getTriggerIn(int fd, std::uint32_t* word);
+/// T1 to T7 and SYNC; on a 65xx board its ten inputs.
 void getTriggerIn_Ex(int fd, std::uint32_t* word);
+/// T1 to T4 of an MA board, and SYNC four times, from bit 4 to bit 7.
 void getTriggerIn_6194(int fd, std::uint32_t* word);
+/// The two inputs of an RKD board; on another board T1 and T2. No test calls it.
 void getTriggerInRkd(int fd, std::uint32_t* word);
 
 // ---- port checks: 0, or 1 after writing the failure into the 512 bytes of `text` --------------------------
@@ -62,20 +69,24 @@ int t1_sdk_alarm_test_rkd_new(int fd, char* text, unsigned input, unsigned outpu
 int t1_sdk_alarm_test_rkd_1in3out(int fd, char* text, unsigned input, unsigned output, unsigned relay1,
                                   unsigned relay2);
 
-// ---- variants: the mode or type, and the code that the reply carries --------------------------------------
+// ---- variants ---------------------------------------------------------------------------------------------
+//
+// Each runs on this board, whatever board it is, and sends its reply with the test code `code`. A mode out of
+// range fails with code 1. An expansion board: 0 none, 1 one alarm and one RS485, 2 two alarm outputs, 3 none
+// and nine alarm outputs. A type may be any number, which is printed; of alarm_test_64xx_u(), 4 drives the
+// relay registers 81 to 85, any other 81 to 83.
 
-/// Runs one variant on this board, whatever board it is, and sends its reply with the test code `code`.
-void alarm_test_64xx(unsigned mode, int code);
-void alarm_test_64xx_k(unsigned mode, int code);
-void alarm_test_64xx_19(unsigned mode, int code);
-void alarm_test_68xx(unsigned mode, int code);
-void alarm_test_65xx(unsigned mode, int code);
-void alarm_test_64xx_u(int type, int code);
-void alarm_test_wpf_u(int type, int code);
-void alarm_test_wpf_u_j(int type, int code);
-void alarm_test_rkd(unsigned mode, int code);
-void alarm_test_rkd_1in3out(unsigned mode, int code);
-void alarm_test_1i1o(int code);
+void alarm_test_64xx(unsigned mode, int code);         ///< five inputs, FPGA; expansion board 0 to 2
+void alarm_test_64xx_k(unsigned mode, int code);       ///< eight inputs, FPGA; expansion board 0 to 3
+void alarm_test_64xx_19(unsigned mode, int code);      ///< five inputs (MA), FPGA; expansion board 0 to 3
+void alarm_test_68xx(unsigned mode, int code);         ///< five inputs, alarm driver; 0 to 2, all alike
+void alarm_test_65xx(unsigned mode, int code);         ///< ten in, ten out; 0 switch, 1 level, 2 nothing
+void alarm_test_64xx_u(int type, int code);            ///< four inputs in four steps, FPGA
+void alarm_test_wpf_u(int type, int code);             ///< four inputs in four steps, alarm driver
+void alarm_test_wpf_u_j(int type, int code);           ///< the same in three steps
+void alarm_test_rkd(unsigned mode, int code);          ///< two inputs, a relay each; above 2: no reply
+void alarm_test_rkd_1in3out(unsigned mode, int code);  ///< one input, two relays; above 2: no reply
+void alarm_test_1i1o(int code);                        ///< one input, one output
 
 // ---- entries ----------------------------------------------------------------------------------------------
 

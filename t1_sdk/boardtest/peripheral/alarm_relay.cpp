@@ -80,8 +80,8 @@ bool set_line(int fd, unsigned line, int value, const char* failure) {
 
 constexpr int kKeep = -1;  ///< the relay stays as it is
 
-/// One step: the relays, a pause, the output, half a second, and a reading of the input that must be anything
-/// but `refused`. `failure` is printed with the reading when it is not. Pauses are in microseconds.
+/// One step: the relays, a pause, the output, half a second, and a reading of the input, which may be
+/// anything but `refused`: `failure` is printed with that reading. Pauses are in microseconds.
 struct RelayStep {
   int relays[2];
   useconds_t pause;
@@ -235,8 +235,7 @@ void alarm_test_1i1o(int code) {
   Descriptor node(open("/dev/qznio", O_RDWR));
   if (node.get() < 0) {
     std::perror("Open /dev/qznio");
-    std::puts("打开/dev/qznio失败");
-    report.fail(1, "打开/dev/qznio失败");
+    report.fail_aloud(1, "打开/dev/qznio失败");
   } else {
     int check_code = 0;
     char text[kDescriptionSize] = {};

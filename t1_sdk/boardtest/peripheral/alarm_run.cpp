@@ -24,15 +24,13 @@ bool open_nodes(const AlarmVariant& variant, Nodes& nodes, TestReport& report) {
   gpiofd = open("/dev/qznio", O_RDWR);
   if (gpiofd < 0) {
     std::perror("Open /dev/qznio");
-    std::puts("打开/dev/qznio失败");
-    report.fail(variant.qznio_code, "打开/dev/qznio失败");
+    report.fail_aloud(variant.qznio_code, "打开/dev/qznio失败");
     return false;
   }
   nodes.control = open("/dev/qznitc", O_RDWR);
   if (nodes.control < 0) {
     std::perror("Open /dev/qznitc");
-    std::puts("打开/dev/qznitc失败");
-    report.fail(variant.control_code, "打开/dev/qznitc失败");
+    report.fail_aloud(variant.control_code, "打开/dev/qznitc失败");
     return false;
   }
   nodes.device = open(variant.device, O_RDWR);

@@ -51,7 +51,7 @@ int compare(std::size_t step, std::uint32_t reference) {
   const bool passed = word == reference;
   std::printf("%s, %s,trigger_in=0x%04x,ref=0x%04x\n", kStepNames[step], passed ? "成功" : "失败", word,
               reference);
-  if (step < 3) std::fflush(stdout);
+  if (step < 3) std::fflush(stdout);  // the fourth line has always gone out with what is printed after it
   return passed ? 0 : 1;
 }
 

@@ -92,8 +92,7 @@ void ircut_test_65xx() {
   Descriptor node(open("/dev/qznio", O_RDWR));
   if (node.get() < 0) {
     std::perror("Open /dev/qznio");
-    std::puts("打开/dev/qznio失败");
-    report.fail(1, "打开/dev/qznio失败");
+    report.fail_aloud(1, "打开/dev/qznio失败");
   } else {
     step_filter(node.get());
     node.close();

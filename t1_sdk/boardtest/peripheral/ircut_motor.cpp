@@ -37,8 +37,7 @@ struct MotorVariant {
 void move_filter(const MotorVariant& variant, TestReport& report) {
   Descriptor motor(open("/dev/motor", O_RDWR));
   if (motor.get() < 0) {
-    std::puts("打开/dev/motor失败");
-    report.fail(1, "打开/dev/motor失败");
+    report.fail_aloud(1, "打开/dev/motor失败");
     return;
   }
   motor_confs confs{};
@@ -46,8 +45,7 @@ void move_filter(const MotorVariant& variant, TestReport& report) {
   confs.conf[0].config.type = GPIO;
   const int configured = ioctl(motor.get(), kMotorConfigure, &confs);
   if (configured < 0) {
-    std::puts("设置/dev/motor失败");
-    report.fail(configured, "设置/dev/motor失败");
+    report.fail_aloud(configured, "设置/dev/motor失败");
     return;
   }
   for (int i = 0; i < kMoves; ++i) {

@@ -1,4 +1,4 @@
-// The auto-iris. What it is driven through differs by board; closing, opening and waiting do not.
+// The auto-iris: closed and opened twice. What drives it and how long each state lasts differ by board.
 #include "t1_sdk/boardtest/peripheral/iris.h"
 
 #include <sys/ioctl.h>
@@ -89,10 +89,7 @@ void run_shell(TestReport&) {
 void run_motor_chip(TestReport& report) {
   Descriptor motor(open_node("/dev/motor"));
   if (motor.get() < 0) return report.fail(1, "打开/dev/qznio失败");  // what stations have always been told
-  if (AA83477_init(motor.get()) < 0) {
-    std::puts("AA83477_init失败");
-    return report.fail(2, "AA83477_init失败");
-  }
+  if (AA83477_init(motor.get()) < 0) return report.fail_aloud(2, "AA83477_init失败");
   take_iris_from_app(kAppSensorUse);
   set_AA83477_val(motor.get(), 0x27F);
   move_iris(kMotorChip, motor.get());
@@ -127,7 +124,7 @@ int configure(int fd, std::uint32_t entry) {
   return result;
 }
 
-/// Sends a request and prints `failure`, which ends before the result, when it is negative.
+/// Sends a request with a value. Its result; a negative one is printed after `name`.
 int request_iris(int fd, unsigned request, unsigned value, const char* name) {
   const int result = ioctl(fd, request, static_cast<unsigned long>(value));
   if (result < 0) std::printf("%s failed, ret=%d\n", name, result);

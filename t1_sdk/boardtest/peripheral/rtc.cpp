@@ -20,8 +20,7 @@ constexpr int kReadings = 6;
 void run(TestReport& report) {
   Descriptor clock(open("/dev/rtc", O_RDWR));
   if (clock.get() < 0) {
-    std::puts("打开RTC设备失败");
-    report.fail(1, "打开RTC设备失败");
+    report.fail_aloud(1, "打开RTC设备失败");
     return;
   }
   int first = 0;
@@ -30,8 +29,7 @@ void run(TestReport& report) {
     rtc_time now{};
     if (ioctl(clock.get(), kReadTime, &now) < 0) {
       clock.close();
-      std::puts("RTC读取失败");
-      report.fail(2, "RTC读取失败");
+      report.fail_aloud(2, "RTC读取失败");
       return;
     }
     std::printf("%04d-%02d-%02d %02d:%02d:%02d\n", now.tm_year + 1900, now.tm_mon + 1, now.tm_mday,

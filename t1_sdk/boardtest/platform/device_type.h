@@ -117,5 +117,5 @@ int is_63xx_devType();
 int is_65xx_devType();
 /// 1 for the FPGA variant 0x27251, 2 for the other 68xx boards, else 0.
 int is_68xx_devType();
-/// 0 when the block can be read, -1 when not.
+/// 0 when the block can be read, -1 when not. No test calls it.
 int is_bootInfo_ok();

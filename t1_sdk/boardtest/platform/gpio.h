@@ -1,4 +1,5 @@
 // GPIO lines through the 'G' requests of the general I/O driver (/dev/qznio). Nothing here prints.
+// util/gpio_ctl.h has another gpio_get_value(), with three arguments, for the driver's 'h' requests.
 #pragma once
 
 /// The driver's record of a GPIO line.
@@ -8,7 +9,8 @@ struct gpio_ctrl {
 };
 static_assert(sizeof(gpio_ctrl) == 8);
 
-/// The descriptor of /dev/qznio that an alarm test holds while it runs; -1 between tests.
+/// The descriptor of /dev/qznio that an alarm or RS485 test holds while it runs; -1 between tests. An alarm
+/// test that cannot open its other nodes leaves this one open, and its number here.
 extern int gpiofd;
 
 /// Makes a line an input. The request's result.

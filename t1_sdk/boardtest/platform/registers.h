@@ -27,7 +27,7 @@ int get_fpga(int fd, unsigned addr, unsigned* val);
 void set_afe(int fd, unsigned addr, unsigned val);
 
 /// Reads a coprocessor register into `*value` (may be null). 0, or -1 after one line of text. The node
-/// /dev/tcs is opened for the call; a failing request leaves it open.
+/// /dev/tcs is opened for the call; a failing request leaves it open. No test calls it.
 int stm8_reg_read(unsigned addr, unsigned* value);
 /// Writes a coprocessor register. Result and node as stm8_reg_read.
 int stm8_reg_write(unsigned addr, unsigned value);

@@ -1,4 +1,4 @@
-// What the interactive tests tell of themselves.
+// Which menu of the console is up, and the flag that asks a test to stop.
 #include "t1_sdk/boardtest/platform/test_status.h"
 
 TEST_ST test_status = ST_INVALID;

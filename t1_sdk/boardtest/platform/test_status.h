@@ -1,7 +1,7 @@
-// What the interactive tests tell of themselves.
+// Which menu of the console is up, and the flag that asks a test to stop.
 #pragma once
 
-/// States of the menu, for the tests that change them.
+/// The console's menus. This version has two of them: ST_MAIN_MENU and ST_TEST_SAMPLING.
 enum TEST_ST {
   ST_INVALID = 0,
   ST_MAIN_MENU = 1,
@@ -31,7 +31,7 @@ enum TEST_ST {
   ST_ERROR = 25,
 };
 
-/// Where the menus stand.
+/// Which one is up: set by sampling_test(), and looked at by nobody.
 extern TEST_ST test_status;
 /// Asks a test to stop; no test of this version looks at it.
 extern int g_stop;

@@ -6,15 +6,15 @@
 
 /// The UART driver's configuration, passed on as the caller gives it.
 struct uart_cfg {
-  std::int32_t baudrate;  ///< bits per second
-  std::int32_t data;      ///< data bits
-  std::int32_t stop;      ///< stop bits
-  std::int32_t parity;
-  std::int32_t flowcontrol;
+  std::int32_t baudrate;     ///< bits per second
+  std::int32_t data;         ///< data bits as the driver numbers them; the RS485 tests pass 3
+  std::int32_t stop;         ///< stop bits, likewise; they pass 0
+  std::int32_t parity;       ///< 0 for none
+  std::int32_t flowcontrol;  ///< 0 for none
 };
 static_assert(sizeof(uart_cfg) == 20);
 
-/// Configures a /dev/uartN node. The request's result.
+/// Configures a /dev/uartN node with the numbers of a uart_cfg. The request's result.
 int uart_config(int fd, int baudrate, int data, int stop, int parity, int flowcontrol);
 
 /// Receives `dataLen` bytes (256 at most) into `dataBuff`, or what has arrived when the wait ends. `rset`

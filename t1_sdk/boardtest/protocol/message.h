@@ -22,11 +22,10 @@ extern int g_iSockClient;
 /// The reply of the test that is running.
 extern XmlDocument msg;
 
-/// Sends a document as one record on g_iSockClient; records of several threads never mix, so that a send may
-/// have to wait for another thread's first. The document
-/// stays as it is. 0, or -1 for a null document, without a station, for a document of 2048 bytes or more,
-/// and when the transfer fails. After a transfer that broke off inside a record, nothing more can be sent
-/// on that connection.
+/// Sends a document as one record on g_iSockClient, and leaves it as it is. Records of several threads never
+/// mix: a send waits for another thread's to end. 0, or -1 for a null document, without a station, for a
+/// document of 2048 bytes or more, and when the transfer fails. After a transfer that broke off inside a
+/// record, nothing more can be sent on that connection.
 int tcp_send_xml_msg(XmlDocument* pstXmlMsg);
 
 /// Starts a reply: TestItem with TestCode and TestName, and in Result/ResultItem the Name; children

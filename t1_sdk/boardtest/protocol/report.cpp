@@ -18,6 +18,11 @@ void TestReport::fail(int code, const char* description) {
   describe(description);
 }
 
+void TestReport::fail_aloud(int code, const char* description) {
+  std::puts(description);
+  fail(code, description);
+}
+
 void TestReport::describe(const char* text) {
   copy_gbk(description_.data(), description_.size(), text);
 }

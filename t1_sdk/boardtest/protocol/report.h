@@ -26,6 +26,8 @@ class TestReport {
 
   /// Records a failure with its description, which is cut to the buffer between characters.
   void fail(int code, const char* description);
+  /// The same, and prints the description as a line first.
+  void fail_aloud(int code, const char* description);
   /// Records a failure that leaves the description as it is.
   void fail(int code) { code_ = code; }
   /// Replaces the description.

@@ -65,7 +65,8 @@ int reaf_ff_corr_info();
 /// 0 when the dead-pixel record has its magic, -1 otherwise after one line of text.
 int check_camera_dpi();
 
-/// Test 13568.
+/// Test 13568: check_camera_dpi(). Code 1 when it fails; the description goes on saying that the test
+/// succeeded.
 void t1_sdk_check_camera_dpi();
-/// Test 13824.
+/// Test 13824: reaf_ff_corr_info(). Fails in the same way.
 void t1_sdk_check_ff_corr();

@@ -12,13 +12,16 @@ struct reg_pair_time {
   std::uint32_t delay_time;  ///< microseconds
 };
 
+/// The pairs for which a record has room.
+inline constexpr int kMostTgPairs = 128;
+
 /// The stored record, little-endian as the board is: block 19, offset 0xF800.
 struct tg_data_cen {
   std::uint32_t magic;
-  std::uint32_t tgNum;      ///< pairs used, 0 to 128
+  std::uint32_t tgNum;      ///< pairs used, 0 to kMostTgPairs
   std::uint32_t fpgaTgVer;  ///< major << 16 | minor
   std::uint32_t res[7];
-  reg_pair_time tgPairs[128];
+  reg_pair_time tgPairs[kMostTgPairs];
   std::uint32_t cs;  ///< checkSum() over the tgNum * 12 + 36 bytes from tgNum on
 };
 static_assert(sizeof(tg_data_cen) == 1580 && offsetof(tg_data_cen, tgNum) == 4);

@@ -35,15 +35,10 @@ bool store(unsigned offset, int code) {
   return flash_save_dev_info(kVsubBlock, offset, reinterpret_cast<char*>(&code), sizeof code) >= 0;
 }
 
-void fail_with(TestReport& report, int code, const char* text) {
-  std::puts(text);
-  report.fail(code, text);
-}
-
 void set_vsub(int devType, TestReport& report) {
-  if (g_sub_value == 0) return fail_with(report, 1, "g_sub_value error");
+  if (g_sub_value == 0) return report.fail_aloud(1, "g_sub_value error");
   int code = t1_sdk_vsub_code_to_regval(devType, g_sub_value);
-  if (code == -1) return fail_with(report, 2, "vsub_code_to_regval error");
+  if (code == -1) return report.fail_aloud(2, "vsub_code_to_regval error");
   if (!store(kRealVsub, code)) {
     std::printf("Save vsub to flash error = %d\n", errno);
     return report.fail(3, "Save vsub to flash error");

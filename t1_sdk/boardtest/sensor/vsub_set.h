@@ -8,7 +8,8 @@ extern int g_sub_value;
 /// range give 2686 and 2784. -1 for any other devType.
 int t1_sdk_vsub_code_to_regval(int devType, int sub_value);
 
-/// Stores the code for `g_sub_value`, reads it back from the eMMC and applies what was read.
+/// Stores the code for `g_sub_value`, reads it back from the eMMC and applies what was read. Codes: 1 no
+/// entry, 2 unknown devType, 3 and 4 the first or second word cannot be stored, 5 it cannot be read back.
 void t1_sdk_vsub_set(int devType, int iTestCode);
 /// Tests 9728, 9984 and 10240.
 void t1_sdk_setVsub6455();
@@ -16,4 +17,5 @@ void t1_sdk_setVsub6485();
 void t1_sdk_setVsub6484();
 
 /// Test 12032: shows the stored voltage and the pairs of the last sweep. The description holds the last line.
+/// Code 2 when either cannot be read, and the pairs never can (readVsubLumaData()).
 void t1_sdk_printVsub();

@@ -1,11 +1,9 @@
-// Automatic level.
+// Automatic level: the sweep of substrate voltages.
 #include "t1_sdk/boardtest/sensor/vsub_sweep.h"
 
 #include <fcntl.h>
 #include <unistd.h>
-#include <algorithm>
 #include <cstdio>
-#include <iterator>
 #include <utility>
 
 #include "t1_sdk/boardtest/platform/app_channel.h"
@@ -15,12 +13,10 @@
 #include "t1_sdk/boardtest/protocol/report.h"
 #include "t1_sdk/boardtest/sensor/vsub_data.h"
 #include "t1_sdk/boardtest/sensor/vsub_output.h"
+#include "t1_sdk/util/contains.h"
 #include "t1_sdk/util/descriptor.h"
 
 namespace {
-
-constexpr int kAppSensorUse =
-    0x31248;  // the application's command; 0 pauses its use of the sensor, 1 resumes it
 
 constexpr unsigned kReadings = 19;
 constexpr unsigned kCodeStep = 2;
@@ -86,7 +82,7 @@ bool store(VSUB_LUMA_DATA& pairs, const char* write_failed) {
 }
 
 void sweep_for(int model) {
-  if (std::find(std::begin(kVsubModels), std::end(kVsubModels), model) != std::end(kVsubModels)) {
+  if (contains(kVsubModels, model)) {
     SetVsubGetLuma();
   } else {
     SetNonVsubGetLuma();

@@ -24,31 +24,30 @@ constexpr unsigned kTrimSwitch = 0xD1;  // FPGA register
 
 constexpr int kFailure = 2;  // every failure of a trim command
 
-int* slot_of(int (&codes)[3], int dev) {
-  switch (dev) {
-    case 0x9603:
-      return &codes[0];
-    case 0x9605:
-      return &codes[1];
-    case 0x9604:
-      return &codes[2];
-    default:
-      return nullptr;
-  }
+/// A model that may be trimmed: by how many code steps to either side of its base, and the slot of its codes.
+struct TrimModel {
+  int dev;
+  int range;
+  int slot;
+};
+constexpr int kNoSlot = -1;
+constexpr TrimModel kTrimModels[] = {
+    {0x9603, 24, 0},        // 6455
+    {0x9605, 24, 1},        // 6485
+    {0x9604, 20, 2},        // 6484
+    {0x960F, 20, kNoSlot},  // a 6484 that has a limit and has never had a slot: its trims fail
+};
+
+/// Null for a model that is not trimmed.
+const TrimModel* model_of(int dev) {
+  const auto* found = std::find_if(std::begin(kTrimModels), std::end(kTrimModels),
+                                   [dev](const TrimModel& row) { return row.dev == dev; });
+  return found == std::end(kTrimModels) ? nullptr : found;
 }
 
-/// How many code steps a model may be trimmed to either side of its base; 0 for a model that cannot be.
-int trim_range(int dev) {
-  switch (dev) {
-    case 0x9603:
-    case 0x9605:
-      return 24;
-    case 0x9604:
-    case 0x960F:
-      return 20;
-    default:
-      return 0;
-  }
+int* slot_of(int (&codes)[3], int dev) {
+  const TrimModel* const model = model_of(dev);
+  return model == nullptr || model->slot == kNoSlot ? nullptr : &codes[model->slot];
 }
 
 /// What a trim command works on, once it is ready.
@@ -118,7 +117,8 @@ bool save(const Trim& trim, VSUB_DATA& record, TestReport& report) {
   return true;
 }
 
-/// Changes the code by `change`; a change beyond the limit on that side is undone.
+/// Changes the code by `change`, unless that would pass the limit on that side. The code is shown, applied
+/// and stored either way.
 void step(const Trim& trim, int change, TestReport& report) {
   std::printf("只能微调上下%d档\n", trim.range);
   const long long next = static_cast<long long>(*trim.current) + change;
@@ -147,8 +147,8 @@ void save_trim(const Trim& trim, TestReport& report) {
 using Command = void (*)(const Trim& trim, TestReport& report);
 
 void run_on_board(int dev, Command command, TestReport& report) {
-  const int range = trim_range(dev);
-  if (range == 0) {
+  const TrimModel* const model = model_of(dev);
+  if (model == nullptr) {
     std::printf("error type dev: %d\n", dev);
     return report.fail(kFailure, "error type dev");
   }
@@ -158,7 +158,7 @@ void run_on_board(int dev, Command command, TestReport& report) {
   if (base == nullptr) return fail_without_line_end(report, "t1_sdk_get_base_vsub error");
   const Descriptor fpga(open_node("/dev/fpga"));
   if (fpga.get() < 0) return report.fail(kFailure, "Open fpgaFd error");
-  const Trim trim{dev, range, current, base, fpga.get()};
+  const Trim trim{dev, model->range, current, base, fpga.get()};
   if (*base == 0 && !load_base(trim, report)) return;
   command(trim, report);
   set_fpga(fpga.get(), kTrimSwitch, 0);

@@ -12,9 +12,14 @@ int* t1_sdk_get_base_vsub(int dev);
 /// Discards an unfinished trim.
 void t1_sdk_reset_trim_vsub();
 
-/// Raises the voltage by one step (the code falls), applies and stores it.
+// The three commands. `dev` is a device type code, `iTestCode` the test code of the reply. Every failure has
+// code 2: a device type that is not trimmed, a node that cannot be opened, a record that cannot be read or
+// stored, and a stored code outside 0xA00 to 0xAFF.
+
+/// Raises the voltage by one step (the code falls), applies and stores it; at its limit the code stays, and
+/// is applied and stored as well.
 void t1_sdk_add_trim_vsub(int dev, int iTestCode);
-/// Lowers the voltage by one step (the code rises), applies and stores it.
+/// Lowers the voltage by one step (the code rises); otherwise the same.
 void t1_sdk_dec_trim_vsub(int dev, int iTestCode);
 /// Stores the trimmed code.
 void t1_sdk_save_trim_vsub(int dev, int iTestCode);

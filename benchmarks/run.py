@@ -1,0 +1,39 @@
+#!/usr/bin/env python3
+"""Runs the benchmarks that are built in BUILD_FOLDER and prints their table: run.py BUILD_FOLDER [PATTERN]."""
+import inspect
+import pathlib
+import re
+import sys
+
+sys.dont_write_bytecode = True  # nothing is left beside the sources
+
+import arm_items
+import server_items
+import storage_items
+import table
+import xml_items
+
+ITEMS = {item.__name__: item for item in (
+    server_items.requests, server_items.start, server_items.allocations, xml_items.xml, storage_items.storage,
+    arm_items.sizes, arm_items.memory)}
+
+
+def main(arguments):
+    if not arguments:
+        for name, item in ITEMS.items():
+            print(f"{name:12} {inspect.getdoc(item)}")
+        return 0
+    build = pathlib.Path(arguments[0]).resolve()
+    chosen = [item for name, item in ITEMS.items() if re.search("".join(arguments[1:]), name)]
+    if not chosen:
+        print(f"no benchmark is called so; there are {', '.join(ITEMS)}", file=sys.stderr)
+        return 64
+    rows = []
+    for item in chosen:
+        print(f"Measuring: {item.__name__} ...", file=sys.stderr)
+        rows += item(build)
+    print(table.render(rows))
+    return 0
+
+
+sys.exit(main(sys.argv[1:]))
