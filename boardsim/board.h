@@ -22,10 +22,8 @@ using Time = std::chrono::microseconds;
 
 /// One board family that can be simulated.
 struct Family {
-  std::string_view name;  ///< "normal", "k", "63xx", "68xx", "68xx-fpga", "6444", "6444-j", "loop", "loop-c",
-                          ///< "ma", "65xx", "65xx-level", "rkd1", "rkd2",
-                          ///< "6455", "6485", "6484"
-  std::uint32_t type;     ///< device type code the boot block carries
+  std::string_view name;         ///< one of those in families(), "normal" for one
+  std::uint32_t type;            ///< device type code the boot block carries
   std::uint8_t alarm_outputs;    ///< number of alarm outputs in the boot block
   std::string_view description;  ///< one line for `boardsim --board list`
   bool level_inputs = false;     ///< 65xx boards: eight of the ten alarm inputs are level inputs
@@ -69,11 +67,14 @@ enum class Pace {
 /// What a GPIO line is set up as.
 enum class Direction : std::uint8_t { unset, input, output };
 
-/// A board of one family, healthy until a fault is laid over it. Only one exists at a time.
-/// All members may be called from any thread.
+/// A board of one family, healthy until a fault is laid over it. Only one exists at a time. The thread that
+/// makes it is the program's first, and switches it off again. All other members may be called from any
+/// thread and from the events of at(), except that advance() and settle() are not for events, which run
+/// inside them, and that boot_block() hands out memory that nothing guards.
 class Board {
  public:
-  /// Switches on a board of the named family. Throws std::invalid_argument for a name that families() lacks.
+  /// Switches on a board of the named family; `speed` counts for Pace::scaled only. Throws
+  /// std::invalid_argument for a name that families() lacks, std::logic_error while there is another board.
   explicit Board(std::string_view family = "normal", Pace pace = Pace::virtual_time, double speed = 1.0);
   ~Board();
   Board(const Board&) = delete;
@@ -87,7 +88,8 @@ class Board {
   void set_type(std::uint32_t code);
   /// Writes the number of alarm outputs into the boot block (offset 90).
   void set_alarm_outputs(std::uint8_t count);
-  /// The 256 bytes that the boot block request copies out.
+  /// The 256 bytes that the boot block request copies out. Not guarded: for the time before the program's
+  /// other threads run.
   std::array<std::uint8_t, 256>& boot_block();
 
   // ---- time -----------------------------------------------------------------------------
@@ -145,6 +147,7 @@ class Board {
   std::uint32_t led(std::uint32_t index) const;  ///< state last written
   /// Puts /proc/debug/tempN with the given content in place; a healthy board has only temp1, "45500\n".
   void set_sensor(int number, std::string content);
+  /// Takes every /proc/debug/tempN away, temp1 too.
   void remove_sensors();
   /// The clock answers these seconds, one a read, then goes on with the last ("rtc seconds ..." as a call).
   void set_rtc_seconds(std::vector<int> seconds);
@@ -277,6 +280,7 @@ class Board {
   std::vector<std::string> hardware_trace() const;
   /// timed_text() of the same calls.
   std::vector<std::string> timed_hardware_trace() const;
+  /// Forgets the calls made so far; virtual time and open nodes stay as they are.
   void clear_trace();
   /// Nodes that are open now, in the order of opening, one entry a descriptor.
   std::vector<std::string> open_nodes() const;

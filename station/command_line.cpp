@@ -3,7 +3,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <map>
 
@@ -21,18 +20,22 @@ bool is_negative_code(const std::string& word) {
   return word.size() > 1 && word[0] == '-' && word[1] >= '0' && word[1] <= '9';
 }
 
-bool takes_value(const std::string& word) {
-  static constexpr std::array<std::string_view, 11> options{
-      "--param", "--timeout", "--connect-timeout", "--wait", "--json", "--junit", "--speed",
-      "--color", "--for",     "--records",         "-p"};
-  return std::find(options.begin(), options.end(), word) != options.end();
+bool takes_value(const CLI::App& app, const std::string& word) {
+  const auto takes = [&word](const CLI::Option* option) {
+    return word.starts_with('-') && option->check_name(word) && option->get_items_expected_max() > 0;
+  };
+  const std::vector<const CLI::Option*> options = app.get_options();
+  if (std::any_of(options.begin(), options.end(), takes)) return true;
+  const std::vector<const CLI::App*> commands = app.get_subcommands({});
+  return std::any_of(commands.begin(), commands.end(),
+                     [&word](const CLI::App* command) { return takes_value(*command, word); });
 }
 
 // Two tests have negative codes, which would pass for options. They are marked before the parser sees them.
-std::vector<std::string> with_marked_codes(const std::vector<std::string>& arguments) {
+std::vector<std::string> with_marked_codes(const CLI::App& app, const std::vector<std::string>& arguments) {
   std::vector<std::string> marked;
   for (const std::string& word : arguments) {
-    const bool is_value = !marked.empty() && takes_value(marked.back());
+    const bool is_value = !marked.empty() && takes_value(app, marked.back());
     if (word == "--" && !is_value) continue;  // every word that looks like a code is one anyway
     marked.push_back(!is_value && is_negative_code(word) ? std::string(code_mark) + word : word);
   }
@@ -143,7 +146,7 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
   const CLI::App* monitor = add_monitor(app, line, words);
   const CLI::App* echo = add_echo(app, line);
 
-  std::vector<std::string> reversed = with_marked_codes(arguments);
+  std::vector<std::string> reversed = with_marked_codes(app, arguments);
   std::reverse(reversed.begin(), reversed.end());
   try {
     app.parse(reversed);

@@ -21,14 +21,14 @@ struct CommandLine {
   std::string help;  ///< the text to show for `help`
   std::optional<Address> board;
   std::vector<std::int32_t> codes;
-  std::optional<std::int32_t> parameter;
-  std::optional<double> timeout;  ///< seconds for each test, instead of each test's own
-  double connect_timeout = 10;    ///< seconds for the connection, and again for banner and menu
-  double wait = 0;                ///< seconds for which a board that refuses is tried again
-  double speed = 1;
-  bool quit = true;
-  bool quiet = false;
-  bool keep_going = true;
+  std::optional<std::int32_t> parameter;  ///< hundredths of a volt
+  std::optional<double> timeout;          ///< seconds for each test, instead of each test's own
+  double connect_timeout = 10;            ///< seconds for the connection, and again for banner and menu
+  double wait = 0;                        ///< seconds for which a board that refuses is tried again
+  double speed = 1;                       ///< how many times as fast as on a real board time passes
+  bool quit = true;                       ///< say goodbye with the quit request
+  bool quiet = false;                     ///< show neither banner nor menu
+  bool keep_going = true;                 ///< after a test that did not pass
   Colour colour = Colour::automatic;
   std::string json_file;   ///< empty: no report
   std::string junit_file;  ///< empty: no report

@@ -21,7 +21,8 @@ void refuse_nul(const std::string& document) {
 
 pugi::xml_node only_child(const pugi::xml_node& parent, const char* name) {
   const pugi::xml_node child = parent.child(name);
-  const std::string where = std::string("<") + name + "> in <" + parent.name() + ">";
+  std::string where = std::string("<") + name + ">";
+  if (parent.type() == pugi::node_element) where.append(" in <").append(parent.name()).append(">");
   if (!child) throw ProtocolError("the document has no " + where);
   if (child.next_sibling(name)) throw ProtocolError("the document has more than one " + where);
   return child;

@@ -35,8 +35,8 @@ int milliseconds(double seconds) {
   return static_cast<int>(std::ceil(std::clamp(seconds, 0.0, 1e6) * 1000));
 }
 
-// A signal that is not meant for us ends a wait early, as if the time were over; callers keep their own
-// clock.
+// Waits until the socket is ready for `events`, or for the operator. A signal that is not meant for us ends
+// the wait early, as if the time were over: who must wait it all out asks again.
 Event wait_for(int socket, short events, double seconds, const Interrupt& interrupt) {
   std::array<pollfd, 2> items{{{socket, events, 0}, {interrupt.descriptor(), POLLIN, 0}}};
   const int ready = poll(items.data(), items.size(), milliseconds(seconds));

@@ -1,4 +1,5 @@
-// The connection to a board: bytes out, bytes in, never waiting longer than asked for.
+// The connection to a board: bytes out, bytes in, never waiting longer than asked for. Only looking up a
+// host's name takes as long as this PC's resolver likes.
 #pragma once
 
 #include <string>

@@ -1,7 +1,6 @@
 // Results as JSON.
 #include "station/report_json.h"
 
-#include <array>
 #include <cmath>
 #include <nlohmann/json.hpp>
 
@@ -12,10 +11,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr std::array<Outcome, 6> all_outcomes{Outcome::passed, Outcome::failed,      Outcome::timed_out,
-                                              Outcome::broken, Outcome::interrupted, Outcome::not_run};
-
-double milliseconds_kept(double seconds) {
+double rounded_to_milliseconds(double seconds) {
   return std::round(seconds * 1000) / 1000;
 }
 
@@ -26,7 +22,7 @@ Json test_of(const Result& result) {
   test["title"] = title_of(result.code);
   test["board_name"] = result.test_name;
   test["result"] = outcome_name(result.outcome);
-  test["seconds"] = milliseconds_kept(result.seconds);
+  test["seconds"] = rounded_to_milliseconds(result.seconds);
   test["description"] = result.description;
   return test;
 }
@@ -36,9 +32,10 @@ Json test_of(const Result& result) {
 std::string json_report(const RunReport& report) {
   Json summary;
   summary["total"] = report.results.size();
-  for (const Outcome outcome : all_outcomes)
-    summary[std::string(outcome_name(outcome))] = report.count(outcome);
-  summary["seconds"] = milliseconds_kept(report.seconds());
+  for (const OutcomeTexts& texts : outcomes()) {
+    summary[std::string(texts.name)] = report.count(texts.outcome);
+  }
+  summary["seconds"] = rounded_to_milliseconds(report.seconds());
 
   Json json;
   json["board"] = report.board;

@@ -8,21 +8,21 @@
 namespace t1station {
 namespace {
 
-struct OutcomeTexts {
-  std::string_view name, label;
-};
-
 // In the order of the enumeration.
 constexpr std::array<OutcomeTexts, 6> outcome_texts{{
-    {"passed", "Pass"},
-    {"failed", "Fail"},
-    {"timed_out", "no reply"},
-    {"broken", "broken"},
-    {"interrupted", "interrupted"},
-    {"not_run", "not run"},
+    {Outcome::passed, "passed", "Pass", "passed"},
+    {Outcome::failed, "failed", "Fail", "failed"},
+    {Outcome::timed_out, "timed_out", "no reply", "without reply"},
+    {Outcome::broken, "broken", "broken", "broken"},
+    {Outcome::interrupted, "interrupted", "interrupted", "interrupted"},
+    {Outcome::not_run, "not_run", "not run", "not run"},
 }};
 
 }  // namespace
+
+std::span<const OutcomeTexts> outcomes() {
+  return outcome_texts;
+}
 
 std::string_view outcome_name(Outcome outcome) {
   return outcome_texts.at(static_cast<std::size_t>(outcome)).name;

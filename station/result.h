@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,6 +19,17 @@ enum class Outcome {
   interrupted,  ///< the operator stopped the run during this test
   not_run       ///< the run ended before this test was asked for
 };
+
+/// What an outcome is called where.
+struct OutcomeTexts {
+  Outcome outcome;
+  std::string_view name;     ///< in reports
+  std::string_view label;    ///< in the table of results
+  std::string_view counted;  ///< behind a number in the table's last line
+};
+
+/// Every outcome, in the order in which they are counted.
+std::span<const OutcomeTexts> outcomes();
 
 /// The outcome as reports write it: "passed", "failed", "timed_out", "broken", "interrupted", "not_run".
 std::string_view outcome_name(Outcome outcome);

@@ -25,7 +25,7 @@ class SerialLine {
   SerialLine& operator=(const SerialLine&) = delete;
   ~SerialLine();
 
-  /// Throws LinkError when the device fails or does not take it all within 10 s.
+  /// Throws LinkError when the device fails or takes nothing for 10 s.
   void send(std::string_view bytes) const;
   /// What arrives until there are `size` bytes, nothing has come for `seconds`, or the operator interrupts.
   /// Throws LinkError when the device is gone.

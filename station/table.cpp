@@ -74,21 +74,13 @@ std::string one_line(const std::string& text) {
 std::string totals(const RunReport& report) {
   std::string line =
       std::to_string(report.results.size()) + (report.results.size() == 1 ? " test: " : " tests: ");
-  static constexpr std::array<std::pair<Outcome, std::string_view>, 6> parts{{
-      {Outcome::passed, "passed"},
-      {Outcome::failed, "failed"},
-      {Outcome::timed_out, "without reply"},
-      {Outcome::broken, "broken"},
-      {Outcome::interrupted, "interrupted"},
-      {Outcome::not_run, "not run"},
-  }};
-  for (const auto& [outcome, text] : parts) {
+  for (const auto& [outcome, name, label, counted] : outcomes()) {
     const std::size_t count = report.count(outcome);
     const bool is_always_shown = outcome == Outcome::passed || outcome == Outcome::failed;
     if (count == 0 && !is_always_shown) continue;
     if (outcome != Outcome::passed) line += ", ";
     line += std::to_string(count) + " ";
-    line += text;
+    line += counted;
   }
   return line + ", " + seconds_text(report.seconds()) + " s";
 }

@@ -82,7 +82,7 @@ constexpr std::array<Range, 13> wide_ranges{{
     {0x1F300, 0x1F64F},
     {0x20000, 0x3FFFD},
 }};
-constexpr std::array<Range, 3> narrowless_ranges{{{0x0300, 0x036F}, {0x200B, 0x200F}, {0xFE00, 0xFE0F}}};
+constexpr std::array<Range, 3> zero_width_ranges{{{0x0300, 0x036F}, {0x200B, 0x200F}, {0xFE00, 0xFE0F}}};
 
 template <std::size_t n>
 bool is_in(const std::array<Range, n>& ranges, std::uint32_t code) {
@@ -93,7 +93,7 @@ bool is_in(const std::array<Range, n>& ranges, std::uint32_t code) {
 }
 
 std::size_t width_of(std::uint32_t code) {
-  if (code < 0x20 || is_in(narrowless_ranges, code)) return 0;
+  if (code < 0x20 || is_in(zero_width_ranges, code)) return 0;
   return is_in(wide_ranges, code) ? 2 : 1;
 }
 

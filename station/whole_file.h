@@ -11,8 +11,8 @@ namespace t1station {
 void check_writable(const std::string& path);
 
 /// Writes the file under another name in the same directory and renames it when it is complete. An older file
-/// stays as it was until then; a symbolic link stays a link. Throws std::system_error, leaving nothing
-/// behind.
+/// stays as it was until then; a symbolic link stays a link, unless it leads nowhere: then it is replaced.
+/// Throws std::system_error, leaving nothing behind.
 void write_whole_file(const std::string& path, std::string_view content);
 
 }  // namespace t1station

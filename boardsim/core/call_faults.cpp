@@ -35,9 +35,8 @@ bool is_number(std::string_view word) {
 std::string_view CallFaults::help() {
   return "open|read|write|lseek|stat|access|close NODE, ioctl NODE [REQUEST], socket, bind, listen, "
          "accept, connect, select, poll, recv, send, thread, system, mount, umount, statfs, mkdir, rmdir, "
-         "unlink, "
-         "tcgetattr, tcsetattr; each with [#N[+]] [ERRNO]; for ERRNO also short BYTES (read, write, recv, "
-         "send) or result N (ioctl, write, lseek, stat, access)";
+         "unlink, tcgetattr, tcsetattr; each with [#N[+]] [ERRNO]; for ERRNO also short BYTES (read, write, "
+         "recv, send) or result N (ioctl, write, lseek, stat, access)";
 }
 
 bool CallFaults::add(const std::vector<std::string_view>& words) {

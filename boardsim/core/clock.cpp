@@ -67,7 +67,7 @@ class Clock::Waiting {
     self_.fds.clear();
     self_.deadline.reset();
     self_.blocked_on = nullptr;
-    drain(self_.wake_fd);
+    drain(self_.wake_event.get());
   }
   Waiting(const Waiting&) = delete;
   Waiting& operator=(const Waiting&) = delete;
@@ -100,7 +100,7 @@ void Clock::set_running(ProgramThread& thread, bool running) {
 void Clock::wake(ProgramThread& thread) {
   set_running(thread, true);
   constexpr std::uint64_t one = 1;
-  [[maybe_unused]] const auto ignored = real::write(thread.wake_fd, &one, sizeof one);
+  [[maybe_unused]] const auto ignored = real::write(thread.wake_event.get(), &one, sizeof one);
 }
 
 void Clock::wake_all() {
@@ -207,7 +207,7 @@ std::chrono::nanoseconds Clock::real_time_until(Time when) const {
 int Clock::block(Lock& lock, const ProgramThread& self, std::span<const pollfd> fds,
                  std::optional<std::chrono::nanoseconds> timeout, bool cancellable) {
   std::vector<pollfd> watched(fds.begin(), fds.end());
-  watched.push_back({self.wake_fd, POLLIN, 0});
+  watched.push_back({self.wake_event.get(), POLLIN, 0});
   const timespec left = to_timespec(timeout.value_or(std::chrono::nanoseconds(0)));
   lock.unlock();
   int result = 0;
@@ -219,7 +219,7 @@ int Clock::block(Lock& lock, const ProgramThread& self, std::span<const pollfd> 
   }
   const int error = errno;
   lock.lock();
-  drain(self.wake_fd);
+  drain(self.wake_event.get());
   errno = error;
   return result < 0 ? -1 : 0;
 }
@@ -311,8 +311,7 @@ void Clock::release(const void* awaited) {
   }
 }
 
-// ---- what tests and threads do
-// ------------------------------------------------------------------------------
+// ---- what tests and threads do ----------------------------------------------------------------------------
 
 void Clock::cancelled(pthread_t thread) {
   const Lock lock(mutex_);

@@ -23,16 +23,20 @@ constexpr int kLooks = 2000;
 ControlClient::ControlClient(const std::string& path) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  if (path.size() >= sizeof address.sun_path) {
+    throw std::runtime_error("the path of the control socket is too long: " + path);
+  }
+  path.copy(address.sun_path, path.size());
+  int error = 0;
   for (int looks = 0; looks < kLooks; ++looks) {
     socket_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return;
-    const int error = errno;
+    error = errno;
     close(socket_);
     if (error != ENOENT && error != ECONNREFUSED) break;
     poll(nullptr, 0, kPause);
   }
-  throw std::runtime_error("no board listens at " + path);
+  throw std::runtime_error("no board listens at " + path + ": " + std::strerror(error));
 }
 
 ControlClient::~ControlClient() {

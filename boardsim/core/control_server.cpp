@@ -11,6 +11,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "boardsim/core/own_descriptor.h"
 #include "boardsim/core/own_thread.h"
 #include "boardsim/core/program.h"
 #include "boardsim/core/state.h"
@@ -53,9 +54,8 @@ std::string answer(Board& board, std::string_view command, std::string_view argu
   if (command == "threads") return "ok " + std::to_string(board.live_threads());
   if (command == "open-nodes") return joined(board.open_nodes());
   if (command == "reboots") return "ok " + std::to_string(board.reboots().size());
-  return "error unknown command; known are advance MICROSECONDS, settle, now, fault TEXT, clear-faults, "
-         "threads, "
-         "open-nodes, reboots";
+  return "error unknown command; known are advance MICROSECONDS, settle, now, fault TEXT, "
+         "clear-faults, threads, open-nodes, reboots";
 }
 
 int listen_at(const std::string& path) {
@@ -68,7 +68,7 @@ int listen_at(const std::string& path) {
   // What an earlier run left behind; only a socket is taken away.
   struct stat status {};
   if (lstat(path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode)) unlink(path.c_str());
-  const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const int listener = out_of_the_way(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   if (listener < 0 || bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
       listen(listener, 1) != 0) {
     throw std::runtime_error("the control socket " + path + " cannot be made: " + std::strerror(errno));
@@ -93,10 +93,8 @@ void serve_client(Board& board, int client) {
 
 void serve(Board& board, int listener) {
   for (;;) {
-    const int client = accept(listener, nullptr, nullptr);
-    if (client < 0) continue;
-    serve_client(board, client);
-    close(client);
+    const OwnDescriptor client(accept(listener, nullptr, nullptr));
+    if (client.get() >= 0) serve_client(board, client.get());
   }
 }
 

@@ -29,6 +29,18 @@ std::string address_text(const sockaddr_in& address) {
   return std::string(text) + ":" + std::to_string(ntohs(address.sin_port));
 }
 
+/// A peer that is neither IPv4 nor a socket of this PC, for a message.
+std::string foreign_text(const sockaddr* address, socklen_t size) {
+  sockaddr_in6 internet{};
+  if (address->sa_family != AF_INET6 || size < sizeof internet) {
+    return "an address of family " + std::to_string(address->sa_family);
+  }
+  std::memcpy(&internet, address, sizeof internet);
+  char text[INET6_ADDRSTRLEN] = "";
+  inet_ntop(AF_INET6, &internet.sin6_addr, text, sizeof text);
+  return "[" + std::string(text) + "]:" + std::to_string(ntohs(internet.sin6_port));
+}
+
 /// The IPv4 address in `address`; nothing for another kind.
 std::optional<sockaddr_in> ipv4(const sockaddr* address, socklen_t size) {
   sockaddr_in result{};
@@ -133,6 +145,7 @@ int Board::State::connect(int fd, const sockaddr* address, socklen_t size) {
   const bool local =
       internet ? is_loopback(internet->sin_addr) : address == nullptr || address->sa_family == AF_UNIX;
   if (!local) {
+    if (!internet) call.node = foreign_text(address, size);
     const std::string text = "connecting to " + call.node + " would leave the PC (connect)";
     const int result = done(-1, ENETUNREACH);
     const std::lock_guard lock(mutex);

@@ -5,7 +5,6 @@
 
 #include <system_error>
 
-#include "boardsim/core/real.h"
 #include "boardsim/core/state.h"
 
 namespace boardsim {
@@ -18,12 +17,8 @@ constinit thread_local int inside_depth = 0;
 }  // namespace
 
 ProgramThread::ProgramThread(std::shared_ptr<Board::State> its_board)
-    : board(std::move(its_board)), wake_fd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  if (wake_fd < 0) throw std::system_error(errno, std::generic_category(), "boardsim: eventfd");
-}
-
-ProgramThread::~ProgramThread() {
-  real::close(wake_fd);
+    : board(std::move(its_board)), wake_event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+  if (wake_event.get() < 0) throw std::system_error(errno, std::generic_category(), "boardsim: eventfd");
 }
 
 ProgramThread* this_thread() {

@@ -9,18 +9,19 @@
 #include <vector>
 
 #include "boardsim/board.h"
+#include "boardsim/core/own_descriptor.h"
 
 namespace boardsim {
 
 /// What the scheduler knows about one thread of the program. Guarded by the clock's lock.
 struct ProgramThread {
+  /// Throws std::system_error when the PC has no descriptor left for it.
   explicit ProgramThread(std::shared_ptr<Board::State> its_board);
-  ~ProgramThread();
   ProgramThread(const ProgramThread&) = delete;
   ProgramThread& operator=(const ProgramThread&) = delete;
 
   std::shared_ptr<Board::State> board;
-  int wake_fd;                       ///< eventfd that ends the thread's wait
+  OwnDescriptor wake_event;          ///< eventfd that ends the thread's wait
   bool running = true;               ///< false while it waits for time, a descriptor, a mutex or a thread
   std::vector<pollfd> fds{};         ///< descriptors that it waits for
   std::optional<Time> deadline{};    ///< end of its wait

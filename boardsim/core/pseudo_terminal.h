@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "boardsim/core/far_end.h"
+#include "boardsim/core/own_descriptor.h"
 
 namespace boardsim {
 
@@ -22,7 +22,7 @@ class PseudoTerminal {
  private:
   PseudoTerminal(int far, int near, std::string name);
 
-  FarEnd far_, near_;
+  OwnDescriptor far_, near_;
   std::string name_;
 };
 

@@ -4,7 +4,7 @@
 #include <array>
 #include <string>
 
-#include "boardsim/core/far_end.h"
+#include "boardsim/core/own_descriptor.h"
 #include "boardsim/core/real.h"
 
 namespace boardsim {
@@ -29,8 +29,8 @@ bool Readiness::make_pipe() {
   if (out_) return true;
   std::array<int, 2> ends{};
   if (pipe2(ends.data(), O_CLOEXEC) < 0) return false;
-  out_ = std::make_unique<FarEnd>(ends[0]);
-  in_ = std::make_unique<FarEnd>(ends[1]);
+  out_ = std::make_unique<OwnDescriptor>(ends[0]);
+  in_ = std::make_unique<OwnDescriptor>(ends[1]);
   show();
   return true;
 }

@@ -5,7 +5,7 @@
 
 namespace boardsim {
 
-class FarEnd;
+class OwnDescriptor;
 
 /// Descriptors for a node, so that the PC's own select and poll tell whether something waits at it. They are
 /// always writable.
@@ -25,7 +25,8 @@ class Readiness {
   bool make_pipe();
   void show();
 
-  std::unique_ptr<FarEnd> out_, in_;  ///< of a pipe with one byte in it while readable; made when needed
+  std::unique_ptr<OwnDescriptor> out_,
+      in_;  ///< of a pipe with one byte in it while readable; made when needed
   bool readable_ = false;
   bool shown_ = false;
 };

@@ -72,7 +72,7 @@ int Board::State::system(const char* command) {
       return done(0, 0);
     }
   }
-  return refuse("system");
+  return refuse(std::string("system of ") + (command != nullptr ? command : "nothing"));
 }
 
 int Board::State::refuse(std::string_view call) {

@@ -39,19 +39,23 @@ struct Conduct {
 struct Board::State {
   State(const Family& family, Pace pace, double speed);
 
-  // ---- files.cpp
+  // ---- nodes.cpp
   int open(const char* name, const std::string& path, int flags);
   int close(int fd);
   int stat(const char* name, const std::string& path, struct stat64* status);
   int access(const std::string& path, int mode);
   // On a node's descriptor; nothing is answered for any other.
   std::optional<ssize_t> read(int fd, void* buffer, std::size_t size);
-  Answer read_node(std::unique_lock<std::mutex>& lock, int fd, void* buffer, std::size_t size);
-  int pass_transfer(std::unique_lock<std::mutex>& lock, int fd, const Device* device);
   std::optional<ssize_t> write(int fd, const void* buffer, std::size_t size);
   std::optional<off64_t> lseek(int fd, off64_t offset, int whence);
   std::optional<int> ioctl(int fd, std::uint32_t request, void* argument);
   std::optional<int> fstat(int fd, struct stat64* status);
+
+  /// The lock is held, but not while the read waits for bytes.
+  Answer read_node(std::unique_lock<std::mutex>& lock, int fd, void* buffer, std::size_t size);
+  /// The lock is held, but not while the time passes that a transfer takes. 0, or the errno with which the
+  /// call ends.
+  int pass_transfer(std::unique_lock<std::mutex>& lock, int fd, const Device* device);
   /// A request that nothing on this board knows on a descriptor that is no node's: reported, never performed.
   int refuse_request(int fd, std::uint32_t request);
   /// Whether a descriptor is a node's now; another thread may close it meanwhile.

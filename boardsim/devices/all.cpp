@@ -4,12 +4,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "boardsim/core/board_types.h"
 #include "boardsim/core/descriptors.h"
 
 namespace boardsim {
 namespace {
-
-constexpr std::uint32_t kBoard65xx = 0x9C0A;
 
 // The substrate voltage on boards where the FPGA sets it, and what the sensor then sees on every board.
 constexpr std::uint32_t kVsubCode = 0x2001;
@@ -63,7 +62,7 @@ void Devices::connect() {
     bench.line_driven(line);
   });
   general_io.on_vsub([this](std::uint32_t code) {
-    if (type() == kBoard65xx) set_vsub(code);
+    if (is_one_of(k65xxBoards, type())) set_vsub(code);
   });
   fpga.on_write([this](std::uint32_t address, std::uint32_t value) { register_written(address, value); });
   motor.on_iris([this](std::uint32_t value) { iris.set(IrisDrive::chip, value, type()); });
@@ -79,7 +78,7 @@ void Devices::connect() {
 void Devices::register_written(std::uint32_t address, std::uint32_t value) {
   bench.register_written(address, value);
   if (address == Iris::kRegister) iris.set(IrisDrive::fpga, value, type());
-  if (address == kVsubLoad && value == 1 && type() != kBoard65xx) set_vsub(fpga.reg(kVsubCode));
+  if (address == kVsubLoad && value == 1 && !is_one_of(k65xxBoards, type())) set_vsub(fpga.reg(kVsubCode));
 }
 
 void Devices::set_vsub(std::uint32_t code) {
@@ -98,7 +97,9 @@ void Devices::run(std::string_view command) {
 
 std::optional<int> Devices::hanging_on(unsigned line) const {
   if (line == FocusMotor::kSwitchLine) return motor.focus().limit_switch() ? 1 : 0;
-  if (line == IrFilter::kHomeSwitchLine && type() == kBoard65xx) return ir_filter.home_switch() ? 1 : 0;
+  if (line == IrFilter::kHomeSwitchLine && is_one_of(k65xxBoards, type())) {
+    return ir_filter.home_switch() ? 1 : 0;
+  }
   return bench.level(line);
 }
 
@@ -145,11 +146,6 @@ std::string Devices::paths() const {
   return text.append("/devinfo/..., /mnt/..., /proc/debug/tempN");
 }
 
-mode_t Devices::mode(std::string_view path) {
-  const Device* const device = find(path);
-  return device != nullptr ? device->mode() : 0;
-}
-
 bool Devices::fault(const std::vector<std::string_view>& words) {
   const auto takes = [&](const Node& node) { return node.device->fault(words); };
   return std::ranges::any_of(nodes_, takes) || sensors.fault(words) || ir_filter.fault(words) ||
@@ -168,8 +164,8 @@ void Devices::clear_faults() {
 std::string_view Devices::fault_help() {
   return "gpio N stuck high|low, fpga|afe|stm8 ADDRESS stuck VALUE, rtc stopped, rtc seconds N..., "
          "sensors none, sensor N none|directory|unreadable, sensor N text WORDS..., "
-         "flash|emmc cut N, flash cut erase [N], record dead-pixels|flat-field|timing|vsub "
-         "none|magic|checksum, "
+         "flash|emmc cut N, flash cut erase [N], "
+         "record dead-pixels|flat-field|timing|vsub none|magic|checksum, "
          "motor rejects move N[+], home switch never, limit switch never|always, focus motor stuck, "
          "focus motor rejects step N[+], medium NODE absent|read-only|full [MB]|wrong OFFSET...|slow MS|"
          "pulled write N|pulled read N|short BYTES, uart N [driver] dead, "

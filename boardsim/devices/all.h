@@ -78,8 +78,6 @@ struct Devices {
   bool can_have(std::string_view path) const;
   /// All paths that can_have() accepts, for a message: "/dev/qznio, /dev/fpga ...".
   std::string paths() const;
-  /// File type and permissions of what is at a path, as stat(2) tells them; 0 when nothing is there.
-  mode_t mode(std::string_view path);
 
   /// Whether the board has this shell command.
   static bool is_command(std::string_view text);

@@ -9,7 +9,7 @@
 #include <sstream>
 #include <utility>
 
-#include "boardsim/core/far_end.h"
+#include "boardsim/core/own_descriptor.h"
 #include "boardsim/core/real.h"
 #include "boardsim/devices/fault_words.h"
 #include "boardsim/devices/records.h"
@@ -138,7 +138,7 @@ class Application::Connection {
   }
 
  private:
-  FarEnd end_;
+  OwnDescriptor end_;
   std::string received_{};
   std::string unsent_{};
   bool busy_ = false;     ///< it has got a command

@@ -20,14 +20,14 @@ namespace boardsim {
 /// Requests: 0x80044801 copies out the 256-byte boot block. GPIO, {line, level} records: 0x40044701 input,
 /// 0x40044702 output, 0x80044703 read, 0x40044704 write; the other generation 0x8004680b read, 0x4004680d
 /// input, 0x4004680e output. 0x104 makes the line of an RS485 transmitter an output too. 0x40046831 and
-/// 0x40046832 move the IR-cut filter to day and night (the argument is the number of steps). 0x40044d02 sets
-/// a PWM channel, {channel, period, duty}; 0x40044d0e sets the substrate voltage, {code}. Faults: "gpio N
-/// stuck high|low".
+/// 0x40046832 drive an IR-cut filter to day and night (the argument is the number of steps): they are noted
+/// only, and Board::filter() does not hang on them. 0x40044d02 sets a PWM channel, {channel, period, duty};
+/// 0x40044d0e sets the substrate voltage, {code}. Faults: "gpio N stuck high|low".
 class GeneralIo : public Device {
  public:
   static constexpr unsigned kLines = 256;  ///< GPIO lines 0 to 255
 
-  /// Where the IR-cut filter was last driven to.
+  /// Where the last of those two requests would have driven the filter.
   enum class IrCut : std::uint8_t { unset, day, night };
 
   Answer ioctl(std::uint32_t request, void* argument) override;

@@ -1,10 +1,9 @@
 // The lens iris, and the driver that moves it on some boards, /dev/motor1.
 #include "boardsim/devices/iris.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <iterator>
 
+#include "boardsim/core/board_types.h"
 #include "boardsim/devices/motor_configuration.h"
 #include "boardsim/devices/records.h"
 
@@ -20,10 +19,7 @@ enum Request : std::uint32_t {
 
 constexpr std::size_t kEntry = 1;
 
-constexpr std::uint32_t kChipBoards[] = {0x9C0A};
 constexpr std::uint32_t kShellBoards[] = {0x27201, 0x97C0, 0x96C1, 0x96C2, 0x96C3};
-constexpr std::uint32_t kGpioBoards[] = {0x27252, 0x9A01,  0x27254, 0x9A03,
-                                         0xA6005, 0xA6006, 0xA60A0, 0xA60A3};
 
 constexpr std::string_view kCloseCommand = "closeIRIS";
 constexpr std::string_view kOpenCommand = "openIRIS";
@@ -41,12 +37,9 @@ Ends ends_of(IrisDrive drive) {
 }  // namespace
 
 IrisDrive iris_drive(std::uint32_t type) {
-  const auto is_one_of = [type](const auto& boards) {
-    return std::ranges::find(boards, type) != std::end(boards);
-  };
-  if (is_one_of(kChipBoards)) return IrisDrive::chip;
-  if (is_one_of(kShellBoards)) return IrisDrive::shell;
-  return is_one_of(kGpioBoards) ? IrisDrive::gpio : IrisDrive::fpga;
+  if (is_one_of(k65xxBoards, type)) return IrisDrive::chip;
+  if (is_one_of(kShellBoards, type)) return IrisDrive::shell;
+  return is_one_of(kDriverBoards, type) ? IrisDrive::gpio : IrisDrive::fpga;
 }
 
 void Iris::set(IrisDrive drive, std::uint32_t value, std::uint32_t type) {

@@ -14,9 +14,8 @@ namespace {
 constexpr std::int64_t kClustersPerMegabyte = 0x100000 / Medium::kCluster;
 constexpr double kMostMegabytes = 1e9;
 constexpr std::string_view kUsage =
-    "medium NODE absent, read-only, full [MEGABYTES], wrong OFFSET..., slow MILLISECONDS, pulled write|read "
-    "N, "
-    "or short BYTES";
+    "medium NODE absent, read-only, full [MEGABYTES], wrong OFFSET..., slow MILLISECONDS, "
+    "pulled write|read N, or short BYTES";
 
 }  // namespace
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "boardsim/core/device.h"
-#include "boardsim/core/far_end.h"
+#include "boardsim/core/own_descriptor.h"
 
 namespace boardsim {
 
@@ -57,7 +57,7 @@ class MediumFile : public Device {
   bool exists_ = false;
   int openings_ = 0;
   off64_t size_ = 0;
-  std::optional<FarEnd> backing_{};  ///< the file of the PC
+  std::optional<OwnDescriptor> backing_{};  ///< the file of the PC
 };
 
 }  // namespace boardsim

@@ -15,15 +15,8 @@ namespace {
 
 constexpr std::uint32_t kReadTime = 0x80247009;
 
-// What the clock shows when the board is switched on, in seconds since 1970.
-constexpr std::int64_t kStart = [] {
-  using namespace std::chrono;
-  const sys_seconds start = sys_days{2024y / May / 17} + 8h + 30min + 12s;
-  return start.time_since_epoch().count();
-}();
-
 std::int64_t seconds_at(Time time) {
-  return kStart + std::chrono::floor<std::chrono::seconds>(time).count();
+  return (Rtc::kSwitchedOn.time_since_epoch() + std::chrono::floor<std::chrono::seconds>(time)).count();
 }
 
 void write_time(void* record, std::int64_t seconds) {

@@ -1,6 +1,7 @@
 // /dev/rtc: the real-time clock, running on virtual time.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -18,6 +19,12 @@ namespace boardsim {
 /// stopped" (stands still from now on), "rtc seconds 57 58 59 0 1 2" (one a reading, then the last).
 class Rtc : public Device {
  public:
+  /// What the clock shows when the board is switched on.
+  static constexpr std::chrono::sys_seconds kSwitchedOn = [] {
+    using namespace std::chrono;
+    return sys_days{2024y / May / 17} + 8h + 30min + 12s;
+  }();
+
   /// `now` tells the virtual time since the board was switched on.
   explicit Rtc(std::function<Time()> now);
 

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <optional>
 
+#include "boardsim/core/board_types.h"
+
 namespace boardsim {
 namespace {
 
@@ -26,18 +28,21 @@ constexpr Rs485Fixture kFixtures[] = {
 
 // The first row that fits decides.
 struct Choice {
-  std::uint32_t type;
+  std::span<const std::uint32_t> types;
   std::optional<unsigned> not_with_alarm_outputs;
   std::string_view fixture;
 };
+constexpr std::uint32_t k6444Boards[] = {0x96C0};
+constexpr std::uint32_t kKBoards[] = {
+    0x960B, 0x9B05, 0x960F, 0x960E, 0x9B08, 0x9B09, 0x9B0A, 0x970F, 0x9715, 0x9713, 0x9614, 0x9615, 0x9716, 0x9725,
+    0x9726};
+constexpr std::uint32_t kRkd1Boards[] = {0xA60A0};
 constexpr Choice kChoices[] = {
-    {0x96C0, 7, "ring3"},
-    {0xA6001, {}, "ring3"}, {0xA6002, {}, "ring3"}, {0xA6003, {}, "ring3"}, {0xA6004, {}, "ring3"},
-    {0x960B, {}, "ring5"}, {0x9B05, {}, "ring5"}, {0x960F, {}, "ring5"}, {0x960E, {}, "ring5"}, {0x9B08, {}, "ring5"},
-    {0x9B09, {}, "ring5"}, {0x9B0A, {}, "ring5"}, {0x970F, {}, "ring5"}, {0x9715, {}, "ring5"}, {0x9713, {}, "ring5"},
-    {0x9614, {}, "ring5"}, {0x9615, {}, "ring5"}, {0x9716, {}, "ring5"}, {0x9725, {}, "ring5"}, {0x9726, {}, "ring5"},
-    {0x9C0A, {}, "ring5"},
-    {0xA60A0, {}, "ring2"},
+    {k6444Boards, 7,  "ring3"},
+    {kMaBoards,   {}, "ring3"},
+    {kKBoards,    {}, "ring5"},
+    {k65xxBoards, {}, "ring5"},
+    {kRkd1Boards, {}, "ring2"},
 };
 constexpr std::string_view kOtherBoards = "partner";
 // clang-format on
@@ -50,7 +55,7 @@ std::span<const Rs485Fixture> rs485_fixtures() {
 
 const Rs485Fixture& rs485_fixture_for(std::uint32_t type, unsigned alarm_outputs) {
   const auto* const choice = std::ranges::find_if(kChoices, [&](const Choice& row) {
-    return row.type == type && row.not_with_alarm_outputs != alarm_outputs;
+    return is_one_of(row.types, type) && row.not_with_alarm_outputs != alarm_outputs;
   });
   const std::string_view name = choice == std::end(kChoices) ? kOtherBoards : choice->fixture;
   return *std::ranges::find(kFixtures, name, &Rs485Fixture::name);

@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::string_view kAuto = "auto";
 constexpr std::string_view kHelp =
-    "rs485 N N open, rs485 N flips|loses K..., rs485 N late MS, N being 1..5 or partner; rs485 partner "
-    "silent|wrong, rs485 fixture NAME|auto";
+    "rs485 N M open, rs485 N flips|loses K..., rs485 N late MS, N and M being 1..5 or partner; "
+    "rs485 partner silent|wrong, rs485 fixture NAME|auto";
 
 using Words = std::vector<std::string_view>;
 

@@ -2,7 +2,7 @@
 // inputs, each has a jig of its own.
 #include "boardsim/jigs/wiring.h"
 
-#include <algorithm>
+#include "boardsim/core/board_types.h"
 
 namespace boardsim {
 namespace {
@@ -87,11 +87,10 @@ constexpr JigWire kDriverFourWires[] = {
     {"T1", {"F1"}}, {"T2", {"F2"}}, {"T3", {"/F4"}}, {"T4", {"/F3", "/F5"}}};
 constexpr Jig kDriverFour{"4in5out", kFourInputs, kDriverOutputs, kDriverFourWires};
 
-// ---- three inputs, two outputs: there is no T2 ---------------------------------------------------------------
-constexpr JigInput kThreeInputs[] = {{"T1", 74, 25}, {"T2", 76, 26}, {"T3", 77, 27}, {"T4", 78, 28}};
+// ---- three inputs, two outputs: T2 is there as on every board with four inputs, but nothing is wired to it ----
 constexpr JigOutput kTwoOutputs[] = {{"F1", alarm, 0, bit(0)}, {"F2", alarm, 0, bit(1)}};
 constexpr JigWire kThreeWires[] = {{"T1", {"F1"}}, {"T3", {"F2"}}, {"T4", {"F2"}}};
-constexpr Jig kThreeTwo{"3in2out", kThreeInputs, kTwoOutputs, kThreeWires};
+constexpr Jig kThreeTwo{"3in2out", kFourInputs, kTwoOutputs, kThreeWires};
 
 // ---- ten inputs, ten outputs ---------------------------------------------------------------------------------
 constexpr JigInput kTenInputs[] = {
@@ -128,9 +127,6 @@ constexpr Jig kOneOne{"1in1out", kLoopInput, kLoopOutput, kLoopWire, false};
 constexpr std::span<const std::uint32_t> kAny{};
 constexpr std::uint32_t kShortFiveBoards[] = {0x27202, 0x27203, 0x27204, 0x27205, 0x970E};
 constexpr std::uint32_t kShortEightBoards[] = {0x97C2, 0x9615};
-constexpr std::uint32_t kDriverBoards[] = {0x27252, 0x27254, 0x9A01, 0x9A03, 0xA6005, 0xA6006, 0xA60A0, 0xA60A3};
-constexpr std::uint32_t kMaBoards[] = {0xA6001, 0xA6002, 0xA6003, 0xA6004};
-constexpr std::uint32_t k65xxBoards[] = {0x9C0A};
 constexpr std::uint32_t kRkdBoards[] = {0xA60A0, 0xA60A3};
 constexpr std::uint32_t kLoopBoards[] = {0x96C1, 0x96C2, 0x96C3, 0x96C4, 0x96C5};
 constexpr std::uint32_t kOtherLineBoards[] = {0xA6005, 0xA6006, 0xA60A0, 0xA60A3};
@@ -160,10 +156,6 @@ constexpr JigChoice kChoices[] = {
 };
 // clang-format on
 
-bool contains(std::span<const std::uint32_t> types, std::uint32_t type) {
-  return std::ranges::find(types, type) != types.end();
-}
-
 }  // namespace
 
 std::span<const JigChoice> jig_choices() {
@@ -171,11 +163,11 @@ std::span<const JigChoice> jig_choices() {
 }
 
 bool fits(const JigChoice& choice, std::uint32_t type) {
-  return choice.types.empty() || contains(choice.types, type);
+  return choice.types.empty() || is_one_of(choice.types, type);
 }
 
 unsigned line_of(const JigInput& input, std::uint32_t type) {
-  return input.other_line != 0 && contains(kOtherLineBoards, type) ? input.other_line : input.line;
+  return input.other_line != 0 && is_one_of(kOtherLineBoards, type) ? input.other_line : input.line;
 }
 
 }  // namespace boardsim

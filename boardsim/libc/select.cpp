@@ -8,6 +8,7 @@
 
 #include "boardsim/core/real.h"
 #include "boardsim/core/state.h"
+#include "boardsim/libc/timespec.h"
 
 using boardsim::Call;
 using boardsim::Entered;
@@ -104,17 +105,11 @@ int poll_until(const Entered& board, const char* name, pollfd* fds, nfds_t count
 
 std::optional<Time> deadline_after(const Entered& board, const timespec* span) {
   if (span == nullptr) return std::nullopt;
-  return board->clock.now() + std::chrono::seconds(span->tv_sec) +
-         std::chrono::ceil<Time>(std::chrono::nanoseconds(span->tv_nsec));
+  return board->clock.now() + boardsim::to_time(*span);
 }
 
 std::vector<std::uint32_t> words(const timespec* span) {
-  if (span == nullptr) return {};
-  return {static_cast<std::uint32_t>(span->tv_sec), static_cast<std::uint32_t>(span->tv_nsec)};
-}
-
-bool is_valid(const timespec* span) {
-  return span == nullptr || (span->tv_sec >= 0 && span->tv_nsec >= 0 && span->tv_nsec < std::nano::den);
+  return span != nullptr ? boardsim::words(*span) : std::vector<std::uint32_t>{};
 }
 
 }  // namespace
@@ -146,8 +141,9 @@ int select(int count, fd_set* readable, fd_set* writable, fd_set* exceptional, t
 int pselect(int count, fd_set* readable, fd_set* writable, fd_set* exceptional, const timespec* timeout,
             const sigset_t* mask) {
   const Entered board;
-  if (!board || mask != nullptr) return real::pselect(count, readable, writable, exceptional, timeout, mask);
-  if (!is_valid(timeout)) return errno = EINVAL, -1;
+  if (!board) return real::pselect(count, readable, writable, exceptional, timeout, mask);
+  if (mask != nullptr) return board->refuse("pselect with a signal mask");
+  if (timeout != nullptr && !boardsim::is_valid(*timeout)) return errno = EINVAL, -1;
   return select_until(board, "select", count, {readable, writable, exceptional}, words(timeout),
                       deadline_after(board, timeout));
 }
@@ -167,8 +163,9 @@ int __poll_chk(pollfd* fds, nfds_t count, int timeout, size_t size) {
 
 int ppoll(pollfd* fds, nfds_t count, const timespec* timeout, const sigset_t* mask) {
   const Entered board;
-  if (!board || mask != nullptr) return real::ppoll(fds, count, timeout, mask);
-  if (!is_valid(timeout)) return errno = EINVAL, -1;
+  if (!board) return real::ppoll(fds, count, timeout, mask);
+  if (mask != nullptr) return board->refuse("ppoll with a signal mask");
+  if (timeout != nullptr && !boardsim::is_valid(*timeout)) return errno = EINVAL, -1;
   return poll_until(board, "poll", fds, count, words(timeout), deadline_after(board, timeout));
 }
 

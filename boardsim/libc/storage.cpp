@@ -10,7 +10,7 @@
 #include <string>
 
 #include "boardsim/core/real.h"
-#include "boardsim/libc/refuse.h"
+#include "boardsim/core/state.h"
 
 using boardsim::Entered;
 namespace real = boardsim::real;
@@ -23,9 +23,14 @@ std::optional<std::string> mnt_path(const char* path) {
   return its_path && boardsim::Mounts::is_path(*its_path) ? its_path : std::nullopt;
 }
 
+/// Refuses a call on something that is not the board's.
+int refuse(const Entered& board, const char* call, const char* what) {
+  return board->refuse(std::string(call) + " of " + (what != nullptr ? what : "nothing"));
+}
+
 int statfs_on(const Entered& board, const char* path, struct statfs64* status) {
   const auto its_path = mnt_path(path);
-  return its_path ? board->statfs(*its_path, status) : board->refuse("statfs");
+  return its_path ? board->statfs(*its_path, status) : refuse(board, "statfs", path);
 }
 
 }  // namespace
@@ -38,7 +43,9 @@ int mount(const char* source, const char* target, const char* type, unsigned lon
   if (!board) return real::mount(source, target, type, flags, data);
   const auto node = boardsim::board_path(AT_FDCWD, source);
   const auto place = mnt_path(target);
-  if (!node || !place || type == nullptr || flags != 0 || data != nullptr) return board->refuse("mount");
+  if (!node || !place || type == nullptr || flags != 0 || data != nullptr) {
+    return refuse(board, "mount", target);
+  }
   return board->mount(*node, *place, type);
 }
 
@@ -46,12 +53,12 @@ int umount(const char* target) noexcept {
   const Entered board;
   if (!board) return real::umount(target);
   const auto place = mnt_path(target);
-  return place ? board->umount(*place) : board->refuse("umount");
+  return place ? board->umount(*place) : refuse(board, "umount", target);
 }
 
 int umount2(const char* target, int flags) noexcept {
-  BOARDSIM_REFUSE(umount2);
-  return real::umount2(target, flags);
+  const Entered board;
+  return board ? refuse(board, "umount2", target) : real::umount2(target, flags);
 }
 
 int statfs64(const char* path, struct statfs64* status) noexcept {
@@ -80,21 +87,21 @@ int mkdir(const char* path, mode_t mode) noexcept {
   const Entered board;
   if (!board) return real::mkdir(path, mode);
   const auto its_path = mnt_path(path);
-  return its_path ? board->mkdir(*its_path, mode) : board->refuse("mkdir");
+  return its_path ? board->mkdir(*its_path, mode) : refuse(board, "mkdir", path);
 }
 
 int rmdir(const char* path) noexcept {
   const Entered board;
   if (!board) return real::rmdir(path);
   const auto its_path = mnt_path(path);
-  return its_path ? board->rmdir(*its_path) : board->refuse("rmdir");
+  return its_path ? board->rmdir(*its_path) : refuse(board, "rmdir", path);
 }
 
 int unlink(const char* path) noexcept {
   const Entered board;
   if (!board) return real::unlink(path);
   const auto its_path = mnt_path(path);
-  return its_path ? board->unlink(*its_path) : board->refuse("unlink");
+  return its_path ? board->unlink(*its_path) : refuse(board, "unlink", path);
 }
 
 }  // extern "C"

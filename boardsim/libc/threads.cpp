@@ -2,6 +2,7 @@
 #include <pthread.h>
 
 #include <memory>
+#include <system_error>
 
 #include "boardsim/core/real.h"
 #include "boardsim/core/state.h"
@@ -23,6 +24,15 @@ void leave(ProgramThread& thread) {
   const boardsim::Inside inside;
   if (!thread.board->clock.stopped()) thread.board->thread_event("thread ended");
   thread.board->clock.remove_thread(thread);
+}
+
+/// Null when the PC has no descriptor left for it.
+std::shared_ptr<ProgramThread> add_thread(const Entered& board) {
+  try {
+    return board->clock.add_thread(boardsim::this_thread()->board);
+  } catch (const std::system_error&) {
+    return nullptr;
+  }
 }
 
 /// The thread is the program's for as long as this lives: until it returns, exits or is cancelled.
@@ -63,7 +73,8 @@ int pthread_create(pthread_t* handle, const pthread_attr_t* attributes, void* (*
   if (!board) return real::pthread_create(handle, attributes, function, argument);
   if (const int error = board->thread_error()) return error;
   // Entered before it runs, so that time cannot pass it by.
-  const auto thread = board->clock.add_thread(boardsim::this_thread()->board);
+  const auto thread = add_thread(board);
+  if (!thread) return EAGAIN;
   auto start = std::make_unique<Start>(function, argument, thread);
   board->thread_event("thread started");
   const int error = real::pthread_create(handle, attributes, run_thread, start.get());

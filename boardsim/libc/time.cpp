@@ -7,27 +7,17 @@
 
 #include "boardsim/core/real.h"
 #include "boardsim/core/state.h"
+#include "boardsim/libc/timespec.h"
 
 using boardsim::Entered;
+using boardsim::Rtc;
 using boardsim::Time;
 namespace real = boardsim::real;
 
 namespace {
 
-constexpr long kNanosecondsPerSecond = 1'000'000'000;
 // A board has been up for a while when its program starts.
 constexpr Time kUpTime = std::chrono::seconds(20);
-// 2024-05-17 08:30:12 UTC, what the board's real-time clock shows too when it is switched on.
-constexpr Time kSwitchedOn = std::chrono::seconds(1'715'934'612);
-
-bool is_valid(const timespec& span) {
-  return span.tv_sec >= 0 && span.tv_nsec >= 0 && span.tv_nsec < kNanosecondsPerSecond;
-}
-
-/// Rounded up: a sleep is never too short.
-Time to_time(const timespec& span) {
-  return std::chrono::seconds(span.tv_sec) + std::chrono::ceil<Time>(std::chrono::nanoseconds(span.tv_nsec));
-}
 
 timespec to_timespec(Time time) {
   const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
@@ -35,16 +25,12 @@ timespec to_timespec(Time time) {
           static_cast<long>(std::chrono::nanoseconds(time - seconds).count())};
 }
 
-std::vector<std::uint32_t> words(const timespec& span) {
-  return {static_cast<std::uint32_t>(span.tv_sec), static_cast<std::uint32_t>(span.tv_nsec)};
-}
-
 /// 0, or the errno with which a sleep ends early; then `left` tells what was left.
 int sleep_for(const Entered& board, const char* name, const timespec* span, timespec* left) {
   if (span == nullptr) return EFAULT;
-  if (!is_valid(*span)) return EINVAL;
-  const Time end = board->clock.now() + to_time(*span);
-  if (board->sleep(name, words(*span), to_time(*span))) return 0;
+  if (!boardsim::is_valid(*span)) return EINVAL;
+  const Time end = board->clock.now() + boardsim::to_time(*span);
+  if (board->sleep(name, boardsim::words(*span), boardsim::to_time(*span))) return 0;
   if (left != nullptr) *left = to_timespec(std::max(end - board->clock.now(), Time(0)));
   return EINTR;
 }
@@ -86,7 +72,7 @@ int clock_nanosleep(clockid_t clock, int flags, const timespec* span, timespec* 
   } else if (real::clock_gettime(clock, &now) != 0) {
     return errno;
   }
-  const timespec rest = to_timespec(std::max(to_time(*span) - to_time(now), Time(0)));
+  const timespec rest = to_timespec(std::max(boardsim::to_time(*span) - boardsim::to_time(now), Time(0)));
   return sleep_for(board, "clock_nanosleep", &rest, nullptr);
 }
 
@@ -103,7 +89,7 @@ int clock_gettime(clockid_t clock, timespec* now) noexcept {
 int gettimeofday(timeval* now, void* zone) noexcept {
   const Entered board;
   if (!board) return real::gettimeofday(now, zone);
-  const timespec time = to_timespec(kSwitchedOn + board->clock.now());
+  const timespec time = to_timespec(Rtc::kSwitchedOn.time_since_epoch() + board->clock.now());
   if (now != nullptr) *now = {time.tv_sec, time.tv_nsec / 1000};
   if (zone != nullptr) *static_cast<struct timezone*>(zone) = {};
   return 0;

@@ -24,7 +24,7 @@
 namespace boardsim {
 namespace {
 
-constexpr int kPatience = 20'000;  // ms until the board must be in place
+constexpr int kPatience = 20;  // seconds until the board must be in place
 constexpr const char* kPreload = "libboardsim_preload.so";
 
 // What even a raw system call of the program must not be able to do to this PC.
@@ -147,11 +147,12 @@ Child::Child(const Options& options) {
   if (pid_ == 0) {
     become(path.c_str(), argument_pointers.data(), variable_pointers.data(), output, errors, report, parent);
   }
-  pid_fd_ = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
   output_ = output.take_reading();
   errors_ = errors.take_reading();
   report.close_writing();
   try {
+    pid_fd_ = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
+    if (pid_fd_ < 0) throw std::runtime_error(std::string("pidfd_open: ") + std::strerror(errno));
     await_board(report.ends[0]);
   } catch (...) {
     kill(pid_, SIGKILL);
@@ -174,8 +175,11 @@ void Child::await_board(int report) {
   std::array<char, 1024> part{};
   while (text != kInPlace) {
     pollfd awaited{report, POLLIN, 0};
-    const int ready = poll(&awaited, 1, kPatience);
+    const int ready = poll(&awaited, 1, kPatience * 1000);
     if (ready < 0 && errno == EINTR) continue;
+    if (ready == 0) {
+      throw std::runtime_error("the board was not in place within " + std::to_string(kPatience) + " s");
+    }
     const ssize_t size = ready > 0 ? read(report, part.data(), part.size()) : 0;
     if (size > 0) {
       text.append(part.data(), static_cast<std::size_t>(size));

@@ -42,7 +42,7 @@ struct Config {
 
 /// Gives a board of the family `config.board` its type code, addresses, files and faults. Throws
 /// std::invalid_argument with a clear text for an address that is none of 127.0.0.0/8, a folder that cannot
-/// be read and a fault that is not understood. Its storage is none of this.
+/// be read and a fault that is not understood. Its storage stays as it is.
 void furnish(Board& board, const Config& config);
 
 /// The address at which stations reach the program on a furnished board: the one of eth0, of wlan0, or the

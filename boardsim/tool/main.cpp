@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <fstream>
@@ -100,6 +101,10 @@ int run_to_the_end(Child& child, int signals, bool utf8) {
 void use_state(const std::string& folder, const std::string& board) {
   std::filesystem::create_directories(folder);
   const std::string file = folder + "/board";
+  // Stays open on purpose: the folder is locked for as long as the launcher lives.
+  const int lock = open(file.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0666);
+  if (lock < 0) throw std::runtime_error(file + ": " + std::strerror(errno));
+  if (flock(lock, LOCK_EX | LOCK_NB) != 0) throw std::runtime_error(folder + " is in use");
   std::string known;
   std::ifstream(file) >> known;
   if (known.empty()) {
@@ -109,8 +114,6 @@ void use_state(const std::string& folder, const std::string& board) {
   } else if (known != board) {
     throw std::runtime_error(folder + " belongs to a board \"" + known + "\", not \"" + board + "\"");
   }
-  const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0 || flock(fd, LOCK_EX | LOCK_NB) != 0) throw std::runtime_error(folder + " is in use");
 }
 
 void announce(const Config& config) {

@@ -9,6 +9,7 @@
 
 #include "boardsim/board.h"
 #include "boardsim/core/control_server.h"
+#include "boardsim/core/own_descriptor.h"
 #include "boardsim/core/real.h"
 #include "boardsim/core/state.h"
 #include "boardsim/core/uart_terminal.h"
@@ -31,7 +32,8 @@ Pace pace_of(const std::string& name) {
 }
 
 void trace_to(Board& board, const std::string& file) {
-  const int fd = real::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666);
+  const int fd =
+      out_of_the_way(real::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666));
   if (fd < 0) throw std::runtime_error("the trace file " + file + " cannot be written");
   board.state().trace.set_sink([fd](const Call& call) { write_all(fd, call.timed_text().append("\n")); });
 }

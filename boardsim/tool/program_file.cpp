@@ -64,6 +64,7 @@ class Elf {
     const Elf64_Phdr* dynamic = segment(PT_DYNAMIC);
     for (std::size_t i = 0; dynamic != nullptr && i < dynamic->p_filesz / sizeof(Elf64_Dyn); ++i) {
       const auto entry = at<Elf64_Dyn>(dynamic->p_offset + i * sizeof(Elf64_Dyn));
+      if (entry.d_tag == DT_NULL) break;
       if (entry.d_tag == DT_NEEDED) names.push_back(entry.d_un.d_val);
       if (entry.d_tag == DT_STRTAB) strings = offset_of(entry.d_un.d_ptr);
     }

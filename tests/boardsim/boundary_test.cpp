@@ -3,9 +3,12 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <net/if.h>
+#include <poll.h>
+#include <signal.h>
 #include <sys/epoll.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -16,6 +19,7 @@
 #include <filesystem>
 
 #include "boardsim/board.h"
+#include "tests/harness/own_directory.h"
 
 namespace {
 
@@ -83,7 +87,8 @@ TEST_F(BoundaryTest, WhatLooksAtTheBoardsPathsOtherwiseIsReported) {
 }
 
 TEST_F(BoundaryTest, PathsOfThePcAreLeftToThePc) {
-  const std::string path = std::filesystem::temp_directory_path() / ("boundary_" + std::to_string(getpid()));
+  const OwnDirectory directory;
+  const std::string path = directory.file("file");
   std::fclose(std::fopen(path.c_str(), "w"));
   EXPECT_EQ(chmod(path.c_str(), 0600), 0);
   EXPECT_EQ(rename(path.c_str(), (path + "2").c_str()), 0);
@@ -163,6 +168,20 @@ TEST_F(BoundaryTest, TransfersThatGoAroundTheBoardsTimeAreReported) {
   EXPECT_EQ(reported(), (Lines{"sendto", "sendmsg", "recvfrom", "recvmsg"}));
   close(wire[0]);
   close(wire[1]);
+}
+
+TEST_F(BoundaryTest, WaitsWithASignalMaskAreReported) {
+  const sigset_t none{};
+  const timespec at_once{};
+  pollfd nothing{-1, POLLIN, 0};
+  EXPECT_EQ(pselect(0, nullptr, nullptr, nullptr, &at_once, &none), -1);
+  EXPECT_EQ(errno, EPERM);
+  EXPECT_EQ(ppoll(&nothing, 1, &at_once, &none), -1);
+  EXPECT_EQ(errno, EPERM);
+  EXPECT_EQ(reported(), (Lines{"pselect with a signal mask", "ppoll with a signal mask"}));
+  EXPECT_EQ(pselect(0, nullptr, nullptr, nullptr, &at_once, nullptr), 0);
+  EXPECT_EQ(ppoll(&nothing, 1, &at_once, nullptr), 0);
+  EXPECT_EQ(board.violations().size(), 2U);
 }
 
 TEST_F(BoundaryTest, ARequestThatSocketsDoNotKnowIsReported) {

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "boardsim/board.h"
+#include "tests/harness/own_directory.h"
 
 namespace {
 
@@ -274,13 +275,11 @@ TEST_F(FlashTest, ATestCannotReachBeyondTheEnd) {
   EXPECT_EQ(board_.flash(kSize, 0), Bytes{});
 }
 
-/// A folder of the PC that is gone after the test.
+/// A folder of the PC that is not there yet, and is gone after the test.
 class KeptMediaTest : public testing::Test {
  protected:
-  ~KeptMediaTest() override { std::filesystem::remove_all(folder_); }
-
-  std::string folder_ =
-      (std::filesystem::temp_directory_path() / ("boardsim_media_" + std::to_string(getpid()))).string();
+  const OwnDirectory directory_;
+  const std::string folder_ = directory_.file("media");
 };
 
 TEST_F(KeptMediaTest, AnotherBoardFindsWhatTheFirstOneStored) {

@@ -1,9 +1,11 @@
 // Threads of a program share one virtual time, and none that waits for another stops it.
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <mutex>
 #include <thread>
@@ -73,6 +75,19 @@ TEST(ThreadsTest, ACancelledSleepingThreadIsGone) {
   EXPECT_EQ(result, PTHREAD_CANCELED);
   EXPECT_EQ(board.live_threads(), 0);
   EXPECT_EQ(board.now(), 7s);
+}
+
+TEST(ThreadsTest, AThreadWithoutADescriptorDoesNotStart) {
+  const Board board;
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const rlimit none{0, limit.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  pthread_t thread{};
+  const int error = pthread_create(&thread, nullptr, sleep_for_ever, nullptr);
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_EQ(error, EAGAIN);
+  EXPECT_EQ(board.live_threads(), 0);
 }
 
 TEST(ThreadsTest, ACancelledThreadUnwindsItsObjects) {

@@ -6,10 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include "tests/harness/console.h"
-#include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 
 namespace {
 
@@ -19,11 +16,8 @@ using Reboots = std::vector<std::uint32_t>;
 
 constexpr char kRestarting[] = "测试应用程序,正在重新启动......";
 
-class RestartTest : public OnBoard {
+class RestartTest : public StationRun {
  protected:
-  Console console;
-  StationLink station;
-
   boardsim::Time time_of(const std::string& call_name) {
     for (const boardsim::Call& call : board.trace()) {
       if (call.name == call_name) return call.at;
@@ -44,12 +38,7 @@ TEST_F(RestartTest, TheStationHasItsPassBeforeTheBoardGoesDown) {
 
 TEST_F(RestartTest, TheReplyPasses) {
   t1_sdk_centaurus_test();
-  const Reply reply = station.reply();
-  EXPECT_EQ(reply.code, -15);
-  EXPECT_EQ(reply.name, "测试应用程序");
-  EXPECT_EQ(reply.item_name, "测试结果");
-  EXPECT_EQ(reply.value, "Pass");
-  EXPECT_EQ(reply.description, "测试成功");
+  expect_reply(station, -15, "测试应用程序", "Pass", "测试成功");
 }
 
 TEST_F(RestartTest, TheNegativeTestCodeIsWrittenWithItsSign) {

@@ -14,9 +14,7 @@
 
 #include "t1_sdk/boardtest/comm/rs485.h"
 #include "t1_sdk/boardtest/platform/gpio.h"
-#include "tests/harness/console.h"
-#include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 
 namespace rs485 {
 
@@ -83,28 +81,21 @@ inline std::string port(unsigned number) {
 }  // namespace rs485
 
 /// A healthy board whose RS485 ports are wired to nothing: tests play what arrives there.
-class Rs485Run : public OnBoard {
+class Rs485Run : public StationRun {
  protected:
-  explicit Rs485Run(std::string_view family = "normal") : OnBoard(family) { unplug(); }
+  explicit Rs485Run(std::string_view family = "normal") : StationRun(family) { unplug(); }
 
-  /// Goes on with another board, and with nothing said or heard.
+  /// Goes on with another board.
   void next_board(std::string_view family = "normal") {
-    with_family(family);
+    StationRun::next_board(family);
     unplug();
-    station.forget();
-    console.clear();
   }
   /// Bytes reach a port at a virtual time.
   void arrive(std::chrono::milliseconds when, unsigned port, std::string bytes) {
     board.at(when, [this, port, bytes = std::move(bytes)] { board.uart_receives(port, bytes); });
   }
   void expect_reply(const std::string& value, const std::string& description) {
-    const Reply reply = station.reply();
-    EXPECT_EQ(reply.code, 1024);
-    EXPECT_EQ(reply.name, "RS485测试");
-    EXPECT_EQ(reply.item_name, "测试结果");
-    EXPECT_EQ(reply.value, value);
-    EXPECT_EQ(reply.description, description);
+    ::expect_reply(station, 1024, "RS485测试", value, description);
   }
   void expect_pass() { expect_reply("Pass", "测试成功"); }
   void expect_fail(const std::string& description) { expect_reply("Fail", description); }
@@ -131,9 +122,6 @@ class Rs485Run : public OnBoard {
     }
     return records;
   }
-
-  Console console;
-  StationLink station;
 
  private:
   void unplug() {

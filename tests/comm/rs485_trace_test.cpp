@@ -34,8 +34,7 @@ void send(HardwareScript& script, unsigned number, std::size_t size) {
   script.call("write " + port(number) + " " + bytes + " = " + bytes);
 }
 
-/// Replies in hexadecimal digits, made with another program's GBK tables: a pass, and a failure of the pair 2
-/// to 1.
+/// Replies in hexadecimal digits, made like those of golden.h: a pass, and a failure of the pair 2 to 1.
 constexpr char kPassed[] =
     "3c3f786d6c2076657273696f6e3d22312e302220656e636f64696e673d2247424b223f3e0d0a3c546573744974656d3e"
     "0d0a3c54657374436f64653e313032343c2f54657374436f64653e0d0a3c546573744e616d653e5253343835b2e2cad4"

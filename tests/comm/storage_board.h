@@ -11,9 +11,7 @@
 #include <vector>
 
 #include "t1_sdk/boardtest/comm/storage.h"
-#include "tests/harness/console.h"
-#include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 
 namespace storage {
 
@@ -47,14 +45,14 @@ inline std::string usb_ends(const std::string& name, const std::string& node) {
 }  // namespace storage
 
 /// A board whose media the program leaves unmounted and whose /mnt it leaves empty.
-class StorageRun : public OnBoard {
+class StorageRun : public StationRun {
  protected:
   using Lines = std::vector<std::string>;
 
-  explicit StorageRun(std::string_view family = "normal") : OnBoard(family) {}
+  explicit StorageRun(std::string_view family = "normal") : StationRun(family) {}
 
   void TearDown() override {
-    OnBoard::TearDown();
+    StationRun::TearDown();
     expect_nothing_left();
   }
   /// Says what the program cannot help leaving mounted, and the folder below it.
@@ -66,12 +64,10 @@ class StorageRun : public OnBoard {
     EXPECT_EQ(board.mounts(), mounts_left_);
     EXPECT_EQ(board.folders(), folders_left_);
   }
-  /// Goes on with another board, and with nothing said or heard.
+  /// Goes on with another board.
   void next_board(std::string_view family) {
     expect_nothing_left();
-    with_family(family);
-    station.forget();
-    console.clear();
+    StationRun::next_board(family);
   }
   /// The calls of the given names, in order.
   Lines calls_named(const std::vector<std::string>& names) const {
@@ -98,9 +94,6 @@ class StorageRun : public OnBoard {
     return ("\n" + console.out()).find("\n" + lines + "\n") != std::string::npos;
   }
 
-  Console console;
-  StationLink station;
-
  private:
   Lines mounts_left_;
   Lines folders_left_;
@@ -112,12 +105,7 @@ class UsbRun : public StorageRun {
   using StorageRun::StorageRun;
 
   void expect_reply(const std::string& value, const std::string& description) {
-    const Reply reply = station.reply();
-    EXPECT_EQ(reply.code, 4608);
-    EXPECT_EQ(reply.name, "测试USB");
-    EXPECT_EQ(reply.item_name, "测试结果");
-    EXPECT_EQ(reply.value, value);
-    EXPECT_EQ(reply.description, description);
+    ::expect_reply(station, 4608, "测试USB", value, description);
   }
   void expect_pass() {
     expect_reply("Pass", "测试成功");

@@ -272,12 +272,7 @@ TEST_F(UsbTest, TheFailingRemovalReplacesTheCodeOfTheStick) {
 class SdTest : public StorageRun {
  protected:
   void expect_reply(const std::string& value, const std::string& description) {
-    const Reply reply = station.reply();
-    EXPECT_EQ(reply.code, 4352);
-    EXPECT_EQ(reply.name, "测试SD卡");
-    EXPECT_EQ(reply.item_name, "测试结果");
-    EXPECT_EQ(reply.value, value);
-    EXPECT_EQ(reply.description, description);
+    ::expect_reply(station, 4352, "测试SD卡", value, description);
   }
   static std::string framed(const std::string& node, const std::string& text) {
     return "sd_rw_test\nSD[" + node + "]测试开始.\n" + text + "SD[" + node + "]测试完毕.\n\n";

@@ -8,9 +8,9 @@
 
 namespace {
 
+// Sanitizers end the process, and the emulator of ARM sets no limit.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(__arm__)
-constexpr bool kMemoryCanBeRefused =
-    false;  // sanitizers end the process, and the emulator of ARM sets no limit
+constexpr bool kMemoryCanBeRefused = false;
 #else
 constexpr bool kMemoryCanBeRefused = true;
 #endif

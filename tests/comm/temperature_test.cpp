@@ -10,7 +10,7 @@
 #include "tests/harness/console.h"
 #include "tests/harness/gbk.h"
 #include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 
 namespace {
 
@@ -21,18 +21,10 @@ std::string reading(const std::string& degrees) {
   return "温度传感器测得当前温度：" + degrees + " 摄氏度";
 }
 
-class TemperatureTest : public OnBoard {
+class TemperatureTest : public StationRun {
  protected:
-  Console console;
-  StationLink station;
-
   void expect_reply(const char* value, const char* description) {
-    const Reply reply = station.reply();
-    EXPECT_EQ(reply.code, 7426);
-    EXPECT_EQ(reply.name, "测试USB");
-    EXPECT_EQ(reply.item_name, "测试结果");
-    EXPECT_EQ(reply.value, value);
-    EXPECT_EQ(reply.description, description);
+    ::expect_reply(station, 7426, "测试USB", value, description);
   }
   void expect_pass_at(const std::string& degrees) {
     expect_reply("Pass", "测试成功");

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -44,17 +43,6 @@ bool is_line(std::string_view expected, std::string_view line) {
 }
 
 }  // namespace
-
-OwnDirectory::OwnDirectory() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "boardtest-e2e.XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no directory for the test");
-  path_ = pattern;
-}
-
-OwnDirectory::~OwnDirectory() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
 
 BoardUnderTest::BoardUnderTest(const std::vector<std::string>& launcher_options) {
   std::vector<std::string> command = {

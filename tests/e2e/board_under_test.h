@@ -12,19 +12,7 @@
 
 #include "boardsim/core/control.h"
 #include "tests/e2e/child.h"
-
-/// A directory of a test's own, gone with it.
-class OwnDirectory {
- public:
-  OwnDirectory();
-  ~OwnDirectory();
-  OwnDirectory(const OwnDirectory&) = delete;
-  OwnDirectory& operator=(const OwnDirectory&) = delete;
-  std::string file(std::string_view name) const { return (path_ / name).string(); }
-
- private:
-  std::filesystem::path path_;
-};
+#include "tests/harness/own_directory.h"
 
 /// A board whose time stands still until the test lets it pass. What waits for the board throws
 /// std::runtime_error, which names what was awaited, when the board does not do it within kPatience; nothing

@@ -60,6 +60,12 @@ Child::Child(const std::vector<std::string>& command) {
   close(err.to);
   if (pid_ < 0) throw std::system_error(errno, std::generic_category(), "fork");
   pidfd_ = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
+  if (pidfd_ < 0) {
+    const int error = errno;
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+    throw std::system_error(error, std::generic_category(), "pidfd_open");
+  }
   out_.start(out.from);
   err_.start(err.from);
 }

@@ -10,7 +10,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Whole records, made with another program's GBK tables.
+// Whole records, made like those of golden.h.
 constexpr char kUsbPasses[] =
     "fb0000003c3f786d6c2076657273696f6e3d22312e302220656e636f64696e673d2247424b223f3e0d0a3c5465737449"
     "74656d3e0d0a3c54657374436f64653e343630383c2f54657374436f64653e0d0a3c546573744e616d653eb2e2cad455"

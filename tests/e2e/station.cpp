@@ -71,12 +71,6 @@ unsigned state_of(int socket) {
   return info.tcpi_state;
 }
 
-std::uint32_t length_in(std::string_view record) {
-  std::uint32_t length = 0;
-  for (std::size_t i = kLengthField; i-- > 0;) length = length << 8 | static_cast<unsigned char>(record[i]);
-  return length;
-}
-
 }  // namespace
 
 std::string request_of(int code) {

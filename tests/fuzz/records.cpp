@@ -12,8 +12,8 @@
 #include "t1_sdk/boardtest/sensor/vsub_set.h"
 #include "t1_sdk/boardtest/sensor/vsub_sweep.h"
 #include "t1_sdk/boardtest/sensor/vsub_trim.h"
-#include "tests/fuzz/descriptors.h"
 #include "tests/fuzz/fuzz.h"
+#include "tests/harness/descriptor_sweep.h"
 
 namespace {
 

@@ -20,8 +20,9 @@
 #include "t1_sdk/boardtest/service/dispatch.h"
 #include "t1_sdk/boardtest/service/heartbeat.h"
 #include "t1_sdk/boardtest/service/server.h"
-#include "tests/fuzz/descriptors.h"
 #include "tests/fuzz/fuzz.h"
+#include "tests/harness/descriptor_sweep.h"
+#include "tests/harness/framing.h"
 #include "tests/harness/wire.h"
 
 namespace {
@@ -139,8 +140,7 @@ void serve(bool with_prompts) {
 void check_records(std::string bytes) {
   while (!bytes.empty()) {
     require(bytes.size() >= 4, "a record has no length");
-    std::size_t length = 0;
-    for (std::size_t i = 0; i < 4; ++i) length |= std::size_t{static_cast<unsigned char>(bytes[i])} << 8 * i;
+    const std::size_t length = length_in(bytes);
     require(length <= kLongestDocument && bytes.size() >= 4 + length, "a record is cut or too long");
     bytes.erase(0, 4 + length);
   }

@@ -68,8 +68,8 @@ void on_open_port(std::uint8_t way) {
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  constexpr std::uint8_t kEcho =
-      0xFF;  // the echo test, after the five seconds that it waits for the detector
+  // The echo test, after the five seconds that it waits for the detector.
+  constexpr std::uint8_t kEcho = 0xFF;
   boardsim::Board board;
   board.set_rs485_fixture("none");
 

@@ -1,6 +1,7 @@
 // How a document travels: the framing of records, written independently of the program's.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -12,6 +13,15 @@ inline std::string length_field(std::int32_t length) {
     bytes += static_cast<char>(static_cast<std::uint32_t>(length) >> shift & 0xFF);
   }
   return bytes;
+}
+
+/// The length that a record begins with. What is cut off of its four bytes counts as 0.
+inline std::uint32_t length_in(std::string_view record) {
+  std::uint32_t length = 0;
+  for (std::size_t i = 0; i < 4 && i < record.size(); ++i) {
+    length |= std::uint32_t{static_cast<unsigned char>(record[i])} << 8 * i;
+  }
+  return length;
 }
 
 /// The record of a document: its length, then its bytes.

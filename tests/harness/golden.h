@@ -1,5 +1,5 @@
-// Records as they stand on the wire, length field and GBK text, in hexadecimal digits. Made with another
-// program's GBK tables, so that the server's texts, encoding and framing are held against a second writing.
+// Records as they stand on the wire, length field and GBK text, in hexadecimal digits. Made with the "gbk"
+// codec of Python, so that the server's texts, encoding and framing are held against a second writing.
 #pragma once
 
 namespace golden {

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 #include <algorithm>
-#include <bit>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -13,12 +12,10 @@
 #include "tests/harness/gbk.h"
 #include "tests/harness/wire.h"
 
-static_assert(std::endian::native == std::endian::little, "length fields are copied as they stand in memory");
-
 namespace {
 
 constexpr std::size_t kLengthSize = 4;
-constexpr std::int32_t kLongestDocument = 2048;
+constexpr std::size_t kLongestDocument = 2048;
 
 std::string child_text(const pugi::xml_node& parent, const char* name) {
   const pugi::xml_node child = parent.child(name);
@@ -86,16 +83,15 @@ std::vector<std::string> Station::records() {
   std::vector<std::string> documents;
   std::size_t at = 0;
   while (at < all.size()) {
-    std::int32_t length = -1;
-    if (all.size() - at >= kLengthSize) std::memcpy(&length, all.data() + at, kLengthSize);
-    const std::size_t left = all.size() - at - std::min(kLengthSize, all.size() - at);
-    if (length < 0 || length > kLongestDocument || static_cast<std::size_t>(length) > left) {
+    const std::size_t left = all.size() - at;
+    const std::size_t length = length_in(std::string_view(all).substr(at));
+    if (length > kLongestDocument || kLengthSize + length > left) {
       ADD_FAILURE() << "byte " << at << " of " << all.size() << " begins no whole record, its length is "
                     << length;
       break;
     }
-    documents.push_back(all.substr(at + kLengthSize, static_cast<std::size_t>(length)));
-    at += kLengthSize + static_cast<std::size_t>(length);
+    documents.push_back(all.substr(at + kLengthSize, length));
+    at += kLengthSize + length;
   }
   return documents;
 }
@@ -135,4 +131,14 @@ void Station::forget() {
 bool Station::closed_by_board() {
   drain();
   return ended_;
+}
+
+void expect_reply(Station& station, int code, const std::string& name, const std::string& value,
+                  const std::string& description) {
+  const Reply reply = station.reply();
+  EXPECT_EQ(reply.code, code);
+  EXPECT_EQ(reply.name, name);
+  EXPECT_EQ(reply.item_name, "测试结果");
+  EXPECT_EQ(reply.value, value);
+  EXPECT_EQ(reply.description, description);
 }

@@ -18,6 +18,12 @@ struct Reply {
   std::string raw;          ///< the whole document as it came over the wire, in GBK
 };
 
+class Station;
+
+/// The station has received exactly one reply, and it says this. Every reply calls its one item "测试结果".
+void expect_reply(Station& station, int code, const std::string& name, const std::string& value,
+                  const std::string& description);
+
 /// A station's end of a TCP connection. Its system calls go around the simulated board, so that they
 /// appear in no trace, meet no fault and take no virtual time; they may be made inside Board::at events.
 /// What is sent has reached the board's end when the call returns.

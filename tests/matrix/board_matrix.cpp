@@ -11,6 +11,7 @@
 #include "tests/harness/ask.h"
 #include "tests/harness/console.h"
 #include "tests/harness/station_link.h"
+#include "tests/matrix/codes.h"
 
 namespace {
 
@@ -109,9 +110,13 @@ std::string run(const Row& row, std::string_view family) {
 }  // namespace
 
 int main() {
+  if (!std::ranges::equal(kRows, kTestCodes, {}, &Row::code)) {
+    std::printf("the rows are not those of tests/matrix/codes.h\n");
+    return 1;
+  }
   std::printf(
-      "Every code on every family of healthy boards; in brackets where the family is not given the "
-      "code.\n\n");
+      "Every code on every family of healthy boards; "
+      "in brackets where the family is not given the code.\n\n");
   std::printf("%-36s", "code");
   for (const boardsim::Family& family : boardsim::families()) {
     std::printf(" %-*s", std::max(6, static_cast<int>(family.name.size())), family.name.data());

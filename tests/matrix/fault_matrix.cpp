@@ -75,17 +75,16 @@ class Matrix {
   std::string text() const {
     std::string text =
         "# Which wire fault is found by which alarm test\n\n"
-        "Printed by `./run --faults`; a test keeps it true. Each fault is laid over a healthy board, one at "
-        "a "
-        "time.\nCode and errors are the result code and the error count; the console lines are those of one "
-        "cycle "
-        "that a healthy board\ndoes not print; the description is what the station shows. **not found** "
-        "marks a "
-        "fault that the code cannot see.\n\n"
-        "Where [jigs](simulator-devices.md#alarm-lines-and-their-jig) and tables are the same, they stand "
-        "once. "
-        "[What no code\nfinds](#what-no-code-of-a-board-finds) closes the list.\n\n| Board | Codes "
-        "|\n|---|---|\n" +
+        "Printed by `./run --faults`; a test keeps it true. "
+        "Each fault is laid over a healthy board, one at a time.\n"
+        "Code and errors are the result code and the error count; "
+        "the console lines are those of one cycle that a healthy board\n"
+        "does not print; the description is what the station shows. "
+        "**not found** marks a fault that the code cannot see.\n\n"
+        "Where [jigs](simulator-devices.md#alarm-lines-and-their-jig) and tables are the same, "
+        "they stand once. [What no code\n"
+        "finds](#what-no-code-of-a-board-finds) closes the list.\n\n"
+        "| Board | Codes |\n|---|---|\n" +
         boards_;
     for (const Section& section : sections_) {
       std::vector<std::string> heads;
@@ -98,9 +97,10 @@ class Matrix {
               section.table;
     }
     return text +
-           "\n## What no code of a board finds\n\nNumbers behind a fault are the codes whose jig can have "
-           "it, where "
-           "that is not so of all codes of the board.\n\n| Board | Not found |\n|---|---|\n" +
+           "\n## What no code of a board finds\n\n"
+           "Numbers behind a fault are the codes whose jig can have it, "
+           "where that is not so of all codes of the board.\n\n"
+           "| Board | Not found |\n|---|---|\n" +
            missed_;
   }
 

@@ -75,11 +75,7 @@ class AlarmDriverStepsTest : public AlarmRun {
     expect_open({"/dev/alarm"});
   }
   /// Goes on with a new board of the same family.
-  void next_board() {
-    with_family(test_->family);
-    station.forget();
-    console.clear();
-  }
+  void next_board() { AlarmRun::next_board(test_->family); }
 
   static void get(HardwareScript& it) { it.open("/dev/alarm").read_outputs().close("/dev/alarm"); }
 

@@ -8,9 +8,7 @@
 #include <vector>
 
 #include "t1_sdk/boardtest/peripheral/alarm.h"
-#include "tests/harness/console.h"
-#include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 #include "tests/service/dispatching.h"
 
 namespace {
@@ -60,11 +58,7 @@ std::vector<Choice> choices() {
 }
 // clang-format on
 
-class AlarmEntryTest : public OnBoard {
- protected:
-  Console console;
-  StationLink station;
-};
+class AlarmEntryTest : public StationRun {};
 
 class AlarmChoiceTest : public AlarmEntryTest, public ::testing::WithParamInterface<Choice> {};
 

@@ -20,10 +20,8 @@ class AlarmEntryCallsTest : public AlarmRun {
   /// Goes on with another board; what the board before left open is as it should be.
   void next_board(std::string_view family) {
     expect_open(board.open_nodes());
-    with_family(family);
+    AlarmRun::next_board(family);
     expect_open({});
-    station.forget();
-    console.clear();
   }
   void TearDown() override {
     expect_open(board.open_nodes());

@@ -14,10 +14,8 @@ class AlarmQuirkTest : public AlarmRun {
  protected:
   /// Goes on with another board, and with nothing said or heard; `left_open` is what this one will leave.
   void next_board(std::string_view family, Lines left_open = {}) {
-    with_family(family);
+    AlarmRun::next_board(family);
     expect_open(std::move(left_open));
-    station.forget();
-    console.clear();
   }
   bool printed(const std::string& line) const {
     const Lines lines = console.lines();

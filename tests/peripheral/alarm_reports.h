@@ -7,25 +7,18 @@
 #include <vector>
 
 #include "t1_sdk/boardtest/platform/gpio.h"
-#include "tests/harness/console.h"
-#include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 #include "tests/peripheral/hardware_script.h"
 
-class AlarmRun : public OnBoard {
+class AlarmRun : public StationRun {
  protected:
   using Lines = std::vector<std::string>;
 
-  explicit AlarmRun(std::string_view family = "normal") : OnBoard(family) { board.clear_trace(); }
+  explicit AlarmRun(std::string_view family = "normal") : StationRun(family) {}
   ~AlarmRun() override { gpiofd = -1; }
 
   void expect_reply(int code, const std::string& value, const std::string& description) {
-    const Reply reply = station.reply();
-    EXPECT_EQ(reply.code, code);
-    EXPECT_EQ(reply.name, "测试应用程序");
-    EXPECT_EQ(reply.item_name, "测试结果");
-    EXPECT_EQ(reply.value, value);
-    EXPECT_EQ(reply.description, description);
+    ::expect_reply(station, code, "测试应用程序", value, description);
   }
   void expect_pass(int code) { expect_reply(code, "Pass", "测试成功"); }
   void expect_fail(int code, const std::string& description) { expect_reply(code, "Fail", description); }
@@ -35,7 +28,4 @@ class AlarmRun : public OnBoard {
     return "报警I/O口完成" + std::to_string(cycles) + "次测试,错误次数" + std::to_string(errors) + "\n\n";
   }
   static std::string cycle_head(int cycle) { return "\n第" + std::to_string(cycle) + "次测试\n"; }
-
-  Console console;
-  StationLink station;
 };

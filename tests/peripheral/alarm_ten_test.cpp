@@ -88,10 +88,8 @@ class AlarmTenWaysTest : public AlarmTenTest, public ::testing::WithParamInterfa
 
   /// Goes on with a new board, which the jig of this way is plugged into.
   void next_board() {
-    with_family("65xx");
+    AlarmTenTest::next_board("65xx");
     plug_in();
-    station.forget();
-    console.clear();
   }
   void plug_in() { board.set_jig(way.mode == 0 ? "10in10out-switch" : "10in10out-level"); }
 

@@ -6,9 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/harness/console.h"
-#include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 #include "tests/peripheral/hardware_calls.h"
 
 namespace {
@@ -16,11 +14,7 @@ namespace {
 using namespace std::chrono_literals;
 using Lines = std::vector<std::string>;
 
-class FanTest : public OnBoard {
- protected:
-  Console console;
-  StationLink station;
-};
+class FanTest : public StationRun {};
 
 TEST_F(FanTest, TheFanIsSwitchedOnAndOffTwice) {
   board.clear_trace();

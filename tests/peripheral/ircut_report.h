@@ -9,30 +9,17 @@
 #include <vector>
 
 #include "t1_sdk/boardtest/peripheral/ircut.h"
-#include "tests/harness/console.h"
-#include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 #include "tests/peripheral/hardware_script.h"
 
-class IrCutRun : public OnBoard {
+class IrCutRun : public StationRun {
  protected:
   using Lines = std::vector<std::string>;
 
-  explicit IrCutRun(std::string_view family = "normal") : OnBoard(family) { board.clear_trace(); }
+  explicit IrCutRun(std::string_view family = "normal") : StationRun(family) {}
 
-  /// Goes on with another board, and with nothing said or heard.
-  void next_board(std::string_view family) {
-    with_family(family);
-    station.forget();
-    console.clear();
-  }
   void expect_reply(const std::string& value, const std::string& description) {
-    const Reply reply = station.reply();
-    EXPECT_EQ(reply.code, 1792);
-    EXPECT_EQ(reply.name, "IR CUT测试");
-    EXPECT_EQ(reply.item_name, "测试结果");
-    EXPECT_EQ(reply.value, value);
-    EXPECT_EQ(reply.description, description);
+    ::expect_reply(station, 1792, "IR CUT测试", value, description);
   }
   /// The node was opened so many times, each time for reading and writing and with no other flag.
   void expect_opened_read_write(const std::string& node, int times) {
@@ -46,7 +33,4 @@ class IrCutRun : public OnBoard {
   }
   void expect_pass() { expect_reply("Pass", "测试成功"); }
   void expect_fail(const std::string& description) { expect_reply("Fail", description); }
-
-  Console console;
-  StationLink station;
 };

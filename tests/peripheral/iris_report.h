@@ -10,9 +10,7 @@
 #include <vector>
 
 #include "t1_sdk/boardtest/peripheral/iris.h"
-#include "tests/harness/console.h"
-#include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 #include "tests/peripheral/hardware_script.h"
 
 /// One drive, from outside.
@@ -79,19 +77,13 @@ inline constexpr const char* kIrisEnd = "自动光圈测试结束.\n";
 inline constexpr auto kAppAnswer = 20ms;
 inline constexpr auto kIrisPause = 50ms;
 
-class IrisRun : public OnBoard {
+class IrisRun : public StationRun {
  protected:
   using Lines = std::vector<std::string>;
   using Commands = std::vector<boardsim::Board::AppCommand>;
 
-  explicit IrisRun(std::string_view family = "normal") : OnBoard(family) { board.clear_trace(); }
+  explicit IrisRun(std::string_view family = "normal") : StationRun(family) {}
 
-  /// Goes on with another board, and with nothing said or heard.
-  void next_board(std::string_view family) {
-    with_family(family);
-    station.forget();
-    console.clear();
-  }
   /// Calls on nodes and shell commands so far, with their times.
   Lines timed_calls() const {
     Lines calls;
@@ -101,18 +93,10 @@ class IrisRun : public OnBoard {
     return calls;
   }
   void expect_reply(const std::string& value, const std::string& description) {
-    const Reply reply = station.reply();
-    EXPECT_EQ(reply.code, 9472);
-    EXPECT_EQ(reply.name, "自动光圈测试");
-    EXPECT_EQ(reply.item_name, "测试结果");
-    EXPECT_EQ(reply.value, value);
-    EXPECT_EQ(reply.description, description);
+    ::expect_reply(station, 9472, "自动光圈测试", value, description);
   }
   void expect_pass() { expect_reply("Pass", "测试成功"); }
   void expect_fail(const std::string& description) { expect_reply("Fail", description); }
-
-  Console console;
-  StationLink station;
 };
 
 /// Every drive on its own board.

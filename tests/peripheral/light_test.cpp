@@ -10,7 +10,7 @@
 
 #include "tests/harness/console.h"
 #include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 #include "tests/peripheral/hardware_calls.h"
 
 namespace {
@@ -172,19 +172,9 @@ TEST_F(LightTest, AnLedThatCannotBeSwitchedIsShownWithTheErrorNumberAndTheNodeIs
   EXPECT_EQ(board.hardware_trace().back(), "close /dev/led = 0");
 }
 
-class LightReportTest : public OnBoard {
+class LightReportTest : public StationRun {
  protected:
-  Console console;
-  StationLink station;
-
-  void expect_pass(int code, const char* name) {
-    const Reply reply = station.reply();
-    EXPECT_EQ(reply.code, code);
-    EXPECT_EQ(reply.name, name);
-    EXPECT_EQ(reply.item_name, "测试结果");
-    EXPECT_EQ(reply.value, "Pass");
-    EXPECT_EQ(reply.description, "");
-  }
+  void expect_pass(int code, const char* name) { expect_reply(station, code, name, "Pass", ""); }
 };
 
 TEST_F(LightReportTest, TheLightIsOnForTenSecondsAtHalfDuty) {

@@ -6,9 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/harness/console.h"
-#include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 #include "tests/peripheral/hardware_calls.h"
 
 namespace {
@@ -18,18 +16,10 @@ using Lines = std::vector<std::string>;
 
 const Lines kOpening = {"t1_sdk_rtc_test", "", "############RTC测试开始##############"};
 
-class RtcTest : public OnBoard {
+class RtcTest : public StationRun {
  protected:
-  Console console;
-  StationLink station;
-
   void expect_reply(const char* value, const char* description) {
-    const Reply reply = station.reply();
-    EXPECT_EQ(reply.code, 1536);
-    EXPECT_EQ(reply.name, "测试RTC时钟");
-    EXPECT_EQ(reply.item_name, "测试结果");
-    EXPECT_EQ(reply.value, value);
-    EXPECT_EQ(reply.description, description);
+    ::expect_reply(station, 1536, "测试RTC时钟", value, description);
   }
   void expect_pass() { expect_reply("Pass", "测试成功"); }
   void expect_lines(const Lines& more) {

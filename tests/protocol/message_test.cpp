@@ -7,21 +7,16 @@
 #include <string>
 #include <thread>
 
-#include "tests/harness/console.h"
 #include "tests/harness/gbk.h"
-#include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 
 namespace {
 
-class MessageTest : public OnBoard {
+class MessageTest : public StationRun {
  protected:
   MessageTest() { msg.SetDoc(nullptr); }
 
   static void start(unsigned code, std::string name) { t1_sdk_initial_t1Msg(&msg, code, name.data()); }
-
-  Console console;
-  StationLink station;
 };
 
 /// A document of exactly that many bytes.

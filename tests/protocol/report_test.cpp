@@ -5,17 +5,13 @@
 #include <string>
 
 #include "t1_sdk/boardtest/protocol/message.h"
-#include "tests/harness/console.h"
 #include "tests/harness/gbk.h"
-#include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 
 namespace {
 
-class ReportTest : public OnBoard {
+class ReportTest : public StationRun {
  protected:
-  Console console;
-  StationLink station;
   const std::string name = gbk("测试RTC时钟");
   const std::string succeeded = gbk("测试成功");
   const std::string failed = gbk("打开RTC设备失败");
@@ -27,12 +23,7 @@ TEST_F(ReportTest, ATestWithoutFailureReportsPass) {
   EXPECT_EQ(report.code(), 0);
   EXPECT_EQ(report.send(), 0);
 
-  const Reply reply = station.reply();
-  EXPECT_EQ(reply.code, 1536);
-  EXPECT_EQ(reply.name, "测试RTC时钟");
-  EXPECT_EQ(reply.item_name, "测试结果");
-  EXPECT_EQ(reply.value, "Pass");
-  EXPECT_EQ(reply.description, "测试成功");
+  expect_reply(station, 1536, "测试RTC时钟", "Pass", "测试成功");
   EXPECT_EQ(console.out(), "");
 }
 

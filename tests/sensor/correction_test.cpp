@@ -6,10 +6,7 @@
 #include <cstdio>
 #include <string>
 #include <vector>
-
-#include "tests/harness/console.h"
-#include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 
 namespace {
 
@@ -53,21 +50,13 @@ Bytes flat_field() {
 
 const char* const kFlatFieldLine = "ff_ver: V7.8.9 99-01-02, build at 2031-12-09 23:05, used state: unkown\n";
 
-class CorrectionTest : public OnBoard {
+class CorrectionTest : public StationRun {
  protected:
   void expect_reply(int code, const std::string& name, const std::string& value) {
-    const Reply reply = station.reply();
-    EXPECT_EQ(reply.code, code);
-    EXPECT_EQ(reply.name, name);
-    EXPECT_EQ(reply.item_name, "测试结果");
-    EXPECT_EQ(reply.value, value);
-    EXPECT_EQ(reply.description, "测试成功");
+    ::expect_reply(station, code, name, value, "测试成功");
   }
   void expect_flat_field(const std::string& value) { expect_reply(13824, "平场校正", value); }
   void expect_dead_pixels(const std::string& value) { expect_reply(13568, "坏点校正", value); }
-
-  Console console;
-  StationLink station;
 };
 
 // ---- flat field ------------------------------------------------------------------------------------

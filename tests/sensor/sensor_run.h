@@ -5,35 +5,17 @@
 #include <string>
 #include <string_view>
 #include <vector>
+#include "tests/harness/station_run.h"
 
-#include "tests/harness/console.h"
-#include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
-
-class SensorRun : public OnBoard {
+class SensorRun : public StationRun {
  protected:
   using Lines = std::vector<std::string>;
 
-  explicit SensorRun(std::string_view family = "normal") : OnBoard(family) { board.clear_trace(); }
+  explicit SensorRun(std::string_view family = "normal") : StationRun(family) {}
 
-  /// Goes on with another board, and with nothing said or heard.
-  void next_board(std::string_view family) {
-    with_family(family);
-    board.clear_trace();
-    forget();
-  }
-  void forget() {
-    station.forget();
-    console.clear();
-  }
   void expect_reply(int code, const std::string& name, const std::string& value,
                     const std::string& description) {
-    const Reply reply = station.reply();
-    EXPECT_EQ(reply.code, code);
-    EXPECT_EQ(reply.name, name);
-    EXPECT_EQ(reply.item_name, "测试结果");
-    EXPECT_EQ(reply.value, value);
-    EXPECT_EQ(reply.description, description);
+    ::expect_reply(station, code, name, value, description);
   }
   /// The hardware calls behind their times, without closes and without reads of files: programs may close
   /// their nodes in any order and read a file in pieces of any size.
@@ -57,7 +39,4 @@ class SensorRun : public OnBoard {
     }
     return lines;
   }
-
-  Console console;
-  StationLink station;
 };

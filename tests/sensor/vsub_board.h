@@ -13,14 +13,12 @@
 #include "t1_sdk/boardtest/sensor/vsub_set.h"
 #include "t1_sdk/boardtest/sensor/vsub_trim.h"
 #include "t1_sdk/boardtest/service/dispatch.h"
-#include "tests/harness/console.h"
-#include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 #include "tests/sensor/vsub_records.h"
 #include "tests/sensor/vsub_script.h"
 
 /// The board's eMMC says 2694 ("7.6") for both codes, its flash was never written.
-class VsubRun : public OnBoard {
+class VsubRun : public StationRun {
  protected:
   using Lines = std::vector<std::string>;
 
@@ -28,7 +26,7 @@ class VsubRun : public OnBoard {
   static constexpr const char* kTrimName = "微调sub电压";
   static constexpr const char* kSetName = "设置vsub电压值";
 
-  explicit VsubRun(std::string_view family = "6455") : OnBoard(family) { begin(); }
+  explicit VsubRun(std::string_view family = "6455") : StationRun(family) { begin(); }
   ~VsubRun() override {
     t1_sdk_reset_trim_vsub();
     g_sub_value = 0;
@@ -36,14 +34,12 @@ class VsubRun : public OnBoard {
 
   /// Goes on with another board, with nothing said, heard or trimmed.
   void next_board(std::string_view family) {
-    with_family(family);
+    StationRun::next_board(family);
     begin();
-    forget();
   }
   /// Forgets what was said, heard and done so far.
   void forget() {
-    station.forget();
-    console.clear();
+    StationRun::forget();
     board.clear_trace();
   }
   /// Puts a valid record on the eMMC.
@@ -68,16 +64,8 @@ class VsubRun : public OnBoard {
   }
   void expect_reply(int code, const std::string& name, const std::string& value,
                     const std::string& description) {
-    const Reply reply = station.reply();
-    EXPECT_EQ(reply.code, code);
-    EXPECT_EQ(reply.name, name);
-    EXPECT_EQ(reply.item_name, "测试结果");
-    EXPECT_EQ(reply.value, value);
-    EXPECT_EQ(reply.description, description);
+    ::expect_reply(station, code, name, value, description);
   }
-
-  Console console;
-  StationLink station;
 
  private:
   void begin() {

@@ -6,10 +6,8 @@
 
 #include "t1_sdk/boardtest/protocol/message.h"
 #include "t1_sdk/boardtest/service/server.h"
-#include "tests/harness/console.h"
 #include "tests/harness/gbk.h"
-#include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 
 namespace {
 
@@ -17,12 +15,9 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-class BannerTest : public OnBoard {
+class BannerTest : public StationRun {
  protected:
   int send() { return send_start_info(&g_iSockClient); }
-
-  Console console;
-  StationLink station;
 };
 
 const std::string kStars = std::string(50, '*') + "\n";

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "t1_sdk/boardtest/platform/pins.h"
+#include "tests/matrix/codes.h"
 #include "tests/service/dispatching.h"
 
 namespace {
@@ -120,6 +121,10 @@ TEST(EveryCodeTableTest, HasEachCodeOnceAndInOrder) {
   for (const CodeRow& row : kCodes) codes.push_back(row.code);
   EXPECT_TRUE(std::ranges::is_sorted(codes));
   EXPECT_EQ(std::ranges::adjacent_find(codes), codes.end());
+}
+
+TEST(EveryCodeTableTest, HasTheCodesThatTheSweepAndTheMatricesGoThrough) {
+  EXPECT_TRUE(std::ranges::equal(kCodes, kTestCodes, {}, &CodeRow::code));
 }
 
 TEST_F(DispatchTest, NoCodeBetweenThemIsKnown) {

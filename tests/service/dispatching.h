@@ -10,9 +10,7 @@
 #include "t1_sdk/boardtest/sensor/vsub_trim.h"
 #include "t1_sdk/boardtest/service/dispatch.h"
 #include "t1_sdk/boardtest/service/server.h"
-#include "tests/harness/console.h"
-#include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 
 /// An idle counter that shows whether it was reset.
 inline constexpr int kNoted = 11;
@@ -23,7 +21,7 @@ inline std::string request(const std::string& code) {
 }
 
 /// Requests are handed to the dispatcher directly, with a trim unfinished and an idle counter of kNoted.
-class DispatchTest : public OnBoard {
+class DispatchTest : public StationRun {
  protected:
   DispatchTest() {
     g_iTimeCount = kNoted;
@@ -72,7 +70,4 @@ class DispatchTest : public OnBoard {
     EXPECT_EQ(dispatch(xml), 0) << xml;
     EXPECT_EQ(station.reply().code, 1536) << xml;
   }
-
-  Console console;
-  StationLink station;
 };

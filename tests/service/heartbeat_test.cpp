@@ -7,24 +7,20 @@
 #include <string>
 
 #include "t1_sdk/boardtest/protocol/message.h"
-#include "tests/harness/console.h"
 #include "tests/harness/gbk.h"
 #include "tests/harness/golden.h"
-#include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 #include "tests/harness/wire.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 
-class HeartbeatTest : public OnBoard {
+class HeartbeatTest : public StationRun {
  protected:
   std::size_t prompts() { return station.records().size(); }
   boardsim::Time elapsed() const { return board.now() - start; }
 
-  Console console;
-  StationLink station;
   boardsim::Time start = board.now();
 };
 

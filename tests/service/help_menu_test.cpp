@@ -6,24 +6,19 @@
 #include <string>
 
 #include "t1_sdk/boardtest/protocol/message.h"
-#include "tests/harness/console.h"
 #include "tests/harness/gbk.h"
 #include "tests/harness/golden.h"
-#include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 
 namespace {
 
 /// Keeps the menu as it is beyond tests that change it.
-class HelpMenuTest : public OnBoard {
+class HelpMenuTest : public StationRun {
  protected:
   HelpMenuTest() : kept_{t1_cmds[0], t1_cmds[1], t1_cmds[2]} {}
   ~HelpMenuTest() override {
     for (int row = 0; row < 3; ++row) t1_cmds[row] = kept_[row];
   }
-
-  Console console;
-  StationLink station;
 
  private:
   t1_cmd kept_[3];

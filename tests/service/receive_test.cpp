@@ -9,10 +9,8 @@
 
 #include "t1_sdk/boardtest/protocol/message.h"
 #include "t1_sdk/boardtest/service/server.h"
-#include "tests/harness/console.h"
 #include "tests/harness/gbk.h"
-#include "tests/harness/on_board.h"
-#include "tests/harness/station_link.h"
+#include "tests/harness/station_run.h"
 
 namespace {
 
@@ -22,7 +20,7 @@ using ::testing::MatchesRegex;
 constexpr int kBehind = 16;
 constexpr char kSendError[] = "send error,errno=[0-9]+\n";
 
-class ReceiveTest : public OnBoard {
+class ReceiveTest : public StationRun {
  protected:
   ReceiveTest() {
     g_iTimeCount = 0;
@@ -32,7 +30,7 @@ class ReceiveTest : public OnBoard {
 
   void TearDown() override {
     EXPECT_EQ(std::count(behind(), behind() + kBehind, 'B'), kBehind) << "written behind the buffer";
-    OnBoard::TearDown();
+    StationRun::TearDown();
   }
 
   int receive() { return recv_client_operation(memory.data()); }
@@ -48,8 +46,6 @@ class ReceiveTest : public OnBoard {
 
   /// The 512 bytes that belong to the receiver, and behind them some that it must not see.
   std::array<unsigned char, kMaxRequest + kBehind> memory = {};
-  Console console;
-  StationLink station;
   boardsim::Time start = board.now();
 };
 

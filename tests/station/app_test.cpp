@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "tests/harness/own_directory.h"
 #include "tests/station/board_texts.h"
 #include "tests/station/fake_board.h"
 #include "tests/station/scripted_link.h"
@@ -20,13 +21,6 @@ namespace fs = std::filesystem;
 
 class AppTest : public testing::Test {
  protected:
-  void SetUp() override {
-    std::string name = (fs::temp_directory_path() / "station-XXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    directory_ = name;
-  }
-  void TearDown() override { fs::remove_all(directory_); }
-
   int run(const std::vector<std::string>& arguments, bool on_terminal = false, bool no_color = false) {
     const t1station::Surroundings around{
         out_, err_, clock_, interrupt_, "2024-05-06T07:08:09", on_terminal, on_terminal, no_color, 80};
@@ -35,7 +29,7 @@ class AppTest : public testing::Test {
 
   std::string out() const { return out_.str(); }
   std::string err() const { return err_.str(); }
-  std::string path(const std::string& name) const { return (directory_ / name).string(); }
+  std::string path(const std::string& name) const { return directory_.file(name); }
   static std::string content(const std::string& path) {
     std::ifstream file(path);
     std::ostringstream text;
@@ -46,7 +40,7 @@ class AppTest : public testing::Test {
   ManualClock clock_;  // stands still: every test takes 0.0 seconds
   t1station::Interrupt interrupt_;
   std::ostringstream out_, err_;
-  fs::path directory_;
+  const OwnDirectory directory_;
 };
 
 const std::string light_pass = reply(14592, light_name_gbk, "Pass", "");
@@ -177,7 +171,7 @@ TEST_F(AppTest, ReportsAreWrittenWithTheBoardsBuild) {
 }
 
 TEST_F(AppTest, AReportThatCannotBeWrittenSpoilsTheExitCodeOfAPassedRun) {
-  FakeBoard board({{sends(greeting()), hears(), does([this] { fs::remove_all(directory_); }),
+  FakeBoard board({{sends(greeting()), hears(), does([this] { fs::remove_all(directory_.path()); }),
                     sends(rtc_pass()), hears()}});
   EXPECT_EQ(run({board.address(), "run", "rtc", "--json", path("json")}), 4);
   EXPECT_NE(out().find("1 passed"), std::string::npos);

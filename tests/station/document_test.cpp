@@ -95,7 +95,7 @@ TEST(DocumentTest, AReplyThatLacksAnElementIsRefused) {
   expect_refused(spoiled("<TestName>" + rtc_name_gbk + "</TestName>", ""),
                  "the document has no <TestName> in <TestItem>");
   expect_refused(spoiled("<TestCode>1536</TestCode>", ""), "the document has no <TestCode> in <TestItem>");
-  expect_refused("<Other/>", "the document has no <TestItem> in <>");
+  expect_refused("<Other/>", "the document has no <TestItem>");
   expect_refused("<TestItem><TestCode>5</TestCode></TestItem>", "the document has no <Result> in <TestItem>");
   expect_refused("<TestItem><TestCode>255</TestCode></TestItem>", "a service message has no <TestContext>");
 }

@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "station/errors.h"
+#include "tests/harness/own_directory.h"
 
 namespace {
 
@@ -22,14 +23,7 @@ using t1station::write_whole_file;
 
 class WholeFileTest : public testing::Test {
  protected:
-  void SetUp() override {
-    std::string name = (fs::temp_directory_path() / "station-XXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
-    directory_ = name;
-  }
-  void TearDown() override { fs::remove_all(directory_); }
-
-  std::string path(const std::string& name) const { return (directory_ / name).string(); }
+  std::string path(const std::string& name) const { return directory_.file(name); }
 
   static std::string content(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
@@ -40,10 +34,10 @@ class WholeFileTest : public testing::Test {
 
   std::size_t files() const {
     return static_cast<std::size_t>(
-        std::distance(fs::directory_iterator(directory_), fs::directory_iterator()));
+        std::distance(fs::directory_iterator(directory_.path()), fs::directory_iterator()));
   }
 
-  fs::path directory_;
+  const OwnDirectory directory_;
 };
 
 TEST_F(WholeFileTest, AReportIsWrittenAndNothingElseStays) {
@@ -105,7 +99,7 @@ TEST_F(WholeFileTest, AReplacementThatCannotBePutInPlaceLeavesNothingBehind) {
 TEST_F(WholeFileTest, WhereNoReportCanBeWrittenIsKnownBeforehand) {
   EXPECT_NO_THROW(check_writable(path("report")));
   EXPECT_THROW(check_writable(path("missing/report")), t1station::UsageError);
-  EXPECT_THROW(check_writable(directory_.string()), t1station::UsageError);
+  EXPECT_THROW(check_writable(directory_.path().string()), t1station::UsageError);
   EXPECT_THROW(check_writable("/dev/null"), t1station::UsageError);
   EXPECT_THROW(check_writable(""), t1station::UsageError);
   EXPECT_EQ(files(), 0U);

@@ -7,19 +7,14 @@
 #include <string>
 #include <vector>
 
+#include "tests/matrix/codes.h"
 #include "tests/sweep/self_test.h"
 #include "tests/sweep/sweep.h"
 
 namespace {
 
-// clang-format off
-constexpr int kCodes[] = {
-    -16, -15, 513, 518, 519, 520, 521, 528, 530, 531, 532, 534, 535, 1024, 1536, 1792, 4352, 4608, 7426, 9472,
-    9728, 9984, 10240, 10496, 10752, 10768, 10769, 11009, 11010, 11011, 11265, 11266, 11267, 11521, 11522, 11523,
-    11776, 12032, 13568, 13824, 14592, 69633, 69634};
-// clang-format on
-constexpr unsigned long kShortStride =
-    1009;  // of the short form: prime, so that it meets every kind of fault
+// Of the short form: prime, so that it meets every kind of fault.
+constexpr unsigned long kShortStride = 1009;
 
 std::vector<std::string> board_names() {
   std::vector<std::string> names;
@@ -37,7 +32,7 @@ int main(int argc, char** argv) {
   std::string only_board;
   int only_code = 0;
   std::string fault;
-  const std::vector<int> codes(std::begin(kCodes), std::end(kCodes));
+  const std::vector<int> codes(std::begin(kTestCodes), std::end(kTestCodes));
   app.add_flag("--all", all, "try every fault; without it one of each code, board, call and node");
   app.add_option("--stride", sweep.stride, "of each code, board, call and node every N-th fault")
       ->check(CLI::PositiveNumber);
@@ -58,7 +53,7 @@ int main(int argc, char** argv) {
 
   if (all) sweep.stride = 1;
   sweep.short_form = sweep.stride == kShortStride;
-  for (const int one : kCodes) {
+  for (const int one : kTestCodes) {
     for (const std::string& name : board_names()) {
       if (!only_board.empty() && name != only_board) continue;
       if (only_code == 0 || one == only_code) sweep_cell(sweep, name, one);

@@ -1,13 +1,12 @@
 // Runs a test code as the server does when a request has arrived.
 #include "tests/sweep/run.h"
 
-#include <unistd.h>
 #include <algorithm>
 #include <charconv>
-#include <filesystem>
-#include <set>
 
 #include "tests/harness/ask.h"
+#include "tests/harness/descriptor_sweep.h"
+#include "tests/harness/framing.h"
 #include "tests/harness/station_link.h"
 #include "tests/sweep/wrapped.h"
 
@@ -20,35 +19,11 @@ constexpr std::uint32_t kGetLevel = 0x80044703;  // of a line of /dev/qznio
 constexpr int kPanAndTilt = -16;
 constexpr int kRs485 = 1024;  // under which pan and tilt replies too
 
-std::set<int> descriptors() {
-  std::set<int> numbers;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-    numbers.insert(std::stoi(entry.path().filename()));
-  }
-  return numbers;
-}
-
-/// Closes in the end what was opened since; runs follow one another in one process.
-class DescriptorsOfARun {
- public:
-  ~DescriptorsOfARun() {
-    for (const int number : descriptors()) {
-      if (!before_.contains(number)) close(number);  // the listing's own one is gone by now
-    }
-  }
-
- private:
-  std::set<int> before_ = descriptors();
-};
-
 /// The verdicts of the records that stand in `bytes`, "?" for what is none of this code's.
 std::vector<std::string> verdicts(std::string_view bytes, int code) {
   std::vector<std::string> all;
   while (!bytes.empty()) {
-    std::uint32_t length = 0;
-    for (std::size_t i = 0; i < 4 && i < bytes.size(); ++i) {
-      length |= std::uint32_t{static_cast<unsigned char>(bytes[i])} << 8 * i;
-    }
+    const std::uint32_t length = length_in(bytes);
     const std::string_view xml = bytes.substr(std::min<std::size_t>(4, bytes.size())).substr(0, length);
     const bool is_whole = xml.size() == length;
     const auto holds = [&](const std::string& words) { return xml.find(words) != std::string_view::npos; };
@@ -76,7 +51,7 @@ std::vector<std::string> left_open(const boardsim::Board& board, const std::vect
 }  // namespace
 
 Outcome run(std::string_view family, int code, const std::vector<std::string>& faults, void (*late)()) {
-  const DescriptorsOfARun descriptors;
+  const DescriptorSweep descriptors;
   boardsim::Board board(family);
   StationLink station;
   start_anew();
@@ -115,7 +90,7 @@ Outcome run(std::string_view family, int code, const std::vector<std::string>& f
 void enter_levels(std::string_view family, int code, Outcome& healthy) {
   const auto reads = [](const boardsim::Call& call) { return call.request == kGetLevel; };
   if (std::ranges::none_of(healthy.trace, reads)) return;
-  const DescriptorsOfARun descriptors;
+  const DescriptorSweep descriptors;
   boardsim::Board board(family);
   StationLink station;
   start_anew();

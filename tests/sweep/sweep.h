@@ -12,10 +12,10 @@
 
 /// What is tried, and what came of it.
 struct Sweep {
-  unsigned long stride = 1;  ///< of the faults of one call on one node: one, and every so manieth behind it
-  bool short_form = false;   ///< less on boards that go through the same calls as one before
-  std::string only{};        ///< this fault only, "none" for none; empty: all of them
-  bool list = false;         ///< print what came of each fault
+  unsigned long stride = 1;       ///< of the faults of one call on one node: one, and every N-th after it
+  bool short_form = false;        ///< less on boards that go through the same calls as one before
+  std::string only{};             ///< this fault only, "none" for none; empty: all of them
+  bool list = false;              ///< print what came of each fault
   decltype(&run) run_one = &run;  ///< what runs a code
   unsigned long counted = 0, tried = 0, undecided = 0, failed = 0, cells = 0;
   std::set<std::size_t> met{};  ///< what runs are known by that went through other calls than those before

@@ -35,7 +35,7 @@ class Expectations {
  private:
   struct Named {
     std::string name;           ///< as the rows have it
-    unsigned count = 0;         ///< the how manieth of its name
+    unsigned count = 0;         ///< its number among the calls of its name, from 1
     bool is_looked_at = false;  ///< reads a line that the test looks at now, or asks which line that is
     bool is_high = false;       ///< reads a line that is high
   };

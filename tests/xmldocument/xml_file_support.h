@@ -3,29 +3,18 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 
+#include "tests/harness/own_directory.h"
 #include "tests/xmldocument/xml_edit_support.h"
 
 namespace xml_support {
 
 class XmlFileTest : public XmlEditTest {
  protected:
-  XmlFileTest() {
-    std::string name = std::filesystem::temp_directory_path() / "xml_file_test.XXXXXX";
-    if (mkdtemp(name.data()) != nullptr) folder_ = name;
-  }
-  ~XmlFileTest() override {
-    std::error_code ignored;
-    if (!folder_.empty()) std::filesystem::remove_all(folder_, ignored);
-  }
-  void SetUp() override { ASSERT_FALSE(folder_.empty()); }
-
-  std::string path(const std::string& name) const { return folder_ / name; }
+  std::string path(const std::string& name) const { return directory_.file(name); }
   void write_file(const std::string& name, const std::string& content) const {
     std::ofstream(path(name), std::ios::binary) << content;
   }
@@ -54,7 +43,7 @@ class XmlFileTest : public XmlEditTest {
   }
 
  private:
-  std::filesystem::path folder_;
+  const OwnDirectory directory_;
 };
 
 }  // namespace xml_support

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <regex>
 #include <sstream>
@@ -14,17 +13,12 @@
 #include <vector>
 
 #include "tests/boardsim/launcher/process.h"
+#include "tests/harness/own_directory.h"
 
 using Words = std::vector<std::string>;
 
 class LauncherTest : public testing::Test {
  protected:
-  LauncherTest()
-      : folder_(std::filesystem::temp_directory_path() / ("boardsim_test_" + std::to_string(getpid()))) {
-    std::filesystem::create_directories(folder_);
-  }
-  ~LauncherTest() override { std::filesystem::remove_all(folder_); }
-
   /// The launcher with these options and the probe program with this deed.
   static Words launch(const Words& options, const Words& deed) {
     Words command{BOARDSIM_PROGRAM};
@@ -44,7 +38,7 @@ class LauncherTest : public testing::Test {
     return "127." + std::to_string(50 + number) + "." + std::to_string(id / 256) + "." +
            std::to_string(id % 256);
   }
-  std::string file(const std::string& name) const { return folder_ / name; }
+  std::string file(const std::string& name) const { return directory_.file(name); }
   static std::string contents(const std::string& path) {
     std::ostringstream text;
     text << std::ifstream(path).rdbuf();
@@ -62,5 +56,5 @@ class LauncherTest : public testing::Test {
   }
 
  private:
-  std::filesystem::path folder_;
+  const OwnDirectory directory_;
 };

@@ -108,7 +108,7 @@ TEST_F(LauncherTest, AnUnknownRequestEndsTheProgramLoudly) {
 TEST_F(LauncherTest, AProgramCannotStartOthers) {
   Process process(launch({}, {"shell"}));
   EXPECT_EQ(process.wait(), 70);
-  EXPECT_EQ(process.err, "boardsim: system is nothing that a program may do on this board\n");
+  EXPECT_EQ(process.err, "boardsim: system of true is nothing that a program may do on this board\n");
 }
 
 TEST_F(LauncherTest, ARestartEndsTheProgramAndNotThePc) {
@@ -247,6 +247,42 @@ TEST_F(LauncherTest, AStateFolderServesOneBoardAtATime) {
   first.wait();
   Process third(launch({"--state", file("board")}, {"exit", "0"}));
   EXPECT_EQ(third.wait(), 0) << third.err;
+}
+
+TEST_F(LauncherTest, AStateFolderWhoseLabelCannotBeOpenedSaysWhy) {
+  std::filesystem::create_directories(file("board/board"));
+  Process process(launch({"--state", file("board")}, {"exit", "0"}));
+  EXPECT_EQ(process.wait(), 70);
+  EXPECT_EQ(process.err, "boardsim: " + file("board/board") + ": Is a directory\n");
+}
+
+TEST_F(LauncherTest, TheProgramsDescriptorsAreNumberedAsWithoutTheLauncher) {
+  Process alone({BOARDSIM_PROBE, "descriptor"});
+  EXPECT_EQ(alone.wait(), 0);
+  Process traced(launch({"--trace", file("trace")}, {"descriptor"}));
+  EXPECT_EQ(traced.wait(), 0);
+  EXPECT_EQ(program_output(traced), alone.out);
+  Process controlled(launch({"--pace", "stepped", "--control", file("control")}, {"later-descriptor"}));
+  boardsim::ControlClient control(file("control"));
+  EXPECT_THROW(control.advance(5s), std::runtime_error) << "the program ends then";
+  EXPECT_EQ(controlled.wait(), 0);
+  EXPECT_EQ(program_output(controlled), alone.out);
+}
+
+TEST_F(LauncherTest, AControlSocketThatCannotBeReachedSaysWhy) {
+  const auto error_at = [](const std::string& path) -> std::string {
+    try {
+      const boardsim::ControlClient control(path);
+    } catch (const std::runtime_error& error) {
+      return error.what();
+    }
+    return "";
+  };
+  const std::string plain = file("plain");
+  std::ofstream(plain) << "no folder";
+  EXPECT_EQ(error_at(plain + "/control"), "no board listens at " + plain + "/control: Not a directory");
+  const std::string long_path(108, 'x');
+  EXPECT_EQ(error_at(long_path), "the path of the control socket is too long: " + long_path);
 }
 
 TEST_F(LauncherTest, AHealthyBoardHasATimingFileAndNoOtherFiles) {

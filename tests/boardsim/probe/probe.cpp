@@ -185,6 +185,17 @@ int echo_on_uart() {
   return 0;
 }
 
+/// Prints the number of a descriptor, which is the lowest free one.
+int number_descriptor() {
+  std::printf("%d\n", open("/dev/null", O_RDWR));
+  return 0;
+}
+
+int number_later_descriptor() {
+  sleep(5);
+  return number_descriptor();
+}
+
 int wait_for_ever() {
   std::printf("waiting\n");
   pause();
@@ -206,6 +217,8 @@ const std::map<std::string, int (*)()> kDeeds{
     {"files", show_files},
     {"broken-pipe", break_pipe},
     {"uart", echo_on_uart},
+    {"descriptor", number_descriptor},
+    {"later-descriptor", number_later_descriptor},
     {"wait", wait_for_ever},
 };
 

@@ -1,4 +1,4 @@
-// The simulator's own end of what a program has open.
+// Descriptors of the simulator's own, out of the program's way.
 #pragma once
 
 namespace boardsim {
@@ -8,13 +8,13 @@ namespace boardsim {
 /// none that high, or when it is -1.
 int out_of_the_way(int fd);
 
-/// Owns such a descriptor: -1 when there is none.
-class FarEnd {
+/// Owns such a descriptor: -1 when there is none, with errno as whoever failed to make it left it.
+class OwnDescriptor {
  public:
-  explicit FarEnd(int fd = -1) : fd_(out_of_the_way(fd)) {}
-  ~FarEnd();
-  FarEnd(const FarEnd&) = delete;
-  FarEnd& operator=(const FarEnd&) = delete;
+  explicit OwnDescriptor(int fd = -1) : fd_(out_of_the_way(fd)) {}
+  ~OwnDescriptor();
+  OwnDescriptor(const OwnDescriptor&) = delete;
+  OwnDescriptor& operator=(const OwnDescriptor&) = delete;
 
   int get() const { return fd_; }
 

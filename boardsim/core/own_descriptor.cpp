@@ -1,5 +1,5 @@
-// The simulator's own end of what a program has open.
-#include "boardsim/core/far_end.h"
+// Descriptors of the simulator's own, out of the program's way.
+#include "boardsim/core/own_descriptor.h"
 
 #include "boardsim/core/real.h"
 
@@ -18,7 +18,7 @@ int out_of_the_way(int fd) {
   return moved;
 }
 
-FarEnd::~FarEnd() {
+OwnDescriptor::~OwnDescriptor() {
   if (fd_ >= 0) real::close(fd_);
 }
 

@@ -90,7 +90,6 @@ int Board::State::close(int fd) {
   return static_cast<int>(finish(std::move(call), subject, result, error));
 }
 
-/// The lock is held, but not while the read waits.
 Answer Board::State::read_node(std::unique_lock<std::mutex>& lock, int fd, void* buffer, std::size_t size) {
   std::optional<Time> deadline;
   for (const Time began = clock.now();;) {
@@ -107,7 +106,6 @@ Answer Board::State::read_node(std::unique_lock<std::mutex>& lock, int fd, void*
   }
 }
 
-/// The lock is held, but not while the time passes. 0, or the errno with which the call ends.
 int Board::State::pass_transfer(std::unique_lock<std::mutex>& lock, int fd, const Device* device) {
   const Time span = device->transfer_time();
   if (span == Time(0)) return 0;

@@ -1,4 +1,4 @@
-// Descriptors that a test leaves open, as some do by design, must not pile up over a million inputs.
+// Descriptors that a test leaves open, as some do by design, must not pile up over many runs in one process.
 #pragma once
 
 #include <fcntl.h>
@@ -20,7 +20,7 @@ class DescriptorSweep {
   DescriptorSweep& operator=(const DescriptorSweep&) = delete;
 
  private:
-  static constexpr int kMost = 128;  // an input opens a few dozen
+  static constexpr int kMost = 128;  // a run opens a few dozen, from the lowest free number on
 
   static bool is_open(int fd) { return fcntl(fd, F_GETFD) >= 0; }
 
