@@ -19,9 +19,11 @@ struct Holdings {
   int threads;
 };
 
-// The smallest block that can leak takes 32 bytes. The heap itself holds some hundred more or less, since it
-// gives a larger block than was asked for when no smaller one is at hand.
-constexpr double kLessThanABlock = 24;
+// The heap gives a larger block than was asked for when no smaller one is at hand, which makes some hundred
+// bytes of difference. The smallest block that can leak takes 32: one lost for each of the 70 stations that
+// never read, the fewest that are compared, is more than this; for each prompt or connection it is a hundred
+// times as much.
+constexpr double kSomeBytes = 2000;
 
 /// A span of time and the least that is held in it: how far a thread has come in its end, or with its prompt,
 /// makes a difference of some kilobytes from moment to moment.
@@ -36,8 +38,8 @@ class Least {
   std::optional<Holdings> least_;
 };
 
-/// Nothing was lost on any of the `occasions` between. To be the last of a test.
-void expect_same(const Least& late, const Least& early, int occasions) {
+/// To be the last of a test.
+void expect_same(const Least& late, const Least& early) {
   const Holdings& after = late.held();
   const Holdings& before = early.held();
   EXPECT_EQ(after.descriptors, before.descriptors);
@@ -45,8 +47,7 @@ void expect_same(const Least& late, const Least& early, int occasions) {
   ::testing::Test::RecordProperty("bytes_before", std::to_string(before.bytes));
   ::testing::Test::RecordProperty("bytes_after", std::to_string(after.bytes));
   if (after.bytes == 0) GTEST_SKIP() << "all but the memory was compared: a sanitizer's heap does not tell";
-  EXPECT_NEAR(static_cast<double>(after.bytes), static_cast<double>(before.bytes),
-              kLessThanABlock * occasions);
+  EXPECT_NEAR(static_cast<double>(after.bytes), static_cast<double>(before.bytes), kSomeBytes);
 }
 
 class HostileTest : public ServerTest {
@@ -78,7 +79,7 @@ TEST_F(HostileTest, ADayOfPromptsAndRequestsLeavesMemoryAndDescriptorsAsTheyWere
   every(1h, 1h, 23h, [&] {
     prompted += prompts(station);
     const Holdings now = holdings(&station);
-    // By noon every buffer has the size that it needs; from then on there are 720 prompts an hour.
+    // By noon every buffer has the size that it needs.
     if (elapsed() > 9h && elapsed() <= 12h) early.look(now);
     if (elapsed() > 20h) late.look(now);
   });
@@ -87,7 +88,7 @@ TEST_F(HostileTest, ADayOfPromptsAndRequestsLeavesMemoryAndDescriptorsAsTheyWere
   EXPECT_GE(prompted, 23 * 720);
   EXPECT_LE(prompted, 23 * 720 + 1);
   EXPECT_EQ(elapsed(), 24h + 1s);
-  expect_same(late, early, 8 * 720);
+  expect_same(late, early);
 }
 
 TEST_F(HostileTest, TenThousandConnectionsInARowLeaveMemoryAndDescriptorsAsTheyWere) {
@@ -117,7 +118,7 @@ TEST_F(HostileTest, TenThousandConnectionsInARowLeaveMemoryAndDescriptorsAsTheyW
   EXPECT_TRUE(station->closed_by_board());
   delete station;
   EXPECT_EQ(printed(kHeartbeatStarted), kConnections);
-  expect_same(late, early, kConnections / 2);
+  expect_same(late, early);
 }
 
 TEST_F(HostileTest, StationsThatNeverReadLoseTheirRepliesAfter100SecondsAndLeaveNothingBehind) {
@@ -144,7 +145,7 @@ TEST_F(HostileTest, StationsThatNeverReadLoseTheirRepliesAfter100SecondsAndLeave
   EXPECT_EQ(run_server(), -1);
   EXPECT_EQ(printed("T1_TESTCODE_TEMP"), kStations);
   EXPECT_EQ(elapsed(), 1000s * (kStations - 1) + 210s);
-  expect_same(late, early, kStations * 3 / 4);
+  expect_same(late, early);
 }
 
 TEST_F(HostileTest, AStationAfterOneThatNeverReadsIsServed) {
