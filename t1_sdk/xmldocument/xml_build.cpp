@@ -1,6 +1,4 @@
 // XML document: adding elements.
-#include <cstdio>
-
 #include "t1_sdk/xmldocument/xml_document.h"
 
 namespace {
@@ -8,16 +6,6 @@ namespace {
 // Bytes that the text of most elements, and of most messages, needs no more than: they are allocated once.
 constexpr std::size_t kUsualElement = 120;
 constexpr std::size_t kUsualText = 1000;
-
-int length_of(const std::string& text) {
-  return static_cast<int>(text.size());
-}
-
-std::string decimal(int number) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%d", number);
-  return text;
-}
 
 }  // namespace
 
@@ -30,7 +18,7 @@ bool XmlDocument::AddChildElem(const char* szName, const char* szData) {
 }
 
 bool XmlDocument::AddChildElem(const char* szName, int nValue) {
-  return x_AddElem(szName, decimal(nValue).c_str(), false, true);
+  return x_AddElem(szName, std::to_string(nValue).c_str(), false, true);
 }
 
 bool XmlDocument::InsertElem(const char* szName, const char* szData) {
@@ -42,7 +30,7 @@ bool XmlDocument::InsertChildElem(const char* szName, const char* szData) {
 }
 
 bool XmlDocument::InsertChildElem(const char* szName, int nValue) {
-  return x_AddElem(szName, decimal(nValue).c_str(), true, true);
+  return x_AddElem(szName, std::to_string(nValue).c_str(), true, true);
 }
 
 bool XmlDocument::x_AddElem(const char* szName, const char* szValue, bool bInsert, bool bAddChild) {
@@ -53,13 +41,13 @@ bool XmlDocument::x_AddElem(const char* szName, const char* szValue, bool bInser
   std::string& text = m_strNew;
   if (text.capacity() < kUsualElement) text.reserve(kUsualElement);
   text.assign("<").append(szName);
-  elem.nStartR = length_of(text);
+  elem.nStartR = x_Length(text);
   if (szValue != nullptr && *szValue != '\0') {
     text.append(">");
     x_AppendText(text, szValue, false);
-    elem.nEndL = length_of(text);
+    elem.nEndL = x_Length(text);
     text.append("</").append(szName);
-    elem.nEndR = length_of(text);
+    elem.nEndR = x_Length(text);
     text.append(">\r\n");
   } else {
     elem.nEndL = elem.nStartR++;
@@ -129,7 +117,7 @@ bool XmlDocument::x_PlaceForNew(bool bAddChild, int& iPosParent, int& iPosRel) {
 
 int XmlDocument::x_Splice(int iPosParent, int iPosRel, bool bInsert, std::string& text,
                           const ElemPos& shape) {
-  if (iPosParent == 0) x_Elem(0).nEndL = length_of(m_strDoc);  // a root goes behind all that is there
+  if (iPosParent == 0) x_Elem(0).nEndL = x_Length(m_strDoc);  // a root goes behind all that is there
   int nOffset = 0;
   x_LocateNew(iPosParent, iPosRel, nOffset, 0, bInsert ? 1 : 0);
 
@@ -161,11 +149,11 @@ int XmlDocument::x_Splice(int iPosParent, int iPosRel, bool bInsert, std::string
     before = ">\r\n";
     text.append("</").append(name);
     --parent.nStartR;
-    parent.nEndL = parent.nEndR - length_of(name) - 2;
+    parent.nEndL = parent.nEndR - x_Length(name) - 2;
   }
   if (!before.empty()) text.insert(0, before);
   x_DocChange(nLeft, nReplace, text);
-  x_Adjust(iPos, length_of(text) - nReplace, false);
+  x_Adjust(iPos, x_Length(text) - nReplace, false);
   return iPos;
 }
 

@@ -34,13 +34,16 @@ struct ElemPos {
   int iElemChild = 0;   ///< the first child
   int iElemNext = 0;    ///< the next sibling
 
-  /// Forgets all; whether it stands for `<a/>`; moves a tag by `n` bytes.
+  /// Forgets all.
   void Clear() { *this = ElemPos(); }
+  /// Whether the element stands as `<a/>`.
   bool IsEmptyElement() const { return nStartR == nEndL + 1; }
+  /// Moves the start tag by `n` bytes.
   void AdjustStart(int n) {
     nStartL += n;
     nStartR += n;
   }
+  /// Moves the end tag by `n` bytes.
   void AdjustEnd(int n) {
     nEndL += n;
     nEndR += n;
@@ -49,8 +52,9 @@ struct ElemPos {
 
 /// A cursor over the document text.
 struct TokenPos {
-  /// At the beginning of `text`, and back there.
+  /// At the beginning of `text`.
   explicit TokenPos(const char* text) : szDoc(text) {}
+  /// Back to the beginning.
   void Clear() { nL = nR = nNext = 0; }
   /// Whether the token is `szName`, up to its end or to one of " =/[" in it.
   bool Match(const char* szName) const;
@@ -183,9 +187,15 @@ class XmlDocument {
   int x_ParseStartTag(int iPosParent);
   bool x_ParseEndTag(int iPos);
   static int x_ParseNode(TokenPos& token);
+  /// The next token from nNext on: a word, one delimiter, or the inside of quotation marks, which ends with
+  /// the text when they do not close. False at the end of the text.
   static bool x_FindToken(TokenPos& token);
+  /// Moves `nChar` behind whitespace. False at the end of the text.
   static bool x_FindAny(const char* szDoc, int& nChar);
+  /// Moves `nChar` to the next `c`, or to the end of the text: false.
   static bool x_FindChar(const char* szDoc, int& nChar, char c);
+  /// The next sibling of `iPos`, without one the first child of `iPosParent`, that has the name, or any when
+  /// the name is null or empty. 0 when there is none.
   int x_FindElem(int iPosParent, int iPos, const char* szPath) const;
   int x_GetFreePos();
   int x_ReleasePos();
@@ -221,6 +231,7 @@ class XmlDocument {
   static void x_AppendText(std::string& strDoc, const char* szText, bool bAttrib);
   std::string x_TextFromDoc(int nLeft, int nRight) const;
 
+  static int x_Length(const std::string& strText) { return static_cast<int>(strText.size()); }
   ElemPos& x_Elem(int iPos) { return m_aPos[static_cast<std::size_t>(iPos)]; }
   const ElemPos& x_Elem(int iPos) const { return m_aPos[static_cast<std::size_t>(iPos)]; }
 

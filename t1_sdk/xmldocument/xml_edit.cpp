@@ -1,5 +1,4 @@
 // XML document: attributes, data, removal, saved positions, assignment.
-#include <cstdio>
 #include <cstring>
 
 #include "t1_sdk/xmldocument/xml_document.h"
@@ -8,10 +7,6 @@ namespace {
 
 constexpr char kCdataOpen[] = "<![CDATA[";
 constexpr char kCdataClose[] = "]]>";
-
-int length_of(const std::string& text) {
-  return static_cast<int>(text.size());
-}
 
 }  // namespace
 
@@ -68,7 +63,7 @@ bool XmlDocument::x_SetAttrib(int iPos, const char* szAttrib, const char* szValu
     nLeft = elem.nStartR - (elem.IsEmptyElement() ? 1 : 0);
     text = std::string(" ") + szAttrib + "=\"" + text + "\"";
   }
-  const int nShift = length_of(text) - nReplace;
+  const int nShift = x_Length(text) - nReplace;
   x_DocChange(nLeft, nReplace, text);
   elem.nStartR += nShift;
   elem.AdjustEnd(nShift);
@@ -89,9 +84,7 @@ bool XmlDocument::SetAttrib(const char* szAttrib, const char* szValue) {
 }
 
 bool XmlDocument::SetAttrib(const char* szAttrib, int nValue) {
-  char number[16];
-  std::snprintf(number, sizeof number, "%d", nValue);
-  return x_SetAttrib(m_iPos, szAttrib, number);
+  return x_SetAttrib(m_iPos, szAttrib, std::to_string(nValue).c_str());
 }
 
 bool XmlDocument::SetChildAttrib(const char* szAttrib, const char* szValue) {
@@ -99,9 +92,7 @@ bool XmlDocument::SetChildAttrib(const char* szAttrib, const char* szValue) {
 }
 
 bool XmlDocument::SetChildAttrib(const char* szAttrib, int nValue) {
-  char number[16];
-  std::snprintf(number, sizeof number, "%d", nValue);
-  return x_SetAttrib(m_iPosChild, szAttrib, number);
+  return x_SetAttrib(m_iPosChild, szAttrib, std::to_string(nValue).c_str());
 }
 
 std::string XmlDocument::GetAttribName(int n) const {
@@ -135,12 +126,12 @@ bool XmlDocument::x_SetData(int iPos, const char* szData, int nCDATA) {
     text = ">" + text + "</" + name;
     x_DocChange(elem.nEndL, 1, text);
     --elem.nStartR;
-    elem.nEndR += length_of(text) - 1;
-    elem.nEndL = elem.nEndR - length_of(name) - 2;
+    elem.nEndR += x_Length(text) - 1;
+    elem.nEndL = elem.nEndR - x_Length(name) - 2;
   } else {
     const int nLength = elem.nEndL - elem.nStartR - 1;
     x_DocChange(elem.nStartR + 1, nLength, text);
-    elem.AdjustEnd(length_of(text) - nLength);
+    elem.AdjustEnd(x_Length(text) - nLength);
   }
   x_Adjust(iPos, elem.nEndR - nOldEnd, false);
   return true;

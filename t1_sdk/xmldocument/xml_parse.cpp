@@ -51,7 +51,7 @@ const char* usual_end_tag(const char* start, const char* end) {
   if (end[0] != '<' || end[1] != '/') return nullptr;
   ++start;
   end += 2;
-  if (is_delimiter(*start) || is_quote(*start)) return nullptr;
+  if (is_delimiter(*start)) return nullptr;
   while (*start == *end && !is_delimiter(*start)) {
     ++start;
     ++end;
