@@ -3,6 +3,7 @@
 # is installed: a second architecture would concern every later update of this machine.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. scripts/prepare.sh
 packages=(
   libc6 libgcc-s1 libstdc++6 # to run with, the conversion of GBK among them
   libgtest-dev libgmock-dev libpugixml-dev libpugixml1v5 libcli11-dev nlohmann-json3-dev
@@ -20,16 +21,20 @@ apt_get() {
     -o APT::Architecture=armhf -o APT::Architectures=armhf "$@"
 }
 
-cd "$folder"
+fetch() {
+  cd "$folder" || return
+  apt_get update || true # one list that a mirror lacks for this architecture is no harm when the others have the packages
+  apt_get download "${packages[@]}"
+}
+
 echo "Fetching for ARM: ${packages[*]}" >&2
-# One list that a mirror lacks for this architecture is no harm when the others have the packages.
-if ! { apt_get update || true; apt_get download "${packages[@]}"; } >"$apt/log" 2>&1; then
-  tail -n 5 "$apt/log" >&2
-  echo "apt-get could not fetch them (whole output: build/arm-libraries/apt/log)" >&2
-  exit 3
+if ! kept build/arm-libraries.log "Fetching for ARM" fetch; then
+  tail -n 5 build/arm-libraries.log >&2
+  die 3 "apt-get could not fetch them (whole output: build/arm-libraries.log)"
 fi
+cd "$folder"
 for package in *.deb; do
   dpkg-deb --extract "$package" .
 done
-rm -rf -- *.deb "$apt/state" "$apt/cache"
+rm -rf -- *.deb "$apt"
 touch complete

@@ -1,4 +1,5 @@
 # Sourced by ./run, ./test and the other commands beside them: what a fresh Debian 12 machine needs, and the build of one preset.
+# shellcheck shell=bash
 
 # Command or header that shows it, and the Debian package that brings it.
 needed=(
@@ -8,47 +9,140 @@ needed=(
   "/usr/include/gmock/gmock.h libgmock-dev"
 )
 
-install_packages() {
-  local -a missing=()
+# die STATUS TEXT: one clear line, and the end.
+die() {
+  echo "./${0##*/}: $2" >&2
+  exit "$1"
+}
+
+# writable FILE: ends the command when nothing can be written there. A redirection that fails would not: behind
+# `if !` the shell takes a command that it never ran for one that went well.
+writable() {
+  local reason
+  reason=$({ : >>"$1"; } 2>&1) ||
+    die 3 "nothing can be built: ${reason##*"$1": } ($1; build/ belongs to $(stat -c %U build 2>/dev/null || echo nobody))"
+}
+
+# follow LOG TITLE [HIDDEN]: keeps standard input in a file and shows on standard error how far it is. With HIDDEN,
+# lines that do not match this pattern go to standard output too. Fails when it cannot keep or show them.
+follow() {
+  local log=$1 title=$2 hidden=${3-} line='' part='' done='' all='' packages=0 begun=$SECONDS shown=$SECONDS pause=15 fd
+  local -i status=0 drawn=0
+  exec {fd}>"$log" || return 1
+  [ ! -t 2 ] || pause=1
+  while true; do
+    status=0
+    IFS= read -r -t 1 part || status=$?
+    line+=$part
+    if [ "$status" -eq 0 ]; then
+      printf '%s\n' "$line" >&"$fd" || return 1
+      if [[ $line =~ ^\[([0-9]+)/([0-9]+)\] || $line =~ ^\ *([0-9]+)/([0-9]+)\ Test ]]; then
+        done=${BASH_REMATCH[1]} all=${BASH_REMATCH[2]}
+      elif [[ $line =~ ^[0-9]+\ upgraded,\ ([0-9]+)\ newly ]]; then
+        all=${BASH_REMATCH[1]}
+      elif [[ $line == "Setting up "* ]]; then
+        packages=$((packages + 1)) done=$packages
+      fi
+      if [ -n "$hidden" ] && ! [[ $line =~ $hidden ]]; then
+        [ "$drawn" -eq 0 ] || printf '\r\e[K' >&2
+        drawn=0
+        printf '%s\n' "$line" || return 1
+      fi
+      line=
+    fi
+    if [ $((SECONDS - shown)) -ge "$pause" ]; then
+      shown=$SECONDS
+      if [ -t 2 ]; then
+        printf '\r%s: %s%d s \e[K' "$title" "${done:+$done of ${all:-?}, }" $((SECONDS - begun)) >&2
+        drawn=1
+      else
+        echo "$title: ${done:+$done of ${all:-?}, }$((SECONDS - begun)) s" >&2
+      fi
+    fi
+    [ "$status" -ne 1 ] || break # the end; above 128 nothing came within a second
+  done
+  [ "$drawn" -eq 0 ] || printf '\r%s: %d s \e[K\n' "$title" $((SECONDS - begun)) >&2
+  [ -z "$line" ] || printf '%s\n' "$line" >&"$fd" || return 1
+  [ -z "$line" ] || [ -z "$hidden" ] || printf '%s\n' "$line"
+}
+
+# kept LOG TITLE COMMAND ...: the command's own status, its output in a file; ends when the file cannot be written.
+kept() {
+  local log=$1 title=$2
+  local -a ends=(0 0)
+  shift 2
+  writable "$log"
+  "$@" </dev/null 2>&1 | follow "$log" "$title" || ends=("${PIPESTATUS[@]}")
+  [ "${ends[1]}" -eq 0 ] || die 3 "$log cannot be written: is the disk full?"
+  return "${ends[0]}"
+}
+
+# alone COMMAND ...: one command at a time builds in this folder; the next one waits for it.
+alone() {
+  local fd
+  local -i ended=0
+  writable build/lock
+  exec {fd}>>build/lock
+  if ! flock -n "$fd"; then
+    echo "Another command is building in this folder; waiting for it ..." >&2
+    flock "$fd"
+  fi
+  "$@" {fd}>&- || ended=$?
+  exec {fd}>&-
+  return "$ended"
+}
+
+# The packages of `needed` that are not there.
+missing_packages() {
   local row thing package
   for row in "${needed[@]}"; do
     read -r thing package <<<"$row"
     case $thing in
-      /*) [ -e "$thing" ] || missing+=("$package") ;;
-      *) command -v "$thing" >/dev/null 2>&1 || missing+=("$package") ;;
+      /*) [ -e "$thing" ] || echo "$package" ;;
+      *) command -v "$thing" >/dev/null 2>&1 || echo "$package" ;;
     esac
-  done
-  [ ${#missing[@]} -gt 0 ] || return 0
-  local -a as_root=()
-  if [ "$(id -u)" -ne 0 ]; then
-    if sudo -n true 2>/dev/null; then
-      as_root=(sudo -n)
-    else
-      echo "These packages are missing, and only root may install them:" >&2
-      echo "  apt-get install ${missing[*]}" >&2
-      exit 3
-    fi
-  fi
-  echo "Installing: ${missing[*]}" >&2
-  if ! { "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -q &&
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -qy --no-install-recommends "${missing[@]}"; } \
-    >build/install.log 2>&1; then
-    tail -n 5 build/install.log >&2
-    echo "apt-get could not install: ${missing[*]} (whole output: build/install.log)" >&2
-    exit 3
-  fi
+  done | sort -u
 }
 
-# build_preset NAME [TARGET...]: quiet when all is well, the compiler's words when not.
+install_packages() {
+  local -a missing as_root=()
+  mapfile -t missing < <(missing_packages)
+  [ ${#missing[@]} -gt 0 ] || return 0
+  if [ "$(id -u)" -ne 0 ]; then
+    as_root=(sudo -n)
+    sudo -n true 2>/dev/null ||
+      die 3 "packages are missing, and only root may install them: apt-get install ${missing[*]}"
+  fi
+  echo "Installing: ${missing[*]}" >&2
+  alone kept build/install.log "Installing" get_packages && return
+  tail -n 5 build/install.log >&2
+  die 3 "apt-get could not install ${missing[*]} (whole output: build/install.log)"
+}
+
+# Reads `missing` and `as_root` of install_packages.
+get_packages() {
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -q &&
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -qy --no-install-recommends "${missing[@]}"
+}
+
+# build_preset NAME [TARGET...]: says how far it is; the compiler's words when it fails.
 build_preset() {
   local preset=$1 log="build/$1.log"
   shift
-  local -a targets=()
-  [ $# -eq 0 ] || targets=(--target "$@")
   echo "Building ($preset) ..." >&2
-  if ! { cmake --preset "$preset" && cmake --build --preset "$preset" "${targets[@]}"; } >"$log" 2>&1; then
-    grep -E -A 12 "error|FAILED" "$log" | head -n 60 >&2 || true
-    echo "The build failed; its whole output is in $log" >&2
-    exit 3
+  alone kept "$log" "Building ($preset)" configure_and_build "$@" && return
+  grep -E -A 12 "error|FAILED" "$log" | head -n 60 >&2 || true
+  die 3 "the build failed; its whole output is in $log"
+}
+
+# Reads `preset` of build_preset.
+configure_and_build() {
+  cmake --preset "$preset" || return
+  if [ $# -eq 0 ]; then
+    cmake --build --preset "$preset"
+  else
+    cmake --build --preset "$preset" --target "$@"
   fi
 }
+
+[ -d build ] || mkdir build || die 3 "nothing can be built: there is no folder build/, and none can be made"

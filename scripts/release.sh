@@ -1,35 +1,65 @@
 #!/usr/bin/env bash
-# Packs the static program of one architecture as an archive for boards. Called by ./build-arm --release:
-#   scripts/release.sh ARCHITECTURE COMPILER     for example armhf arm-linux-gnueabihf
+# Packs an archive of what was built, called by ./build-arm --release:
+#   scripts/release.sh board ARCHITECTURE COMPILER   the static program for boards: armhf arm-linux-gnueabihf
+#   scripts/release.sh station                       the station client for PCs like this one
 set -euo pipefail
 cd "$(dirname "$0")/.."
-architecture=$1
-compiler=$2
+. scripts/prepare.sh
 
-version=$(git describe --always --dirty --tags) || {
-  echo "scripts/release.sh: the version comes from git, and this folder is no clone" >&2
-  exit 1
-}
+version=$(git describe --always --dirty --tags) || die 3 "the version comes from git, and this folder is no clone"
 time=$(git log -1 --format=%ct)
-name=boardtest-$version-$architecture
+
+# A document for an archive, which has none of those that it links to.
+document() {
+  sed -E 's/\[([^]]+)\]\([^)]+\.md\)/\1/g' "$1" >"$folder/${1##*/}"
+}
+
+board() {
+  local architecture=$1 compiler=$2
+  install -m 755 "build/$architecture-static/t1_sdk/boardtest" packaging/boardtest.init "$folder"
+  install -m 644 packaging/inittab packaging/boardtest.service "$folder"
+  document docs/installing.md
+  install -m 644 packaging/licences.md "$folder/licences/README.md"
+  install -m 644 "/usr/share/doc/libc6-dev-$architecture-cross/copyright" "$folder/licences/glibc.copyright"
+  install -m 644 "/usr/share/doc/gcc-12-$compiler-base/copyright" "$folder/licences/gcc.copyright"
+  install -m 644 /usr/share/common-licenses/{LGPL-2.1,GPL-2,GPL-3} "$folder/licences"
+  dpkg-query -W -f '${Package} ${Version}\n' "libc6-dev-$architecture-cross" "libstdc++-12-dev-$architecture-cross" \
+    "libgcc-12-dev-$architecture-cross" >"$folder/licences/versions"
+}
+
+# The Debian packages that bring the libraries of a program, each with the version that it was linked with.
+packages_of() {
+  objdump -p "$1" | awk '$1 == "NEEDED" { print $2 }' | while read -r library; do
+    dpkg-query -S "*/$library" | sed -n "s/:$(dpkg --print-architecture): .*//p"
+  done | sort -u | xargs dpkg-query -W -f '${Package} ${Version}\n'
+}
+
+station() {
+  install -m 755 build/release/station/t1station "$folder"
+  strip "$folder/t1station"
+  document docs/installing-station.md
+  packages_of "$folder/t1station" >"$folder/NEEDS"
+  local package
+  for package in libcli11-dev nlohmann-json3-dev; do # their headers are compiled in
+    install -m 644 "/usr/share/doc/$package/copyright" "$folder/licences/$package.copyright"
+  done
+}
+
+kind=$1
+shift
+case $kind in
+  board) name=boardtest-$version-$1 ;;
+  station) name=boardtest-station-$version-$(dpkg --print-architecture) ;;
+  *) die 64 "there is no archive '$kind'" ;;
+esac
 folder=build/$name
 archive=build/$name.tar.gz
-
 rm -rf "$folder"
 mkdir -p "$folder/licences"
-install -m 755 "build/$architecture-static/t1_sdk/boardtest" packaging/boardtest.init "$folder"
-install -m 644 packaging/inittab packaging/boardtest.service docs/installing.md "$folder"
-sed -i -E 's/\[([^]]+)\]\([^)]+\.md\)/\1/g' "$folder/installing.md" # the archive has none of the linked documents
 echo "$version" >"$folder/VERSION"
+"$kind" "$@"
 
-install -m 644 packaging/licences.md "$folder/licences/README.md"
-install -m 644 "/usr/share/doc/libc6-dev-$architecture-cross/copyright" "$folder/licences/glibc.copyright"
-install -m 644 "/usr/share/doc/gcc-12-$compiler-base/copyright" "$folder/licences/gcc.copyright"
-install -m 644 /usr/share/common-licenses/{LGPL-2.1,GPL-2,GPL-3} "$folder/licences"
-dpkg-query -W -f '${Package} ${Version}\n' "libc6-dev-$architecture-cross" "libstdc++-12-dev-$architecture-cross" \
-  "libgcc-12-dev-$architecture-cross" >"$folder/licences/versions"
-
-# `sha256sum -c SHA256SUMS` on the board tells whether everything arrived as it was packed.
+# `sha256sum -c SHA256SUMS` tells whether everything arrived as it was packed.
 sums=$(cd "$folder" && find . -type f -printf '%P\n' | LC_ALL=C sort | xargs sha256sum)
 echo "$sums" >"$folder/SHA256SUMS"
 tar --create --directory build --sort=name --owner=0 --group=0 --numeric-owner --mtime="@$time" "$name" |

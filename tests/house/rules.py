@@ -17,7 +17,7 @@ import sources
 
 RULES = {rule.__name__: rule for rule in (
     includes.directions, includes.program_headers, includes.unused_files, sources.first_lines, sources.lengths,
-    sources.real_time, sources.words, sources.formatting, documents.links, documents.paths, documents.options,
+    sources.real_time, sources.words, sources.formatting, sources.shell, documents.links, documents.paths, documents.options,
     documents.api_reference, libc_calls.libc_calls)}
 
 

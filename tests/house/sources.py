@@ -72,3 +72,20 @@ def formatting(complain):
     for line in subprocess.run(command, cwd=tree.ROOT, capture_output=True, text=True).stderr.splitlines():
         if match := re.match(r"(.+?):(\d+):\d+: error: ", line):
             complain(match[1], match[2], "not as clang-format writes it (clang-format -i FILE)")
+
+
+def shell(complain):
+    """shellcheck has nothing to say of a shell script, and none takes a command that never ran for one that went well."""
+    scripts = [path for path in tree.files()
+               if re.search(r"^#!.*\b(ba)?sh\b|^# shellcheck shell=", "\n".join(tree.text(path).splitlines()[:2]), re.M)]
+    for path in scripts:
+        for number, line in tree.lines(path):
+            if re.search(r"\b(if|while|until) ! [{(]", line):
+                complain(path, number, "when a redirection behind this fails, the shell takes it for success")
+    if shutil.which("shellcheck") is None:
+        return "shellcheck is not installed (Debian package shellcheck)"
+    command = ["shellcheck", "--external-sources", "--severity=warning", "--format=gcc", *scripts]
+    for line in subprocess.run(command, cwd=tree.ROOT, capture_output=True, text=True).stdout.splitlines():
+        if match := re.match(r"(.+?):(\d+):\d+: (.*)", line):
+            complain(match[1], match[2], match[3])
+    return None
