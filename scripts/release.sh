@@ -57,6 +57,7 @@ archive=build/$name.tar.gz
 rm -rf "$folder"
 mkdir -p "$folder/licences"
 echo "$version" >"$folder/VERSION"
+install -m 644 LICENSE "$folder"
 "$kind" "$@"
 
 # `sha256sum -c SHA256SUMS` tells whether everything arrived as it was packed.

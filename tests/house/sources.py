@@ -20,7 +20,8 @@ def first_lines(complain):
         if path.endswith(".h") and "#pragma once" not in start[:12]:
             complain(path, 1, "a header without #pragma once behind its first comment")
     scripts = tree.files(*SCRIPTS)
-    for path in scripts + [path for path in tree.files() if "." not in path.rpartition("/")[2] and path not in scripts]:
+    others = [path for path in tree.files() if "." not in path.rpartition("/")[2] and path not in (*scripts, "LICENSE")]
+    for path in scripts + others:
         start = [line for line in tree.text(path).splitlines()[:2] if not line.startswith("#!")]
         if not start or not re.match(r'# \w|"""\w', start[0]):
             complain(path, 1, "the first line does not say what the file is for")
@@ -50,18 +51,22 @@ def real_time(complain):
                     complain(path, number, "a test that sleeps")
 
 
-def words(complain):
-    """Sources speak of boards and stations, not of the papers or the machine that they were written on."""
+def foreign_words(line):
+    """What of a line speaks of the papers or the machine that it was written on."""
     papers = ("spec", "specification", "specified in", r"part [0-9]+", r"issue #?[0-9]+")
     refused = re.compile(r"\b(" + "|".join(papers[:2]) + r")s?\b|\b(" + "|".join(papers[2:]) + r")\b", re.I)
     machine = re.compile(r"(?<![\w./])/" + r"(work|root|home)/\w")
+    return [found[0] for found in (refused.search(line), machine.search(line)) if found]
+
+
+def words(complain):
+    """Sources speak of boards and stations, not of the papers or the machine that they were written on."""
     for path in tree.files():
         if path == "tests/house/sources.py":
             continue
         for number, line in tree.lines(path):
-            for found in (refused.search(line), machine.search(line)):
-                if found:
-                    complain(path, number, f'"{found[0]}" says nothing to a reader who has the project only')
+            for word in foreign_words(line):
+                complain(path, number, f'"{word}" says nothing to a reader who has the project only')
 
 
 def formatting(complain):
