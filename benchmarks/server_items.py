@@ -45,7 +45,8 @@ def requests(build):
         output = subprocess.run(command, stdout=subprocess.PIPE, check=True, text=True).stdout
     ours, bare, printing = zip(*(map(int, line.split()) for line in output.splitlines()))
     rows = []
-    for against, floor, goal in (("echo server", bare, 1.15), ("echo server, same console lines", printing, 1.15)):
+    # The console lines are part of the program's product: the bare server is for information.
+    for against, floor, goal in (("echo server", bare, None), ("echo server, same console lines", printing, 1.15)):
         rows.append(table.Row("Request, median", table.ratio(ours, floor), against, goal))
         rows.append(table.Row("Request, 99th percentile", table.percentile(ours, 99) / table.percentile(floor, 99),
                               against, goal))

@@ -1,4 +1,4 @@
-// The speeds that the storage tests print, and those of a bare loop that moves the same blocks.
+// The speeds that the storage tests print, and those of a bare loop that moves and compares the same blocks.
 //
 // storage_speed ROUNDS FILE: calls the program's own measurement and the loop in turn, no simulated board in
 // between. Prints a row a round on standard error: MB a second written and read by the program, then by the
@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
 
 #include "t1_sdk/boardtest/comm/storage_speed.h"
@@ -29,19 +30,21 @@ double speed_since(Clock::time_point start) {
   std::exit(1);
 }
 
-/// Writes the blocks and reads them back, and does nothing else.
+/// Writes the blocks, reads them back and compares each once, and does nothing else.
 StorageResult bare_loop(int fd) {
-  std::vector<char> block(kBlock, 'x');
+  const std::vector<char> written(kBlock, 'x');
+  std::vector<char> block(kBlock);
   StorageResult result{};
   Clock::time_point start = Clock::now();
   for (int i = 0; i < kBlocks; ++i) {
-    if (write(fd, block.data(), kBlock) != kBlock) fail("write");
+    if (write(fd, written.data(), kBlock) != kBlock) fail("write");
   }
   result.write_speed = speed_since(start);
   lseek(fd, 0, SEEK_SET);
   start = Clock::now();
   for (int i = 0; i < kBlocks; ++i) {
     if (read(fd, block.data(), kBlock) != kBlock) fail("read");
+    if (std::memcmp(block.data(), written.data(), kBlock) != 0) fail("other bytes than were written");
   }
   result.read_speed = speed_since(start);
   return result;
