@@ -7,6 +7,8 @@
 
 namespace boardsim {
 
+inline constexpr std::uint32_t kKBoards[] = {0x960B, 0x9B05, 0x960F, 0x960E, 0x9B08, 0x9B09, 0x9B0A, 0x970F,
+                                             0x9715, 0x9713, 0x9614, 0x9615, 0x9716, 0x9725, 0x9726};
 inline constexpr std::uint32_t k65xxBoards[] = {0x9C0A};
 inline constexpr std::uint32_t kMaBoards[] = {0xA6001, 0xA6002, 0xA6003, 0xA6004};
 /// The boards with an alarm driver and an iris driver of their own: 68xx, and RKD as its relative.

@@ -3,9 +3,12 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "boardsim/core/fault_forms.h"
 
 namespace boardsim {
 
@@ -16,20 +19,31 @@ struct FaultyCall {
   std::optional<std::size_t> at_most{};  ///< number of bytes that it moves at most
 };
 
+/// A system call that can be made to fail.
+struct FaultyCallKind {
+  std::string_view name;     ///< as faults call it
+  bool on_node;              ///< a fault names the node or path
+  bool with_bytes;           ///< "short BYTES": it can move fewer
+  bool with_result;          ///< "result N": it can return a number without having done anything
+  std::string_view meaning;  ///< a line for a reader
+  /// "open NODE [#N[+]] [ERRNO]"
+  std::string words() const;
+};
+
 /// The call faults that lie over a board. Guarded by the board's lock.
 class CallFaults {
  public:
   /// Takes "open NODE #2+ EBUSY" and the like. False when the first word names no call; throws
   /// std::invalid_argument when it does but the rest is not understood. Does not know which nodes there are.
-  bool add(const std::vector<std::string_view>& words);
+  bool add(const FaultWords& words);
   void clear() { faults_.clear(); }
 
   /// Counts one call and tells what becomes of it; nothing when it goes well.
   std::optional<FaultyCall> meet(std::string_view call, std::string_view node = {},
                                  std::uint32_t request = 0);
 
-  /// The forms that add() takes, for a message.
-  static std::string_view help();
+  /// All calls that add() takes.
+  static std::span<const FaultyCallKind> kinds();
 
  private:
   struct Fault {

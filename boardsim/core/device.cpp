@@ -31,8 +31,8 @@ mode_t Device::mode() const {
   return S_IFCHR | 0600;
 }
 
-bool Device::fault(const std::vector<std::string_view>& /*words*/) {
-  return false;
+FaultForms Device::fault_forms() {
+  return {};
 }
 
 }  // namespace boardsim

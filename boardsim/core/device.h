@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "boardsim/board.h"
+#include "boardsim/core/fault_forms.h"
 
 namespace boardsim {
 
@@ -65,9 +66,8 @@ class Device {
   virtual off64_t size() const { return 0; }
   /// The errno with which every call on the node fails now, 0 when none does.
   virtual int dead() const { return 0; }
-  /// Lays a fault in the device's own words over it. False when the words are not its own;
-  /// throws std::invalid_argument when they are but make no sense.
-  virtual bool fault(const std::vector<std::string_view>& words);
+  /// The faults that can be laid over the device, in its own words.
+  virtual FaultForms fault_forms();
   /// Takes its own faults away.
   virtual void clear_faults() {}
 };

@@ -23,6 +23,10 @@ std::vector<std::string_view> split(std::string_view text) {
   }
 }
 
+bool is_call(std::string_view word) {
+  return std::ranges::find(CallFaults::kinds(), word, &FaultyCallKind::name) != CallFaults::kinds().end();
+}
+
 }  // namespace
 
 Board::State::State(const Family& family, Pace pace, double speed)
@@ -81,23 +85,43 @@ int Board::State::refuse(std::string_view call) {
   return static_cast<int>(finish(begin(call, ""), Subject::hardware, -1, EPERM));
 }
 
+FaultForms Board::State::fault_forms() {
+  FaultForms forms{{"interface NAME ADDRESS|none",
+                    "a network interface has this IPv4 address, or none",
+                    {text("NAME"), text("ADDRESS|none")},
+                    [this](const FaultArguments& given) {
+                      const std::string address(given.word(1) == "none" ? "" : given.word(1));
+                      if (!address.empty()) check_address(address);
+                      interface_faults.insert_or_assign(std::string(given.word(0)), address);
+                    }}};
+  for (FaultForm& form : devices.fault_forms()) forms.push_back(std::move(form));
+  return forms;
+}
+
 void Board::State::fault(std::string_view text) {
   const std::lock_guard lock(mutex);
-  const auto words = split(text);
-  if (words.size() == 3 && words[0] == "interface") {
-    const std::string address(words[2] == "none" ? "" : words[2]);
-    if (!address.empty()) check_address(address);
-    interface_faults.insert_or_assign(std::string(words[1]), address);
-    return;
-  }
-  if (words.size() > 1 && words[1].starts_with('/') && !devices.can_have(words[1])) {
+  const FaultWords words = split(text);
+  if (words.size() > 1 && words[1].starts_with('/') && !devices.can_have(words[1]) && is_call(words[0])) {
     throw std::invalid_argument("fault: the board has no " + std::string(words[1]) + "; it has " +
                                 devices.paths());
   }
-  if (call_faults.add(words) || (!words.empty() && devices.fault(words))) return;
+  const FaultForms forms = fault_forms();
+  if (call_faults.add(words) || lay_fault(forms, words)) return;
+  std::string known;
+  for (const FaultyCallKind& kind : CallFaults::kinds()) known.append(kind.words()).append(", ");
+  for (const FaultForm& form : forms) known.append(form.words()).append(", ");
   throw std::invalid_argument("fault: \"" + std::string(text) + "\" is not understood; known are " +
-                              std::string(CallFaults::help()) + "; interface NAME ADDRESS|none, " +
-                              std::string(Devices::fault_help()));
+                              known.substr(0, known.size() - 2));
+}
+
+std::vector<FaultLine> Board::State::fault_list() {
+  const std::lock_guard lock(mutex);
+  std::vector<FaultLine> lines;
+  for (const FaultyCallKind& kind : CallFaults::kinds())
+    lines.push_back({kind.words(), "", std::string(kind.meaning)});
+  for (const FaultForm& form : fault_forms())
+    lines.push_back({form.words(), form.possible(), form.meaning()});
+  return lines;
 }
 
 void Board::State::clear_faults() {

@@ -118,6 +118,10 @@ struct Board::State {
   /// A call that no board's program makes: reported, never performed. Returns -1 with EPERM.
   int refuse(std::string_view call);
   void fault(std::string_view text);
+  /// The lock is held. The faults of interfaces and devices.
+  FaultForms fault_forms();
+  /// All faults, those of calls too.
+  std::vector<FaultLine> fault_list();
   void clear_faults();
   /// Counts a thread creation: 0, or the errno with which it fails.
   int thread_error();

@@ -146,10 +146,20 @@ std::string Devices::paths() const {
   return text.append("/devinfo/..., /mnt/..., /proc/debug/tempN");
 }
 
-bool Devices::fault(const std::vector<std::string_view>& words) {
-  const auto takes = [&](const Node& node) { return node.device->fault(words); };
-  return std::ranges::any_of(nodes_, takes) || sensors.fault(words) || ir_filter.fault(words) ||
-         application.fault(words) || bench.fault(words) || rs485.fault(words);
+FaultForms Devices::fault_forms() {
+  FaultForms all;
+  const auto add = [&all](FaultForms forms) {
+    for (FaultForm& form : forms) all.push_back(std::move(form));
+  };
+  for (const Node& node : nodes_) add(node.device->fault_forms());
+  add(uart_fault_forms(uarts));
+  add(medium_fault_forms(mounts.media));
+  add(sensors.fault_forms());
+  add(ir_filter.fault_forms());
+  add(application.fault_forms());
+  add(bench.fault_forms());
+  add(rs485.fault_forms());
+  return all;
 }
 
 void Devices::clear_faults() {
@@ -159,20 +169,6 @@ void Devices::clear_faults() {
   application.clear_faults();
   bench.clear_faults();
   rs485.clear_faults();
-}
-
-std::string_view Devices::fault_help() {
-  return "gpio N stuck high|low, fpga|afe|stm8 ADDRESS stuck VALUE, rtc stopped, rtc seconds N..., "
-         "sensors none, sensor N none|directory|unreadable, sensor N text WORDS..., "
-         "flash|emmc cut N, flash cut erase [N], "
-         "record dead-pixels|flat-field|timing|vsub none|magic|checksum, "
-         "motor rejects move N[+], home switch never, limit switch never|always, focus motor stuck, "
-         "focus motor rejects step N[+], medium NODE absent|read-only|full [MB]|wrong OFFSET...|slow MS|"
-         "pulled write N|pulled read N|short BYTES, uart N [driver] dead, "
-         "app refused|silent|slow SECONDS|short|closes, input NAME stuck high|low, "
-         "output NAME dead|closed|open, wire NAME cut, short NAME NAME|GND, jig NAME|auto, "
-         "rs485 N M open, rs485 N flips|loses K..., rs485 N late MS, rs485 partner silent|wrong, "
-         "rs485 fixture NAME|auto";
 }
 
 }  // namespace boardsim

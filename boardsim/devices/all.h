@@ -88,13 +88,10 @@ struct Devices {
   /// The substrate-voltage code that the hardware was given last.
   std::uint32_t vsub() const { return vsub_; }
 
-  /// Offers the words of a fault to each device in turn. False when none takes them; throws
-  /// std::invalid_argument when one knows the first word but not the rest.
-  bool fault(const std::vector<std::string_view>& words);
+  /// The faults of all devices and of what hangs on them.
+  FaultForms fault_forms();
   /// Takes every device's faults away.
   void clear_faults();
-  /// The faults that fault() takes, one line for a message: "rtc stopped, rtc seconds N..., ...".
-  static std::string_view fault_help();
 
  private:
   /// What hangs on a GPIO line, if anything.

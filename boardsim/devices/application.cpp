@@ -11,7 +11,6 @@
 
 #include "boardsim/core/own_descriptor.h"
 #include "boardsim/core/real.h"
-#include "boardsim/devices/fault_words.h"
 #include "boardsim/devices/records.h"
 
 namespace boardsim {
@@ -213,22 +212,19 @@ void Application::set_answer(std::uint32_t command, std::vector<Board::AppReply>
   scripts_.insert_or_assign(command, Answer{std::move(replies), closes});
 }
 
-bool Application::fault(const std::vector<std::string_view>& words) {
-  if (words.empty() || words[0] != "app") return false;
-  const std::string_view what = words.size() > 1 ? words[1] : "";
-  if (what == "slow" && words.size() == 3) {
-    faults_.later = std::chrono::seconds(fault_number(words[2]));
-    return true;
-  }
-  bool* const flag = what == "refused"  ? &faults_.refused
-                     : what == "silent" ? &faults_.silent
-                     : what == "short"  ? &faults_.cut
-                     : what == "closes" ? &faults_.closes
-                                        : nullptr;
-  if (flag == nullptr || words.size() != 2)
-    refuse_fault(words, "app refused|silent|slow SECONDS|short|closes");
-  *flag = true;
-  return true;
+FaultForms Application::fault_forms() {
+  const auto flag = [this](bool Faults::*which) {
+    return [this, which](const FaultArguments&) { faults_.*which = true; };
+  };
+  return {
+      {"app refused", "connecting to the application fails with ECONNREFUSED", {}, flag(&Faults::refused)},
+      {"app silent", "it accepts and reads, and neither replies nor closes", {}, flag(&Faults::silent)},
+      {"app slow SECONDS",
+       "every reply comes so much later",
+       {number("SECONDS")},
+       [this](const FaultArguments& given) { faults_.later = std::chrono::seconds(given.number(0)); }},
+      {"app short", "every reply ends after 8 bytes", {}, flag(&Faults::cut)},
+      {"app closes", "it closes after 20 ms without a reply", {}, flag(&Faults::closes)}};
 }
 
 }  // namespace boardsim

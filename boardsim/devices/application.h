@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "boardsim/board.h"
+#include "boardsim/core/fault_forms.h"
 
 namespace boardsim {
 
@@ -45,7 +46,7 @@ class Application {
   void set_answer(std::uint32_t command, std::vector<Board::AppReply> replies, bool closes);
   const std::vector<Board::AppCommand>& commands() const { return commands_; }
 
-  bool fault(const std::vector<std::string_view>& words);
+  FaultForms fault_forms();
   void clear_faults() { faults_ = {}; }
 
  private:

@@ -3,8 +3,6 @@
 
 #include <sys/stat.h>
 
-#include "boardsim/devices/fault_words.h"
-
 namespace boardsim {
 
 Emmc::Emmc(StoragePower& power) : Partition("emmc", kSize, power) {}
@@ -25,22 +23,27 @@ void Emmc::leave_factory(std::uint32_t type) {
   for (const FactoryRecord& record : factory_records()) set_bytes(record.position, record.contents(type));
 }
 
-bool Emmc::fault(const std::vector<std::string_view>& words) {
-  if (words.empty() || words[0] != "record") return Partition::fault(words);
-  constexpr std::string_view kExpected = "record dead-pixels|flat-field|timing|vsub none|magic|checksum";
-  const FactoryRecord* const record = words.size() == 3 ? find_factory_record(words[1]) : nullptr;
-  if (record == nullptr) refuse_fault(words, kExpected);
-  const auto bytes = stored().subspan(record->position, record->size);
-  if (words[2] == "none") {
+FaultForms Emmc::fault_forms() {
+  std::vector<std::string> names;
+  for (const FactoryRecord& record : factory_records()) names.emplace_back(record.name);
+  FaultForms forms = Partition::fault_forms();
+  forms.push_back(
+      {"record RECORD none|magic|checksum",
+       "a record of the factory is missing, or has a wrong magic or checksum, for good",
+       {one_of("RECORD", names)},
+       [this](const FaultArguments& given) { damage(*find_factory_record(given.word(0)), given.word(1)); }});
+  return forms;
+}
+
+void Emmc::damage(const FactoryRecord& record, std::string_view how) {
+  const auto bytes = stored().subspan(record.position, record.size);
+  if (how == "none") {
     take_away(bytes);
-  } else if (words[2] == "magic") {
-    spoil_magic(*record, bytes);
-  } else if (words[2] == "checksum") {
-    spoil_checksum(*record, bytes);
+  } else if (how == "magic") {
+    spoil_magic(record, bytes);
   } else {
-    refuse_fault(words, kExpected);
+    spoil_checksum(record, bytes);
   }
-  return true;
 }
 
 std::uint8_t Emmc::after_writing(std::uint8_t /*old*/, std::uint8_t written) const {

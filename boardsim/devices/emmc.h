@@ -23,7 +23,7 @@ class Emmc : public Partition {
   /// No request is known.
   Answer ioctl(std::uint32_t request, void* argument) override;
   std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
-  bool fault(const std::vector<std::string_view>& words) override;
+  FaultForms fault_forms() override;
   /// A block device.
   mode_t mode() const override;
 
@@ -31,6 +31,7 @@ class Emmc : public Partition {
   void leave_factory(std::uint32_t type);
 
  private:
+  void damage(const FactoryRecord& record, std::string_view how);
   std::uint8_t after_writing(std::uint8_t old, std::uint8_t written) const override;
 };
 

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "boardsim/devices/fault_words.h"
 #include "boardsim/devices/records.h"
 
 namespace boardsim {
@@ -48,12 +47,14 @@ std::uint8_t Flash::after_writing(std::uint8_t old, std::uint8_t written) const 
   return old & written;
 }
 
-bool Flash::fault(const std::vector<std::string_view>& words) {
-  const bool of_erasing = words.size() > 2 && words[0] == name() && words[1] == "cut" && words[2] == "erase";
-  if (!of_erasing) return Partition::fault(words);
-  if (words.size() > 4) refuse_fault(words, "flash cut erase [N], the blocks that are erased");
-  erase_cut_ = words.size() == 4 ? fault_number(words[3]) : 0;
-  return true;
+FaultForms Flash::fault_forms() {
+  FaultForms forms = Partition::fault_forms();
+  forms.push_back(
+      {"flash cut erase [BLOCKS]",
+       "power fails in the next erase request of at least so many blocks (0): so many are erased",
+       {number("BLOCKS")},
+       [this](const FaultArguments& given) { erase_cut_ = given.given(0) ? given.number(0) : 0; }});
+  return forms;
 }
 
 void Flash::clear_faults() {

@@ -28,7 +28,7 @@ class Flash : public Partition {
   /// Of an erase request start and length.
   std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
   bool needs_writing(std::uint32_t request) const override;
-  bool fault(const std::vector<std::string_view>& words) override;
+  FaultForms fault_forms() override;
   void clear_faults() override;
 
   /// How many times a block was erased. Throws std::out_of_range for a block that is not there.

@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "boardsim/devices/fault_words.h"
-
 namespace boardsim {
 
 Answer FocusMotor::step(Way way) {
@@ -18,24 +16,19 @@ void FocusMotor::set_position(int steps) {
   position_ = std::max(steps, 0);
 }
 
-bool FocusMotor::fault(const std::vector<std::string_view>& words) {
-  const auto begins = [&](std::string_view first, std::string_view second) {
-    return words.size() > 1 && words[0] == first && words[1] == second;
-  };
-  if (begins("limit", "switch")) {
-    if (words.size() != 3 || (words[2] != "never" && words[2] != "always")) {
-      refuse_fault(words, "limit switch never|always");
-    }
-    stuck_switch_ = words[2] == "always";
-    return true;
-  }
-  if (!begins("focus", "motor")) return false;
-  if (words.size() == 3 && words[2] == "stuck") {
-    stuck_ = true;
-  } else if (words.size() != 5 || words[2] != "rejects" || words[3] != "step" || !rejected_.add(words[4])) {
-    refuse_fault(words, "focus motor stuck, focus motor rejects step N[+], counted from 1");
-  }
-  return true;
+FaultForms FocusMotor::fault_forms() {
+  return {{"limit switch never|always",
+           "line 7 reads 0 or 1 wherever the focus motor stands",
+           {},
+           [this](const FaultArguments& given) { stuck_switch_ = given.word(0) == "always"; }},
+          {"focus motor stuck",
+           "it takes its steps and stands still",
+           {},
+           [this](const FaultArguments&) { stuck_ = true; }},
+          {"focus motor rejects step N[+]",
+           "the N-th step from now on fails with EIO, with + every later one too",
+           {count("N[+]")},
+           [this](const FaultArguments& given) { rejected_.add(given.word(0)); }}};
 }
 
 void FocusMotor::clear_faults() {

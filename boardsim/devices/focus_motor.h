@@ -27,7 +27,7 @@ class FocusMotor {
   /// Puts it somewhere by hand; below 0 is at the limit.
   void set_position(int steps);
 
-  bool fault(const std::vector<std::string_view>& words);
+  FaultForms fault_forms();
   void clear_faults();
 
  private:

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "boardsim/devices/fault_words.h"
 #include "boardsim/devices/records.h"
 
 namespace boardsim {
@@ -111,14 +110,12 @@ Answer GeneralIo::set_pwm(const void* record) {
   return Answer::ok();
 }
 
-bool GeneralIo::fault(const std::vector<std::string_view>& words) {
-  if (words.empty() || words[0] != "gpio") return false;
-  if (words.size() != 4 || words[2] != "stuck" || (words[3] != "high" && words[3] != "low") ||
-      fault_number(words[1]) >= kLines) {
-    refuse_fault(words, "gpio 0..255 stuck high|low");
-  }
-  stuck_[fault_number(words[1])] = words[3] == "high" ? 1 : 0;
-  return true;
+FaultForms GeneralIo::fault_forms() {
+  return {
+      {"gpio LINE stuck high|low",
+       "the line reads 1 or 0 from then on, whatever drives it",
+       {number("LINE", 0, kLines - 1)},
+       [this](const FaultArguments& given) { stuck_[given.number(0)] = given.word(1) == "high" ? 1 : 0; }}};
 }
 
 int GeneralIo::level(unsigned line) const {

@@ -3,8 +3,6 @@
 
 #include <algorithm>
 
-#include "boardsim/devices/fault_words.h"
-
 namespace boardsim {
 namespace {
 
@@ -78,12 +76,11 @@ void IrFilter::run(std::string_view command) {
   side_ = command == kDay ? Board::Filter::day : Board::Filter::night;
 }
 
-bool IrFilter::fault(const std::vector<std::string_view>& words) {
-  if (words.empty() || words[0] != "home") return false;
-  if (words.size() != 3 || words[1] != "switch" || words[2] != "never")
-    refuse_fault(words, "home switch never");
-  switch_never_ = true;
-  return true;
+FaultForms IrFilter::fault_forms() {
+  return {{"home switch never",
+           "line 26 reads 0 wherever the rotor of the IR-cut filter stands",
+           {},
+           [this](const FaultArguments&) { switch_never_ = true; }}};
 }
 
 }  // namespace boardsim

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "boardsim/board.h"
+#include "boardsim/core/fault_forms.h"
 
 namespace boardsim {
 
@@ -33,7 +34,7 @@ class IrFilter {
   int position() const { return position_; }  ///< quarters of a step from the home stop
   bool home_switch() const { return position_ == 0 && !switch_never_; }
 
-  bool fault(const std::vector<std::string_view>& words);
+  FaultForms fault_forms();
   void clear_faults() { switch_never_ = false; }
 
  private:

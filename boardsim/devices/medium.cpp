@@ -6,16 +6,11 @@
 #include <cerrno>
 #include <stdexcept>
 
-#include "boardsim/devices/fault_words.h"
-
 namespace boardsim {
 namespace {
 
 constexpr std::int64_t kClustersPerMegabyte = 0x100000 / Medium::kCluster;
 constexpr double kMostMegabytes = 1e9;
-constexpr std::string_view kUsage =
-    "medium NODE absent, read-only, full [MEGABYTES], wrong OFFSET..., slow MILLISECONDS, "
-    "pulled write|read N, or short BYTES";
 
 }  // namespace
 
@@ -95,35 +90,58 @@ int Medium::count_block(std::uint32_t& blocks_left) {
   return faults_.pulled ? EIO : 0;
 }
 
-bool Medium::fault(const std::vector<std::string_view>& words) {
-  if (words.size() < 2 || words[0] != "medium" || words[1] != node_) return false;
-  const std::string_view what = words.size() > 2 ? words[2] : "";
-  const bool alone = words.size() == 3;
-  const bool with_number = words.size() == 4;
-  if (what == "absent" && alone) {
-    faults_.absent = true;
-  } else if (what == "read-only" && alone) {
-    faults_.read_only = true;
-  } else if (what == "full" && (alone || with_number)) {
-    faults_.room = used() + (with_number ? fault_number(words[3]) : 0) * kClustersPerMegabyte;
-  } else if (what == "wrong" && words.size() > 3) {
-    std::vector<off64_t> offsets;
-    for (auto word = words.begin() + 3; word != words.end(); ++word) offsets.push_back(fault_number(*word));
-    std::ranges::sort(offsets);
-    offsets.erase(std::unique(offsets.begin(), offsets.end()), offsets.end());
-    faults_.wrong = std::move(offsets);
-  } else if (what == "slow" && with_number) {
-    faults_.slow = std::chrono::milliseconds(fault_number(words[3]));
-  } else if (what == "short" && with_number) {
-    faults_.at_most = fault_number(words[3]);
-  } else if (what == "pulled" && words.size() == 5 && (words[3] == "write" || words[3] == "read")) {
-    const std::uint32_t block = fault_number(words[4]);
-    if (block == 0) refuse_fault(words, "blocks are counted from 1");
-    (words[3] == "write" ? faults_.writes_left : faults_.reads_left) = block;
-  } else {
-    refuse_fault(words, kUsage);
-  }
-  return true;
+FaultForms medium_fault_forms(std::span<Medium> media) {
+  std::vector<std::string> nodes;
+  for (const Medium& medium : media) nodes.emplace_back(medium.node());
+  const FaultValue node = one_of("NODE", nodes);
+  // A handler is given the medium that the fault names, and the other words.
+  const auto of = [media](void (*lay)(Medium & medium, const FaultArguments& given)) {
+    return [media, lay](const FaultArguments& given) {
+      lay(*std::ranges::find(media, given.word(0), &Medium::node), given);
+    };
+  };
+  return {
+      {"medium NODE absent",
+       "nothing is in the slot: opening and mounting fail with ENXIO",
+       {node},
+       of([](Medium& medium, const FaultArguments&) { medium.faults_.absent = true; })},
+      {"medium NODE read-only",
+       "writing, making and removing files fail with EROFS",
+       {node},
+       of([](Medium& medium, const FaultArguments&) { medium.faults_.read_only = true; })},
+      {"medium NODE full [MB]",
+       "so many megabytes are free (0), then writing fails with ENOSPC",
+       {node, number("MB")},
+       of([](Medium& medium, const FaultArguments& given) {
+         medium.faults_.room = medium.used() + (given.given(1) ? given.number(1) : 0) * kClustersPerMegabyte;
+       })},
+      {"medium NODE wrong OFFSET...",
+       "the bytes at these offsets of each file read back inverted",
+       {node, number("OFFSET")},
+       of([](Medium& medium, const FaultArguments& given) {
+         auto numbers = given.numbers(1);
+         std::ranges::sort(numbers);
+         numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+         medium.faults_.wrong.assign(numbers.begin(), numbers.end());
+       })},
+      {"medium NODE slow MILLISECONDS",
+       "every read and write takes so long",
+       {node, number("MILLISECONDS")},
+       of([](Medium& medium, const FaultArguments& given) {
+         medium.faults_.slow = std::chrono::milliseconds(given.number(1));
+       })},
+      {"medium NODE pulled write|read N",
+       "it is pulled out in the N-th write or read of a file from now on",
+       {node, number("N", 1)},
+       of([](Medium& medium, const FaultArguments& given) {
+         (given.word(1) == "write" ? medium.faults_.writes_left : medium.faults_.reads_left) =
+             given.number(2);
+       })},
+      {"medium NODE short BYTES",
+       "a read moves so many bytes at most",
+       {node, number("BYTES")},
+       of([](Medium& medium, const FaultArguments& given) { medium.faults_.at_most = given.number(1); })},
+  };
 }
 
 }  // namespace boardsim

@@ -7,6 +7,7 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,7 +34,6 @@ class Medium : public Device {
   Answer ioctl(std::uint32_t request, void* argument) override;
   std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
   mode_t mode() const override;
-  bool fault(const std::vector<std::string_view>& words) override;
   void clear_faults() override { faults_ = {}; }
 
   std::string_view node() const { return node_; }
@@ -61,6 +61,7 @@ class Medium : public Device {
 
  private:
   friend class MediumFile;
+  friend FaultForms medium_fault_forms(std::span<Medium> media);
 
   struct Faults {
     bool absent = false, pulled = false, read_only = false;
@@ -81,5 +82,8 @@ class Medium : public Device {
   std::int64_t occupied_ = 0;         ///< clusters that no file of the program's takes
   Faults faults_{};
 };
+
+/// The faults of all media, which are named by their nodes.
+FaultForms medium_fault_forms(std::span<Medium> media);
 
 }  // namespace boardsim

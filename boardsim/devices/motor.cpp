@@ -3,7 +3,6 @@
 
 #include <cerrno>
 
-#include "boardsim/devices/fault_words.h"
 #include "boardsim/devices/motor_configuration.h"
 #include "boardsim/devices/records.h"
 
@@ -88,13 +87,13 @@ Answer Motor::set_iris(std::uint32_t value) {
   return Answer::ok();
 }
 
-bool Motor::fault(const std::vector<std::string_view>& words) {
-  if (focus_.fault(words)) return true;
-  if (words.empty() || words[0] != "motor") return false;
-  if (words.size() != 4 || words[1] != "rejects" || words[2] != "move" || !rejected_.add(words[3])) {
-    refuse_fault(words, "motor rejects move N[+], counted from 1");
-  }
-  return true;
+FaultForms Motor::fault_forms() {
+  FaultForms forms{{"motor rejects move N[+]",
+                    "the N-th move from now on fails with EIO, with + every later one too",
+                    {count("N[+]")},
+                    [this](const FaultArguments& given) { rejected_.add(given.word(0)); }}};
+  for (FaultForm& form : focus_.fault_forms()) forms.push_back(std::move(form));
+  return forms;
 }
 
 void Motor::clear_faults() {

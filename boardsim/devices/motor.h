@@ -28,7 +28,7 @@ class Motor : public Device {
   Answer ioctl(std::uint32_t request, void* argument) override;
   /// Of a configuration the count, and chip and type of the entry that it names.
   std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
-  bool fault(const std::vector<std::string_view>& words) override;
+  FaultForms fault_forms() override;
   void clear_faults() override;
 
   /// Called with every value that the iris is given.

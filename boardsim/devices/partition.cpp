@@ -12,7 +12,6 @@
 #include <system_error>
 
 #include "boardsim/core/real.h"
-#include "boardsim/devices/fault_words.h"
 
 namespace boardsim {
 namespace {
@@ -93,13 +92,12 @@ int Partition::dead() const {
   return power_.failed ? EIO : 0;
 }
 
-bool Partition::fault(const std::vector<std::string_view>& words) {
-  if (words.empty() || words[0] != name_) return false;
-  if (words.size() != 3 || words[1] != "cut") {
-    refuse_fault(words, std::string(name_) + " cut N, the bytes of a write that are stored");
-  }
-  cut_ = fault_number(words[2]);
-  return true;
+FaultForms Partition::fault_forms() {
+  return {{std::string(name_) + " cut BYTES",
+           "power fails in the next write of at least so many bytes: so many are stored, and nothing works "
+           "any more",
+           {number("BYTES")},
+           [this](const FaultArguments& given) { cut_ = given.number(0); }}};
 }
 
 void Partition::clear_faults() {

@@ -33,7 +33,7 @@ class Partition : public Device {
   Answer read(void* buffer, std::size_t size, off64_t& position) override;
   Answer write(const void* buffer, std::size_t size, off64_t& position) override;
   int dead() const override;
-  bool fault(const std::vector<std::string_view>& words) override;
+  FaultForms fault_forms() override;
   void clear_faults() override;
 
   /// The bytes from `offset` on. Throws std::out_of_range beyond the end.

@@ -3,7 +3,6 @@
 
 #include <cerrno>
 
-#include "boardsim/devices/fault_words.h"
 #include "boardsim/devices/records.h"
 
 namespace boardsim {
@@ -31,12 +30,11 @@ std::vector<std::uint32_t> RegisterDevice::words_in(std::uint32_t request, const
   return {};
 }
 
-bool RegisterDevice::fault(const std::vector<std::string_view>& words) {
-  if (words.empty() || words[0] != name_) return false;
-  if (words.size() != 4 || words[2] != "stuck") refuse_fault(words, name_ + " ADDRESS stuck VALUE");
-  const std::uint32_t value = fault_number(words[3]);
-  stuck_[fault_number(words[1])] = value;
-  return true;
+FaultForms RegisterDevice::fault_forms() {
+  return {{name_ + " ADDRESS stuck VALUE",
+           "the register reads this value whatever is written to it",
+           {number("ADDRESS"), number("VALUE")},
+           [this](const FaultArguments& given) { stuck_[given.number(0)] = given.number(1); }}};
 }
 
 std::uint32_t RegisterDevice::reg(std::uint32_t address) const {

@@ -32,7 +32,7 @@ class RegisterDevice : public Device {
 
   Answer ioctl(std::uint32_t request, void* argument) override;
   std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
-  bool fault(const std::vector<std::string_view>& words) override;
+  FaultForms fault_forms() override;
   void clear_faults() override { stuck_.clear(); }
 
   std::uint32_t reg(std::uint32_t address) const;

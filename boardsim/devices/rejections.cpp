@@ -1,17 +1,14 @@
 // Faults of the form "... rejects THING N[+]".
 #include "boardsim/devices/rejections.h"
 
-#include "boardsim/devices/fault_words.h"
+#include "boardsim/core/fault_forms.h"
 
 namespace boardsim {
 
-bool Rejections::add(std::string_view count) {
+void Rejections::add(std::string_view count) {
   const bool goes_on = count.ends_with('+');
   if (goes_on) count.remove_suffix(1);
-  const unsigned first = fault_number(count);
-  if (first == 0) return false;
-  faults_.push_back({first, goes_on});
-  return true;
+  faults_.push_back({fault_number(count), goes_on});
 }
 
 bool Rejections::next() {

@@ -9,8 +9,8 @@ namespace boardsim {
 /// Several such faults add up.
 class Rejections {
  public:
-  /// Takes "2" or "2+", counted from 1. Throws std::invalid_argument for what is no number; false for 0.
-  bool add(std::string_view count);
+  /// Takes "2" or "2+", counted from 1.
+  void add(std::string_view count);
   /// Counts one call and tells whether it fails.
   bool next();
   void clear() { faults_.clear(); }

@@ -7,7 +7,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "boardsim/devices/fault_words.h"
 #include "boardsim/devices/records.h"
 
 namespace boardsim {
@@ -45,21 +44,22 @@ std::vector<std::uint32_t> Rtc::words_in(std::uint32_t, const void*) const {
   return {};
 }
 
-bool Rtc::fault(const std::vector<std::string_view>& words) {
-  if (words.empty() || words[0] != "rtc") return false;
-  if (words.size() == 2 && words[1] == "stopped") {
-    clear_faults();
-    stopped_at_ = now_();
-  } else if (words.size() > 2 && words[1] == "seconds") {
-    std::vector<int> seconds;
-    for (std::size_t i = 2; i < words.size(); ++i) {
-      seconds.push_back(static_cast<int>(fault_number(words[i])));
-    }
-    set_seconds(std::move(seconds));
-  } else {
-    refuse_fault(words, "rtc stopped, or rtc seconds 0..59 ...");
-  }
-  return true;
+FaultForms Rtc::fault_forms() {
+  return {
+      {"rtc stopped",
+       "the clock stands still from now on",
+       {},
+       [this](const FaultArguments&) {
+         clear_faults();
+         stopped_at_ = now_();
+       }},
+      {"rtc seconds SECOND...",
+       "it shows these seconds, one a reading, then keeps showing the last; where they fall, a minute begins",
+       {number("SECOND", 0, 59)},
+       [this](const FaultArguments& given) {
+         const auto seconds = given.numbers(0);
+         set_seconds({seconds.begin(), seconds.end()});
+       }}};
 }
 
 void Rtc::clear_faults() {

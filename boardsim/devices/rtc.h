@@ -31,7 +31,7 @@ class Rtc : public Device {
   Answer ioctl(std::uint32_t request, void* argument) override;
   /// Nothing goes in.
   std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
-  bool fault(const std::vector<std::string_view>& words) override;
+  FaultForms fault_forms() override;
   void clear_faults() override;
 
   /// The clock shows these seconds, one a reading, then keeps showing the last; a second smaller than the one

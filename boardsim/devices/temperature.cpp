@@ -10,14 +10,10 @@
 #include <stdexcept>
 #include <utility>
 
-#include "boardsim/devices/fault_words.h"
-
 namespace boardsim {
 namespace {
 
 constexpr std::string_view kPrefix = "/proc/debug/temp";
-constexpr std::string_view kUsage =
-    "sensors none, sensor N none|directory|unreadable, or sensor N text WORDS...";
 
 // The number behind the prefix, or -1: "temp01" and "temp1x" are other files.
 int sensor_number(std::string_view path) {
@@ -84,30 +80,35 @@ void TemperatureSensors::remove_all() {
   for (auto& [number, it] : sensors_) it->healthy_ = it->content_ = {};
 }
 
-bool TemperatureSensors::fault(const std::vector<std::string_view>& words) {
-  if (words.empty() || (words[0] != "sensors" && words[0] != "sensor")) return false;
-  if (words[0] == "sensors") {
-    if (words.size() != 2 || words[1] != "none") refuse_fault(words, kUsage);
-    for (auto& [number, it] : sensors_) it->content_ = {};
-    return true;
-  }
-  if (words.size() < 3) refuse_fault(words, kUsage);
-  Sensor::Content content;
-  if (words[2] == "text") {
-    content.kind = Sensor::Kind::text;
-    for (std::size_t i = 3; i < words.size(); ++i) content.text.append(i > 3 ? " " : "").append(words[i]);
-    content.text += '\n';
-  } else if (words.size() == 3 && words[2] == "directory") {
-    content.kind = Sensor::Kind::directory;
-  } else if (words.size() == 3 && words[2] == "unreadable") {
-    content.kind = Sensor::Kind::unreadable;
-  } else if (words.size() != 3 || words[2] != "none") {
-    refuse_fault(words, kUsage);
-  }
-  const std::uint32_t number = fault_number(words[1]);
-  if (number > INT32_MAX) refuse_fault(words, kUsage);
-  sensor(static_cast<int>(number)).content_ = std::move(content);
-  return true;
+FaultForms TemperatureSensors::fault_forms() {
+  const FaultValue number_of_sensor = number("N", 0, INT32_MAX);
+  const auto put = [this](const FaultArguments& given, Sensor::Content content) {
+    sensor(static_cast<int>(given.number(0))).content_ = std::move(content);
+  };
+  return {{"sensors none",
+           "no file of a sensor is there",
+           {},
+           [this](const FaultArguments&) {
+             for (auto& [number, it] : sensors_) it->content_ = {};
+           }},
+          {"sensor N none|directory|unreadable",
+           "/proc/debug/tempN is not there, is a directory, or fails to be read with EIO",
+           {number_of_sensor},
+           [put](const FaultArguments& given) {
+             const bool none = given.word(1) == "none";
+             const auto useless =
+                 given.word(1) == "directory" ? Sensor::Kind::directory : Sensor::Kind::unreadable;
+             put(given, {none ? Sensor::Kind::absent : useless, ""});
+           }},
+          {"sensor N text [WORD...]",
+           "/proc/debug/tempN holds these words and a line end",
+           {number_of_sensor, text("WORD")},
+           [put](const FaultArguments& given) {
+             std::string line;
+             for (const std::string_view word : given.words(1))
+               line.append(line.empty() ? "" : " ").append(word);
+             put(given, {Sensor::Kind::text, line + "\n"});
+           }}};
 }
 
 void TemperatureSensors::clear_faults() {

@@ -58,7 +58,7 @@ class TemperatureSensors {
   /// Takes all sensors away; clear_faults() does not bring them back.
   void remove_all();
 
-  bool fault(const std::vector<std::string_view>& words);
+  FaultForms fault_forms();
   void clear_faults();
 
  private:

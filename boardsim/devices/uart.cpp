@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "boardsim/devices/fault_words.h"
 #include "boardsim/devices/records.h"
 
 namespace boardsim {
@@ -77,16 +76,16 @@ void Uart::receive(std::string_view bytes) {
   readiness_.set(!waiting_.empty());
 }
 
-bool Uart::fault(const std::vector<std::string_view>& words) {
-  if (words.size() < 2 || words[0] != "uart" || words[1] != std::to_string(number_)) return false;
-  if (words.size() == 3 && words[2] == "dead") {
-    deaf_ = true;
-  } else if (words.size() == 4 && words[2] == "driver" && words[3] == "dead") {
-    mute_ = true;
-  } else {
-    refuse_fault(words, "uart 1..5 dead, uart 1..5 driver dead");
-  }
-  return true;
+FaultForms uart_fault_forms(std::span<Uart> ports) {
+  const FaultValue port = number("PORT", 1, static_cast<std::uint32_t>(ports.size()));
+  return {{"uart PORT dead",
+           "the port receives nothing",
+           {port},
+           [ports](const FaultArguments& given) { ports[given.number(0) - 1].be_deaf(); }},
+          {"uart PORT driver dead",
+           "what is written to the port does not leave the board; the program does not notice",
+           {port},
+           [ports](const FaultArguments& given) { ports[given.number(0) - 1].be_mute(); }}};
 }
 
 }  // namespace boardsim

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -34,7 +35,10 @@ class Uart : public Device {
   /// What waits, up to `size`; EAGAIN when nothing does.
   Answer read(void* buffer, std::size_t size, off64_t& position) override;
   Answer write(const void* buffer, std::size_t size, off64_t& position) override;
-  bool fault(const std::vector<std::string_view>& words) override;
+  /// It receives nothing.
+  void be_deaf() { deaf_ = true; }
+  /// What is sent does not leave the board.
+  void be_mute() { mute_ = true; }
   void clear_faults() override { deaf_ = mute_ = false; }
 
   /// Called with all bytes that leave the board.
@@ -59,5 +63,8 @@ class Uart : public Device {
   std::function<void(std::string_view)> send_watcher_{};
   std::function<void()> configure_watcher_{};
 };
+
+/// The faults of all ports, numbered from 1.
+FaultForms uart_fault_forms(std::span<Uart> ports);
 
 }  // namespace boardsim

@@ -4,17 +4,11 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "boardsim/devices/fault_words.h"
-
 namespace boardsim {
 namespace {
 
 constexpr std::string_view kGround = "GND";
 constexpr std::string_view kAuto = "auto";
-constexpr std::string_view kHelp =
-    "input NAME stuck high|low, output NAME dead|closed|open, wire NAME cut, short NAME NAME|GND, jig "
-    "NAME|auto";
-
 template <class Row>
 const Row* find(std::span<const Row> rows, std::string_view name) {
   const auto found = std::ranges::find(rows, name, &Row::name);
@@ -52,17 +46,22 @@ const Jig& Bench::jig() const {
 }
 
 void Bench::set_jig(std::string_view name) {
-  if (name == kAuto) return plugged_.clear();
-  std::string known;
-  for (const JigChoice& choice : jig_choices()) {
-    if (!fits(choice, board_.type())) continue;
-    if (choice.jig.name == name) {
-      plugged_ = name;
-      return;
-    }
-    if (known.find(choice.jig.name) == std::string::npos) known.append(" ").append(choice.jig.name);
+  const auto known = jig_names();
+  if (std::ranges::find(known, name) == known.end()) {
+    throw std::invalid_argument("no jig \"" + std::string(name) + "\" fits this board; there can be " +
+                                either(known));
   }
-  throw std::invalid_argument("no jig \"" + std::string(name) + "\" fits this board; those are" + known);
+  plugged_ = name == kAuto ? "" : name;
+}
+
+std::vector<std::string> Bench::jig_names() const {
+  std::vector<Name> names{Name(kAuto)};
+  for (const JigChoice& choice : jig_choices()) {
+    if (fits(choice, board_.type()) && std::ranges::find(names, choice.jig.name) == names.end()) {
+      names.emplace_back(choice.jig.name);
+    }
+  }
+  return names;
 }
 
 std::optional<int> Bench::level(unsigned line) const {
@@ -147,56 +146,55 @@ bool Bench::are_one_net(const JigWire& one, const JigWire& other) const {
          !cut_.contains(other.input);
 }
 
-bool Bench::knows_input(std::string_view name) const {
-  return std::ranges::any_of(jig_choices(), [&](const JigChoice& choice) {
-    return fits(choice, board_.type()) && find(choice.jig.inputs, name) != nullptr;
-  });
+template <class Row>
+std::vector<std::string> Bench::names(std::span<const Row> Jig::*rows) const {
+  std::vector<Name> names;
+  for (const JigChoice& choice : jig_choices()) {
+    if (!fits(choice, board_.type())) continue;
+    for (const Row& row : choice.jig.*rows) {
+      if (std::ranges::find(names, row.name) == names.end()) names.emplace_back(row.name);
+    }
+  }
+  return names;
 }
 
-bool Bench::knows_output(std::string_view name) const {
-  return std::ranges::any_of(jig_choices(), [&](const JigChoice& choice) {
-    return fits(choice, board_.type()) && find(choice.jig.outputs, name) != nullptr;
-  });
-}
-
-bool Bench::fault(const std::vector<std::string_view>& words) {
-  if (words.empty()) return false;
-  const std::string_view kind = words[0];
-  if (kind == "jig") {
-    if (words.size() != 2) refuse_fault(words, kHelp);
-    set_jig(words[1]);
-    return true;
-  }
-  if (kind == "input") {
-    if (words.size() != 4 || !knows_input(words[1]) || words[2] != "stuck" ||
-        (words[3] != "high" && words[3] != "low")) {
-      refuse_fault(words, kHelp);
-    }
-    stuck_.insert_or_assign(Name(words[1]), words[3] == "high" ? 1 : 0);
-    return true;
-  }
-  if (kind == "output") {
-    static const std::map<std::string_view, Contacts> states{
-        {"dead", Contacts::dead}, {"closed", Contacts::closed}, {"open", Contacts::open}};
-    if (words.size() != 3 || !knows_output(words[1]) || !states.contains(words[2]))
-      refuse_fault(words, kHelp);
-    outputs_.insert_or_assign(Name(words[1]), states.at(words[2]));
-    return true;
-  }
-  if (kind == "wire") {
-    if (words.size() != 3 || !knows_input(words[1]) || words[2] != "cut") refuse_fault(words, kHelp);
-    cut_.emplace(words[1]);
-    return true;
-  }
-  if (kind == "short") {
-    if (words.size() != 3 || !knows_input(words[1]) || words[1] == words[2] ||
-        (words[2] != kGround && !knows_input(words[2]))) {
-      refuse_fault(words, kHelp);
-    }
-    shorts_.emplace_back(words[1], words[2]);
-    return true;
-  }
-  return false;
+FaultForms Bench::fault_forms() {
+  const auto inputs = names(&Jig::inputs);
+  const FaultValue input = one_of("INPUT", inputs);
+  const FaultValue output = one_of("OUTPUT", names(&Jig::outputs));
+  FaultValue other = one_of("INPUT|GND", inputs);
+  other.names.emplace_back(kGround);
+  return {{"input INPUT stuck high|low",
+           "that input alone reads so, whatever its wire does",
+           {input},
+           [this](const FaultArguments& given) {
+             stuck_.insert_or_assign(Name(given.word(0)), given.word(1) == "high" ? 1 : 0);
+           }},
+          {"output OUTPUT dead|closed|open",
+           "the coil never works; the contacts always conduct; they never do",
+           {output},
+           [this](const FaultArguments& given) {
+             static const std::map<std::string_view, Contacts> states{
+                 {"dead", Contacts::dead}, {"closed", Contacts::closed}, {"open", Contacts::open}};
+             outputs_.insert_or_assign(Name(given.word(0)), states.at(given.word(1)));
+           }},
+          {"wire INPUT cut",
+           "the input hangs in the air",
+           {input},
+           [this](const FaultArguments& given) { cut_.emplace(given.word(0)); }},
+          {"short INPUT INPUT|GND",
+           "both inputs are low when either is; GND is always low",
+           {input, other},
+           [this](const FaultArguments& given) {
+             if (given.word(0) == given.word(1)) {
+               throw std::invalid_argument("fault: " + Name(given.word(0)) + " cannot be shorted to itself");
+             }
+             shorts_.emplace_back(given.word(0), given.word(1));
+           }},
+          {"jig JIG",
+           "no fault: plugs a jig of this board in for good; auto goes by what the program drives",
+           {one_of("JIG", jig_names())},
+           [this](const FaultArguments& given) { set_jig(given.word(0)); }}};
 }
 
 void Bench::clear_faults() {

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "boardsim/core/fault_forms.h"
 #include "boardsim/jigs/wiring.h"
 
 namespace boardsim {
@@ -53,7 +54,7 @@ class Bench {
   /// Whether the program drives an output of the jig in place. Throws std::invalid_argument for one it lacks.
   bool output_driven(std::string_view name) const;
 
-  bool fault(const std::vector<std::string_view>& words);
+  FaultForms fault_forms();
   void clear_faults();
 
  private:
@@ -62,8 +63,10 @@ class Bench {
 
   bool was_seen(const JigChoice& choice) const;
   bool is_wired(unsigned line) const;
-  bool knows_input(std::string_view name) const;
-  bool knows_output(std::string_view name) const;
+  /// The names that `rows` of the jigs of this board have, each once.
+  template <class Row>
+  std::vector<Name> names(std::span<const Row> Jig::*rows) const;
+  std::vector<Name> jig_names() const;
   bool is_driven(const JigOutput& output) const;
   bool conducts(const Jig& jig, std::string_view contact) const;
   bool is_pulled(const Jig& jig, std::string_view input) const;

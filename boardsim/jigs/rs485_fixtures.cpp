@@ -33,9 +33,6 @@ struct Choice {
   std::string_view fixture;
 };
 constexpr std::uint32_t k6444Boards[] = {0x96C0};
-constexpr std::uint32_t kKBoards[] = {
-    0x960B, 0x9B05, 0x960F, 0x960E, 0x9B08, 0x9B09, 0x9B0A, 0x970F, 0x9715, 0x9713, 0x9614, 0x9615, 0x9716, 0x9725,
-    0x9726};
 constexpr std::uint32_t kRkd1Boards[] = {0xA60A0};
 constexpr Choice kChoices[] = {
     {k6444Boards, 7,  "ring3"},

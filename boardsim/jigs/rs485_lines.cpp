@@ -4,29 +4,26 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "boardsim/devices/fault_words.h"
 #include "boardsim/jigs/serial_bits.h"
 
 namespace boardsim {
 namespace {
 
 constexpr std::string_view kAuto = "auto";
-constexpr std::string_view kHelp =
-    "rs485 N M open, rs485 N flips|loses K..., rs485 N late MS, N and M being 1..5 or partner; "
-    "rs485 partner silent|wrong, rs485 fixture NAME|auto";
-
-using Words = std::vector<std::string_view>;
-
+constexpr std::string_view kPartner = "partner";
 Time duration(std::size_t bytes, int rate) {
   return Time(static_cast<Time::rep>(bytes) * kBitsPerByte * std::micro::den / rate);
 }
 
 /// Where a pair begins or ends: a port, or the device of the fixture.
-unsigned line_end(const Words& words, std::string_view word) {
-  if (word == "partner") return kRs485Device;
-  const std::uint32_t number = fault_number(word);
-  if (number < 1 || number > kRs485Ports) refuse_fault(words, kHelp);
-  return number;
+unsigned line_end(const FaultArguments& given, std::size_t index) {
+  return given.word(index) == kPartner ? kRs485Device : given.number(index);
+}
+
+std::vector<std::string> fixture_names() {
+  std::vector<std::string> names{std::string(kAuto)};
+  for (const Rs485Fixture& fixture : rs485_fixtures()) names.emplace_back(fixture.name);
+  return names;
 }
 
 }  // namespace
@@ -41,18 +38,13 @@ const Rs485Fixture& Rs485Lines::fixture() const {
 }
 
 void Rs485Lines::set_fixture(std::string_view name) {
-  if (name == kAuto) {
-    plugged_ = nullptr;
-    return;
-  }
   const auto fixtures = rs485_fixtures();
   const auto found = std::ranges::find(fixtures, name, &Rs485Fixture::name);
-  if (found == fixtures.end()) {
-    std::string text = "there is no RS485 fixture \"" + std::string(name) + "\"; known are auto";
-    for (const Rs485Fixture& fixture : fixtures) text.append(" ").append(fixture.name);
-    throw std::invalid_argument(text);
+  if (found == fixtures.end() && name != kAuto) {
+    throw std::invalid_argument("there is no RS485 fixture \"" + std::string(name) + "\"; there can be " +
+                                either(fixture_names()));
   }
-  plugged_ = &*found;
+  plugged_ = found == fixtures.end() ? nullptr : &*found;
 }
 
 void Rs485Lines::port_configured(unsigned port) {
@@ -101,35 +93,41 @@ void Rs485Lines::terminal_sent(std::string_view bytes) {
   if (fixture().peer == Rs485Peer::terminal && board_.rate(1) > 0) board_.receive(1, bytes);
 }
 
-bool Rs485Lines::fault(const Words& words) {
-  if (words.empty() || words[0] != "rs485") return false;
-  if (words.size() < 3) refuse_fault(words, kHelp);
-  if (words[1] == "fixture" && words.size() == 3) {
-    set_fixture(words[2]);
-    return true;
-  }
-  if (words[1] == "partner" && words.size() == 3) {
-    if (words[2] != "silent" && words[2] != "wrong") refuse_fault(words, kHelp);
-    words[2] == "silent" ? partner_.be_silent() : partner_.be_wrong();
-    return true;
-  }
-  const unsigned from = line_end(words, words[1]);
-  Sender& sender = senders_.at(from);
-  if (words.size() == 4 && words[3] == "open") {
-    cut_.emplace(from, line_end(words, words[2]));
-  } else if (words.size() == 4 && words[2] == "late") {
-    sender.late = std::chrono::milliseconds(fault_number(words[3]));
-  } else if (words.size() > 3 && (words[2] == "flips" || words[2] == "loses")) {
-    std::set<std::uint64_t> numbers;
-    for (auto word = words.begin() + 3; word != words.end(); ++word) {
-      if (fault_number(*word) == 0) refuse_fault(words, kHelp);
-      numbers.insert(sender.sent + fault_number(*word));
-    }
-    (words[2] == "flips" ? sender.flipped : sender.lost).merge(numbers);
-  } else {
-    refuse_fault(words, kHelp);
-  }
-  return true;
+FaultForms Rs485Lines::fault_forms() {
+  const auto end = [](std::string_view name) {
+    FaultValue value = number(name, 1, kRs485Ports);
+    value.names.emplace_back(kPartner);
+    return value;
+  };
+  const FaultValue byte = number("BYTE", 1);
+  return {{"rs485 FROM TO open",
+           "the pair of wires from FROM to TO is cut",
+           {end("FROM"), end("TO")},
+           [this](const FaultArguments& given) { cut_.emplace(line_end(given, 0), line_end(given, 1)); }},
+          {"rs485 FROM flips|loses BYTE...",
+           "these bytes of those that FROM sends from now on arrive inverted, or not at all",
+           {end("FROM"), byte},
+           [this](const FaultArguments& given) {
+             Sender& sender = senders_.at(line_end(given, 0));
+             std::set<std::uint64_t>& damaged = given.word(1) == "flips" ? sender.flipped : sender.lost;
+             for (const std::uint32_t number : given.numbers(2)) damaged.insert(sender.sent + number);
+           }},
+          {"rs485 FROM late MILLISECONDS",
+           "everything that FROM sends from now on arrives so much later",
+           {end("FROM"), number("MILLISECONDS")},
+           [this](const FaultArguments& given) {
+             senders_.at(line_end(given, 0)).late = std::chrono::milliseconds(given.number(1));
+           }},
+          {"rs485 partner silent|wrong",
+           "the partner sends nothing; its second frame has a wrong byte",
+           {},
+           [this](const FaultArguments& given) {
+             given.word(0) == "silent" ? partner_.be_silent() : partner_.be_wrong();
+           }},
+          {"rs485 fixture FIXTURE",
+           "no fault: plugs a fixture in for good; auto goes by what the board's test needs",
+           {one_of("FIXTURE", fixture_names())},
+           [this](const FaultArguments& given) { set_fixture(given.word(0)); }}};
 }
 
 void Rs485Lines::clear_faults() {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "boardsim/board.h"
+#include "boardsim/core/fault_forms.h"
 #include "boardsim/jigs/rs485_fixtures.h"
 #include "boardsim/jigs/rs485_partner.h"
 
@@ -50,12 +51,14 @@ class Rs485Lines {
   const Rs485Fixture& fixture() const;
   /// Plugs one in, or with "auto" the one that the board's test needs. Throws std::invalid_argument.
   void set_fixture(std::string_view name);
+  /// Whether somebody has plugged one in.
+  bool is_fixture_chosen() const { return plugged_ != nullptr; }
   /// Takes the bytes that port 1 sends while the fixture is "terminal".
   void set_terminal(Terminal terminal) { terminal_ = std::move(terminal); }
   /// Bytes come from the terminal: they are at port 1 at once. For any thread.
   void terminal_sent(std::string_view bytes);
 
-  bool fault(const std::vector<std::string_view>& words);
+  FaultForms fault_forms();
   void clear_faults();
 
  private:

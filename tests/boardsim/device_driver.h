@@ -42,7 +42,7 @@ bool lay(Faulty& device, std::string_view text) {
     words.push_back(text.substr(0, end));
     if (end != std::string_view::npos) text.remove_prefix(end + 1);
   }
-  return device.fault(words);
+  return lay_fault(device.fault_forms(), words);
 }
 
 }  // namespace boardsim::test

@@ -13,6 +13,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <regex>
 
 #include "boardsim/board.h"
 
@@ -288,6 +289,55 @@ TEST_F(FaultsTest, AFaultThatIsNotUnderstoodIsRefusedWithWhatIs) {
     EXPECT_NE(std::string(error.what()).find("ioctl NODE [REQUEST]"), std::string::npos) << error.what();
     EXPECT_NE(std::string(error.what()).find("rtc stopped"), std::string::npos) << error.what();
   }
+}
+
+/// What the board says against a fault, without the fault itself; empty when it takes it.
+std::string refusal(Board& board, const std::string& text) {
+  try {
+    board.fault(text);
+  } catch (const std::invalid_argument& error) {
+    return std::regex_replace(std::string(error.what()), std::regex("fault: \".*\" is not understood: "), "");
+  }
+  return "";
+}
+
+TEST_F(FaultsTest, ARefusalTellsWhatThereIsInsteadOfTheWordThatIsWrong) {
+  const std::pair<const char*, const char*> refusals[] = {
+      {"gpio 300 stuck high",
+       "\"300\" can only be a number from 0 to 255; expected gpio LINE stuck high|low"},
+      {"rtc", "behind it there can be stopped or seconds; expected rtc stopped, rtc seconds SECOND..."},
+      {"rtc stopped now", "it ends before \"now\"; expected rtc stopped"},
+      {"record x none",
+       "\"x\" can only be dead-pixels, flat-field, timing or vsub; expected record RECORD "
+       "none|magic|checksum"},
+      {"uart 6 driver dead",
+       "\"6\" can only be a number from 1 to 5; expected uart PORT dead, uart PORT driver dead"},
+      {"motor rejects move 0",
+       "\"0\" can only be a count from 1, like 2 or 2+; expected motor rejects move N[+]"},
+      {"rs485 9 late 5",
+       "\"9\" can only be a number from 1 to 5, partner or fixture; expected rs485 FROM TO open, "
+       "rs485 FROM flips|loses BYTE..., rs485 FROM late MILLISECONDS, rs485 partner "
+       "silent|wrong, rs485 fixture FIXTURE"},
+      {"medium /dev/msb2 absent",
+       "\"/dev/msb2\" can only be /dev/mmc01, /dev/mmc11, /dev/msbd1 or /dev/msb1; "},
+      {"recv #0",
+       "\"#0\" can only be a count from 1, like #2 or #2+; expected recv [#N[+]] [ERRNO|short BYTES]"},
+      {"open /dev/rtc short 1",
+       "\"short\" can only be the name of an error, like EBUSY; expected open NODE "},
+      {"interface eth0", "behind it there can be ADDRESS|none; expected interface NAME ADDRESS|none"}};
+  for (const auto& [fault, expected] : refusals) {
+    EXPECT_TRUE(refusal(board, fault).starts_with(expected)) << fault << ": " << refusal(board, fault);
+  }
+}
+
+TEST_F(FaultsTest, ARefusalNamesTheTerminalsOfTheJigsThatFitTheBoard) {
+  EXPECT_EQ(refusal(board, "input T9 stuck high"),
+            "\"T9\" can only be T1, T2, T3, T4, T5, T6, T7 or SYNC; expected input INPUT stuck high|low");
+  EXPECT_EQ(
+      refusal(board, "output A1 dead"),
+      "\"A1\" can only be F1, F2, F3, F4, F5, F6, F7, F8 or F9; expected output OUTPUT dead|closed|open");
+  board.set_type(0x9C0A);
+  EXPECT_EQ(refusal(board, "input T9 stuck high"), "");
 }
 
 TEST_F(FaultsTest, AFaultOnANodeThatTheBoardLacksNamesThoseThatItHas) {

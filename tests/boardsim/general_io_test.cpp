@@ -206,7 +206,7 @@ TEST_F(GeneralIoTest, AGpioFaultThatMakesNoSenseIsRefused) {
     EXPECT_THROW(lay(io_, text), std::invalid_argument) << text;
   }
   EXPECT_FALSE(lay(io_, "rtc stopped"));
-  EXPECT_FALSE(io_.fault({}));
+  EXPECT_FALSE(lay_fault(io_.fault_forms(), {}));
 }
 
 }  // namespace

@@ -50,7 +50,7 @@ TEST_F(RegistersTest, ARegisterFaultThatMakesNoSenseIsRefused) {
   }
   EXPECT_EQ(device_.reg(1), 0U);
   EXPECT_FALSE(lay(device_, "fpga 1 stuck 2"));
-  EXPECT_FALSE(device_.fault({}));
+  EXPECT_FALSE(lay_fault(device_.fault_forms(), {}));
 }
 
 TEST_F(RegistersTest, ARequestWithoutRecordFails) {

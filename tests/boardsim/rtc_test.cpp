@@ -98,7 +98,7 @@ TEST_F(RtcTest, AClockFaultThatMakesNoSenseIsRefused) {
   EXPECT_THROW(rtc_.set_seconds({}), std::invalid_argument);
   EXPECT_THROW(rtc_.set_seconds({-1}), std::invalid_argument);
   EXPECT_FALSE(lay(rtc_, "gpio 26 stuck high"));
-  EXPECT_FALSE(rtc_.fault({}));
+  EXPECT_FALSE(lay_fault(rtc_.fault_forms(), {}));
 }
 
 TEST_F(RtcTest, ARequestWithoutRecordFails) {

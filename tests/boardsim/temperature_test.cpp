@@ -158,7 +158,7 @@ TEST_F(TemperatureTest, ASensorFaultThatMakesNoSenseIsRefused) {
     EXPECT_THROW(lay(sensors_, text), std::invalid_argument) << text;
   }
   EXPECT_FALSE(lay(sensors_, "rtc stopped"));
-  EXPECT_FALSE(sensors_.fault({}));
+  EXPECT_FALSE(lay_fault(sensors_.fault_forms(), {}));
   EXPECT_EQ(text("/proc/debug/temp1"), "45500\n");
 }
 
