@@ -22,11 +22,12 @@ using Time = std::chrono::microseconds;
 
 /// One board family that can be simulated.
 struct Family {
-  std::string_view name;         ///< one of those in families(), "normal" for one
-  std::uint32_t type;            ///< device type code the boot block carries
-  std::uint8_t alarm_outputs;    ///< number of alarm outputs in the boot block
-  std::string_view description;  ///< one line for `boardsim --board list`
-  bool level_inputs = false;     ///< 65xx boards: eight of the ten alarm inputs are level inputs
+  std::string_view name;                   ///< one of those in families(), "normal" for one
+  std::uint32_t type;                      ///< device type code the boot block carries
+  std::uint8_t alarm_outputs;              ///< number of alarm outputs in the boot block
+  std::string_view description;            ///< one line for `boardsim --board list`
+  bool level_inputs = false;               ///< 65xx boards: eight of the ten alarm inputs are level inputs
+  std::span<const std::uint32_t> types{};  ///< all device type codes of the family, where it has several
 };
 
 /// All families, in the order in which `boardsim --board list` names them.

@@ -5,21 +5,28 @@
 #include <cstddef>
 #include <cstring>
 
+#include "boardsim/core/board_types.h"
+
 namespace boardsim {
 namespace {
 
 // clang-format off
+constexpr std::uint32_t k63xxTypes[] = {0x27201, 0x97C0};
+constexpr std::uint32_t k68xxTypes[] = {0x27252, 0x27254, 0x9A01, 0x9A03, 0xA6005, 0xA6006};
+constexpr std::uint32_t kLoopTypes[] = {0x96C1, 0x96C2, 0x96C3};
+constexpr std::uint32_t kLoopCTypes[] = {0x96C4, 0x96C5};
+
 constexpr Family kFamilies[] = {
     {"normal",    0x9601,  2, "any board that belongs to no other family"},
-    {"k",         0x960B,  2, "K series"},
-    {"63xx",      0x27201, 2, "63xx"},
-    {"68xx",      0x27252, 2, "68xx, alarm driver of its own"},
+    {"k",         0x960B,  2, "K series", false, kKBoards},
+    {"63xx",      0x27201, 2, "63xx", false, k63xxTypes},
+    {"68xx",      0x27252, 2, "68xx, alarm driver of its own", false, k68xxTypes},
     {"68xx-fpga", 0x27251, 2, "68xx with an FPGA"},
     {"6444",      0x96C0,  7, "6444 with 7 alarm outputs"},
     {"6444-j",    0x96C0,  2, "6444 with another number of alarm outputs"},
-    {"loop",      0x96C1,  2, "loop board"},
-    {"loop-c",    0x96C4,  2, "loop board, variant c"},
-    {"ma",        0xA6001, 2, "MA, 61xx"},
+    {"loop",      0x96C1,  2, "loop board", false, kLoopTypes},
+    {"loop-c",    0x96C4,  2, "loop board, variant c", false, kLoopCTypes},
+    {"ma",        0xA6001, 2, "MA, 61xx", false, kMaBoards},
     {"65xx",      0x9C0A,  2, "65xx"},
     {"65xx-level", 0x9C0A, 2, "65xx with level inputs", true},
     {"rkd1",      0xA60A0, 2, "RKD, first variant, close to 68xx"},
@@ -59,6 +66,9 @@ const Family* find_family(std::string_view name) {
 
 const Family* find_family(std::uint32_t type) {
   const auto* found = std::ranges::find(kFamilies, type, &Family::type);
+  if (found != std::end(kFamilies)) return found;
+  found =
+      std::ranges::find_if(kFamilies, [type](const Family& family) { return is_one_of(family.types, type); });
   return found == std::end(kFamilies) ? nullptr : found;
 }
 

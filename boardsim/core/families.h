@@ -14,7 +14,7 @@ using BootBlock = std::array<std::uint8_t, 256>;
 
 /// The family of that name, or null.
 const Family* find_family(std::string_view name);
-/// The first family with that device type code, or null.
+/// The first family whose own device type code this is, else the one that has it among its others, or null.
 const Family* find_family(std::uint32_t type);
 
 /// A boot block as the factory leaves it on a board of this family: type code and number of alarm outputs

@@ -15,9 +15,11 @@ namespace {
 
 constexpr std::string_view kRoot = "/devinfo/";
 
-constexpr std::array<std::string_view, 9> kModels{
-    "QN-5RX6454", "QN-5RX6474",    "QN-5RX6484A",   "QN-5RX6455",  "QN-5RX6485",
-    "QN-5RX6447", "QN_5RX6484A_B", "iQN-5RX6515-H", "iQN-5RX6194",
+constexpr std::array<std::string_view, 20> kModels{
+    "QN-5RX6454",   "QN-5RX6474",    "QN-5RX6484A",   "QN-5RX6455",   "QN-5RX6485",
+    "QN-5RX6447",   "QN_5RX6484A_B", "iQN-5RX6515-H", "iQN-5RX6194",  "QN-5RX6454-V",
+    "QN-5RX6444",   "QN-5RX6455-H",  "QN-5RX6485-H",  "QN-5RX6415-H", "QN-5RX6454A",
+    "QN-5RX6453-H", "QN-5RX6724",    "QN_5RX6454A_B", "QN-5RX6794",   "iQN-5RX6474-A",
 };
 
 // In every section: register writes for other hardware, then for FPGA type 2 version 1 with sensor type 3

@@ -7,13 +7,19 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdio>
+#include <fstream>
 #include <stdexcept>
 
 namespace boardsim {
 namespace {
 
 constexpr unsigned kAttempts = 4096;
+// In /proc/net/tcp: the timer of a connection that waits for its end, and how fast it runs on every machine.
+constexpr unsigned kClosingTimer = 3;
+constexpr unsigned kTicksPerSecond = 100;
 
 /// The n-th candidate: 127.64.0.1 and up, away from what people type by hand.
 std::string candidate(unsigned n) {
@@ -46,20 +52,47 @@ int lock_on(const std::string& address) {
   return -1;
 }
 
+/// Why nobody can bind the service port at an address now, as the kernel's table of TCP sockets tells.
+struct PortUse {
+  bool closing = false;  ///< only connections of a program that has closed them are left
+  unsigned seconds = 0;  ///< until the last of them is gone
+};
+
+PortUse port_use(const std::string& address) {
+  in_addr wanted{};
+  inet_pton(AF_INET, address.c_str(), &wanted);
+  PortUse use{.closing = true};
+  bool found = false;
+  std::ifstream table("/proc/net/tcp");
+  for (std::string line; std::getline(table, line);) {
+    unsigned local = 0;
+    unsigned port = 0;
+    unsigned timer = 0;
+    unsigned ticks = 0;
+    // Its number, local and remote address, state, queues, timer.
+    if (std::sscanf(line.c_str(), " %*u: %8X:%4X %*8X:%*4X %*2X %*8X:%*8X %2X:%8X", &local, &port, &timer,
+                    &ticks) != 4 ||
+        port != kServicePort || (local != wanted.s_addr && local != INADDR_ANY)) {
+      continue;
+    }
+    found = true;
+    use.closing &= timer == kClosingTimer;
+    use.seconds = std::max(use.seconds, ticks / kTicksPerSecond + 1);
+  }
+  use.closing &= found;
+  return use;
+}
+
 }  // namespace
 
 OwnAddress::OwnAddress(const std::string& wanted) {
   if (!wanted.empty()) {
-    in_addr address{};
-    if (inet_pton(AF_INET, wanted.c_str(), &address) != 1 || !wanted.starts_with("127.")) {
-      throw std::runtime_error(wanted + " is no loopback address (127.x.y.z)");
-    }
-    if (!take(wanted)) throw std::runtime_error("the address " + wanted + " is in use");
+    take_this(wanted);
     return;
   }
   const auto first = static_cast<unsigned>(getpid());
   for (unsigned n = 0; n < kAttempts; ++n) {
-    if (take(candidate(first + n))) return;
+    if (take(candidate(first + n)) == Outcome::taken) return;
   }
   throw std::runtime_error("no loopback address is free");
 }
@@ -68,16 +101,34 @@ OwnAddress::~OwnAddress() {
   close(lock_);
 }
 
-bool OwnAddress::take(const std::string& address) {
+void OwnAddress::take_this(const std::string& wanted) {
+  const Outcome outcome = take(wanted);
+  if (outcome == Outcome::taken) return;
+  const std::string text = "the address " + wanted + " is in use: ";
+  if (outcome == Outcome::of_another_board) throw std::runtime_error(text + "another board has it now");
+  const PortUse use = port_use(wanted);
+  const std::string port = std::to_string(kServicePort);
+  if (!use.closing) throw std::runtime_error(text + "a program of this PC has port " + port + " there");
+  throw std::runtime_error(text + "a program that has ended leaves port " + port +
+                           " closing, which takes a minute; it is free in " + std::to_string(use.seconds) +
+                           " s at most (without --address a board gets a free one)");
+}
+
+OwnAddress::Outcome OwnAddress::take(const std::string& address) {
   lock_ = lock_on(address);
-  if (lock_ < 0) return false;
+  if (lock_ < 0) return Outcome::of_another_board;
   if (port_is_free(address)) {
     text_ = address;
-    return true;
+    return Outcome::taken;
   }
   close(lock_);
   lock_ = -1;
-  return false;
+  return Outcome::port_in_use;
+}
+
+bool is_loopback(const std::string& address) {
+  in_addr parsed{};
+  return inet_pton(AF_INET, address.c_str(), &parsed) == 1 && address.starts_with("127.");
 }
 
 }  // namespace boardsim

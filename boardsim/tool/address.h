@@ -1,6 +1,7 @@
 // A loopback address of its own for each simulated board.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace boardsim {
@@ -12,8 +13,8 @@ inline constexpr int kServicePort = 36001;
 /// service port could be bound there when it was chosen.
 class OwnAddress {
  public:
-  /// Takes `wanted`, or the first free address when that is empty. Throws std::runtime_error when `wanted` is
-  /// taken or no loopback address.
+  /// Takes `wanted`, a loopback address, or the first free one when that is empty. Throws std::runtime_error,
+  /// which tells who has it and how long it is to be waited for, when it is taken.
   explicit OwnAddress(const std::string& wanted);
   ~OwnAddress();
   OwnAddress(const OwnAddress&) = delete;
@@ -22,10 +23,15 @@ class OwnAddress {
   const std::string& text() const { return text_; }
 
  private:
-  bool take(const std::string& address);
+  enum class Outcome : std::uint8_t { taken, of_another_board, port_in_use };
+  Outcome take(const std::string& address);
+  void take_this(const std::string& wanted);
 
   std::string text_;
   int lock_ = -1;
 };
+
+/// Whether it is an IPv4 address of 127.0.0.0/8.
+bool is_loopback(const std::string& address);
 
 }  // namespace boardsim

@@ -2,27 +2,57 @@
 #include "boardsim/tool/options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
+#include <memory>
 #include <stdexcept>
 
 #include "boardsim/board.h"
 #include "boardsim/core/families.h"
+#include "boardsim/core/state.h"
+#include "boardsim/tool/address.h"
 
 namespace boardsim {
 namespace {
 
+constexpr double kUndisturbedSpeed = 40;  // times as fast as the PC's clock: 25 ms of delay are a second
+
+std::string hexadecimal(std::uint32_t code) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%x", code);
+  return text;
+}
+
+/// The type codes of a family besides its first: "; also 0x97c0".
+std::string other_types(const Family& family) {
+  std::string text;
+  for (const std::uint32_t type : family.types) {
+    if (type != family.type) text.append(text.empty() ? "; also " : ", ").append(hexadecimal(type));
+  }
+  return text;
+}
+
 void print_boards() {
   std::printf("%-10s %-10s %-7s %s\n", "NAME", "TYPE", "ALARMS", "DESCRIPTION");
   for (const Family& family : families()) {
-    char type[16];
-    std::snprintf(type, sizeof type, "0x%x", family.type);
-    std::printf("%-10.*s %-10s %-7u %.*s\n", static_cast<int>(family.name.size()), family.name.data(), type,
-                static_cast<unsigned>(family.alarm_outputs), static_cast<int>(family.description.size()),
-                family.description.data());
+    std::printf("%-10.*s %-10s %-7u %.*s%s\n", static_cast<int>(family.name.size()), family.name.data(),
+                hexadecimal(family.type).c_str(), static_cast<unsigned>(family.alarm_outputs),
+                static_cast<int>(family.description.size()), family.description.data(),
+                other_types(family).c_str());
   }
 }
 
-/// Takes a family's name, or any device type code in hexadecimal: one that belongs to no family here makes a
+/// All faults that can be laid over a board of this configuration.
+void print_faults(const Config& config) {
+  Board board(config.board);
+  furnish(board, config);
+  for (const FaultLine& line : board.state().fault_list()) {
+    std::printf("%s\n    %s\n", line.words.c_str(), line.meaning.c_str());
+    if (!line.possible.empty()) std::printf("    %s\n", line.possible.c_str());
+  }
+}
+
+/// Takes a family's name, or any device type code in hexadecimal: one that belongs to no family makes a
 /// normal board of that type.
 void take_board(Config& config, const std::string& text) {
   const Family* family = find_family(text);
@@ -32,13 +62,18 @@ void take_board(Config& config, const std::string& text) {
     if (*end == '\0' && code > 0 && code <= UINT32_MAX) {
       config.type = static_cast<std::uint32_t>(code);
       family = find_family(config.type);
-      if (family == nullptr) family = find_family("normal");
+      if (family == nullptr) {
+        family = find_family("normal");
+        std::fprintf(stderr,
+                     "boardsim: no family has the type code 0x%x: simulated as a normal board of that type\n",
+                     config.type);
+      }
     }
   }
   if (family == nullptr) {
     std::string message = "there is no board \"" + text + "\"; known are";
     for (const Family& known : families()) message.append(" ").append(known.name);
-    throw CLI::ValidationError("--board", message);
+    throw CLI::ValidationError("--board", message + ", and type codes like 0x9601");
   }
   config.board = family->name;
   if (config.type == 0) config.type = family->type;
@@ -52,6 +87,10 @@ void check(const Config& config) {
   } catch (const std::invalid_argument& error) {
     throw CLI::ValidationError(error.what());
   }
+  if (!config.uart1.empty() && board.state().devices.rs485.is_fixture_chosen()) {
+    throw CLI::ValidationError(
+        "--uart1", "it plugs in the RS485 fixture \"terminal\"; another one cannot be chosen beside");
+  }
 }
 
 void take_interface(Config& config, const std::string& text) {
@@ -60,25 +99,43 @@ void take_interface(Config& config, const std::string& text) {
     throw CLI::ValidationError("--interface", "expected NAME=ADDRESS or NAME=none, not \"" + text + "\"");
   }
   const std::string address = text.substr(equals + 1);
-  config.interfaces[text.substr(0, equals)] = address == "none" ? "" : address;
+  const std::string name = text.substr(0, equals);
+  if (!config.interfaces.emplace(name, address == "none" ? "" : address).second) {
+    throw CLI::ValidationError("--interface", name + " is given twice");
+  }
 }
+
+/// The help, with what goes behind the options.
+class HelpText : public CLI::Formatter {
+ public:
+  std::string make_usage(const CLI::App* /*app*/, std::string /*name*/) const override {
+    return "Usage: boardsim [OPTIONS] -- PROGRAM [ARGUMENTS]...\n";
+  }
+};
 
 /// Options whose words are made sense of when all have been read.
 struct Words {
   std::string console = "utf8";
   std::string reboot = "exit";
   std::vector<std::string> interfaces;
+  bool print_family = false;
 };
 
 void add_options(CLI::App& app, Options& options, Words& words) {
   Config& config = options.config;
-  app.add_option("--board", config.board, "Board family or its type code (0x9601); \"list\" names them all")
+  app.add_option("--board", config.board,
+                 "Board family or a device type code (0x9601); \"list\" names all families")
       ->capture_default_str();
-  app.add_option("--speed", config.speed, "How many times as fast as the PC's clock time runs (pace scaled)")
+  app.add_flag("--print-family", words.print_family,
+               "Print the name of the family that --board means, and end; a program is not started");
+  app.add_option(
+         "--speed", config.speed,
+         "How many times as fast as the PC's clock time runs, in pace scaled. Above 40 the delays of the PC "
+         "begin to count: tests that measure time, like that of the clock, may fail on a healthy board")
       ->check(CLI::Range(0.001, 1e6))
       ->capture_default_str();
   app.add_option("--pace", config.pace,
-                 "How time passes: scaled, stepped (by the control channel) or virtual")
+                 "How time passes: scaled, stepped (by the control channel, see --control) or virtual")
       ->check(CLI::IsMember({"scaled", "stepped", "virtual"}))
       ->capture_default_str();
   app.add_option("--control", config.control, "Unix socket at which the board takes commands");
@@ -86,7 +143,8 @@ void add_options(CLI::App& app, Options& options, Words& words) {
                  "Loopback address of the simulated eth0 (default: a free one)");
   app.add_option("--interface", words.interfaces, "Address of a network interface: NAME=ADDRESS or NAME=none")
       ->allow_extra_args(false);
-  app.add_option("--fault", config.faults, "A fault to lay over the board, for example \"rtc stopped\"")
+  app.add_option("--fault", config.faults,
+                 "A fault to lay over the board, for example \"rtc stopped\"; \"list\" explains all")
       ->allow_extra_args(false);
   app.add_option("--trace", config.trace, "File that gets every call of the program as it happens");
   app.add_option("--state", config.state,
@@ -103,42 +161,120 @@ void add_options(CLI::App& app, Options& options, Words& words) {
       ->capture_default_str();
   app.add_flag("--every-address", config.every_address,
                "Let the program bind to all addresses of this PC when it asks to");
-  app.add_option("program", options.program, "The program and its arguments");
-  app.positionals_at_end();
+  app.set_version_flag("--version", "boardsim " BOARDSIM_VERSION);
+  // What follows the options is the program with its own: --help behind it is the program's.
+  app.prefix_command();
+}
+
+bool given(const CLI::App& app, const char* option) {
+  return app.count(option) > 0;
+}
+
+/// Everything behind the options, without the "--" that may stand before it.
+std::vector<std::string> program_of(const CLI::App& app) {
+  std::vector<std::string> rest = app.remaining();
+  if (!rest.empty() && rest.front() == "--") {
+    rest.erase(rest.begin());
+  } else if (!rest.empty() && rest.front().starts_with('-')) {
+    throw CLI::ExtrasError("boardsim", {rest.front()});
+  }
+  return rest;
+}
+
+/// An option that would have no effect beside the others is a mistake.
+void check_together(const CLI::App& app, const Config& config) {
+  if (given(app, "--speed") && config.pace != "scaled") {
+    throw CLI::ValidationError("--speed", "it counts for --pace scaled only");
+  }
+  if (config.pace == "stepped" && config.control.empty()) {
+    throw CLI::ValidationError("--pace",
+                               "stepped time stands still without --control, whose commands advance it");
+  }
+  if (!config.uart1.empty() && config.pace == "virtual") {
+    throw CLI::ValidationError("--uart1", "nobody can keep up with --pace virtual");
+  }
+}
+
+/// What is only printed starts nothing: a program, and options other than `used`, have no effect.
+void check_alone(const CLI::App& app, const Options& options, const std::string& printed,
+                 const std::vector<std::string>& used) {
+  for (const CLI::Option* option : app.get_options()) {
+    const bool counts = std::ranges::find(used, option->get_name()) != used.end();
+    if (option->count() > 0 && !counts) {
+      throw CLI::ValidationError(option->get_name(), "it has no effect beside " + printed);
+    }
+  }
+  if (!options.program.empty())
+    throw CLI::ValidationError(options.program.front(), printed + " starts no program");
+}
+
+/// Prints what the command line asks for instead of a run. False when it asks for a run.
+bool only_prints(const CLI::App& app, Options& options, const Words& words) {
+  Config& config = options.config;
+  if (config.board == "list") {
+    check_alone(app, options, "--board list", {"--board"});
+    print_boards();
+    return true;
+  }
+  take_board(config, std::string(config.board));
+  if (words.print_family) {
+    check_alone(app, options, "--print-family", {"--board", "--print-family"});
+    std::printf("%s\n", config.board.c_str());
+    return true;
+  }
+  if (std::ranges::find(config.faults, "list") == config.faults.end()) return false;
+  check_alone(app, options, "--fault list", {"--board", "--fault"});
+  if (config.faults.size() > 1)
+    throw CLI::ValidationError("--fault", "other faults have no effect beside --fault list");
+  config.faults.clear();
+  print_faults(config);
+  return true;
+}
+
+void take_all(const CLI::App& app, Options& options, const Words& words) {
+  Config& config = options.config;
+  check_together(app, config);
+  if (!options.address.empty() && !is_loopback(options.address)) {
+    throw CLI::ValidationError("--address", options.address + " is no loopback address (127.x.y.z)");
+  }
+  for (const std::string& text : words.interfaces) take_interface(config, text);
+  check(config);
+  if (options.program.empty()) throw CLI::RequiredError("PROGRAM");
+  if (config.speed > kUndisturbedSpeed) {
+    std::fprintf(stderr,
+                 "boardsim: at %g times the PC's speed, %g ms of delay on this PC are a second of the "
+                 "board's: tests that "
+                 "measure time may fail on a healthy board\n",
+                 config.speed, 1000 / config.speed);
+  }
+  config.exit_at_reboot = words.reboot == "exit";
+  options.utf8_console = words.console == "utf8";
 }
 
 }  // namespace
 
 std::optional<Options> read_options(int argc, char** argv, int& exit_code) {
   Options options;
-  Config& config = options.config;
   Words words;
-  CLI::App app(
-      "Runs a board's program, unmodified, on a simulated board: boardsim [OPTIONS] -- PROGRAM "
-      "[ARGUMENTS]...",
-      "boardsim");
+  CLI::App app("Runs a board's program, unmodified, on a simulated board.", "boardsim");
+  app.formatter(std::make_shared<HelpText>());
   add_options(app, options, words);
-
   try {
     app.parse(argc, argv);
-    if (config.board == "list") {
-      print_boards();
+    options.program = program_of(app);
+    if (only_prints(app, options, words)) {
       exit_code = 0;
       return std::nullopt;
     }
-    take_board(config, std::string(config.board));
-    if (!config.uart1.empty() && config.pace == "virtual") {
-      throw CLI::ValidationError("--uart1", "nobody can keep up with --pace virtual");
-    }
-    for (const std::string& text : words.interfaces) take_interface(config, text);
-    check(config);
-    if (options.program.empty()) throw CLI::RequiredError("PROGRAM");
+    take_all(app, options, words);
+  } catch (const CLI::Success& ending) {
+    exit_code = app.exit(ending);
+    return std::nullopt;
   } catch (const CLI::ParseError& error) {
-    exit_code = app.exit(error) == 0 ? 0 : kExitUsage;
+    std::fprintf(stderr, "boardsim: %s (boardsim --help shows the options)\n", error.what());
+    exit_code = kExitUsage;
     return std::nullopt;
   }
-  config.exit_at_reboot = words.reboot == "exit";
-  options.utf8_console = words.console == "utf8";
   return options;
 }
 

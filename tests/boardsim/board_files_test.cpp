@@ -49,8 +49,11 @@ TEST_F(BoardFilesTest, AHealthyBoardHasATimingFileWithASectionForEachModel) {
       "[TF1V1][TS1V1][VER1.0][1]", "{0x10 0x1 0}",     "[TF2V1][TS3V1][VER2.1][4]", "{0x10 0x1 0}",
       "{0x11 0x22 100}",           "{0x12 0x333 200}", "{0x2f 0xabcd 5000}"};
   Lines expected;
-  for (const char* model : {"QN-5RX6454", "QN-5RX6474", "QN-5RX6484A", "QN-5RX6455", "QN-5RX6485",
-                            "QN-5RX6447", "QN_5RX6484A_B", "iQN-5RX6515-H", "iQN-5RX6194"}) {
+  for (const char* model :
+       {"QN-5RX6454",   "QN-5RX6474",    "QN-5RX6484A",   "QN-5RX6455",   "QN-5RX6485",
+        "QN-5RX6447",   "QN_5RX6484A_B", "iQN-5RX6515-H", "iQN-5RX6194",  "QN-5RX6454-V",
+        "QN-5RX6444",   "QN-5RX6455-H",  "QN-5RX6485-H",  "QN-5RX6415-H", "QN-5RX6454A",
+        "QN-5RX6453-H", "QN-5RX6724",    "QN_5RX6454A_B", "QN-5RX6794",   "iQN-5RX6474-A"}) {
     expected.push_back("[" + std::string(model) + "]");
     expected.insert(expected.end(), blocks.begin(), blocks.end());
   }

@@ -53,6 +53,8 @@ TEST(FamiliesTest, AFamilyIsFoundByNameAndByTypeCode) {
   EXPECT_EQ(find_family("loop")->type, 0x96C1U);
   ASSERT_NE(find_family(0x96C0U), nullptr);
   EXPECT_EQ(find_family(0x96C0U)->name, "6444");
+  EXPECT_EQ(find_family(0x9C0AU)->name, "65xx");
+  EXPECT_EQ(find_family(0x9726U)->name, "k") << "a family has other codes besides its first";
   EXPECT_EQ(find_family("LOOP"), nullptr);
   EXPECT_EQ(find_family(""), nullptr);
   EXPECT_EQ(find_family(0x1234U), nullptr);

@@ -102,6 +102,7 @@ TEST(FactoryDataTest, The6484sOfEveryTypeComeWithTheVoltageOfTheirModel) {
     station.request(12032);
     EXPECT_EQ(take_reply(station, 12032), (Result{"Fail", "read vsub luma from flash error"}));
     board.expect_complaint("blkNum 21 offset : 64576 error");
+    board.expect_complaint("simulated as a normal board of that type");
     board.lines_until("real vsub: 0xab8, original vsub: 0xab8, original voltage: 9.5");
   }
 }

@@ -37,7 +37,7 @@ class RunningTimeTest : public ::testing::Test {
     station.reset_at_once();
   }
 
-  BoardUnderTest board{{"--pace", "scaled", "--speed", "50"}};
+  BoardUnderTest board{{"--pace", "scaled", "--speed", "40"}};
 };
 
 TEST_F(RunningTimeTest, TwoHundredConnectionsThatBreakAtChangingMomentsLeaveAWorkingServer) {

@@ -11,7 +11,7 @@ OPTIONS = {
     "./test": ("test", r"^ +((?:-\w+ \| )?--[\w-]+)\)"),
     "./bench": ("bench", r"^ +((?:-\w+ \| )?--[\w-]+)\)"),
     "./run": ("run", r"(--[\w-]+)(?= *[|)])"),
-    "boardsim": ("boardsim/tool/options.cpp", r'add_(?:option|flag)\("(?:-\w,)?(--[\w-]+)'),
+    "boardsim": ("boardsim/tool/options.cpp", r'(?:add_option|add_flag|set_version_flag)\("(?:-\w,)?(--[\w-]+)'),
     "t1station": ("station/command_line.cpp", r'(--[\w-]+)[",]'),
 }
 

@@ -13,6 +13,8 @@ def files(*suffixes, below=""):
         at_root = pathlib.Path(folder) == ROOT
         folders[:] = [f for f in folders if f not in (".git", ".cache", "__pycache__") and not (at_root and f == "build")]
         for name in names:
+            if name == ".git":  # a file in a second working tree
+                continue
             path = (pathlib.Path(folder) / name).relative_to(ROOT).as_posix()
             if path.startswith(below) and not path.startswith(INPUTS) and (not suffixes or name.endswith(suffixes)):
                 found.append(path)

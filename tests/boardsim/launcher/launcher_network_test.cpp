@@ -3,6 +3,9 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include <cerrno>
+#include <cstring>
+
 #include "boardsim/core/control.h"
 #include "tests/boardsim/launcher/launcher.h"
 
@@ -10,7 +13,7 @@ namespace {
 
 TEST_F(LauncherTest, AnAddressOutsideOfLoopbackIsRefused) {
   Process process(launch({"--address", "192.0.2.1"}, {"exit", "0"}));
-  EXPECT_EQ(process.wait(), 70);
+  EXPECT_EQ(process.wait(), 64);
   EXPECT_NE(process.err.find("192.0.2.1 is no loopback address"), std::string::npos) << process.err;
 }
 
@@ -19,7 +22,42 @@ TEST_F(LauncherTest, AnAddressThatABoardHasIsNotGivenTwice) {
   ASSERT_TRUE(first.wait_for("waiting\n"));
   Process second(launch({"--address", address(0)}, {"exit", "0"}));
   EXPECT_EQ(second.wait(), 70);
-  EXPECT_NE(second.err.find(address(0) + " is in use"), std::string::npos) << second.err;
+  EXPECT_NE(second.err.find(address(0) + " is in use: another board has it now"), std::string::npos)
+      << second.err;
+}
+
+/// A listener at the service port of an address.
+int listener_at(const std::string& address) {
+  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in place{};
+  place.sin_family = AF_INET;
+  place.sin_port = htons(36001);
+  inet_pton(AF_INET, address.c_str(), &place.sin_addr);
+  EXPECT_EQ(bind(fd, reinterpret_cast<const sockaddr*>(&place), sizeof place), 0) << std::strerror(errno);
+  EXPECT_EQ(listen(fd, 1), 0);
+  return fd;
+}
+
+TEST_F(LauncherTest, APortThatIsStillClosingIsSaidWithTheTimeThatItTakes) {
+  const int listener = listener_at(address(3));
+  const int station = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in place{};
+  socklen_t size = sizeof place;
+  ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr*>(&place), &size), 0);
+  ASSERT_EQ(connect(station, reinterpret_cast<const sockaddr*>(&place), size), 0);
+  Process served(launch({"--address", address(3)}, {"exit", "0"}));
+  EXPECT_EQ(served.wait(), 70);
+  EXPECT_NE(served.err.find("a program of this PC has port 36001 there"), std::string::npos) << served.err;
+  close(accept(listener, nullptr, nullptr));
+  close(listener);
+  close(station);
+  Process closing(launch({"--address", address(3)}, {"exit", "0"}));
+  EXPECT_EQ(closing.wait(), 70);
+  EXPECT_TRUE(
+      std::regex_search(closing.err, std::regex("the address " + address(3) +
+                                                " is in use: a program that has ended leaves port 36001 "
+                                                "closing.*free in [1-6]?[0-9] s at most")))
+      << closing.err;
 }
 
 TEST_F(LauncherTest, AnInterfaceOutsideOfLoopbackIsAUsageError) {

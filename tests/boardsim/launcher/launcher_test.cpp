@@ -45,9 +45,28 @@ TEST_F(LauncherTest, ABoardCanBeNamedByItsTypeCode) {
   Process known(launch({"--board", "0x96C4"}, {"exit", "0"}));
   EXPECT_EQ(known.wait(), 0);
   EXPECT_TRUE(known.out.starts_with("boardsim: board loop-c (0x96c4) at ")) << known.out;
-  Process other(launch({"--board", "0x9726"}, {"exit", "0"}));
-  EXPECT_EQ(other.wait(), 0);
-  EXPECT_TRUE(other.out.starts_with("boardsim: board normal (0x9726) at ")) << other.out;
+  Process another(launch({"--board", "0x9726"}, {"exit", "0"}));
+  EXPECT_EQ(another.wait(), 0);
+  EXPECT_TRUE(another.out.starts_with("boardsim: board k (0x9726) at ")) << another.out;
+  EXPECT_EQ(another.err, "");
+}
+
+TEST_F(LauncherTest, ATypeCodeOfNoFamilyIsSaidToBeSimulatedAsANormalBoard) {
+  Process process(launch({"--board", "0x97c2"}, {"exit", "0"}));
+  EXPECT_EQ(process.wait(), 0);
+  EXPECT_TRUE(process.out.starts_with("boardsim: board normal (0x97c2) at ")) << process.out;
+  EXPECT_EQ(process.err,
+            "boardsim: no family has the type code 0x97c2: simulated as a normal board of that type\n");
+}
+
+TEST_F(LauncherTest, AScriptCanAskWhichFamilyABoardIsOf) {
+  const std::pair<const char*, const char*> boards[] = {
+      {"loop", "loop\n"}, {"0x9c0a", "65xx\n"}, {"0xA6004", "ma\n"}, {"0x97c2", "normal\n"}};
+  for (const auto& [board, family] : boards) {
+    Process process(bare({"--board", board, "--print-family"}));
+    EXPECT_EQ(process.wait(), 0) << board;
+    EXPECT_EQ(process.out, family) << board;
+  }
 }
 
 TEST_F(LauncherTest, AnUnknownBoardIsAUsageErrorThatListsTheKnownOnes) {
@@ -61,6 +80,61 @@ TEST_F(LauncherTest, AFaultThatIsNotUnderstoodIsAUsageError) {
   Process process(launch({"--fault", "rtc confused"}, {"exit", "0"}));
   EXPECT_EQ(process.wait(), 64);
   EXPECT_NE(process.err.find("rtc"), std::string::npos) << process.err;
+}
+
+TEST_F(LauncherTest, AnOptionThatHasNoEffectBesideTheOthersIsAUsageError) {
+  const std::pair<Words, const char*> lines[] = {
+      {{"--speed", "3", "--pace", "virtual", "--", "x"}, "--speed: it counts for --pace scaled only"},
+      {{"--pace", "stepped", "--", "x"}, "--pace: stepped time stands still without --control"},
+      {{"--uart1", "x", "--fault", "rs485 fixture ring5", "--", "x"},
+       "--uart1: it plugs in the RS485 fixture"},
+      {{"--interface", "eth0=none", "--interface", "eth0=127.0.0.2", "--", "x"},
+       "--interface: eth0 is given twice"},
+      {{"--board", "list", "--fault", "rtc stopped"}, "--fault: it has no effect beside --board list"},
+      {{"--board", "list", "--", "x"}, "x: --board list starts no program"},
+      {{"--print-family", "--speed", "2"}, "--speed: it has no effect beside --print-family"},
+      {{"--fault", "list", "--fault", "rtc stopped"},
+       "--fault: other faults have no effect beside --fault list"}};
+  for (const auto& [options, message] : lines) {
+    Process process(bare(options));
+    EXPECT_EQ(process.wait(), 64) << message;
+    EXPECT_TRUE(process.err.starts_with(std::string("boardsim: ") + message)) << process.err;
+  }
+}
+
+TEST_F(LauncherTest, WhatFollowsTheProgramIsItsOwn) {
+  Process process({BOARDSIM_PROGRAM, "--speed", "2", BOARDSIM_PROBE, "--help", "--board", "nonsense"});
+  EXPECT_EQ(process.wait(), 99) << "the probe knows no such deed";
+  Process misspelled(bare({"--bord", "loop", "--", BOARDSIM_PROBE}));
+  EXPECT_EQ(misspelled.wait(), 64);
+  EXPECT_NE(misspelled.err.find("--bord (boardsim --help shows the options)"), std::string::npos)
+      << misspelled.err;
+}
+
+TEST_F(LauncherTest, TellsItsVersion) {
+  Process process(bare({"--version"}));
+  EXPECT_EQ(process.wait(), 0);
+  EXPECT_TRUE(std::regex_match(process.out, std::regex("boardsim [0-9]+\\.[0-9]+\\.[0-9]+\n")))
+      << process.out;
+}
+
+TEST_F(LauncherTest, ASpeedAtWhichDelaysOfThePcCountIsPointedOut) {
+  Process fast(launch({"--speed", "1000"}, {"exit", "0"}));
+  EXPECT_EQ(fast.wait(), 0);
+  EXPECT_NE(fast.err.find("1 ms of delay on this PC are a second of the board's"), std::string::npos)
+      << fast.err;
+  Process usual(launch({"--speed", "40"}, {"exit", "0"}));
+  EXPECT_EQ(usual.wait(), 0);
+  EXPECT_EQ(usual.err, "");
+}
+
+TEST_F(LauncherTest, ExplainsTheFaultsThatABoardTakes) {
+  Process process(bare({"--board", "rkd1", "--fault", "list"}));
+  EXPECT_EQ(process.wait(), 0);
+  EXPECT_NE(process.out.find("\nrtc stopped\n    the clock stands still from now on\n"), std::string::npos);
+  EXPECT_NE(process.out.find("\n    OUTPUT: F1, F2, A1, A2, F3, F4, F5, F6, F7, F8 or F9\n"),
+            std::string::npos)
+      << process.out;
 }
 
 TEST_F(LauncherTest, WithoutAProgramThereIsAUsageError) {
