@@ -98,3 +98,17 @@ def api_reference(complain, build):
         complain(*(where.groups() if where else ("docs/Doxyfile", 1, line)))
     if run.returncode != 0:
         complain("docs/Doxyfile", 1, f"doxygen ended with status {run.returncode}")
+
+
+def quirks(complain):
+    """The tests that docs/quirks.md names exist."""
+    known = set()
+    for path in tree.files("_test.cpp"):
+        text = tree.text(path)
+        known |= {".".join(names) for names in re.findall(r"^ *TEST(?:_F|_P)?\( *(\w+), *(\w+)", text, re.M)}
+        suites = re.findall(r"^ *(?:class|struct) (\w+)", text, re.M)
+        known |= {f"{suite}.{test}" for suite in suites for test in re.findall(r"^ +(\w+)\) \{", text, re.M)}
+    for number, line in tree.lines("docs/quirks.md"):
+        for name in re.findall(r"`([A-Z][A-Za-z0-9]+\.[A-Z][A-Za-z0-9]+)`", line):
+            if name not in known:
+                complain("docs/quirks.md", number, f"there is no test {name}")

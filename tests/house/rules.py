@@ -10,6 +10,7 @@ import sys
 
 sys.dont_write_bytecode = True  # nothing is left beside the sources
 
+import catalogue
 import commits
 import documents
 import includes
@@ -18,7 +19,7 @@ import sources
 
 RULES = {rule.__name__: rule for rule in (
     includes.directions, includes.program_headers, includes.unused_files, sources.first_lines, sources.lengths,
-    sources.real_time, sources.words, sources.formatting, sources.shell, commits.commits, documents.links, documents.paths, documents.options,
+    sources.real_time, sources.words, sources.formatting, sources.shell, commits.commits, documents.links, documents.paths, documents.options, documents.quirks, catalogue.codes, catalogue.alarm_codes,
     documents.api_reference, libc_calls.libc_calls)}
 
 
