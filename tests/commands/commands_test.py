@@ -18,13 +18,12 @@ TOOLS = ["bash", "sh", "env", "sed", "grep", "flock", "stat", "mkdir", "cat", "h
          "seq", "dirname", "nproc", "rm", "tr", "python3", "wc"]
 LOOKED_FOR = ["c++", "cmake", "ninja", "clang-format", "doxygen", "shellcheck", "git", "arm-linux-gnueabihf-g++",
               "arm-linux-gnueabi-g++"]
-BOARD = """#!/bin/sh
+BOARD = r"""#!/bin/sh
 for word in "$@"; do case $word in
-  --print-family) [ "$2" = normal ] || { echo "there is no board \\"$2\\"" >&2; exit 64; }; echo normal; exit ;;
+  --print-family) [ "$2" = normal ] || { echo "there is no board \"$2\"" >&2; exit 64; }; echo normal; exit ;;
   broken) echo "--fault: not understood" >&2; exit 64 ;;
 esac; done
-echo "boardsim: board normal (0x9601) at 127.1.2.3:36001"
-echo "words of the console"
+printf 'boardsim: board normal (0x9601) at 127.1.2.3:36001\nwords of the console\n'
 exec sleep 600
 """
 STATION = """#!/bin/sh
