@@ -27,28 +27,22 @@ bool wants_colour(const CommandLine& line, const Surroundings& around, bool is_t
 
 std::vector<TestRequest> requests_of(const CommandLine& line) {
   std::vector<TestRequest> requests;
-  for (const std::int32_t code : line.codes) {
-    const TestKind* test = find_test(code);
-    TestRequest request;
-    request.code = code;
-    if (!test || test->takes_parameter) request.parameter = line.parameter;
-    request.timeout = line.timeout.value_or(default_timeout(code));
-    requests.push_back(request);
+  for (const WantedTest& test : line.tests) {
+    requests.push_back({test.code, test.parameter, line.timeout.value_or(default_timeout(test.code))});
   }
   return requests;
 }
 
 // Whether tests are asked for behind one that takes the board down.
-bool goes_on_after_restart(const std::vector<std::int32_t>& codes) {
-  const auto last = codes.end() - 1;
-  return std::find(codes.begin(), last, restart_code) != last;
+bool goes_on_after_restart(const std::vector<WantedTest>& tests) {
+  return std::any_of(tests.begin(), tests.end() - 1,
+                     [](const WantedTest& test) { return test.code == restart_code; });
 }
 
-// False when a report could not be written.
-bool write_reports(const CommandLine& line, const RunReport& report, std::ostream& err) {
+// False when the report could not be written.
+bool write_report(const std::string& file, const std::string& text, std::ostream& err) {
   try {
-    if (!line.json_file.empty()) write_whole_file(line.json_file, json_report(report));
-    if (!line.junit_file.empty()) write_whole_file(line.junit_file, junit_report(report));
+    if (!file.empty()) write_whole_file(file, text);
     return true;
   } catch (const std::system_error& error) {
     err << "t1station: " << error.what() << std::endl;
@@ -56,31 +50,32 @@ bool write_reports(const CommandLine& line, const RunReport& report, std::ostrea
   }
 }
 
-int run_tests(const CommandLine& line, const Surroundings& around) {
-  if (line.codes.empty()) {
-    around.err << "t1station: no test is selected; \"t1station list\" shows them all" << std::endl;
-    return exit_code::nothing_selected;
-  }
-  if (goes_on_after_restart(line.codes)) {
-    around.err << "t1station: restart is not the last test: the board will be gone for those behind it"
-               << std::endl;
-  }
+ProgressStyle style_of(const CommandLine& line, const Surroundings& around) {
   ProgressStyle style;
   style.live = around.err_is_terminal;
   style.colour = wants_colour(line, around, around.err_is_terminal);
   style.greeting = !line.quiet;
   style.speed = line.speed;
   style.columns = std::max<std::size_t>(around.columns, 20);
-  Progress progress(around.err, style);
+  return style;
+}
 
+int run_tests(const CommandLine& line, const Surroundings& around) {
+  if (line.tests.empty()) {
+    around.err << "t1station: no test is selected; \"t1station list\" shows them all" << std::endl;
+    return exit_code::nothing_selected;
+  }
+  if (goes_on_after_restart(line.tests)) {
+    around.err << "t1station: restart is not the last test: the board will be gone for those behind it"
+               << std::endl;
+  }
+  Progress progress(around.err, style_of(line, around));
   RunSettings settings;
-  settings.greeting_timeout = line.connect_timeout;
+  settings.patience = line.patience;
   settings.quit = line.quit;
   settings.keep_going = line.keep_going;
-  const Connector connect = [&] {
-    return std::make_unique<TcpLink>(*line.board, line.connect_timeout, around.interrupt, line.wait);
-  };
-  Runner runner(connect, around.clock, around.interrupt, progress, settings);
+  TcpConnector connector(*line.board, line.connect_timeout, around.interrupt);
+  Runner runner(connector, around.clock, around.interrupt, progress, settings);
 
   RunReport report;
   report.board = line.board->text();
@@ -88,9 +83,10 @@ int run_tests(const CommandLine& line, const Surroundings& around) {
   report.results = runner.run(requests_of(line));
   report.build = runner.build();
   around.out << results_table(report, wants_colour(line, around, around.out_is_terminal)) << std::flush;
-  const bool is_written = write_reports(line, report, around.err);
+  const bool has_json = write_report(line.json_file, json_report(report), around.err);
+  const bool has_junit = write_report(line.junit_file, junit_report(report), around.err);
   const int code = exit_code_of(report);
-  return code == exit_code::passed && !is_written ? exit_code::usage : code;
+  return code == exit_code::passed && !(has_json && has_junit) ? exit_code::unwritten : code;
 }
 
 int echo(const CommandLine& line, const Surroundings& around) {
@@ -103,38 +99,49 @@ int echo(const CommandLine& line, const Surroundings& around) {
 }
 
 int watch(const CommandLine& line, const Surroundings& around) {
+  Progress progress(around.err, style_of(line, around));
+  TcpConnector connector(*line.board, line.connect_timeout, around.interrupt);
+  Opening opening(connector, around.clock, around.interrupt, progress, line.patience);
   try {
-    TcpLink link(*line.board, line.connect_timeout, around.interrupt, line.wait);
-    return monitor(link, around.clock, line.limits, line.quit, around.out);
-  } catch (const LinkError& error) {
-    around.err << "t1station: " << error.what() << std::endl;
+    return monitor(opening, around.clock, line.limits, line.quit, around.out);
+  } catch (const Interrupted&) {
+    return exit_code::interrupted;
+  } catch (const std::runtime_error& error) {
+    progress.notice(error.what());
     return around.interrupt.is_raised() ? exit_code::interrupted : exit_code::broken;
   }
+}
+
+int obey(const CommandLine& line, const Surroundings& around) {
+  switch (line.command) {
+    case CommandLine::Command::help:
+      around.out << line.help;
+      return exit_code::passed;
+    case CommandLine::Command::list:
+      around.out << tests_table();
+      return exit_code::passed;
+    case CommandLine::Command::run:
+      return run_tests(line, around);
+    case CommandLine::Command::monitor:
+      return watch(line, around);
+    case CommandLine::Command::rs485_echo:
+      return echo(line, around);
+  }
+  return exit_code::usage;
 }
 
 }  // namespace
 
 int run_app(const std::vector<std::string>& arguments, const Surroundings& around) {
   try {
-    const CommandLine line = parse_command_line(arguments);
-    switch (line.command) {
-      case CommandLine::Command::help:
-        around.out << line.help << std::flush;
-        return exit_code::passed;
-      case CommandLine::Command::list:
-        around.out << tests_table() << std::flush;
-        return exit_code::passed;
-      case CommandLine::Command::run:
-        return run_tests(line, around);
-      case CommandLine::Command::monitor:
-        return watch(line, around);
-      case CommandLine::Command::rs485_echo:
-        return echo(line, around);
-    }
+    const int code = obey(parse_command_line(arguments), around);
+    if (around.out << std::flush) return code;
+    around.err << "t1station: standard output cannot be written" << std::endl;
+    return code == exit_code::passed ? exit_code::unwritten : code;
   } catch (const UsageError& error) {
     around.err << "t1station: " << error.what() << std::endl;
+    return exit_code::usage;
   }
-  return exit_code::usage;
 }
 
 }  // namespace t1station

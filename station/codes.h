@@ -2,11 +2,19 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 
 namespace t1station {
+
+/// The voltages that a board tells apart, in hundredths of a volt, with both ends; for all others it sets one
+/// of its own. It looks at steps of 20. None when both are 0.
+struct VoltageRange {
+  int lowest = 0;
+  int highest = 0;
+};
 
 /// One test of the protocol.
 struct TestKind {
@@ -14,7 +22,10 @@ struct TestKind {
   std::string_view name;   ///< short and stable, for command lines and reports
   std::string_view title;  ///< for people
   double usual_seconds;    ///< on a healthy board of the usual kind
-  bool takes_parameter;    ///< the request carries a voltage in hundredths of a volt
+  VoltageRange voltages;   ///< what the request's parameter may be
+
+  /// Whether the request carries a voltage.
+  bool takes_parameter() const { return voltages.highest > 0; }
 };
 
 /// The code of the test that restarts the board after its reply.
@@ -36,6 +47,15 @@ std::string name_of(std::int32_t code);
 /// name. Throws UsageError for anything else, for numbers beyond 32 bits, and for the two codes that are no
 /// tests: those of service messages and of the quit request.
 std::int32_t parse_code(const std::string& word);
+
+/// The parameter that a word means: a whole number. Throws UsageError, which tells the unit, for anything
+/// else.
+std::int32_t parse_parameter(const std::string& word);
+
+/// Throws UsageError when this test cannot be asked for with this parameter, or without one: a test that
+/// takes none, one that needs one, a voltage that the board does not know. Codes outside the table take
+/// anything.
+void check_parameter(std::int32_t code, std::optional<std::int32_t> parameter);
 
 /// The code that the reply to this test carries: its own, but 1024 for the pan-and-tilt port, which reports
 /// as an RS485 test.

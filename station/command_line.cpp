@@ -3,12 +3,14 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
 #include <cmath>
-#include <map>
+#include <cstdint>
 
 #include "station/codes.h"
 #include "station/errors.h"
 #include "station/serial_line.h"
+#include "station/suggest.h"
 #include "station/whole_file.h"
 
 namespace t1station {
@@ -53,17 +55,61 @@ std::string check_positive(const std::string& word) {
   return "\"" + word + "\" is no positive number";
 }
 
-void check_run(const CommandLine& line) {
-  const auto takes_parameter = [](std::int32_t code) {
-    const TestKind* test = find_test(code);
-    return !test || test->takes_parameter;
-  };
-  if (line.parameter && !line.codes.empty() &&
-      std::none_of(line.codes.begin(), line.codes.end(), takes_parameter)) {
-    throw UsageError("--param is for the tests that set a substrate voltage, and none of them is asked for");
+std::string check_count(const std::string& word) {
+  std::uint32_t number = 0;
+  const char* end = word.data() + word.size();
+  const auto [stop, error] = std::from_chars(word.data(), end, number);
+  if (error == std::errc() && stop == end && number > 0) return {};
+  return "\"" + word + "\" is no whole number from 1 to 4294967295";
+}
+
+std::string check_speed(const std::string& word) {
+  int number = 0;
+  const char* end = word.data() + word.size();
+  const auto [stop, error] = std::from_chars(word.data(), end, number);
+  if (error != std::errc() || stop != end) return "\"" + word + "\" is no whole number; boards use 38400";
+  try {
+    speed_code(number);
+    return {};
+  } catch (const UsageError& reason) {
+    return reason.what();  // says which speeds there are
   }
+}
+
+std::string check_colour(const std::string& word) {
+  if (word == "auto" || word == "always" || word == "never") return {};
+  return "\"" + word + "\" is none of auto, always and never";
+}
+
+WantedTest parse_test(const std::string& word) {
+  const std::size_t sign = word.find('=');
+  WantedTest test{parse_code(word.substr(0, sign)), std::nullopt};
+  if (sign != std::string::npos) test.parameter = parse_parameter(word.substr(sign + 1));
+  return test;
+}
+
+// Gives the parameter that was said for all to the tests that take one and have none of their own.
+void give_parameter(std::vector<WantedTest>& tests, const std::string& word) {
+  const std::int32_t parameter = parse_parameter(word);
+  bool is_used = false;
+  for (WantedTest& test : tests) {
+    const TestKind* kind = find_test(test.code);
+    if (test.parameter || (kind && !kind->takes_parameter())) continue;
+    test.parameter = parameter;
+    is_used = true;
+  }
+  if (is_used || tests.empty()) return;
+  throw UsageError(
+      "--param is for the tests that set a substrate voltage, and none is asked for without a voltage of its "
+      "own");
+}
+
+void check_reports(const CommandLine& line) {
   for (const std::string& file : {line.json_file, line.junit_file}) {
     if (!file.empty()) check_writable(file);
+  }
+  if (!line.json_file.empty() && !line.junit_file.empty() && is_same_file(line.json_file, line.junit_file)) {
+    throw UsageError("--json and --junit name the same file, " + line.json_file);
   }
 }
 
@@ -71,28 +117,38 @@ void check_run(const CommandLine& line) {
 struct Words {
   std::string host;
   std::vector<std::string> tests;
+  std::optional<std::string> parameter;
+  std::string colour = "auto";
   bool no_quit = false;
+  bool keep_going = false;
+  bool fail_fast = false;
 };
 
 void add_connection(CLI::App& command, CommandLine& line, Words& words) {
   const CLI::Validator positive(check_positive, "POSITIVE");
   command.add_flag("--no-quit", words.no_quit, "Leave without the quit request");
+  command.add_option("--connect-timeout", line.connect_timeout, "Seconds for each try to connect")
+      ->check(positive)
+      ->capture_default_str();
   command
-      .add_option("--connect-timeout", line.connect_timeout, "Seconds for the connection and the greeting")
-      ->check(positive);
+      .add_option("--greeting-wait", line.patience.greeting,
+                  "Seconds for banner and menu: the board may be busy with another station")
+      ->check(positive)
+      ->capture_default_str();
   command
-      .add_option("--wait", line.wait, "Keep trying for so many seconds while the board's server is starting")
+      .add_option("--wait", line.patience.absence,
+                  "Keep trying for so many seconds while the board or its server is starting")
       ->check(positive);
 }
 
 CLI::App* add_run(CLI::App& app, CommandLine& line, Words& words) {
   const CLI::Validator positive(check_positive, "POSITIVE");
-  const std::map<std::string, CommandLine::Colour> colours{{"auto", CommandLine::Colour::automatic},
-                                                           {"always", CommandLine::Colour::always},
-                                                           {"never", CommandLine::Colour::never}};
   CLI::App* run = app.add_subcommand("run", "Run tests one after the other");
-  run->add_option("TEST", words.tests, "Decimal code, hexadecimal code with 0x, or short name");
-  run->add_option("-p,--param", line.parameter, "Voltage in hundredths of a volt, for the set-sub tests");
+  run->add_option("TEST", words.tests,
+                  "Decimal code, hexadecimal code with 0x, or short name; with =N the parameter of this one");
+  run->add_option("-p,--param", words.parameter,
+                  "Voltage in hundredths of a volt (650 for 6.50 V), for the set-sub tests")
+      ->type_name("N");
   run->add_option("--timeout", line.timeout,
                   "Seconds to wait for each reply; else 3 times the usual length + 30")
       ->check(positive);
@@ -100,21 +156,29 @@ CLI::App* add_run(CLI::App& app, CommandLine& line, Words& words) {
   run->add_option("--junit", line.junit_file, "Write the results to this file as JUnit XML");
   run->add_option("--speed", line.speed, "The board runs so many times as fast; for the progress display")
       ->check(positive);
-  run->add_option("--color", line.colour, "auto, always or never")
-      ->transform(CLI::CheckedTransformer(colours).description(""));
+  run->add_option("--color", words.colour, "auto, always or never")->check(CLI::Validator(check_colour, ""));
   run->add_flag("--quiet", line.quiet, "Do not show banner and menu");
-  run->add_flag("--keep-going,!--fail-fast", line.keep_going,
-                "Go on after a test that did not pass (the default), or stop there");
+  CLI::Option* keep_going =
+      run->add_flag("--keep-going", words.keep_going, "Go on after a test that did not pass (the default)");
+  run->add_flag("--fail-fast", words.fail_fast, "Stop after the first test that does not pass")
+      ->excludes(keep_going);
   add_connection(*run, line, words);
+  run->footer(
+      "Exit codes: 0 all passed, 1 a test failed, 2 interrupted, 4 usage, 5 nothing selected,\n"
+      "6 board unreachable or protocol broken, 7 a report or standard output could not be written.");
   return run;
 }
 
 CLI::App* add_monitor(CLI::App& app, CommandLine& line, Words& words) {
-  const CLI::Validator positive(check_positive, "POSITIVE");
   CLI::App* monitor = app.add_subcommand("monitor", "Show every record that the board sends");
-  monitor->add_option("--for", line.limits.seconds, "End after so many seconds")->check(positive);
-  monitor->add_option("--records", line.limits.records, "End after so many records")->check(positive);
+  monitor->add_option("--for", line.limits.seconds, "End so many seconds after the first record")
+      ->check(CLI::Validator(check_positive, "POSITIVE"));
+  monitor->add_option("--records", line.limits.records, "End after so many records")
+      ->check(CLI::Validator(check_count, "POSITIVE"));
   add_connection(*monitor, line, words);
+  monitor->footer(
+      "Exit codes: 0 a limit is reached, 2 interrupted, 4 usage, 6 board unreachable, closed or unreadable,\n"
+      "7 standard output could not be written.");
   return monitor;
 }
 
@@ -122,11 +186,83 @@ CLI::App* add_echo(CLI::App& app, CommandLine& line) {
   CLI::App* echo = app.add_subcommand(
       "rs485-echo", "Play the station's part of the RS485 echo test on a serial device of this PC");
   echo->add_option("DEVICE", line.echo.device, "The serial device: /dev/ttyUSB0")->required();
-  echo->add_option("--speed", line.echo.speed, "Bits per second")->capture_default_str();
+  echo->add_option("--speed", line.echo.speed, "Bits per second")
+      ->check(CLI::Validator(check_speed, ""))
+      ->capture_default_str();
   echo->add_option("--timeout", line.echo.timeout, "Seconds to wait for the echo")
       ->check(CLI::Validator(check_positive, "POSITIVE"))
       ->capture_default_str();
+  echo->footer(
+      "Exit codes: 0 the echo is right, 1 it is not, 2 interrupted, 4 usage, 6 no echo or no device,\n"
+      "7 standard output could not be written.");
   return echo;
+}
+
+CLI::App* add_list(CLI::App& app) {
+  CLI::App* list = app.add_subcommand("list", "Show the tests; needs no board");
+  list->footer("Exit codes: 0 shown, 4 usage, 7 standard output could not be written.");
+  return list;
+}
+
+// The command is the first word, or the second one behind HOST. The parser itself would only miss one.
+void check_command(const CLI::App& app, const std::vector<std::string>& arguments) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
+  const auto is_command = [&](const std::string& word) {
+    return std::find(names.begin(), names.end(), word) != names.end();
+  };
+  std::vector<std::string> words;
+  for (const std::string& word : arguments) {
+    if (word.starts_with('-')) {
+      if (words.size() < 2) return;  // an option, of which the parser knows more
+      break;
+    }
+    words.push_back(word);
+  }
+  words.resize(std::min<std::size_t>(words.size(), 2));
+  if (std::any_of(words.begin(), words.end(), is_command)) return;
+  const std::string commands = "there are run, monitor, list and rs485-echo (t1station --help)";
+  if (words.empty()) throw UsageError("which command? " + commands);
+  const std::vector<std::string> meant = nearest(words.back(), names);
+  if (words.size() == 1 && meant.empty())
+    throw UsageError("what is to be done with " + words[0] + "? " + commands);
+  throw UsageError("\"" + words.back() + "\" is no command; " + commands + did_you_mean(meant));
+}
+
+std::string help_of(const CLI::App& app) {
+  for (const CLI::App* command : app.get_subcommands()) {
+    const bool has_board = command->get_name() == "run" || command->get_name() == "monitor";
+    return command->help(has_board ? "t1station HOST" : "t1station");
+  }
+  return app.help();
+}
+
+// Words that are left over, with what they may have been.
+[[noreturn]] void refuse_extra(const CLI::App& app) {
+  for (const CLI::App* command : app.get_subcommands()) {
+    const std::string help = "; \"t1station " + command->get_name() + " --help\" shows what there is";
+    for (const std::string& word : command->remaining()) {
+      std::vector<std::string> options;
+      for (const CLI::Option* option : command->get_options()) {
+        if (!option->get_lnames().empty()) options.push_back("--" + option->get_lnames().front());
+      }
+      const std::string what = word.starts_with('-') ? "\" is no option of " : "\" is not expected behind ";
+      throw UsageError("\"" + word + what + command->get_name() + help +
+                       did_you_mean(nearest(word, options)));
+    }
+  }
+  throw UsageError("\"" + app.remaining().front() +
+                   "\" is not expected; \"t1station --help\" shows what there is");
+}
+
+void finish_run(CommandLine& line, const Words& words) {
+  line.keep_going = !words.fail_fast;
+  if (words.colour == "always") line.colour = CommandLine::Colour::always;
+  if (words.colour == "never") line.colour = CommandLine::Colour::never;
+  for (const std::string& word : words.tests) line.tests.push_back(parse_test(without_mark(word)));
+  if (words.parameter) give_parameter(line.tests, *words.parameter);
+  for (const WantedTest& test : line.tests) check_parameter(test.code, test.parameter);
+  check_reports(line);
 }
 
 }  // namespace
@@ -137,37 +273,44 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
 
   CLI::App app("Runs the factory tests of a board over the network.", "t1station");
   app.require_subcommand(1);
-  app.footer(
-      "Exit codes: 0 all passed, 1 a test failed, 2 interrupted, 4 usage, 5 nothing selected,\n"
-      "6 board unreachable or protocol broken.");
-  app.add_option("HOST", words.host, "The board: HOST or HOST:PORT, port 36001 by default");
-  const CLI::App* list = app.add_subcommand("list", "Show the tests; needs no board");
+  app.set_version_flag("--version", "t1station " T1STATION_VERSION);
+  app.footer("t1station COMMAND --help shows the options and exit codes of a command.");
+  app.add_option("HOST", words.host,
+                 "The board, for run and monitor: HOST or HOST:PORT, port 36001 by default");
+  const CLI::App* list = add_list(app);
   const CLI::App* run = add_run(app, line, words);
   const CLI::App* monitor = add_monitor(app, line, words);
   const CLI::App* echo = add_echo(app, line);
 
+  check_command(app, arguments);
   std::vector<std::string> reversed = with_marked_codes(app, arguments);
   std::reverse(reversed.begin(), reversed.end());
   try {
     app.parse(reversed);
   } catch (const CLI::CallForHelp&) {
-    line.help = app.help();
+    line.help = help_of(app);
     return line;
+  } catch (const CLI::CallForVersion&) {
+    line.help = app.version() + "\n";
+    return line;
+  } catch (const CLI::ExtrasError&) {
+    refuse_extra(app);
   } catch (const CLI::ParseError& error) {
     throw UsageError(error.what());
   }
 
   line.quit = !words.no_quit;
-  if (!words.host.empty()) line.board = parse_address(words.host);
   if (list->parsed()) line.command = CommandLine::Command::list;
   if (run->parsed()) line.command = CommandLine::Command::run;
   if (monitor->parsed()) line.command = CommandLine::Command::monitor;
   if (echo->parsed()) line.command = CommandLine::Command::rs485_echo;
-  for (const std::string& word : words.tests) line.codes.push_back(parse_code(without_mark(word)));
-  if ((run->parsed() || monitor->parsed()) && !line.board)
-    throw UsageError("which board? HOST or HOST:PORT comes first");
-  if (run->parsed()) check_run(line);
-  if (echo->parsed()) speed_code(line.echo.speed);  // says which speeds there are
+  const bool needs_board = run->parsed() || monitor->parsed();
+  if (needs_board && words.host.empty()) throw UsageError("which board? HOST or HOST:PORT comes first");
+  if (!needs_board && !words.host.empty()) {
+    throw UsageError(app.get_subcommands().front()->get_name() + " needs no board: leave out " + words.host);
+  }
+  if (needs_board) line.board = parse_address(words.host);
+  if (run->parsed()) finish_run(line, words);
   return line;
 }
 

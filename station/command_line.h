@@ -8,9 +8,16 @@
 
 #include "station/link.h"
 #include "station/monitor.h"
+#include "station/opening.h"
 #include "station/rs485_echo.h"
 
 namespace t1station {
+
+/// One test that the operator wants.
+struct WantedTest {
+  std::int32_t code = 0;
+  std::optional<std::int32_t> parameter;  ///< hundredths of a volt
+};
 
 /// A command line that was understood.
 struct CommandLine {
@@ -18,17 +25,16 @@ struct CommandLine {
   enum class Colour { automatic, always, never };
 
   Command command = Command::help;
-  std::string help;  ///< the text to show for `help`
+  std::string help;  ///< the text to show for `help`, which may be the version
   std::optional<Address> board;
-  std::vector<std::int32_t> codes;
-  std::optional<std::int32_t> parameter;  ///< hundredths of a volt
-  std::optional<double> timeout;          ///< seconds for each test, instead of each test's own
-  double connect_timeout = 10;            ///< seconds for the connection, and again for banner and menu
-  double wait = 0;                        ///< seconds for which a board that refuses is tried again
-  double speed = 1;                       ///< how many times as fast as on a real board time passes
-  bool quit = true;                       ///< say goodbye with the quit request
-  bool quiet = false;                     ///< show neither banner nor menu
-  bool keep_going = true;                 ///< after a test that did not pass
+  std::vector<WantedTest> tests;
+  std::optional<double> timeout;  ///< seconds for each test, instead of each test's own
+  double connect_timeout = 10;    ///< seconds for each try to connect
+  Patience patience;              ///< with a board that is not there yet, and with one that is busy
+  double speed = 1;               ///< how many times as fast as on a real board time passes
+  bool quit = true;               ///< say goodbye with the quit request
+  bool quiet = false;             ///< show neither banner nor menu
+  bool keep_going = true;         ///< after a test that did not pass
   Colour colour = Colour::automatic;
   std::string json_file;   ///< empty: no report
   std::string junit_file;  ///< empty: no report

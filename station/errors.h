@@ -1,6 +1,7 @@
 // The errors of the station client. What went wrong decides how a test is reported and the exit code.
 #pragma once
 
+#include <exception>
 #include <stdexcept>
 
 namespace t1station {
@@ -15,6 +16,30 @@ class ProtocolError : public std::runtime_error {
 class LinkError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+};
+
+/// Nobody is there to connect to: the board is starting, or not switched on, or its name is not known yet.
+class NotThereYet : public LinkError {
+ public:
+  using LinkError::LinkError;
+};
+
+/// The connection stands, and no banner and menu came in the time that they had.
+class NoGreeting : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// The wait was ended by the operator.
+class Interrupted : public std::exception {
+ public:
+  const char* what() const noexcept override { return "interrupted"; }
+};
+
+/// A wait whose time is over.
+class TimedOut : public std::exception {
+ public:
+  const char* what() const noexcept override { return "timed out"; }
 };
 
 /// The command line asks for something that does not exist.

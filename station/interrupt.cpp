@@ -8,15 +8,32 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
+#include <ctime>
 #include <system_error>
 
 namespace t1station {
 namespace {
 
-Interrupt* watched = nullptr;
+constexpr std::int64_t one_hangup = 1'000'000'000;  // nanoseconds
 
-extern "C" void on_signal(int /*signal*/) {
-  if (watched) watched->raise();
+Interrupt* watched = nullptr;
+std::atomic<std::int64_t> last_hangup = -one_hangup;
+
+bool is_same_hangup() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  const std::int64_t nanoseconds = std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+  return nanoseconds - last_hangup.exchange(nanoseconds) < one_hangup;
+}
+
+extern "C" void on_signal(int signal) {
+  if (!watched || (signal == SIGHUP && is_same_hangup())) return;
+  if (watched->is_raised()) {
+    std::signal(signal, SIG_DFL);
+    std::raise(signal);
+  }
+  watched->raise();
 }
 
 }  // namespace
@@ -37,6 +54,7 @@ Interrupt::~Interrupt() {
 }
 
 void Interrupt::raise() noexcept {
+  if (is_holding_ && !is_noted_.exchange(true)) return;
   const int saved = errno;
   // A full pipe is as good as one more byte.
   [[maybe_unused]] const ssize_t written = write(write_end_, "!", 1);
@@ -48,13 +66,21 @@ bool Interrupt::is_raised() const {
   return poll(&item, 1, 0) == 1;
 }
 
+void Interrupt::release() noexcept {
+  is_holding_ = false;
+  if (is_noted_.exchange(false)) raise();
+}
+
 void Interrupt::watch_signals() {
   watched = this;
   struct sigaction action {};
   action.sa_handler = on_signal;
-  action.sa_flags = static_cast<int>(SA_RESETHAND);
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
+  struct sigaction before {};
+  if (sigaction(SIGHUP, nullptr, &before) == 0 && before.sa_handler != SIG_IGN) {
+    sigaction(SIGHUP, &action, nullptr);
+  }
 }
 
 }  // namespace t1station

@@ -1,6 +1,8 @@
 // An operator's Ctrl-C, as something that a wait can look out for.
 #pragma once
 
+#include <atomic>
+
 namespace t1station {
 
 /// Remembers that the operator wants to stop. The descriptor becomes readable then and stays so.
@@ -15,19 +17,42 @@ class Interrupt {
   /// Asks for the end. Safe in signal handlers and from any thread.
   void raise() noexcept;
 
-  /// True once raise() was called.
+  /// True once raise() was called, unless it is held.
   bool is_raised() const;
 
-  /// For poll(): readable once raise() was called.
+  /// For poll(): readable as long as is_raised() is true.
   int descriptor() const { return read_end_; }
 
-  /// Lets SIGINT and SIGTERM raise this interrupt, which must live until the process ends. The second signal
-  /// of a kind ends the process at once, as it would without us.
+  /// From here to release() the first raise() is only noted; the second one counts.
+  void hold() noexcept { is_holding_ = true; }
+  /// True when a raise() was noted since hold().
+  bool is_noted() const noexcept { return is_noted_; }
+  /// Ends hold(). What was noted counts from now on.
+  void release() noexcept;
+
+  /// Lets SIGINT, SIGTERM and SIGHUP raise this interrupt, which must live until the process ends. A signal
+  /// that comes when it is raised already ends the process at once, as it would without us. SIGHUP stays
+  /// ignored where it is (nohup), and is one hang-up however often it comes within a second: shell and system
+  /// both tell of a terminal that is closed.
   void watch_signals();
 
  private:
   int read_end_ = -1;
   int write_end_ = -1;
+  std::atomic<bool> is_holding_ = false;
+  std::atomic<bool> is_noted_ = false;
+};
+
+/// Holds an interrupt as long as it lives.
+class HeldInterrupt {
+ public:
+  explicit HeldInterrupt(Interrupt& interrupt) : interrupt_(interrupt) { interrupt_.hold(); }
+  HeldInterrupt(const HeldInterrupt&) = delete;
+  HeldInterrupt& operator=(const HeldInterrupt&) = delete;
+  ~HeldInterrupt() { interrupt_.release(); }
+
+ private:
+  Interrupt& interrupt_;
 };
 
 }  // namespace t1station

@@ -23,7 +23,6 @@ namespace t1station {
 namespace {
 
 constexpr double send_patience = 10;  // seconds without any progress
-constexpr double retry_pause = 0.1;   // seconds between two tries to connect
 
 enum class Event { ready, timed_out, interrupted };
 
@@ -63,6 +62,13 @@ int connect_within(int socket, const addrinfo& where, double seconds, const Inte
   return getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
 }
 
+// What a board looks like that is switched off, or starting, or whose server is.
+bool is_absence(int error) {
+  constexpr std::array absences{ECONNREFUSED, ECONNRESET,  ETIMEDOUT, EHOSTUNREACH,
+                                EHOSTDOWN,    ENETUNREACH, ENETDOWN};
+  return std::find(absences.begin(), absences.end(), error) != absences.end();
+}
+
 using AddressList = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
 
 AddressList look_up(const Address& address) {
@@ -71,7 +77,8 @@ AddressList look_up(const Address& address) {
   hints.ai_socktype = SOCK_STREAM;
   addrinfo* found = nullptr;
   const int error = getaddrinfo(address.host.c_str(), address.port.c_str(), &hints, &found);
-  if (error != 0) throw LinkError("no address is known for \"" + address.host + "\": " + gai_strerror(error));
+  if (error != 0)
+    throw NotThereYet("no address is known for \"" + address.host + "\": " + gai_strerror(error));
   return {found, &freeaddrinfo};
 }
 
@@ -90,14 +97,12 @@ Address parse_address(const std::string& text) {
   return address;
 }
 
-TcpLink::TcpLink(const Address& address, double seconds, const Interrupt& interrupt, double patience)
-    : interrupt_(interrupt) {
-  int error = try_all(address, seconds);
-  for (double waited = 0; error == ECONNREFUSED && waited < patience; waited += retry_pause) {
-    error = wait_for(-1, 0, retry_pause, interrupt) == Event::interrupted ? EINTR : try_all(address, seconds);
-  }
+TcpLink::TcpLink(const Address& address, double seconds, const Interrupt& interrupt) : interrupt_(interrupt) {
+  const int error = try_all(address, seconds);
   if (error == EINTR) throw LinkError("interrupted while connecting to " + address.text());
-  if (error != 0) throw LinkError("no connection to " + address.text() + ": " + error_text(error));
+  const std::string reason = "no connection to " + address.text() + ": " + error_text(error);
+  if (is_absence(error)) throw NotThereYet(reason);
+  if (error != 0) throw LinkError(reason);
   const int on = 1;
   setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }

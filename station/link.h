@@ -54,10 +54,10 @@ Address parse_address(const std::string& text);
 /// A TCP connection over IPv4.
 class TcpLink final : public Link {
  public:
-  /// Connects within `seconds` to each of the host's addresses in turn; a board that refuses, because its
-  /// server is still starting, is tried again for `patience` seconds.
-  /// Throws LinkError with the reason when no connection comes about, or when `interrupt` is raised.
-  TcpLink(const Address& address, double seconds, const Interrupt& interrupt, double patience = 0);
+  /// Connects within `seconds` to each of the host's addresses in turn.
+  /// Throws NotThereYet when nobody is there, or LinkError with any other reason why no connection comes
+  /// about, or when `interrupt` is raised.
+  TcpLink(const Address& address, double seconds, const Interrupt& interrupt);
   ~TcpLink() override;
 
   void send(std::string_view bytes) override;

@@ -1,4 +1,5 @@
 // The station client `t1station`: surroundings from the system, everything else from the library.
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -33,10 +34,18 @@ bool is_set(const char* variable) {
   return value && *value != '\0';
 }
 
+// What is opened first must not take the place of a closed standard stream: a connection would get its texts.
+void keep_standard_places() {
+  for (const int place : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(place, F_GETFD) < 0) open("/dev/null", place == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   try {
+    keep_standard_places();
     std::signal(SIGPIPE, SIG_IGN);
     t1station::Interrupt interrupt;
     interrupt.watch_signals();

@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <memory>
 #include <string>
 
 #include "station/document.h"
 #include "station/errors.h"
-#include "station/frame.h"
 #include "station/progress.h"
 #include "station/result.h"
 #include "station/session.h"
@@ -36,20 +36,43 @@ std::string shown(const Document& document) {
          (reply.passed ? "Pass" : "Fail") + "\n" + indented(reply.description);
 }
 
+// Banner, menu, or something unreadable in place of one.
+bool may_be_greeting(const std::string& record) {
+  try {
+    const Document document = parse_document(record);
+    const ServiceMessage* message = std::get_if<ServiceMessage>(&document);
+    return message && belongs_to_greeting(*message);
+  } catch (const ProtocolError&) {
+    return true;
+  }
+}
+
 class Watch {
  public:
-  Watch(Link& link, const Clock& clock, const MonitorLimits& limits, std::ostream& out)
-      : link_(link), clock_(clock), limits_(limits), out_(out), start_(clock.now()) {}
+  Watch(const Clock& clock, const MonitorLimits& limits, std::ostream& out)
+      : clock_(clock), limits_(limits), out_(out) {}
 
-  int run() {
+  // Shows records until banner and menu were among them, limits or not. One that cannot be read counts as
+  // one of the two.
+  void greet(Session& session, double seconds, const Tick& tick) {
+    const double begin = clock_.now();
+    for (int due = 2; due > 0;) {
+      const double before = clock_.now() - begin;
+      const std::optional<std::string> record = session.next_record(
+          std::max(0.0, seconds - before), [&](double elapsed) { tick(before + elapsed); });
+      if (!record) throw TimedOut();
+      if (show(*record)) --due;
+    }
+  }
+
+  int run(Session& session) {
     try {
       while (!is_over()) {
-        if (const std::optional<std::string> document = reader_.next()) {
-          show(*document);
-        } else if (!receive()) {
-          return exit_code::interrupted;
-        }
+        const double left = limits_.seconds ? std::max(0.0, *limits_.seconds - elapsed()) : long_wait;
+        if (const std::optional<std::string> record = session.next_record(left)) show(*record);
       }
+    } catch (const Interrupted&) {
+      return exit_code::interrupted;
     } catch (const std::runtime_error& error) {
       print("ended: " + std::string(error.what()) + "\n");
       return exit_code::broken;
@@ -58,30 +81,24 @@ class Watch {
   }
 
  private:
-  double elapsed() const { return clock_.now() - start_; }
+  double elapsed() const { return start_ ? clock_.now() - *start_ : 0; }
 
-  bool is_over() const {
-    return (limits_.seconds && elapsed() >= *limits_.seconds) ||
-           (limits_.records && count_ >= *limits_.records);
-  }
+  bool is_over() const { return !out_ || (limits_.seconds && elapsed() >= *limits_.seconds) || has_enough(); }
 
-  // False when the operator wants to stop.
-  bool receive() {
-    const Received received =
-        link_.receive(limits_.seconds ? std::max(0.0, *limits_.seconds - elapsed()) : long_wait);
-    if (received.kind == Received::Kind::closed) throw LinkError(received.bytes);
-    if (received.kind == Received::Kind::data) reader_.feed(received.bytes);
-    return received.kind != Received::Kind::interrupted;
-  }
+  bool has_enough() const { return limits_.records && count_ >= *limits_.records; }
 
-  void show(const std::string& document) {
+  // Whether the record may be banner or menu.
+  bool show(const std::string& record) {
+    if (has_enough()) return may_be_greeting(record);
+    if (!start_) start_ = clock_.now();
     ++count_;
     try {
-      print(shown(parse_document(document)));
+      print(shown(parse_document(record)));
     } catch (const ProtocolError& error) {
       has_unreadable_ = true;
-      print("unreadable record of " + std::to_string(document.size()) + " bytes: " + error.what() + "\n");
+      print("unreadable record of " + std::to_string(record.size()) + " bytes: " + error.what() + "\n");
     }
+    return may_be_greeting(record);
   }
 
   void print(const std::string& text) {
@@ -90,21 +107,25 @@ class Watch {
     out_ << time.data() << text << std::flush;
   }
 
-  Link& link_;
   const Clock& clock_;
   const MonitorLimits& limits_;
   std::ostream& out_;
-  double start_;
-  RecordReader reader_;
+  std::optional<double> start_;  // when the first record came
   std::size_t count_ = 0;
   bool has_unreadable_ = false;
 };
 
 }  // namespace
 
-int monitor(Link& link, const Clock& clock, const MonitorLimits& limits, bool quit, std::ostream& out) {
-  const int code = Watch(link, clock, limits, out).run();
-  if (quit) Session(link, clock).leave(0);
+int monitor(Opening& opening, const Clock& clock, const MonitorLimits& limits, bool quit, std::ostream& out) {
+  Watch watch(clock, limits, out);
+  std::unique_ptr<Session> session;
+  const std::unique_ptr<Link> link = opening.open([&](Link& fresh, double seconds, const Tick& tick) {
+    session = std::make_unique<Session>(fresh, clock);
+    watch.greet(*session, seconds, tick);
+  });
+  const int code = watch.run(*session);
+  if (quit) session->leave(0);
   return code;
 }
 

@@ -63,16 +63,32 @@ void Progress::started(std::size_t index, std::size_t total, std::int32_t code) 
 }
 
 void Progress::ticked(double elapsed) {
-  if (!style_.live) return;
   const TestKind* test = find_test(code_);
   const double usual = test ? test->usual_seconds / style_.speed : 0;
+  std::string rest;
+  if (usual > 0) rest += bar(elapsed / usual) + " ";
+  rest += whole(elapsed) + " s";
+  if (usual > 0) rest += " of about " + usual_text(usual) + " s";
+  redraw(elapsed, rest);
+}
+
+void Progress::notice(const std::string& text) {
+  erase_line();
+  out_ << "t1station: " << text << std::endl;
+}
+
+void Progress::waiting(const std::string& reason, double elapsed) {
+  redraw(elapsed, reason + ", " + whole(elapsed) + " s");
+}
+
+// The one line of a terminal.
+void Progress::redraw(double elapsed, const std::string& rest) {
+  if (!style_.live) return;
   const std::size_t turn = static_cast<std::size_t>(std::max(0.0, elapsed * 10)) % spinner.size();
   std::string line;
   line += spinner[turn];
-  line.append(" ").append(heading()).append("  ");
-  if (usual > 0) line += bar(elapsed / usual) + " ";
-  line += whole(elapsed) + " s";
-  if (usual > 0) line += " of about " + usual_text(usual) + " s";
+  if (total_ > 0) line += " " + heading() + " ";
+  line += " " + rest;
   erase_line();
   out_ << cut_to_width(line, style_.columns - 1) << std::flush;
 }

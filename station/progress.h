@@ -17,11 +17,13 @@ struct ProgressStyle {
   std::size_t columns = 80;  ///< width of the terminal; a live line never reaches its end
 };
 
-/// Shows a run on a stream.
+/// Shows a run, or the wait for a board alone, on a stream.
 class Progress final : public Observer {
  public:
   Progress(std::ostream& out, const ProgressStyle& style) : out_(out), style_(style) {}
 
+  void notice(const std::string& text) override;
+  void waiting(const std::string& reason, double elapsed) override;
   void greeted(const std::vector<ServiceMessage>& greeting) override;
   void started(std::size_t index, std::size_t total, std::int32_t code) override;
   void ticked(double elapsed) override;
@@ -29,6 +31,7 @@ class Progress final : public Observer {
 
  private:
   std::string heading() const;
+  void redraw(double elapsed, const std::string& rest);
   void erase_line();
 
   std::ostream& out_;

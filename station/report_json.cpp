@@ -20,6 +20,7 @@ Json test_of(const Result& result) {
   test["code"] = result.code;
   test["name"] = name_of(result.code);
   test["title"] = title_of(result.code);
+  test["parameter"] = result.parameter ? Json(*result.parameter) : Json(nullptr);
   test["board_name"] = result.test_name;
   test["result"] = outcome_name(result.outcome);
   test["seconds"] = rounded_to_milliseconds(result.seconds);

@@ -22,6 +22,12 @@ void set(pugi::xml_node& element, const char* name, const std::string& value) {
   element.append_attribute(name).set_value(value.c_str());
 }
 
+void add_property(pugi::xml_node properties, const char* name, const std::string& value) {
+  pugi::xml_node property = properties.append_child("property");
+  set(property, "name", name);
+  set(property, "value", value);
+}
+
 void set_counts(pugi::xml_node& element, const RunReport& report) {
   set(element, "tests", std::to_string(report.results.size()));
   set(element, "failures", std::to_string(report.count(Outcome::failed)));
@@ -73,16 +79,15 @@ std::string junit_report(const RunReport& report) {
   set(suite, "timestamp", report.started);
   set(suite, "hostname", report.board);
 
-  pugi::xml_node properties = suite.append_child("properties");
-  pugi::xml_node build = properties.append_child("property");
-  set(build, "name", "build");
-  set(build, "value", clean_text(report.build));
+  add_property(suite.append_child("properties"), "build", clean_text(report.build));
 
   for (const Result& result : report.results) {
     pugi::xml_node test_case = suite.append_child("testcase");
     set(test_case, "classname", "boardtest." + name_of(result.code));
     set(test_case, "name", std::to_string(result.code) + " " + title_of(result.code));
     set(test_case, "time", milliseconds_text(result.seconds));
+    if (result.parameter)
+      add_property(test_case.append_child("properties"), "parameter", std::to_string(*result.parameter));
     add_verdict(test_case, result);
   }
   std::ostringstream text;

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -44,6 +45,7 @@ struct Result {
   std::string test_name;    ///< the board's own name of the test; empty without a reply
   std::string description;  ///< the board's explanation, or ours when the outcome is neither Pass nor Fail
   double seconds = 0;       ///< from the request to the reply, or to giving up
+  std::optional<std::int32_t> parameter = std::nullopt;  ///< what went with the request
 };
 
 /// A whole run, as tables and reports show it.
@@ -66,7 +68,8 @@ inline constexpr int failed = 1;
 inline constexpr int interrupted = 2;
 inline constexpr int usage = 4;
 inline constexpr int nothing_selected = 5;
-inline constexpr int broken = 6;  // also when the PC itself denies the client what it needs
+inline constexpr int broken = 6;     // also when the PC itself denies the client what it needs
+inline constexpr int unwritten = 7;  // a report or standard output could not be written, and all is well else
 }  // namespace exit_code
 
 /// The exit code that a run deserves: interrupted before broken or timed out, these before failed.

@@ -19,14 +19,8 @@ std::string build_line(const std::vector<ServiceMessage>& greeting) {
   return {};
 }
 
-std::string whole_seconds(double seconds) {
-  std::string text = seconds_text(seconds);
-  if (text.ends_with(".0")) text.resize(text.size() - 2);
-  return text;
-}
-
 std::string timeout_text(const TestRequest& request) {
-  return "no reply within " + whole_seconds(request.timeout) +
+  return "no reply within " + whole_seconds_text(request.timeout) +
          " s: the board does not know this code, or the test hangs";
 }
 
@@ -34,23 +28,21 @@ std::string timeout_text(const TestRequest& request) {
 
 void Runner::open() {
   if (session_) return;
+  std::vector<ServiceMessage> greeting;
   try {
-    link_ = connect_();
-    session_ = std::make_unique<Session>(*link_, clock_);
-    const std::vector<ServiceMessage> greeting = session_->greet(settings_.greeting_timeout);
-    if (!was_greeted_) observer_.greeted(greeting);
-    was_greeted_ = true;
-    build_ = build_line(greeting);
-  } catch (const TimedOut&) {
-    give_up(false);
-    is_unreachable_ = true;
-    throw LinkError("no banner and menu within " + whole_seconds(settings_.greeting_timeout) +
-                    " s: the board is busy with another station or a test, or this is no board");
+    link_ = opening_.open([&](Link& link, double seconds, const Tick& tick) {
+      session_ = std::make_unique<Session>(link, clock_);
+      greeting = session_->greet(seconds, tick);
+    });
   } catch (const std::exception&) {
     give_up(false);
     is_unreachable_ = true;
     throw;
   }
+  if (!was_greeted_) observer_.greeted(greeting);
+  was_greeted_ = true;
+  build_ = build_line(greeting);
+  if (interrupt_.is_raised()) throw Interrupted();
 }
 
 void Runner::give_up(bool say_quit) {
@@ -91,6 +83,7 @@ std::vector<Result> Runner::run(const std::vector<TestRequest>& requests) {
   for (const TestRequest& request : requests) {
     Result result;
     result.code = request.code;
+    result.parameter = request.parameter;
     if (reason.empty() && interrupt_.is_raised()) reason = "interrupted by the operator";
     if (!reason.empty()) {
       result.description = reason;

@@ -1,7 +1,6 @@
 // Runs a list of tests, over as many connections as that takes.
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -9,19 +8,15 @@
 #include "station/clock.h"
 #include "station/interrupt.h"
 #include "station/link.h"
+#include "station/opening.h"
 #include "station/result.h"
 #include "station/session.h"
 
 namespace t1station {
 
 /// Is told how a run goes.
-class Observer {
+class Observer : public OpeningObserver {
  public:
-  Observer() = default;
-  Observer(const Observer&) = delete;
-  Observer& operator=(const Observer&) = delete;
-  virtual ~Observer() = default;
-
   /// Banner and menu came; called once in a run.
   virtual void greeted(const std::vector<ServiceMessage>& greeting) = 0;
   /// The test at this place (from 0) of so many begins.
@@ -32,15 +27,12 @@ class Observer {
   virtual void finished(const Result& result) = 0;
 };
 
-/// Makes a new connection. Throws LinkError.
-using Connector = std::function<std::unique_ptr<Link>()>;
-
 /// How a run behaves.
 struct RunSettings {
-  double greeting_timeout = 10;  ///< seconds to wait for banner and menu
-  double leave_timeout = 3;      ///< seconds to wait until the board closes after the quit request
-  bool quit = true;              ///< send the quit request at the end
-  bool keep_going = true;        ///< false: leave out what follows the first test that does not pass
+  Patience patience;         ///< with each connection of the run
+  double leave_timeout = 3;  ///< seconds to wait until the board closes after the quit request
+  bool quit = true;          ///< send the quit request at the end
+  bool keep_going = true;    ///< false: leave out what follows the first test that does not pass
 };
 
 /// Runs the tests in order and returns one result for each, whatever happens.
@@ -51,9 +43,13 @@ struct RunSettings {
 class Runner {
  public:
   /// All arguments must outlive the runner.
-  Runner(const Connector& connect, const Clock& clock, const Interrupt& interrupt, Observer& observer,
+  Runner(Connector& connector, const Clock& clock, Interrupt& interrupt, Observer& observer,
          const RunSettings& settings)
-      : connect_(connect), clock_(clock), interrupt_(interrupt), observer_(observer), settings_(settings) {}
+      : opening_(connector, clock, interrupt, observer, settings.patience),
+        clock_(clock),
+        interrupt_(interrupt),
+        observer_(observer),
+        settings_(settings) {}
 
   /// Never throws for anything that a board or a network does.
   std::vector<Result> run(const std::vector<TestRequest>& requests);
@@ -66,7 +62,7 @@ class Runner {
   void give_up(bool say_quit);
   void run_one(const TestRequest& request, Result& result);
 
-  const Connector& connect_;
+  Opening opening_;
   const Clock& clock_;
   const Interrupt& interrupt_;
   Observer& observer_;

@@ -11,21 +11,25 @@ namespace {
 
 constexpr double tick_seconds = 0.1;
 
-// Banner and menu have several lines, a heartbeat has one.
-bool belongs_to_greeting(const ServiceMessage& message) {
-  return message.lines.size() > 1;
-}
-
 std::string unasked(const Reply& reply) {
   return "the board sent a reply to " + std::to_string(reply.code) + " that nobody asked for";
 }
 
 }  // namespace
 
+bool belongs_to_greeting(const ServiceMessage& message) {
+  return message.lines.size() > 1;
+}
+
 std::optional<Document> Session::next(double seconds, const Tick& tick) {
+  const std::optional<std::string> record = next_record(seconds, tick);
+  return record ? std::optional<Document>(parse_document(*record)) : std::nullopt;
+}
+
+std::optional<std::string> Session::next_record(double seconds, const Tick& tick) {
   const double start = clock_.now();
   while (true) {
-    if (std::optional<std::string> document = reader_.next()) return parse_document(*document);
+    if (std::optional<std::string> record = reader_.next()) return record;
     const double elapsed = clock_.now() - start;
     if (tick) tick(elapsed);
     const double left = std::max(0.0, seconds - elapsed);
@@ -45,11 +49,14 @@ std::optional<Document> Session::next(double seconds, const Tick& tick) {
   }
 }
 
-std::vector<ServiceMessage> Session::greet(double seconds) {
-  const double deadline = clock_.now() + seconds;
+std::vector<ServiceMessage> Session::greet(double seconds, const Tick& tick) {
+  const double start = clock_.now();
   std::vector<ServiceMessage> greeting;
   while (greeting.size() < 2) {
-    std::optional<Document> document = next(std::max(0.0, deadline - clock_.now()));
+    const double before = clock_.now() - start;
+    std::optional<Document> document = next(std::max(0.0, seconds - before), [&](double elapsed) {
+      if (tick) tick(before + elapsed);
+    });
     if (!document) throw TimedOut();
     if (const Reply* reply = std::get_if<Reply>(&*document)) throw ProtocolError(unasked(*reply));
     ServiceMessage& message = std::get<ServiceMessage>(*document);

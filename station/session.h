@@ -8,6 +8,7 @@
 
 #include "station/clock.h"
 #include "station/document.h"
+#include "station/errors.h"
 #include "station/frame.h"
 #include "station/link.h"
 #include "station/result.h"
@@ -21,20 +22,11 @@ struct TestRequest {
   double timeout = 0;  ///< seconds to wait for the reply
 };
 
-/// Called with the seconds that a test has taken so far, several times a second while it runs.
+/// Called with the seconds that something has taken so far, several times a second while it lasts.
 using Tick = std::function<void(double elapsed)>;
 
-/// The wait was ended by the operator.
-class Interrupted : public std::exception {
- public:
-  const char* what() const noexcept override { return "interrupted"; }
-};
-
-/// A wait whose time is over.
-class TimedOut : public std::exception {
- public:
-  const char* what() const noexcept override { return "timed out"; }
-};
+/// Whether this is banner or menu, which have several lines; a heartbeat has one.
+bool belongs_to_greeting(const ServiceMessage& message);
 
 /// The conversation over one connection. After any exception it is over: what arrives later can no longer be
 /// told from the reply to the next request.
@@ -43,9 +35,10 @@ class Session {
   /// Both must outlive the session.
   Session(Link& link, const Clock& clock) : link_(link), clock_(clock) {}
 
-  /// Waits at most `seconds` for banner and menu, which open every connection, and returns them.
+  /// Waits at most `seconds` for banner and menu, which open every connection, and returns them. `tick` is
+  /// called while it waits.
   /// Throws TimedOut, Interrupted, LinkError, ProtocolError.
-  std::vector<ServiceMessage> greet(double seconds);
+  std::vector<ServiceMessage> greet(double seconds, const Tick& tick = {});
 
   /// Runs one test: sends the request and waits for its reply. Service messages in between are dropped.
   /// Throws TimedOut, Interrupted, LinkError, and ProtocolError for a reply that was not asked for.
@@ -54,6 +47,9 @@ class Session {
   /// The next document of any kind, or nothing after `seconds`.
   /// Throws Interrupted, LinkError, ProtocolError.
   std::optional<Document> next(double seconds, const Tick& tick = {});
+
+  /// The same before anybody has read it: the bytes of one document.
+  std::optional<std::string> next_record(double seconds, const Tick& tick = {});
 
   /// Sends the quit request, so that the board is free for the next station at once, and waits at most
   /// `seconds` until the board has closed. Never throws: the connection may be gone already.

@@ -59,8 +59,9 @@ std::string hexadecimal(std::int32_t code) {
   return text.data();
 }
 
-std::string shown_name(const Result& result) {
-  return clean_text(result.test_name.empty() ? title_of(result.code) : result.test_name);
+// As on the command line.
+std::string typed_name(const Result& result) {
+  return name_of(result.code) + (result.parameter ? "=" + std::to_string(*result.parameter) : "");
 }
 
 // A name is one line whatever the board put into it.
@@ -88,31 +89,30 @@ std::string totals(const RunReport& report) {
 }  // namespace
 
 std::string results_table(const RunReport& report, bool colour) {
-  std::vector<Row> rows{{"Code", "Name", "Result", "Seconds", "Description"}};
+  std::vector<Row> rows{{"Test", "Code", "Result", "Seconds", "Board's name", "Description"}};
   std::vector<const Result*> origins{nullptr};
   for (const Result& result : report.results) {
     std::vector<std::string> description = lines_of(result.description);
     if (description.empty()) description.emplace_back();
     for (std::string& line : description) line = one_line(line);
-    rows.push_back({std::to_string(result.code), one_line(shown_name(result)),
+    rows.push_back({typed_name(result), std::to_string(result.code),
                     std::string(outcome_label(result.outcome)), seconds_text(result.seconds),
-                    description.front()});
+                    one_line(result.test_name), description.front()});
     origins.push_back(&result);
     for (std::size_t i = 1; i < description.size(); ++i) {
-      rows.push_back({"", "", "", "", description[i]});
+      rows.push_back({"", "", "", "", "", description[i]});
       origins.push_back(nullptr);
     }
   }
   const std::vector<std::size_t> widths = column_widths(rows);
-  const std::vector<std::string> lines = lay_out(rows, {0, 3});
+  const std::vector<std::string> lines = lay_out(rows, {1, 3});
   std::string table;
   for (std::size_t i = 0; i < lines.size(); ++i) {
     std::string line = lines[i];
     if (colour && origins[i]) {
-      // Colours go in last, since they take bytes but no columns.
+      // Colours go in last, since they take bytes but no columns. What stands before is ASCII.
       const std::string label(outcome_label(origins[i]->outcome));
-      const std::size_t before = pad_left(rows[i][0], widths[0]).size() + gap.size() +
-                                 pad_to_width(rows[i][1], widths[1]).size() + gap.size();
+      const std::size_t before = widths[0] + gap.size() + widths[1] + gap.size();
       line.replace(before, label.size(), coloured_label(origins[i]->outcome, true));
     }
     table += line + "\n";

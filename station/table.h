@@ -7,9 +7,9 @@
 
 namespace t1station {
 
-/// The results as a table in UTF-8, with columns for code, name, result, seconds and description, and a line
-/// of totals behind it. Columns are measured in terminal columns. Descriptions of several lines stay in their
-/// column.
+/// The results as a table in UTF-8, with columns for the test's short name, its code, result, seconds, the
+/// board's own name of it and description, and a line of totals behind it. Columns are measured in terminal
+/// columns. Descriptions of several lines stay in their column.
 std::string results_table(const RunReport& report, bool colour);
 
 /// All tests: code, hexadecimal code, short name, usual seconds, title.

@@ -192,4 +192,10 @@ std::string seconds_text(double seconds) {
   return text.data();
 }
 
+std::string whole_seconds_text(double seconds) {
+  std::string text = seconds_text(seconds);
+  if (text.ends_with(".0")) text.resize(text.size() - 2);
+  return text;
+}
+
 }  // namespace t1station

@@ -31,4 +31,7 @@ std::vector<std::string> lines_of(std::string_view text);
 /// Seconds with one digit behind the point, for example "6.0".
 std::string seconds_text(double seconds);
 
+/// The same without a digit behind the point that is 0, for example "6" and "0.5".
+std::string whole_seconds_text(double seconds);
+
 }  // namespace t1station

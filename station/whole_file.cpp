@@ -62,6 +62,13 @@ void check_writable(const std::string& path) {
   }
 }
 
+bool is_same_file(const std::string& one, const std::string& other) {
+  const fs::path first = real_path(one), second = real_path(other);
+  std::error_code error;
+  return first.filename() == second.filename() &&
+         fs::equivalent(directory_of(first), directory_of(second), error);
+}
+
 void write_whole_file(const std::string& path, std::string_view content) {
   const fs::path target = real_path(path);
   std::string temporary = (directory_of(target) / (target.filename().string() + ".XXXXXX")).string();

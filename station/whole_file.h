@@ -10,6 +10,9 @@ namespace t1station {
 /// the path names something that is no plain file.
 void check_writable(const std::string& path);
 
+/// Whether two paths name one file, however they are spelled. Both must have passed check_writable().
+bool is_same_file(const std::string& one, const std::string& other);
+
 /// Writes the file under another name in the same directory and renames it when it is complete. An older file
 /// stays as it was until then; a symbolic link stays a link, unless it leads nowhere: then it is replaced.
 /// Throws std::system_error, leaving nothing behind.

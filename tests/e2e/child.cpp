@@ -93,7 +93,11 @@ bool Child::reap(bool wait) {
 }
 
 void Child::terminate() {
-  if (!has_ended()) kill(pid_, SIGTERM);
+  signal(SIGTERM);
+}
+
+void Child::signal(int number) {
+  if (!has_ended()) kill(pid_, number);
 }
 
 int Child::exit_status() {
@@ -107,6 +111,10 @@ bool Child::has_ended() {
 
 std::string Child::next_line(std::string_view awaited) {
   return out_.next_line(awaited);
+}
+
+std::string Child::next_err_line(std::string_view awaited) {
+  return err_.next_line(awaited);
 }
 
 std::string Child::rest() {

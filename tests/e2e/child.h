@@ -39,8 +39,12 @@ class Child {
   std::string rest();
   /// Waits for the end of its standard error and gives all of it.
   std::string err();
+  /// Takes the next line of its standard error, like next_line().
+  std::string next_err_line(std::string_view awaited);
   /// Asks it to end (SIGTERM).
   void terminate();
+  /// Sends it a signal, unless it has ended.
+  void signal(int number);
   /// Waits for its end: its exit status, or 128 and the number of the signal that ended it.
   int exit_status();
   /// Whether it has ended. Does not wait.

@@ -17,6 +17,11 @@ class StationClient {
       : child_(command(address, tests, timeout, directory_.file("report.json"))) {}
 
   int exit_status() { return child_.exit_status(); }
+  /// Takes lines of its standard error up to the first that contains `text`.
+  void err_until(std::string_view text) {
+    while (child_.next_err_line(text).find(text) == std::string::npos) continue;
+  }
+  void signal(int number) { child_.signal(number); }
   nlohmann::json report() {
     std::ifstream file(directory_.file("report.json"));
     return nlohmann::json::parse(file);
@@ -27,7 +32,7 @@ class StationClient {
                                           const std::string& timeout, const std::string& file) {
     std::vector<std::string> words = {T1STATION_PROGRAM, address + ":36001", "run"};
     words.insert(words.end(), tests.begin(), tests.end());
-    words.insert(words.end(), {"--json", file, "--timeout", timeout, "--connect-timeout", "60"});
+    words.insert(words.end(), {"--json", file, "--timeout", timeout});
     return words;
   }
 

@@ -55,10 +55,10 @@ TEST_F(AppTest, TwoTestsThatPassGiveATableAndExitCode0) {
       {{sends(greeting()), hears(), sends(heartbeat() + rtc_pass()), hears(), sends(light_pass), hears()}});
   EXPECT_EQ(run({board.address(), "run", "rtc", "light"}), 0);
   EXPECT_EQ(out(),
-            " Code  Name         Result  Seconds  Description\n"
-            "-----  -----------  ------  -------  -----------\n"
-            " 1536  测试RTC时钟  Pass        0.0  测试成功\n"
-            "14592  测试内置灯   Pass        0.0\n"
+            "Test    Code  Result  Seconds  Board's name  Description\n"
+            "-----  -----  ------  -------  ------------  -----------\n"
+            "rtc     1536  Pass        0.0  测试RTC时钟   测试成功\n"
+            "light  14592  Pass        0.0  测试内置灯\n"
             "\n"
             "2 tests: 2 passed, 0 failed, 0.0 s\n");
   EXPECT_EQ(board.requests(), (std::vector<std::string>{document(1536), document(14592), document(62208)}));
@@ -105,7 +105,7 @@ TEST_F(AppTest, ARestartBeforeOtherTestsIsWarnedOf) {
 TEST_F(AppTest, AFailGivesExitCode1) {
   FakeBoard board({{sends(greeting()), hears(), sends(rtc_fail), hears()}});
   EXPECT_EQ(run({board.address(), "run", "rtc"}), 1);
-  EXPECT_NE(out().find("Fail        0.0  RTC读取失败\n"), std::string::npos) << out();
+  EXPECT_NE(out().find("Fail        0.0  测试RTC时钟   RTC读取失败\n"), std::string::npos) << out();
 }
 
 TEST_F(AppTest, ABoardThatClosesOrResetsInTheMiddleGivesExitCode6AndTheOtherTestsStillRun) {
@@ -156,7 +156,8 @@ TEST_F(AppTest, NothingSelectedGivesExitCode5WithoutAConnection) {
 
 TEST_F(AppTest, ABadCommandLineGivesExitCode4AndSaysWhy) {
   EXPECT_EQ(run({"127.0.0.1:1", "run", "clock"}), 4);
-  EXPECT_EQ(err(), "t1station: there is no test \"clock\"; \"t1station list\" shows them all\n");
+  EXPECT_EQ(err(),
+            "t1station: there is no test \"clock\"; \"t1station list\" shows them all. Did you mean rtc?\n");
 }
 
 TEST_F(AppTest, ReportsAreWrittenWithTheBoardsBuild) {
@@ -170,12 +171,42 @@ TEST_F(AppTest, ReportsAreWrittenWithTheBoardsBuild) {
             std::string::npos);
 }
 
-TEST_F(AppTest, AReportThatCannotBeWrittenSpoilsTheExitCodeOfAPassedRun) {
-  FakeBoard board({{sends(greeting()), hears(), does([this] { fs::remove_all(directory_.path()); }),
+TEST_F(AppTest, AReportThatCannotBeWrittenKeepsNoOtherFromBeingWrittenAndGivesExitCode7) {
+  fs::create_directory(path("gone"));
+  FakeBoard board({{sends(greeting()), hears(), does([this] { fs::remove_all(path("gone")); }),
                     sends(rtc_pass()), hears()}});
-  EXPECT_EQ(run({board.address(), "run", "rtc", "--json", path("json")}), 4);
+  EXPECT_EQ(run({board.address(), "run", "rtc", "--json", path("gone/json"), "--junit", path("junit")}), 7);
   EXPECT_NE(out().find("1 passed"), std::string::npos);
-  EXPECT_NE(err().find("cannot write " + path("json")), std::string::npos) << err();
+  EXPECT_NE(err().find("cannot write " + path("gone/json")), std::string::npos) << err();
+  EXPECT_NE(content(path("junit")).find("<testcase"), std::string::npos);
+}
+
+TEST_F(AppTest, AStandardOutputThatCannotBeWrittenGivesExitCode7UnlessTheRunHasAWorseOne) {
+  out_.setstate(std::ios::badbit);
+  for (const std::string command : {"list", "--help", "--version"}) EXPECT_EQ(run({command}), 7) << command;
+  EXPECT_NE(err().find("t1station: standard output cannot be written\n"), std::string::npos);
+  {
+    FakeBoard board({{sends(greeting()), hears(), sends(rtc_pass()), hears()}});
+    EXPECT_EQ(run({board.address(), "run", "rtc", "--json", path("json")}), 7);
+    EXPECT_EQ(nlohmann::json::parse(content(path("json")))["exit_code"], 0)
+        << "a report is written all the same";
+  }
+  FakeBoard board({{sends(greeting()), hears(), sends(rtc_fail), hears()}});
+  EXPECT_EQ(run({board.address(), "run", "rtc"}), 1);
+}
+
+TEST_F(AppTest, ABoardWhoseServerIsBeingStartedAgainIsWaitedFor) {
+  const std::vector<Step> serves{sends(greeting()), hears(), sends(rtc_pass()), hears()};
+  FakeBoard board({{resets()}, {}, serves});
+  EXPECT_EQ(run({board.address(), "run", "rtc", "--wait", "60"}), 0) << out();
+}
+
+TEST_F(AppTest, AParameterGoesToTheBoardAndIntoTheReports) {
+  FakeBoard board({{sends(greeting()), hears(), sends(reply(9728, "x", "Pass", "")), hears()}});
+  EXPECT_EQ(run({board.address(), "run", "set-sub-6455=650", "--json", path("json")}), 0);
+  EXPECT_EQ(board.requests().at(0),
+            "<TestItem><TestCode>9728</TestCode><Parameters>650</Parameters></TestItem>");
+  EXPECT_EQ(nlohmann::json::parse(content(path("json")))["tests"][0]["parameter"], 650);
 }
 
 TEST_F(AppTest, ColoursAreForTerminalsUnlessSaidOtherwise) {

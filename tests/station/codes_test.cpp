@@ -48,7 +48,7 @@ TEST(CodesTest, NamesAndTitlesAreUniqueAndNamesAreEasyToType) {
 TEST(CodesTest, OnlyTheThreeTestsThatSetAVoltageTakeAParameter) {
   std::set<std::int32_t> found;
   for (const TestKind& test : all_tests()) {
-    if (test.takes_parameter) found.insert(test.code);
+    if (test.takes_parameter()) found.insert(test.code);
   }
   EXPECT_EQ(found, (std::set<std::int32_t>{9728, 9984, 10240}));
 }

@@ -87,6 +87,24 @@ TEST_F(ProgressTest, ALiveLineNeverReachesTheEndOfANarrowTerminal) {
   EXPECT_EQ(display_width(visible()), 29U);
 }
 
+TEST_F(ProgressTest, AWaitForABoardIsSeenOnATerminalAndWhatMustBeKnownEverywhere) {
+  Progress plain(out_, style_);
+  plain.started(0, 1, 1536);
+  plain.waiting("the board is busy with another station", 12);
+  plain.notice("the board is busy");
+  EXPECT_EQ(out_.str(), "t1station: the board is busy\n");
+  style_.live = true;
+  Progress live(out_, style_);
+  live.started(0, 1, 1536);
+  live.waiting("the board is busy with another station", 12.3);
+  EXPECT_EQ(visible(), "\\ [1/1] RTC clock  the board is busy with another station, 12 s");
+  live.notice("the board is busy");
+  EXPECT_EQ(visible(), "t1station: the board is busy\n");
+  Progress monitor(out_, style_);
+  monitor.waiting("the board is busy with another station", 12.3);
+  EXPECT_EQ(visible(), "\\ the board is busy with another station, 12 s") << "no test is asked for";
+}
+
 TEST_F(ProgressTest, ColoursTellPassFromFail) {
   style_.colour = true;
   Progress progress(out_, style_);

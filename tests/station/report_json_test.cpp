@@ -18,7 +18,7 @@ RunReport sample() {
   report.started = "2024-05-06T07:08:09";
   report.build = "BUILD: Mar 29 2019-22:09:55";
   report.results = {{1536, Outcome::passed, board_texts::rtc_name, board_texts::success, 6.00449},
-                    {1, Outcome::timed_out, "", "no reply", 30}};
+                    {1, Outcome::timed_out, "", "no reply", 30, 650}};
   return report;
 }
 
@@ -32,9 +32,9 @@ TEST(ReportJsonTest, ARunIsDescribedByDocumentedFields) {
     "summary": {"total": 2, "passed": 1, "failed": 0, "timed_out": 1, "broken": 0, "interrupted": 0, "not_run": 0,
                 "seconds": 36.004},
     "tests": [
-      {"code": 1536, "name": "rtc", "title": "RTC clock", "board_name": "测试RTC时钟", "result": "passed",
+      {"code": 1536, "name": "rtc", "title": "RTC clock", "parameter": null, "board_name": "测试RTC时钟", "result": "passed",
        "seconds": 6.004, "description": "测试成功"},
-      {"code": 1, "name": "1", "title": "test 1", "board_name": "", "result": "timed_out", "seconds": 30.0,
+      {"code": 1, "name": "1", "title": "test 1", "parameter": 650, "board_name": "", "result": "timed_out", "seconds": 30.0,
        "description": "no reply"}
     ]})"));
 }

@@ -22,7 +22,8 @@ class ReportJunitTest : public testing::Test {
                        {1, Outcome::timed_out, "", "no reply", 30},
                        {1024, Outcome::broken, "", "the board closed the connection", 2},
                        {14592, Outcome::interrupted, "", "interrupted by the operator", 3},
-                       {7426, Outcome::not_run, "", "interrupted by the operator", 0}};
+                       {7426, Outcome::not_run, "", "interrupted by the operator", 0},
+                       {9728, Outcome::passed, "x", "", 1, 650}};
     parse();
   }
 
@@ -40,14 +41,14 @@ class ReportJunitTest : public testing::Test {
 };
 
 TEST_F(ReportJunitTest, TheCountsOfTheSuiteAreThoseOfItsCases) {
-  EXPECT_STREQ(suite_.attribute("tests").value(), "6");
+  EXPECT_STREQ(suite_.attribute("tests").value(), "7");
   EXPECT_STREQ(suite_.attribute("failures").value(), "1");
   EXPECT_STREQ(suite_.attribute("errors").value(), "2");
   EXPECT_STREQ(suite_.attribute("skipped").value(), "2");
-  EXPECT_STREQ(suite_.attribute("time").value(), "42.004");
+  EXPECT_STREQ(suite_.attribute("time").value(), "43.004");
   EXPECT_STREQ(suite_.attribute("timestamp").value(), "2024-05-06T07:08:09");
-  EXPECT_STREQ(xml_.child("testsuites").attribute("tests").value(), "6");
-  EXPECT_EQ(cases_.size(), 6U);
+  EXPECT_STREQ(xml_.child("testsuites").attribute("tests").value(), "7");
+  EXPECT_EQ(cases_.size(), 7U);
 }
 
 TEST_F(ReportJunitTest, APassedTestIsACaseWithNothingInIt) {
@@ -72,6 +73,12 @@ TEST_F(ReportJunitTest, AMissingReplyAndABrokenConnectionAreErrors) {
 TEST_F(ReportJunitTest, TestsWithoutAVerdictBecauseOfTheOperatorAreSkipped) {
   EXPECT_TRUE(cases_.at(4).child("skipped"));
   EXPECT_TRUE(cases_.at(5).child("skipped"));
+}
+
+TEST_F(ReportJunitTest, AParameterIsAPropertyOfItsCase) {
+  const pugi::xml_node property = cases_.at(6).child("properties").child("property");
+  EXPECT_STREQ(property.attribute("name").value(), "parameter");
+  EXPECT_STREQ(property.attribute("value").value(), "650");
 }
 
 TEST_F(ReportJunitTest, TextsOfTheBoardAreEscaped) {

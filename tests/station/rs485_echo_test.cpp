@@ -226,8 +226,8 @@ TEST_F(Rs485EchoTest, AnotherSpeedCanBeAskedFor) {
 
 TEST_F(Rs485EchoTest, ASpeedThatLinesDoNotHaveIsAUsageError) {
   EXPECT_EQ(run({"--speed", "38401"}), 4);
-  EXPECT_TRUE(
-      err_.str().starts_with("t1station: 38401 bits per second is no speed of serial lines; those are 300 "))
+  EXPECT_TRUE(err_.str().starts_with(
+      "t1station: --speed: 38401 bits per second is no speed of serial lines; those are 300 "))
       << err_.str();
   EXPECT_EQ(speed_code(115'200), B115200);
 }

@@ -14,6 +14,10 @@ using namespace t1station;
 
 class Recorder final : public Observer {
  public:
+  void notice(const std::string& text) override { events.push_back(text); }
+  void waiting(const std::string& /*reason*/, double /*elapsed*/) override {
+    if (on_waiting) on_waiting();
+  }
   void greeted(const std::vector<ServiceMessage>& /*greeting*/) override { events.push_back("greeted"); }
   void started(std::size_t index, std::size_t total, std::int32_t code) override {
     events.push_back("start " + std::to_string(index + 1) + "/" + std::to_string(total) + " " +
@@ -25,17 +29,7 @@ class Recorder final : public Observer {
   }
 
   std::vector<std::string> events;
-};
-
-// Keeps what was sent after the runner has thrown its links away.
-class SharedLink final : public Link {
- public:
-  explicit SharedLink(std::shared_ptr<ScriptedLink> link) : link_(std::move(link)) {}
-  void send(std::string_view bytes) override { link_->send(bytes); }
-  Received receive(double seconds) override { return link_->receive(seconds); }
-
- private:
-  std::shared_ptr<ScriptedLink> link_;
+  std::function<void()> on_waiting;
 };
 
 class RunnerTest : public testing::Test {
@@ -48,19 +42,15 @@ class RunnerTest : public testing::Test {
   std::vector<Result> run(const std::vector<std::int32_t>& codes, double timeout = 30) {
     std::vector<TestRequest> requests;
     for (const std::int32_t code : codes) requests.push_back({code, std::nullopt, timeout});
-    const Connector connect = [this]() -> std::unique_ptr<Link> {
-      if (links_.size() >= connections_.size()) throw LinkError("no connection to board: Connection refused");
-      links_.push_back(std::make_shared<ScriptedLink>(clock_, std::vector<Event>{bytes_after(0, greeting())},
-                                                      connections_[links_.size()]));
-      return std::make_unique<SharedLink>(links_.back());
-    };
-    Runner runner(connect, clock_, interrupt_, recorder_, settings_);
+    std::vector<std::vector<Event>> starts(connections_.size(), {bytes_after(0, greeting())});
+    connector_ = std::make_unique<ScriptedConnector>(clock_, starts, connections_);
+    Runner runner(*connector_, clock_, interrupt_, recorder_, settings_);
     std::vector<Result> results = runner.run(requests);
     build_ = runner.build();
     return results;
   }
 
-  const std::vector<std::string>& sent(std::size_t link) { return links_.at(link)->sent; }
+  const std::vector<std::string>& sent(std::size_t link) { return connector_->links.at(link)->sent; }
 
   ManualClock clock_;
   Interrupt interrupt_;
@@ -68,7 +58,7 @@ class RunnerTest : public testing::Test {
   RunSettings settings_;
   std::string build_;
   std::vector<Answers> connections_;
-  std::vector<std::shared_ptr<ScriptedLink>> links_;
+  std::unique_ptr<ScriptedConnector> connector_;
 };
 
 const std::string light_pass = reply(14592, light_name_gbk, "Pass", "");
@@ -175,13 +165,37 @@ TEST_F(RunnerTest, ABoardThatIsGoneLeavesTheRemainingTestsUnrun) {
 }
 
 TEST_F(RunnerTest, ABoardThatIsBusyGivesNoGreetingAndThatIsSaid) {
-  const Connector connect = [this] { return std::make_unique<ScriptedLink>(clock_, std::vector<Event>{}); };
-  Runner runner(connect, clock_, interrupt_, recorder_, settings_);
+  ScriptedConnector connector(clock_, {{}}, {});
+  Runner runner(connector, clock_, interrupt_, recorder_, settings_);
   const std::vector<Result> results = runner.run({{1536, std::nullopt, 48}});
   EXPECT_EQ(results[0].outcome, Outcome::broken);
-  EXPECT_EQ(results[0].description,
-            "no banner and menu within 10 s: the board is busy with another station or a test, or this is no "
-            "board");
+  EXPECT_EQ(
+      results[0].description,
+      "no banner and menu within 300 s: the board is busy with another station or a test, or this is no "
+      "board");
+}
+
+TEST_F(RunnerTest, EachConnectionOfARunWaitsForABoardThatIsStarting) {
+  settings_.patience.absence = 60;
+  const std::vector<Event> greets{bytes_after(0, greeting())};
+  ScriptedConnector connector(clock_, {greets, {close_after(0)}, greets},
+                              {{{close_after(2)}}, {}, {{bytes_after(6, rtc_pass())}}});
+  Runner runner(connector, clock_, interrupt_, recorder_, settings_);
+  const std::vector<Result> results = runner.run({{1536, std::nullopt, 48}, {1536, std::nullopt, 48}});
+  EXPECT_EQ(results[0].outcome, Outcome::broken);
+  EXPECT_EQ(results[1].outcome, Outcome::passed);
+}
+
+TEST_F(RunnerTest, AnInterruptWhileTheBoardIsBusyEndsTheRunWhenItHasGreeted) {
+  ScriptedConnector connector(clock_, {{bytes_after(50, greeting())}}, {});
+  bool is_raised = false;
+  recorder_.on_waiting = [&] {
+    if (!std::exchange(is_raised, true)) interrupt_.raise();
+  };
+  Runner runner(connector, clock_, interrupt_, recorder_, settings_);
+  EXPECT_EQ(runner.run({{1536, std::nullopt, 48}})[0].outcome, Outcome::interrupted);
+  EXPECT_EQ(connector.links[0]->sent, std::vector<std::string>{request(62208)})
+      << "the board must not stay occupied";
 }
 
 TEST_F(RunnerTest, AfterARestartNoQuitRequestIsSent) {
@@ -205,7 +219,7 @@ TEST_F(RunnerTest, AnInterruptBeforeTheFirstTestRunsNothing) {
   connection({});
   const std::vector<Result> results = run({1536});
   EXPECT_EQ(results[0].outcome, Outcome::not_run);
-  EXPECT_TRUE(links_.empty());
+  EXPECT_TRUE(connector_->links.empty());
 }
 
 TEST_F(RunnerTest, NothingCountsAsPassedWithoutACompleteMatchingReply) {
@@ -220,7 +234,6 @@ TEST_F(RunnerTest, NothingCountsAsPassedWithoutACompleteMatchingReply) {
       length_field(-4) + "Pass",
   };
   for (const std::string& answer : answers) {
-    links_.clear();
     connections_.clear();
     connection({{bytes_after(1, answer)}});
     const Outcome outcome = run({1536})[0].outcome;

@@ -3,12 +3,15 @@
 
 #include <algorithm>
 #include <deque>
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "station/clock.h"
 #include "station/errors.h"
 #include "station/link.h"
+#include "station/opening.h"
 
 /// A clock that stands still until it is moved.
 class ManualClock final : public t1station::Clock {
@@ -78,4 +81,48 @@ class ScriptedLink final : public t1station::Link {
   std::deque<Event> pending_;
   std::deque<std::vector<Event>> answers_;
   bool is_closed_ = false;
+};
+
+/// Gives one scripted link after the other. Pauses move the clock.
+class ScriptedConnector final : public t1station::Connector {
+ public:
+  /// The n-th connection starts with `starts[n]` and has the answers `answers[n]`; behind the last one nobody
+  /// is there.
+  ScriptedConnector(ManualClock& clock, std::vector<std::vector<Event>> starts,
+                    std::vector<std::vector<std::vector<Event>>> answers)
+      : clock_(clock), starts_(std::move(starts)), answers_(std::move(answers)) {}
+
+  std::unique_ptr<t1station::Link> connect() override {
+    ++tries;
+    if (tries <= absences || links.size() >= starts_.size()) {
+      throw t1station::NotThereYet("no connection to board: Connection refused");
+    }
+    const std::size_t place = links.size();
+    links.push_back(std::make_shared<ScriptedLink>(
+        clock_, starts_[place],
+        place < answers_.size() ? answers_[place] : std::vector<std::vector<Event>>()));
+    return std::make_unique<SharedLink>(links.back());
+  }
+
+  void pause(double seconds) override { clock_.move_to(clock_.now() + seconds); }
+
+  std::size_t absences = 0;  ///< so many tries at the start find nobody
+  std::size_t tries = 0;
+  std::vector<std::shared_ptr<ScriptedLink>> links;  ///< every connection, with what was sent
+
+ private:
+  // Leaves the script to those who look at it afterwards.
+  class SharedLink final : public t1station::Link {
+   public:
+    explicit SharedLink(std::shared_ptr<ScriptedLink> link) : link_(std::move(link)) {}
+    void send(std::string_view bytes) override { link_->send(bytes); }
+    t1station::Received receive(double seconds) override { return link_->receive(seconds); }
+
+   private:
+    std::shared_ptr<ScriptedLink> link_;
+  };
+
+  ManualClock& clock_;
+  std::vector<std::vector<Event>> starts_;
+  std::vector<std::vector<std::vector<Event>>> answers_;
 };

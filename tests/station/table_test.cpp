@@ -23,19 +23,34 @@ RunReport sample() {
 
 TEST(TableTest, ResultsOfABoardLineUpThoughTheirNamesAreChinese) {
   EXPECT_EQ(results_table(sample(), false),
-            " Code  Name         Result    Seconds  Description\n"
-            "-----  -----------  --------  -------  --------------------\n"
-            " 1536  测试RTC时钟  Pass          6.0  测试成功\n"
-            "14592  测试内置灯   Fail         10.0\n"
-            "    1  test 1       no reply     30.0  no reply within 30 s\n"
+            "Test    Code  Result    Seconds  Board's name  Description\n"
+            "-----  -----  --------  -------  ------------  --------------------\n"
+            "rtc     1536  Pass          6.0  测试RTC时钟   测试成功\n"
+            "light  14592  Fail         10.0  测试内置灯\n"
+            "1          1  no reply     30.0                no reply within 30 s\n"
             "\n"
             "3 tests: 1 passed, 1 failed, 1 without reply, 46.0 s\n");
 }
 
+TEST(TableTest, TestsOfOneNameOnTheBoardAreToldApart) {
+  RunReport report;
+  report.results = {{520, Outcome::passed, "测试应用程序", "", 1},
+                    {528, Outcome::passed, "测试应用程序", "", 1},
+                    {9728, Outcome::passed, "设置vsub电压值", "", 1, 650}};
+  EXPECT_EQ(results_table(report, false),
+            "Test              Code  Result  Seconds  Board's name    Description\n"
+            "----------------  ----  ------  -------  --------------  -----------\n"
+            "alarm-5in3out      520  Pass        1.0  测试应用程序\n"
+            "alarm-5in5out      528  Pass        1.0  测试应用程序\n"
+            "set-sub-6455=650  9728  Pass        1.0  设置vsub电压值\n"
+            "\n"
+            "3 tests: 3 passed, 0 failed, 3.0 s\n");
+}
+
 TEST(TableTest, ColoursDoNotMoveColumns) {
   std::string table = results_table(sample(), true);
-  EXPECT_NE(table.find(" 1536  测试RTC时钟  \x1b[32mPass\x1b[0m          6.0"), std::string::npos) << table;
-  EXPECT_NE(table.find("14592  测试内置灯   \x1b[31mFail\x1b[0m         10.0"), std::string::npos) << table;
+  EXPECT_NE(table.find("rtc     1536  \x1b[32mPass\x1b[0m          6.0"), std::string::npos) << table;
+  EXPECT_NE(table.find("light  14592  \x1b[31mFail\x1b[0m         10.0"), std::string::npos) << table;
   for (const std::string colour : {"\x1b[31m", "\x1b[32m", "\x1b[33m", "\x1b[0m"}) {
     while (table.find(colour) != std::string::npos) table.erase(table.find(colour), colour.size());
   }
@@ -46,20 +61,21 @@ TEST(TableTest, ADescriptionOfSeveralLinesStaysInItsColumn) {
   RunReport report;
   report.results = {{10752, Outcome::passed, "TG", "\nTG param OK\n\n{0x1, 0x2}\n", 1}};
   EXPECT_EQ(results_table(report, false),
-            " Code  Name  Result  Seconds  Description\n"
-            "-----  ----  ------  -------  -----------\n"
-            "10752  TG    Pass        1.0  TG param OK\n"
+            "Test     Code  Result  Seconds  Board's name  Description\n"
+            "------  -----  ------  -------  ------------  -----------\n"
+            "get-tg  10752  Pass        1.0  TG            TG param OK\n"
             "\n"
-            "                              {0x1, 0x2}\n"
+            "                                              {0x1, 0x2}\n"
             "\n"
             "1 test: 1 passed, 0 failed, 1.0 s\n");
 }
 
-TEST(TableTest, ATestThatDidNotRunIsShownByItsTitle) {
+TEST(TableTest, ATestThatDidNotRunHasNoNameOfTheBoards) {
   RunReport report;
   report.results = {{1536, Outcome::not_run, "", "interrupted by the operator", 0}};
   const std::string table = results_table(report, false);
-  EXPECT_NE(table.find("1536  RTC clock  not run      0.0  interrupted by the operator\n"), std::string::npos)
+  EXPECT_NE(table.find("rtc   1536  not run      0.0                interrupted by the operator\n"),
+            std::string::npos)
       << table;
   EXPECT_NE(table.find("1 test: 0 passed, 0 failed, 1 not run, 0.0 s\n"), std::string::npos) << table;
 }
