@@ -99,7 +99,7 @@ int echo(const CommandLine& line, const Surroundings& around) {
 }
 
 int watch(const CommandLine& line, const Surroundings& around) {
-  Progress progress(around.err, style_of(line, around));
+  Progress progress(around.err, {});  // no live line, among which records would be shown
   TcpConnector connector(*line.board, line.connect_timeout, around.interrupt);
   Opening opening(connector, around.clock, around.interrupt, progress, line.patience);
   try {

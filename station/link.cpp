@@ -100,9 +100,11 @@ Address parse_address(const std::string& text) {
 TcpLink::TcpLink(const Address& address, double seconds, const Interrupt& interrupt) : interrupt_(interrupt) {
   const int error = try_all(address, seconds);
   if (error == EINTR) throw LinkError("interrupted while connecting to " + address.text());
-  const std::string reason = "no connection to " + address.text() + ": " + error_text(error);
-  if (is_absence(error)) throw NotThereYet(reason);
-  if (error != 0) throw LinkError(reason);
+  if (error != 0) {
+    const std::string reason = "no connection to " + address.text() + ": " + error_text(error);
+    if (is_absence(error)) throw NotThereYet(reason);
+    throw LinkError(reason);
+  }
   const int on = 1;
   setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }

@@ -1,7 +1,10 @@
 // Real connections over the loopback network.
 #include "station/link.h"
 
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <string>
 
@@ -109,6 +112,26 @@ TEST_F(LinkTest, NobodyListeningIsSaidWithTheAddress) {
 
 TEST_F(LinkTest, ANameThatNobodyKnowsMayBeKnownLater) {
   EXPECT_THROW(TcpLink({"256.256.256.256.", "1"}, long_time, interrupt_), NotThereYet);
+}
+
+TEST_F(LinkTest, AHostThatDoesNotAnswerMayAnswerLater) {
+  const int board = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in where{};
+  where.sin_family = AF_INET;
+  where.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof where;
+  ASSERT_EQ(bind(board, reinterpret_cast<const sockaddr*>(&where), size), 0);
+  ASSERT_EQ(listen(board, 0), 0);
+  ASSERT_EQ(getsockname(board, reinterpret_cast<sockaddr*>(&where), &size), 0);
+  const Address address{"127.0.0.1", std::to_string(ntohs(where.sin_port))};
+  const TcpLink the_only_one_it_has_room_for(address, long_time, interrupt_);
+  try {
+    TcpLink link(address, 0.1, interrupt_);
+    ADD_FAILURE() << "connected";
+  } catch (const NotThereYet& error) {
+    EXPECT_EQ(error.what(), "no connection to " + address.text() + ": Connection timed out");
+  }
+  close(board);
 }
 
 TEST_F(LinkTest, AnInterruptedStationMakesNoConnection) {
