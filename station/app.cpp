@@ -138,6 +138,9 @@ int run_app(const std::vector<std::string>& arguments, const Surroundings& aroun
     if (around.out << std::flush) return code;
     around.err << "t1station: standard output cannot be written" << std::endl;
     return code == exit_code::passed ? exit_code::unwritten : code;
+  } catch (const Unwritable& error) {
+    around.err << "t1station: " << error.what() << "; nothing was run" << std::endl;
+    return exit_code::unwritten;
   } catch (const UsageError& error) {
     around.err << "t1station: " << error.what() << std::endl;
     return exit_code::usage;

@@ -104,10 +104,9 @@ void give_parameter(std::vector<WantedTest>& tests, const std::string& word) {
       "own");
 }
 
-void check_reports(const CommandLine& line) {
-  for (const std::string& file : {line.json_file, line.junit_file}) {
-    if (!file.empty()) check_writable(file);
-  }
+void check_reports(const CLI::App& run, const CommandLine& line) {
+  if (run.count("--json") > 0) check_writable(line.json_file);
+  if (run.count("--junit") > 0) check_writable(line.junit_file);
   if (!line.json_file.empty() && !line.junit_file.empty() && is_same_file(line.json_file, line.junit_file)) {
     throw UsageError("--json and --junit name the same file, " + line.json_file);
   }
@@ -229,6 +228,14 @@ void check_command(const CLI::App& app, const std::vector<std::string>& argument
   throw UsageError("\"" + words.back() + "\" is no command; " + commands + did_you_mean(meant));
 }
 
+// The parser would take the next word for the value.
+void refuse_missing_values(const std::vector<std::string>& arguments) {
+  for (const std::string& word : arguments) {
+    if (word.starts_with("--") && word.ends_with('='))
+      throw UsageError("\"" + word + "\" is without a value");
+  }
+}
+
 std::string help_of(const CLI::App& app) {
   for (const CLI::App* command : app.get_subcommands()) {
     const bool has_board = command->get_name() == "run" || command->get_name() == "monitor";
@@ -255,14 +262,14 @@ std::string help_of(const CLI::App& app) {
                    "\" is not expected; \"t1station --help\" shows what there is");
 }
 
-void finish_run(CommandLine& line, const Words& words) {
+void finish_run(const CLI::App& run, const Words& words, CommandLine& line) {
   line.keep_going = !words.fail_fast;
   if (words.colour == "always") line.colour = CommandLine::Colour::always;
   if (words.colour == "never") line.colour = CommandLine::Colour::never;
   for (const std::string& word : words.tests) line.tests.push_back(parse_test(without_mark(word)));
   if (words.parameter) give_parameter(line.tests, *words.parameter);
   for (const WantedTest& test : line.tests) check_parameter(test.code, test.parameter);
-  check_reports(line);
+  check_reports(run, line);
 }
 
 }  // namespace
@@ -283,6 +290,7 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
   const CLI::App* echo = add_echo(app, line);
 
   check_command(app, arguments);
+  refuse_missing_values(arguments);
   std::vector<std::string> reversed = with_marked_codes(app, arguments);
   std::reverse(reversed.begin(), reversed.end());
   try {
@@ -310,7 +318,7 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
     throw UsageError(app.get_subcommands().front()->get_name() + " needs no board: leave out " + words.host);
   }
   if (needs_board) line.board = parse_address(words.host);
-  if (run->parsed()) finish_run(line, words);
+  if (run->parsed()) finish_run(*run, words, line);
   return line;
 }
 

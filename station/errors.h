@@ -48,4 +48,10 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// The command line asks for a file that cannot be made where it shall be.
+class Unwritable : public UsageError {
+ public:
+  using UsageError::UsageError;
+};
+
 }  // namespace t1station

@@ -69,7 +69,7 @@ inline constexpr int interrupted = 2;
 inline constexpr int usage = 4;
 inline constexpr int nothing_selected = 5;
 inline constexpr int broken = 6;     // also when the PC itself denies the client what it needs
-inline constexpr int unwritten = 7;  // a report or standard output could not be written, and all is well else
+inline constexpr int unwritten = 7;  // a report or standard output cannot be written, and all is well else
 }  // namespace exit_code
 
 /// The exit code that a run deserves: interrupted before broken or timed out, these before failed.

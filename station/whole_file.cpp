@@ -58,7 +58,7 @@ void check_writable(const std::string& path) {
   }
   const fs::path directory = directory_of(target);
   if (!fs::is_directory(directory, error) || access(directory.c_str(), W_OK) != 0) {
-    throw UsageError("no file can be made in " + directory.string());
+    throw Unwritable("no file can be made in " + directory.string());
   }
 }
 

@@ -6,8 +6,8 @@
 
 namespace t1station {
 
-/// Throws UsageError when a file at `path` could not be written: its directory is missing or closed to us, or
-/// the path names something that is no plain file.
+/// Throws when a file at `path` could not be written: Unwritable when its directory is missing or closed to
+/// us, UsageError when the path names something that is no plain file.
 void check_writable(const std::string& path);
 
 /// Whether two paths name one file, however they are spelled. Both must have passed check_writable().

@@ -181,6 +181,13 @@ TEST_F(AppTest, AReportThatCannotBeWrittenKeepsNoOtherFromBeingWrittenAndGivesEx
   EXPECT_NE(content(path("junit")).find("<testcase"), std::string::npos);
 }
 
+TEST_F(AppTest, AReportThatCannotBeWrittenIsKnownBeforeAnythingIsRun) {
+  EXPECT_EQ(run({"127.0.0.1:1", "run", "rtc", "--json", path("missing/json")}), 7);
+  EXPECT_EQ(err(), "t1station: no file can be made in " + path("missing") + "; nothing was run\n");
+  EXPECT_EQ(run({"127.0.0.1:1", "run", "rtc", "--json", path("same"), "--junit", path("same")}), 4);
+  EXPECT_EQ(out(), "");
+}
+
 TEST_F(AppTest, AStandardOutputThatCannotBeWrittenGivesExitCode7UnlessTheRunHasAWorseOne) {
   out_.setstate(std::ios::badbit);
   for (const std::string command : {"list", "--help", "--version"}) EXPECT_EQ(run({command}), 7) << command;

@@ -215,6 +215,8 @@ TEST(CommandLineTest, WhatMakesNoSenseIsRefused) {
       {"b", "run", "rtc", "--greeting-wait", "0"},
       {"b", "run", "rtc", "--json", "/no/such/directory/report"},
       {"b", "run", "rtc", "--junit", "/dev/null"},
+      {"b", "run", "rtc", "--json", ""},
+      {"b", "run", "rtc", "--json=", "--quiet"},
       {"b", "monitor", "--records", "0"},
       {"b", "monitor", "--records", "99999999999999999999"},
       {"rs485-echo", "/dev/ttyUSB0", "--speed", "fast"},

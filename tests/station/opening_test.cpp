@@ -104,6 +104,13 @@ TEST_F(OpeningTest, ABoardThatIsNotThereIsTriedOnceUnlessAskedOtherwise) {
   EXPECT_DOUBLE_EQ(waited(), 0);
 }
 
+TEST_F(OpeningTest, TheOperatorEndsTheWaitForABoardAtOnce) {
+  TcpConnector connector({"127.0.0.1", "1"}, 20, interrupt_);
+  interrupt_.raise();
+  EXPECT_THROW(connector.pause(20), Interrupted);
+  EXPECT_THROW(connector.connect(), LinkError);
+}
+
 TEST_F(OpeningTest, ABoardThatClosesBeforeItsGreetingIsLikeOneThatIsNotThereYet) {
   EXPECT_EQ(error_of<LinkError>({{close_after(0)}}), "the board closed the connection before its greeting");
   patience_.absence = 60;

@@ -98,7 +98,7 @@ TEST_F(WholeFileTest, AReplacementThatCannotBePutInPlaceLeavesNothingBehind) {
 
 TEST_F(WholeFileTest, WhereNoReportCanBeWrittenIsKnownBeforehand) {
   EXPECT_NO_THROW(check_writable(path("report")));
-  EXPECT_THROW(check_writable(path("missing/report")), t1station::UsageError);
+  EXPECT_THROW(check_writable(path("missing/report")), t1station::Unwritable);
   EXPECT_THROW(check_writable(directory_.path().string()), t1station::UsageError);
   EXPECT_THROW(check_writable("/dev/null"), t1station::UsageError);
   EXPECT_THROW(check_writable(""), t1station::UsageError);
