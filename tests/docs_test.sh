@@ -15,15 +15,15 @@ done < <(grep -oE '`[A-Z][A-Za-z0-9]+\.[A-Z][A-Za-z0-9]+`' docs/quirks.md | tr -
 # The alarm codes of each family: the list in docs/boards.md, ./run, the fault matrix and the board matrix agree.
 choice=$(sed -n '/^case \$board in # the alarm codes/,/^esac$/p' run)
 [ -n "$choice" ] || { echo "./run does not choose alarm codes"; status=1; }
-expandable=$(sed -n 's/^const Names kExpandable = {\(.*\)};$/\1/p' tests/matrix/board_matrix.cpp)
-rows=$(sed -n "s/kExpandable}/{$expandable}}/; s/^ *{ *\([0-9]*\), \"alarm.*{\(.*\)}},$/\1 \2/p" tests/matrix/board_matrix.cpp)
+expandable=$(sed -n 's/^const Names kExpandable = {\(.*\)};$/\1/p' tests/matrix/given.cpp)
+rows=$(sed -n "s/kExpandable}/{$expandable}}/; s/^ *{ *\([0-9]*\), \"alarm.*{\(.*\)}},$/\1 \2/p" tests/matrix/given.cpp)
 listed=$(sed -n '/^## Alarm codes$/,/^## What/s/^| \(`.*\) | \([0-9, ]*\) |$/\1|\2/p' docs/boards.md)
 while IFS='|' read -r families codes; do
   for board in $(tr -d '`,' <<<"$families"); do
     in_run=$(eval "$choice"; IFS=,; echo "${codes[*]}")
     [ "${in_run//,/, }" = "$codes" ] || { echo "./run gives $board $in_run, docs/boards.md $codes"; status=1; }
     in_matrix=$(sed -n "/\"$board\"/s/ .*//p" <<<"$rows" | paste -sd,)
-    [ "${in_matrix//,/, }" = "$codes" ] || { echo "tests/matrix/board_matrix.cpp gives $board $in_matrix, docs/boards.md $codes"; status=1; }
+    [ "${in_matrix//,/, }" = "$codes" ] || { echo "tests/matrix/given.cpp gives $board $in_matrix, docs/boards.md $codes"; status=1; }
     grep -qxF "| $board | $codes |" docs/fault-matrix.md || { echo "docs/fault-matrix.md has no $board with $codes"; status=1; }
   done
 done <<<"$listed"
@@ -34,10 +34,10 @@ done <<<"$families_of_boardsim"
 # The calibration codes of each family: ./run and the board matrix agree, but for 12032, which no board passes.
 choice=$(sed -n '/^case \$board in # calibration/,/^esac$/p' run)
 [ -n "$choice" ] || { echo "./run does not choose calibration codes"; status=1; }
-rows=$(sed -n 's/^ *{ *\([0-9]*\), "[^"]*", *\([^ ].*\)},.*$/\1 \2/p' tests/matrix/board_matrix.cpp)
+rows=$(sed -n 's/^ *{ *\([0-9]*\), "[^"]*", *\([^ ].*\)},.*$/\1 \2/p' tests/matrix/given.cpp)
 for group in kModels kCcd; do
-  members=$(sed -n "s/^const Names $group = {\(.*\)};\$/\1/p" tests/matrix/board_matrix.cpp)
-  [ -n "$members" ] || { echo "tests/matrix/board_matrix.cpp has no $group"; status=1; }
+  members=$(sed -n "s/^const Names $group = {\(.*\)};\$/\1/p" tests/matrix/given.cpp)
+  [ -n "$members" ] || { echo "tests/matrix/given.cpp has no $group"; status=1; }
   rows=${rows//$group/$members}
 done
 # Tests that every family has stand in the common list of ./run, except that of the timing parameters.
@@ -49,6 +49,6 @@ while read -r board; do
     [ "$families" != '{}' ] && ! grep -qF "\"$board\"" <<<"$families" || echo "$code"
   done <<<"$rows" | sort -n | paste -sd,)
   [ -n "$in_run" ] && [ "$in_run" = "$in_matrix" ] ||
-    { echo "./run gives $board $in_run, tests/matrix/board_matrix.cpp $in_matrix"; status=1; }
+    { echo "./run gives $board $in_run, tests/matrix/given.cpp $in_matrix"; status=1; }
 done <<<"$families_of_boardsim"
 exit $status
