@@ -51,4 +51,13 @@ while read -r board; do
   [ -n "$in_run" ] && [ "$in_run" = "$in_matrix" ] ||
     { echo "./run gives $board $in_run, tests/matrix/given.cpp $in_matrix"; status=1; }
 done <<<"$families_of_boardsim"
+# The page about passes has every code that a station lists, under the station's name.
+listed=$(sed -n 's/^  { *\(-\{0,1\}[0-9A-Fa-fx]*\), *"\([a-z0-9-]*\)",.*/\1 \2/p' station/codes.cpp |
+  while read -r code name; do echo "$((code)) $name"; done | sort)
+on_page=$(sed -n 's/^| \(-\{0,1\}[0-9]*\) | \[`\([a-z0-9-]*\)`\].*/\1 \2/p' docs/what-a-pass-means.md | sort)
+[ -n "$listed" ] && [ "$listed" = "$on_page" ] || {
+  echo "docs/what-a-pass-means.md has other codes than station/codes.cpp:"
+  diff <(echo "$listed") <(echo "$on_page") || true
+  status=1
+}
 exit $status

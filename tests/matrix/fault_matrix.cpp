@@ -83,7 +83,8 @@ class Matrix {
         "**not found** marks a fault that the code cannot see.\n\n"
         "Where [jigs](simulator-devices.md#alarm-lines-and-their-jig) and tables are the same, "
         "they stand once. [What no code\n"
-        "finds](#what-no-code-of-a-board-finds) closes the list.\n\n"
+        "finds](#what-no-code-of-a-board-finds) closes the list. What a pass proves besides: "
+        "[what-a-pass-means.md](what-a-pass-means.md).\n\n"
         "| Board | Codes |\n|---|---|\n" +
         boards_;
     for (const Section& section : sections_) {

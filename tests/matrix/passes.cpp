@@ -38,7 +38,7 @@ const TestPasses kPasses[] = {
      "expansion board. Which wire fault each code finds, with which text: [fault-matrix.md](fault-matrix.md)."},
     {{{535, "alarm-2in4out"},
       {69634, "alarm-1in3out"}},
-     "Alarm relays of the RKD boards", "run it twice",
+     "Alarm relays of the RKD boards", "run 535 twice",
      "each alarm input read high and low as its relays and its output ask for: three combinations for each input of 535, "
      "six for the one of 69634, each twice in each of two cycles.",
      "that the I/O driver worked to the end: in 535 a port that cannot be set up takes one off the errors of the "
@@ -54,7 +54,7 @@ const TestPasses kPasses[] = {
      "sees nothing: that its transmitter works is known only when the fixture checks the echo before it sends its second "
      "frame. On 63xx and rkd2 nobody listens at all.",
      "63xx, rkd2: a receiver that shows the bytes ([somebody who watches](rs485-fixtures.md#somebody-who-watches)). Echo: "
-     "a fixture that compares, as `t1station rs485-echo` does. Ring: a pair of wires for each direction, not a bus."},
+     "a fixture that compares, as `t1station rs485-echo` does, which ends with 1 when the echo was wrong. Ring: a pair of wires for each direction, not a bus."},
     {{{1536, "rtc"}},
      "Real-time clock", "the date, and a time without power",
      "between the first and the last of six readings, five seconds apart, the seconds went on by 5 or 6.",

@@ -179,12 +179,21 @@ bool is_port(std::string_view node) {
 /// The devices that a test uses, and what each is called in fault words.
 using Devices = std::multimap<std::string_view, std::string>;
 
-const std::pair<std::uint32_t, std::string_view> kByRequest[] = {{0x40044901, "filter motor"},
-                                                                 {0x40044201, "focus motor"},
-                                                                 {0x40084d02, "erased flash"},
-                                                                 {0x80044602, "brightness"}};
-const std::pair<std::string_view, std::string_view> kByWrite[] = {{"/dev/mtd4", "written flash"},
-                                                                  {"/dev/mmcblk0p7", "written eMMC"}};
+/// A call that shows which device a test uses.
+struct DeviceCall {
+  std::string_view call, node;
+  std::uint32_t request;  ///< of an ioctl, else 0
+  std::string_view device;
+};
+
+const DeviceCall kDeviceCalls[] = {{"open", "/dev/rtc", 0, "clock"},
+                                   {"ioctl", "/dev/motor", 0x40044901, "filter motor"},
+                                   {"ioctl", "/dev/motor", 0x40044201, "focus motor"},
+                                   {"ioctl", "/dev/fpga", 0x80044602, "brightness"},
+                                   {"ioctl", "/dev/mtd4", 0x40084d02, "erased flash"},
+                                   {"write", "/dev/mtd4", 0, "written flash"},
+                                   {"write", "/dev/mmcblk0p7", 0, "written eMMC"}};
+
 const std::pair<long, const char*> kRecords[] = {
     {0, "dead-pixels"}, {0x10000, "flat-field"}, {0x20000, "timing"}, {0x30000, "vsub"}};
 
@@ -195,17 +204,14 @@ void add_once(Devices& devices, std::string_view device, const std::string& call
 }
 
 void add_devices_of(Devices& devices, const boardsim::Call& call) {
-  if (call.node == "/dev/rtc") add_once(devices, "clock", "");
+  for (const DeviceCall& row : kDeviceCalls) {
+    if (call.name == row.call && call.node == row.node && call.request == row.request)
+      add_once(devices, row.device, "");
+  }
   if (call.node.starts_with("/proc/debug")) add_once(devices, "sensor", "");
   if (is_port(call.node)) add_once(devices, "port", call.node.substr(kPort.size()));
   if (call.name == "connect") add_once(devices, "application", "");
   if (call.name == "mount") add_once(devices, "medium", call.node.substr(0, call.node.find(' ')));
-  for (const auto& [request, device] : kByRequest) {
-    if (call.request == request) add_once(devices, device, "");
-  }
-  for (const auto& [node, device] : kByWrite) {
-    if (call.name == "write" && call.node == node) add_once(devices, device, "");
-  }
 }
 
 /// Devices that hang on registers and lines. What a jig is wired to has faults of its own.
