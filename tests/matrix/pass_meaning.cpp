@@ -292,8 +292,8 @@ families on which the test makes the same calls are tried once. They are the fau
 the test uses; drivers that answer a request with success and do nothing (`result 0`, or the number that a success returns); and
 calls that fail (`EIO`), all of them or, where that is noticed, all but the first (`#2+`). `./run --fault '...'` takes them: N, M
 and NODE stand for each port and medium of the board, dots for what a fault has in common with the last whole one before it.
-What closing a node and sending the reply return is looked at by no test. The wires of the alarm tests are not counted here:
-[fault-matrix.md](fault-matrix.md) has them all.
+What closing a node and sending the reply return is looked at by no test. Not counted here: the wires of the alarm tests
+([fault-matrix.md](fault-matrix.md) has them all), and calls that fail once and then go well, which some tests try again.
 
 )";
 
