@@ -28,63 +28,66 @@ const TestPasses kPasses[] = {
       {532, "alarm-10in10out-level"},
       {534, "alarm-3in2out"}},
      "Alarm inputs and outputs", "a meter on the contacts",
-     "the inputs followed the outputs that the jig wires to them. 520, 521, 528 and 530 look at one input at a time, in "
-     "two cycles: it must read differently under two patterns, whichever way round. 518, 519, 531, 532 and 534 set all "
-     "outputs, in five cycles, and compare the whole input word. 513 switches its output on and off five times.",
+     "the inputs followed the outputs that the jig wires to them. 520, 521, 528 and 530 look at one input at a "
+     "time, in two cycles: it must read differently under two patterns, whichever way round (SYNC of 530: the "
+     "right way). 518, 519, 531, 532 and 534 set all outputs, in five cycles, and compare the whole input word. "
+     "513 switches its output on and off five times.",
      "that each output works where several hang on one input, that two inputs which are driven together are not "
-     "shorted, or what a contact carries. 521 and 528 select the expansion board and then drive the same three outputs "
-     "as 520: those of the expansion board are not tested. T2 of 534 has no wire.",
-     "a meter on contacts that share an input and between inputs that are driven together, and on the outputs of an "
-     "expansion board. Which wire fault each code finds, with which text: [fault-matrix.md](fault-matrix.md)."},
+     "shorted, or what a contact carries. 521 and 528 select the expansion board and then drive the same three "
+     "outputs as 520: those of the expansion board are not tested. T2 of 534 has no wire.",
+     "a meter on contacts that share an input and between inputs that are driven together, and on the outputs of "
+     "an expansion board. Which wire fault each code finds, with which text: [fault-matrix.md](fault-matrix.md)."},
     {{{535, "alarm-2in4out"},
       {69634, "alarm-1in3out"}},
      "Alarm relays of the RKD boards", "run 535 twice",
-     "each alarm input read high and low as its relays and its output ask for: three combinations for each input of 535, "
+     "each alarm input read high and low as its relays and its output ask for: three steps for each input of 535, "
      "six for the one of 69634, each twice in each of two cycles.",
      "that the I/O driver worked to the end: in 535 a port that cannot be set up takes one off the errors of the "
      "port before it. `/dev/alarm` is opened and not used.",
      "a second run of 535, which then fails; a console without `set alarm_in gpio`."},
     {{{1024, "rs485"}},
      "RS485 ports", "a listening receiver (63xx, rkd2)",
-     "with ports in a ring (k, 6444-j, ma, 65xx, rkd1): each receiver heard a frame of 15 and one of 7 bytes that began "
-     "with `d0` and had a right checksum. With an echo (most others): the fixture's frame came with a right checksum, and "
-     "its second frame was equal, byte by byte, to the one that is expected. 63xx: the driver took all bytes. "
-     "rkd2: `/dev/qznio` and `/dev/uart1` open.",
-     "that what a ring's receiver heard is what was sent: any frame with a right checksum passes. Of the echo the board "
-     "sees nothing: that its transmitter works is known only when the fixture checks the echo before it sends its second "
-     "frame. On 63xx and rkd2 nobody listens at all.",
-     "63xx, rkd2: a receiver that shows the bytes ([somebody who watches](rs485-fixtures.md#somebody-who-watches)). Echo: "
-     "a fixture that compares, as `t1station rs485-echo` does, which ends with 1 when the echo was wrong. Ring: a pair of wires for each direction, not a bus."},
+     "with ports in a ring (k, 6444-j, ma, 65xx, rkd1): each receiver heard a frame of 15 and one of 7 bytes that "
+     "began with `d0` and had a right checksum. With an echo (most others): the fixture's frame came with a right "
+     "checksum, and its second frame was equal to the expected one, as far as its length byte reaches. 63xx: the "
+     "driver took all bytes. rkd2: `/dev/qznio` and `/dev/uart1` open.",
+     "that what a ring's receiver heard is what was sent: any frame with a right checksum passes. Of the echo the "
+     "board sees nothing: that its transmitter works is known only when the fixture checks the echo before it "
+     "sends its second frame. On 63xx and rkd2 nobody listens at all.",
+     "63xx, rkd2: a receiver that shows the bytes ([somebody who "
+     "watches](rs485-fixtures.md#somebody-who-watches)). Echo: a fixture that compares, as `t1station rs485-echo` "
+     "does, which ends with 1 when the echo was wrong. Ring: a pair of wires for each direction, not a bus."},
     {{{1536, "rtc"}},
      "Real-time clock", "the date, and a time without power",
      "between the first and the last of six readings, five seconds apart, the seconds went on by 5 or 6.",
-     "that date and time are right, that the clock runs evenly or exactly, or that it goes on without power: minutes, "
-     "hours and dates are printed and not looked at.",
+     "that date and time are right, that the clock runs evenly or exactly, or that it goes on without power: "
+     "minutes, hours and dates are printed and not looked at.",
      "a look at the six lines of the console; to know the battery, a comparison after some minutes without power."},
     {{{1792, "ircut"}},
      "IR-cut filter", "look at the filter",
      "motor boards and rkd: `/dev/motor` opened, took its configuration and accepted five moves. loop, loop-c: the "
-     "first of the two switches of each cycle was accepted, if the board could tell that it is one. 63xx, 65xx: nothing.",
-     "that a filter moved. No position is read, but for the home switch of 65xx, which ends the way back and decides "
+     "first of the two switches of each cycle was accepted, if the board could tell that it is one. 63xx, 65xx: "
      "nothing.",
+     "that a filter moved. No position is read, but for the home switch of 65xx, which ends the way back and "
+     "decides nothing.",
      "somebody who sees the filter move, or a picture whose colours change with it."},
     {{{4352, "sd"},
       {4608, "usb"}},
      "SD card and USB sticks", "read the count of wrong bytes",
      "the medium mounts as vfat, has 25 MB free, takes a new file, and can be unmounted. With two sticks: both.",
-     "that what is written can be read again. 25 MiB are written, read and compared, but wrong bytes are counted on the "
-     "console and do not fail the test; neither does a stick that is pulled out meanwhile, nor a slow one.",
-     "somebody who reads `错误数据0(8bit)` (wrong bytes: 0) and the two speeds on the console, or a PC that compares the "
-     "file `usbtest.dat`, which stays on the medium."},
+     "that what is written can be read again. 25 MiB are written, read and compared, but wrong bytes are counted "
+     "on the console and do not fail the test; neither does a stick that is pulled out meanwhile, nor a slow one.",
+     "somebody who reads `错误数据0(8bit)` (wrong bytes: 0) and the two speeds on the console, or a PC that "
+     "compares the file `usbtest.dat`, which stays on the medium."},
     {{{7426, "temp"}},
      "Temperature sensor", "read the temperature",
-     "one of `/proc/debug/temp1` to `temp20` is there and can be read.",
+     "the first of `/proc/debug/temp1` to `temp20` that is there can be read.",
      "that it tells a temperature: what is no number counts as 0.0 degrees. The reply does not carry it.",
      "a comparison of the console's `温度传感器测得当前温度` with the temperature of the room."},
     {{{9472, "iris"}},
      "Auto-iris", "look at the iris",
-     "65xx, 68xx, rkd: the motor driver opened and took its configuration. 63xx, loop: nothing, the test cannot fail. "
-     "Others: `/dev/fpga` opened.",
+     "65xx, 68xx, rkd: the motor driver opened and took its configuration. 63xx, loop: nothing, the test cannot "
+     "fail. Others: `/dev/fpga` opened.",
      "that the iris moved: what moves it is not judged.",
      "somebody who sees the iris close and open twice, or a picture that turns dark and bright."},
     {{{9728, "set-sub-6455"},
@@ -92,16 +95,17 @@ const TestPasses kPasses[] = {
       {10240, "set-sub-6484"}},
      "Set the substrate voltage", "a voltmeter",
      "the parameter was not 0, the store took two writes, and a word of its record could be read from the eMMC.",
-     "that the voltage is the one that was asked for. What is read back is not compared; what is applied is the eMMC's "
-     "code, on every board but MA that of the factory; a parameter out of range sets 7.8 V (6484: 8.1 V) and passes.",
+     "that the voltage is the one that was asked for. What is read back is not compared; what is applied is the "
+     "eMMC's code, on these boards that of the factory; a parameter out of range sets 7.8 V (6484: 8.1 V) and "
+     "passes.",
      "a meter on the substrate voltage, and the code on the console (`您输入的数字为`)."},
     {{{10496, "set-tg"}},
      "Store the timing-generator parameters", "compare with get-tg (ma)",
      "`/devinfo/TG.bin` has a block for this model, FPGA and sensor, and every call of the store was answered with "
      "success.",
      "that the record is stored: it is not read back. A line of the file that makes no sense is stored as zeros.",
-     "on MA boards `get-tg` afterwards. On all others `get-tg` reads the eMMC and not the flash that was written: there a "
-     "picture of the camera decides."},
+     "on MA boards `get-tg` afterwards. On all others `get-tg` reads the eMMC and not the flash that was written: "
+     "there a picture of the camera decides."},
     {{{10752, "get-tg"}},
      "Show the timing-generator parameters", "compare with the file",
      "the record on the eMMC has the right magic number, at most 128 entries and a right checksum.",
@@ -109,8 +113,8 @@ const TestPasses kPasses[] = {
      "a comparison of the version and the pairs in the description with `/devinfo/TG.bin`."},
     {{{10768, "abf"}},
      "Auto back focus", "run it twice",
-     "the motor drove onto its limit switch in less than 1000 steps, and the driver took as many steps back. Where it "
-     "stands at the limit at first: 80 steps let the switch go, and the driver took 80 steps back.",
+     "the motor drove onto its limit switch in less than 1000 steps, and the driver took as many steps back. Where "
+     "it stands at the limit at first: 80 steps let the switch go, and the driver took 80 steps back.",
      "that the motor came back: on the way back nothing is looked at.",
      "a second run. A motor that moves one way only stands at its limit then, and fails."},
     {{{10769, "ma"}},
@@ -125,29 +129,28 @@ const TestPasses kPasses[] = {
       {11521, "add-sub-6484"},
       {11522, "dec-sub-6484"}},
      "Raise and lower the substrate voltage", "a voltmeter",
-     "the stored code lies between 0xA00 and 0xAFF, every call of the store was answered with success, and the eMMC's "
-     "record has the right magic number and checksum.",
-     "that the voltage changed: what applies it is not judged, a step beyond the limit passes and changes nothing, and "
-     "the record that is read back (on every board but MA that of the factory) is not compared.",
+     "the stored code lies between 0xA00 and 0xAFF, every call of the store was answered with success, and the "
+     "eMMC's record has the right magic number and checksum.",
+     "that the voltage changed: what applies it is not judged, a step beyond the limit passes and changes nothing, "
+     "and the record that is read back (on these boards that of the factory) is not compared.",
      "a meter on the substrate voltage or a look at the picture, and the code on the console (`after trim vsub`)."},
     {{{11011, "save-sub-6455"},
       {11267, "save-sub-6485"},
       {11523, "save-sub-6484"}},
      "Save the substrate voltage", "a voltmeter after a restart",
      "the same as for a step, without applying anything.",
-     "that the saved code is what the camera starts with: on every board but MA it is written to the flash and the eMMC "
-     "is read.",
+     "that the saved code is what the camera starts with: these boards write it to the flash and read the eMMC.",
      "a meter on the substrate voltage after a restart."},
     {{{11776, "auto-sub"}},
      "Automatic level", "read the console",
      "`/dev/qznio` opened and told the model. Nothing else.",
      "that a brightness was measured or stored: whatever the sweep meets is printed and does not fail the test.",
-     "a console without an error but `read vsub luma from flash error`, which a good board has too, and a look at the "
-     "picture."},
+     "a console without errors but `read vsub luma from flash error` and `blkNum 21 offset`, which a good board "
+     "has too, and a look at the picture."},
     {{{12032, "print-sub"}},
      "Show the substrate voltage", "read the console",
-     "nothing: no board passes. Where the console shows `real vsub:`, the record on the eMMC has the right magic number "
-     "and checksum.",
+     "nothing: no board passes. Where the console shows `real vsub:`, the record on the eMMC has the right magic "
+     "number and checksum.",
      "anything of the board by its failure: the pairs of a sweep can be read back on no board.",
      "a look at the console's line."},
     {{{13568, "dead-pixels"}},
@@ -158,7 +161,8 @@ const TestPasses kPasses[] = {
     {{{13824, "flat-field"}},
      "Flat-field correction", "a picture of an even surface",
      "the record on the eMMC has the right magic number, and its first checksum is that of bytes 16 to 199.",
-     "that the correction belongs to this sensor: length, second checksum and the correction itself are not looked at.",
+     "that the correction belongs to this sensor: length, second checksum and the correction itself are not looked "
+     "at.",
      "a picture of an evenly lit surface; version and time of making are on the console (`ff_ver:`)."},
     {{{14592, "light"}},
      "Built-in light", "look at the light",
@@ -167,8 +171,8 @@ const TestPasses kPasses[] = {
      "somebody who sees the light go on and off, or a light sensor before the board."},
     {{{69633, "in-light"}},
      "Steady light of the RKD boards", "look at the light",
-     "the program ran the test: PWM channel 4 at half for ten seconds, on rkd2 LED 2 too, then off. Nothing is judged, "
-     "it cannot fail.",
+     "the program ran the test: PWM channel 4 at half for ten seconds, on rkd2 LED 2 too, then off. Nothing is "
+     "judged, it cannot fail.",
      "that there was light.",
      "somebody who sees the light go on and off (rkd2: and the LED), or a light sensor before the board."},
 };
