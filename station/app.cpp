@@ -118,7 +118,7 @@ int obey(const CommandLine& line, const Surroundings& around) {
       around.out << line.help;
       return exit_code::passed;
     case CommandLine::Command::list:
-      around.out << tests_table();
+      around.out << tests_table(line.family);
       return exit_code::passed;
     case CommandLine::Command::run:
       return run_tests(line, around);

@@ -1,46 +1,27 @@
-// The tests that boards know: their codes, short names for the command line, and how long they usually take.
+// Tests as a command line names them, and what their requests may carry.
 #pragma once
 
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 
+#include "catalogue/catalogue.h"
+
 namespace t1station {
 
-/// The voltages that a board tells apart, in hundredths of a volt, with both ends; for all others it sets one
-/// of its own. It looks at steps of 20. None when both are 0.
-struct VoltageRange {
-  int lowest = 0;
-  int highest = 0;
-};
-
-/// One test of the protocol.
-struct TestKind {
-  std::int32_t code;       ///< the number in the request, and but for one test in the reply
-  std::string_view name;   ///< short and stable, for command lines and reports
-  std::string_view title;  ///< for people
-  double usual_seconds;    ///< on a healthy board of the usual kind
-  VoltageRange voltages;   ///< what the request's parameter may be
-
-  /// Whether the request carries a voltage.
-  bool takes_parameter() const { return voltages.highest > 0; }
-};
+/// Whether the request carries a voltage.
+inline bool takes_parameter(const catalogue::Test& test) {
+  return test.voltages.highest > 0;
+}
 
 /// The code of the test that restarts the board after its reply.
 inline constexpr std::int32_t restart_code = -15;
 
-/// All tests, in the order of their codes.
-std::span<const TestKind> all_tests();
-
-/// The test with this code, or null.
-const TestKind* find_test(std::int32_t code);
-
-/// What a person calls this test: the title, or "test 1234" for a code that is not in the table.
+/// What a person calls this test: the title, or "test 1234" for a code that is not in the catalogue.
 std::string title_of(std::int32_t code);
 
-/// The short name of this test, or its decimal code when it is not in the table.
+/// The short name of this test, or its decimal code when it is not in the catalogue.
 std::string name_of(std::int32_t code);
 
 /// The code that one word of a command line means: a decimal number, a hexadecimal one with 0x, or a short
@@ -53,7 +34,7 @@ std::int32_t parse_code(const std::string& word);
 std::int32_t parse_parameter(const std::string& word);
 
 /// Throws UsageError when this test cannot be asked for with this parameter, or without one: a test that
-/// takes none, one that needs one, a voltage that the board does not know. Codes outside the table take
+/// takes none, one that needs one, a voltage that the board does not know. Codes outside the catalogue take
 /// anything.
 void check_parameter(std::int32_t code, std::optional<std::int32_t> parameter);
 

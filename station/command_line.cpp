@@ -93,8 +93,8 @@ void give_parameter(std::vector<WantedTest>& tests, const std::string& word) {
   const std::int32_t parameter = parse_parameter(word);
   bool is_used = false;
   for (WantedTest& test : tests) {
-    const TestKind* kind = find_test(test.code);
-    if (test.parameter || (kind && !kind->takes_parameter())) continue;
+    const catalogue::Test* known = catalogue::find_test(test.code);
+    if (test.parameter || (known && !takes_parameter(*known))) continue;
     test.parameter = parameter;
     is_used = true;
   }
@@ -102,6 +102,29 @@ void give_parameter(std::vector<WantedTest>& tests, const std::string& word) {
   throw UsageError(
       "--param is for the tests that set a substrate voltage, and none is asked for without a voltage of its "
       "own");
+}
+
+void check_family(const std::string& name) {
+  if (catalogue::find_family(name)) return;
+  std::vector<std::string> names;
+  std::string all;
+  for (const catalogue::Family& family : catalogue::families()) {
+    names.emplace_back(family.name);
+    all += " " + names.back();
+  }
+  throw UsageError("there is no board family \"" + name + "\"; there are" + all +
+                   did_you_mean(nearest(name, names)));
+}
+
+// The tests that a family is given, with its usual voltage where one is set.
+std::vector<WantedTest> tests_of(const std::string& family) {
+  check_family(family);
+  const std::int32_t voltage = catalogue::find_family(family)->voltage;
+  std::vector<WantedTest> tests;
+  for (const catalogue::Test* test : catalogue::tests_of(family)) {
+    tests.push_back({test->code, takes_parameter(*test) ? std::optional(voltage) : std::nullopt});
+  }
+  return tests;
 }
 
 void check_reports(const CLI::App& run, const CommandLine& line) {
@@ -117,6 +140,7 @@ struct Words {
   std::string host;
   std::vector<std::string> tests;
   std::optional<std::string> parameter;
+  std::optional<std::string> family;
   std::string colour = "auto";
   bool no_quit = false;
   bool keep_going = false;
@@ -148,6 +172,8 @@ CLI::App* add_run(CLI::App& app, CommandLine& line, Words& words) {
   run->add_option("-p,--param", words.parameter,
                   "Voltage in hundredths of a volt (650 for 6.50 V), for the set-sub tests")
       ->type_name("N");
+  run->add_option("--family", words.family,
+                  "Run all tests that boards of this family are given, instead of TESTs");
   run->add_option("--timeout", line.timeout,
                   "Seconds to wait for each reply; else 3 times the usual length + 30")
       ->check(positive);
@@ -197,8 +223,10 @@ CLI::App* add_echo(CLI::App& app, CommandLine& line) {
   return echo;
 }
 
-CLI::App* add_list(CLI::App& app) {
+CLI::App* add_list(CLI::App& app, CommandLine& line) {
   CLI::App* list = app.add_subcommand("list", "Show the tests; needs no board");
+  list->add_option("--family", line.family,
+                   "Only those that boards of this family are given, in their order");
   list->footer("Exit codes: 0 shown, 4 usage, 7 standard output could not be written.");
   return list;
 }
@@ -267,6 +295,11 @@ void finish_run(const CLI::App& run, const Words& words, CommandLine& line) {
   if (words.colour == "always") line.colour = CommandLine::Colour::always;
   if (words.colour == "never") line.colour = CommandLine::Colour::never;
   for (const std::string& word : words.tests) line.tests.push_back(parse_test(without_mark(word)));
+  if (words.family) {
+    if (!line.tests.empty())
+      throw UsageError("either TESTs or --family, which chooses all of a family's tests");
+    line.tests = tests_of(*words.family);
+  }
   if (words.parameter) give_parameter(line.tests, *words.parameter);
   for (const WantedTest& test : line.tests) check_parameter(test.code, test.parameter);
   check_reports(run, line);
@@ -284,7 +317,7 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
   app.footer("t1station COMMAND --help shows the options and exit codes of a command.");
   app.add_option("HOST", words.host,
                  "The board, for run and monitor: HOST or HOST:PORT, port 36001 by default");
-  const CLI::App* list = add_list(app);
+  const CLI::App* list = add_list(app, line);
   const CLI::App* run = add_run(app, line, words);
   const CLI::App* monitor = add_monitor(app, line, words);
   const CLI::App* echo = add_echo(app, line);
@@ -318,6 +351,7 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
     throw UsageError(app.get_subcommands().front()->get_name() + " needs no board: leave out " + words.host);
   }
   if (needs_board) line.board = parse_address(words.host);
+  if (line.family) check_family(*line.family);
   if (run->parsed()) finish_run(*run, words, line);
   return line;
 }

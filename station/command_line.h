@@ -27,6 +27,7 @@ struct CommandLine {
   Command command = Command::help;
   std::string help;  ///< the text to show for `help`, which may be the version
   std::optional<Address> board;
+  std::optional<std::string> family;  ///< for `list`: whose tests to show; of one that there is
   std::vector<WantedTest> tests;
   std::optional<double> timeout;  ///< seconds for each test, instead of each test's own
   double connect_timeout = 10;    ///< seconds for each try to connect

@@ -63,8 +63,8 @@ void Progress::started(std::size_t index, std::size_t total, std::int32_t code) 
 }
 
 void Progress::ticked(double elapsed) {
-  const TestKind* test = find_test(code_);
-  const double usual = test ? test->usual_seconds / style_.speed : 0;
+  const catalogue::Test* test = catalogue::find_test(code_);
+  const double usual = test ? test->seconds / style_.speed : 0;
   std::string rest;
   if (usual > 0) rest += bar(elapsed / usual) + " ";
   rest += whole(elapsed) + " s";

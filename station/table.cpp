@@ -125,11 +125,17 @@ std::string results_table(const RunReport& report, bool colour) {
   return table + "\n" + totals(report) + "\n";
 }
 
-std::string tests_table() {
+std::string tests_table(const std::optional<std::string>& family) {
+  std::vector<const catalogue::Test*> tests;
+  for (const catalogue::Test& test : catalogue::tests()) {
+    if (!family || catalogue::is_given(test, *family)) tests.push_back(&test);
+  }
+  if (!family) std::ranges::sort(tests, {}, &catalogue::Test::code);
+
   std::vector<Row> rows{{"Code", "Hex", "Name", "Seconds", "Title"}};
-  for (const TestKind& test : all_tests()) {
-    rows.push_back({std::to_string(test.code), hexadecimal(test.code), std::string(test.name),
-                    std::to_string(static_cast<int>(test.usual_seconds)), std::string(test.title)});
+  for (const catalogue::Test* test : tests) {
+    rows.push_back({std::to_string(test->code), hexadecimal(test->code), std::string(test->name),
+                    std::to_string(test->seconds), std::string(test->title)});
   }
   std::string table;
   for (const std::string& line : lay_out(rows, {0, 1, 3})) table += line + "\n";

@@ -1,6 +1,7 @@
 // Tables on standard output: the results of a run, and the list of tests.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "station/result.h"
@@ -12,7 +13,8 @@ namespace t1station {
 /// columns. Descriptions of several lines stay in their column.
 std::string results_table(const RunReport& report, bool colour);
 
-/// All tests: code, hexadecimal code, short name, usual seconds, title.
-std::string tests_table();
+/// The tests: code, hexadecimal code, short name, usual seconds, title. All of them in the order of their
+/// codes, or those that a family is given, in the order in which it goes through them.
+std::string tests_table(const std::optional<std::string>& family = std::nullopt);
 
 }  // namespace t1station

@@ -21,13 +21,14 @@ MAY_INCLUDE = {
     "boardsim/libc/": ("boardsim/core/",),
     "boardsim/tool/": ("boardsim/board.h", "boardsim/core/"),
     "boardsim/board.h": (),
-    "station/": (),
+    "catalogue/": (),
+    "station/": ("catalogue/",),
     "benchmarks/": ("t1_sdk/",),
     "tests/boardsim/": ("boardsim/", "tests/harness/"),
-    "tests/station/": ("station/", "tests/harness/"),
+    "tests/station/": ("station/", "catalogue/", "tests/harness/"),
     "tests/e2e/": ("boardsim/core/control.h", "tests/harness/"),
-    "tests/matrix/": ("t1_sdk/", "boardsim/board.h", "boardsim/core/families.h", "boardsim/jigs/wiring.h", "tests/"),
-    "tests/": ("t1_sdk/", "boardsim/board.h"),
+    "tests/matrix/": ("t1_sdk/", "catalogue/", "boardsim/board.h", "boardsim/core/families.h", "boardsim/jigs/wiring.h", "tests/"),
+    "tests/": ("t1_sdk/", "catalogue/", "boardsim/board.h"),
 }
 # These write numbers, records and texts afresh: not even a header's header is the program's.
 INDEPENDENT = ("boardsim/", "station/", "tests/boardsim/", "tests/station/", "tests/e2e/")

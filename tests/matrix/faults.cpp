@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <map>
 #include <set>
 #include <stdexcept>
@@ -11,6 +12,7 @@
 #include "boardsim/board.h"
 #include "boardsim/core/families.h"
 #include "boardsim/jigs/wiring.h"
+#include "catalogue/catalogue.h"
 #include "t1_sdk/boardtest/peripheral/alarm.h"
 #include "tests/harness/console.h"
 #include "tests/harness/station_link.h"
@@ -105,6 +107,14 @@ bool tells_of_a_fault(const std::string& line) {
   return true;
 }
 
+std::vector<int> alarm_codes_of(std::string_view family) {
+  std::vector<int> codes;
+  for (const catalogue::Test* test : catalogue::tests_of(family)) {
+    if (test->name.starts_with("alarm-")) codes.push_back(test->code);
+  }
+  return codes;
+}
+
 }  // namespace
 
 std::string TestedBoard::title() const {
@@ -114,27 +124,20 @@ std::string TestedBoard::title() const {
 }
 
 const std::vector<TestedBoard>& tested_boards() {
-  static const std::vector<TestedBoard> kBoards = {{"normal", 0, {520, 521, 528}},
-                                                   {"normal", 0x27202, {520, 521, 528}},
-                                                   {"6455", 0, {520, 521, 528}},
-                                                   {"6485", 0, {520, 521, 528}},
-                                                   {"6484", 0, {520, 521, 528}},
-                                                   {"k", 0, {520, 530}},
-                                                   {"k", 0x9615, {520, 530}},
+  // Boards of a family with register values or input lines of their own.
+  static const std::vector<TestedBoard> kOthers = {{"normal", 0x27202, alarm_codes_of("normal")},
                                                    {"normal", 0x97C2, {530}},
-                                                   {"63xx", 0, {513}},
-                                                   {"68xx", 0, {520}},
-                                                   {"68xx", 0xA6005, {520}},
-                                                   {"68xx-fpga", 0, {518, 520}},
-                                                   {"6444", 0, {519}},
-                                                   {"6444-j", 0, {534}},
-                                                   {"loop", 0, {518}},
-                                                   {"loop-c", 0, {518}},
-                                                   {"ma", 0, {520}},
-                                                   {"65xx", 0, {531}},
-                                                   {"65xx-level", 0, {532}},
-                                                   {"rkd1", 0, {520, 535, 69634}},
-                                                   {"rkd2", 0, {520, 535, 69634}}};
+                                                   {"k", 0x9615, alarm_codes_of("k")},
+                                                   {"68xx", 0xA6005, alarm_codes_of("68xx")}};
+  static const std::vector<TestedBoard> kBoards = [] {
+    std::vector<TestedBoard> boards;
+    for (const catalogue::Family& family : catalogue::families()) {
+      boards.push_back({family.name.data(), 0, alarm_codes_of(family.name)});
+      std::ranges::copy_if(kOthers, std::back_inserter(boards),
+                           [&](const TestedBoard& board) { return board.family == family.name; });
+    }
+    return boards;
+  }();
   return kBoards;
 }
 

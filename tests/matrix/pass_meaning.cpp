@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/matrix/codes.h"
 #include "tests/matrix/passes.h"
 #include "tests/matrix/trials.h"
 #include "tests/matrix/unseen_wires.h"
@@ -114,25 +115,28 @@ std::string faults_text(const Names& faults) {
   return join(texts);
 }
 
+const catalogue::Test& test_of(int code) {
+  const catalogue::Test* test = catalogue::find_test(code);
+  if (test == nullptr) throw std::invalid_argument(std::to_string(code) + " is no code");
+  return *test;
+}
+
 /// All that the trials of one section came to.
 class Section {
  public:
   explicit Section(const TestPasses& passes) : passes_(passes) {
-    for (const NamedCode& named : passes.codes) {
-      const auto given = std::ranges::find(given_codes(), named.code, &GivenCode::code);
-      if (given == given_codes().end())
-        throw std::invalid_argument(std::to_string(named.code) + " is no code");
-      counts_[named.code] = {};
-      for (const Trials& trials : try_code(*given)) add(trials);
+    for (const int code : passes.codes) {
+      counts_[code] = {};
+      for (const Trials& trials : try_code(test_of(code))) add(trials);
     }
   }
 
   /// Lines for the overview.
   std::string overview() const {
     std::string text;
-    for (const NamedCode& named : passes_.codes) {
-      const Counts& counts = counts_.at(named.code);
-      text += "| " + std::to_string(named.code) + " | [`" + std::string(named.name) + "`](#" + anchor() +
+    for (const int code : passes_.codes) {
+      const Counts& counts = counts_.at(code);
+      text += "| " + std::to_string(code) + " | [`" + std::string(test_of(code).name) + "`](#" + anchor() +
               ") | " + std::to_string(counts.tried) + " | " + std::to_string(counts.passed) + " | " +
               std::string(passes_.need) + " |\n";
     }
@@ -141,8 +145,8 @@ class Section {
 
   std::string text() const {
     Names codes;
-    for (const NamedCode& named : passes_.codes) {
-      codes.push_back(std::to_string(named.code) + " `" + std::string(named.name) + "`");
+    for (const int code : passes_.codes) {
+      codes.push_back(std::to_string(code) + " `" + std::string(test_of(code).name) + "`");
     }
     const std::string title(passes_.title);
     return "\n## " + title + "\n\n" + (codes.size() == 1 ? "Code " : "Codes ") + join(codes) + ".\n\n" +
@@ -252,9 +256,9 @@ class Section {
   /// Wire faults that an alarm test does not see.
   std::string wires() const {
     std::string text;
-    for (const NamedCode& named : passes_.codes) {
-      for (const UnseenWires& unseen : unseen_wires(named.code)) {
-        text += "| " + std::to_string(named.code) + " | " + unseen.boards + " | " + unseen.faults + " |\n";
+    for (const int code : passes_.codes) {
+      for (const UnseenWires& unseen : unseen_wires(code)) {
+        text += "| " + std::to_string(code) + " | " + unseen.boards + " | " + unseen.faults + " |\n";
       }
     }
     return text.empty()
@@ -285,7 +289,7 @@ const char* const kHead = R"(# What a pass means
 
 A test passes when what it looks at is right. Where nothing of the board can see the effect, somebody else must look. This page
 says for each code what a pass proves, under which faults the test passes all the same, and what a person or a fixture must
-add. Printed by `build/release/tests/pass_meaning`; a test keeps it true.
+add. Printed by `./run --passes`; a test keeps it true.
 
 How the faults were found: each is laid over a healthy simulated board, one at a time, on the families that are given the code;
 families on which the test makes the same calls are tried once. They are the faults of the [devices](simulator-devices.md) that
@@ -321,7 +325,14 @@ std::string unasked_text(const std::vector<Section>& sections) {
 
 void print_page() {
   std::vector<Section> sections;
-  for (const TestPasses& passes : test_passes()) sections.emplace_back(passes);
+  std::vector<int> codes;
+  for (const TestPasses& passes : test_passes()) {
+    sections.emplace_back(passes);
+    codes.insert(codes.end(), passes.codes.begin(), passes.codes.end());
+  }
+  std::ranges::sort(codes);
+  if (codes != test_codes())
+    throw std::invalid_argument("the page must have each code of the catalogue once");
   std::string overview;
   std::string texts;
   unsigned tried = 0;

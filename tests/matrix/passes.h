@@ -6,15 +6,9 @@
 #include <string_view>
 #include <vector>
 
-/// A code and the name that a station has for it.
-struct NamedCode {
-  int code;
-  std::string_view name;
-};
-
 /// One test, or several that do the same. All texts are Markdown, without an end of line.
 struct TestPasses {
-  std::vector<NamedCode> codes;
+  std::vector<int> codes;
   std::string_view title;
   std::string_view need;    ///< what must be added, in a few words
   std::string_view proves;  ///< what is known of the board when the test passes

@@ -83,26 +83,26 @@ Answer try_fault(const std::string& fault, int code, std::string_view family) {
 
 }  // namespace
 
-std::vector<Trials> try_code(const GivenCode& given) {
+std::vector<Trials> try_code(const catalogue::Test& test) {
   std::vector<Trials> all;
   std::vector<Healthy> known;
   for (const boardsim::Family& family : boardsim::families()) {
-    if (!is_given(given, family.name)) continue;
-    Healthy healthy = run_healthy(given.code, family.name);
+    if (!catalogue::is_given(test, family.name)) continue;
+    Healthy healthy = run_healthy(test.code, family.name);
     const auto same = std::ranges::find_if(known, [&](const Healthy& one) { return is_alike(one, healthy); });
     if (same != known.end()) {
       all[static_cast<std::size_t>(same - known.begin())].families.push_back(family.name);
     } else {
       known.push_back(std::move(healthy));
-      all.push_back({given.code, {family.name}, {}});
+      all.push_back({test.code, {family.name}, {}});
     }
   }
-  const bool has_jig = std::string_view(given.name).starts_with("alarm");
+  const bool has_jig = test.name.starts_with("alarm");
   for (std::size_t i = 0; i < all.size(); ++i) {
     for (TestFault& fault : test_faults(known[i].calls, known[i].fixture, has_jig)) {
       // Where it passes that all calls fail, it says nothing that the later ones may fail.
       if (fault.kind == FaultKind::later && all[i].all.back().answer == Answer::pass) continue;
-      const Answer answer = try_fault(fault.text, given.code, known[i].family);
+      const Answer answer = try_fault(fault.text, test.code, known[i].family);
       all[i].all.push_back({std::move(fault), answer});
     }
   }

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/matrix/given.h"
+#include "catalogue/catalogue.h"
 #include "tests/matrix/test_faults.h"
 
 /// What a station hears of a test.
@@ -27,4 +27,4 @@ struct Trials {
 
 /// Tries a code on the families that it is given to. Throws std::runtime_error when a healthy board does not
 /// pass it.
-std::vector<Trials> try_code(const GivenCode& given);
+std::vector<Trials> try_code(const catalogue::Test& test);

@@ -123,8 +123,8 @@ TEST(EveryCodeTableTest, HasEachCodeOnceAndInOrder) {
   EXPECT_EQ(std::ranges::adjacent_find(codes), codes.end());
 }
 
-TEST(EveryCodeTableTest, HasTheCodesThatTheSweepAndTheMatricesGoThrough) {
-  EXPECT_TRUE(std::ranges::equal(kCodes, kTestCodes, {}, &CodeRow::code));
+TEST(EveryCodeTableTest, HasTheCodesOfTheCatalogue) {
+  EXPECT_TRUE(std::ranges::equal(kCodes, test_codes(), {}, &CodeRow::code));
 }
 
 TEST_F(DispatchTest, NoCodeBetweenThemIsKnown) {

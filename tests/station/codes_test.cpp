@@ -11,10 +11,8 @@
 
 namespace {
 
-using t1station::all_tests;
-using t1station::find_test;
+using catalogue::find_test;
 using t1station::parse_code;
-using t1station::TestKind;
 using t1station::UsageError;
 
 TEST(CodesTest, AllTestsOfBoardsAreThere) {
@@ -23,32 +21,33 @@ TEST(CodesTest, AllTestsOfBoardsAreThere) {
       1792,  4352,  4608,  7426,  9472,  9728,  9984,  10240, 10496, 10752, 10768, 10769, 11009, 11010, 11011,
       11265, 11266, 11267, 11521, 11522, 11523, 11776, 12032, 13568, 13824, 14592, 69633, 69634};
   std::set<std::int32_t> found;
-  for (const TestKind& test : all_tests()) found.insert(test.code);
+  for (const catalogue::Test& test : catalogue::tests()) found.insert(test.code);
   EXPECT_EQ(found, expected);
-  EXPECT_EQ(all_tests().size(), expected.size());
+  EXPECT_EQ(catalogue::tests().size(), expected.size());
 }
 
-TEST(CodesTest, TestsAreInTheOrderOfTheirCodes) {
-  EXPECT_TRUE(std::is_sorted(all_tests().begin(), all_tests().end(),
-                             [](const TestKind& a, const TestKind& b) { return a.code < b.code; }));
+TEST(CodesTest, TheRestartIsTheLastTestOfEveryFamily) {
+  for (const catalogue::Family& family : catalogue::families()) {
+    EXPECT_EQ(catalogue::tests_of(family.name).back()->code, t1station::restart_code) << family.name;
+  }
 }
 
 TEST(CodesTest, NamesAndTitlesAreUniqueAndNamesAreEasyToType) {
   std::set<std::string_view> names, titles;
-  for (const TestKind& test : all_tests()) {
+  for (const catalogue::Test& test : catalogue::tests()) {
     EXPECT_TRUE(names.insert(test.name).second) << test.name;
     EXPECT_TRUE(titles.insert(test.title).second) << test.title;
     EXPECT_EQ(test.name.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789-"), std::string_view::npos)
         << test.name;
     EXPECT_TRUE(test.name[0] >= 'a' && test.name[0] <= 'z') << test.name;
-    EXPECT_GT(test.usual_seconds, 0) << test.name;
+    EXPECT_GT(test.seconds, 0) << test.name;
   }
 }
 
 TEST(CodesTest, OnlyTheThreeTestsThatSetAVoltageTakeAParameter) {
   std::set<std::int32_t> found;
-  for (const TestKind& test : all_tests()) {
-    if (test.takes_parameter()) found.insert(test.code);
+  for (const catalogue::Test& test : catalogue::tests()) {
+    if (t1station::takes_parameter(test)) found.insert(test.code);
   }
   EXPECT_EQ(found, (std::set<std::int32_t>{9728, 9984, 10240}));
 }
@@ -92,7 +91,7 @@ TEST(CodesTest, ServiceMessagesAndTheQuitRequestAreNoTests) {
 }
 
 TEST(CodesTest, ThePanAndTiltPortIsAnsweredAsAnRs485Test) {
-  for (const TestKind& test : all_tests()) {
+  for (const catalogue::Test& test : catalogue::tests()) {
     EXPECT_EQ(t1station::reply_code(test.code), test.code == -16 ? 1024 : test.code);
   }
 }
@@ -105,7 +104,7 @@ TEST(CodesTest, AStationWaitsThreeTimesTheUsualLengthAndHalfAMinute) {
 }
 
 TEST(CodesTest, EveryRequestFitsWhatABoardTakes) {
-  for (const TestKind& test : all_tests()) {
+  for (const catalogue::Test& test : catalogue::tests()) {
     EXPECT_LE(t1station::make_request(test.code, -2147483647 - 1).size(), 512U) << test.name;
   }
 }

@@ -109,6 +109,30 @@ TEST(CommandLineTest, AStationWaits300SecondsForABusyBoardUnlessSaidOtherwise) {
   }
 }
 
+TEST(CommandLineTest, AFamilyStandsForAllItsTestsWithItsUsualVoltage) {
+  const std::vector<t1station::WantedTest> tests = parse_command_line({"b", "run", "--family", "6484"}).tests;
+  EXPECT_EQ(tests.front().code, 520);
+  EXPECT_EQ(tests.back().code, -15);
+  const auto set = std::ranges::find(tests, 10240, &t1station::WantedTest::code);
+  ASSERT_NE(set, tests.end());
+  EXPECT_EQ(set->parameter, 950);
+  EXPECT_EQ(parse_command_line({"b", "run", "--family", "6484", "--param", "900"}).tests.size(),
+            tests.size());
+  EXPECT_EQ(std::ranges::count(tests, 12032, &t1station::WantedTest::code), 0) << "no board passes it";
+}
+
+TEST(CommandLineTest, AFamilyThatThereIsNotIsRefusedWithThoseThatThereAre) {
+  for (const Words& words : {Words{"b", "run", "--family", "645"}, Words{"list", "--family", "645"}}) {
+    try {
+      parse_command_line(words);
+      FAIL();
+    } catch (const UsageError& error) {
+      EXPECT_THAT(error.what(), testing::HasSubstr("rkd2 6455 6485 6484. Did you mean 6455"));
+    }
+  }
+  EXPECT_THROW(parse_command_line({"b", "run", "--family", "k", "rtc"}), UsageError);
+}
+
 TEST(CommandLineTest, EachTestMayHaveAParameterOfItsOwnAndTheOthersShareOne) {
   const auto parameters = [](const Words& words) {
     std::vector<std::optional<std::int32_t>> found;

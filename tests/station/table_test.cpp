@@ -83,12 +83,19 @@ TEST(TableTest, ATestThatDidNotRunHasNoNameOfTheBoards) {
 TEST(TableTest, TheListShowsEveryTestOnce) {
   const std::string table = tests_table();
   const auto lines = static_cast<std::size_t>(std::count(table.begin(), table.end(), '\n'));
-  EXPECT_EQ(lines, 1 + t1station::all_tests().size()) << "a heading and every test";
+  EXPECT_EQ(lines, 1 + catalogue::tests().size()) << "a heading and every test";
   EXPECT_NE(table.find(" 1536    0x600  rtc                           6  RTC clock\n"), std::string::npos)
       << table;
   EXPECT_NE(table.find("  -15           restart                       1  Restart into the application\n"),
             std::string::npos)
       << table;
+}
+
+TEST(TableTest, TheListOfAFamilyHasItsTestsInTheirOrder) {
+  const std::string table = tests_table("ma");
+  EXPECT_LT(table.find("alarm-5in3out"), table.find("rs485-ptz"));
+  EXPECT_LT(table.find(" ma "), table.find("restart"));
+  EXPECT_EQ(table.find("set-sub"), std::string::npos) << table;
 }
 
 }  // namespace

@@ -32,7 +32,7 @@ int main(int argc, char** argv) {
   std::string only_board;
   int only_code = 0;
   std::string fault;
-  const std::vector<int> codes(std::begin(kTestCodes), std::end(kTestCodes));
+  const std::vector<int> codes = test_codes();
   app.add_flag("--all", all, "try every fault; without it one of each code, board, call and node");
   app.add_option("--stride", sweep.stride, "of each code, board, call and node every N-th fault")
       ->check(CLI::PositiveNumber);
@@ -53,7 +53,7 @@ int main(int argc, char** argv) {
 
   if (all) sweep.stride = 1;
   sweep.short_form = sweep.stride == kShortStride;
-  for (const int one : kTestCodes) {
+  for (const int one : codes) {
     for (const std::string& name : board_names()) {
       if (!only_board.empty() && name != only_board) continue;
       if (only_code == 0 || one == only_code) sweep_cell(sweep, name, one);
