@@ -105,8 +105,9 @@ void Board::State::fault(std::string_view text) {
     throw std::invalid_argument("fault: the board has no " + std::string(words[1]) + "; it has " +
                                 devices.paths());
   }
+  if (call_faults.add(words)) return;
   const FaultForms forms = fault_forms();
-  if (call_faults.add(words) || lay_fault(forms, words)) return;
+  if (lay_fault(forms, words)) return;
   std::string known;
   for (const FaultyCallKind& kind : CallFaults::kinds()) known.append(kind.words()).append(", ");
   for (const FaultForm& form : forms) known.append(form.words()).append(", ");

@@ -98,10 +98,11 @@ INSTANTIATE_TEST_SUITE_P(Boards, AlarmReaderTest, ::testing::ValuesIn(kReaders),
                          [](const auto& test) { return std::string(test.param.name); });
 
 TEST_P(AlarmReaderTest, ALineThatIsHighSetsItsBitAndNoOther) {
+  stick_all_low();
   for (unsigned line = 0; line < 256; ++line) {
-    stick_all_low();
     stick(line, true);
     EXPECT_EQ(read(GetParam().read), bits_of(line)) << "line " << line;
+    stick(line, false);
   }
 }
 
