@@ -161,12 +161,11 @@ class Workshop:
 
 
 def own_suite(file):
-    folder = file.split("/")[-2]
-    return folder if folder in SUITES else "e2e"
+    return next((folder for folder in reversed(file.split("/")[:-1]) if folder in SUITES), "e2e")
 
 
 def likely_tests(file):
-    """A filter for the tests named like the file: vsub_trim.cpp has *VsubTrim*."""
+    """A filter for the tests named like the file: factory_store.cpp has *FactoryStore*."""
     stem = pathlib.Path(file).stem
     return "*" + "".join(word.capitalize() for word in stem.split("_")) + "*"
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "t1_sdk/boardtest/comm/rs485/rs485.h"
 #include "tests/comm/rs485_run.h"
 
 namespace {

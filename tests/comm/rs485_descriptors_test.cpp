@@ -6,6 +6,8 @@
 #include <cstring>
 #include <string>
 
+#include "t1_sdk/boardtest/comm/rs485/rs485.h"
+#include "t1_sdk/boardtest/comm/rs485/variants.h"
 #include "t1_sdk/boardtest/platform/uart.h"
 #include "tests/comm/many_descriptors.h"
 #include "tests/comm/rs485_ring.h"

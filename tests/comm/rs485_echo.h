@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
+#include "t1_sdk/boardtest/comm/rs485/variants.h"
 #include "tests/comm/rs485_run.h"
 
 namespace rs485 {

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "t1_sdk/boardtest/comm/rs485/exchange.h"
 #include "tests/comm/rs485_run.h"
 #include "tests/platform/guarded_bytes.h"
 #include "tests/platform/open_node.h"

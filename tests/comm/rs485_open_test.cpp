@@ -4,6 +4,7 @@
 #include <unistd.h>
 #include <optional>
 
+#include "t1_sdk/boardtest/comm/rs485/ports.h"
 #include "tests/comm/rs485_run.h"
 #include "tests/platform/open_node.h"
 

@@ -7,6 +7,7 @@
 #include <array>
 #include <string>
 
+#include "t1_sdk/boardtest/comm/rs485/rs485.h"
 #include "t1_sdk/boardtest/platform/pins.h"
 #include "tests/comm/rs485_run.h"
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "t1_sdk/boardtest/comm/rs485/variants.h"
 #include "tests/comm/rs485_run.h"
 
 namespace rs485 {

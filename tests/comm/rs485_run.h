@@ -12,7 +12,6 @@
 #include <string_view>
 #include <vector>
 
-#include "t1_sdk/boardtest/comm/rs485.h"
 #include "t1_sdk/boardtest/platform/gpio.h"
 #include "tests/harness/station_run.h"
 

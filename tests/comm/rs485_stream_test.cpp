@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "t1_sdk/boardtest/comm/rs485/exchange.h"
 #include "tests/comm/rs485_ring.h"
 #include "tests/comm/rs485_stream.h"
 #include "tests/platform/guarded_bytes.h"

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
+#include "t1_sdk/boardtest/comm/rs485/variants.h"
 #include "tests/comm/rs485_ring.h"
 #include "tests/harness/gbk.h"
 #include "tests/peripheral/hardware_script.h"

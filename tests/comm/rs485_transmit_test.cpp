@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "t1_sdk/boardtest/comm/rs485/variants.h"
 #include "tests/comm/rs485_run.h"
 
 namespace {

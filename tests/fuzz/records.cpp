@@ -7,11 +7,10 @@
 
 #include "boardsim/board.h"
 #include "t1_sdk/boardtest/sensor/correction.h"
-#include "t1_sdk/boardtest/sensor/tg_param.h"
-#include "t1_sdk/boardtest/sensor/vsub_data.h"
-#include "t1_sdk/boardtest/sensor/vsub_set.h"
-#include "t1_sdk/boardtest/sensor/vsub_sweep.h"
-#include "t1_sdk/boardtest/sensor/vsub_trim.h"
+#include "t1_sdk/boardtest/sensor/timing_generator/record.h"
+#include "t1_sdk/boardtest/sensor/timing_generator/timing_generator.h"
+#include "t1_sdk/boardtest/sensor/vsub/records.h"
+#include "t1_sdk/boardtest/sensor/vsub/vsub.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/harness/descriptor_sweep.h"
 

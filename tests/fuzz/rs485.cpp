@@ -10,7 +10,9 @@
 #include <memory>
 
 #include "boardsim/board.h"
-#include "t1_sdk/boardtest/comm/rs485.h"
+#include "t1_sdk/boardtest/comm/rs485/exchange.h"
+#include "t1_sdk/boardtest/comm/rs485/ports.h"
+#include "t1_sdk/boardtest/comm/rs485/variants.h"
 #include "t1_sdk/boardtest/platform/uart.h"
 #include "tests/fuzz/fuzz.h"
 

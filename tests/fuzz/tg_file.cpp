@@ -6,7 +6,9 @@
 #include <memory>
 
 #include "boardsim/board.h"
-#include "t1_sdk/boardtest/sensor/tg_param.h"
+#include "t1_sdk/boardtest/sensor/timing_generator/file.h"
+#include "t1_sdk/boardtest/sensor/timing_generator/record.h"
+#include "t1_sdk/boardtest/sensor/timing_generator/timing_generator.h"
 #include "tests/fuzz/fuzz.h"
 
 namespace {

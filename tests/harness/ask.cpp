@@ -6,8 +6,7 @@
 #include "t1_sdk/boardtest/platform/app_channel.h"
 #include "t1_sdk/boardtest/platform/gpio.h"
 #include "t1_sdk/boardtest/platform/pins.h"
-#include "t1_sdk/boardtest/sensor/vsub_set.h"
-#include "t1_sdk/boardtest/sensor/vsub_trim.h"
+#include "t1_sdk/boardtest/sensor/vsub/vsub.h"
 #include "t1_sdk/boardtest/service/dispatch.h"
 #include "t1_sdk/boardtest/service/server.h"
 

@@ -7,12 +7,15 @@ import tree
 # A folder may include itself and what stands here; the longest prefix counts. docs/architecture.md draws it.
 ROOF = "t1_sdk/boardtest/service/"
 WINGS = ("t1_sdk/boardtest/peripheral/", "t1_sdk/boardtest/comm/", "t1_sdk/boardtest/sensor/")
+# A folder inside a wing is a room: others include the one header that is named like it, tests what they test.
+ROOMS = tuple(sorted({found[0] for path in tree.files(".h", ".cpp") for wing in WINGS
+                      if (found := re.match(rf"{wing}\w+/", path))}))
 MIDDLE = ("t1_sdk/boardtest/platform/", "t1_sdk/boardtest/protocol/")
 GROUND = ("t1_sdk/util/", "t1_sdk/xmldocument/")
 MAY_INCLUDE = {
     "t1_sdk/main.cpp": (ROOF,),
     ROOF: WINGS + MIDDLE + GROUND,
-    **{wing: MIDDLE + GROUND for wing in WINGS},
+    **{place: MIDDLE + GROUND for place in WINGS + ROOMS},
     **{folder: GROUND for folder in MIDDLE},
     **{folder: () for folder in GROUND},
     "boardsim/core/": ("boardsim/board.h", "boardsim/devices/", "boardsim/jigs/"),
@@ -46,8 +49,14 @@ def owner(path):
     return max((key for key in MAY_INCLUDE if path.startswith(key)), key=len, default=None)
 
 
+def is_inside_a_room(target):
+    """Whether a header is for the files of its own room only."""
+    return target.startswith(ROOMS) and not re.search(r"/(\w+)/\1\.h$", target)
+
+
 def directions(complain):
-    """Includes point down only, between the folders of the program, the simulated board, the station and the tests."""
+    """Includes point down only, between the folders of the program, the simulated board, the station and the tests. Of a
+    room of the program's, others include the one header that is named like it."""
     includes = {path: list(quoted(path)) for path in tree.files(".h", ".cpp")}
     for path, targets in includes.items():
         home = owner(path)
@@ -59,6 +68,8 @@ def directions(complain):
                 complain(path, number, f'"{target}" is not the path of a file from the project\'s root')
             elif not target.startswith((home,) + MAY_INCLUDE[home]):
                 complain(path, number, f"{home} must not include {target}")
+            elif is_inside_a_room(target) and not target.startswith(home) and not path.startswith("tests/"):
+                complain(path, number, f"{target} is for its own room; others include the header named like it")
     for path in includes:
         if path.startswith(INDEPENDENT):
             for number, target in includes[path]:

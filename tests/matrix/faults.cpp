@@ -13,7 +13,7 @@
 #include "boardsim/core/families.h"
 #include "boardsim/jigs/wiring.h"
 #include "catalogue/catalogue.h"
-#include "t1_sdk/boardtest/peripheral/alarm.h"
+#include "t1_sdk/boardtest/peripheral/alarm/alarm.h"
 #include "tests/harness/console.h"
 #include "tests/harness/station_link.h"
 

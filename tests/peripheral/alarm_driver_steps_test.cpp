@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "t1_sdk/boardtest/peripheral/alarm.h"
+#include "t1_sdk/boardtest/peripheral/alarm/alarm.h"
+#include "t1_sdk/boardtest/peripheral/alarm/variants.h"
 #include "tests/peripheral/alarm_reports.h"
 #include "tests/peripheral/alarm_step_lines.h"
 

@@ -7,7 +7,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "t1_sdk/boardtest/peripheral/alarm.h"
+#include "t1_sdk/boardtest/peripheral/alarm/lines.h"
 #include "tests/harness/console.h"
 #include "tests/harness/on_board.h"
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "t1_sdk/boardtest/peripheral/alarm.h"
+#include "t1_sdk/boardtest/peripheral/alarm/alarm.h"
 #include "tests/harness/station_run.h"
 #include "tests/service/dispatching.h"
 

@@ -9,7 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "t1_sdk/boardtest/peripheral/alarm.h"
+#include "t1_sdk/boardtest/peripheral/alarm/alarm.h"
+#include "t1_sdk/boardtest/peripheral/alarm/variants.h"
 #include "t1_sdk/boardtest/protocol/message.h"
 #include "tests/peripheral/alarm_reports.h"
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "t1_sdk/boardtest/peripheral/alarm.h"
+#include "t1_sdk/boardtest/peripheral/alarm/lines.h"
 #include "tests/harness/console.h"
 #include "tests/harness/on_board.h"
 #include "tests/peripheral/hardware_script.h"

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "t1_sdk/boardtest/peripheral/alarm.h"
+#include "t1_sdk/boardtest/peripheral/alarm/variants.h"
 #include "tests/peripheral/alarm_reports.h"
 #include "tests/peripheral/alarm_texts.h"
 

@@ -5,7 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "t1_sdk/boardtest/peripheral/alarm.h"
+#include "t1_sdk/boardtest/peripheral/alarm/alarm.h"
+#include "t1_sdk/boardtest/peripheral/alarm/checks.h"
+#include "t1_sdk/boardtest/peripheral/alarm/variants.h"
 #include "tests/harness/gbk.h"
 #include "tests/peripheral/alarm_reports.h"
 #include "tests/platform/open_node.h"

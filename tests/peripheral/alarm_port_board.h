@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "t1_sdk/boardtest/peripheral/alarm.h"
+#include "t1_sdk/boardtest/peripheral/alarm/checks.h"
 #include "t1_sdk/boardtest/platform/gpio.h"
 #include "tests/harness/console.h"
 #include "tests/harness/gbk.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "t1_sdk/boardtest/peripheral/alarm.h"
+#include "t1_sdk/boardtest/peripheral/alarm/checks.h"
 #include "tests/harness/console.h"
 #include "tests/harness/on_board.h"
 #include "tests/peripheral/alarm_relay_script.h"

@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "t1_sdk/boardtest/sensor/tg_param.h"
+#include "t1_sdk/boardtest/sensor/timing_generator/file.h"
+#include "t1_sdk/boardtest/sensor/timing_generator/record.h"
 #include "tests/harness/console.h"
 #include "tests/harness/on_board.h"
 #include "tests/sensor/tg_bytes.h"

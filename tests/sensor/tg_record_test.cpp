@@ -2,7 +2,8 @@
 #include <algorithm>
 #include <string>
 
-#include "t1_sdk/boardtest/sensor/tg_param.h"
+#include "t1_sdk/boardtest/sensor/timing_generator/record.h"
+#include "t1_sdk/boardtest/sensor/timing_generator/timing_generator.h"
 #include "tests/sensor/sensor_run.h"
 #include "tests/sensor/tg_bytes.h"
 

@@ -10,8 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "t1_sdk/boardtest/sensor/vsub_set.h"
-#include "t1_sdk/boardtest/sensor/vsub_trim.h"
+#include "t1_sdk/boardtest/sensor/vsub/vsub.h"
 #include "t1_sdk/boardtest/service/dispatch.h"
 #include "tests/harness/station_run.h"
 #include "tests/sensor/vsub_records.h"

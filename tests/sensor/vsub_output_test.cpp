@@ -1,5 +1,5 @@
 // The substrate voltage on its way to the hardware: the I/O driver on 65xx boards, the FPGA on all others.
-#include "t1_sdk/boardtest/sensor/vsub_output.h"
+#include "t1_sdk/boardtest/sensor/vsub/output.h"
 
 #include <string>
 #include <vector>

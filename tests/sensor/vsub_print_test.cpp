@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "t1_sdk/boardtest/sensor/vsub_set.h"
+#include "t1_sdk/boardtest/sensor/vsub/trim.h"
+#include "t1_sdk/boardtest/sensor/vsub/vsub.h"
 #include "tests/sensor/vsub_board.h"
 
 namespace {

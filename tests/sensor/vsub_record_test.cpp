@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "t1_sdk/boardtest/sensor/vsub_data.h"
+#include "t1_sdk/boardtest/sensor/vsub/records.h"
 #include "tests/sensor/vsub_board.h"
 
 namespace {

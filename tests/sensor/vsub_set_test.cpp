@@ -1,5 +1,5 @@
 // Setting the substrate voltage from the operator's entry.
-#include "t1_sdk/boardtest/sensor/vsub_set.h"
+#include "t1_sdk/boardtest/sensor/vsub/set.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "t1_sdk/boardtest/sensor/vsub_data.h"
+#include "t1_sdk/boardtest/sensor/vsub/records.h"
+#include "t1_sdk/boardtest/sensor/vsub/vsub.h"
 #include "tests/sensor/vsub_board.h"
 #include "tests/sensor/vsub_store_faults.h"
 

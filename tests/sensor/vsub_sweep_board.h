@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "t1_sdk/boardtest/sensor/vsub_sweep.h"
+#include "t1_sdk/boardtest/sensor/vsub/sweep.h"
 #include "tests/sensor/vsub_board.h"
 
 class SweepRun : public VsubRun {

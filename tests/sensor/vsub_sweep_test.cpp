@@ -1,5 +1,5 @@
 // The automatic level on healthy boards: the sweep of voltages, and the sampling without one.
-#include "t1_sdk/boardtest/sensor/vsub_sweep.h"
+#include "t1_sdk/boardtest/sensor/vsub/sweep.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "t1_sdk/boardtest/sensor/vsub/vsub.h"
 #include "tests/sensor/vsub_sweep_board.h"
 
 namespace {

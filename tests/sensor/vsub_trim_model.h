@@ -6,6 +6,7 @@
 #include <ostream>
 #include <string>
 
+#include "t1_sdk/boardtest/sensor/vsub/trim.h"
 #include "tests/sensor/vsub_board.h"
 
 struct TrimModel {

@@ -1,5 +1,5 @@
 // One step of a trim: its trace, its texts, its limits, and what it refuses.
-#include "t1_sdk/boardtest/sensor/vsub_trim.h"
+#include "t1_sdk/boardtest/sensor/vsub/trim.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "t1_sdk/boardtest/sensor/vsub/vsub.h"
 #include "tests/sensor/vsub_trim_model.h"
 
 namespace {

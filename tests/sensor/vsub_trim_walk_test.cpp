@@ -5,7 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "t1_sdk/boardtest/sensor/vsub_data.h"
+#include "t1_sdk/boardtest/sensor/vsub/records.h"
+#include "t1_sdk/boardtest/sensor/vsub/trim.h"
+#include "t1_sdk/boardtest/sensor/vsub/vsub.h"
 #include "tests/sensor/vsub_trim_model.h"
 
 namespace {

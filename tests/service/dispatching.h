@@ -6,8 +6,8 @@
 #include <array>
 #include <string>
 
-#include "t1_sdk/boardtest/sensor/vsub_set.h"
-#include "t1_sdk/boardtest/sensor/vsub_trim.h"
+#include "t1_sdk/boardtest/sensor/vsub/trim.h"
+#include "t1_sdk/boardtest/sensor/vsub/vsub.h"
 #include "t1_sdk/boardtest/service/dispatch.h"
 #include "t1_sdk/boardtest/service/server.h"
 #include "tests/harness/station_run.h"

@@ -11,7 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "t1_sdk/boardtest/sensor/vsub_data.h"
+#include "t1_sdk/boardtest/sensor/vsub/records.h"
+#include "t1_sdk/boardtest/sensor/vsub/vsub.h"
 #include "tests/sensor/vsub_sweep_board.h"
 
 namespace {

@@ -1,0 +1,16 @@
+// The ports of an RS485 test, and what has to happen before they can be used.
+#pragma once
+
+#include "t1_sdk/boardtest/protocol/report.h"
+
+/// Empties the receive buffer of a UART. The request's result.
+int clear_485recv_buf(int fd);
+/// Opens a UART and configures it for 38400 baud. Its descriptor; on failure -1 after one line of text, with
+/// `gpiofd` closed.
+int rs485Open(const char* rs485);
+
+/// The steps before the ports are opened: /dev/qznio, the application's detector thread stopped. The node's
+/// descriptor, or -1 with the failure in the report.
+int open_io_and_stop_detector(TestReport& report);
+/// Opens /dev/uart1 and configures it. Its descriptor, or -1 with the failure printed and in the report.
+int open_first_port(TestReport& report, int baudrate);
