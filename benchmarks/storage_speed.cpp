@@ -16,6 +16,8 @@
 
 namespace {
 
+using namespace boardtest;
+
 constexpr int kBlocks = 25;
 constexpr std::size_t kBlock = 1 << 20;
 

@@ -2,5 +2,5 @@
 #include "t1_sdk/boardtest/service/server.h"
 
 int main(int /*argc*/, char** /*argv*/) {
-  return run_server();
+  return boardtest::run_server();
 }

@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <utility>
 
+namespace boardtest {
+
 /// Owns a descriptor and closes it at its end of life, errno kept. It has no test of its own: callers
 /// of this program ask for > 0, < 0 or < 1, so get() is compared as each of them needs.
 class Descriptor {
@@ -35,3 +37,5 @@ class Descriptor {
  private:
   int fd_;
 };
+
+}  // namespace boardtest

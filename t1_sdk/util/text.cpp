@@ -7,7 +7,7 @@
 #include <cstring>
 #include <limits>
 
-void copy_gbk(char* buffer, std::size_t size, const char* text) {
+void boardtest::copy_gbk(char* buffer, std::size_t size, const char* text) {
   std::size_t length = 0;
   while (text[length] != '\0') {
     const bool two_bytes = static_cast<unsigned char>(text[length]) >= 0x81 && text[length + 1] != '\0';
@@ -19,12 +19,12 @@ void copy_gbk(char* buffer, std::size_t size, const char* text) {
   buffer[length] = '\0';
 }
 
-int parse_int(const char* text) {
+int boardtest::parse_int(const char* text) {
   using Int = std::numeric_limits<int>;
   return static_cast<int>(std::clamp<long>(std::strtol(text, nullptr, 10), Int::min(), Int::max()));
 }
 
-bool scan_numbers(const char* text, const char* pattern, long long* numbers) {
+bool boardtest::scan_numbers(const char* text, const char* pattern, long long* numbers) {
   for (; *pattern != '\0'; ++pattern) {
     if (*pattern == '#' || *pattern == '$') {
       const bool decimal = *pattern == '#';

@@ -3,6 +3,8 @@
 
 #include <cstddef>
 
+namespace boardtest {
+
 /// Copies `text` into `buffer` of `size` bytes (1 at least), terminator included. A text that does not fit is
 /// cut between characters, never inside one.
 void copy_gbk(char* buffer, std::size_t size, const char* text);
@@ -16,3 +18,5 @@ int parse_int(const char* text);
 /// number, hexadecimal ones at most the largest unsigned one. False, with `numbers` as far as it matched,
 /// when `text` does not begin with the pattern. `numbers` holds as many as the pattern has.
 bool scan_numbers(const char* text, const char* pattern, long long* numbers);
+
+}  // namespace boardtest

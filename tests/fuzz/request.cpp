@@ -26,6 +26,8 @@
 
 namespace {
 
+using namespace boardtest;
+
 constexpr int kMostRequests = 6;  // a record without bytes repeats the one before, which may take a while
 constexpr std::size_t kLongestDocument = 2047;
 

@@ -15,11 +15,13 @@ import commits
 import documents
 import includes
 import libc_calls
+import names
 import sources
 
 RULES = {rule.__name__: rule for rule in (
-    includes.directions, includes.program_headers, includes.unused_files, sources.first_lines, sources.lengths,
-    sources.real_time, sources.words, sources.formatting, sources.shell, commits.commits, documents.links, documents.paths, documents.options, documents.quirks, catalogue.codes, catalogue.alarm_codes,
+    includes.directions, includes.program_headers, includes.unused_files, names.one_definition, sources.first_lines,
+    sources.lengths, sources.real_time, sources.words, sources.formatting, sources.shell, commits.commits, documents.links,
+    documents.paths, documents.options, documents.quirks, catalogue.codes, catalogue.alarm_codes,
     documents.api_reference, libc_calls.libc_calls)}
 
 

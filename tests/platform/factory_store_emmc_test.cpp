@@ -11,6 +11,7 @@
 
 namespace {
 
+using namespace boardtest;
 using Bytes = std::vector<std::uint8_t>;
 using Lines = std::vector<std::string>;
 

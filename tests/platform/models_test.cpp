@@ -11,6 +11,8 @@
 
 namespace {
 
+using namespace boardtest;
+
 const std::array<const char*, 20> kNames = {
     "QN-5RX6454",    "QN-5RX6454-V",  "QN-5RX6455",   "QN-5RX6484A",   "QN-5RX6485",
     "QN-5RX6444",    "QN-5RX6474",    "QN-5RX6455-H", "QN-5RX6485-H",  "QN-5RX6415-H",

@@ -10,6 +10,8 @@
 
 namespace {
 
+using namespace boardtest;
+
 class ReportTest : public StationRun {
  protected:
   const std::string name = gbk("测试RTC时钟");

@@ -6,6 +6,8 @@
 
 namespace {
 
+using namespace boardtest;
+
 // ---- requests that name no test ---------------------------------------------------------
 
 TEST_F(DispatchTest, AnUnknownCodeIsNotAnsweredButDiscardsAnUnfinishedTrim) {

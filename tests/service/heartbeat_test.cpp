@@ -14,6 +14,7 @@
 
 namespace {
 
+using namespace boardtest;
 using namespace std::chrono_literals;
 
 class HeartbeatTest : public StationRun {

@@ -10,6 +10,7 @@
 
 namespace {
 
+using namespace boardtest;
 using namespace std::chrono_literals;
 
 /// What the process holds at a moment at which nothing is going on.

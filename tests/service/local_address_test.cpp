@@ -13,6 +13,7 @@
 
 namespace {
 
+using namespace boardtest;
 using ::testing::ElementsAre;
 using ::testing::MatchesRegex;
 

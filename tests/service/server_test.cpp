@@ -12,6 +12,7 @@
 
 namespace {
 
+using namespace boardtest;
 using namespace std::chrono_literals;
 using ::testing::Contains;
 using ::testing::ElementsAre;

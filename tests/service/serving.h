@@ -49,7 +49,7 @@ class ServerTest : public OnBoard {
   void at(boardsim::Time when, std::function<void()> event) { board.at(start + when, std::move(event)); }
   int run() {
     board.fault("accept #" + std::to_string(stations_.size() + 1) + " EMFILE");
-    return run_server();
+    return boardtest::run_server();
   }
   boardsim::Time elapsed() const { return board.now() - start; }
 

@@ -13,6 +13,7 @@
 
 namespace {
 
+using namespace boardtest;
 using Nodes = std::vector<std::string>;
 
 class DescriptorTest : public OnBoard {

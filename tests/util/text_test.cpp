@@ -13,6 +13,8 @@
 
 namespace {
 
+using namespace boardtest;
+
 // Two characters of two bytes each.
 const std::string kTwoCharacters = "\xB2\xE2\xCA\xD4";
 constexpr char kUntouched = '#';

@@ -7,6 +7,8 @@
 
 #include "t1_sdk/boardtest/protocol/report.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr int kRestart = 0x1234567;  // the Linux restart command

@@ -18,6 +18,8 @@
 #include "t1_sdk/util/descriptor.h"
 #include "t1_sdk/util/text.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr char kMountPoint[] = "/mnt/test";

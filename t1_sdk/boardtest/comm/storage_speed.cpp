@@ -10,6 +10,8 @@
 
 #include "t1_sdk/util/interval.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr std::size_t kBlock = 0x100000;
@@ -46,7 +48,7 @@ int count_wrong(const unsigned char* block, const unsigned char* pattern) {
 
 }  // namespace
 
-bool measure_storage(int fd, StorageResult& result) {
+bool boardtest::measure_storage(int fd, StorageResult& result) {
   const std::unique_ptr<unsigned char, decltype(&std::free)> memory(
       static_cast<unsigned char*>(std::malloc(kBlock)), &std::free);
   unsigned char* const block = memory.get();

@@ -1,6 +1,8 @@
 // How fast and how well a medium stores: what the storage tests measure.
 #pragma once
 
+namespace boardtest {
+
 /// Megabytes that are written and read, in blocks of one.
 inline constexpr int kTestSize = 25;
 
@@ -14,3 +16,5 @@ struct StorageResult {
 /// Writes the pattern to the open file `fd`, reads it back, prints a mark a block and both speeds. False,
 /// with nothing written, when there is no memory for it.
 bool measure_storage(int fd, StorageResult& result);
+
+}  // namespace boardtest

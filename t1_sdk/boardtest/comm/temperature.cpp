@@ -10,6 +10,8 @@
 #include "t1_sdk/util/descriptor.h"
 #include "t1_sdk/util/text.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr int kSensors = 20;

@@ -10,6 +10,8 @@
 #include "t1_sdk/boardtest/protocol/report.h"
 #include "t1_sdk/util/descriptor.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr char kTestName[] = "IR CUT测试";

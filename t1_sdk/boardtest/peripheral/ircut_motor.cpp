@@ -10,6 +10,8 @@
 #include "t1_sdk/boardtest/protocol/report.h"
 #include "t1_sdk/util/descriptor.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr unsigned kMove = 0x40044901;      // _IOW('I', 1, 4); the argument is a value

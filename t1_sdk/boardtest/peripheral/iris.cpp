@@ -14,6 +14,8 @@
 #include "t1_sdk/boardtest/protocol/report.h"
 #include "t1_sdk/util/descriptor.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr unsigned kSetIris = 0x40046901;       // _IOW('i', 1, 4); the argument is a value

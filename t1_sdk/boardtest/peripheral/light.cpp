@@ -11,6 +11,8 @@
 #include "t1_sdk/boardtest/protocol/report.h"
 #include "t1_sdk/util/descriptor.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr unsigned kSetPwm = 0x40044D02;  // _IOW('M', 2, 4) on /dev/qznio

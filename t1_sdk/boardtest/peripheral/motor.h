@@ -3,8 +3,12 @@
 
 #include <cstdint>
 
+namespace boardtest {
+
 /// Configures a driver with a motor_confs.
 inline constexpr unsigned kMotorConfigure = 0x40044301;  // _IOW('C', 1, 4)
+
+}  // namespace boardtest
 
 /// Who drives a motor.
 enum motor_chip_type : std::uint32_t {

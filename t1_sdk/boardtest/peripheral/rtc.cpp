@@ -10,6 +10,8 @@
 #include "t1_sdk/boardtest/protocol/report.h"
 #include "t1_sdk/util/descriptor.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr unsigned kReadTime = 0x80247009;  // RTC_RD_TIME

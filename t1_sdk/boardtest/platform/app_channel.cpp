@@ -10,6 +10,8 @@
 
 #include "t1_sdk/util/descriptor.h"
 
+using namespace boardtest;
+
 CMD_SERVER_TEST test_item;
 
 namespace {

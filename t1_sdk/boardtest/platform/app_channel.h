@@ -22,12 +22,16 @@ static_assert(sizeof(CMD_SERVER_TEST) == 516);
 /// by zeros.
 extern CMD_SERVER_TEST test_item;
 
+namespace boardtest {
+
 // Commands to the application, and the value that goes with each.
 inline constexpr int kAppMaSelfTest = 0x23;         ///< 0 asks for the state of its self-test
 inline constexpr int kAppShellIrisOff = 40;         ///< 0 takes from it an iris that shell commands move
 inline constexpr int kAppShellIrisOn = 39;          ///< 1 gives that iris back
 inline constexpr int kAppSensorUse = 0x31248;       ///< 0 takes sensor and iris from it, 1 gives them back
 inline constexpr int kAppStopDetector = 0x1333D0D;  ///< 0 ends the thread in it that uses the RS485 ports
+
+}  // namespace boardtest
 
 /// Sends one command and reads replies into `test_item`, printing one line for each, until the application
 /// closes the connection, for as long as that takes. Prints "connect failre errno=%d" without a line end when

@@ -9,6 +9,8 @@
 
 #include "t1_sdk/util/descriptor.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr unsigned kTakeConsole = 0x541D;  // TIOCCONS

@@ -10,6 +10,8 @@
 #include "t1_sdk/util/contains.h"
 #include "t1_sdk/util/descriptor.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr unsigned kReadBootParms =
@@ -61,12 +63,12 @@ int classify(int code, int alarm_outputs) {
 
 }  // namespace
 
-int request_boot_parms(int fd, boot_parms& parms) {
+int boardtest::request_boot_parms(int fd, boot_parms& parms) {
   parms = boot_parms{};
   return ioctl(fd, kReadBootParms, &parms);
 }
 
-bool read_boot_parms(boot_parms& parms) {
+bool boardtest::read_boot_parms(boot_parms& parms) {
   const Descriptor node(open("/dev/qznio", O_RDWR));
   if (node.get() < 0) {
     std::puts("open /dev/qznio error.");

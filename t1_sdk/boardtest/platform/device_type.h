@@ -86,10 +86,14 @@ enum device_type : std::int32_t {
   DEV_TYPE_65XX = 10,
 };
 
+namespace boardtest {
+
 /// Reads the block from a descriptor of /dev/qznio. The request's result, 0 when it was read.
 int request_boot_parms(int fd, boot_parms& parms);
 /// Opens the node, reads the block and closes it again. False after one line of text.
 bool read_boot_parms(boot_parms& parms);
+
+}  // namespace boardtest
 
 /// The device type code of a block: devTypeHigh << 16 | devType, or devType alone when the high half is 0.
 int getDevType(boot_parms parms);

@@ -13,6 +13,8 @@
 #include "t1_sdk/boardtest/platform/device_type.h"
 #include "t1_sdk/util/descriptor.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr char kFlash[] = "/dev/mtd4";

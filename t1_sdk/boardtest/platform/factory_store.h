@@ -10,8 +10,12 @@
 
 #include <cstdint>
 
+namespace boardtest {
+
 /// What every stored record carries: the bytes "NQZV".
 inline constexpr std::uint32_t kRecordMagic = 0x565A514E;
+
+}  // namespace boardtest
 
 /// Where the records lie on the eMMC partition, in bytes from its start.
 enum MMCBLK0P7_OFFSET : std::uint32_t {

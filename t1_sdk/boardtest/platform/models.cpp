@@ -45,7 +45,7 @@ constexpr ModelRow kModelRows[] = {
 
 }  // namespace
 
-int get_model_index(unsigned devType) {
+int boardtest::get_model_index(unsigned devType) {
   const auto* row = std::find_if(std::begin(kModelRows), std::end(kModelRows),
                                  [devType](const ModelRow& entry) { return entry.code == devType; });
   if (row == std::end(kModelRows)) {
@@ -55,6 +55,6 @@ int get_model_index(unsigned devType) {
   return row->index;
 }
 
-const char* get_model_name(int index) {
+const char* boardtest::get_model_name(int index) {
   return index >= 0 && index < static_cast<int>(std::size(kModels)) ? kModels[index] : nullptr;
 }

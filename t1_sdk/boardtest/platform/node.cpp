@@ -4,7 +4,7 @@
 #include <fcntl.h>
 #include <cstdio>
 
-int open_node(const char* path) {
+int boardtest::open_node(const char* path) {
   const int fd = open(path, O_RDWR);
   if (fd < 0) std::printf("Open %s error.\n", path);
   return fd;

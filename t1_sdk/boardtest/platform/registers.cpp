@@ -7,6 +7,8 @@
 
 #include "t1_sdk/util/descriptor.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr unsigned kFpgaWrite = 0x40044603;  // _IOW('F', 3, 4)

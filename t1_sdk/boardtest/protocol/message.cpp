@@ -7,6 +7,8 @@
 
 #include "t1_sdk/boardtest/protocol/transfer.h"
 
+using namespace boardtest;
+
 // Builds for analysis keep UTF-8 texts, since Clang knows no GBK; they do not ship.
 #if defined(__GNUC__) && !defined(__clang__)
 static_assert(sizeof("测试") == 5 && static_cast<unsigned char>("测试"[0]) == 0xB2,
@@ -61,7 +63,7 @@ void t1_sdk_initial_t1Msg(XmlDocument* stT1Msg, unsigned int testCode, const cha
   stT1Msg->AddChildElem("Name", "测试结果");
 }
 
-void start_service_message(XmlDocument& document, int resultNum) {
+void boardtest::start_service_message(XmlDocument& document, int resultNum) {
   document.SetDoc(kXmlHeader);
   document.AddElem("TestItem");
   document.AddChildElem("TestCode", 255);

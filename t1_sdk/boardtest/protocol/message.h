@@ -14,8 +14,12 @@ struct T1_MSG_STRU {
 };
 static_assert(offsetof(T1_MSG_STRU, acXmlContent) == 4 && sizeof(T1_MSG_STRU) == 2052);
 
+namespace boardtest {
+
 /// What every document starts with.
 inline constexpr char kXmlHeader[] = "<?xml version=\"1.0\" encoding=\"GBK\"?>\r\n";
+
+}  // namespace boardtest
 
 /// The connected station's socket, -1 before the first one.
 extern int g_iSockClient;
@@ -34,6 +38,10 @@ void t1_sdk_initial_t1Msg(XmlDocument* stT1Msg, unsigned int testCode, char* tes
 /// The same for a name that nobody may change.
 void t1_sdk_initial_t1Msg(XmlDocument* stT1Msg, unsigned int testCode, const char* testName);
 
+namespace boardtest {
+
 /// Starts a message of the service itself (banner, menu, heartbeat): TestItem with TestCode 255 and
 /// ResultNum; TestContext children are added next.
 void start_service_message(XmlDocument& document, int resultNum);
+
+}  // namespace boardtest

@@ -5,29 +5,32 @@
 
 #include "t1_sdk/util/text.h"
 
-const char kTestSucceeded[] = "测试成功";
+using namespace boardtest;
 
-TestReport::TestReport(int testCode, const char* name, const char* description, XmlDocument& document)
+const char boardtest::kTestSucceeded[] = "测试成功";
+
+boardtest::TestReport::TestReport(int testCode, const char* name, const char* description,
+                                  XmlDocument& document)
     : document_(document) {
   describe(description);
   t1_sdk_initial_t1Msg(&document_, static_cast<unsigned>(testCode), name);
 }
 
-void TestReport::fail(int code, const char* description) {
+void boardtest::TestReport::fail(int code, const char* description) {
   code_ = code;
   describe(description);
 }
 
-void TestReport::fail_aloud(int code, const char* description) {
+void boardtest::TestReport::fail_aloud(int code, const char* description) {
   std::puts(description);
   fail(code, description);
 }
 
-void TestReport::describe(const char* text) {
+void boardtest::TestReport::describe(const char* text) {
   copy_gbk(description_.data(), description_.size(), text);
 }
 
-int TestReport::send() {
+int boardtest::TestReport::send() {
   if (passed()) {
     document_.AddChildElem("Value", "Pass");
   } else {

@@ -6,6 +6,8 @@
 
 #include "t1_sdk/boardtest/protocol/message.h"
 
+namespace boardtest {
+
 /// The descriptions' buffer, terminator included.
 inline constexpr std::size_t kDescriptionSize = 512;
 
@@ -47,3 +49,5 @@ class TestReport {
   int code_ = 0;
   std::array<char, kDescriptionSize> description_{};
 };
+
+}  // namespace boardtest

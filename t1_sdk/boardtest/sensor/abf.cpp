@@ -10,6 +10,8 @@
 #include "t1_sdk/boardtest/protocol/report.h"
 #include "t1_sdk/util/descriptor.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr unsigned kTowardsLimit = 0x40044201;  // _IOW('B', 1, 4); the argument is a value

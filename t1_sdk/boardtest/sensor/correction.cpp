@@ -8,6 +8,8 @@
 #include "t1_sdk/boardtest/protocol/report.h"
 #include "t1_sdk/util/checksum.h"
 
+using namespace boardtest;
+
 namespace {
 
 /// The build time as text. What no clock shows is formatted as it stands.

@@ -16,12 +16,16 @@ struct VER_CTRL {
 };
 static_assert(sizeof(VER_CTRL) == 8);
 
+namespace boardtest {
+
 /// A broken-down time as the board's C library stores it; other machines' struct tm has other sizes.
 struct StoredTime {
   std::int32_t sec, min, hour, mday, mon, year, wday, yday, isdst;
   std::int32_t gmtoff, zone;
 };
 static_assert(sizeof(StoredTime) == 44);
+
+}  // namespace boardtest
 
 /// The flat-field header, little-endian as the board is: block 19, offset 0.
 struct FF_CORR_INFO {
@@ -30,7 +34,7 @@ struct FF_CORR_INFO {
   std::uint32_t check_sum_2;
   std::uint32_t length;
   VER_CTRL ff_ver;
-  StoredTime ff_time;
+  boardtest::StoredTime ff_time;
   std::uint32_t ff_feature;
   std::uint32_t ff_flat_amp;
   std::uint32_t res2[31];

@@ -7,6 +7,8 @@
 #include "t1_sdk/boardtest/platform/app_channel.h"
 #include "t1_sdk/boardtest/protocol/report.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr unsigned kStarted = 3;

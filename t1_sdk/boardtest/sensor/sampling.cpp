@@ -9,6 +9,8 @@
 #include "t1_sdk/util/console_line.h"
 #include "t1_sdk/util/descriptor.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr unsigned kWindowRegister = 0x1041;

@@ -26,6 +26,8 @@
 #include "t1_sdk/util/text.h"
 #include "t1_sdk/xmldocument/xml_document.h"
 
+using namespace boardtest;
+
 namespace {
 
 struct TestRow {

@@ -5,6 +5,8 @@
 
 #include "t1_sdk/boardtest/protocol/message.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr unsigned kPauseSeconds = 5;
@@ -37,16 +39,16 @@ void* HeartBeatThread(void* /*arg*/) {
   return nullptr;
 }
 
-Heartbeat::~Heartbeat() {
+boardtest::Heartbeat::~Heartbeat() {
   stop();
 }
 
-bool Heartbeat::start() {
+bool boardtest::Heartbeat::start() {
   running_ = pthread_create(&thread_, nullptr, HeartBeatThread, nullptr) == 0;
   return running_;
 }
 
-void Heartbeat::stop() {
+void boardtest::Heartbeat::stop() {
   if (!running_) return;
   running_ = false;
   pthread_cancel(thread_);

@@ -7,6 +7,8 @@
 /// `arg` is ignored; returns null.
 void* HeartBeatThread(void* arg);
 
+namespace boardtest {
+
 /// The heartbeat of one connection. It runs from start() to stop(); there is never more than one.
 class Heartbeat {
  public:
@@ -25,3 +27,5 @@ class Heartbeat {
   pthread_t thread_{};
   bool running_ = false;
 };
+
+}  // namespace boardtest

@@ -5,6 +5,8 @@
 
 #include "t1_sdk/boardtest/protocol/message.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr std::uint8_t kEndOfMenu = 0xFF;

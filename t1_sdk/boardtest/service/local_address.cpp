@@ -11,6 +11,8 @@
 
 #include "t1_sdk/util/descriptor.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr char kFileName[] = "boardtest";  // what "%s:%d" lines call this source

@@ -3,10 +3,14 @@
 
 #include <netinet/in.h>
 
+namespace boardtest {
+
 /// The address of a board that was never configured; such a board is reached over wlan0 instead. Only the
 /// first kFallbackCompared characters are compared, so its neighbours count as not configured too.
 inline constexpr char kFallbackAddress[] = "198.51.100.64";
 inline constexpr int kFallbackCompared = 10;
+
+}  // namespace boardtest
 
 /// Results of get_local_ipaddr_by_interface.
 enum DIAG_RET_ENUM { DIAG_RET_SUCCESS = 0, DIAG_RET_FAILED = 1, DIAG_RET_BUTT = 2 };

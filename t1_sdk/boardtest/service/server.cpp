@@ -18,6 +18,8 @@
 #include "t1_sdk/boardtest/service/local_address.h"
 #include "t1_sdk/util/descriptor.h"
 
+using namespace boardtest;
+
 int g_iTimeCount = 0;
 
 namespace {
@@ -68,7 +70,7 @@ bool serve_station(unsigned char* buffer) {
 
 }  // namespace
 
-int run_server() {
+int boardtest::run_server() {
   std::signal(SIGPIPE, SIG_IGN);  // a station that vanishes makes a send fail and nothing else
   std::puts("T1 started!");
   Descriptor listener(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));

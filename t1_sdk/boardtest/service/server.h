@@ -5,11 +5,15 @@
 /// Unknown codes and new connections do not reset it.
 extern int g_iTimeCount;
 
+namespace boardtest {
+
 /// The size of the receive buffer and the longest request, in bytes.
 inline constexpr int kMaxRequest = 512;
 
 /// Runs the server. Returns -1 when a socket call or a banner fails; it has no successful return.
 int run_server();
+
+}  // namespace boardtest
 
 /// Sends the banner, then the help menu, on g_iSockClient; `pSock` only has to be no null pointer. 0, or -1
 /// for a null pointer or when a send failed.

@@ -11,6 +11,8 @@
 #include "t1_sdk/boardtest/platform/uart.h"
 #include "t1_sdk/util/descriptor.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr int kTimeOut = 60;  // seconds for a frame's header to begin, and again for the rest of the frame

@@ -8,6 +8,8 @@
 #include "t1_sdk/boardtest/comm/rs485/ports.h"
 #include "t1_sdk/boardtest/platform/uart.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr int kShortFrame = sizeof kFrameB;

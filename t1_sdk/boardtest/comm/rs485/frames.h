@@ -3,6 +3,8 @@
 
 #include <sys/select.h>
 
+namespace boardtest {
+
 /// Size of a receive buffer.
 inline constexpr int kFrameBuffer = 128;
 /// What every frame starts with.
@@ -30,3 +32,5 @@ void receive_rest(int fd, fd_set& set, unsigned char* frame, int time_out, int w
 
 /// Whether the frame has the length of a frame and its last byte is the sum of the others.
 bool is_sealed(const unsigned char* frame);
+
+}  // namespace boardtest

@@ -9,6 +9,8 @@
 #include "t1_sdk/boardtest/comm/rs485/variants.h"
 #include "t1_sdk/boardtest/platform/gpio.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr int kMostPorts = 5;

@@ -10,6 +10,8 @@
 #include "t1_sdk/boardtest/platform/gpio.h"
 #include "t1_sdk/boardtest/platform/uart.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr unsigned kEmptyReceiver = 0x5503;  // _IO('U', 3)
@@ -21,7 +23,7 @@ void configure(int fd, int baudrate) {
 
 }  // namespace
 
-int open_io_and_stop_detector(TestReport& report) {
+int boardtest::open_io_and_stop_detector(TestReport& report) {
   const int io = open("/dev/qznio", O_RDWR);
   if (io < 0) {
     std::perror("Open /dev/qznio");
@@ -34,7 +36,7 @@ int open_io_and_stop_detector(TestReport& report) {
   return io;
 }
 
-int open_first_port(TestReport& report, int baudrate) {
+int boardtest::open_first_port(TestReport& report, int baudrate) {
   const int port = open("/dev/uart1", O_RDWR);
   if (port < 0) {
     report.fail_aloud(2, "<t1>打开RS485口错误");

@@ -9,8 +9,12 @@ int clear_485recv_buf(int fd);
 /// `gpiofd` closed.
 int rs485Open(const char* rs485);
 
+namespace boardtest {
+
 /// The steps before the ports are opened: /dev/qznio, the application's detector thread stopped. The node's
 /// descriptor, or -1 with the failure in the report.
 int open_io_and_stop_detector(TestReport& report);
 /// Opens /dev/uart1 and configures it. Its descriptor, or -1 with the failure printed and in the report.
 int open_first_port(TestReport& report, int baudrate);
+
+}  // namespace boardtest

@@ -16,6 +16,8 @@
 #include "t1_sdk/util/rs485_direction.h"
 #include "t1_sdk/util/tty.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr unsigned kEnableTransmitter = 0x104;

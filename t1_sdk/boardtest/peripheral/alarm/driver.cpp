@@ -8,6 +8,8 @@
 #include "t1_sdk/boardtest/peripheral/alarm/lines.h"
 #include "t1_sdk/util/descriptor.h"
 
+using namespace boardtest;
+
 namespace {
 
 /// One request on /dev/alarm. `verb` opens the line that is printed when the driver refuses, `no_node` is

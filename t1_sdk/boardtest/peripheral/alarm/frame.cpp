@@ -8,6 +8,8 @@
 #include "t1_sdk/boardtest/platform/gpio.h"
 #include "t1_sdk/boardtest/platform/registers.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr unsigned kTestControl = 0x888B;  // on /dev/qznitc: an int, 1 while the outputs reach the inputs
@@ -89,7 +91,7 @@ void run_with_nodes(const AlarmVariant& variant, int mode, const Nodes& nodes, T
 
 }  // namespace
 
-void run_alarm_variant(const AlarmVariant& variant, int mode, int code) {
+void boardtest::run_alarm_variant(const AlarmVariant& variant, int mode, int code) {
   std::puts(variant.banner);
   XmlDocument reply;
   TestReport report(code, "测试应用程序", kTestSucceeded, reply);
@@ -105,7 +107,7 @@ void run_alarm_variant(const AlarmVariant& variant, int mode, int code) {
   report.send();
 }
 
-void set_up_alarm_fpga(int fpga) {
+void boardtest::set_up_alarm_fpga(int fpga) {
   set_fpga(fpga, 0x2006, 1);
   set_fpga(fpga, 0x2009, 1);
   set_fpga(fpga, 0x2014, 1);

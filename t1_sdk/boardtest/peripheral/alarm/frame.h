@@ -5,6 +5,8 @@
 
 #include "t1_sdk/boardtest/protocol/report.h"
 
+namespace boardtest {
+
 /// What a variant's functions work on.
 struct AlarmRun {
   int mode;                               ///< mode or type
@@ -52,3 +54,5 @@ void set_up_alarm_fpga(int fpga);
 /// Nodes that a row may name as its device.
 inline constexpr char kFpgaNode[] = "/dev/fpga";
 inline constexpr char kAlarmNode[] = "/dev/alarm";
+
+}  // namespace boardtest

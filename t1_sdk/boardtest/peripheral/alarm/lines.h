@@ -16,12 +16,16 @@ struct alarm_ctrl {
 };
 static_assert(sizeof(alarm_ctrl) == 12);
 
+namespace boardtest {
+
 /// The `idx` that addresses all alarms at once.
 inline constexpr std::uint32_t kAllAlarms = 0x46554C4C;
 
 // The driver's requests.
 inline constexpr unsigned kAlarmSet = 0x40044101;  ///< _IOW('A', 1, 4)
 inline constexpr unsigned kAlarmGet = 0x80044102;  ///< _IOR('A', 2, 4)
+
+}  // namespace boardtest
 
 // Each call opens /dev/alarm and closes it again.
 

@@ -8,6 +8,8 @@
 #include "t1_sdk/boardtest/platform/registers.h"
 #include "t1_sdk/util/contains.h"
 
+using namespace boardtest;
+
 namespace {
 
 /// Register values of one port.

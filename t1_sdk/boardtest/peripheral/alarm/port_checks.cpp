@@ -11,6 +11,8 @@
 #include "t1_sdk/boardtest/protocol/report.h"
 #include "t1_sdk/util/text.h"
 
+using namespace boardtest;
+
 namespace {
 
 /// What a port check says: on the console, and (after a failure) to the station.

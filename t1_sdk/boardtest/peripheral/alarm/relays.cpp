@@ -12,6 +12,8 @@
 #include "t1_sdk/util/descriptor.h"
 #include "t1_sdk/util/text.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr useconds_t kSettle = 500000;

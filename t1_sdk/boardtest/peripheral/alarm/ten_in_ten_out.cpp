@@ -9,6 +9,8 @@
 #include "t1_sdk/boardtest/platform/gpio.h"
 #include "t1_sdk/boardtest/platform/registers.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr useconds_t kSettle = 500000;

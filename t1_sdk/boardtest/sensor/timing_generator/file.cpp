@@ -15,6 +15,8 @@
 #include "t1_sdk/boardtest/platform/models.h"
 #include "t1_sdk/util/text.h"
 
+using namespace boardtest;
+
 namespace {
 
 /// A line is read 63 characters at a time; the rest of a longer one counts as the next.

@@ -4,6 +4,8 @@
 #include "t1_sdk/boardtest/platform/factory_store.h"
 #include "t1_sdk/util/checksum.h"
 
+using namespace boardtest;
+
 namespace {
 
 char* bytes_of(tg_data_cen& record) {
@@ -12,7 +14,7 @@ char* bytes_of(tg_data_cen& record) {
 
 }  // namespace
 
-unsigned tg_checksum(tg_data_cen& record) {
+unsigned boardtest::tg_checksum(tg_data_cen& record) {
   const auto pairs = static_cast<int>(record.tgNum * sizeof(reg_pair_time));
   constexpr int kHead = offsetof(tg_data_cen, tgPairs) - offsetof(tg_data_cen, tgNum);
   return static_cast<unsigned>(checkSum(bytes_of(record) + offsetof(tg_data_cen, tgNum), kHead + pairs));

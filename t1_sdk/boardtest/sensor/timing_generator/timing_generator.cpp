@@ -9,6 +9,8 @@
 #include "t1_sdk/boardtest/sensor/timing_generator/file.h"
 #include "t1_sdk/boardtest/sensor/timing_generator/record.h"
 
+using namespace boardtest;
+
 namespace {
 
 /// The listing in the description: whole lines only, with room kept for the line feed that ends it.

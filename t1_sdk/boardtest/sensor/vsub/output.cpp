@@ -9,6 +9,8 @@
 #include "t1_sdk/boardtest/platform/registers.h"
 #include "t1_sdk/util/descriptor.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr unsigned kSetVsub = 0x40044D0E;  // _IOW('M', 0x0E, 4)

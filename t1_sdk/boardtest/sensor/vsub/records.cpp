@@ -7,6 +7,8 @@
 #include "t1_sdk/boardtest/platform/factory_store.h"
 #include "t1_sdk/util/checksum.h"
 
+using namespace boardtest;
+
 // clang-format off
 const VSUBNAME vsub_6484[29] = {
     {2784, "8.1"},  {2778, "8.3"},  {2772, "8.5"},  {2766, "8.7"},  {2760, "8.9"},  {2755, "9.1"},

@@ -4,10 +4,14 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace boardtest {
+
 /// Where the records lie in the factory store.
 inline constexpr unsigned kVsubBlock = 21;
 inline constexpr unsigned kVsubOffset = 0xFC00;
 inline constexpr unsigned kVsubLumaOffset = 0xFC40;
+
+}  // namespace boardtest
 
 /// A code and the voltage that it stands for, as text.
 struct VSUBNAME {

@@ -12,6 +12,8 @@
 #include "t1_sdk/boardtest/sensor/vsub/records.h"
 #include "t1_sdk/boardtest/sensor/vsub/vsub.h"
 
+using namespace boardtest;
+
 int g_sub_value = 0;
 
 namespace {

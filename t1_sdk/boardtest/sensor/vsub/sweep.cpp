@@ -17,6 +17,8 @@
 #include "t1_sdk/util/contains.h"
 #include "t1_sdk/util/descriptor.h"
 
+using namespace boardtest;
+
 namespace {
 
 constexpr unsigned kReadings = 19;

@@ -14,6 +14,8 @@
 #include "t1_sdk/boardtest/sensor/vsub/vsub.h"
 #include "t1_sdk/util/descriptor.h"
 
+using namespace boardtest;
+
 int g_trim_vsub[3];
 int g_base_vsub[3];
 
