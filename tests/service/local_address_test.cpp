@@ -15,7 +15,6 @@ namespace {
 
 using namespace boardtest;
 using ::testing::ElementsAre;
-using ::testing::MatchesRegex;
 
 class LocalAddressTest : public OnBoard {
  protected:
@@ -66,8 +65,7 @@ TEST_F(LocalAddressTest, ABoardWithoutEth0IsReachedOverWlan0) {
   board.set_interface("wlan0", "127.1.1.1");
   EXPECT_EQ(dotted(get_local_ipaddr()), "127.1.1.1");
   EXPECT_THAT(console.lines(),
-              ElementsAre(MatchesRegex(
-                  "boardtest:[0-9]+ get_local_ipaddr_by_interface:get interface address failed\\.\\.\\.")));
+              ElementsAre("boardtest:64 get_local_ipaddr_by_interface:get interface address failed..."));
 }
 
 TEST_F(LocalAddressTest, ABoardThatWasNeverConfiguredIsReachedOverWlan0) {
@@ -103,30 +101,24 @@ TEST_F(LocalAddressTest, TheFallbackAddressOnWlan0IsTakenAsItIs) {
 TEST_F(LocalAddressTest, ABoardWithoutAnyAddressBindsToAll) {
   board.set_interface("eth0", "");
   EXPECT_EQ(get_local_ipaddr(), 0U);
-  EXPECT_THAT(
-      console.lines(),
-      ElementsAre(MatchesRegex(
-                      "boardtest:[0-9]+ get_local_ipaddr_by_interface:get interface address failed\\.\\.\\."),
-                  MatchesRegex(
-                      "boardtest:[0-9]+ get_local_ipaddr_by_interface:get interface address failed\\.\\.\\."),
-                  MatchesRegex("boardtest:[0-9]+ get_local_ipaddr:get interface address failed\\.\\.\\.")));
+  EXPECT_THAT(console.lines(),
+              ElementsAre("boardtest:64 get_local_ipaddr_by_interface:get interface address failed...",
+                          "boardtest:64 get_local_ipaddr_by_interface:get interface address failed...",
+                          "boardtest:34 get_local_ipaddr:get interface address failed..."));
 }
 
 TEST_F(LocalAddressTest, AnUnconfiguredBoardWithoutWlan0BindsToAll) {
   board.set_interface("eth0", "198.51.100.64");
   EXPECT_EQ(get_local_ipaddr(), 0U);
-  EXPECT_THAT(
-      console.lines(),
-      ElementsAre(MatchesRegex(
-                      "boardtest:[0-9]+ get_local_ipaddr_by_interface:get interface address failed\\.\\.\\."),
-                  MatchesRegex("boardtest:[0-9]+ get_local_ipaddr:get interface address failed\\.\\.\\.")));
+  EXPECT_THAT(console.lines(),
+              ElementsAre("boardtest:64 get_local_ipaddr_by_interface:get interface address failed...",
+                          "boardtest:34 get_local_ipaddr:get interface address failed..."));
 }
 
 TEST_F(LocalAddressTest, AnAddressThatCannotBeConvertedBindsToAll) {
   board.set_interface("eth0", "255.255.255.255");
   EXPECT_EQ(get_local_ipaddr(), 0U);
-  EXPECT_THAT(console.lines(),
-              ElementsAre(MatchesRegex("boardtest:[0-9]+ get_local_ipaddr:convert address failed\\.\\.\\.")));
+  EXPECT_THAT(console.lines(), ElementsAre("boardtest:40 get_local_ipaddr:convert address failed..."));
 }
 
 // ---- asking one interface ---------------------------------------------------------------
@@ -139,8 +131,7 @@ TEST_F(LocalAddressTest, AnInterfaceGivesItsDottedAddress) {
 }
 
 TEST_F(LocalAddressTest, NoNameNoBufferOrTooSmallABufferIsAParameterError) {
-  const auto parameter_error =
-      MatchesRegex("boardtest:[0-9]+ get_local_ipaddr_by_interface:parameter error\\.\\.\\.");
+  const auto parameter_error = "boardtest:48 get_local_ipaddr_by_interface:parameter error...";
   EXPECT_EQ(get_local_ipaddr_by_interface(nullptr, ip.data(), 16), 1);
   EXPECT_EQ(ask("eth0", nullptr, 16), 1);
   for (const int length : {15, 0, -1}) EXPECT_EQ(ask("eth0", ip.data(), length), 1) << length;
@@ -153,21 +144,18 @@ TEST_F(LocalAddressTest, ASocketThatCannotBeOpenedIsSaid) {
   board.fault("socket #1 EMFILE");
   EXPECT_EQ(ask("eth0"), 1);
   EXPECT_THAT(console.lines(),
-              ElementsAre(MatchesRegex(
-                  "boardtest:[0-9]+ get_local_ipaddr_by_interface:create socket failed\\.\\.\\.")));
+              ElementsAre("boardtest:53 get_local_ipaddr_by_interface:create socket failed..."));
 }
 
 TEST_F(LocalAddressTest, ANameOf17CharactersIsRefusedInTheWordsOfAnotherFunction) {
   EXPECT_EQ(ask("abcdefghijklmnopq"), 1);
-  EXPECT_THAT(console.lines(),
-              ElementsAre(MatchesRegex("boardtest:[0-9]+ diag_recv_tcpdump_from_client string too bigger!")));
+  EXPECT_THAT(console.lines(), ElementsAre("boardtest:58 diag_recv_tcpdump_from_client string too bigger!"));
 }
 
 TEST_F(LocalAddressTest, ANameOf16CharactersIsAskedFor) {
   EXPECT_EQ(ask("abcdefghijklmnop"), 1);
   EXPECT_THAT(console.lines(),
-              ElementsAre(MatchesRegex(
-                  "boardtest:[0-9]+ get_local_ipaddr_by_interface:get interface address failed\\.\\.\\.")));
+              ElementsAre("boardtest:64 get_local_ipaddr_by_interface:get interface address failed..."));
 }
 
 TEST_F(LocalAddressTest, ResultsHaveTheseNumbers) {
@@ -179,8 +167,7 @@ TEST_F(LocalAddressTest, ResultsHaveTheseNumbers) {
 TEST_F(LocalAddressTest, AnInterfaceThatDoesNotExistFails) {
   EXPECT_EQ(ask("wlan0"), 1);
   EXPECT_THAT(console.lines(),
-              ElementsAre(MatchesRegex(
-                  "boardtest:[0-9]+ get_local_ipaddr_by_interface:get interface address failed\\.\\.\\.")));
+              ElementsAre("boardtest:64 get_local_ipaddr_by_interface:get interface address failed..."));
 }
 
 }  // namespace

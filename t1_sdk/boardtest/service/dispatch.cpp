@@ -22,7 +22,6 @@
 #include "t1_sdk/boardtest/sensor/timing_generator/timing_generator.h"
 #include "t1_sdk/boardtest/sensor/vsub/vsub.h"
 #include "t1_sdk/boardtest/service/server.h"
-#include "t1_sdk/util/contains.h"
 #include "t1_sdk/util/text.h"
 #include "t1_sdk/xmldocument/xml_document.h"
 
@@ -30,10 +29,18 @@ using namespace boardtest;
 
 namespace {
 
+/// How a test stands to the substrate voltage.
+enum class Vsub {
+  none,  ///< as every request but the steps of a trim, it discards an unfinished trim
+  set,   ///< takes the operator's entry from the request, and discards an unfinished trim
+  trim,  ///< a step of a trim, which goes on from the one before
+};
+
 struct TestRow {
   int code;
   const char* name;  ///< printed when the test is called; some have none
   void (*handler)();
+  Vsub vsub = Vsub::none;
 };
 
 // clang-format off
@@ -58,22 +65,22 @@ constexpr TestRow kTests[] = {
     {  4608, "T1_TESTCODE_USB", t1_sdk_usb_test},
     {  7426, "T1_TESTCODE_TEMP", t1_sdk_tmp_test},
     {  9472, "T1_TESTCODE_AUTO_IRIS", t1_sdk_auto_iris_test},
-    {  9728, "T1_TESTCODE_SET_SUB_6455", t1_sdk_setVsub6455},
-    {  9984, "T1_TESTCODE_SET_SUB_6485", t1_sdk_setVsub6485},
-    { 10240, "T1_TESTCODE_SET_SUB_6484", t1_sdk_setVsub6484},
+    {  9728, "T1_TESTCODE_SET_SUB_6455", t1_sdk_setVsub6455, Vsub::set},
+    {  9984, "T1_TESTCODE_SET_SUB_6485", t1_sdk_setVsub6485, Vsub::set},
+    { 10240, "T1_TESTCODE_SET_SUB_6484", t1_sdk_setVsub6484, Vsub::set},
     { 10496, "T1_TESTCODE_SET_TG_PARAM", t1_sdk_setTGParam},
     { 10752, "T1_TESTCODE_GET_TG_PARAM", t1_sdk_printTGParam},
     { 10768, "T1_TESTCODE_ABF", t1_sdk_abf},
     { 10769, "T1_TESTCODE_MA", t1_sdk_ma},
-    { 11009, "T1_TESTCODE_ADD_SUB_6455", t1_sdk_addVsub6455},
-    { 11010, "T1_TESTCODE_DEC_SUB_6455", t1_sdk_decVsub6455},
-    { 11011, "T1_TESTCODE_SAVE_SUB_6455", t1_sdk_saveVsub6455},
-    { 11265, "T1_TESTCODE_ADD_SUB_6485", t1_sdk_addVsub6485},
-    { 11266, "T1_TESTCODE_DEC_SUB_6485", t1_sdk_decVsub6485},
-    { 11267, "T1_TESTCODE_SAVE_SUB_6485", t1_sdk_saveVsub6485},
-    { 11521, "T1_TESTCODE_ADD_SUB_6484", t1_sdk_addVsub6484},
-    { 11522, "T1_TESTCODE_DEC_SUB_6484", t1_sdk_decVsub6484},
-    { 11523, "T1_TESTCODE_SAVE_SUB_6484", t1_sdk_saveVsub6484},
+    { 11009, "T1_TESTCODE_ADD_SUB_6455", t1_sdk_addVsub6455, Vsub::trim},
+    { 11010, "T1_TESTCODE_DEC_SUB_6455", t1_sdk_decVsub6455, Vsub::trim},
+    { 11011, "T1_TESTCODE_SAVE_SUB_6455", t1_sdk_saveVsub6455, Vsub::trim},
+    { 11265, "T1_TESTCODE_ADD_SUB_6485", t1_sdk_addVsub6485, Vsub::trim},
+    { 11266, "T1_TESTCODE_DEC_SUB_6485", t1_sdk_decVsub6485, Vsub::trim},
+    { 11267, "T1_TESTCODE_SAVE_SUB_6485", t1_sdk_saveVsub6485, Vsub::trim},
+    { 11521, "T1_TESTCODE_ADD_SUB_6484", t1_sdk_addVsub6484, Vsub::trim},
+    { 11522, "T1_TESTCODE_DEC_SUB_6484", t1_sdk_decVsub6484, Vsub::trim},
+    { 11523, "T1_TESTCODE_SAVE_SUB_6484", t1_sdk_saveVsub6484, Vsub::trim},
     { 11776, "T1_TESTCODE_AUTO_SUB", t1_sdk_autoCCDLevel},
     { 12032, "T1_TESTCODE_PRINT_SUB", t1_sdk_printVsub},
     { 13568, "T1_TESTCODE_CHECK_CAMERA_DPI", t1_sdk_check_camera_dpi},
@@ -83,10 +90,9 @@ constexpr TestRow kTests[] = {
     { 69634, "T1_TESTCODE_ARLARM_1in3out", t1_sdk_alarm_test_1in3out},
 };
 
-constexpr int kQuit = 62208;
-constexpr int kVsubSetCommands[] = {9728, 9984, 10240};
-constexpr int kVsubTrimSteps[] = {11009, 11010, 11011, 11265, 11266, 11267, 11521, 11522, 11523};
 // clang-format on
+
+constexpr int kQuit = 62208;
 
 /// The number in the next child of that name; 0 when there is none.
 int child_number(XmlDocument& request, const char* name) {
@@ -106,14 +112,15 @@ int process_client_operation(unsigned char* pcRecvBuf, int /*iLen*/) {
     std::puts("recv q command");
     return kQuitRequested;
   }
-  if (contains(kVsubSetCommands, code)) {
+  const auto* test = std::find_if(std::begin(kTests), std::end(kTests),
+                                  [code](const TestRow& row) { return row.code == code; });
+  const Vsub vsub = test == std::end(kTests) ? Vsub::none : test->vsub;
+  if (vsub == Vsub::set) {
     g_sub_value = child_number(request, "Parameters");
     std::printf("g_sub_value = %d\n", g_sub_value);
   }
-  if (!contains(kVsubTrimSteps, code)) t1_sdk_reset_trim_vsub();
+  if (vsub != Vsub::trim) t1_sdk_reset_trim_vsub();
 
-  const auto* test = std::find_if(std::begin(kTests), std::end(kTests),
-                                  [code](const TestRow& row) { return row.code == code; });
   if (test == std::end(kTests)) {
     std::puts("testCode is invalid");
     return 0;

@@ -19,9 +19,26 @@ constexpr char kFileName[] = "boardtest";  // what "%s:%d" lines call this sourc
 constexpr std::size_t kNameLimit = 16;     // longest interface name
 constexpr int kDottedSize = 16;            // "255.255.255.255" and its terminator
 
-/// Prints "boardtest:LINE text".
-void complain(int line, const char* text) {
-  std::printf("%s:%d %s\n", kFileName, line, text);
+/// What a failure says on the console. The line number has become part of the text: it stays as it is.
+struct Failure {
+  int line;
+  const char* text;
+};
+constexpr Failure kNoAddress{34, "get_local_ipaddr:get interface address failed..."};
+constexpr Failure kBadAddress{40, "get_local_ipaddr:convert address failed..."};
+constexpr Failure kBadParameter{48, "get_local_ipaddr_by_interface:parameter error..."};
+constexpr Failure kNoSocket{53, "get_local_ipaddr_by_interface:create socket failed..."};
+constexpr Failure kLongName{58, "diag_recv_tcpdump_from_client string too bigger!"};
+constexpr Failure kNoInterfaceAddress{64, "get_local_ipaddr_by_interface:get interface address failed..."};
+
+void print(const Failure& failure) {
+  std::printf("%s:%d %s\n", kFileName, failure.line, failure.text);
+}
+
+/// The result of a failed question to an interface.
+int fail(const Failure& failure) {
+  print(failure);
+  return DIAG_RET_FAILED;
 }
 
 }  // namespace
@@ -33,39 +50,27 @@ in_addr_t get_local_ipaddr() {
   if (get_local_ipaddr_by_interface(wired, ip, sizeof ip) != DIAG_RET_SUCCESS ||
       std::strncmp(ip, kFallbackAddress, kFallbackCompared) == 0) {
     if (get_local_ipaddr_by_interface(wireless, ip, sizeof ip) != DIAG_RET_SUCCESS) {
-      complain(__LINE__, "get_local_ipaddr:get interface address failed...");
+      print(kNoAddress);
       return INADDR_ANY;
     }
   }
   const in_addr_t address = inet_addr(ip);
   if (address == INADDR_NONE) {
-    complain(__LINE__, "get_local_ipaddr:convert address failed...");
+    print(kBadAddress);
     return INADDR_ANY;
   }
   return address;
 }
 
 int get_local_ipaddr_by_interface(char* interface_name, char* ip, int len) {
-  if (interface_name == nullptr || ip == nullptr || len < kDottedSize) {
-    complain(__LINE__, "get_local_ipaddr_by_interface:parameter error...");
-    return DIAG_RET_FAILED;
-  }
+  if (interface_name == nullptr || ip == nullptr || len < kDottedSize) return fail(kBadParameter);
   const Descriptor probe(socket(AF_INET, SOCK_STREAM, 0));
-  if (probe.get() < 0) {
-    complain(__LINE__, "get_local_ipaddr_by_interface:create socket failed...");
-    return DIAG_RET_FAILED;
-  }
+  if (probe.get() < 0) return fail(kNoSocket);
   const std::size_t length = std::strlen(interface_name);
-  if (length > kNameLimit) {
-    complain(__LINE__, "diag_recv_tcpdump_from_client string too bigger!");
-    return DIAG_RET_FAILED;
-  }
+  if (length > kNameLimit) return fail(kLongName);
   ifreq request{};
   std::memcpy(request.ifr_name, interface_name, std::min(length, sizeof request.ifr_name));
-  if (ioctl(probe.get(), SIOCGIFADDR, &request) < 0) {
-    complain(__LINE__, "get_local_ipaddr_by_interface:get interface address failed...");
-    return DIAG_RET_FAILED;
-  }
+  if (ioctl(probe.get(), SIOCGIFADDR, &request) < 0) return fail(kNoInterfaceAddress);
   sockaddr_in address{};
   std::memcpy(&address, &request.ifr_addr, sizeof address);
   char dotted[kDottedSize] = {};
