@@ -81,7 +81,7 @@ TEST_P(Rs485RingTest, StopsTheDetectorThreadAndWaitsFiveSeconds) {
 
 TEST_P(Rs485RingTest, HoldsTheIoDriverWhileItRuns) {
   gpiofd = -1;
-  board.at(6005ms, [] { EXPECT_GE(gpiofd, 0); });
+  for (const auto time : {2000ms, 6005ms}) board.at(time, [] { EXPECT_GE(gpiofd, 0); });
   wire(ring, steps_of(ring));
   ring.run();
   EXPECT_EQ(gpiofd, -1);

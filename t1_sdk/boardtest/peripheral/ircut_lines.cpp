@@ -1,12 +1,12 @@
 // IR-cut filters that need no motor driver: a motor stepped through GPIO lines, shell commands, and the
 // electromagnetic filter.
-#include <fcntl.h>
 #include <unistd.h>
 #include <cstdio>
 #include <cstdlib>
 
 #include "t1_sdk/boardtest/peripheral/ircut.h"
 #include "t1_sdk/boardtest/platform/gpio.h"
+#include "t1_sdk/boardtest/platform/node.h"
 #include "t1_sdk/boardtest/protocol/report.h"
 #include "t1_sdk/util/descriptor.h"
 
@@ -39,7 +39,10 @@ void step(int fd, const CoilState (&states)[4], useconds_t pause) {
   }
 }
 
-void step_filter(int fd) {
+void step_filter(TestReport& report) {
+  const Descriptor io(open_io_aloud());
+  if (io.get() < 0) return report.fail(1, kNoIo);
+  const int fd = io.get();
   gpio_set_value(fd, kMotorEnable, 1);
   gpio_set_value(fd, kCoilA, 0);
   gpio_set_value(fd, kCoilB, 0);
@@ -91,14 +94,7 @@ void switch_filter(const char* banner, int first_state) {
 void ircut_test_65xx() {
   std::puts("ircut_test_65xx");
   TestReport report(kTestCode, kTestName);
-  Descriptor node(open("/dev/qznio", O_RDWR));
-  if (node.get() < 0) {
-    std::perror("Open /dev/qznio");
-    report.fail_aloud(1, "打开/dev/qznio失败");
-  } else {
-    step_filter(node.get());
-    node.close();
-  }
+  step_filter(report);
   report.send();
 }
 
@@ -131,7 +127,7 @@ int loop_ircut_test(int night) {
       {kFilterBack, night != 0 ? 1 : 0, "<gpio_set_icr_electro()> set ELECTRO_BACK 0 error!"},
       {kFilterEnable, 1, "<gpio_set_icr_electro()> set ELECTRO_ENABLE 1 error!"},  // and it stays on
   };
-  const Descriptor node(open("/dev/qznio", O_RDWR));
+  const Descriptor node(open_io());
   if (node.get() < 0) return -1;
   int result = 0;
   for (const Line& line : lines) {

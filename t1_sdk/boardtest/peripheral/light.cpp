@@ -8,6 +8,7 @@
 #include <cstdio>
 
 #include "t1_sdk/boardtest/platform/device_type.h"
+#include "t1_sdk/boardtest/platform/node.h"
 #include "t1_sdk/boardtest/protocol/report.h"
 #include "t1_sdk/util/descriptor.h"
 
@@ -34,11 +35,8 @@ int limited_percentage(int percentage) {
 
 int light_set_pwm_param(pwm* p) {
   if (p == nullptr) return 0;
-  const Descriptor node(open("/dev/qznio", O_RDWR));
-  if (node.get() < 0) {
-    std::puts("board_test,pwm_set: open /dev/qznio error.");
-    return 0;
-  }
+  const Descriptor node(open_io("board_test,pwm_set: open /dev/qznio error."));
+  if (node.get() < 0) return 0;
   const int result = ioctl(node.get(), kSetPwm, p);
   if (result != 0) {
     std::printf("ioctl error,ret = %d\n", result);
@@ -55,11 +53,8 @@ int light_set_pwm_enable([[maybe_unused]] int NO, int enable, int duty) {
 }
 
 int set_pwm_light_rkd(int chan, int period, int duty) {
-  const Descriptor node(open("/dev/qznio", O_RDWR));
-  if (node.get() < 0) {
-    std::puts("set_pwm_light open qznio error");
-    return -1;
-  }
+  const Descriptor node(open_io("set_pwm_light open qznio error"));
+  if (node.get() < 0) return -1;
   pwm light{chan, period, duty};
   const int result = ioctl(node.get(), kSetPwm, &light);
   if (result < 0) {

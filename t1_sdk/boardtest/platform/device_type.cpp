@@ -1,12 +1,12 @@
 // Who the board is.
 #include "t1_sdk/boardtest/platform/device_type.h"
 
-#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
 
+#include "t1_sdk/boardtest/platform/node.h"
 #include "t1_sdk/util/contains.h"
 #include "t1_sdk/util/descriptor.h"
 
@@ -69,11 +69,8 @@ int boardtest::request_boot_parms(int fd, boot_parms& parms) {
 }
 
 bool boardtest::read_boot_parms(boot_parms& parms) {
-  const Descriptor node(open("/dev/qznio", O_RDWR));
-  if (node.get() < 0) {
-    std::puts("open /dev/qznio error.");
-    return false;
-  }
+  const Descriptor node(open_io("open /dev/qznio error."));
+  if (node.get() < 0) return false;
   const int result = request_boot_parms(node.get(), parms);
   if (result != 0) {
     std::printf("ioctl error,ret = %d\n", result);

@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "t1_sdk/boardtest/platform/gpio.h"
+#include "t1_sdk/boardtest/platform/node.h"
 #include "t1_sdk/boardtest/protocol/report.h"
 #include "t1_sdk/util/descriptor.h"
 
@@ -95,7 +96,7 @@ bool seek_limit(FocusMotor& motor) {
 }
 
 void move_there_and_back(TestReport& report) {
-  const Descriptor io(open("/dev/qznio", O_RDWR));
+  const Descriptor io(open_io());
   const Descriptor driver(open("/dev/motor", O_RDWR));
   if (io.get() < 0 || driver.get() < 0) {
     std::puts("  ABF break");

@@ -68,8 +68,9 @@ void echo(int port, TestReport& report) {
 }
 
 void run(TestReport& report) {
-  gpiofd = open_io_and_stop_detector(report);
+  gpiofd = open_io_for(report);
   if (gpiofd < 0) return;
+  stop_detector();
   Descriptor port(open_first_port(report, 38400));
   if (port.get() >= 0) {
     std::puts("车检器检测线程已经停止，请在60秒内输入485测试数据");

@@ -17,7 +17,7 @@ constexpr int kMostPorts = 5;
 constexpr const char* kPorts[kMostPorts] = {"/dev/uart1", "/dev/uart2", "/dev/uart3", "/dev/uart4",
                                             "/dev/uart5"};
 
-/// One pair, from a port to the next one of the ring, and how its failure is told.
+/// One pair, from a port to the next one of the ring, and what its failure says.
 struct Pair {
   const char* printed;
   const char* replied[2];  ///< by group
@@ -36,41 +36,41 @@ struct LoopbackVariant {
 };
 
 /// A failure that both groups tell alike, each with its own code.
-constexpr Pair told(const char* printed, const char* replied, int first, int second) {
+constexpr Pair both_groups(const char* printed, const char* replied, int first, int second) {
   return {printed, {replied, replied}, {first, second}};
 }
 
 /// A failure that is printed as it is replied.
-constexpr Pair told(const char* text, int first, int second) {
-  return told(text, text, first, second);
+constexpr Pair both_groups(const char* text, int first, int second) {
+  return both_groups(text, text, first, second);
 }
 
-// Texts that name another port than the one that failed are what stations have always been told.
+// Texts that name another port than the one that failed are what stations have always read.
 // clang-format off
 constexpr LoopbackVariant kFivePorts{
     "rs485_test_Ex", 5,
-    {told("<t1>ERROR RS485_1/RS485_2测试不通过。", "<t1>ERROR RS485_1/RS485_2测试不通过.", 3, 8),
-     told("<t1>ERROR RS485_2/RS485_3测试不通过。", "<t1>ERROR RS485_2/RS485_3测试不通过.", 4, 9),
-     told("<t1>ERROR RS485_3/RS485_4测试不通过。", "<t1>ERROR RS485_3/RS485_4测试不通过.", 5, 10),
-     told("<t1>ERROR RS485_4/RS485_5测试不通过。", "<t1>ERROR RS485_4/RS485_5测试不通过.", 6, 11),
-     told("<t1>ERROR RS485_1/RS485_5测试不通过。", "<t1>ERROR RS485_1/RS485_5测试不通过.", 7, 12)},
+    {both_groups("<t1>ERROR RS485_1/RS485_2测试不通过。", "<t1>ERROR RS485_1/RS485_2测试不通过.", 3, 8),
+     both_groups("<t1>ERROR RS485_2/RS485_3测试不通过。", "<t1>ERROR RS485_2/RS485_3测试不通过.", 4, 9),
+     both_groups("<t1>ERROR RS485_3/RS485_4测试不通过。", "<t1>ERROR RS485_3/RS485_4测试不通过.", 5, 10),
+     both_groups("<t1>ERROR RS485_4/RS485_5测试不通过。", "<t1>ERROR RS485_4/RS485_5测试不通过.", 6, 11),
+     both_groups("<t1>ERROR RS485_1/RS485_5测试不通过。", "<t1>ERROR RS485_1/RS485_5测试不通过.", 7, 12)},
     rs485_process, "打开五个485口成功。",
     "<t1>RS485测试完成，RS485_1、RS485_2、RS485_3、RS485_4、RS485_5、测试均通过.\n",
     {"<t1>打开RS485口错误."}, "<t1>打开RS485口错误."};
 
 constexpr LoopbackVariant kThreePorts{
     "rs485_test_u", 3,
-    {told("<t1>ERROR RS485_1/RS485_2测试不通过。", 3, 6),
-     told("<t1>ERROR RS485_2/RS485_3测试不通过。", 4, 7),
-     told("<t1>ERROR RS485_3/RS485_5测试不通过。", 5, 8)},
+    {both_groups("<t1>ERROR RS485_1/RS485_2测试不通过。", 3, 6),
+     both_groups("<t1>ERROR RS485_2/RS485_3测试不通过。", 4, 7),
+     both_groups("<t1>ERROR RS485_3/RS485_5测试不通过。", 5, 8)},
     rs485_process, "打开3个485口成功。",
     "<t1>RS485测试完成，RS485_1、RS485_2、RS485_3测试均通过.\n",
     {"<t1>打开RS485口错误.", "<t1>打开RS485口错误"}, "<t1>打开RS485口错误"};
 
 constexpr LoopbackVariant kTwoPorts{
     "rs485_test_rkd537", 2,
-    {told("<t1>ERROR RS485_1/RS485_2测试不通过。", 3, 6),
-     told("<t1>ERROR RS485_2/RS485_1测试不通过。", 4, 7)},
+    {both_groups("<t1>ERROR RS485_1/RS485_2测试不通过。", 3, 6),
+     both_groups("<t1>ERROR RS485_2/RS485_1测试不通过。", 4, 7)},
     rs485_process, "打开2个485口成功。",
     "<t1>RS485测试完成，RS485_1、RS485_2测试均通过.\n",
     {"<t1>打开RS485口错误.", "<t1>打开RS485口错误"}, "<t1>打开RS485口错误"};
@@ -122,8 +122,9 @@ void close_io() {
 }
 
 void run_on_ports(const LoopbackVariant& variant, TestReport& report) {
-  gpiofd = open_io_and_stop_detector(report);
+  gpiofd = open_io_for(report);
   if (gpiofd < 0) return;
+  stop_detector();
   int fds[kMostPorts] = {};
   bool all_open = true;
   for (int i = 0; i < variant.ports; ++i) {

@@ -8,6 +8,7 @@
 
 #include "t1_sdk/boardtest/platform/app_channel.h"
 #include "t1_sdk/boardtest/platform/gpio.h"
+#include "t1_sdk/boardtest/platform/node.h"
 #include "t1_sdk/boardtest/platform/uart.h"
 
 using namespace boardtest;
@@ -23,17 +24,16 @@ void configure(int fd, int baudrate) {
 
 }  // namespace
 
-int boardtest::open_io_and_stop_detector(TestReport& report) {
-  const int io = open("/dev/qznio", O_RDWR);
-  if (io < 0) {
-    std::perror("Open /dev/qznio");
-    report.fail_aloud(1, "打开/dev/qznio失败");
-    return -1;
-  }
+int boardtest::open_io_for(TestReport& report) {
+  const int io = open_io_aloud();
+  if (io < 0) report.fail(1, kNoIo);
+  return io;
+}
+
+void boardtest::stop_detector() {
   enableAPPCMD(kAppStopDetector, 0);
   std::puts("等待车检器检测线程停止...");
   sleep(5);
-  return io;
 }
 
 int boardtest::open_first_port(TestReport& report, int baudrate) {

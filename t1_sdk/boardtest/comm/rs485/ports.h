@@ -11,9 +11,10 @@ int rs485Open(const char* rs485);
 
 namespace boardtest {
 
-/// The steps before the ports are opened: /dev/qznio, the application's detector thread stopped. The node's
-/// descriptor, or -1 with the failure in the report.
-int open_io_and_stop_detector(TestReport& report);
+/// Opens /dev/qznio. Its descriptor, or -1 with the failure printed and in the report.
+int open_io_for(TestReport& report);
+/// Ends the application's detector thread, which uses the ports, and gives it 5 seconds for that.
+void stop_detector();
 /// Opens /dev/uart1 and configures it. Its descriptor, or -1 with the failure printed and in the report.
 int open_first_port(TestReport& report, int baudrate);
 

@@ -10,6 +10,7 @@
 #include "t1_sdk/boardtest/comm/rs485/rs485.h"
 #include "t1_sdk/boardtest/comm/rs485/variants.h"
 #include "t1_sdk/boardtest/platform/gpio.h"
+#include "t1_sdk/boardtest/platform/node.h"
 #include "t1_sdk/boardtest/platform/pins.h"
 #include "t1_sdk/boardtest/platform/uart.h"
 #include "t1_sdk/util/descriptor.h"
@@ -75,8 +76,9 @@ void send_commands(int io, int port, TestReport& report) {
 
 /// Opens both nodes, with a failure in the report, and lets `send` do its part.
 void run_on_first_port(TestReport& report, int baudrate, void (*send)(int io, int port, TestReport& report)) {
-  const Descriptor io(open_io_and_stop_detector(report));
+  const Descriptor io(open_io_for(report));
   if (io.get() < 0) return;
+  stop_detector();
   const Descriptor port(open_first_port(report, baudrate));
   if (port.get() < 0) return;
   std::puts("车检器检测线程已经停止");
@@ -99,9 +101,9 @@ void run_ptz(TestReport& report) {
     std::fputs("<T1> ERR:rs485_test:tty_speed_set error\n", stdout);
   if (tty_parity_set(tty.get(), 8, 1, 'n') != 0)
     std::fputs("<T1> ERR:rs485_test:tty_parity_set error\n", stdout);
-  const Descriptor io(open("/dev/qznio", O_RDWR));
+  const Descriptor io(open_io());
   if (io.get() < 0) {
-    std::printf("<T1> ERR:open %s failure!, info :%s\n", "/dev/qznio", std::strerror(io.get()));
+    std::printf("<T1> ERR:open %s failure!, info :%s\n", kIoNode, std::strerror(io.get()));
     tty.leave_open("nobody closes it when /dev/qznio is missing");
     return report.fail(2, "open /dev/qznio failure");
   }

@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "t1_sdk/boardtest/platform/gpio.h"
+#include "t1_sdk/boardtest/platform/node.h"
 #include "t1_sdk/boardtest/platform/registers.h"
 
 using namespace boardtest;
@@ -17,6 +18,7 @@ constexpr unsigned kTestControl = 0x888B;  // on /dev/qznitc: an int, 1 while th
 constexpr int kPortsFailed = 10;
 
 struct Nodes {
+  int io = -1;
   int control = -1;
   int device = -1;
   int never_opened = -1;  ///< what some variants close in the place of `device`
@@ -24,10 +26,9 @@ struct Nodes {
 
 /// Opens the nodes of a run. Those that were opened before a failing one stay open, gpiofd among them.
 bool open_nodes(const AlarmVariant& variant, Nodes& nodes, TestReport& report) {
-  gpiofd = open("/dev/qznio", O_RDWR);
-  if (gpiofd < 0) {
-    std::perror("Open /dev/qznio");
-    report.fail_aloud(variant.qznio_code, "打开/dev/qznio失败");
+  gpiofd = nodes.io = open_io_aloud();
+  if (nodes.io < 0) {
+    report.fail(variant.io_code, kNoIo);
     return false;
   }
   nodes.control = open("/dev/qznitc", O_RDWR);
@@ -39,18 +40,20 @@ bool open_nodes(const AlarmVariant& variant, Nodes& nodes, TestReport& report) {
   nodes.device = open(variant.device, O_RDWR);
   if (nodes.device < 0) {
     std::printf("Open %s error.", variant.device);
-    if (variant.device_console != nullptr) std::puts(variant.device_console);
-    report.fail(variant.device_code, variant.device_reply);
+    char line[64];
+    std::snprintf(line, sizeof line, "打开%s失败", variant.device);
+    if (variant.device_line) std::puts(line);
+    report.fail(variant.device_code, variant.device_reply != nullptr ? variant.device_reply : line);
     return false;
   }
   return true;
 }
 
 void close_nodes(const AlarmVariant& variant, const Nodes& nodes) {
-  close(gpiofd);
+  close(nodes.io);
   gpiofd = -1;
   close(nodes.control);
-  close(variant.closes_wrong_node ? nodes.never_opened : nodes.device);
+  close(variant.leaves_device_open ? nodes.never_opened : nodes.device);
 }
 
 void switch_test_control(int node, int on) {
@@ -76,7 +79,7 @@ int run_cycles(const AlarmVariant& variant, AlarmRun& run) {
 }
 
 void run_with_nodes(const AlarmVariant& variant, int mode, const Nodes& nodes, TestReport& report) {
-  AlarmRun run{.mode = mode, .device = nodes.device};
+  AlarmRun run{.mode = mode, .io = nodes.io, .device = nodes.device};
   if (variant.prepare != nullptr) variant.prepare(run);
   switch_test_control(nodes.control, 1);
   const int counted = run_cycles(variant, run);
@@ -95,10 +98,10 @@ void boardtest::run_alarm_variant(const AlarmVariant& variant, int mode, int cod
   std::puts(variant.banner);
   XmlDocument reply;
   TestReport report(code, "测试应用程序", kTestSucceeded, reply);
-  if (variant.last_mode >= 0 && (mode < 0 || mode > variant.last_mode)) {
+  if (variant.last_mode != AlarmVariant::kAnyMode && (mode < 0 || mode > variant.last_mode)) {
     std::puts("扩展板模式出错");
-    if (variant.mode_error_extra != nullptr) std::puts(variant.mode_error_extra);
-    if (!variant.mode_error_replies) return;
+    if (variant.wrong_mode_line != nullptr) std::puts(variant.wrong_mode_line);
+    if (variant.wrong_mode == WrongMode::no_reply) return;
     report.fail(1, "扩展板模式出错");
   } else {
     Nodes nodes;

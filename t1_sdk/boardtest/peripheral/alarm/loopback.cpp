@@ -140,33 +140,26 @@ void finish_64xx(const AlarmRun& run) {
 }
 
 // clang-format off
-constexpr AlarmVariant k64xx{
-    .banner = "alarm_test_65xx", .last_mode = 2, .mode_error_replies = true, .mode_error_extra = nullptr,
-    .qznio_code = 2, .control_code = 3, .device = kFpgaNode, .device_code = 4,
-    .device_console = "打开/dev/fpga失败", .device_reply = "打开/dev/fpga失败", .closes_wrong_node = false,
-    .cycles = 2, .pause = 500000, .counting = Counting::failed_cycles, .failure = nullptr,
+constexpr AlarmVariant k64xx{.banner = "alarm_test_65xx",
+    .last_mode = 2,
     .prepare = prepare_64xx, .cycle = cycle_64xx, .finish = finish_64xx};
 
-constexpr AlarmVariant k64xxK{
-    .banner = "alarm_test_65xx", .last_mode = 3, .mode_error_replies = true, .mode_error_extra = nullptr,
-    .qznio_code = 2, .control_code = 3, .device = kFpgaNode, .device_code = 4,
-    .device_console = nullptr, .device_reply = "打开/dev/fpga失败", .closes_wrong_node = false,
-    .cycles = 2, .pause = 700000, .counting = Counting::failed_cycles, .failure = nullptr,
-    .prepare = prepare, .cycle = cycle_k, .finish = nullptr};
+constexpr AlarmVariant k64xxK{.banner = "alarm_test_65xx",
+    .last_mode = 3,
+    .device_line = false,
+    .pause = 700000,
+    .prepare = prepare, .cycle = cycle_k};
 
-constexpr AlarmVariant k64xx19{
-    .banner = "alarm_test_64xx_19", .last_mode = 3, .mode_error_replies = true, .mode_error_extra = nullptr,
-    .qznio_code = 2, .control_code = 3, .device = kFpgaNode, .device_code = 4,
-    .device_console = nullptr, .device_reply = "打开/dev/fpga失败", .closes_wrong_node = false,
-    .cycles = 2, .pause = 500000, .counting = Counting::failed_cycles_kept, .failure = nullptr,
-    .prepare = prepare, .cycle = cycle_19, .finish = nullptr};
+constexpr AlarmVariant k64xx19{.banner = "alarm_test_64xx_19",
+    .last_mode = 3,
+    .device_line = false,
+    .counting = Counting::failed_cycles_kept,
+    .prepare = prepare, .cycle = cycle_19};
 
-constexpr AlarmVariant k68xx{
-    .banner = "alarm_test_68xx", .last_mode = 2, .mode_error_replies = true, .mode_error_extra = nullptr,
-    .qznio_code = 2, .control_code = 3, .device = kAlarmNode, .device_code = 4,
-    .device_console = "打开/dev/alarm失败", .device_reply = "打开设备/dev/alarm失败", .closes_wrong_node = false,
-    .cycles = 2, .pause = 500000, .counting = Counting::failed_cycles, .failure = nullptr,
-    .prepare = nullptr, .cycle = cycle_68xx, .finish = nullptr};
+constexpr AlarmVariant k68xx{.banner = "alarm_test_68xx",
+    .last_mode = 2,
+    .device = kAlarmNode, .device_reply = "打开设备/dev/alarm失败",
+    .cycle = cycle_68xx};
 // clang-format on
 
 }  // namespace

@@ -94,10 +94,10 @@ constexpr Wiring kKWiring{200000, 300000, getTriggerIn_Ex};
 constexpr Wiring kHisiWiring{500000, 500000, getTriggerIn};
 constexpr useconds_t kSyncWait = 400000;
 
-bool input_is_set(const Wiring& wiring, useconds_t wait, unsigned mask) {
+bool input_is_set(int io, const Wiring& wiring, useconds_t wait, unsigned mask) {
   usleep(wait);
   std::uint32_t word = 0;
-  wiring.read_inputs(gpiofd, &word);
+  wiring.read_inputs(io, &word);
   if (wiring.show_word) std::printf("0x%x\n", word);
   return (word & mask) != 0;
 }
@@ -110,11 +110,11 @@ int failed(const char* console, const char* reply, char* text) {
 
 /// The check of every port: `apply` puts pattern 1 or 2 on the outputs.
 template <class Apply>
-int check_port(const Wiring& wiring, const PortTexts& port, unsigned mask, char* text, Apply apply) {
+int check_port(int io, const Wiring& wiring, const PortTexts& port, unsigned mask, char* text, Apply apply) {
   apply(1);
-  const bool first = input_is_set(wiring, wiring.wait1, mask);
+  const bool first = input_is_set(io, wiring, wiring.wait1, mask);
   apply(2);
-  const bool second = input_is_set(wiring, wiring.wait2, mask);
+  const bool second = input_is_set(io, wiring, wiring.wait2, mask);
   int errors = 0;
   if (first != second) {
     std::puts(port.passed);
@@ -129,16 +129,16 @@ int check_port(const Wiring& wiring, const PortTexts& port, unsigned mask, char*
 
 /// SYNC of the eight-port boards: pattern 2 must set it, then pattern 1 must clear it.
 template <class Apply>
-int check_sync(const PortTexts& port, unsigned mask, char* text, Apply apply) {
+int check_sync(int io, const PortTexts& port, unsigned mask, char* text, Apply apply) {
   int errors = 0;
   apply(2);
-  if (!input_is_set(kKWiring, kSyncWait, mask)) {
+  if (!input_is_set(io, kKWiring, kSyncWait, mask)) {
     std::fputs(port.stuck_clear, stdout);  // has never ended its line
     copy_gbk(text, kDescriptionSize, port.stuck_clear_reply);
     errors = 1;
   } else {
     apply(1);
-    if (input_is_set(kKWiring, kSyncWait, mask)) {
+    if (input_is_set(io, kKWiring, kSyncWait, mask)) {
       errors = failed(port.stuck_set, port.stuck_set_reply, text);
     } else {
       std::puts(port.passed);
@@ -151,13 +151,13 @@ int check_sync(const PortTexts& port, unsigned mask, char* text, Apply apply) {
 }  // namespace
 
 int alarm_test_everyport(int fpga, unsigned value1, unsigned value2, char* text, unsigned mask) {
-  return check_port(kFiveWiring, texts_of(kFivePorts, mask), mask, text,
+  return check_port(gpiofd, kFiveWiring, texts_of(kFivePorts, mask), mask, text,
                     [&](int pattern) { set_fpga(fpga, 0x2002, pattern == 1 ? value1 : value2); });
 }
 
 int alarm_test_everyport_19(int fpga, unsigned value1, unsigned ex_value1, unsigned value2,
                             unsigned ex_value2, char* text, unsigned mask) {
-  return check_port(k19Wiring, texts_of(kFivePorts, mask), mask, text, [&](int pattern) {
+  return check_port(gpiofd, k19Wiring, texts_of(kFivePorts, mask), mask, text, [&](int pattern) {
     set_fpga(fpga, 0x2018, pattern == 1 ? ex_value1 : ex_value2);
     set_fpga(fpga, 0x2002, pattern == 1 ? value1 : value2);
   });
@@ -172,12 +172,12 @@ int alarm_test_everyport_k(int fpga, unsigned value1, unsigned ex_value1, unsign
     set_fpga(fpga, 82, pattern == 1 ? 1 : 0);
   };
   const PortTexts& port = texts_of(kEightPorts, mask);
-  if (port.mask == 0) return check_sync(port, mask, text, apply);
-  return check_port(kKWiring, port, mask, text, apply);
+  if (port.mask == 0) return check_sync(gpiofd, port, mask, text, apply);
+  return check_port(gpiofd, kKWiring, port, mask, text, apply);
 }
 
 int alarm_test_everyport_hisi(int alarm, char* text, unsigned mask) {
-  return check_port(kHisiWiring, texts_of(kFivePorts, mask), mask, text, [&](int pattern) {
+  return check_port(gpiofd, kHisiWiring, texts_of(kFivePorts, mask), mask, text, [&](int pattern) {
     alarm_ctrl all{kAllAlarms, pattern == 1 ? ~(mask ^ 0xF0000000U) : mask, HAL_ALARM_OUT};
     ioctl(alarm, kAlarmSet, &all);
   });

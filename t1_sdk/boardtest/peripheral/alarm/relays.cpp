@@ -1,5 +1,4 @@
 // Relay variants: outputs and inputs that are plain GPIO lines.
-#include <fcntl.h>
 #include <unistd.h>
 #include <cstdio>
 #include <initializer_list>
@@ -8,6 +7,7 @@
 #include "t1_sdk/boardtest/peripheral/alarm/frame.h"
 #include "t1_sdk/boardtest/peripheral/alarm/variants.h"
 #include "t1_sdk/boardtest/platform/gpio.h"
+#include "t1_sdk/boardtest/platform/node.h"
 #include "t1_sdk/boardtest/protocol/report.h"
 #include "t1_sdk/util/descriptor.h"
 #include "t1_sdk/util/text.h"
@@ -155,30 +155,41 @@ int run_steps(int fd, const RelayLines& lines, const RelayStep (&steps)[N]) {
 }
 
 int cycle_rkd(AlarmRun& run) {
-  const int errors = t1_sdk_alarm_test_rkd_new(gpiofd, run.port_text, 18, 76, 78);
-  return errors + t1_sdk_alarm_test_rkd_new(gpiofd, run.port_text, 19, 77, 79);
+  const int errors = t1_sdk_alarm_test_rkd_new(run.io, run.port_text, 18, 76, 78);
+  return errors + t1_sdk_alarm_test_rkd_new(run.io, run.port_text, 19, 77, 79);
 }
 
 int cycle_rkd_1in3out(AlarmRun& run) {
-  return t1_sdk_alarm_test_rkd_1in3out(gpiofd, run.port_text, 18, 76, 78, 79);
+  return t1_sdk_alarm_test_rkd_1in3out(run.io, run.port_text, 18, 76, 78, 79);
 }
 
 // The checks never write the port text, so a failed test replies with an empty Description.
 // clang-format off
-constexpr AlarmVariant kRkd{
-    .banner = "alarm_test_rkd", .last_mode = 2, .mode_error_replies = false, .mode_error_extra = nullptr,
-    .qznio_code = 2, .control_code = 3, .device = kAlarmNode, .device_code = 3,
-    .device_console = "打开/dev/alarm失败", .device_reply = "打开/dev/alarm失败", .closes_wrong_node = false,
-    .cycles = 2, .pause = 500000, .counting = Counting::failed_cycles_kept, .failure = nullptr,
-    .prepare = nullptr, .cycle = cycle_rkd, .finish = nullptr};
+constexpr AlarmVariant kRkd{.banner = "alarm_test_rkd",
+    .last_mode = 2, .wrong_mode = WrongMode::no_reply,
+    .device = kAlarmNode, .device_code = 3,
+    .counting = Counting::failed_cycles_kept,
+    .cycle = cycle_rkd};
 
-constexpr AlarmVariant kRkd1in3out{
-    .banner = "alarm_test_rkd", .last_mode = 2, .mode_error_replies = false, .mode_error_extra = nullptr,
-    .qznio_code = 2, .control_code = 3, .device = kAlarmNode, .device_code = 3,
-    .device_console = "打开/dev/alarm失败", .device_reply = "打开/dev/alarm失败", .closes_wrong_node = false,
-    .cycles = 2, .pause = 500000, .counting = Counting::failed_cycles_kept, .failure = nullptr,
-    .prepare = nullptr, .cycle = cycle_rkd_1in3out, .finish = nullptr};
+constexpr AlarmVariant kRkd1in3out{.banner = "alarm_test_rkd",
+    .last_mode = 2, .wrong_mode = WrongMode::no_reply,
+    .device = kAlarmNode, .device_code = 3,
+    .counting = Counting::failed_cycles_kept,
+    .cycle = cycle_rkd_1in3out};
 // clang-format on
+
+void check_one_port(TestReport& report) {
+  Descriptor io(open_io_aloud());
+  if (io.get() < 0) return report.fail(1, kNoIo);
+  int code = 0;
+  char text[kDescriptionSize] = {};
+  if (t1_sdk_alarm_test_63xx(io.get(), 20, 21, 1, &code, text) == -1) {
+    std::puts("报警输入和输出1测试失败!");
+    report.fail(2);
+  }
+  if (code != 0) report.fail(code, text);
+  io.leave_open("this board's test has never closed it");
+}
 
 }  // namespace
 
@@ -235,19 +246,6 @@ void alarm_test_1i1o(int code) {
   std::puts("alarm_test_65xx");
   XmlDocument reply;
   TestReport report(code, "测试应用程序", kTestSucceeded, reply);
-  Descriptor node(open("/dev/qznio", O_RDWR));
-  if (node.get() < 0) {
-    std::perror("Open /dev/qznio");
-    report.fail_aloud(1, "打开/dev/qznio失败");
-  } else {
-    int check_code = 0;
-    char text[kDescriptionSize] = {};
-    if (t1_sdk_alarm_test_63xx(node.get(), 20, 21, 1, &check_code, text) == -1) {
-      std::puts("报警输入和输出1测试失败!");
-      report.fail(2);
-    }
-    if (check_code != 0) report.fail(check_code, text);
-    node.leave_open("this board's test has never closed it");
-  }
+  check_one_port(report);
   report.send();
 }

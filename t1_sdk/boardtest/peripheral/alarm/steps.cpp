@@ -7,7 +7,6 @@
 #include "t1_sdk/boardtest/peripheral/alarm/frame.h"
 #include "t1_sdk/boardtest/peripheral/alarm/lines.h"
 #include "t1_sdk/boardtest/peripheral/alarm/variants.h"
-#include "t1_sdk/boardtest/platform/gpio.h"
 #include "t1_sdk/boardtest/platform/registers.h"
 
 using namespace boardtest;
@@ -46,10 +45,10 @@ constexpr DriverStep kWpfJSteps[] = {{0, 0xF}, {15, 0x2}, {0, 0xF}};
 // clang-format on
 
 /// Reads the inputs of step `step` and says whether they are as they should be. Returns its errors.
-int compare(std::size_t step, std::uint32_t reference) {
+int compare(int io, std::size_t step, std::uint32_t reference) {
   usleep(kSettle);
   std::uint32_t word = 0;
-  getTriggerIn_Ex(gpiofd, &word);
+  getTriggerIn_Ex(io, &word);
   word &= 0xF;
   const bool passed = word == reference;
   std::printf("%s, %s,trigger_in=0x%04x,ref=0x%04x\n", kStepNames[step], passed ? "成功" : "失败", word,
@@ -63,7 +62,7 @@ void set_relays(int fpga, const unsigned (&values)[N]) {
   for (std::size_t i = 0; i < N; ++i) set_fpga(fpga, 81 + static_cast<unsigned>(i), values[i]);
 }
 
-void print_type(const AlarmRun& run) {
+void print_type(AlarmRun& run) {
   std::printf("type: %d\n", run.mode);
 }
 
@@ -83,7 +82,7 @@ int cycle_fpga(AlarmRun& run) {
     } else {
       set_relays(run.device, row.relays);
     }
-    errors += compare(step, row.reference);
+    errors += compare(run.io, step, row.reference);
   }
   return errors;
 }
@@ -94,61 +93,53 @@ void finish_fpga(const AlarmRun& run) {
   set_relays(run.device, kAllOff);
 }
 
-void prepare_driver(AlarmRun& run) {
-  print_type(run);
-}
-
 void show_all(const char* mark) {
   std::printf("%salarm_all_value:%0x\n", mark, static_cast<unsigned>(alarm_get_all_value()));
 }
 
-int driver_step(std::size_t step, const DriverStep& row) {
+int driver_step(int io, std::size_t step, const DriverStep& row) {
   show_all("");
   alarm_all_set(row.state);
   show_all(kReadBackMarks[step]);
-  return compare(step, row.reference);
+  return compare(io, step, row.reference);
 }
 
 template <std::size_t N>
-int driver_steps(const DriverStep (&rows)[N]) {
+int driver_steps(int io, const DriverStep (&rows)[N]) {
   int errors = 0;
-  for (std::size_t step = 0; step < N; ++step) errors += driver_step(step, rows[step]);
+  for (std::size_t step = 0; step < N; ++step) errors += driver_step(io, step, rows[step]);
   return errors;
 }
 
-int cycle_wpf(AlarmRun& /*run*/) {
-  return driver_steps(kWpfSteps);
+int cycle_wpf(AlarmRun& run) {
+  return driver_steps(run.io, kWpfSteps);
 }
 
-int cycle_wpf_j(AlarmRun& /*run*/) {
-  const int errors = driver_steps(kWpfJSteps);
+int cycle_wpf_j(AlarmRun& run) {
+  const int errors = driver_steps(run.io, kWpfJSteps);
   show_all("");  // all that is left of a fourth step
   return errors;
 }
 
 // clang-format off
-constexpr AlarmVariant kFpgaVariant{
-    .banner = "alarm_test_65xx", .last_mode = -1, .mode_error_replies = true, .mode_error_extra = nullptr,
-    .qznio_code = 1, .control_code = 2, .device = kFpgaNode, .device_code = 3,
-    .device_console = nullptr, .device_reply = "打开/dev/fpga失败", .closes_wrong_node = false,
-    .cycles = 5, .pause = 0, .counting = Counting::step_errors, .failure = "测试失败",
+constexpr AlarmVariant kFpgaVariant{.banner = "alarm_test_65xx",
+    .io_code = 1, .control_code = 2, .device_code = 3, .device_line = false,
+    .cycles = 5, .pause = 0,
+    .counting = Counting::step_errors, .failure = "测试失败",
     .prepare = prepare_fpga, .cycle = cycle_fpga, .finish = finish_fpga};
 
-// The driver variants open /dev/alarm only to see that it is there; they close a descriptor that was never opened
-// in its place.
-constexpr AlarmVariant kWpf{
-    .banner = "alarm_test_wpf_u", .last_mode = -1, .mode_error_replies = true, .mode_error_extra = nullptr,
-    .qznio_code = 1, .control_code = 2, .device = kAlarmNode, .device_code = 3,
-    .device_console = "打开/dev/alarm失败", .device_reply = "打开/dev/alarm失败", .closes_wrong_node = true,
-    .cycles = 5, .pause = 0, .counting = Counting::step_errors, .failure = "测试失败",
-    .prepare = prepare_driver, .cycle = cycle_wpf, .finish = nullptr};
+// The driver variants open /dev/alarm only to see that it is there.
+constexpr AlarmVariant kWpf{.banner = "alarm_test_wpf_u",
+    .io_code = 1, .control_code = 2, .device = kAlarmNode, .device_code = 3, .leaves_device_open = true,
+    .cycles = 5, .pause = 0,
+    .counting = Counting::step_errors, .failure = "测试失败",
+    .prepare = print_type, .cycle = cycle_wpf};
 
-constexpr AlarmVariant kWpfJ{
-    .banner = "alarm_test_wpf_u_j", .last_mode = -1, .mode_error_replies = true, .mode_error_extra = nullptr,
-    .qznio_code = 1, .control_code = 2, .device = kAlarmNode, .device_code = 3,
-    .device_console = "打开/dev/alarm失败", .device_reply = "打开/dev/alarm失败", .closes_wrong_node = true,
-    .cycles = 5, .pause = 0, .counting = Counting::step_errors, .failure = "测试失败",
-    .prepare = prepare_driver, .cycle = cycle_wpf_j, .finish = nullptr};
+constexpr AlarmVariant kWpfJ{.banner = "alarm_test_wpf_u_j",
+    .io_code = 1, .control_code = 2, .device = kAlarmNode, .device_code = 3, .leaves_device_open = true,
+    .cycles = 5, .pause = 0,
+    .counting = Counting::step_errors, .failure = "测试失败",
+    .prepare = print_type, .cycle = cycle_wpf_j};
 // clang-format on
 
 }  // namespace

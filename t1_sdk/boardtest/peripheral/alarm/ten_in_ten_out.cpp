@@ -6,7 +6,6 @@
 #include "t1_sdk/boardtest/peripheral/alarm/frame.h"
 #include "t1_sdk/boardtest/peripheral/alarm/lines.h"
 #include "t1_sdk/boardtest/peripheral/alarm/variants.h"
-#include "t1_sdk/boardtest/platform/gpio.h"
 #include "t1_sdk/boardtest/platform/registers.h"
 
 using namespace boardtest;
@@ -42,13 +41,13 @@ void prepare(AlarmRun& run) {
   set_fpga(run.device, 0x60, 0);
 }
 
-int run_step(int fpga, const Step& step, std::uint32_t reference) {
+int run_step(int io, int fpga, const Step& step, std::uint32_t reference) {
   set_fpga(fpga, 0x2018, 0x180038);
   set_fpga(fpga, 0x2002, step.outputs);
   set_relays(fpga, step.relays);
   usleep(kSettle);
   std::uint32_t word = 0;
-  getTriggerIn_Ex(gpiofd, &word);
+  getTriggerIn_Ex(io, &word);
   word &= 0x3FF;
   const bool passed = word == reference;
   std::printf("##%s输入测试,%s,ret=0x%04x,ref=0x%04x\n", step.name, passed ? "成功" : "失败", word,
@@ -58,8 +57,8 @@ int run_step(int fpga, const Step& step, std::uint32_t reference) {
 
 int cycle(AlarmRun& run) {
   const ModeRow& mode = kModes[run.mode];
-  const int errors = run_step(run.device, kOff, mode.no_alarm);
-  return errors + run_step(run.device, kOn, mode.alarm);
+  const int errors = run_step(run.io, run.device, kOff, mode.no_alarm);
+  return errors + run_step(run.io, run.device, kOn, mode.alarm);
 }
 
 void finish(const AlarmRun& run) {
@@ -68,11 +67,10 @@ void finish(const AlarmRun& run) {
 }
 
 // clang-format off
-constexpr AlarmVariant k65xx{
-    .banner = "alarm_test_65xx", .last_mode = 2, .mode_error_replies = true, .mode_error_extra = "打开/dev/qznio失败",
-    .qznio_code = 2, .control_code = 3, .device = kFpgaNode, .device_code = 4,
-    .device_console = "打开/dev/fpga失败", .device_reply = "打开/dev/fpga失败", .closes_wrong_node = false,
-    .cycles = 5, .pause = 0, .counting = Counting::step_errors, .failure = "测试失败",
+constexpr AlarmVariant k65xx{.banner = "alarm_test_65xx",
+    .last_mode = 2, .wrong_mode_line = "打开/dev/qznio失败",
+    .cycles = 5, .pause = 0,
+    .counting = Counting::step_errors, .failure = "测试失败",
     .prepare = prepare, .cycle = cycle, .finish = finish};
 // clang-format on
 
