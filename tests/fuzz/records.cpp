@@ -9,6 +9,7 @@
 #include "t1_sdk/boardtest/sensor/correction.h"
 #include "t1_sdk/boardtest/sensor/timing_generator/record.h"
 #include "t1_sdk/boardtest/sensor/timing_generator/timing_generator.h"
+#include "t1_sdk/boardtest/sensor/vsub/models.h"
 #include "t1_sdk/boardtest/sensor/vsub/records.h"
 #include "t1_sdk/boardtest/sensor/vsub/vsub.h"
 #include "tests/fuzz/fuzz.h"

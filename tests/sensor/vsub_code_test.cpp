@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-#include "t1_sdk/boardtest/sensor/vsub/set.h"
+#include "t1_sdk/boardtest/sensor/vsub/models.h"
 #include "tests/harness/console.h"
 #include "tests/harness/on_board.h"
 

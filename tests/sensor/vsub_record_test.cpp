@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "t1_sdk/boardtest/sensor/vsub/models.h"
 #include "t1_sdk/boardtest/sensor/vsub/records.h"
 #include "tests/sensor/vsub_board.h"
 

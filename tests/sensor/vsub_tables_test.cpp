@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "t1_sdk/boardtest/sensor/vsub/models.h"
 #include "t1_sdk/boardtest/sensor/vsub/records.h"
 #include "tests/harness/console.h"
 #include "tests/harness/on_board.h"

@@ -22,7 +22,7 @@ constexpr unsigned kLoadStrobe = 0x2102;
 
 void setVsubToFpga(int vsub) {
   if (is_65xx_devType() == 1) {
-    const Descriptor node(open_node("/dev/qznio"));
+    const Descriptor node(open_node(kIoNode));
     if (node.get() < 0) return;
     const int result = ioctl(node.get(), kSetVsub, &vsub);
     if (result < 0) {

@@ -1,4 +1,4 @@
-// Substrate voltage of the CCD models: the records in the factory store and the table of codes.
+// The records of the substrate voltage in the factory store.
 #pragma once
 
 #include <cstddef>
@@ -12,18 +12,6 @@ inline constexpr unsigned kVsubOffset = 0xFC00;
 inline constexpr unsigned kVsubLumaOffset = 0xFC40;
 
 }  // namespace boardtest
-
-/// A code and the voltage that it stands for, as text.
-struct VSUBNAME {
-  std::uint32_t vsub;
-  char voltage[8];
-};
-
-/// 6484: codes fall by 5 or 6 per 0.2 V.
-extern const VSUBNAME vsub_6484[29];
-/// 6485 and 6455, alike: codes fall by 8 per 0.2 V.
-extern const VSUBNAME vsub_6485[21];
-extern const VSUBNAME vsub_6455[21];
 
 /// The calibrated voltage, little-endian as the board is: block 21, offset 0xFC00.
 struct VSUB_DATA {
@@ -63,7 +51,3 @@ int readVsubData(VSUB_DATA* pData);
 int writeVsubLumaData(VSUB_LUMA_DATA* pData);
 /// As readVsubData(). The eMMC has no place for this record, so that it always returns -1.
 int readVsubLumaData(VSUB_LUMA_DATA* pData);
-
-/// Looks the record's originalVsub up in the table of the model (0x9603, 0x9604, 0x9605, 0x960F, 0x9709) and
-/// puts the voltage into the record; it stays as it is for a code that is not in the table.
-void find_vusb_voltage(VSUB_DATA* pData, int devType);

@@ -8,6 +8,7 @@
 
 #include "t1_sdk/boardtest/platform/factory_store.h"
 #include "t1_sdk/boardtest/protocol/report.h"
+#include "t1_sdk/boardtest/sensor/vsub/models.h"
 #include "t1_sdk/boardtest/sensor/vsub/output.h"
 #include "t1_sdk/boardtest/sensor/vsub/records.h"
 #include "t1_sdk/boardtest/sensor/vsub/vsub.h"
@@ -21,18 +22,6 @@ namespace {
 // The first two words of the record.
 constexpr unsigned kRealVsub = kVsubOffset;
 constexpr unsigned kOriginalVsub = kVsubOffset + 4;
-
-/// A table of codes that starts at `lowest` tenths of a volt, two tenths a row. An entry outside it gives
-/// `fallback`.
-template <std::size_t N>
-int code_of(const VSUBNAME (&table)[N], int lowest, int tenths, int fallback) {
-  const int highest = lowest + 2 * static_cast<int>(N) - 1;
-  if (tenths < lowest || tenths > highest) {
-    std::puts("error num");
-    return fallback;
-  }
-  return static_cast<int>(table[(tenths - lowest) / 2].vsub);
-}
 
 bool store(unsigned offset, int code) {
   return flash_save_dev_info(kVsubBlock, offset, reinterpret_cast<char*>(&code), sizeof code) >= 0;
@@ -94,20 +83,6 @@ void show_vsub(TestReport& report) {
 }
 
 }  // namespace
-
-int t1_sdk_vsub_code_to_regval(int devType, int sub_value) {
-  const int tenths = sub_value / 10;
-  std::printf("temp_sub_value = %d", tenths);
-  switch (devType) {
-    case 1:
-      return code_of(vsub_6455, 60, tenths, 2686);
-    case 0:
-      return code_of(vsub_6484, 81, tenths, 2784);
-    default:
-      std::printf("unsupported devType = %d\n", devType);
-      return -1;
-  }
-}
 
 void t1_sdk_vsub_set(int devType, int iTestCode) {
   std::puts("t1_sdk_vsub_set");

@@ -1,7 +1,6 @@
 // Automatic level: the sweep of substrate voltages.
 #include "t1_sdk/boardtest/sensor/vsub/sweep.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 #include <cstdio>
 #include <utility>
@@ -11,10 +10,10 @@
 #include "t1_sdk/boardtest/platform/node.h"
 #include "t1_sdk/boardtest/platform/registers.h"
 #include "t1_sdk/boardtest/protocol/report.h"
+#include "t1_sdk/boardtest/sensor/vsub/models.h"
 #include "t1_sdk/boardtest/sensor/vsub/output.h"
 #include "t1_sdk/boardtest/sensor/vsub/records.h"
 #include "t1_sdk/boardtest/sensor/vsub/vsub.h"
-#include "t1_sdk/util/contains.h"
 #include "t1_sdk/util/descriptor.h"
 
 using namespace boardtest;
@@ -28,9 +27,6 @@ constexpr unsigned kNoCode = 0xFFFF;
 constexpr useconds_t kSettle = 200000;
 
 constexpr unsigned kLuma = 0xB0;  // FPGA register
-
-/// The models whose substrate voltage can be set.
-constexpr int kVsubModels[] = {0x9702, 0x9604, 0x9703, 0x9605, 0x9603, 0x960F, 0x9709};
 
 struct Nodes {
   Descriptor fpga;
@@ -85,7 +81,7 @@ bool store(VSUB_LUMA_DATA& pairs, const char* write_failed) {
 }
 
 void sweep_for(int model) {
-  if (contains(kVsubModels, model)) {
+  if (ccd_model(model) != nullptr) {
     SetVsubGetLuma();
   } else {
     SetNonVsubGetLuma();
@@ -93,11 +89,8 @@ void sweep_for(int model) {
 }
 
 void level(TestReport& report) {
-  const Descriptor node(open("/dev/qznio", O_RDWR));
-  if (node.get() < 0) {
-    std::puts("open /dev/qznio error.");
-    return report.fail(1, "open /dev/qznio error");
-  }
+  const Descriptor node(open_io("open /dev/qznio error."));
+  if (node.get() < 0) return report.fail(1, "open /dev/qznio error");
   boot_parms board;
   const int result = request_boot_parms(node.get(), board);
   if (result != 0) {

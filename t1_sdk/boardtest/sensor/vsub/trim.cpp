@@ -9,6 +9,7 @@
 #include "t1_sdk/boardtest/platform/node.h"
 #include "t1_sdk/boardtest/platform/registers.h"
 #include "t1_sdk/boardtest/protocol/report.h"
+#include "t1_sdk/boardtest/sensor/vsub/models.h"
 #include "t1_sdk/boardtest/sensor/vsub/output.h"
 #include "t1_sdk/boardtest/sensor/vsub/records.h"
 #include "t1_sdk/boardtest/sensor/vsub/vsub.h"
@@ -27,30 +28,9 @@ constexpr unsigned kTrimSwitch = 0xD1;  // FPGA register
 
 constexpr int kFailure = 2;  // every failure of a trim command
 
-/// A model that may be trimmed: by how many code steps to either side of its base, and the slot of its codes.
-struct TrimModel {
-  int dev;
-  int range;
-  int slot;
-};
-constexpr int kNoSlot = -1;
-constexpr TrimModel kTrimModels[] = {
-    {0x9603, 24, 0},        // 6455
-    {0x9605, 24, 1},        // 6485
-    {0x9604, 20, 2},        // 6484
-    {0x960F, 20, kNoSlot},  // a 6484 that has a limit and has never had a slot: its trims fail
-};
-
-/// Null for a model that is not trimmed.
-const TrimModel* model_of(int dev) {
-  const auto* found = std::find_if(std::begin(kTrimModels), std::end(kTrimModels),
-                                   [dev](const TrimModel& row) { return row.dev == dev; });
-  return found == std::end(kTrimModels) ? nullptr : found;
-}
-
 int* slot_of(int (&codes)[3], int dev) {
-  const TrimModel* const model = model_of(dev);
-  return model == nullptr || model->slot == kNoSlot ? nullptr : &codes[model->slot];
+  const CcdModel* const model = ccd_model(dev);
+  return model == nullptr || model->slot == CcdModel::kNoSlot ? nullptr : &codes[model->slot];
 }
 
 /// What a trim command works on, once it is ready.
@@ -150,8 +130,8 @@ void save_trim(const Trim& trim, TestReport& report) {
 using Command = void (*)(const Trim& trim, TestReport& report);
 
 void run_on_board(int dev, Command command, TestReport& report) {
-  const TrimModel* const model = model_of(dev);
-  if (model == nullptr) {
+  const CcdModel* const model = ccd_model(dev);
+  if (model == nullptr || model->trim_range == 0) {
     std::printf("error type dev: %d\n", dev);
     return report.fail(kFailure, "error type dev");
   }
@@ -161,7 +141,7 @@ void run_on_board(int dev, Command command, TestReport& report) {
   if (base == nullptr) return fail_without_line_end(report, "t1_sdk_get_base_vsub error");
   const Descriptor fpga(open_node("/dev/fpga"));
   if (fpga.get() < 0) return report.fail(kFailure, "Open fpgaFd error");
-  const Trim trim{dev, model->range, current, base, fpga.get()};
+  const Trim trim{dev, model->trim_range, current, base, fpga.get()};
   if (*base == 0 && !load_base(trim, report)) return;
   command(trim, report);
   set_fpga(fpga.get(), kTrimSwitch, 0);
