@@ -9,7 +9,7 @@ namespace boardtest {
 
 /// Whether `code` stands in the list.
 template <std::size_t N>
-bool contains(const int (&codes)[N], int code) {
+[[nodiscard]] bool contains(const int (&codes)[N], int code) {
   return std::find(std::begin(codes), std::end(codes), code) != std::end(codes);
 }
 

@@ -9,7 +9,7 @@ namespace boardtest {
 
 /// Owns a descriptor and closes it at its end of life, errno kept. It has no test of its own: callers
 /// of this program ask for > 0, < 0 or < 1, so get() is compared as each of them needs.
-class Descriptor {
+class [[nodiscard]] Descriptor {
  public:
   /// Takes over a descriptor, or the negative result of a call that should have opened one.
   explicit Descriptor(int fd) : fd_(fd) {}

@@ -164,7 +164,7 @@ TEST_F(EmmcPowerCutTest, TheBytesBeforeTheCutAreNewAndTheOthersAsTheyWere) {
 
 TEST_F(EmmcPowerCutTest, SavingAgainMakesTheRecordWhole) {
   board.fault("emmc cut 100");
-  flash_save_dev_info(kBlock, kOffset, as_info(info), kRecord);
+  EXPECT_EQ(flash_save_dev_info(kBlock, kOffset, as_info(info), kRecord), -1);
   board.clear_faults();
   EXPECT_EQ(flash_save_dev_info(kBlock, kOffset, as_info(info), kRecord), static_cast<int>(kRecord));
   EXPECT_TRUE(board.emmc(0, 0x40000) == with(before, 0x20000, info));

@@ -51,7 +51,7 @@ TEST_F(VsubRecordTest, SavingGoesToTheFlashWithMagicAndChecksum) {
 
 TEST_F(VsubRecordTest, SavingSealsTheCallersRecord) {
   fill();
-  writeVsubData(&data);
+  EXPECT_GT(writeVsubData(&data), 0);
   EXPECT_EQ(bytes_of(data), vsub::record(2690, 2694, "7.6"));
   EXPECT_EQ(data.magicNumber, 0x565A514EU);
 }
@@ -60,13 +60,13 @@ TEST_F(VsubRecordTest, SavingReplacesAnOldMagicAndChecksum) {
   fill();
   data.magicNumber = 1;
   data.checkSum = 2;
-  writeVsubData(&data);
+  EXPECT_GT(writeVsubData(&data), 0);
   EXPECT_EQ(on_flash(), vsub::record(2690, 2694, "7.6"));
 }
 
 TEST_F(VsubRecordTest, TheChecksumTakesBytesAsUnsignedAndStopsBeforeItself) {
   std::memset(&data, 0xFF, sizeof data);
-  writeVsubData(&data);
+  EXPECT_GT(writeVsubData(&data), 0);
   // 36 bytes of 0xFF and the letters N, Q, Z, V; the reserved words behind the sum do not count.
   EXPECT_EQ(data.checkSum, 36U * 0xFF + 'N' + 'Q' + 'Z' + 'V');
   EXPECT_EQ(vsub::word_at(on_flash(), 40), data.checkSum);
@@ -75,7 +75,7 @@ TEST_F(VsubRecordTest, TheChecksumTakesBytesAsUnsignedAndStopsBeforeItself) {
 
 TEST_F(VsubRecordTest, SavingAsksTheHardwareForOneBlock) {
   fill();
-  writeVsubData(&data);
+  EXPECT_GT(writeVsubData(&data), 0);
   VsubScript expected;
   expected.flash_save();
   EXPECT_EQ(board.timed_hardware_trace(), expected.lines());
@@ -86,7 +86,7 @@ TEST_F(VsubRecordTest, SavingKeepsTheBytesAroundTheRecord) {
   for (std::size_t at = 0; at < block.size(); ++at) block[at] = static_cast<std::uint8_t>(at * 7 + at / 256);
   board.set_flash(vsub::kFlashBlock, block);
   fill();
-  writeVsubData(&data);
+  EXPECT_GT(writeVsubData(&data), 0);
   const Bytes saved = vsub::record(2690, 2694, "7.6");
   std::copy(saved.begin(), saved.end(), block.begin() + 0xFC00);
   EXPECT_EQ(board.flash(vsub::kFlashBlock, block.size()), block);
@@ -155,7 +155,7 @@ TEST_F(VsubRecordTest, ReadingTakesTheRecordFromTheEmmc) {
 
 TEST_F(VsubRecordTest, WhatWasSavedToTheFlashIsNotReadBack) {
   fill();
-  writeVsubData(&data);
+  EXPECT_GT(writeVsubData(&data), 0);
   data = {};
   EXPECT_EQ(readVsubData(&data), 64);
   EXPECT_EQ(data.realVsub, kStored);
@@ -164,7 +164,7 @@ TEST_F(VsubRecordTest, WhatWasSavedToTheFlashIsNotReadBack) {
 TEST_F(VsubRecordTest, WhatWasSavedToTheEmmcIsReadBack) {
   next_board("ma");
   fill();
-  writeVsubData(&data);
+  EXPECT_GT(writeVsubData(&data), 0);
   data = {};
   EXPECT_EQ(readVsubData(&data), 64);
   EXPECT_EQ(bytes_of(data), vsub::record(2690, 2694, "7.6"));
@@ -294,14 +294,14 @@ TEST_F(VsubRecordTest, TheLumaRecordGoesToTheFlashBehindTheVoltage) {
 
 TEST_F(VsubRecordTest, TheLumaChecksumTakesAllThatIsBeforeIt) {
   std::memset(&luma, 0xFF, sizeof luma);
-  writeVsubLumaData(&luma);
+  EXPECT_GT(writeVsubLumaData(&luma), 0);
   EXPECT_EQ(luma.checkSum, 336U * 0xFF + 'N' + 'Q' + 'Z' + 'V');
 }
 
 TEST_F(VsubRecordTest, BothRecordsLieSideBySideOnTheFlash) {
   fill();
-  writeVsubLumaData(&luma);
-  writeVsubData(&data);
+  EXPECT_GT(writeVsubLumaData(&luma), 0);
+  EXPECT_GT(writeVsubData(&data), 0);
   EXPECT_EQ(on_flash(), vsub::record(2690, 2694, "7.6"));
   EXPECT_EQ(luma_on_flash(), vsub::luma_record({{2676, 0xFFFFFFFF}, {0xFFFF, 311}}));
 }

@@ -184,17 +184,13 @@ int test_mounted_card(const char* file_name, char* summary) {
 
 /// Tests media on a mount point that is made for them and removed again, whatever they did.
 void run(TestReport& report, int no_directory, void (*test)(int& result, char* description)) {
-  if (mkdir(kMountPoint, 0777) != 0) {
-    report.fail_aloud(no_directory, "创建test测试目录失败");
-  } else {
-    int result = 0;
-    char description[kDescriptionSize];
-    copy_gbk(description, sizeof description, report.description());
-    test(result, description);
-    if (result != 0) report.fail(result, description);
-    if (rmdir(kMountPoint) != 0) report.fail_aloud(5, "删除test测试目录失败");
-  }
-  report.send();
+  if (mkdir(kMountPoint, 0777) != 0) return report.fail_aloud(no_directory, "创建test测试目录失败");
+  int result = 0;
+  char description[kDescriptionSize];
+  copy_gbk(description, sizeof description, report.description());
+  test(result, description);
+  if (result != 0) report.fail(result, description);
+  if (rmdir(kMountPoint) != 0) report.fail_aloud(5, "删除test测试目录失败");
 }
 
 }  // namespace
@@ -237,12 +233,14 @@ void t1_sdk_hdisk_test(int diskType, int* pIResault, char* description) {
 void t1_sdk_usb_test() {
   TestReport report(4608, "测试USB");
   run(report, 4, test_usb_media);
+  report.send();
 }
 
 void t1_sdk_sd_rw_test() {
   std::puts("sd_rw_test");
   TestReport report(4352, "测试SD卡");
   run(report, 1, test_sd_card);
+  report.send();
 }
 
 int sd_test_rw(char* dev_name, char* pDescript) {

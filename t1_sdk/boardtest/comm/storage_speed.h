@@ -15,6 +15,6 @@ struct StorageResult {
 
 /// Writes the pattern to the open file `fd`, reads it back, prints a mark a block and both speeds. False,
 /// with nothing written, when there is no memory for it.
-bool measure_storage(int fd, StorageResult& result);
+[[nodiscard]] bool measure_storage(int fd, StorageResult& result);
 
 }  // namespace boardtest

@@ -34,6 +34,16 @@ int refuse(int code, const char* text, int* result, char* description) {
   return -1;
 }
 
+void show_temperature(TestReport& report) {
+  char path[64];
+  if (!find_sensor(path, sizeof path)) return report.fail_aloud(1, "未发现温度传感器");
+  int result = 0;
+  char description[kDescriptionSize];
+  const auto temperature = static_cast<float>(t1_sdk_get_temp1(path, &result, description) / 1000.0);
+  std::printf("温度传感器测得当前温度：%.1f 摄氏度\n", static_cast<double>(temperature));
+  if (result != 0) report.fail(result, description);
+}
+
 }  // namespace
 
 int t1_sdk_get_temp1(const char* path, int* result, char* description) {
@@ -54,15 +64,6 @@ int t1_sdk_get_temp1(const char* path, int* result, char* description) {
 void t1_sdk_tmp_test() {
   std::puts("t1_sdk_tmp_test");
   TestReport report(7426, "测试USB");  // the name that stations know this test by
-  char path[64];
-  if (!find_sensor(path, sizeof path)) {
-    report.fail_aloud(1, "未发现温度传感器");
-  } else {
-    int result = 0;
-    char description[kDescriptionSize];
-    const auto temperature = static_cast<float>(t1_sdk_get_temp1(path, &result, description) / 1000.0);
-    std::printf("温度传感器测得当前温度：%.1f 摄氏度\n", static_cast<double>(temperature));
-    if (result != 0) report.fail(result, description);
-  }
+  show_temperature(report);
   report.send();
 }

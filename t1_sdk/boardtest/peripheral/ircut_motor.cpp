@@ -38,18 +38,12 @@ struct MotorVariant {
 // A failed move does not stop the others; the last failure is the one that is reported.
 void move_filter(const MotorVariant& variant, TestReport& report) {
   Descriptor motor(open("/dev/motor", O_RDWR));
-  if (motor.get() < 0) {
-    report.fail_aloud(1, "打开/dev/motor失败");
-    return;
-  }
+  if (motor.get() < 0) return report.fail_aloud(1, "打开/dev/motor失败");
   motor_confs confs{};
   confs.conf[0].config.chip_no = kFilterChip;
   confs.conf[0].config.type = GPIO;
   const int configured = ioctl(motor.get(), kMotorConfigure, &confs);
-  if (configured < 0) {
-    report.fail_aloud(configured, "设置/dev/motor失败");
-    return;
-  }
+  if (configured < 0) return report.fail_aloud(configured, "设置/dev/motor失败");
   for (int i = 0; i < kMoves; ++i) {
     const Move& move = variant.moves[i];
     const int result = ioctl(motor.get(), move.request, static_cast<long>(move.argument));

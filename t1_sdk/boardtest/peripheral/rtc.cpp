@@ -21,18 +21,14 @@ constexpr int kReadings = 6;
 
 void run(TestReport& report) {
   Descriptor clock(open("/dev/rtc", O_RDWR));
-  if (clock.get() < 0) {
-    report.fail_aloud(1, "打开RTC设备失败");
-    return;
-  }
+  if (clock.get() < 0) return report.fail_aloud(1, "打开RTC设备失败");
   int first = 0;
   int last = 0;
   for (int i = 0; i < kReadings; ++i) {
     rtc_time now{};
     if (ioctl(clock.get(), kReadTime, &now) < 0) {
       clock.close();
-      report.fail_aloud(2, "RTC读取失败");
-      return;
+      return report.fail_aloud(2, "RTC读取失败");
     }
     std::printf("%04d-%02d-%02d %02d:%02d:%02d\n", now.tm_year + 1900, now.tm_mon + 1, now.tm_mday,
                 now.tm_hour, now.tm_min, now.tm_sec);
@@ -42,12 +38,11 @@ void run(TestReport& report) {
   }
   clock.close();
   const int elapsed = first < last ? last - first : last + 60 - first;
-  if (elapsed == 5 || elapsed == 6) {
-    std::puts("rtc测试成功");
-  } else {
+  if (elapsed != 5 && elapsed != 6) {
     std::puts("RTC测试失败");
-    report.fail(3);  // the description keeps saying that the test succeeded
+    return report.fail(3);  // the description keeps saying that the test succeeded
   }
+  std::puts("rtc测试成功");
 }
 
 }  // namespace

@@ -89,9 +89,9 @@ enum device_type : std::int32_t {
 namespace boardtest {
 
 /// Reads the block from a descriptor of /dev/qznio. The request's result, 0 when it was read.
-int request_boot_parms(int fd, boot_parms& parms);
+[[nodiscard]] int request_boot_parms(int fd, boot_parms& parms);
 /// Opens the node, reads the block and closes it again. False after one line of text.
-bool read_boot_parms(boot_parms& parms);
+[[nodiscard]] bool read_boot_parms(boot_parms& parms);
 
 }  // namespace boardtest
 

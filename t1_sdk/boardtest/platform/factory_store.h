@@ -37,11 +37,11 @@ static_assert(sizeof(erase_info_user) == 8);
 /// eMMC: `len`, or -1. Flash: the bytes written, that is whole blocks of 0x10000; -1 null `info`, -2 block,
 /// offset or length out of range, -3 beyond the end of the partition, -4 no memory, -5 open, -6 read, -7
 /// erase, -8 write.
-int flash_save_dev_info(unsigned blkNum, unsigned offset, char* info, unsigned len);
+[[nodiscard]] int flash_save_dev_info(unsigned blkNum, unsigned offset, char* info, unsigned len);
 /// Reads `len` bytes from the board's own medium. `len`, or a negative code: -1 null `info` or eMMC, -2 and
 /// -3 as for saving, -4 open, -5 read. No test calls it.
-int flash_read_dev_info(unsigned blkNum, unsigned offset, char* info, unsigned len);
+[[nodiscard]] int flash_read_dev_info(unsigned blkNum, unsigned offset, char* info, unsigned len);
 /// Saves on the eMMC whatever the board. `len`, or -1. No test calls it.
-int emmc_save_dev_info(unsigned blkNum, unsigned offset, char* info, unsigned len);
+[[nodiscard]] int emmc_save_dev_info(unsigned blkNum, unsigned offset, char* info, unsigned len);
 /// Reads from the eMMC whatever the board. `len`, or -1.
-int emmc_read_dev_info(unsigned blkNum, unsigned offset, char* info, unsigned len);
+[[nodiscard]] int emmc_read_dev_info(unsigned blkNum, unsigned offset, char* info, unsigned len);

@@ -4,14 +4,14 @@
 namespace boardtest {
 
 /// Opens a node read-write. Its descriptor, or -1 after the line "Open %s error.".
-int open_node(const char* path);
+[[nodiscard]] int open_node(const char* path);
 
 /// The node of the general I/O driver.
 inline constexpr char kIoNode[] = "/dev/qznio";
 /// Opens kIoNode read-write. Its descriptor, or -1 after the line `complaint`; null: without one.
-int open_io(const char* complaint = nullptr);
+[[nodiscard]] int open_io(const char* complaint = nullptr);
 /// The same with the complaint of most tests: the reason on standard error, and the line kNoIo.
-int open_io_aloud();
+[[nodiscard]] int open_io_aloud();
 /// What those tests reply then, too.
 extern const char kNoIo[];
 

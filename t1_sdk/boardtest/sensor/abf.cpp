@@ -100,8 +100,7 @@ void move_there_and_back(TestReport& report) {
   const Descriptor driver(open("/dev/motor", O_RDWR));
   if (io.get() < 0 || driver.get() < 0) {
     std::puts("  ABF break");
-    report.fail(kFirstPhase, kFailed);
-    return;
+    return report.fail(kFirstPhase, kFailed);
   }
   FocusMotor motor(io.get(), driver.get(), report);
   if (motor.limit_switch() == 1 ? leave_limit(motor) : seek_limit(motor)) {

@@ -39,7 +39,8 @@ void report_check(const char* entry, int testCode, const char* name, int (*check
 
 int reaf_ff_corr_info() {
   FF_CORR_INFO info{};
-  emmc_read_dev_info(19, 0, reinterpret_cast<char*>(&info), sizeof info);  // a failed read shows in the magic
+  // A failed read shows in the magic.
+  static_cast<void>(emmc_read_dev_info(19, 0, reinterpret_cast<char*>(&info), sizeof info));
   if (info.magic_num != kRecordMagic) {
     std::printf("magic_num[%#x] of ff corr info is invalid\n", info.magic_num);
     return -1;

@@ -17,7 +17,7 @@ int run_server();
 
 /// Sends the banner, then the help menu, on g_iSockClient; `pSock` only has to be no null pointer. 0, or -1
 /// for a null pointer or when a send failed.
-int send_start_info(int* pSock);
+[[nodiscard]] int send_start_info(int* pSock);
 
 /// Receives one request into the kMaxRequest bytes of `pcRecvBuf`, which are neither cleared nor terminated.
 /// Returns the request's length as it was announced, also when less arrived; with 0 or a negative length
@@ -25,4 +25,4 @@ int send_start_info(int* pSock);
 /// because the station closed, and the caller is to wait again. -1 when the connection is to be closed: a
 /// null buffer, no station, a length above kMaxRequest, an error, or the 18th empty wait. An announced -1 or
 /// -2 is taken for these.
-int recv_client_operation(unsigned char* pcRecvBuf);
+[[nodiscard]] int recv_client_operation(unsigned char* pcRecvBuf);

@@ -18,10 +18,10 @@ inline constexpr unsigned char kFrameA[] = {0xD0, 0x01, 0x06, 0x0F, 0x11, 0x62, 
 inline constexpr unsigned char kFrameB[] = {0xD0, 0x01, 0x02, 0x07, 0x5A, 0xA5, 0xD9};
 
 /// A set with one descriptor in it; without one when its number is beyond what a set can hold.
-fd_set only(int fd);
+[[nodiscard]] fd_set only(int fd);
 
 /// What a frame's header claims, from 0 to 255.
-inline int claimed_length(const unsigned char* frame) {
+[[nodiscard]] inline int claimed_length(const unsigned char* frame) {
   return frame[3];
 }
 
@@ -31,6 +31,6 @@ inline int claimed_length(const unsigned char* frame) {
 void receive_rest(int fd, fd_set& set, unsigned char* frame, int time_out, int wait);
 
 /// Whether the frame has the length of a frame and its last byte is the sum of the others.
-bool is_sealed(const unsigned char* frame);
+[[nodiscard]] bool is_sealed(const unsigned char* frame);
 
 }  // namespace boardtest

@@ -25,17 +25,13 @@ struct Nodes {
 };
 
 /// Opens the nodes of a run. Those that were opened before a failing one stay open, gpiofd among them.
-bool open_nodes(const AlarmVariant& variant, Nodes& nodes, TestReport& report) {
+void open_nodes(const AlarmVariant& variant, Nodes& nodes, TestReport& report) {
   gpiofd = nodes.io = open_io_aloud();
-  if (nodes.io < 0) {
-    report.fail(variant.io_code, kNoIo);
-    return false;
-  }
+  if (nodes.io < 0) return report.fail(variant.io_code, kNoIo);
   nodes.control = open("/dev/qznitc", O_RDWR);
   if (nodes.control < 0) {
     std::perror("Open /dev/qznitc");
-    report.fail_aloud(variant.control_code, "打开/dev/qznitc失败");
-    return false;
+    return report.fail_aloud(variant.control_code, "打开/dev/qznitc失败");
   }
   nodes.device = open(variant.device, O_RDWR);
   if (nodes.device < 0) {
@@ -43,10 +39,8 @@ bool open_nodes(const AlarmVariant& variant, Nodes& nodes, TestReport& report) {
     char line[64];
     std::snprintf(line, sizeof line, "打开%s失败", variant.device);
     if (variant.device_line) std::puts(line);
-    report.fail(variant.device_code, variant.device_reply != nullptr ? variant.device_reply : line);
-    return false;
+    return report.fail(variant.device_code, variant.device_reply != nullptr ? variant.device_reply : line);
   }
-  return true;
 }
 
 void close_nodes(const AlarmVariant& variant, const Nodes& nodes) {
@@ -105,7 +99,8 @@ void boardtest::run_alarm_variant(const AlarmVariant& variant, int mode, int cod
     report.fail(1, "扩展板模式出错");
   } else {
     Nodes nodes;
-    if (open_nodes(variant, nodes, report)) run_with_nodes(variant, mode, nodes, report);
+    open_nodes(variant, nodes, report);
+    if (report.passed()) run_with_nodes(variant, mode, nodes, report);
   }
   report.send();
 }

@@ -7,4 +7,4 @@
 /// or -1 null `tg`, boot block unreadable or model unknown, -2 no file, -3 no section for the model, -4 no
 /// block for the versions, -6 pair count outside 0 to 128, -7 the file ends among the pairs or has an empty
 /// line there. A line that is no pair leaves its entry zero.
-int getTgFromFile(tg_data_cen* tg);
+[[nodiscard]] int getTgFromFile(tg_data_cen* tg);

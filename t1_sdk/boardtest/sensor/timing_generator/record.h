@@ -38,9 +38,9 @@ static_assert(offsetof(tg_data_cen, tgPairs) == 40 && offsetof(tg_data_cen, cs) 
 namespace boardtest {
 
 /// The sum that closes a record whose tgNum is at most kMostTgPairs.
-unsigned tg_checksum(tg_data_cen& record);
+[[nodiscard]] unsigned tg_checksum(tg_data_cen& record);
 
 }  // namespace boardtest
 /// Reads the stored record and checks it. 1580, the store's negative code, or -10 null `tg`, -11 magic, -12
 /// more than 128 pairs, -13 checksum.
-int read_tg_data(tg_data_cen* tg);
+[[nodiscard]] int read_tg_data(tg_data_cen* tg);

@@ -52,39 +52,44 @@ void list_pairs(const tg_data_cen& record, TestReport& report) {
   report.describe(listing.end());
 }
 
+void store_file(TestReport& report) {
+  tg_data_cen record{};
+  int result = getTgFromFile(&record);
+  if (result < 0) {
+    std::printf("读取文件失败.ret=%d\n", result);
+    return report.fail(result, "读取TG文件失败");
+  }
+  std::printf("读取文件成功.ret=%d\n", result);
+  result = flash_save_dev_info(kTgBlock, kTgOffset, reinterpret_cast<char*>(&record), sizeof record);
+  if (result < 0) {
+    std::printf("保存失败.ret=%d\n", result);
+    return report.fail(result, "保存TG文件失败");
+  }
+  std::puts("保存成功.");
+}
+
+void show_record(TestReport& report) {
+  tg_data_cen record{};
+  const int result = read_tg_data(&record);
+  if (result < 1) {
+    std::printf("TG param ERROR. ret = %d\n", result);
+    return report.fail(1, "TG param ERROR");
+  }
+  list_pairs(record, report);
+}
+
 }  // namespace
 
 void t1_sdk_setTGParam() {
   std::puts("setTGParam");
   TestReport report(0x2900, "设置TG参数");
-  tg_data_cen record{};
-  int result = getTgFromFile(&record);
-  if (result < 0) {
-    std::printf("读取文件失败.ret=%d\n", result);
-    report.fail(result, "读取TG文件失败");
-  } else {
-    std::printf("读取文件成功.ret=%d\n", result);
-    result = flash_save_dev_info(kTgBlock, kTgOffset, reinterpret_cast<char*>(&record), sizeof record);
-    if (result < 0) {
-      std::printf("保存失败.ret=%d\n", result);
-      report.fail(result, "保存TG文件失败");
-    } else {
-      std::puts("保存成功.");
-    }
-  }
+  store_file(report);
   report.send();
 }
 
 void t1_sdk_printTGParam() {
   std::puts("printTGParam");
   TestReport report(0x2A00, "显示TG参数");
-  tg_data_cen record{};
-  const int result = read_tg_data(&record);
-  if (result < 1) {
-    std::printf("TG param ERROR. ret = %d\n", result);
-    report.fail(1, "TG param ERROR");
-  } else {
-    list_pairs(record, report);
-  }
+  show_record(report);
   report.send();
 }

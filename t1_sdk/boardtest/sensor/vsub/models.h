@@ -23,7 +23,7 @@ void find_vusb_voltage(VSUB_DATA* pData, int devType);
 
 /// The code for an entry in hundredths of a volt. devType 1 is 6455 and 6485, 0 is 6484; their entries out of
 /// range give 2686 and 2784. -1 for any other devType.
-int t1_sdk_vsub_code_to_regval(int devType, int sub_value);
+[[nodiscard]] int t1_sdk_vsub_code_to_regval(int devType, int sub_value);
 
 namespace boardtest {
 
@@ -40,6 +40,6 @@ struct CcdModel {
 };
 
 /// The row of a device type code; null for a board whose substrate voltage cannot be set.
-const CcdModel* ccd_model(int devType);
+[[nodiscard]] const CcdModel* ccd_model(int devType);
 
 }  // namespace boardtest

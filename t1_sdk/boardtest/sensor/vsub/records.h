@@ -44,10 +44,10 @@ static_assert(sizeof(VSUB_LUMA_DATA) == 344 && offsetof(VSUB_LUMA_DATA, vsubGrou
 static_assert(offsetof(VSUB_LUMA_DATA, res) == 328 && offsetof(VSUB_LUMA_DATA, checkSum) == 340);
 
 /// Seals the record with magic and checksum and saves it. The store's result, -10 for a null record.
-int writeVsubData(VSUB_DATA* pData);
+[[nodiscard]] int writeVsubData(VSUB_DATA* pData);
 /// Reads the record from the eMMC and checks it. The store's result, -10 null, -11 magic, -13 checksum.
-int readVsubData(VSUB_DATA* pData);
+[[nodiscard]] int readVsubData(VSUB_DATA* pData);
 /// As writeVsubData().
-int writeVsubLumaData(VSUB_LUMA_DATA* pData);
+[[nodiscard]] int writeVsubLumaData(VSUB_LUMA_DATA* pData);
 /// As readVsubData(). The eMMC has no place for this record, so that it always returns -1.
-int readVsubLumaData(VSUB_LUMA_DATA* pData);
+[[nodiscard]] int readVsubLumaData(VSUB_LUMA_DATA* pData);

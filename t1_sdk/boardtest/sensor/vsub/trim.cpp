@@ -43,7 +43,7 @@ struct Trim {
 };
 
 /// Loads both slots from the store.
-bool load_base(const Trim& trim, TestReport& report) {
+void load_base(const Trim& trim, TestReport& report) {
   const auto read = [](std::uint32_t* words, unsigned size) {
     return emmc_read_dev_info(kVsubBlock, kVsubOffset, reinterpret_cast<char*>(words), size);
   };
@@ -51,26 +51,22 @@ bool load_base(const Trim& trim, TestReport& report) {
   int result = read(&real, sizeof real);
   if (result < 0) {
     std::printf("read vsub error = %d\n", result);
-    report.fail(kFailure, "read vsub error");
-    return false;
+    return report.fail(kFailure, "read vsub error");
   }
   // The second word has no address of its own on the eMMC: it is read with the first.
   std::uint32_t words[2] = {};
   result = read(words, sizeof words);
   if (result < 0) {
     std::printf("read vsub2 error = %d\n", result);
-    report.fail(kFailure, "read vsub2 error");
-    return false;
+    return report.fail(kFailure, "read vsub2 error");
   }
   std::printf("vsub = 0x%x\n", words[1]);
   if (real < kLowestCode || real > kHighestCode) {
     std::printf("vsub value error = 0x%x\n", real);
-    report.fail(kFailure, "vsub value error");
-    return false;
+    return report.fail(kFailure, "vsub value error");
   }
   *trim.base = static_cast<int>(words[1]);
   *trim.current = *trim.base;
-  return true;
 }
 
 /// A failure whose line has no end.
@@ -80,24 +76,21 @@ void fail_without_line_end(TestReport& report, const char* text) {
 }
 
 /// Stores the trimmed code and reads the record back.
-bool save(const Trim& trim, VSUB_DATA& record, TestReport& report) {
+void save(const Trim& trim, VSUB_DATA& record, TestReport& report) {
   record.realVsub = static_cast<std::uint32_t>(*trim.current);
   record.originalVsub = static_cast<std::uint32_t>(*trim.base);
   find_vusb_voltage(&record, trim.dev);
   int result = writeVsubData(&record);
   if (result < 0) {
     std::printf("Save vsub to flash error = %d\n", result);
-    report.fail(kFailure, "Save vsub to flash error");
-    return false;
+    return report.fail(kFailure, "Save vsub to flash error");
   }
   record = VSUB_DATA{};
   result = readVsubData(&record);
   if (result < 0) {
     std::printf("Read vsub from flash error = %d\n", result);
-    report.fail(kFailure, "Read vsub from flash error");
-    return false;
+    return report.fail(kFailure, "Read vsub from flash error");
   }
-  return true;
 }
 
 /// Changes the code by `change`, unless that would pass the limit on that side. The code is shown, applied
@@ -124,7 +117,8 @@ void dec(const Trim& trim, TestReport& report) {
 
 void save_trim(const Trim& trim, TestReport& report) {
   VSUB_DATA record{};
-  if (save(trim, record, report)) std::printf("success trim vsub success: 0x%x\n", record.realVsub);
+  save(trim, record, report);
+  if (report.passed()) std::printf("success trim vsub success: 0x%x\n", record.realVsub);
 }
 
 using Command = void (*)(const Trim& trim, TestReport& report);
@@ -142,7 +136,8 @@ void run_on_board(int dev, Command command, TestReport& report) {
   const Descriptor fpga(open_node("/dev/fpga"));
   if (fpga.get() < 0) return report.fail(kFailure, "Open fpgaFd error");
   const Trim trim{dev, model->trim_range, current, base, fpga.get()};
-  if (*base == 0 && !load_base(trim, report)) return;
+  if (*base == 0) load_base(trim, report);
+  if (!report.passed()) return;
   command(trim, report);
   set_fpga(fpga.get(), kTrimSwitch, 0);
 }
