@@ -6,7 +6,6 @@
 #pragma once
 
 #include <array>
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -15,58 +14,18 @@
 #include <string_view>
 #include <vector>
 
+#include "boardsim/devices/application.h"
+#include "boardsim/devices/general_io.h"
+#include "boardsim/devices/ir_filter.h"
+#include "boardsim/devices/iris.h"
+#include "boardsim/devices/uart.h"
+#include "boardsim/families/families.h"
+#include "boardsim/kernel/call.h"
+#include "boardsim/kernel/time.h"
+
 namespace boardsim {
 
-/// Virtual time since the board was switched on.
-using Time = std::chrono::microseconds;
-
-/// One board family that can be simulated.
-struct Family {
-  std::string_view name;                   ///< one of those in families(), "normal" for one
-  std::uint32_t type;                      ///< device type code the boot block carries
-  std::uint8_t alarm_outputs;              ///< number of alarm outputs in the boot block
-  std::string_view description;            ///< one line for `boardsim --board list`
-  bool level_inputs = false;               ///< 65xx boards: eight of the ten alarm inputs are level inputs
-  std::span<const std::uint32_t> types{};  ///< all device type codes of the family, where it has several
-};
-
-/// All families, in the order in which `boardsim --board list` names them.
-std::span<const Family> families();
-
-/// One system call that the board answered.
-struct Call {
-  Time at{};           ///< virtual time at which the call was made
-  std::string name{};  ///< "open", "close", "ioctl", "read", "stat", "sleep", "usleep", "select", "recv",
-                       ///< "send", "reboot" ...
-  std::string node{};  ///< device node or path, "station" for the station's socket, empty for sleeps; of a
-                       ///< mount node, folder and type
-  std::uint32_t request = 0;            ///< ioctl request number, else 0
-  std::vector<std::uint32_t> record{};  ///< what the program handed in: the record's 32-bit words, or a
-                                        ///< sleep's length in its own unit; an open's flags, which
-                                        ///< texts do not show
-  long result = 0;                      ///< what the call returned
-  int error = 0;                        ///< errno when it failed, else 0
-
-  /// The call without its time, as it stands in a trace file, for example
-  /// "open /dev/rtc = ok", "open /dev/rtc = -1 ENODEV", "ioctl /dev/qznio 0x40044d02 {0, 10000, 5000} = 0",
-  /// "ioctl /dev/qznio 0x80044801 {} = 0", "close /dev/qznio = 0", "sleep 10", "usleep 500000",
-  /// "close -1 = -1 EBADF", "reboot 0x1234567 = 0", "system dayICR = 0", "stat /proc/debug/temp1 = 0",
-  /// "read /proc/debug/temp1 32 = 6".
-  /// A request that only reads shows {} unless the device says which words of its record go in.
-  std::string text() const;
-  /// text() behind the virtual time in seconds: "0.200000 open /dev/rtc = ok".
-  std::string timed_text() const;
-};
-
-/// How time passes for the program.
-enum class Pace {
-  virtual_time,  ///< a wait that nothing else can end is over at once; time jumps to its end
-  stepped,       ///< time stands still until advance() moves it
-  scaled,        ///< time runs `speed` times as fast as the PC's clock
-};
-
-/// What a GPIO line is set up as.
-enum class Direction : std::uint8_t { unset, input, output };
+struct BoardState;
 
 /// A board of one family, healthy until a fault is laid over it. Only one exists at a time. The thread that
 /// makes it is the program's first, and switches it off again. All other members may be called from any
@@ -140,10 +99,7 @@ class Board {
   void set_afe(std::uint32_t address, std::uint32_t value);   ///< the same
   std::uint32_t stm8(std::uint32_t address) const;            ///< coprocessor register behind /dev/tcs
   void set_stm8(std::uint32_t address, std::uint32_t value);  ///< the same
-  /// What a PWM channel was last set to; all 0 before.
-  struct Pwm {
-    std::int32_t period = 0, duty = 0;
-  };
+  using Pwm = boardsim::Pwm;
   Pwm pwm(std::int32_t channel) const;           ///< the channel's setting
   std::uint32_t led(std::uint32_t index) const;  ///< state last written
   /// Puts /proc/debug/tempN with the given content in place; a healthy board has only temp1, "45500\n".
@@ -171,8 +127,7 @@ class Board {
   void set_jig(std::string_view name);
 
   // ---- IR-cut filter ----------------------------------------------------------------------
-  /// Where the filter stands.
-  enum class Filter : std::uint8_t { unset, day, night };
+  using Filter = IrFilter::Side;
   /// Where the electromagnetic filter (lines 86 to 88) or the board's shell commands put it last.
   Filter filter() const;
   /// Where the stepped motor of lines 110, 111 and 113 stands, in quarters of a step from its home stop.
@@ -216,11 +171,7 @@ class Board {
   void set_medium_space(std::string_view node, double size_mb, double free_mb);
 
   // ---- serial lines ----------------------------------------------------------------------------
-  /// What the UART driver was last configured to ("/dev/uart1" is number 1); all 0 before.
-  struct UartSetup {
-    std::int32_t baudrate = 0, data = 0, stop = 0, parity = 0, flowcontrol = 0;
-    bool operator==(const UartSetup&) const = default;  ///< field by field
-  };
+  using UartSetup = boardsim::UartSetup;
   UartSetup uart(unsigned number) const;  ///< the setting of /dev/uartN
   /// Bytes arrive at the receiver of a UART now (with at(): later), as if its line were driven from outside.
   void uart_receives(unsigned number, std::string_view bytes);
@@ -238,25 +189,16 @@ class Board {
   int terminal();
 
   // ---- the camera's main application, 127.0.0.1 port 7001 -----------------------------------------
-  /// One thing that the application sends back, `after` the one before it (or after the command).
-  struct AppReply {
-    Time after{};
-    std::string bytes{};
-  };
+  using AppReply = Application::Reply;
   /// Scripts the answer to a command: the replies, then the connection is closed; with `closes` false it
   /// stays open for ever. Without a script the application answers as a healthy one (see
   /// docs/simulator-devices.md), and a command that it does not know is a violation.
   void set_app_answer(std::uint32_t command, std::vector<AppReply> replies, bool closes = true);
-  /// One command that the application was sent, as it read it.
-  struct AppCommand {
-    std::uint32_t length = 0, code = 0, value = 0;
-    bool operator==(const AppCommand&) const = default;  ///< field by field
-  };
+  using AppCommand = Application::Command;
   std::vector<AppCommand> app_commands() const;  ///< all of them, in their order
 
   // ---- optics ----------------------------------------------------------------------------------
-  /// Where the iris stands, whatever drives it (FPGA 0x2001, /dev/motor, /dev/motor1, shell commands).
-  enum class Iris : std::uint8_t { unset, closed, open };
+  using Iris = boardsim::Iris::State;
   Iris iris() const;  ///< where it stands now
   /// Where the focus motor stands: steps from its limit switch on line 7, which reads 1 at 0.
   int focus_position() const;
@@ -295,11 +237,10 @@ class Board {
   /// Number of program threads alive besides the one that made the board.
   int live_threads() const;
 
-  struct State;  ///< internal to boardsim/
-  State& state() { return *state_; }
+  BoardState& state() { return *state_; }  ///< internal to boardsim/
 
  private:
-  std::shared_ptr<State> state_;  ///< threads of the program that outlive the board keep it alive
+  std::shared_ptr<BoardState> state_;  ///< threads of the program that outlive the board keep it alive
 };
 
 }  // namespace boardsim

@@ -9,9 +9,9 @@
 #include <sstream>
 #include <utility>
 
-#include "boardsim/core/own_descriptor.h"
-#include "boardsim/core/real.h"
 #include "boardsim/devices/records.h"
+#include "boardsim/kernel/own_descriptor.h"
+#include "boardsim/kernel/real.h"
 
 namespace boardsim {
 namespace {
@@ -38,7 +38,7 @@ bool is_known(std::uint32_t code) {
   return std::ranges::find(kKnown, code) != kKnown.end();
 }
 
-std::string healthy_reply(const Board::AppCommand& command) {
+std::string healthy_reply(const Application::Command& command) {
   std::string bytes(kReplyWords * sizeof(std::uint32_t), '\0');
   const bool self_test = command.code == kMaSelfTest;
   set_word(bytes.data(), 0, command.code);
@@ -96,7 +96,7 @@ class Application::Connection {
   bool is_over() const { return over_; }
 
   /// Takes what the program has sent. Returns the next command, if one is complete.
-  bool next(Board::AppCommand& command) {
+  bool next(Command& command) {
     char bytes[512];
     for (ssize_t size = 1; size > 0;) {
       size = real::recv(end_.get(), bytes, sizeof bytes, MSG_DONTWAIT);
@@ -165,13 +165,13 @@ int Application::connect(int fd) {
 
 void Application::serve() {
   for (const auto& connection : connections_) {
-    for (Board::AppCommand command; connection->next(command);) run(connection, command);
+    for (Command command; connection->next(command);) run(connection, command);
     connection->push();
   }
   std::erase_if(connections_, [](const auto& connection) { return connection->is_over(); });
 }
 
-void Application::run(const std::shared_ptr<Connection>& connection, const Board::AppCommand& command) {
+void Application::run(const std::shared_ptr<Connection>& connection, const Command& command) {
   commands_.push_back(command);
   if (!is_known(command.code) && !scripts_.contains(command.code)) {
     violation_("the application has no command " + hexadecimal(command.code) + " (send)");
@@ -186,7 +186,7 @@ void Application::run(const std::shared_ptr<Connection>& connection, const Board
     });
   };
   Time due{};
-  for (const Board::AppReply& reply : answer.replies) {
+  for (const Reply& reply : answer.replies) {
     due += reply.after;
     at(due, [bytes = reply.bytes](Connection& its_connection) { its_connection.reply(bytes); });
   }
@@ -195,20 +195,20 @@ void Application::run(const std::shared_ptr<Connection>& connection, const Board
   at(due, [](Connection& its_connection) { its_connection.close(); });
 }
 
-Application::Answer Application::answer_to(const Board::AppCommand& command) const {
+Application::Answer Application::answer_to(const Command& command) const {
   if (faults_.silent) return {{}, false};
   if (faults_.closes) return {{}, true};
   const auto script = scripts_.find(command.code);
   Answer answer =
       script != scripts_.end() ? script->second : Answer{{{kHealthyDelay, healthy_reply(command)}}, true};
-  for (Board::AppReply& reply : answer.replies) {
+  for (Reply& reply : answer.replies) {
     reply.after += faults_.later;
     if (faults_.cut) reply.bytes.resize(std::min(reply.bytes.size(), kShortReply));
   }
   return answer;
 }
 
-void Application::set_answer(std::uint32_t command, std::vector<Board::AppReply> replies, bool closes) {
+void Application::set_answer(std::uint32_t command, std::vector<Reply> replies, bool closes) {
   scripts_.insert_or_assign(command, Answer{std::move(replies), closes});
 }
 

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "boardsim/board.h"
-#include "boardsim/core/fault_forms.h"
+#include "boardsim/kernel/fault_forms.h"
+#include "boardsim/kernel/time.h"
 
 namespace boardsim {
 
@@ -22,6 +22,17 @@ namespace boardsim {
 /// reply). Guarded by the board's lock.
 class Application {
  public:
+  /// One thing that the application sends back, `after` the one before it (or after the command).
+  struct Reply {
+    Time after{};
+    std::string bytes{};
+  };
+  /// One command that the application was sent, as it read it.
+  struct Command {
+    std::uint32_t length = 0, code = 0, value = 0;
+    bool operator==(const Command&) const = default;  ///< field by field
+  };
+
   static constexpr std::string_view kSocketName = "application";  ///< of its connections, in the trace
   static constexpr std::uint16_t kPort = 7001;
 
@@ -43,15 +54,15 @@ class Application {
   void serve();
 
   /// Scripts the answer to a command; see Board::set_app_answer.
-  void set_answer(std::uint32_t command, std::vector<Board::AppReply> replies, bool closes);
-  const std::vector<Board::AppCommand>& commands() const { return commands_; }
+  void set_answer(std::uint32_t command, std::vector<Reply> replies, bool closes);
+  const std::vector<Command>& commands() const { return commands_; }
 
   FaultForms fault_forms();
   void clear_faults() { faults_ = {}; }
 
  private:
   struct Answer {
-    std::vector<Board::AppReply> replies;
+    std::vector<Reply> replies;
     bool closes;
   };
   struct Faults {
@@ -60,13 +71,13 @@ class Application {
   };
   class Connection;
 
-  void run(const std::shared_ptr<Connection>& connection, const Board::AppCommand& command);
-  Answer answer_to(const Board::AppCommand& command) const;
+  void run(const std::shared_ptr<Connection>& connection, const Command& command);
+  Answer answer_to(const Command& command) const;
 
   After after_;
   Violation violation_;
   std::map<std::uint32_t, Answer> scripts_{};
-  std::vector<Board::AppCommand> commands_{};
+  std::vector<Command> commands_{};
   std::vector<std::shared_ptr<Connection>> connections_{};
   Faults faults_{};
 };

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "boardsim/core/device.h"
+#include "boardsim/devices/device.h"
 #include "boardsim/devices/rejections.h"
 
 namespace boardsim {

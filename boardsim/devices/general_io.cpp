@@ -144,9 +144,9 @@ Direction GeneralIo::direction(unsigned line) const {
   return lines_.at(line).direction;
 }
 
-Board::Pwm GeneralIo::pwm(std::int32_t channel) const {
+Pwm GeneralIo::pwm(std::int32_t channel) const {
   const auto found = pwm_.find(channel);
-  return found == pwm_.end() ? Board::Pwm{} : found->second;
+  return found == pwm_.end() ? Pwm{} : found->second;
 }
 
 }  // namespace boardsim

@@ -11,11 +11,18 @@
 #include <utility>
 #include <vector>
 
-#include "boardsim/board.h"
-#include "boardsim/core/device.h"
-#include "boardsim/core/families.h"
+#include "boardsim/devices/device.h"
+#include "boardsim/families/families.h"
 
 namespace boardsim {
+
+/// What a GPIO line is set up as.
+enum class Direction : std::uint8_t { unset, input, output };
+
+/// What a PWM channel was last set to; all 0 before.
+struct Pwm {
+  std::int32_t period = 0, duty = 0;
+};
 
 /// Requests: 0x80044801 copies out the 256-byte boot block. GPIO, {line, level} records: 0x40044701 input,
 /// 0x40044702 output, 0x80044703 read, 0x40044704 write; the other generation 0x8004680b read, 0x4004680d
@@ -58,7 +65,7 @@ class GeneralIo : public Device {
   void on_vsub(std::function<void(std::uint32_t code)> watcher) { vsub_watcher_ = std::move(watcher); }
 
   /// What a PWM channel was last set to; zeros before that.
-  Board::Pwm pwm(std::int32_t channel) const;
+  Pwm pwm(std::int32_t channel) const;
 
   IrCut ir_cut() const { return ir_cut_; }
   std::uint32_t ir_cut_steps() const { return ir_cut_steps_; }  ///< step count of the last IR-cut drive
@@ -78,7 +85,7 @@ class GeneralIo : public Device {
   BootBlock boot_block_{};
   std::array<Line, kLines> lines_{};
   std::map<unsigned, int> stuck_;
-  std::map<std::int32_t, Board::Pwm> pwm_;
+  std::map<std::int32_t, Pwm> pwm_;
   IrCut ir_cut_ = IrCut::unset;
   std::uint32_t ir_cut_steps_ = 0;
   std::function<std::optional<int>(unsigned)> outside_{};

@@ -53,7 +53,7 @@ void IrFilter::drive(unsigned line, int level) {
 
 void IrFilter::drive_magnet() {
   if (magnet_enable_ == 0 || front_ == back_) return;
-  side_ = front_ != 0 ? Board::Filter::day : Board::Filter::night;
+  side_ = front_ != 0 ? Side::day : Side::night;
 }
 
 void IrFilter::drive_stepper() {
@@ -73,7 +73,7 @@ bool IrFilter::is_command(std::string_view text) {
 }
 
 void IrFilter::run(std::string_view command) {
-  side_ = command == kDay ? Board::Filter::day : Board::Filter::night;
+  side_ = command == kDay ? Side::day : Side::night;
 }
 
 FaultForms IrFilter::fault_forms() {

@@ -2,12 +2,12 @@
 // lines with a home switch.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string_view>
 #include <vector>
 
-#include "boardsim/board.h"
-#include "boardsim/core/fault_forms.h"
+#include "boardsim/kernel/fault_forms.h"
 
 namespace boardsim {
 
@@ -20,6 +20,8 @@ namespace boardsim {
 /// stands.
 class IrFilter {
  public:
+  /// Where the filter stands.
+  enum class Side : std::uint8_t { unset, day, night };
   static constexpr unsigned kHomeSwitchLine = 26;
   static constexpr int kTravel = 160 * 4;  ///< quarters of a step between the stops
 
@@ -30,7 +32,7 @@ class IrFilter {
   /// Runs one of the two.
   void run(std::string_view command);
 
-  Board::Filter side() const { return side_; }
+  Side side() const { return side_; }
   int position() const { return position_; }  ///< quarters of a step from the home stop
   bool home_switch() const { return position_ == 0 && !switch_never_; }
 
@@ -46,7 +48,7 @@ class IrFilter {
   std::optional<int> phase_{};  ///< of the coils when they last held the rotor, 0 to 3
   int position_ = 0;
   bool switch_never_ = false;
-  Board::Filter side_ = Board::Filter::unset;
+  Side side_ = Side::unset;
 };
 
 }  // namespace boardsim

@@ -3,9 +3,9 @@
 
 #include <cerrno>
 
-#include "boardsim/core/board_types.h"
 #include "boardsim/devices/motor_configuration.h"
 #include "boardsim/devices/records.h"
+#include "boardsim/families/board_types.h"
 
 namespace boardsim {
 namespace {
@@ -45,8 +45,8 @@ IrisDrive iris_drive(std::uint32_t type) {
 void Iris::set(IrisDrive drive, std::uint32_t value, std::uint32_t type) {
   if (iris_drive(type) != drive) return;
   const Ends ends = ends_of(drive);
-  if (value == ends.closed) state_ = Board::Iris::closed;
-  if (value == ends.open) state_ = Board::Iris::open;
+  if (value == ends.closed) state_ = State::closed;
+  if (value == ends.open) state_ = State::open;
 }
 
 bool Iris::is_command(std::string_view text) {

@@ -7,8 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "boardsim/board.h"
-#include "boardsim/core/device.h"
+#include "boardsim/devices/device.h"
 
 namespace boardsim {
 
@@ -27,6 +26,8 @@ IrisDrive iris_drive(std::uint32_t type);
 /// /dev/motor1; any other value between them moves nothing.
 class Iris {
  public:
+  /// Where the iris stands, whatever drives it (FPGA 0x2001, /dev/motor, /dev/motor1, shell commands).
+  enum class State : std::uint8_t { unset, closed, open };
   static constexpr std::uint32_t kRegister = 0x2001;
 
   /// The program gives a drive a value; it has an effect where `drive` is the board's own.
@@ -36,10 +37,10 @@ class Iris {
   /// Runs one of the two.
   void run(std::string_view command, std::uint32_t type);
 
-  Board::Iris state() const { return state_; }
+  State state() const { return state_; }
 
  private:
-  Board::Iris state_ = Board::Iris::unset;
+  State state_ = State::unset;
 };
 
 /// /dev/motor1. Requests: 0x40044301 configures, with a record of 644 bytes as on /dev/motor: count 1, chip 3

@@ -5,7 +5,7 @@
 #include <map>
 #include <vector>
 
-#include "boardsim/core/device.h"
+#include "boardsim/devices/device.h"
 
 namespace boardsim {
 

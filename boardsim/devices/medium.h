@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "boardsim/core/device.h"
+#include "boardsim/devices/device.h"
 #include "boardsim/devices/medium_file.h"
 
 namespace boardsim {

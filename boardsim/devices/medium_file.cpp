@@ -10,8 +10,8 @@
 #include <filesystem>
 #include <system_error>
 
-#include "boardsim/core/real.h"
 #include "boardsim/devices/medium.h"
+#include "boardsim/kernel/real.h"
 
 namespace boardsim {
 namespace {

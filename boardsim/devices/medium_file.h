@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "boardsim/core/device.h"
-#include "boardsim/core/own_descriptor.h"
+#include "boardsim/devices/device.h"
+#include "boardsim/kernel/own_descriptor.h"
 
 namespace boardsim {
 

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "boardsim/core/device.h"
+#include "boardsim/devices/device.h"
 #include "boardsim/devices/focus_motor.h"
 #include "boardsim/devices/rejections.h"
 

@@ -11,7 +11,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "boardsim/core/real.h"
+#include "boardsim/kernel/real.h"
 
 namespace boardsim {
 namespace {

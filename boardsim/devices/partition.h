@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "boardsim/core/device.h"
+#include "boardsim/devices/device.h"
 
 namespace boardsim {
 

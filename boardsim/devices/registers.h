@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "boardsim/core/device.h"
+#include "boardsim/devices/device.h"
 
 namespace boardsim {
 

@@ -1,7 +1,7 @@
 // Faults of the form "... rejects THING N[+]".
 #include "boardsim/devices/rejections.h"
 
-#include "boardsim/core/fault_forms.h"
+#include "boardsim/kernel/fault_forms.h"
 
 namespace boardsim {
 

@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "boardsim/board.h"
-#include "boardsim/core/device.h"
+#include "boardsim/devices/device.h"
+#include "boardsim/kernel/time.h"
 
 namespace boardsim {
 

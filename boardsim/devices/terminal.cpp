@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "boardsim/core/real.h"
+#include "boardsim/kernel/real.h"
 
 namespace boardsim {
 namespace {

@@ -5,9 +5,9 @@
 #include <optional>
 #include <vector>
 
-#include "boardsim/board.h"
-#include "boardsim/core/device.h"
-#include "boardsim/core/pseudo_terminal.h"
+#include "boardsim/devices/device.h"
+#include "boardsim/kernel/pseudo_terminal.h"
+#include "boardsim/kernel/time.h"
 
 namespace boardsim {
 

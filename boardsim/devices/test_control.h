@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "boardsim/core/device.h"
+#include "boardsim/devices/device.h"
 
 namespace boardsim {
 

@@ -9,11 +9,16 @@
 #include <utility>
 #include <vector>
 
-#include "boardsim/board.h"
-#include "boardsim/core/device.h"
-#include "boardsim/core/readiness.h"
+#include "boardsim/devices/device.h"
+#include "boardsim/kernel/readiness.h"
 
 namespace boardsim {
+
+/// What the UART driver was last configured to ("/dev/uart1" is number 1); all 0 before.
+struct UartSetup {
+  std::int32_t baudrate = 0, data = 0, stop = 0, parity = 0, flowcontrol = 0;
+  bool operator==(const UartSetup&) const = default;  ///< field by field
+};
 
 /// One port. Requests: 0x40045501 configures, with five words {baud rate, data bits, stop bits, parity, flow
 /// control}; any are taken. 0x80045502 copies out the number of bytes that wait, one word. 0x5503 throws away
@@ -50,7 +55,7 @@ class Uart : public Device {
   void receive(std::string_view bytes);
   /// All bytes that have left the board.
   const std::string& sent() const { return sent_; }
-  const Board::UartSetup& setup() const { return setup_; }
+  const UartSetup& setup() const { return setup_; }
 
  private:
   unsigned number_;
@@ -59,7 +64,7 @@ class Uart : public Device {
   bool deaf_ = false, mute_ = false;
   std::string waiting_{};
   std::string sent_{};
-  Board::UartSetup setup_{};
+  UartSetup setup_{};
   std::function<void(std::string_view)> send_watcher_{};
   std::function<void()> configure_watcher_{};
 };

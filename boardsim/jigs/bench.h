@@ -12,8 +12,8 @@
 #include <utility>
 #include <vector>
 
-#include "boardsim/core/fault_forms.h"
 #include "boardsim/jigs/wiring.h"
+#include "boardsim/kernel/fault_forms.h"
 
 namespace boardsim {
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <optional>
 
-#include "boardsim/core/board_types.h"
+#include "boardsim/families/board_types.h"
 
 namespace boardsim {
 namespace {

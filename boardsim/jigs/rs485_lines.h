@@ -11,10 +11,10 @@
 #include <utility>
 #include <vector>
 
-#include "boardsim/board.h"
-#include "boardsim/core/fault_forms.h"
 #include "boardsim/jigs/rs485_fixtures.h"
 #include "boardsim/jigs/rs485_partner.h"
+#include "boardsim/kernel/fault_forms.h"
+#include "boardsim/kernel/time.h"
 
 namespace boardsim {
 

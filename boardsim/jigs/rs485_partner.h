@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "boardsim/board.h"
+#include "boardsim/kernel/time.h"
 
 namespace boardsim {
 

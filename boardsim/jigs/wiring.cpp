@@ -2,7 +2,7 @@
 // inputs, each has a jig of its own.
 #include "boardsim/jigs/wiring.h"
 
-#include "boardsim/core/board_types.h"
+#include "boardsim/families/board_types.h"
 
 namespace boardsim {
 namespace {

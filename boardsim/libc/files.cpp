@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <type_traits>
 
-#include "boardsim/core/real.h"
-#include "boardsim/core/state.h"
+#include "boardsim/board/state.h"
+#include "boardsim/kernel/real.h"
 
 using boardsim::Entered;
 namespace real = boardsim::real;
@@ -61,7 +61,7 @@ bool is_socket(int fd) {
 }
 
 /// Reads a pipe or terminal of the PC: time goes on while its bytes are waited for.
-ssize_t read_of_pc(boardsim::Board::State& board, int fd, void* buffer, std::size_t size) {
+ssize_t read_of_pc(boardsim::BoardState& board, int fd, void* buffer, std::size_t size) {
   if ((fcntl(fd, F_GETFL) & O_NONBLOCK) != 0) return real::read(fd, buffer, size);
   std::optional<boardsim::Time> deadline;
   if (const auto limit = boardsim::terminal_read_limit(fd)) deadline = board.clock.now() + *limit;

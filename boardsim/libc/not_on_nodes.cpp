@@ -6,8 +6,8 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
-#include "boardsim/core/real.h"
-#include "boardsim/core/state.h"
+#include "boardsim/board/state.h"
+#include "boardsim/kernel/real.h"
 
 using boardsim::Entered;
 namespace real = boardsim::real;

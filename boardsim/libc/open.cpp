@@ -4,8 +4,8 @@
 
 #include <cerrno>
 
-#include "boardsim/core/real.h"
-#include "boardsim/core/state.h"
+#include "boardsim/board/state.h"
+#include "boardsim/kernel/real.h"
 
 using boardsim::Entered;
 namespace real = boardsim::real;

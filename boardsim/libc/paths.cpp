@@ -7,8 +7,8 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
-#include "boardsim/core/real.h"
-#include "boardsim/core/state.h"
+#include "boardsim/board/state.h"
+#include "boardsim/kernel/real.h"
 
 using boardsim::Entered;
 namespace real = boardsim::real;

@@ -1,7 +1,7 @@
 // Answers a call that no program on a board makes.
 #pragma once
 
-#include "boardsim/core/state.h"
+#include "boardsim/board/state.h"
 
 /// Where the program makes `call`, it is reported and not performed: returns -1. Goes on for everybody else.
 #define BOARDSIM_REFUSE(call) \

@@ -8,7 +8,7 @@
 #include <array>
 #include <vector>
 
-#include "boardsim/core/real.h"
+#include "boardsim/kernel/real.h"
 #include "boardsim/libc/refuse.h"
 
 using boardsim::Entered;

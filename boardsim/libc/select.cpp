@@ -6,8 +6,8 @@
 #include <cstring>
 #include <limits>
 
-#include "boardsim/core/real.h"
-#include "boardsim/core/state.h"
+#include "boardsim/board/state.h"
+#include "boardsim/kernel/real.h"
 #include "boardsim/libc/timespec.h"
 
 using boardsim::Call;

@@ -2,8 +2,8 @@
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
-#include "boardsim/core/real.h"
-#include "boardsim/core/state.h"
+#include "boardsim/board/state.h"
+#include "boardsim/kernel/real.h"
 #include "boardsim/libc/refuse.h"
 
 using boardsim::Entered;

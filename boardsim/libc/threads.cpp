@@ -4,8 +4,8 @@
 #include <memory>
 #include <system_error>
 
-#include "boardsim/core/real.h"
-#include "boardsim/core/state.h"
+#include "boardsim/board/state.h"
+#include "boardsim/kernel/real.h"
 
 using boardsim::Board;
 using boardsim::Entered;

@@ -5,8 +5,8 @@
 
 #include <cerrno>
 
-#include "boardsim/core/real.h"
-#include "boardsim/core/state.h"
+#include "boardsim/board/state.h"
+#include "boardsim/kernel/real.h"
 #include "boardsim/libc/timespec.h"
 
 using boardsim::Entered;

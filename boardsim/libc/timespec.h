@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "boardsim/core/clock.h"
+#include "boardsim/kernel/clock.h"
 
 namespace boardsim {
 

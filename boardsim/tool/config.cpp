@@ -8,7 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
-#include "boardsim/core/state.h"
+#include "boardsim/board/state.h"
 
 namespace boardsim {
 

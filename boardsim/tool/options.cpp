@@ -8,8 +8,8 @@
 #include <stdexcept>
 
 #include "boardsim/board.h"
-#include "boardsim/core/families.h"
-#include "boardsim/core/state.h"
+#include "boardsim/board/state.h"
+#include "boardsim/families/families.h"
 #include "boardsim/tool/address.h"
 
 namespace boardsim {

@@ -8,12 +8,12 @@
 #include <string>
 
 #include "boardsim/board.h"
-#include "boardsim/core/control_server.h"
-#include "boardsim/core/own_descriptor.h"
-#include "boardsim/core/real.h"
-#include "boardsim/core/state.h"
-#include "boardsim/core/uart_terminal.h"
+#include "boardsim/board/state.h"
+#include "boardsim/control/server.h"
+#include "boardsim/kernel/own_descriptor.h"
+#include "boardsim/kernel/real.h"
 #include "boardsim/tool/config.h"
+#include "boardsim/tool/serial_device.h"
 
 namespace boardsim {
 namespace {

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "boardsim/core/device.h"
+#include "boardsim/devices/device.h"
 
 namespace boardsim::test {
 

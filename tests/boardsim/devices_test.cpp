@@ -1,5 +1,5 @@
 // Which device stands at which path, and which of them takes a fault.
-#include "boardsim/devices/all.h"
+#include "boardsim/board/hardware.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>

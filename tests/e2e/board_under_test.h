@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "boardsim/core/control.h"
+#include "boardsim/control/client.h"
 #include "tests/e2e/child.h"
 #include "tests/harness/own_directory.h"
 

@@ -12,27 +12,34 @@ ROOMS = tuple(sorted({found[0] for path in tree.files(".h", ".cpp") for wing in 
                       if (found := re.match(rf"{wing}\w+/", path))}))
 MIDDLE = ("t1_sdk/boardtest/platform/", "t1_sdk/boardtest/protocol/")
 GROUND = ("t1_sdk/util/", "t1_sdk/xmldocument/")
+BOARD = ("boardsim/devices/", "boardsim/families/", "boardsim/kernel/")
 MAY_INCLUDE = {
     "t1_sdk/main.cpp": (ROOF,),
     ROOF: WINGS + MIDDLE + GROUND,
     **{place: MIDDLE + GROUND for place in WINGS + ROOMS},
     **{folder: GROUND for folder in MIDDLE},
     **{folder: () for folder in GROUND},
-    "boardsim/core/": ("boardsim/board.h", "boardsim/devices/", "boardsim/jigs/"),
-    "boardsim/devices/": ("boardsim/board.h", "boardsim/core/", "boardsim/jigs/"),
-    "boardsim/jigs/": ("boardsim/board.h", "boardsim/core/", "boardsim/devices/"),
-    "boardsim/libc/": ("boardsim/core/",),
-    "boardsim/tool/": ("boardsim/board.h", "boardsim/core/"),
-    "boardsim/board.h": (),
+    "boardsim/tool/": ("boardsim/control/", "boardsim/board.h", "boardsim/board/") + BOARD,
+    "boardsim/control/": ("boardsim/board.h", "boardsim/board/") + BOARD,
+    "boardsim/libc/": ("boardsim/calls/", "boardsim/board/") + BOARD,
+    "boardsim/calls/": ("boardsim/board/",) + BOARD,
+    "boardsim/board/": ("boardsim/board.h", "boardsim/jigs/") + BOARD,
+    "boardsim/board.h": BOARD,
+    "boardsim/jigs/": ("boardsim/families/", "boardsim/kernel/"),
+    "boardsim/devices/": ("boardsim/families/", "boardsim/kernel/"),
+    "boardsim/families/": ("boardsim/kernel/",),
+    "boardsim/kernel/": (),
     "catalogue/": (),
     "station/": ("catalogue/",),
     "benchmarks/": ("t1_sdk/",),
     "tests/boardsim/": ("boardsim/", "tests/harness/"),
     "tests/station/": ("station/", "catalogue/", "tests/harness/"),
-    "tests/e2e/": ("boardsim/core/control.h", "tests/harness/"),
-    "tests/matrix/": ("t1_sdk/", "catalogue/", "boardsim/board.h", "boardsim/core/families.h", "boardsim/jigs/wiring.h", "tests/"),
+    "tests/e2e/": ("boardsim/control/client.h", "tests/harness/"),
+    "tests/matrix/": ("t1_sdk/", "catalogue/", "boardsim/board.h", "boardsim/families/families.h", "boardsim/jigs/wiring.h", "tests/"),
     "tests/": ("t1_sdk/", "catalogue/", "boardsim/board.h"),
 }
+# The drawings of floors, and the house that each of them shows; a room's cell begins with its name.
+DRAWINGS = {"## The floors of the program": "t1_sdk/", "## The floors of the simulated board": "boardsim/"}
 # These write numbers, records and texts afresh: not even a header's header is the program's.
 INDEPENDENT = ("boardsim/", "station/", "tests/boardsim/", "tests/station/", "tests/e2e/")
 
@@ -82,6 +89,30 @@ def directions(complain):
                     waiting += [further for _, further in includes.get(header, [])]
                 if reached := sorted(header for header in seen if header.startswith("t1_sdk/")):
                     complain(path, number, f"reaches {reached[0]}, but must share no header with the program")
+
+
+def drawn_floors(heading):
+    """The lines of the drawing below a heading of docs/architecture.md, numbered from the top."""
+    text = tree.text("docs/architecture.md").partition(heading + "\n")[2]
+    return list(enumerate(text.partition("```")[2].partition("```")[0].splitlines()))
+
+
+def floors(complain):
+    """Each include leads to a lower floor, as docs/architecture.md draws them: no two folders may include each other."""
+    for heading, house in DRAWINGS.items():
+        floor = {}
+        for room in (key for key in MAY_INCLUDE if key.startswith(house)):
+            name = room.rstrip("/").rpartition("/")[2]
+            cell = rf"(?:^ |│ )(?:\w+/)?{re.escape(name)}(?![\w.])"
+            lines = [number for number, line in drawn_floors(heading) if re.search(cell, line)]
+            if lines:
+                floor[room] = lines[0]
+            else:
+                complain("docs/architecture.md", 1, f'"{heading}" does not draw {room}')
+        for room, lower in MAY_INCLUDE.items():
+            for target in lower:
+                if room in floor and floor.get(target, floor[room] + 1) <= floor[room]:
+                    complain("docs/architecture.md", 1, f"{room} may include {target}, which is not drawn below it")
 
 
 def program_headers(complain):

@@ -10,7 +10,7 @@
 #include <stdexcept>
 
 #include "boardsim/board.h"
-#include "boardsim/core/families.h"
+#include "boardsim/families/families.h"
 #include "boardsim/jigs/wiring.h"
 #include "catalogue/catalogue.h"
 #include "t1_sdk/boardtest/peripheral/alarm/alarm.h"

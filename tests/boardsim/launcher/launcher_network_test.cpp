@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "boardsim/core/control.h"
+#include "boardsim/control/client.h"
 #include "tests/boardsim/launcher/launcher.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <fstream>
 #include <regex>
 
-#include "boardsim/core/control.h"
+#include "boardsim/control/client.h"
 #include "tests/boardsim/launcher/launcher.h"
 
 namespace {

@@ -1,0 +1,174 @@
+// Which device stands at which path.
+#include "boardsim/board/hardware.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "boardsim/board/descriptors.h"
+#include "boardsim/families/board_types.h"
+
+namespace boardsim {
+namespace {
+
+// The substrate voltage on boards where the FPGA sets it, and what the sensor then sees on every board.
+constexpr std::uint32_t kVsubCode = 0x2001;
+constexpr std::uint32_t kVsubLoad = 0x2102;
+constexpr std::uint32_t kLuma = 0xB0;
+constexpr std::uint32_t kBrightest = 5000;
+
+}  // namespace
+
+Devices::Devices(std::function<Time()> now, Application::After after, Application::Violation violation)
+    : rtc(now),
+      application(after, std::move(violation)),
+      bench({.type = [this] { return type(); },
+             .test_control = [this] { return test_control.is_on(); },
+             .drive = [this](Driver driver, std::uint32_t number) { return driven(driver, number); }}),
+      rs485({.now = std::move(now),
+             .after = std::move(after),
+             .type = [this] { return type(); },
+             .alarm_outputs = [this] { return boot_alarm_outputs(general_io.boot_block()); },
+             .rate = [this](unsigned port) { return uart(port).setup().baudrate; },
+             .receive = [this](unsigned port, std::string_view bytes) { uart(port).receive(bytes); }}),
+      nodes_{
+          {"/dev/qznio", &general_io},
+          {"/dev/fpga", &fpga},
+          {"/dev/tg", &timing_generator},
+          {"/dev/tcs", &stm8},
+          {"/dev/led", &led},
+          {"/dev/rtc", &rtc},
+          {"/dev/alarm", &alarm},
+          {"/dev/qznitc", &test_control},
+          {"/dev/motor", &motor},
+          {"/dev/motor1", &iris_motor},
+          {"/dev/uart1", &uarts[0]},
+          {"/dev/uart2", &uarts[1]},
+          {"/dev/uart3", &uarts[2]},
+          {"/dev/uart4", &uarts[3]},
+          {"/dev/uart5", &uarts[4]},
+          {"/dev/ttyS1", &terminal},
+          {"/dev/mtd4", &flash},
+          {"/dev/mmcblk0p7", &emmc},
+      } {
+  for (Medium& medium : mounts.media) nodes_.push_back({medium.node(), &medium});
+  connect();
+  set_vsub(0);
+}
+
+void Devices::connect() {
+  general_io.on_read([this](unsigned line) { return hanging_on(line); });
+  general_io.on_drive([this](unsigned line) {
+    ir_filter.drive(line, general_io.driven(line));
+    bench.line_driven(line);
+  });
+  general_io.on_vsub([this](std::uint32_t code) {
+    if (is_one_of(k65xxBoards, type())) set_vsub(code);
+  });
+  fpga.on_write([this](std::uint32_t address, std::uint32_t value) { register_written(address, value); });
+  motor.on_iris([this](std::uint32_t value) { iris.set(IrisDrive::chip, value, type()); });
+  iris_motor.on_value([this](std::uint32_t value) { iris.set(IrisDrive::gpio, value, type()); });
+  alarm.on_set([this] { bench.alarms_set(); });
+  test_control.on_switched_on([this] { bench.begin_test(); });
+  for (unsigned port = 1; port <= uarts.size(); ++port) {
+    uart(port).on_configure([this, port] { rs485.port_configured(port); });
+    uart(port).on_send([this, port](std::string_view bytes) { rs485.port_sent(port, bytes); });
+  }
+}
+
+void Devices::register_written(std::uint32_t address, std::uint32_t value) {
+  bench.register_written(address, value);
+  if (address == Iris::kRegister) iris.set(IrisDrive::fpga, value, type());
+  if (address == kVsubLoad && value == 1 && !is_one_of(k65xxBoards, type())) set_vsub(fpga.reg(kVsubCode));
+}
+
+void Devices::set_vsub(std::uint32_t code) {
+  vsub_ = code;
+  fpga.set_reg(kLuma, kBrightest - std::min(code, kBrightest));
+}
+
+bool Devices::is_command(std::string_view text) {
+  return IrFilter::is_command(text) || Iris::is_command(text);
+}
+
+void Devices::run(std::string_view command) {
+  if (IrFilter::is_command(command)) ir_filter.run(command);
+  if (Iris::is_command(command)) iris.run(command, type());
+}
+
+std::optional<int> Devices::hanging_on(unsigned line) const {
+  if (line == FocusMotor::kSwitchLine) return motor.focus().limit_switch() ? 1 : 0;
+  if (line == IrFilter::kHomeSwitchLine && is_one_of(k65xxBoards, type())) {
+    return ir_filter.home_switch() ? 1 : 0;
+  }
+  return bench.level(line);
+}
+
+std::uint32_t Devices::driven(Driver driver, std::uint32_t number) const {
+  switch (driver) {
+    case Driver::fpga:
+      return fpga.reg(number);
+    case Driver::alarm:
+      return alarm.state();
+    case Driver::gpio:
+      return static_cast<std::uint32_t>(general_io.driven(number));
+  }
+  return 0;
+}
+
+std::uint32_t Devices::type() const {
+  return boot_type(general_io.boot_block());
+}
+
+Device* Devices::find(std::string_view path) {
+  const auto found = std::ranges::find(nodes_, path, &Node::path);
+  if (found != nodes_.end()) return found->device;
+  if (Device* const file = files.find(path)) return file;
+  if (Mounts::is_path(path)) return mounts.find(path);
+  return sensors.find(path);
+}
+
+Device* Devices::find_or_make(std::string_view path) {
+  return Mounts::is_path(path) ? mounts.find_or_make(path) : find(path);
+}
+
+bool Devices::may_be_missing(std::string_view path) {
+  return boardsim::may_be_missing(path) || mounts.is_on_medium(path);
+}
+
+bool Devices::can_have(std::string_view path) const {
+  return std::ranges::find(nodes_, path, &Node::path) != nodes_.end() || BoardFiles::is_path(path) ||
+         Mounts::is_path(path) || TemperatureSensors::is_path(path);
+}
+
+std::string Devices::paths() const {
+  std::string text;
+  for (const Node& node : nodes_) text.append(node.path).append(", ");
+  return text.append("/devinfo/..., /mnt/..., /proc/debug/tempN");
+}
+
+FaultForms Devices::fault_forms() {
+  FaultForms all;
+  const auto add = [&all](FaultForms forms) {
+    for (FaultForm& form : forms) all.push_back(std::move(form));
+  };
+  for (const Node& node : nodes_) add(node.device->fault_forms());
+  add(uart_fault_forms(uarts));
+  add(medium_fault_forms(mounts.media));
+  add(sensors.fault_forms());
+  add(ir_filter.fault_forms());
+  add(application.fault_forms());
+  add(bench.fault_forms());
+  add(rs485.fault_forms());
+  return all;
+}
+
+void Devices::clear_faults() {
+  for (const Node& node : nodes_) node.device->clear_faults();
+  sensors.clear_faults();
+  ir_filter.clear_faults();
+  application.clear_faults();
+  bench.clear_faults();
+  rs485.clear_faults();
+}
+
+}  // namespace boardsim

@@ -1,0 +1,82 @@
+// /dev/uart1 of the board as a serial device of the PC, for a person or a station at the other end.
+#include "boardsim/tool/serial_device.h"
+
+#include <termios.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string_view>
+
+#include "boardsim/board/state.h"
+#include "boardsim/kernel/own_thread.h"
+#include "boardsim/kernel/pseudo_terminal.h"
+#include "boardsim/kernel/real.h"
+
+namespace boardsim {
+namespace {
+
+// Bytes closer together than this, by the PC's clock, are one block: a driver hands over blocks, not bytes.
+constexpr int kPauseBetweenBlocks = 20;  // ms
+
+[[noreturn]] void fail(const std::string& what, int error) {
+  throw std::runtime_error("--uart1: " + what + ": " + std::strerror(error));
+}
+
+void link_to(const std::string& target, const std::string& path) {
+  std::error_code error;
+  if (std::filesystem::is_symlink(path, error) && !std::filesystem::exists(path, error)) {
+    std::filesystem::remove(path, error);  // what an earlier run left behind
+  }
+  std::filesystem::create_symlink(target, path, error);
+  if (error) fail(path + " cannot be made", error.value());
+}
+
+/// The next block of bytes; empty when the terminal has failed.
+std::string next_block(int fd) {
+  std::string block;
+  std::array<char, 512> bytes{};
+  pollfd look{fd, POLLIN, 0};
+  while (real::poll(&look, 1UL, block.empty() ? -1 : kPauseBetweenBlocks) > 0) {
+    const ssize_t size = real::read(fd, bytes.data(), bytes.size());
+    if (size <= 0) break;
+    block.append(bytes.data(), static_cast<std::size_t>(size));
+  }
+  return block;
+}
+
+void carry_to_board(BoardState& board, int fd) {
+  for (std::string block = next_block(fd); !block.empty(); block = next_block(fd)) {
+    const std::lock_guard lock(board.mutex);
+    board.devices.rs485.terminal_sent(block);
+  }
+}
+
+}  // namespace
+
+void offer_uart1(Board& board, const std::string& path) {
+  const Inside inside;
+  const std::shared_ptr<PseudoTerminal> terminal = PseudoTerminal::make();
+  if (!terminal) fail("no pseudo-terminal", errno);
+  termios settings{};
+  real::tcgetattr(terminal->near(), &settings);
+  cfmakeraw(&settings);
+  real::tcsetattr(terminal->near(), TCSANOW, &settings);
+  link_to(terminal->name(), path);
+  BoardState& state = board.state();
+  {
+    const std::lock_guard lock(state.mutex);
+    state.devices.rs485.set_fixture("terminal");
+    state.devices.rs485.set_terminal([terminal](std::string_view bytes) {
+      // A line does not wait for anybody to listen.
+      [[maybe_unused]] const auto ignored = real::write(terminal->far(), bytes.data(), bytes.size());
+    });
+  }
+  start_own_thread([&state, terminal] { carry_to_board(state, terminal->far()); });
+}
+
+}  // namespace boardsim
