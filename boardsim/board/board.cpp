@@ -355,7 +355,7 @@ void Board::set_focus_position(int steps) {
 
 std::uint32_t Board::vsub() const {
   const Access access(*state_);
-  return state_->devices.vsub();
+  return state_->devices.substrate_voltage.code();
 }
 
 void Board::set_interface(std::string_view name, std::string_view address) {

@@ -5,29 +5,19 @@
 #include <utility>
 
 #include "boardsim/board/descriptors.h"
-#include "boardsim/families/board_types.h"
 
 namespace boardsim {
-namespace {
-
-// The substrate voltage on boards where the FPGA sets it, and what the sensor then sees on every board.
-constexpr std::uint32_t kVsubCode = 0x2001;
-constexpr std::uint32_t kVsubLoad = 0x2102;
-constexpr std::uint32_t kLuma = 0xB0;
-constexpr std::uint32_t kBrightest = 5000;
-
-}  // namespace
-
 Devices::Devices(std::function<Time()> now, Application::After after, Application::Violation violation)
     : rtc(now),
+      iris([this] { return hardware().iris; }),
+      substrate_voltage(fpga, [this] { return hardware().vsub_by_io; }),
       application(after, std::move(violation)),
-      bench({.type = [this] { return type(); },
+      bench({.hardware = [this]() -> const Hardware& { return hardware(); },
              .test_control = [this] { return test_control.is_on(); },
              .drive = [this](Driver driver, std::uint32_t number) { return driven(driver, number); }}),
       rs485({.now = std::move(now),
              .after = std::move(after),
-             .type = [this] { return type(); },
-             .alarm_outputs = [this] { return boot_alarm_outputs(general_io.boot_block()); },
+             .hardware = [this]() -> const Hardware& { return hardware(); },
              .rate = [this](unsigned port) { return uart(port).setup().baudrate; },
              .receive = [this](unsigned port, std::string_view bytes) { uart(port).receive(bytes); }}),
       nodes_{
@@ -52,7 +42,6 @@ Devices::Devices(std::function<Time()> now, Application::After after, Applicatio
       } {
   for (Medium& medium : mounts.media) nodes_.push_back({medium.node(), &medium});
   connect();
-  set_vsub(0);
 }
 
 void Devices::connect() {
@@ -61,12 +50,10 @@ void Devices::connect() {
     ir_filter.drive(line, general_io.driven(line));
     bench.line_driven(line);
   });
-  general_io.on_vsub([this](std::uint32_t code) {
-    if (is_one_of(k65xxBoards, type())) set_vsub(code);
-  });
+  general_io.on_vsub([this](std::uint32_t code) { substrate_voltage.io_set(code); });
   fpga.on_write([this](std::uint32_t address, std::uint32_t value) { register_written(address, value); });
-  motor.on_iris([this](std::uint32_t value) { iris.set(IrisDrive::chip, value, type()); });
-  iris_motor.on_value([this](std::uint32_t value) { iris.set(IrisDrive::gpio, value, type()); });
+  motor.on_iris([this](std::uint32_t value) { iris.set(IrisDrive::chip, value); });
+  iris_motor.on_value([this](std::uint32_t value) { iris.set(IrisDrive::gpio, value); });
   alarm.on_set([this] { bench.alarms_set(); });
   test_control.on_switched_on([this] { bench.begin_test(); });
   for (unsigned port = 1; port <= uarts.size(); ++port) {
@@ -77,13 +64,8 @@ void Devices::connect() {
 
 void Devices::register_written(std::uint32_t address, std::uint32_t value) {
   bench.register_written(address, value);
-  if (address == Iris::kRegister) iris.set(IrisDrive::fpga, value, type());
-  if (address == kVsubLoad && value == 1 && !is_one_of(k65xxBoards, type())) set_vsub(fpga.reg(kVsubCode));
-}
-
-void Devices::set_vsub(std::uint32_t code) {
-  vsub_ = code;
-  fpga.set_reg(kLuma, kBrightest - std::min(code, kBrightest));
+  if (address == Iris::kRegister) iris.set(IrisDrive::fpga, value);
+  substrate_voltage.register_written(address, value);
 }
 
 bool Devices::is_command(std::string_view text) {
@@ -92,12 +74,12 @@ bool Devices::is_command(std::string_view text) {
 
 void Devices::run(std::string_view command) {
   if (IrFilter::is_command(command)) ir_filter.run(command);
-  if (Iris::is_command(command)) iris.run(command, type());
+  if (Iris::is_command(command)) iris.run(command);
 }
 
 std::optional<int> Devices::hanging_on(unsigned line) const {
   if (line == FocusMotor::kSwitchLine) return motor.focus().limit_switch() ? 1 : 0;
-  if (line == IrFilter::kHomeSwitchLine && is_one_of(k65xxBoards, type())) {
+  if (line == IrFilter::kHomeSwitchLine && hardware().stepped_filter) {
     return ir_filter.home_switch() ? 1 : 0;
   }
   return bench.level(line);
@@ -115,8 +97,9 @@ std::uint32_t Devices::driven(Driver driver, std::uint32_t number) const {
   return 0;
 }
 
-std::uint32_t Devices::type() const {
-  return boot_type(general_io.boot_block());
+const Hardware& Devices::hardware() const {
+  const BootBlock& block = general_io.boot_block();
+  return hardware_of(boot_type(block), boot_alarm_outputs(block));
 }
 
 Device* Devices::find(std::string_view path) {

@@ -25,6 +25,7 @@
 #include "boardsim/devices/mounts.h"
 #include "boardsim/devices/rtc.h"
 #include "boardsim/devices/stm8.h"
+#include "boardsim/devices/substrate_voltage.h"
 #include "boardsim/devices/temperature.h"
 #include "boardsim/devices/terminal.h"
 #include "boardsim/devices/test_control.h"
@@ -54,6 +55,7 @@ struct Devices {
   IrFilter ir_filter;
   Iris iris;
   IrisMotor iris_motor;
+  SubstrateVoltage substrate_voltage;
   std::array<Uart, 5> uarts{Uart{1}, Uart{2}, Uart{3}, Uart{4}, Uart{5}};
   Terminal terminal;
   Application application;
@@ -85,8 +87,8 @@ struct Devices {
   void run(std::string_view command);
   /// Port "/dev/uartN". Throws std::out_of_range.
   Uart& uart(unsigned number) { return uarts.at(number - 1U); }
-  /// The substrate-voltage code that the hardware was given last.
-  std::uint32_t vsub() const { return vsub_; }
+  /// What the board has, by its boot block.
+  const Hardware& hardware() const;
 
   /// The faults of all devices and of what hangs on them.
   FaultForms fault_forms();
@@ -97,17 +99,14 @@ struct Devices {
   /// What hangs on a GPIO line, if anything.
   std::optional<int> hanging_on(unsigned line) const;
   std::uint32_t driven(Driver driver, std::uint32_t number) const;
-  std::uint32_t type() const;
   void connect();
   void register_written(std::uint32_t address, std::uint32_t value);
-  void set_vsub(std::uint32_t code);
 
   struct Node {
     std::string_view path;
     Device* device;
   };
   std::vector<Node> nodes_;
-  std::uint32_t vsub_ = 0;
 };
 
 }  // namespace boardsim

@@ -36,7 +36,7 @@ BoardState::BoardState(const Family& family, Pace pace, double speed)
               [this](const std::string& text) { violation(text); }) {
   devices.general_io.boot_block() = make_boot_block(family);
   devices.bench.set_level_inputs(family.level_inputs);
-  devices.emmc.leave_factory(family.type);
+  devices.emmc.leave_factory(hardware_of(family.type));
 }
 
 void BoardState::after(Time span, std::function<void()> event) {

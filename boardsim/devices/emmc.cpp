@@ -19,8 +19,8 @@ mode_t Emmc::mode() const {
   return S_IFBLK | 0600;
 }
 
-void Emmc::leave_factory(std::uint32_t type) {
-  for (const FactoryRecord& record : factory_records()) set_bytes(record.position, record.contents(type));
+void Emmc::leave_factory(const Hardware& hardware) {
+  for (const FactoryRecord& record : factory_records()) set_bytes(record.position, record.contents(hardware));
 }
 
 FaultForms Emmc::fault_forms() {

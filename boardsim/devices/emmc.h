@@ -27,8 +27,8 @@ class Emmc : public Partition {
   /// A block device.
   mode_t mode() const override;
 
-  /// Stores what the factory stores on a board with this device type code.
-  void leave_factory(std::uint32_t type);
+  /// Stores what the factory stores on a board.
+  void leave_factory(const Hardware& hardware);
 
  private:
   void damage(const FactoryRecord& record, std::string_view how);

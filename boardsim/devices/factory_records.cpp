@@ -11,7 +11,6 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint32_t kMagic = 0x565A514E;
-constexpr std::array<std::uint32_t, 4> k6484{0x9604, 0x960F, 0x9702, 0x9709};  // type codes of the 6484s
 
 constexpr std::size_t kVsubSize = 64;
 constexpr std::size_t kTimingSize = 1580;
@@ -37,7 +36,7 @@ std::uint32_t sum(const Bytes& record, std::size_t begin, std::size_t end) {
 }
 
 /// A table of two dead pixels: magic, checksum, length of the table, then the table.
-Bytes dead_pixels(std::uint32_t /*type*/) {
+Bytes dead_pixels(const Hardware& /*hardware*/) {
   Bytes record(kDeadPixelsSize);
   put(record, 0, {kMagic, 0, kDeadPixelsSize - 12});
   put(record, 12, {2, 100, 200, 300, 400});
@@ -46,7 +45,7 @@ Bytes dead_pixels(std::uint32_t /*type*/) {
 }
 
 /// A header: magic, two checksums, length, version, time of making, two features and 31 reserved words.
-Bytes flat_field(std::uint32_t /*type*/) {
+Bytes flat_field(const Hardware& /*hardware*/) {
   Bytes record(kFlatFieldSize);
   put(record, 0, {kMagic, 0, 0, 0x1000});
   constexpr std::array<std::uint8_t, 8> kVersion{1, 2, 3, 24, 5, 17, 0, 0};  // V1.2.3 of 24-05-17
@@ -60,7 +59,7 @@ Bytes flat_field(std::uint32_t /*type*/) {
 
 /// Three register writes of address, value and delay: magic, count, version 1.2, 7 reserved words, the
 /// writes.
-Bytes timing(std::uint32_t /*type*/) {
+Bytes timing(const Hardware& /*hardware*/) {
   Bytes record(kTimingSize);
   put(record, 0, {kMagic, 3, 0x10002});
   put(record, 40, {0x10, 0x1, 0, 0x11, 0x22, 100, 0x2F, 0xABCD, 5000});
@@ -70,9 +69,9 @@ Bytes timing(std::uint32_t /*type*/) {
 
 /// A substrate voltage: code in use, code before trimming, text of the voltage, magic, 5 reserved words,
 /// checksum, 5 reserved words.
-Bytes vsub(std::uint32_t type) {
+Bytes vsub(const Hardware& hardware) {
   Bytes record(kVsubSize);
-  const bool is_6484 = std::ranges::find(k6484, type) != k6484.end();
+  const bool is_6484 = hardware.vsub_of_6484;
   const std::uint32_t code = is_6484 ? 0xAB8 : 0xA86;
   put(record, 0, {code, code});
   std::memcpy(&record[8], is_6484 ? "9.5" : "7.6", 3);

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "boardsim/families/families.h"
+
 namespace boardsim {
 
 /// One record. All are little-endian and carry the bytes "NQZV" (0x565A514E) as their magic; a checksum is
@@ -17,8 +19,8 @@ struct FactoryRecord {
   std::size_t size;       ///< bytes
   std::size_t magic;      ///< offset in the record
   std::size_t checksum;   ///< offset in the record
-  /// The record of a healthy board with this device type code, `size` bytes.
-  std::vector<std::uint8_t> (*contents)(std::uint32_t type);
+  /// The record of a healthy board, `size` bytes.
+  std::vector<std::uint8_t> (*contents)(const Hardware& hardware);
 };
 
 /// All records of a board, by their position.

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "boardsim/devices/device.h"
-#include "boardsim/families/families.h"
+#include "boardsim/families/boot_block.h"
 
 namespace boardsim {
 

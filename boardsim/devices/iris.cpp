@@ -5,7 +5,6 @@
 
 #include "boardsim/devices/motor_configuration.h"
 #include "boardsim/devices/records.h"
-#include "boardsim/families/board_types.h"
 
 namespace boardsim {
 namespace {
@@ -18,8 +17,6 @@ enum Request : std::uint32_t {
 };
 
 constexpr std::size_t kEntry = 1;
-
-constexpr std::uint32_t kShellBoards[] = {0x27201, 0x97C0, 0x96C1, 0x96C2, 0x96C3};
 
 constexpr std::string_view kCloseCommand = "closeIRIS";
 constexpr std::string_view kOpenCommand = "openIRIS";
@@ -36,14 +33,8 @@ Ends ends_of(IrisDrive drive) {
 
 }  // namespace
 
-IrisDrive iris_drive(std::uint32_t type) {
-  if (is_one_of(k65xxBoards, type)) return IrisDrive::chip;
-  if (is_one_of(kShellBoards, type)) return IrisDrive::shell;
-  return is_one_of(kDriverBoards, type) ? IrisDrive::gpio : IrisDrive::fpga;
-}
-
-void Iris::set(IrisDrive drive, std::uint32_t value, std::uint32_t type) {
-  if (iris_drive(type) != drive) return;
+void Iris::set(IrisDrive drive, std::uint32_t value) {
+  if (own_drive_() != drive) return;
   const Ends ends = ends_of(drive);
   if (value == ends.closed) state_ = State::closed;
   if (value == ends.open) state_ = State::open;
@@ -53,9 +44,9 @@ bool Iris::is_command(std::string_view text) {
   return text == kCloseCommand || text == kOpenCommand;
 }
 
-void Iris::run(std::string_view command, std::uint32_t type) {
+void Iris::run(std::string_view command) {
   const Ends ends = ends_of(IrisDrive::shell);
-  set(IrisDrive::shell, command == kCloseCommand ? ends.closed : ends.open, type);
+  set(IrisDrive::shell, command == kCloseCommand ? ends.closed : ends.open);
 }
 
 Answer IrisMotor::open(int /*flags*/) {

@@ -8,19 +8,9 @@
 #include <vector>
 
 #include "boardsim/devices/device.h"
+#include "boardsim/families/families.h"
 
 namespace boardsim {
-
-/// What moves an iris.
-enum class IrisDrive : std::uint8_t {
-  fpga,   ///< register 0x2001
-  shell,  ///< the commands "closeIRIS" and "openIRIS"
-  chip,   ///< the motor chip behind /dev/motor
-  gpio,   ///< /dev/motor1
-};
-
-/// The one drive that a board of this device type code has.
-IrisDrive iris_drive(std::uint32_t type);
 
 /// The values 0xCFF and 0xC00 close and open it through the FPGA and the motor chip, 512 and 767 through
 /// /dev/motor1; any other value between them moves nothing.
@@ -30,16 +20,20 @@ class Iris {
   enum class State : std::uint8_t { unset, closed, open };
   static constexpr std::uint32_t kRegister = 0x2001;
 
+  /// `own_drive` tells which drive the board has.
+  explicit Iris(std::function<IrisDrive()> own_drive) : own_drive_(std::move(own_drive)) {}
+
   /// The program gives a drive a value; it has an effect where `drive` is the board's own.
-  void set(IrisDrive drive, std::uint32_t value, std::uint32_t type);
+  void set(IrisDrive drive, std::uint32_t value);
   /// Whether a shell command of the board moves the iris.
   static bool is_command(std::string_view text);
   /// Runs one of the two.
-  void run(std::string_view command, std::uint32_t type);
+  void run(std::string_view command);
 
   State state() const { return state_; }
 
  private:
+  std::function<IrisDrive()> own_drive_;
   State state_ = State::unset;
 };
 

@@ -1,56 +1,73 @@
-// The table of families and the boot block that a factory would leave on such a board.
+// The table of families, and of the boards that differ from theirs.
 #include "boardsim/families/families.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <cstring>
-
-#include "boardsim/families/board_types.h"
+#include <iterator>
 
 namespace boardsim {
 namespace {
 
 // clang-format off
+constexpr std::uint32_t kKTypes[] = {
+    0x960B, 0x9B05, 0x960F, 0x960E, 0x9B08, 0x9B09, 0x9B0A, 0x970F, 0x9715, 0x9713, 0x9614, 0x9615, 0x9716, 0x9725,
+    0x9726};
 constexpr std::uint32_t k63xxTypes[] = {0x27201, 0x97C0};
 constexpr std::uint32_t k68xxTypes[] = {0x27252, 0x27254, 0x9A01, 0x9A03, 0xA6005, 0xA6006};
 constexpr std::uint32_t kLoopTypes[] = {0x96C1, 0x96C2, 0x96C3};
 constexpr std::uint32_t kLoopCTypes[] = {0x96C4, 0x96C5};
+constexpr std::uint32_t kMaTypes[] = {0xA6001, 0xA6002, 0xA6003, 0xA6004};
+
+constexpr Hardware kKHardware{.rs485_fixture = "ring5"};
+constexpr Hardware k68xxHardware{.iris = IrisDrive::gpio, .alarms = Alarms::driver};
+constexpr Hardware k65xxHardware{.iris = IrisDrive::chip, .alarms = Alarms::ten, .rs485_fixture = "ring5",
+                                 .stepped_filter = true, .vsub_by_io = true};
 
 constexpr Family kFamilies[] = {
     {"normal",    0x9601,  2, "any board that belongs to no other family"},
-    {"k",         0x960B,  2, "K series", false, kKBoards},
-    {"63xx",      0x27201, 2, "63xx", false, k63xxTypes},
-    {"68xx",      0x27252, 2, "68xx, alarm driver of its own", false, k68xxTypes},
+    {"k",         0x960B,  2, "K series", kKTypes, kKHardware},
+    {"63xx",      0x27201, 2, "63xx", k63xxTypes, {.iris = IrisDrive::shell}},
+    {"68xx",      0x27252, 2, "68xx, alarm driver of its own", k68xxTypes, k68xxHardware},
     {"68xx-fpga", 0x27251, 2, "68xx with an FPGA"},
     {"6444",      0x96C0,  7, "6444 with 7 alarm outputs"},
-    {"6444-j",    0x96C0,  2, "6444 with another number of alarm outputs"},
-    {"loop",      0x96C1,  2, "loop board", false, kLoopTypes},
-    {"loop-c",    0x96C4,  2, "loop board, variant c", false, kLoopCTypes},
-    {"ma",        0xA6001, 2, "MA, 61xx", false, kMaBoards},
-    {"65xx",      0x9C0A,  2, "65xx"},
-    {"65xx-level", 0x9C0A, 2, "65xx with level inputs", true},
-    {"rkd1",      0xA60A0, 2, "RKD, first variant, close to 68xx"},
-    {"rkd2",      0xA60A3, 2, "RKD, second variant, close to 68xx, with an LED"},
+    {"6444-j",    0x96C0,  2, "6444 with another number of alarm outputs", {}, {.rs485_fixture = "ring3"}},
+    {"loop",      0x96C1,  2, "loop board", kLoopTypes, {.iris = IrisDrive::shell, .alarms = Alarms::loop}},
+    {"loop-c",    0x96C4,  2, "loop board, variant c", kLoopCTypes, {.alarms = Alarms::loop}},
+    {"ma",        0xA6001, 2, "MA, 61xx", kMaTypes, {.alarms = Alarms::ma, .rs485_fixture = "ring3"}},
+    {"65xx",      0x9C0A,  2, "65xx", {}, k65xxHardware},
+    {"65xx-level", 0x9C0A, 2, "65xx with level inputs", {}, k65xxHardware, true},
+    {"rkd1",      0xA60A0, 2, "RKD, first variant, close to 68xx", {},
+     {.iris = IrisDrive::gpio, .alarms = Alarms::rkd, .other_input_lines = true, .rs485_fixture = "ring2"}},
+    {"rkd2",      0xA60A3, 2, "RKD, second variant, close to 68xx, with an LED", {},
+     {.iris = IrisDrive::gpio, .alarms = Alarms::rkd, .other_input_lines = true}},
     {"6455",      0x9603,  2, "CCD model 6455"},
     {"6485",      0x9605,  2, "CCD model 6485"},
-    {"6484",      0x9604,  2, "CCD model 6484"},
+    {"6484",      0x9604,  2, "CCD model 6484", {}, {.vsub_of_6484 = true}},
 };
 
-enum Offset : std::size_t {
-  kMagic = 0, kLength = 8, kLanguage = 16, kDeviceClass = 20, kTypeHigh = 28, kEncodeChannels = 44,
-  kIpcChannels = 48, kAlarmInputs = 52, kMacs = 53, kProductionDate = 65, kProductionNumber = 73, kCpuFrequency = 83,
-  kAudioIn = 86, kSensorType = 87, kUsbPorts = 88, kReset = 89, kAlarmOutputs = 90, kSensorVersion = 91,
-  kAudioOut = 92, kFpgaType = 95, kFpgaVersion = 96, kInfrared = 97, kTypeLow = 100, kIrCut = 102,
-  kLoaderAddress = 104, kLoaderSize = 108, kModel = 128, kWriteDate = 192,
+constexpr Hardware kOtherLines68xx{.iris = IrisDrive::gpio, .alarms = Alarms::driver, .other_input_lines = true};
+constexpr Hardware kShortFive{.alarms = Alarms::short_five};
+
+constexpr Variant kVariants[] = {
+    {0x960F,  {.rs485_fixture = "ring5", .vsub_of_6484 = true}},
+    {0x9615,  {.alarms = Alarms::short_eight, .rs485_fixture = "ring5"}},
+    {0xA6005, kOtherLines68xx},
+    {0xA6006, kOtherLines68xx},
+    {0x27202, kShortFive},
+    {0x27203, kShortFive},
+    {0x27204, kShortFive},
+    {0x27205, kShortFive},
+    {0x970E,  kShortFive},
+    {0x97C2,  {.alarms = Alarms::short_eight}},
+    {0x9702,  {.vsub_of_6484 = true}},
+    {0x9709,  {.vsub_of_6484 = true}},
 };
+
 // clang-format on
 
-void put(BootBlock& block, std::size_t offset, std::size_t size, std::uint32_t value) {
-  for (std::size_t i = 0; i < size; ++i) block[offset + i] = static_cast<std::uint8_t>(value >> (8 * i));
-}
+constexpr Hardware kUsual{};
 
-void put(BootBlock& block, std::size_t offset, std::string_view text) {
-  std::memcpy(block.data() + offset, text.data(), text.size());
+bool has_type(const Family& family, std::uint32_t type) {
+  return family.type == type || std::ranges::find(family.types, type) != family.types.end();
 }
 
 }  // namespace
@@ -67,66 +84,24 @@ const Family* find_family(std::string_view name) {
 const Family* find_family(std::uint32_t type) {
   const auto* found = std::ranges::find(kFamilies, type, &Family::type);
   if (found != std::end(kFamilies)) return found;
-  found =
-      std::ranges::find_if(kFamilies, [type](const Family& family) { return is_one_of(family.types, type); });
+  found = std::ranges::find_if(kFamilies, [type](const Family& family) { return has_type(family, type); });
   return found == std::end(kFamilies) ? nullptr : found;
 }
 
-BootBlock make_boot_block(const Family& family) {
-  BootBlock block{};
-  put(block, kMagic, 4, 0x544F4F42);  // "BOOT"
-  put(block, kLength, 4, static_cast<std::uint32_t>(block.size()));
-  put(block, kLanguage, 4, 2);
-  put(block, kDeviceClass, 4, 1);
-  put(block, kEncodeChannels, 2, 1);
-  put(block, kIpcChannels, 2, 1);
-  put(block, kAlarmInputs, 1, 4);
-  for (std::size_t i = 0; i < 2; ++i) {
-    // Locally administered, so they can belong to no real device.
-    const std::uint8_t mac[6] = {0x02, 0x00, 0x00, 0x5E, 0x10, static_cast<std::uint8_t>(i + 1)};
-    std::ranges::copy(mac, block.begin() + kMacs + 6 * static_cast<std::ptrdiff_t>(i));
+std::span<const Variant> variants() {
+  return kVariants;
+}
+
+const Hardware& hardware_of(std::uint32_t type, unsigned alarm_outputs) {
+  const auto* const variant = std::ranges::find(kVariants, type, &Variant::type);
+  if (variant != std::end(kVariants)) return variant->hardware;
+  const Hardware* hardware = &kUsual;
+  for (const Family& family : kFamilies) {
+    if (!has_type(family, type)) continue;
+    hardware = &family.hardware;
+    if (family.alarm_outputs == alarm_outputs) break;
   }
-  put(block, kProductionDate, "20240517");
-  put(block, kProductionNumber, "000000042");
-  put(block, kCpuFrequency, 1, 60);
-  put(block, kAudioIn, 1, 1);
-  put(block, kSensorType, 1, 3);
-  put(block, kUsbPorts, 1, 1);
-  put(block, kReset, 1, 1);
-  put(block, kSensorVersion, 1, 1);
-  put(block, kAudioOut, 1, 1);
-  put(block, kFpgaType, 1, 2);
-  put(block, kFpgaVersion, 1, 1);
-  put(block, kInfrared, 1, 1);
-  put(block, kIrCut, 1, 1);
-  put(block, kLoaderAddress, 4, 0x80008000);
-  put(block, kLoaderSize, 4, 0x40000);
-  put(block, kModel, "SIMULATED-");
-  put(block, kModel + std::strlen("SIMULATED-"), family.name);
-  put(block, kWriteDate, "20240517");
-  set_boot_type(block, family.type);
-  set_boot_alarm_outputs(block, family.alarm_outputs);
-  return block;
-}
-
-void set_boot_type(BootBlock& block, std::uint32_t code) {
-  put(block, kTypeHigh, 2, code >> 16);
-  put(block, kTypeLow, 2, code & 0xFFFF);
-}
-
-std::uint32_t boot_type(const BootBlock& block) {
-  const auto half = [&block](std::size_t offset) {
-    return std::uint32_t{block[offset]} | std::uint32_t{block[offset + 1]} << 8;
-  };
-  return half(kTypeHigh) << 16 | half(kTypeLow);
-}
-
-unsigned boot_alarm_outputs(const BootBlock& block) {
-  return block[kAlarmOutputs];
-}
-
-void set_boot_alarm_outputs(BootBlock& block, std::uint8_t count) {
-  block[kAlarmOutputs] = count;
+  return *hardware;
 }
 
 }  // namespace boardsim

@@ -36,10 +36,10 @@ bool Bench::was_seen(const JigChoice& choice) const {
 }
 
 const Jig& Bench::jig() const {
-  const std::uint32_t type = board_.type();
+  const Hardware& board = board_.hardware();
   const auto choices = jig_choices();
   const auto chosen = std::ranges::find_if(choices, [&](const JigChoice& choice) {
-    return fits(choice, type) && (plugged_.empty() ? was_seen(choice) : choice.jig.name == plugged_);
+    return fits(choice, board) && (plugged_.empty() ? was_seen(choice) : choice.jig.name == plugged_);
   });
   // A board that was given another type may have a jig in place that does not fit it.
   return chosen == choices.end() ? choices.back().jig : chosen->jig;
@@ -57,7 +57,7 @@ void Bench::set_jig(std::string_view name) {
 std::vector<std::string> Bench::jig_names() const {
   std::vector<Name> names{Name(kAuto)};
   for (const JigChoice& choice : jig_choices()) {
-    if (fits(choice, board_.type()) && std::ranges::find(names, choice.jig.name) == names.end()) {
+    if (fits(choice, board_.hardware()) && std::ranges::find(names, choice.jig.name) == names.end()) {
       names.emplace_back(choice.jig.name);
     }
   }
@@ -65,19 +65,19 @@ std::vector<std::string> Bench::jig_names() const {
 }
 
 std::optional<int> Bench::level(unsigned line) const {
-  const std::uint32_t type = board_.type();
+  const Hardware& board = board_.hardware();
   const Jig& in_place = jig();
   for (const JigInput& input : in_place.inputs) {
-    if (line_of(input, type) == line) return level(in_place, input.name);
+    if (line_of(input, board) == line) return level(in_place, input.name);
   }
   return is_wired(line) ? std::optional(1) : std::nullopt;
 }
 
 bool Bench::is_wired(unsigned line) const {
-  const std::uint32_t type = board_.type();
+  const Hardware& board = board_.hardware();
   return std::ranges::any_of(jig_choices(), [&](const JigChoice& choice) {
-    return fits(choice, type) && std::ranges::any_of(choice.jig.inputs, [&](const JigInput& input) {
-             return line_of(input, type) == line;
+    return fits(choice, board) && std::ranges::any_of(choice.jig.inputs, [&](const JigInput& input) {
+             return line_of(input, board) == line;
            });
   });
 }
@@ -150,7 +150,7 @@ template <class Row>
 std::vector<std::string> Bench::names(std::span<const Row> Jig::*rows) const {
   std::vector<Name> names;
   for (const JigChoice& choice : jig_choices()) {
-    if (!fits(choice, board_.type())) continue;
+    if (!fits(choice, board_.hardware())) continue;
     for (const Row& row : choice.jig.*rows) {
       if (std::ranges::find(names, row.name) == names.end()) names.emplace_back(row.name);
     }

@@ -19,7 +19,7 @@ namespace boardsim {
 
 /// Where the bench looks at the board that is plugged into it.
 struct BenchBoard {
-  std::function<std::uint32_t()> type;                                      ///< device type code
+  std::function<const Hardware&()> hardware;                                ///< what it has
   std::function<bool()> test_control;                                       ///< whether it is on
   std::function<std::uint32_t(Driver driver, std::uint32_t number)> drive;  ///< register, alarm state or line
 };

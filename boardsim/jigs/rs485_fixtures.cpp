@@ -2,9 +2,6 @@
 #include "boardsim/jigs/rs485_fixtures.h"
 
 #include <algorithm>
-#include <optional>
-
-#include "boardsim/families/board_types.h"
 
 namespace boardsim {
 namespace {
@@ -25,23 +22,6 @@ constexpr Rs485Fixture kFixtures[] = {
     {"terminal", kToTheDevice, Rs485Peer::terminal},
     {"none",     {}},
 };
-
-// The first row that fits decides.
-struct Choice {
-  std::span<const std::uint32_t> types;
-  std::optional<unsigned> not_with_alarm_outputs;
-  std::string_view fixture;
-};
-constexpr std::uint32_t k6444Boards[] = {0x96C0};
-constexpr std::uint32_t kRkd1Boards[] = {0xA60A0};
-constexpr Choice kChoices[] = {
-    {k6444Boards, 7,  "ring3"},
-    {kMaBoards,   {}, "ring3"},
-    {kKBoards,    {}, "ring5"},
-    {k65xxBoards, {}, "ring5"},
-    {kRkd1Boards, {}, "ring2"},
-};
-constexpr std::string_view kOtherBoards = "partner";
 // clang-format on
 
 }  // namespace
@@ -50,12 +30,8 @@ std::span<const Rs485Fixture> rs485_fixtures() {
   return kFixtures;
 }
 
-const Rs485Fixture& rs485_fixture_for(std::uint32_t type, unsigned alarm_outputs) {
-  const auto* const choice = std::ranges::find_if(kChoices, [&](const Choice& row) {
-    return is_one_of(row.types, type) && row.not_with_alarm_outputs != alarm_outputs;
-  });
-  const std::string_view name = choice == std::end(kChoices) ? kOtherBoards : choice->fixture;
-  return *std::ranges::find(kFixtures, name, &Rs485Fixture::name);
+const Rs485Fixture& rs485_fixture_for(const Hardware& board) {
+  return *std::ranges::find(kFixtures, board.rs485_fixture, &Rs485Fixture::name);
 }
 
 }  // namespace boardsim

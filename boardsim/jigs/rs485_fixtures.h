@@ -6,6 +6,8 @@
 #include <span>
 #include <string_view>
 
+#include "boardsim/families/families.h"
+
 namespace boardsim {
 
 /// Ports 1 to 5 are /dev/uart1 to /dev/uart5.
@@ -35,7 +37,7 @@ struct Rs485Fixture {
 
 std::span<const Rs485Fixture> rs485_fixtures();
 
-/// The fixture that the RS485 test of a board needs, by its type code and number of alarm outputs.
-const Rs485Fixture& rs485_fixture_for(std::uint32_t type, unsigned alarm_outputs);
+/// The fixture that the RS485 test of a board needs.
+const Rs485Fixture& rs485_fixture_for(const Hardware& board);
 
 }  // namespace boardsim

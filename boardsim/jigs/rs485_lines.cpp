@@ -34,7 +34,7 @@ Rs485Lines::Rs485Lines(Rs485Board board)
       }) {}
 
 const Rs485Fixture& Rs485Lines::fixture() const {
-  return plugged_ != nullptr ? *plugged_ : rs485_fixture_for(board_.type(), board_.alarm_outputs());
+  return plugged_ != nullptr ? *plugged_ : rs485_fixture_for(board_.hardware());
 }
 
 void Rs485Lines::set_fixture(std::string_view name) {

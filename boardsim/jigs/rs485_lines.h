@@ -22,8 +22,7 @@ namespace boardsim {
 struct Rs485Board {
   std::function<Time()> now;                                           ///< virtual time
   Rs485Partner::After after;                                           ///< runs an event later
-  std::function<std::uint32_t()> type;                                 ///< device type code
-  std::function<unsigned()> alarm_outputs;                             ///< number in the boot block
+  std::function<const Hardware&()> hardware;                           ///< what it has
   std::function<int(unsigned port)> rate;                              ///< bits per second as configured
   std::function<void(unsigned port, std::string_view bytes)> receive;  ///< bytes arrive at a port
 };

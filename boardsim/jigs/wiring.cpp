@@ -2,8 +2,6 @@
 // inputs, each has a jig of its own.
 #include "boardsim/jigs/wiring.h"
 
-#include "boardsim/families/board_types.h"
-
 namespace boardsim {
 namespace {
 
@@ -124,35 +122,31 @@ constexpr JigWire kLoopWire[] = {{"T1", {"F1"}}};
 constexpr Jig kOneOne{"1in1out", kLoopInput, kLoopOutput, kLoopWire, false};
 
 // ---- which boards --------------------------------------------------------------------------------------------
-constexpr std::span<const std::uint32_t> kAny{};
-constexpr std::uint32_t kShortFiveBoards[] = {0x27202, 0x27203, 0x27204, 0x27205, 0x970E};
-constexpr std::uint32_t kShortEightBoards[] = {0x97C2, 0x9615};
-constexpr std::uint32_t kRkdBoards[] = {0xA60A0, 0xA60A3};
-constexpr std::uint32_t kLoopBoards[] = {0x96C1, 0x96C2, 0x96C3, 0x96C4, 0x96C5};
-constexpr std::uint32_t kOtherLineBoards[] = {0xA6005, 0xA6006, 0xA60A0, 0xA60A3};
+constexpr std::optional<Alarms> kAny{};
 
 constexpr JigChoice kChoices[] = {
-    {kAny,              line_driven,   21,    kOneOne},
-    {kRkdBoards,        line_driven,   77,    kTwoFour},
-    {kRkdBoards,        line_driven,   79,    kOneThree},
-    {kDriverBoards,     alarm_set,     0,     kDriverFive},
-    {kLoopBoards,       alarm_set,     0,     kDriverFour},
-    {kAny,              alarm_set,     0,     kThreeTwo},
-    {kMaBoards,         fpga_written,  kHigh, kMa},
-    {k65xxBoards,       level_written, kHigh, kTenLevel},
-    {k65xxBoards,       fpga_written,  kHigh, kTenSwitch},
-    {kShortEightBoards, fpga_written,  kHigh, kShortEight},
-    {kAny,              fpga_written,  kHigh, kEight},
-    {kAny,              relay_driven,  84,    kFourSeven},
-    {kAny,              relay_driven,  81,    kFourFive},
-    {kShortFiveBoards,  fpga_written,  kLow,  kShortFive},
-    {kAny,              fpga_written,  kLow,  kFive},
-    {kRkdBoards,        always,        0,     kTwoFour},
-    {kDriverBoards,     always,        0,     kDriverFive},
-    {kMaBoards,         always,        0,     kMa},
-    {k65xxBoards,       always,        0,     kTenSwitch},
-    {kShortFiveBoards,  always,        0,     kShortFive},
-    {kAny,              always,        0,     kFive},
+    {kAny,                line_driven,   21,    kOneOne},
+    {Alarms::rkd,         line_driven,   77,    kTwoFour},
+    {Alarms::rkd,         line_driven,   79,    kOneThree},
+    {Alarms::driver,      alarm_set,     0,     kDriverFive},
+    {Alarms::rkd,         alarm_set,     0,     kDriverFive},
+    {Alarms::loop,        alarm_set,     0,     kDriverFour},
+    {kAny,                alarm_set,     0,     kThreeTwo},
+    {Alarms::ma,          fpga_written,  kHigh, kMa},
+    {Alarms::ten,         level_written, kHigh, kTenLevel},
+    {Alarms::ten,         fpga_written,  kHigh, kTenSwitch},
+    {Alarms::short_eight, fpga_written,  kHigh, kShortEight},
+    {kAny,                fpga_written,  kHigh, kEight},
+    {kAny,                relay_driven,  84,    kFourSeven},
+    {kAny,                relay_driven,  81,    kFourFive},
+    {Alarms::short_five,  fpga_written,  kLow,  kShortFive},
+    {kAny,                fpga_written,  kLow,  kFive},
+    {Alarms::rkd,         always,        0,     kTwoFour},
+    {Alarms::driver,      always,        0,     kDriverFive},
+    {Alarms::ma,          always,        0,     kMa},
+    {Alarms::ten,         always,        0,     kTenSwitch},
+    {Alarms::short_five,  always,        0,     kShortFive},
+    {kAny,                always,        0,     kFive},
 };
 // clang-format on
 
@@ -162,12 +156,12 @@ std::span<const JigChoice> jig_choices() {
   return kChoices;
 }
 
-bool fits(const JigChoice& choice, std::uint32_t type) {
-  return choice.types.empty() || is_one_of(choice.types, type);
+bool fits(const JigChoice& choice, const Hardware& board) {
+  return !choice.alarms || *choice.alarms == board.alarms;
 }
 
-unsigned line_of(const JigInput& input, std::uint32_t type) {
-  return input.other_line != 0 && is_one_of(kOtherLineBoards, type) ? input.other_line : input.line;
+unsigned line_of(const JigInput& input, const Hardware& board) {
+  return input.other_line != 0 && board.other_input_lines ? input.other_line : input.line;
 }
 
 }  // namespace boardsim

@@ -3,8 +3,11 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string_view>
+
+#include "boardsim/families/families.h"
 
 namespace boardsim {
 
@@ -15,7 +18,7 @@ enum class Driver : std::uint8_t { fpga, alarm, gpio };
 struct JigInput {
   std::string_view name;  ///< as printed on the board: "T1", "SYNC"
   unsigned line;          ///< GPIO line that reads it
-  unsigned other_line{};  ///< the line on boards 0xA6005, 0xA6006, 0xA60A0 and 0xA60A3; 0: the same one
+  unsigned other_line{};  ///< the line on boards with other input lines; 0: the same one
 };
 
 /// An output of the board, a relay. Its coil is driven while any bit of `mask` is set where it is driven
@@ -56,9 +59,10 @@ enum class Sign : std::uint8_t {
   always,         ///< nothing in particular
 };
 
-/// One row: on these boards (none: all), after this sign, this jig. The first row that fits decides.
+/// One row: on boards with such alarms (without: on all), after this sign, this jig. The first row that fits
+/// decides.
 struct JigChoice {
-  std::span<const std::uint32_t> types;
+  std::optional<Alarms> alarms;
   Sign sign;
   std::uint32_t number;
   const Jig& jig;
@@ -66,9 +70,9 @@ struct JigChoice {
 
 std::span<const JigChoice> jig_choices();
 
-/// Whether a row is for boards of this type code.
-bool fits(const JigChoice& choice, std::uint32_t type);
-/// The line that reads an input on boards of this type code.
-unsigned line_of(const JigInput& input, std::uint32_t type);
+/// Whether a row is for this board.
+bool fits(const JigChoice& choice, const Hardware& board);
+/// The line that reads an input on this board.
+unsigned line_of(const JigInput& input, const Hardware& board);
 
 }  // namespace boardsim

@@ -54,7 +54,7 @@ void put_in_place(const Config& config) {
   static Board* const board = new Board(config.board, pace_of(config.pace), config.speed);
   const Inside inside;
   // The factory knew the type.
-  if (config.type != 0) board->state().devices.emmc.leave_factory(config.type);
+  if (config.type != 0) board->state().devices.emmc.leave_factory(hardware_of(config.type));
   // What is kept comes next, so that a fault that damages what is stored finds it.
   if (!config.state.empty()) board->keep_media_in(config.state);
   furnish(*board, config);

@@ -136,16 +136,16 @@ TEST(FactoryRecordsTest, EveryTypeOf6484HasThatVoltage) {
   ASSERT_NE(record, nullptr);
   const Board board("6484");
   for (const std::uint32_t type : {0x9604U, 0x960FU, 0x9702U, 0x9709U}) {
-    EXPECT_EQ(record->contents(type), board.emmc(0x30000, 64)) << type;
+    EXPECT_EQ(record->contents(boardsim::hardware_of(type)), board.emmc(0x30000, 64)) << type;
   }
   for (const std::uint32_t type : {0x9601U, 0x9603U, 0x9605U, 0x960EU, 0x9610U, 0x9703U, 0x970AU, 0xA6001U}) {
-    EXPECT_NE(record->contents(type), board.emmc(0x30000, 64)) << type;
+    EXPECT_NE(record->contents(boardsim::hardware_of(type)), board.emmc(0x30000, 64)) << type;
   }
 }
 
 TEST(FactoryRecordsTest, EveryRecordHasTheSizeThatItSays) {
   for (const boardsim::FactoryRecord& record : boardsim::factory_records()) {
-    EXPECT_EQ(record.contents(0x9601).size(), record.size) << record.name;
+    EXPECT_EQ(record.contents(boardsim::hardware_of(0x9601)).size(), record.size) << record.name;
     EXPECT_EQ(boardsim::find_factory_record(record.name), &record);
   }
   EXPECT_EQ(boardsim::find_factory_record("luma"), nullptr);

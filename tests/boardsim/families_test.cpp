@@ -1,5 +1,5 @@
 // The families of boards and the boot block that tells them apart.
-#include "boardsim/families/families.h"
+#include "boardsim/families/boot_block.h"
 
 #include <gtest/gtest.h>
 #include <algorithm>

@@ -103,7 +103,7 @@ TEST(IrisTest, ShellCommandsCloseAndOpenIt) {
 TEST(IrisTest, ABoardHasOneDriveOnly) {
   for (const Family& family : families()) {
     const Board board(family.name);
-    const IrisDrive own = iris_drive(family.type);
+    const IrisDrive own = hardware_of(family.type).iris;
     if (own != IrisDrive::chip) drive(board, "/dev/motor", 3, {0xC00, 0xCFF});
     if (own != IrisDrive::gpio) drive(board, "/dev/motor1", 1, {767, 512});
     if (own != IrisDrive::shell) {
@@ -126,7 +126,7 @@ TEST(IrisTest, ThereIsADriveForEveryTypeCode) {
       {IrisDrive::fpga, {0, 0x9601, 0x960B, 0x27251, 0x96C0, 0x96C4, 0x96C5, 0xA6001, 0x9603}},
   };
   for (const Row& row : rows) {
-    for (const std::uint32_t type : row.types) EXPECT_EQ(iris_drive(type), row.drive) << type;
+    for (const std::uint32_t type : row.types) EXPECT_EQ(hardware_of(type).iris, row.drive) << type;
   }
 }
 

@@ -71,7 +71,7 @@ TEST(JigTest, NoTwoInputsShareALine) {
     for (const std::uint32_t type : {0x9601U, 0xA6005U}) {
       std::set<unsigned> lines;
       for (const JigInput& input : jig->inputs) {
-        EXPECT_TRUE(lines.insert(line_of(input, type)).second) << jig->name << " " << input.name;
+        EXPECT_TRUE(lines.insert(line_of(input, hardware_of(type))).second) << jig->name << " " << input.name;
       }
     }
   }
@@ -80,18 +80,19 @@ TEST(JigTest, NoTwoInputsShareALine) {
 TEST(JigTest, InputsHaveOtherLinesOnSomeBoards) {
   const JigInput input{"T1", 74, 25};
   for (const std::uint32_t type : {0xA6005U, 0xA6006U, 0xA60A0U, 0xA60A3U})
-    EXPECT_EQ(line_of(input, type), 25U);
+    EXPECT_EQ(line_of(input, hardware_of(type)), 25U);
   for (const std::uint32_t type : {0x9601U, 0x27252U, 0xA6001U, 0x9C0AU})
-    EXPECT_EQ(line_of(input, type), 74U);
-  EXPECT_EQ(line_of({"T5", 20}, 0xA6005), 20U);
+    EXPECT_EQ(line_of(input, hardware_of(type)), 74U);
+  EXPECT_EQ(line_of({"T5", 20}, hardware_of(0xA6005)), 20U);
 }
 
 TEST(JigTest, EveryBoardHasAJigBeforeItsProgramDoesAnything) {
   for (const std::uint32_t type :
        {0x9601U, 0x960BU, 0x27202U, 0x27252U, 0x9615U, 0xA6001U, 0x96C1U, 0xA60A0U}) {
-    EXPECT_TRUE(std::ranges::any_of(
-        jig_choices(),
-        [&](const JigChoice& choice) { return choice.sign == Sign::always && fits(choice, type); }))
+    EXPECT_TRUE(std::ranges::any_of(jig_choices(),
+                                    [&](const JigChoice& choice) {
+                                      return choice.sign == Sign::always && fits(choice, hardware_of(type));
+                                    }))
         << std::hex << type;
   }
 }

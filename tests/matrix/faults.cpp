@@ -54,7 +54,7 @@ void plug_in(boardsim::Board& simulated, const TestedBoard& board, int code) {
 }
 
 std::string where(const boardsim::JigInput& input, std::uint32_t type) {
-  return "line " + std::to_string(boardsim::line_of(input, type));
+  return "line " + std::to_string(boardsim::line_of(input, boardsim::hardware_of(type)));
 }
 
 std::string where(const boardsim::JigOutput& output) {
@@ -65,7 +65,8 @@ std::string where(const boardsim::JigOutput& output) {
 const boardsim::Jig& jig_of(std::uint32_t type, std::string_view name) {
   return std::ranges::find_if(boardsim::jig_choices(),
                               [&](const boardsim::JigChoice& choice) {
-                                return boardsim::fits(choice, type) && choice.jig.name == name;
+                                return boardsim::fits(choice, boardsim::hardware_of(type)) &&
+                                       choice.jig.name == name;
                               })
       ->jig;
 }
