@@ -68,23 +68,10 @@ class Board {
   bool settle();
 
   // ---- faults ---------------------------------------------------------------------------
-  /// Lays a named fault over the board. Throws std::invalid_argument with a clear text when it is not
-  /// understood.
-  ///   "open|read|write|lseek|stat|access|close NODE [#N[+]] [ERRNO]"   a call on NODE fails (the N-th time
-  ///                                          only; with + from then on)
-  ///   "ioctl NODE [REQUEST] [#N[+]] [ERRNO]" a request fails (REQUEST like 0x80044801; without it any)
-  ///   "socket|bind|listen|accept|select|poll|recv|send|connect [#N[+]] [ERRNO]"   network calls
-  ///   "system|mount|umount|statfs|mkdir|rmdir|unlink|tcgetattr|tcsetattr [#N[+]] [ERRNO]"   shell commands,
-  ///                                          media, terminals
-  ///   "thread [#N[+]] [ERRNO]"               pthread_create fails
-  ///   "recv #2 short 1"                      read, write, recv, send: a short count
-  ///   "ioctl NODE result 5"                  ioctl, write, lseek, stat, access: returns 5, does nothing
-  ///   "interface eth0 none", "interface eth0 192.0.2.1"   an interface without address, or with another
-  /// and the words of the devices and of the jig, listed in docs/simulator-devices.md: "rtc stopped",
-  /// "gpio 26 stuck high", "sensors none", "input T3 stuck low", "wire T2 cut", "short T1 T2", "output F1
-  /// dead", "motor rejects move 2", "home switch never", "flash cut 100", "medium /dev/msb1 absent", "rs485 1
-  /// 2 open", "app silent" ... ERRNO defaults to ENODEV for open, EIO elsewhere. "connect" counts the
-  /// program's calls of the application too. NODE is one that the board has.
+  /// Lays a named fault over the board: "open /dev/rtc #2 EBUSY", "recv #2 short 1", "rtc stopped", "wire T2
+  /// cut"
+  /// ... `boardsim --fault list`, docs/simulator.md and docs/simulator-devices.md explain all. Throws
+  /// std::invalid_argument, which tells what there can be instead, when it is not understood.
   void fault(std::string_view text);
   /// Takes all faults away again; counts start anew.
   void clear_faults();

@@ -5,6 +5,7 @@
 #include <array>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -81,6 +82,13 @@ struct Devices {
   /// All paths that can_have() accepts, for a message: "/dev/qznio, /dev/fpga ...".
   std::string paths() const;
 
+  /// A node and what stands there.
+  struct Node {
+    std::string_view path;
+    Device* device;
+  };
+  std::span<const Node> nodes() const { return nodes_; }
+
   /// Whether the board has this shell command.
   static bool is_command(std::string_view text);
   /// Runs one that it has.
@@ -102,10 +110,6 @@ struct Devices {
   void connect();
   void register_written(std::uint32_t address, std::uint32_t value);
 
-  struct Node {
-    std::string_view path;
-    Device* device;
-  };
   std::vector<Node> nodes_;
 };
 

@@ -8,22 +8,33 @@
 namespace boardsim {
 namespace {
 
-enum Request : std::uint32_t { kSet = 0x40044101, kGet = 0x80044102 };
+enum Number : std::uint32_t { kSet = 0x40044101, kGet = 0x80044102 };
 enum Field : std::size_t { kIndex, kState, kDirection };
 
 constexpr std::uint32_t kAll = 0x46554C4C;
 constexpr std::uint32_t kOutputs = 32;
 constexpr std::uint32_t kOut = 0;
 
+using enum Request::Argument;
+
+// clang-format off
+constexpr Request kRequests[] = {
+    {kSet, record, "{index, state, direction}", 3, "sets outputs"},
+    {kGet, record, "{index, state, direction}", 3, "gets them into the second word"},
+};
+// clang-format on
+
 }  // namespace
 
-Answer Alarm::ioctl(std::uint32_t request, void* argument) {
-  if (request != kSet && request != kGet) return Answer::unknown();
-  if (argument == nullptr) return Answer::fails(EFAULT);
+std::span<const Request> Alarm::requests() const {
+  return kRequests;
+}
+
+Answer Alarm::answer(const Request& request, void* argument) {
   const std::uint32_t index = word(argument, kIndex);
   if ((index != kAll && index >= kOutputs) || word(argument, kDirection) != kOut)
     return Answer::fails(EINVAL);
-  if (request == kGet) {
+  if (request.number == kGet) {
     set_word(argument, kState, index == kAll ? state_ : (state_ >> index & 1U));
     return Answer::ok();
   }
@@ -36,10 +47,6 @@ Answer Alarm::ioctl(std::uint32_t request, void* argument) {
   }
   if (watcher_) watcher_();
   return Answer::ok();
-}
-
-std::vector<std::uint32_t> Alarm::words_in(std::uint32_t request, const void* argument) const {
-  return request == kSet || request == kGet ? words(argument, 3) : std::vector<std::uint32_t>{};
 }
 
 }  // namespace boardsim

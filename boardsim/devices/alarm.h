@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -10,13 +11,11 @@
 
 namespace boardsim {
 
-/// Requests, {index, state, direction} records: 0x40044101 sets, 0x80044102 gets. Index 0x46554C4C is all
-/// alarms at once, one bit of the state an alarm; any other below 32 is one alarm, its state 0 or 1. The
-/// driver knows outputs only (direction 0).
+/// Index 0x46554C4C is all alarms at once, one bit of the state an alarm; any other below 32 is one alarm,
+/// its state 0 or 1. The driver knows outputs only (direction 0).
 class Alarm : public Device {
  public:
-  Answer ioctl(std::uint32_t request, void* argument) override;
-  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
+  std::span<const Request> requests() const override;
 
   /// One bit an alarm output; 0 after switching on.
   std::uint32_t state() const { return state_; }
@@ -24,6 +23,7 @@ class Alarm : public Device {
   void on_set(std::function<void()> watcher) { watcher_ = std::move(watcher); }
 
  private:
+  Answer answer(const Request& request, void* argument) override;
   std::uint32_t state_ = 0;
   std::function<void()> watcher_{};
 };

@@ -17,9 +17,7 @@ namespace boardsim {
 /// One end of each connection is the program's socket, the other is served here: a command of three
 /// big-endian words {length, code, value} is read when its twelfth byte has been sent, and answered at
 /// virtual times. A command that it does not know is a violation and closes the connection. Nothing listens
-/// on a port of the PC. Faults: "app refused" (nobody listens), "app silent" (accepts and reads, no more),
-/// "app slow N" (every reply N seconds later), "app short" (replies end after 8 bytes), "app closes" (no
-/// reply). Guarded by the board's lock.
+/// on a port of the PC. Guarded by the board's lock.
 class Application {
  public:
   /// One thing that the application sends back, `after` the one before it (or after the command).

@@ -45,14 +45,6 @@ Answer BoardFile::open(int flags) {
   return (flags & O_ACCMODE) == O_RDONLY ? Answer::ok() : Answer::fails(EROFS);
 }
 
-Answer BoardFile::ioctl(std::uint32_t /*request*/, void* /*argument*/) {
-  return Answer::unknown();
-}
-
-std::vector<std::uint32_t> BoardFile::words_in(std::uint32_t /*request*/, const void* /*argument*/) const {
-  return {};
-}
-
 Answer BoardFile::read(void* buffer, std::size_t size, off64_t& position) {
   if (buffer == nullptr && size > 0) return Answer::fails(EFAULT);
   const std::size_t start = within(position, content_.size());

@@ -18,9 +18,6 @@ namespace boardsim {
 class BoardFile : public Device {
  public:
   Answer open(int flags) override;
-  /// No request is known.
-  Answer ioctl(std::uint32_t request, void* argument) override;
-  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
   Answer read(void* buffer, std::size_t size, off64_t& position) override;
   mode_t mode() const override;
   off64_t size() const override { return static_cast<off64_t>(content_.size()); }

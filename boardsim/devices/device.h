@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -30,6 +31,25 @@ inline std::size_t within(off64_t position, std::size_t size) {
   return std::cmp_less(position, size) ? static_cast<std::size_t>(position) : size;
 }
 
+/// One row of the table of requests that a device knows, of ioctl(2).
+struct Request {
+  enum class Argument : std::uint8_t {
+    none,    ///< a null pointer; EINVAL for any other
+    value,   ///< a number itself; the trace shows it
+    record,  ///< a pointer to a record; EFAULT for a null pointer
+    own,     ///< what the PC's own driver makes of it
+  };
+  std::uint32_t number;
+  Argument argument;
+  std::string_view record;  ///< what is handed in, for a reader: "{line, level}"
+  std::size_t
+      words_in;  ///< of a record the first so many 32-bit words are the program's: the trace shows them
+  std::string_view meaning;  ///< what it does, for a reader
+  bool writes = false;  ///< it changes what is stored: a descriptor open for reading only must not issue it
+  /// What the trace shows of a record that begins otherwise.
+  std::vector<std::uint32_t> (*shown)(const void* record) = nullptr;
+};
+
 /// One device node. Called with the board's lock held: it must not block, sleep or call back into the board.
 class Device {
  public:
@@ -45,10 +65,12 @@ class Device {
   virtual int descriptor(int flags);
   /// Called after the descriptor is gone.
   virtual void close() {}
+  /// The requests that it knows; none unless the device says otherwise.
+  virtual std::span<const Request> requests() const { return {}; }
   /// Answers ioctl(2); `argument` is the third argument, a pointer or a value as the request defines.
-  virtual Answer ioctl(std::uint32_t request, void* argument) = 0;
+  Answer ioctl(std::uint32_t request, void* argument);
   /// The 32-bit words that the request hands in, for the trace. Empty for requests that only read.
-  virtual std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const = 0;
+  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const;
   /// Answers read(2)/write(2) at a descriptor's position; a node without them answers unknown. A read that
   /// fails with EAGAIN is tried again when the descriptor is readable, unless the program does not want to
   /// wait.
@@ -59,7 +81,7 @@ class Device {
   /// How long a read waits before it returns 0; nothing: for ever.
   virtual std::optional<Time> read_limit() const { return std::nullopt; }
   /// Whether a request changes what is stored, so that a descriptor open for reading only must not issue it.
-  virtual bool needs_writing(std::uint32_t request) const;
+  bool needs_writing(std::uint32_t request) const;
   /// File type and permissions as stat(2) tells them; a character device unless the device says otherwise.
   virtual mode_t mode() const;
   /// Length as stat(2) tells it; 0 for whatever is no regular file.
@@ -70,6 +92,11 @@ class Device {
   virtual FaultForms fault_forms();
   /// Takes its own faults away.
   virtual void clear_faults() {}
+
+ private:
+  const Request* find(std::uint32_t request) const;
+  /// Answers one of requests(); a record is there.
+  virtual Answer answer(const Request& request, void* argument);
 };
 
 }  // namespace boardsim

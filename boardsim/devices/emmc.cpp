@@ -7,14 +7,6 @@ namespace boardsim {
 
 Emmc::Emmc(StoragePower& power) : Partition("emmc", kSize, power) {}
 
-Answer Emmc::ioctl(std::uint32_t /*request*/, void* /*argument*/) {
-  return Answer::unknown();
-}
-
-std::vector<std::uint32_t> Emmc::words_in(std::uint32_t /*request*/, const void* /*argument*/) const {
-  return {};
-}
-
 mode_t Emmc::mode() const {
   return S_IFBLK | 0600;
 }

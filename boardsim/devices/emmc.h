@@ -12,17 +12,13 @@
 
 namespace boardsim {
 
-/// 0x40000 bytes that can be written over. It comes with the records of the factory. Faults: those of a
-/// Partition, "emmc cut N"; "record NAME none|magic|checksum" takes a record away or damages it, for good.
+/// 0x40000 bytes that can be written over. It comes with the records of the factory.
 class Emmc : public Partition {
  public:
   static constexpr std::size_t kSize = 0x40000;
 
   explicit Emmc(StoragePower& power);
 
-  /// No request is known.
-  Answer ioctl(std::uint32_t request, void* argument) override;
-  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
   FaultForms fault_forms() override;
   /// A block device.
   mode_t mode() const override;

@@ -9,24 +9,22 @@
 namespace boardsim {
 namespace {
 
-constexpr std::uint32_t kErase = 0x40084D02;
+// clang-format off
+constexpr Request kRequests[] = {
+    {0x40084D02, Request::Argument::record, "{start, length}", 2, "makes whole blocks all ones again", true},
+};
+// clang-format on
 
 }  // namespace
 
 Flash::Flash(StoragePower& power) : Partition("flash", kSize, power) {}
 
-Answer Flash::ioctl(std::uint32_t request, void* argument) {
-  if (request != kErase) return Answer::unknown();
-  if (argument == nullptr) return Answer::fails(EFAULT);
+std::span<const Request> Flash::requests() const {
+  return kRequests;
+}
+
+Answer Flash::answer(const Request& /*request*/, void* argument) {
   return erase(word(argument, 0), word(argument, 1));
-}
-
-std::vector<std::uint32_t> Flash::words_in(std::uint32_t request, const void* argument) const {
-  return request == kErase ? words(argument, 2) : std::vector<std::uint32_t>{};
-}
-
-bool Flash::needs_writing(std::uint32_t request) const {
-  return request == kErase;
 }
 
 Answer Flash::erase(std::size_t start, std::size_t length) {
@@ -51,7 +49,8 @@ FaultForms Flash::fault_forms() {
   FaultForms forms = Partition::fault_forms();
   forms.push_back(
       {"flash cut erase [BLOCKS]",
-       "power fails in the next erase request of at least so many blocks (0): so many are erased",
+       "power fails in the next erase request of at least so many blocks, without a number of any: so many "
+       "are erased, and it fails with EIO",
        {number("BLOCKS")},
        [this](const FaultArguments& given) { erase_cut_ = given.given(0) ? given.number(0) : 0; }});
   return forms;

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -12,10 +13,8 @@
 
 namespace boardsim {
 
-/// 22 erase blocks of 0x10000 bytes. Writing can only make zeros of ones; request 0x40084D02 with {start,
-/// length} makes whole blocks all ones again (EINVAL for anything but whole, aligned blocks of the partition;
-/// a descriptor that is open for reading only is refused). Faults: those of a Partition, "flash cut N";
-/// "flash cut erase [N]": power fails in the next erase request of at least N blocks, after N of them (0).
+/// 22 erase blocks of 0x10000 bytes. Writing can only make zeros of ones; erasing makes ones again (EINVAL
+/// for anything but whole, aligned blocks of the partition).
 class Flash : public Partition {
  public:
   static constexpr std::size_t kBlock = 0x10000;
@@ -24,10 +23,7 @@ class Flash : public Partition {
 
   explicit Flash(StoragePower& power);
 
-  Answer ioctl(std::uint32_t request, void* argument) override;
-  /// Of an erase request start and length.
-  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
-  bool needs_writing(std::uint32_t request) const override;
+  std::span<const Request> requests() const override;
   FaultForms fault_forms() override;
   void clear_faults() override;
 
@@ -35,6 +31,7 @@ class Flash : public Partition {
   unsigned erasures(std::size_t block) const { return erasures_.at(block); }
 
  private:
+  Answer answer(const Request& request, void* argument) override;
   std::uint8_t after_writing(std::uint8_t old, std::uint8_t written) const override;
   Answer erase(std::size_t start, std::size_t length);
 

@@ -11,9 +11,7 @@
 namespace boardsim {
 
 /// Stands 40 steps from its limit after switching on. The limit holds it: a step towards it moves nothing
-/// there. Faults: "limit switch never|always" (reads 0, 1 wherever the motor stands), "focus motor stuck"
-/// (does not move), "focus motor rejects step N[+]" (the N-th step from now on fails with EIO; with + every
-/// later one too).
+/// there.
 class FocusMotor {
  public:
   static constexpr unsigned kSwitchLine = 7;

@@ -2,7 +2,17 @@
 #include "boardsim/devices/fpga.h"
 
 namespace boardsim {
+namespace {
 
-Fpga::Fpga() : RegisterDevice("fpga", 0x40044603, ReadRequest{0x80044602, 2}) {}
+// clang-format off
+constexpr Request kRequests[] = {
+    {0x40044603, Request::Argument::record, "{address, value}", 2, "writes a register"},
+    {0x80044602, Request::Argument::record, "{address, value}", 2, "reads it into the second word"},
+};
+// clang-format on
+
+}  // namespace
+
+Fpga::Fpga() : RegisterDevice("fpga", kRequests) {}
 
 }  // namespace boardsim

@@ -5,8 +5,7 @@
 
 namespace boardsim {
 
-/// Requests: 0x40044603 writes, 0x80044602 reads a register, {address, value}. Faults: "fpga ADDRESS stuck
-/// VALUE".
+/// Its faults begin with "fpga".
 class Fpga : public RegisterDevice {
  public:
   Fpga();

@@ -9,7 +9,7 @@
 namespace boardsim {
 namespace {
 
-enum Request : std::uint32_t {
+enum Number : std::uint32_t {
   kBootBlock = 0x80044801,
   kInput = 0x40044701,
   kOutput = 0x40044702,
@@ -25,72 +25,61 @@ enum Request : std::uint32_t {
   kVsub = 0x40044D0E,
 };
 
+using enum Request::Argument;
+
+// clang-format off
+constexpr Request kRequests[] = {
+    {kBootBlock,   record, "256 bytes", 0, "copies out the boot block"},
+    {kInput,       record, "{line}", 1, "makes a GPIO line an input"},
+    {kOutput,      record, "{line, level}", 2, "makes it an output at this level"},
+    {kRead,        record, "{line, level}", 2, "reads the level into the second word"},
+    {kWrite,       record, "{line, level}", 2, "sets the level of an output"},
+    {kRead2,       record, "{line, level}", 2, "the other generation: reads the level"},
+    {kInput2,      record, "{line, level}", 2, "makes it an input; the level is ignored"},
+    {kOutput2,     record, "{line, level}", 2, "makes it an output at this level"},
+    {kTransmitter, record, "{line, level}", 2, "the same, for the line that enables an RS485 transmitter"},
+    {kDay,         value,  "a number", 0, "noted only: the IR-cut filter does not hang on it"},
+    {kNight,       value,  "a number", 0, "the same"},
+    {kPwm,         record, "{channel, period, duty}", 3, "sets a PWM channel"},
+    {kVsub,        record, "{code}", 1, "sets the substrate voltage of 65xx boards"},
+};
+// clang-format on
+
 }  // namespace
 
-Answer GeneralIo::ioctl(std::uint32_t request, void* argument) {
-  switch (request) {
+std::span<const Request> GeneralIo::requests() const {
+  return kRequests;
+}
+
+Answer GeneralIo::answer(const Request& request, void* argument) {
+  switch (request.number) {
     case kDay:
       return drive_ir_cut(IrCut::day, value_argument(argument));
     case kNight:
       return drive_ir_cut(IrCut::night, value_argument(argument));
     case kBootBlock:
-      if (argument == nullptr) return Answer::fails(EFAULT);
       std::memcpy(argument, boot_block_.data(), boot_block_.size());
       return Answer::ok();
     case kPwm:
       return set_pwm(argument);
     case kVsub:
-      if (argument == nullptr) return Answer::fails(EFAULT);
       if (vsub_watcher_) vsub_watcher_(word(argument, 0));
       return Answer::ok();
-    case kInput:
-    case kOutput:
-    case kRead:
-    case kWrite:
-    case kRead2:
-    case kInput2:
-    case kOutput2:
-    case kTransmitter:
-      return gpio(request, argument);
     default:
-      return Answer::unknown();
+      return gpio(request.number, argument);
   }
 }
 
-std::vector<std::uint32_t> GeneralIo::words_in(std::uint32_t request, const void* argument) const {
-  switch (request) {
-    case kDay:
-    case kNight:
-      return {value_argument(argument)};
-    case kInput:  // the level is not set by the caller
-    case kVsub:
-      return words(argument, 1);
-    case kOutput:
-    case kRead:
-    case kWrite:
-    case kRead2:
-    case kInput2:
-    case kOutput2:
-    case kTransmitter:
-      return words(argument, 2);
-    case kPwm:
-      return words(argument, 3);
-    default:
-      return {};
-  }
-}
-
-Answer GeneralIo::gpio(std::uint32_t request, void* record) {
-  if (record == nullptr) return Answer::fails(EFAULT);
-  const unsigned number = word(record, 0);
+Answer GeneralIo::gpio(std::uint32_t request, void* line_and_level) {
+  const unsigned number = word(line_and_level, 0);
   if (number >= kLines) return Answer::fails(EINVAL);
   Line& line = lines_[number];
   if (request == kRead || request == kRead2) {
-    set_word(record, 1, static_cast<std::uint32_t>(level(number)));
+    set_word(line_and_level, 1, static_cast<std::uint32_t>(level(number)));
   } else if (request == kInput || request == kInput2) {
     line.direction = Direction::input;
   } else {
-    line.driven = word(record, 1) != 0 ? 1 : 0;
+    line.driven = word(line_and_level, 1) != 0 ? 1 : 0;
     if (request != kWrite) line.direction = Direction::output;
     if (watcher_) watcher_(number);
   }
@@ -104,7 +93,6 @@ Answer GeneralIo::drive_ir_cut(IrCut side, std::uint32_t steps) {
 }
 
 Answer GeneralIo::set_pwm(const void* record) {
-  if (record == nullptr) return Answer::fails(EFAULT);
   const auto field = [record](std::size_t index) { return static_cast<std::int32_t>(word(record, index)); };
   pwm_[field(0)] = {field(1), field(2)};
   return Answer::ok();

@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -24,12 +25,8 @@ struct Pwm {
   std::int32_t period = 0, duty = 0;
 };
 
-/// Requests: 0x80044801 copies out the 256-byte boot block. GPIO, {line, level} records: 0x40044701 input,
-/// 0x40044702 output, 0x80044703 read, 0x40044704 write; the other generation 0x8004680b read, 0x4004680d
-/// input, 0x4004680e output. 0x104 makes the line of an RS485 transmitter an output too. 0x40046831 and
-/// 0x40046832 drive an IR-cut filter to day and night (the argument is the number of steps): they are noted
-/// only, and Board::filter() does not hang on them. 0x40044d02 sets a PWM channel, {channel, period, duty};
-/// 0x40044d0e sets the substrate voltage, {code}. Faults: "gpio N stuck high|low".
+/// Two generations of requests move the same lines. What the requests of an IR-cut drive say is noted only:
+/// Board::filter() does not hang on them.
 class GeneralIo : public Device {
  public:
   static constexpr unsigned kLines = 256;  ///< GPIO lines 0 to 255
@@ -37,8 +34,7 @@ class GeneralIo : public Device {
   /// Where the last of those two requests would have driven the filter.
   enum class IrCut : std::uint8_t { unset, day, night };
 
-  Answer ioctl(std::uint32_t request, void* argument) override;
-  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
+  std::span<const Request> requests() const override;
   FaultForms fault_forms() override;
   void clear_faults() override { stuck_.clear(); }
 
@@ -71,6 +67,7 @@ class GeneralIo : public Device {
   std::uint32_t ir_cut_steps() const { return ir_cut_steps_; }  ///< step count of the last IR-cut drive
 
  private:
+  Answer answer(const Request& request, void* argument) override;
   struct Line {
     Direction direction = Direction::unset;
     int outside = 0;    ///< level applied from outside

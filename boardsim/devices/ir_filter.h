@@ -16,8 +16,7 @@ namespace boardsim {
 ///   111, 113 coils, 110 enable: the stepped motor of 65xx boards; 26 reads its home switch
 /// The stepped motor makes four quarters a step, in the order in which the coils change over; it stands at
 /// its home stop after switching on and meets another stop 160 steps away: further steps leave it there. The
-/// switch is closed (reads 1) at the home stop. Fault: "home switch never": it reads 0 wherever the motor
-/// stands.
+/// switch is closed (reads 1) at the home stop.
 class IrFilter {
  public:
   /// Where the filter stands.

@@ -9,7 +9,7 @@
 namespace boardsim {
 namespace {
 
-enum Request : std::uint32_t {
+enum Number : std::uint32_t {
   kConfigure = 0x40044301,
   kValue = 0x40046901,
   kOpen = 0x40046902,
@@ -17,6 +17,17 @@ enum Request : std::uint32_t {
 };
 
 constexpr std::size_t kEntry = 1;
+
+using enum Request::Argument;
+
+// clang-format off
+constexpr Request kRequests[] = {
+    {kConfigure, record, "644 bytes, as on `/dev/motor`", 0, "configures it: count 1, chip 3 in entry 1", false, motor_configuration_words},
+    {kValue,     value,  "a number", 0, "gives the iris a value"},
+    {kOpen,      value,  "a number", 0, "opens it"},
+    {kSpeed,     value,  "a number", 0, "sets its speed"},
+};
+// clang-format on
 
 constexpr std::string_view kCloseCommand = "closeIRIS";
 constexpr std::string_view kOpenCommand = "openIRIS";
@@ -54,31 +65,20 @@ Answer IrisMotor::open(int /*flags*/) {
   return Answer::ok();
 }
 
-Answer IrisMotor::ioctl(std::uint32_t request, void* argument) {
-  if (request == kConfigure) {
-    if (argument == nullptr) return Answer::fails(EFAULT);
+std::span<const Request> IrisMotor::requests() const {
+  return kRequests;
+}
+
+Answer IrisMotor::answer(const Request& request, void* argument) {
+  if (request.number == kConfigure) {
     configured_ = is_motor_configuration(argument, kEntry, MotorChip::iris);
     return configured_ ? Answer::ok() : Answer::fails(EINVAL);
   }
-  if (request != kValue && request != kOpen && request != kSpeed) return Answer::unknown();
   if (!configured_) return Answer::fails(EINVAL);
-  if (request != kSpeed && watcher_) {
-    watcher_(request == kValue ? value_argument(argument) : ends_of(IrisDrive::gpio).open);
+  if (request.number != kSpeed && watcher_) {
+    watcher_(request.number == kValue ? value_argument(argument) : ends_of(IrisDrive::gpio).open);
   }
   return Answer::ok();
-}
-
-std::vector<std::uint32_t> IrisMotor::words_in(std::uint32_t request, const void* argument) const {
-  switch (request) {
-    case kConfigure:
-      return motor_configuration_words(argument);
-    case kValue:
-    case kOpen:
-    case kSpeed:
-      return {value_argument(argument)};
-    default:
-      return {};
-  }
 }
 
 }  // namespace boardsim

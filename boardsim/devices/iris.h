@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -37,21 +38,18 @@ class Iris {
   State state_ = State::unset;
 };
 
-/// /dev/motor1. Requests: 0x40044301 configures, with a record of 644 bytes as on /dev/motor: count 1, chip 3
-/// in entry 1 (word 16), all else 0; other configurations fail with EINVAL. The argument of the others is a
-/// number itself: 0x40046901 gives the iris a value, 0x40046902 opens it, 0x40046903 sets its speed. Without
-/// a configuration since the node was opened they fail with EINVAL.
+/// /dev/motor1. Its configuration is a record as on /dev/motor: count 1, chip 3 in entry 1 (word 16), all
+/// else 0; others fail with EINVAL, and so do the other requests without one since the node was opened.
 class IrisMotor : public Device {
  public:
   Answer open(int flags) override;
-  Answer ioctl(std::uint32_t request, void* argument) override;
-  /// Of a configuration the count, and chip and type of entry 1.
-  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
+  std::span<const Request> requests() const override;
 
   /// Called with every value that the iris is given; opening it is the value 767.
   void on_value(std::function<void(std::uint32_t value)> watcher) { watcher_ = std::move(watcher); }
 
  private:
+  Answer answer(const Request& request, void* argument) override;
   bool configured_ = false;
   std::function<void(std::uint32_t)> watcher_{};
 };

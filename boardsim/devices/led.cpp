@@ -8,19 +8,21 @@
 namespace boardsim {
 namespace {
 
-constexpr std::uint32_t kSwitch = 0x40044C01;
+// clang-format off
+constexpr Request kRequests[] = {
+    {0x40044C01, Request::Argument::record, "{index, state}", 2, "switches a diode"},
+};
+// clang-format on
 
 }  // namespace
 
-Answer Led::ioctl(std::uint32_t request, void* argument) {
-  if (request != kSwitch) return Answer::unknown();
-  if (argument == nullptr) return Answer::fails(EFAULT);
-  states_[word(argument, 0)] = word(argument, 1);
-  return Answer::ok();
+std::span<const Request> Led::requests() const {
+  return kRequests;
 }
 
-std::vector<std::uint32_t> Led::words_in(std::uint32_t request, const void* argument) const {
-  return request == kSwitch ? words(argument, 2) : std::vector<std::uint32_t>{};
+Answer Led::answer(const Request& /*request*/, void* argument) {
+  states_[word(argument, 0)] = word(argument, 1);
+  return Answer::ok();
 }
 
 std::uint32_t Led::led(std::uint32_t index) const {

@@ -18,14 +18,6 @@ Answer Medium::open(int /*flags*/) {
   return mount_error() != 0 ? Answer::fails(ENXIO) : Answer::ok();
 }
 
-Answer Medium::ioctl(std::uint32_t /*request*/, void* /*argument*/) {
-  return Answer::unknown();
-}
-
-std::vector<std::uint32_t> Medium::words_in(std::uint32_t /*request*/, const void* /*argument*/) const {
-  return {};
-}
-
 mode_t Medium::mode() const {
   return S_IFBLK | 0660;
 }
@@ -102,21 +94,21 @@ FaultForms medium_fault_forms(std::span<Medium> media) {
   };
   return {
       {"medium NODE absent",
-       "nothing is in the slot: opening and mounting fail with ENXIO",
+       "nothing is in the slot: mounting and opening the node fail with ENXIO",
        {node},
        of([](Medium& medium, const FaultArguments&) { medium.faults_.absent = true; })},
       {"medium NODE read-only",
-       "writing, making and removing files fail with EROFS",
+       "creating, opening for writing and unlinking a file fail with EROFS",
        {node},
        of([](Medium& medium, const FaultArguments&) { medium.faults_.read_only = true; })},
       {"medium NODE full [MB]",
-       "so many megabytes are free (0), then writing fails with ENOSPC",
+       "so many megabytes are free from now on, beside the files that are there; without a number none",
        {node, number("MB")},
        of([](Medium& medium, const FaultArguments& given) {
          medium.faults_.room = medium.used() + (given.given(1) ? given.number(1) : 0) * kClustersPerMegabyte;
        })},
       {"medium NODE wrong OFFSET...",
-       "the bytes at these offsets of each file read back inverted",
+       "the bytes at these offsets of every file read back inverted",
        {node, number("OFFSET")},
        of([](Medium& medium, const FaultArguments& given) {
          auto numbers = given.numbers(1);
@@ -125,20 +117,20 @@ FaultForms medium_fault_forms(std::span<Medium> media) {
          medium.faults_.wrong.assign(numbers.begin(), numbers.end());
        })},
       {"medium NODE slow MILLISECONDS",
-       "every read and write takes so long",
+       "every read and write of a file takes so long",
        {node, number("MILLISECONDS")},
        of([](Medium& medium, const FaultArguments& given) {
          medium.faults_.slow = std::chrono::milliseconds(given.number(1));
        })},
       {"medium NODE pulled write|read N",
-       "it is pulled out in the N-th write or read of a file from now on",
+       "the medium is pulled out at the N-th write or read of a file from now on, whatever its size",
        {node, number("N", 1)},
        of([](Medium& medium, const FaultArguments& given) {
          (given.word(1) == "write" ? medium.faults_.writes_left : medium.faults_.reads_left) =
              given.number(2);
        })},
       {"medium NODE short BYTES",
-       "a read moves so many bytes at most",
+       "every read returns so many bytes at most",
        {node, number("BYTES")},
        of([](Medium& medium, const FaultArguments& given) { medium.faults_.at_most = given.number(1); })},
   };

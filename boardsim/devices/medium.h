@@ -19,8 +19,6 @@ namespace boardsim {
 
 /// A USB stick or memory card. All its files lie in its root folder; they stay there whether it is mounted or
 /// not. 4 GB and empty at first. The node can be opened, but the bare blocks can neither be read nor written.
-/// Faults, all as "medium NODE ...": "absent", "full [N]", "read-only", "wrong OFFSET...", "slow N",
-/// "pulled write|read N", "short N".
 class Medium : public Device {
  public:
   static constexpr std::int64_t kCluster = 4096;  ///< bytes; the unit in which files take space
@@ -30,9 +28,6 @@ class Medium : public Device {
 
   /// ENXIO when nothing is in the slot.
   Answer open(int flags) override;
-  /// No request is known.
-  Answer ioctl(std::uint32_t request, void* argument) override;
-  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
   mode_t mode() const override;
   void clear_faults() override { faults_ = {}; }
 

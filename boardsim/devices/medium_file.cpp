@@ -77,14 +77,6 @@ void MediumFile::drop_if_gone() {
   size_ = 0;
 }
 
-Answer MediumFile::ioctl(std::uint32_t /*request*/, void* /*argument*/) {
-  return Answer::unknown();
-}
-
-std::vector<std::uint32_t> MediumFile::words_in(std::uint32_t /*request*/, const void* /*argument*/) const {
-  return {};
-}
-
 Answer MediumFile::read(void* buffer, std::size_t size, off64_t& position) {
   if (const int error = medium_.count_block(medium_.faults_.reads_left)) return Answer::fails(error);
   size = std::min(size, medium_.faults_.at_most);

@@ -28,9 +28,6 @@ class MediumFile : public Device {
   Answer open(int flags) override;
   int descriptor(int flags) override;
   void close() override;
-  /// No request is known.
-  Answer ioctl(std::uint32_t request, void* argument) override;
-  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
   Answer read(void* buffer, std::size_t size, off64_t& position) override;
   Answer write(const void* buffer, std::size_t size, off64_t& position) override;
   Time transfer_time() const override;

@@ -9,7 +9,7 @@
 namespace boardsim {
 namespace {
 
-enum Request : std::uint32_t {
+enum Number : std::uint32_t {
   kConfigure = 0x40044301,
   kMove = 0x40044901,
   kMoveBack = 0x40044902,
@@ -22,6 +22,19 @@ constexpr std::size_t kFilterEntry = 0;
 constexpr std::size_t kIrisEntry = 3;
 constexpr std::uint32_t kFocusStep = 10;
 
+using enum Request::Argument;
+
+// clang-format off
+constexpr Request kRequests[] = {
+    {kConfigure,     record, "644 bytes: a count and 16 entries of ten words", 0, "configures the filter's motor or the iris", false, motor_configuration_words},
+    {kMove,          value,  "a number", 0, "moves the filter"},
+    {kMoveBack,      value,  "a number", 0, "the same"},
+    {kIris,          value,  "a number", 0, "gives the iris a value"},
+    {kStepToLimit,   value,  "10", 0, "steps the focus motor towards its limit"},
+    {kStepFromLimit, value,  "10", 0, "steps it away from there"},
+};
+// clang-format on
+
 }  // namespace
 
 Answer Motor::open(int /*flags*/) {
@@ -30,36 +43,23 @@ Answer Motor::open(int /*flags*/) {
   return Answer::ok();
 }
 
-Answer Motor::ioctl(std::uint32_t request, void* argument) {
-  switch (request) {
+std::span<const Request> Motor::requests() const {
+  return kRequests;
+}
+
+Answer Motor::answer(const Request& request, void* argument) {
+  switch (request.number) {
     case kConfigure:
-      return argument == nullptr ? Answer::fails(EFAULT) : configure(argument);
+      return configure(argument);
     case kMove:
     case kMoveBack:
       return move(value_argument(argument));
     case kIris:
       return set_iris(value_argument(argument));
-    case kStepToLimit:
-    case kStepFromLimit:
+    default:
       if (value_argument(argument) != kFocusStep) return Answer::fails(EINVAL);
-      return focus_.step(request == kStepToLimit ? FocusMotor::Way::to_limit : FocusMotor::Way::from_limit);
-    default:
-      return Answer::unknown();
-  }
-}
-
-std::vector<std::uint32_t> Motor::words_in(std::uint32_t request, const void* argument) const {
-  switch (request) {
-    case kConfigure:
-      return motor_configuration_words(argument);
-    case kMove:
-    case kMoveBack:
-    case kIris:
-    case kStepToLimit:
-    case kStepFromLimit:
-      return {value_argument(argument)};
-    default:
-      return {};
+      return focus_.step(request.number == kStepToLimit ? FocusMotor::Way::to_limit
+                                                        : FocusMotor::Way::from_limit);
   }
 }
 

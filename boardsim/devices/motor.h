@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -14,20 +15,14 @@
 
 namespace boardsim {
 
-/// Requests: 0x40044301 configures, with a record of 644 bytes: a count, then 16 entries of 40 bytes each.
-/// The filter's motor is count 0 and chip 7 in entry 0 (word 6), the iris count 3 and chip 3 in entry 3 (word
-/// 36); all other words are 0. Anything else fails with EINVAL. The arguments of the others are numbers
-/// themselves. 0x40044901 and 0x40044902 move the filter, 0x40046901 gives the iris a value; without a
-/// configuration of their own since the node was opened they fail with EINVAL. 0x40044201 and 0x40044202 step
-/// the focus motor towards and away from its limit; their argument is 10, for others they fail with EINVAL.
-/// Faults: "motor rejects move N[+]": the N-th move of the filter from now on fails with EIO; with + every
-/// later one too; and those of FocusMotor.
+/// A configuration is a count, then 16 entries of 40 bytes each. The filter's motor is count 0 and chip 7 in
+/// entry 0 (word 6), the iris count 3 and chip 3 in entry 3 (word 36); all other words are 0. Anything else
+/// fails with EINVAL, and so do moves and iris values without a configuration of their own since the node was
+/// opened, and steps of the focus motor with another argument than 10.
 class Motor : public Device {
  public:
   Answer open(int flags) override;
-  Answer ioctl(std::uint32_t request, void* argument) override;
-  /// Of a configuration the count, and chip and type of the entry that it names.
-  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
+  std::span<const Request> requests() const override;
   FaultForms fault_forms() override;
   void clear_faults() override;
 
@@ -40,6 +35,7 @@ class Motor : public Device {
   std::uint32_t travel() const { return travel_; }  ///< argument of the last of them
 
  private:
+  Answer answer(const Request& request, void* argument) override;
   Answer configure(const void* record);
   Answer move(std::uint32_t travel);
   Answer set_iris(std::uint32_t value);

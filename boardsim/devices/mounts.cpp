@@ -25,14 +25,6 @@ Answer Folder::open(int flags) {
   return (flags & O_ACCMODE) == O_RDONLY && (flags & O_CREAT) == 0 ? Answer::ok() : Answer::fails(EISDIR);
 }
 
-Answer Folder::ioctl(std::uint32_t /*request*/, void* /*argument*/) {
-  return Answer::unknown();
-}
-
-std::vector<std::uint32_t> Folder::words_in(std::uint32_t /*request*/, const void* /*argument*/) const {
-  return {};
-}
-
 Answer Folder::read(void* /*buffer*/, std::size_t /*size*/, off64_t& /*position*/) {
   return Answer::fails(EISDIR);
 }

@@ -94,8 +94,8 @@ int Partition::dead() const {
 
 FaultForms Partition::fault_forms() {
   return {{std::string(name_) + " cut BYTES",
-           "power fails in the next write of at least so many bytes: so many are stored, and nothing works "
-           "any more",
+           "power fails in the next write of at least so many bytes: so many are stored, and the write fails "
+           "with EIO",
            {number("BYTES")},
            [this](const FaultArguments& given) { cut_ = given.number(0); }}};
 }

@@ -22,8 +22,7 @@ struct StoragePower {
 
 /// A partition that is read and written at a descriptor's position: a read ends at the end of the partition,
 /// a write that reaches beyond it is short, one that begins there fails with ENOSPC. All ones at first.
-/// Fault: "NAME cut N": power fails in the next write of at least N bytes, after N of them; the write fails
-/// with EIO. Taking the faults away brings the power back; what is stored stays as it is.
+/// When power fails, nothing works until the faults are taken away; what is stored stays as it is.
 class Partition : public Device {
  public:
   /// `name` is the first word of its faults; `power` outlives it.

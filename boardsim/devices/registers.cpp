@@ -1,33 +1,18 @@
 // Registers behind {address, value} records.
 #include "boardsim/devices/registers.h"
 
-#include <cerrno>
-
 #include "boardsim/devices/records.h"
 
 namespace boardsim {
 
-RegisterDevice::RegisterDevice(std::string_view name, std::uint32_t write_request,
-                               std::optional<ReadRequest> read)
-    : name_(name), write_request_(write_request), read_(read) {}
-
-Answer RegisterDevice::ioctl(std::uint32_t request, void* argument) {
-  const bool writes = request == write_request_;
-  if (!writes && !(read_ && request == read_->number)) return Answer::unknown();
-  if (argument == nullptr) return Answer::fails(EFAULT);
-  if (writes) {
+Answer RegisterDevice::answer(const Request& request, void* argument) {
+  if (request.number == requests_.front().number) {
     set_reg(word(argument, 0), word(argument, 1));
     if (watcher_) watcher_(word(argument, 0), word(argument, 1));
   } else {
     set_word(argument, 1, reg(word(argument, 0)));
   }
   return Answer::ok();
-}
-
-std::vector<std::uint32_t> RegisterDevice::words_in(std::uint32_t request, const void* argument) const {
-  if (request == write_request_) return words(argument, 2);
-  if (read_ && request == read_->number) return words(argument, read_->words_in);
-  return {};
 }
 
 FaultForms RegisterDevice::fault_forms() {

@@ -2,11 +2,10 @@
 // coprocessor.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -17,21 +16,14 @@
 namespace boardsim {
 
 /// Every address is there and holds 0 until it is written.
-/// Faults: "NAME ADDRESS stuck VALUE": the register reads VALUE whatever is written to it.
 class RegisterDevice : public Device {
  public:
-  /// The request that reads a register, and how many words of its record the caller sets: the address,
-  /// perhaps the value.
-  struct ReadRequest {
-    std::uint32_t number;
-    std::size_t words_in;
-  };
+  /// `name` is the first word of the device's faults. The first of `requests` writes a register, {address,
+  /// value}; the second, if there is one, reads it.
+  RegisterDevice(std::string_view name, std::span<const Request> requests)
+      : name_(name), requests_(requests) {}
 
-  /// `name` is the first word of the device's faults. A device without `read` can only be written.
-  RegisterDevice(std::string_view name, std::uint32_t write_request, std::optional<ReadRequest> read);
-
-  Answer ioctl(std::uint32_t request, void* argument) override;
-  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
+  std::span<const Request> requests() const override { return requests_; }
   FaultForms fault_forms() override;
   void clear_faults() override { stuck_.clear(); }
 
@@ -44,9 +36,9 @@ class RegisterDevice : public Device {
   }
 
  private:
+  Answer answer(const Request& request, void* argument) override;
   std::string name_;
-  std::uint32_t write_request_;
-  std::optional<ReadRequest> read_;
+  std::span<const Request> requests_;
   std::map<std::uint32_t, std::uint32_t> registers_;
   std::map<std::uint32_t, std::uint32_t> stuck_;
   std::function<void(std::uint32_t, std::uint32_t)> watcher_{};

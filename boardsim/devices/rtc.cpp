@@ -12,7 +12,11 @@
 namespace boardsim {
 namespace {
 
-constexpr std::uint32_t kReadTime = 0x80247009;
+// clang-format off
+constexpr Request kRequests[] = {
+    {0x80247009, Request::Argument::record, "nine words", 0, "copies out the time: seconds, minutes, hours, day of the month, month from 0, years since 1900, weekday from Sunday 0, day of the year from 0, daylight flag 0"},
+};
+// clang-format on
 
 std::int64_t seconds_at(Time time) {
   return (Rtc::kSwitchedOn.time_since_epoch() + std::chrono::floor<std::chrono::seconds>(time)).count();
@@ -33,15 +37,13 @@ void write_time(void* record, std::int64_t seconds) {
 
 Rtc::Rtc(std::function<Time()> now) : now_(std::move(now)) {}
 
-Answer Rtc::ioctl(std::uint32_t request, void* argument) {
-  if (request != kReadTime) return Answer::unknown();
-  if (argument == nullptr) return Answer::fails(EFAULT);
-  write_time(argument, reading());
-  return Answer::ok();
+std::span<const Request> Rtc::requests() const {
+  return kRequests;
 }
 
-std::vector<std::uint32_t> Rtc::words_in(std::uint32_t, const void*) const {
-  return {};
+Answer Rtc::answer(const Request& /*request*/, void* argument) {
+  write_time(argument, reading());
+  return Answer::ok();
 }
 
 FaultForms Rtc::fault_forms() {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -14,9 +15,8 @@
 
 namespace boardsim {
 
-/// Request: 0x80247009 copies out the kernel's `struct rtc_time` (nine 32-bit words). The board is switched
-/// on at 2024-05-17 08:30:12, a Friday, and the clock goes on from there with virtual time. Faults: "rtc
-/// stopped" (stands still from now on), "rtc seconds 57 58 59 0 1 2" (one a reading, then the last).
+/// The record is the kernel's `struct rtc_time`. The board is switched on at 2024-05-17 08:30:12, a Friday,
+/// and the clock goes on from there with virtual time.
 class Rtc : public Device {
  public:
   /// What the clock shows when the board is switched on.
@@ -28,9 +28,7 @@ class Rtc : public Device {
   /// `now` tells the virtual time since the board was switched on.
   explicit Rtc(std::function<Time()> now);
 
-  Answer ioctl(std::uint32_t request, void* argument) override;
-  /// Nothing goes in.
-  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
+  std::span<const Request> requests() const override;
   FaultForms fault_forms() override;
   void clear_faults() override;
 
@@ -39,6 +37,7 @@ class Rtc : public Device {
   void set_seconds(std::vector<int> seconds);
 
  private:
+  Answer answer(const Request& request, void* argument) override;
   std::int64_t reading();
 
   std::function<Time()> now_;

@@ -5,8 +5,7 @@
 
 namespace boardsim {
 
-/// Requests: 0x40045402 writes, 0x80045401 reads a register, {address, value}. Faults: "stm8 ADDRESS stuck
-/// VALUE".
+/// Its faults begin with "stm8".
 class Stm8 : public RegisterDevice {
  public:
   Stm8();

@@ -33,14 +33,6 @@ Answer Sensor::open(int flags) {
   return Answer::fails(content_.kind == Kind::directory ? EISDIR : EACCES);
 }
 
-Answer Sensor::ioctl(std::uint32_t, void*) {
-  return Answer::unknown();
-}
-
-std::vector<std::uint32_t> Sensor::words_in(std::uint32_t, const void*) const {
-  return {};
-}
-
 Answer Sensor::read(void* buffer, std::size_t size, off64_t& position) {
   if (content_.kind == Kind::directory) return Answer::fails(EISDIR);
   if (content_.kind == Kind::unreadable) return Answer::fails(EIO);

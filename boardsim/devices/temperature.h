@@ -28,9 +28,6 @@ class Sensor : public Device {
   };
 
   Answer open(int flags) override;
-  /// No request is known.
-  Answer ioctl(std::uint32_t request, void* argument) override;
-  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
   Answer read(void* buffer, std::size_t size, off64_t& position) override;
 
   /// File type and permissions as stat(2) tells them: S_IFREG | 0444 or S_IFDIR | 0555; 0 when it is absent.
@@ -43,8 +40,6 @@ class Sensor : public Device {
 };
 
 /// All sensor files. A healthy board has only temp1, "45500\n".
-/// Faults: "sensors none", "sensor N none|directory|unreadable", "sensor N text WORDS..." (a line end is
-/// added).
 class TemperatureSensors {
  public:
   TemperatureSensors();

@@ -10,6 +10,20 @@
 namespace boardsim {
 namespace {
 
+using enum Request::Argument;
+
+// clang-format off
+constexpr Request kRequests[] = {
+    {TCGETS,   own, "as on Linux", 0, "copies out the settings"},
+    {TCSETS,   own, "as on Linux", 0, "changes them at once"},
+    {TCSETSW,  own, "as on Linux", 0, "changes them behind what is sent"},
+    {TCSETSF,  own, "as on Linux", 0, "the same, and throws away what waits"},
+    {TCSBRK,   own, "as on Linux", 0, "waits for what is sent"},
+    {TCFLSH,   own, "as on Linux", 0, "throws away what waits"},
+    {FIONREAD, own, "as on Linux", 0, "copies out how many bytes wait"},
+};
+// clang-format on
+
 /// Whether a read finds something. Also lets arrive what is still under way inside the PC.
 bool is_readable(int fd) {
   pollfd look{fd, POLLIN, 0};
@@ -54,24 +68,13 @@ int Terminal::descriptor(int flags) {
   return real::open(line_->name().c_str(), flags | O_NOCTTY | O_CLOEXEC);
 }
 
-Answer Terminal::ioctl(std::uint32_t request, void* argument) {
-  is_readable(line_->near());
-  switch (request) {
-    case TCGETS:
-    case TCSETS:
-    case TCSETSW:
-    case TCSETSF:
-    case TCSBRK:
-    case TCFLSH:
-    case FIONREAD:
-      return outcome(real::ioctl(line_->near(), request, argument));
-    default:
-      return Answer::unknown();
-  }
+std::span<const Request> Terminal::requests() const {
+  return kRequests;
 }
 
-std::vector<std::uint32_t> Terminal::words_in(std::uint32_t /*request*/, const void* /*argument*/) const {
-  return {};
+Answer Terminal::answer(const Request& request, void* argument) {
+  is_readable(line_->near());
+  return outcome(real::ioctl(line_->near(), request.number, argument));
 }
 
 Answer Terminal::read(void* buffer, std::size_t size, off64_t& /*position*/) {

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "boardsim/devices/device.h"
@@ -25,14 +26,14 @@ class Terminal : public Device {
   /// Fails as the PC's pseudo-terminals do.
   Answer open(int flags) override;
   int descriptor(int flags) override;
-  Answer ioctl(std::uint32_t request, void* argument) override;
-  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
+  std::span<const Request> requests() const override;
   /// EAGAIN while a read would wait.
   Answer read(void* buffer, std::size_t size, off64_t& position) override;
   Answer write(const void* buffer, std::size_t size, off64_t& position) override;
   std::optional<Time> read_limit() const override;
 
  private:
+  Answer answer(const Request& request, void* argument) override;
   std::unique_ptr<PseudoTerminal> line_{};
 };
 

@@ -8,20 +8,22 @@
 namespace boardsim {
 namespace {
 
-constexpr std::uint32_t kSwitch = 0x888B;
+// clang-format off
+constexpr Request kRequests[] = {
+    {0x888B, Request::Argument::record, "an int", 1, "switches test control: 0 off, anything else on"},
+};
+// clang-format on
 
 }  // namespace
 
-Answer TestControl::ioctl(std::uint32_t request, void* argument) {
-  if (request != kSwitch) return Answer::unknown();
-  if (argument == nullptr) return Answer::fails(EFAULT);
+std::span<const Request> TestControl::requests() const {
+  return kRequests;
+}
+
+Answer TestControl::answer(const Request& /*request*/, void* argument) {
   on_ = word(argument, 0) != 0;
   if (on_ && watcher_) watcher_();
   return Answer::ok();
-}
-
-std::vector<std::uint32_t> TestControl::words_in(std::uint32_t request, const void* argument) const {
-  return request == kSwitch ? words(argument, 1) : std::vector<std::uint32_t>{};
 }
 
 }  // namespace boardsim

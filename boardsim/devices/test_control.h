@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -10,18 +11,17 @@
 
 namespace boardsim {
 
-/// Request 0x888b with a pointer to an int: 0 switches I/O test control off, anything else on. Only while it
-/// is on do alarm outputs reach the jig. Off after switching on.
+/// Only while it is on do alarm outputs reach the jig. Off after switching on.
 class TestControl : public Device {
  public:
-  Answer ioctl(std::uint32_t request, void* argument) override;
-  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
+  std::span<const Request> requests() const override;
 
   bool is_on() const { return on_; }
   /// Called whenever the program switches it on, even if it was on.
   void on_switched_on(std::function<void()> watcher) { watcher_ = std::move(watcher); }
 
  private:
+  Answer answer(const Request& request, void* argument) override;
   bool on_ = false;
   std::function<void()> watcher_{};
 };

@@ -2,7 +2,16 @@
 #include "boardsim/devices/timing_generator.h"
 
 namespace boardsim {
+namespace {
 
-TimingGenerator::TimingGenerator() : RegisterDevice("afe", 0x40045402, std::nullopt) {}
+// clang-format off
+constexpr Request kRequests[] = {
+    {0x40045402, Request::Argument::record, "{address, value}", 2, "writes a register; there is no read"},
+};
+// clang-format on
+
+}  // namespace
+
+TimingGenerator::TimingGenerator() : RegisterDevice("afe", kRequests) {}
 
 }  // namespace boardsim

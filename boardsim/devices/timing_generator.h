@@ -5,8 +5,7 @@
 
 namespace boardsim {
 
-/// Request: 0x40045402 writes a register, {address, value}; there is no read. Faults: "afe ADDRESS stuck
-/// VALUE".
+/// They can only be written. Its faults begin with "afe".
 class TimingGenerator : public RegisterDevice {
  public:
   TimingGenerator();

@@ -10,9 +10,17 @@
 namespace boardsim {
 namespace {
 
-enum Request : std::uint32_t { kConfigure = 0x40045501, kWaiting = 0x80045502, kEmpty = 0x5503 };
+enum Number : std::uint32_t { kConfigure = 0x40045501, kWaiting = 0x80045502, kEmpty = 0x5503 };
 
-constexpr std::size_t kSetupWords = 5;
+using enum Request::Argument;
+
+// clang-format off
+constexpr Request kRequests[] = {
+    {kConfigure, record, "{baud rate, data bits, stop bits, parity, flow control}", 5, "configures the port; any values are taken"},
+    {kWaiting,   record, "one word", 0, "copies out how many bytes wait"},
+    {kEmpty,     none,   "none; with one it fails with `EINVAL`", 0, "throws away what waits"},
+};
+// clang-format on
 
 }  // namespace
 
@@ -25,28 +33,22 @@ int Uart::descriptor(int flags) {
   return readiness_.open(flags);
 }
 
-Answer Uart::ioctl(std::uint32_t request, void* argument) {
-  if (request != kConfigure && request != kWaiting && request != kEmpty) return Answer::unknown();
-  if (request == kEmpty) {
-    if (argument != nullptr) return Answer::fails(EINVAL);
-    waiting_.clear();
-    readiness_.set(false);
-    return Answer::ok();
-  }
-  if (argument == nullptr) return Answer::fails(EFAULT);
-  if (request == kWaiting) {
-    set_word(argument, 0, static_cast<std::uint32_t>(waiting_.size()));
-    return Answer::ok();
-  }
-  const auto field = [&](std::size_t index) { return static_cast<std::int32_t>(word(argument, index)); };
-  setup_ = {field(0), field(1), field(2), field(3), field(4)};
-  if (configure_watcher_) configure_watcher_();
-  return Answer::ok();
+std::span<const Request> Uart::requests() const {
+  return kRequests;
 }
 
-std::vector<std::uint32_t> Uart::words_in(std::uint32_t request, const void* argument) const {
-  if (request != kConfigure) return {};
-  return words(argument, kSetupWords);
+Answer Uart::answer(const Request& request, void* argument) {
+  if (request.number == kEmpty) {
+    waiting_.clear();
+    readiness_.set(false);
+  } else if (request.number == kWaiting) {
+    set_word(argument, 0, static_cast<std::uint32_t>(waiting_.size()));
+  } else {
+    const auto field = [&](std::size_t index) { return static_cast<std::int32_t>(word(argument, index)); };
+    setup_ = {field(0), field(1), field(2), field(3), field(4)};
+    if (configure_watcher_) configure_watcher_();
+  }
+  return Answer::ok();
 }
 
 Answer Uart::read(void* buffer, std::size_t size, off64_t& /*position*/) {

@@ -20,12 +20,9 @@ struct UartSetup {
   bool operator==(const UartSetup&) const = default;  ///< field by field
 };
 
-/// One port. Requests: 0x40045501 configures, with five words {baud rate, data bits, stop bits, parity, flow
-/// control}; any are taken. 0x80045502 copies out the number of bytes that wait, one word. 0x5503 throws away
-/// what waits; EINVAL unless its argument is null. Bytes that arrive wait for whoever reads first; those
-/// before the first opening, and those beyond 4096 waiting ones, are lost. A descriptor is readable, for
-/// select too, while bytes wait, and always writable. Faults: "uart N dead" (nothing is received), "uart N
-/// driver dead" (what is sent does not leave the board).
+/// One port. Bytes that arrive wait for whoever reads first; those before the first opening, and those beyond
+/// 4096 waiting ones, are lost. A descriptor is readable, for select too, while bytes wait, and always
+/// writable.
 class Uart : public Device {
  public:
   static constexpr std::size_t kBuffer = 4096;
@@ -35,8 +32,7 @@ class Uart : public Device {
 
   Answer open(int flags) override;
   int descriptor(int flags) override;
-  Answer ioctl(std::uint32_t request, void* argument) override;
-  std::vector<std::uint32_t> words_in(std::uint32_t request, const void* argument) const override;
+  std::span<const Request> requests() const override;
   /// What waits, up to `size`; EAGAIN when nothing does.
   Answer read(void* buffer, std::size_t size, off64_t& position) override;
   Answer write(const void* buffer, std::size_t size, off64_t& position) override;
@@ -58,6 +54,7 @@ class Uart : public Device {
   const UartSetup& setup() const { return setup_; }
 
  private:
+  Answer answer(const Request& request, void* argument) override;
   unsigned number_;
   Readiness readiness_{};  ///< readable while bytes wait
   bool opened_ = false;

@@ -24,11 +24,8 @@ struct BenchBoard {
   std::function<std::uint32_t(Driver driver, std::uint32_t number)> drive;  ///< register, alarm state or line
 };
 
-/// Faults: "input NAME stuck high|low" (that input alone reads so), "output NAME dead|closed|open" (the coil
-/// never works; the contacts always conduct; they never do), "wire NAME cut" (the input hangs in the air),
-/// "short NAME NAME" (both are low when either is; GND is always low). Inputs that hang on the same contact
-/// are one net: what pulls one of them low pulls all, but those whose wire is cut. "jig NAME" is no fault: it
-/// plugs a jig in, which stays.
+/// Inputs that hang on the same contact are one net: what pulls one of them low pulls all, but those whose
+/// wire is cut. A jig that is plugged in stays.
 class Bench {
  public:
   explicit Bench(BenchBoard board) : board_(std::move(board)) {}

@@ -29,10 +29,8 @@ struct Rs485Board {
 
 /// A byte takes ten bits of its sender's rate; blocks that a port sends follow one another, and each arrives
 /// whole when its last bit is through. A receiver with another rate hears something else. A port that was not
-/// configured is not on the line. Faults: "rs485 N M open" (the pair from port N to M is cut), "rs485 N flips
-/// K...", "rs485 N loses K..." (of the bytes that N sends from now on, counted from 1), "rs485 N late MS"; N
-/// and M are ports, or "partner" for the fixture's device. "rs485 partner silent|wrong". What a
-/// terminal sends is not disturbed. "rs485 fixture NAME" is no fault: it plugs a fixture in, which stays.
+/// configured is not on the line. What a terminal
+/// sends is not disturbed. A fixture that is plugged in stays.
 class Rs485Lines {
  public:
   using Terminal = std::function<void(std::string_view bytes)>;

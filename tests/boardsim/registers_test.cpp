@@ -12,9 +12,16 @@ namespace {
 using namespace boardsim;
 using namespace boardsim::test;
 
+// clang-format off
+constexpr Request kRequests[] = {
+    {0x40045001, Request::Argument::record, "{address, value}", 2, "writes a register"},
+    {0x80045002, Request::Argument::record, "{address, value}", 1, "reads it into the second word"},
+};
+// clang-format on
+
 class RegistersTest : public testing::Test {
  protected:
-  RegisterDevice device_{"probe", 0x40045001, RegisterDevice::ReadRequest{0x80045002, 1}};
+  RegisterDevice device_{"probe", kRequests};
 };
 
 TEST_F(RegistersTest, ARegisterHoldsZeroUntilItIsWritten) {
