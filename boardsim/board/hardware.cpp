@@ -145,20 +145,6 @@ FaultForms Devices::fault_forms() {
   return all;
 }
 
-bool Devices::lays_fault(const FaultWords& words) {
-  const auto lays = [&words](const FaultForms& forms) {
-    return std::ranges::any_of(forms, [&words](const FaultForm& form) {
-      const FaultForm::Match match = form.match(words);
-      if (match.whole) form.lay(match.arguments);
-      return match.whole;
-    });
-  };
-  return std::ranges::any_of(nodes_, [&](const Node& node) { return lays(node.device->fault_forms()); }) ||
-         lays(uart_fault_forms(uarts)) || lays(medium_fault_forms(mounts.media)) ||
-         lays(sensors.fault_forms()) || lays(ir_filter.fault_forms()) || lays(application.fault_forms()) ||
-         lays(bench.fault_forms()) || lays(rs485.fault_forms());
-}
-
 void Devices::clear_faults() {
   for (const Node& node : nodes_) node.device->clear_faults();
   sensors.clear_faults();

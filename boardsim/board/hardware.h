@@ -100,9 +100,6 @@ struct Devices {
 
   /// The faults of all devices and of what hangs on them.
   FaultForms fault_forms();
-  /// Lays a fault whose words are right, without making the rows of those behind the one that takes it. False
-  /// when there is no such one.
-  bool lays_fault(const FaultWords& words);
   /// Takes every device's faults away.
   void clear_faults();
 

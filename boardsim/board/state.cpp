@@ -105,9 +105,8 @@ void BoardState::fault(std::string_view text) {
     throw std::invalid_argument("fault: the board has no " + std::string(words[1]) + "; it has " +
                                 devices.paths());
   }
-  if (call_faults.add(words) || devices.lays_fault(words)) return;
   const FaultForms forms = fault_forms();
-  if (lay_fault(forms, words)) return;
+  if (call_faults.add(words) || lay_fault(forms, words)) return;
   std::string known;
   for (const FaultyCallKind& kind : CallFaults::kinds()) known.append(kind.words()).append(", ");
   for (const FaultForm& form : forms) known.append(form.words()).append(", ");
