@@ -86,9 +86,9 @@ class Board {
   void set_afe(std::uint32_t address, std::uint32_t value);   ///< the same
   std::uint32_t stm8(std::uint32_t address) const;            ///< coprocessor register behind /dev/tcs
   void set_stm8(std::uint32_t address, std::uint32_t value);  ///< the same
-  using Pwm = boardsim::Pwm;
-  Pwm pwm(std::int32_t channel) const;           ///< the channel's setting
-  std::uint32_t led(std::uint32_t index) const;  ///< state last written
+  using Pwm = boardsim::Pwm;                                  ///< setting of a PWM channel
+  Pwm pwm(std::int32_t channel) const;                        ///< the channel's setting
+  std::uint32_t led(std::uint32_t index) const;               ///< state last written
   /// Puts /proc/debug/tempN with the given content in place; a healthy board has only temp1, "45500\n".
   void set_sensor(int number, std::string content);
   /// Takes every /proc/debug/tempN away, temp1 too.
@@ -114,7 +114,7 @@ class Board {
   void set_jig(std::string_view name);
 
   // ---- IR-cut filter ----------------------------------------------------------------------
-  using Filter = IrFilter::Side;
+  using Filter = IrFilter::Side;  ///< where the filter stands: unset, day or night
   /// Where the electromagnetic filter (lines 86 to 88) or the board's shell commands put it last.
   Filter filter() const;
   /// Where the stepped motor of lines 110, 111 and 113 stands, in quarters of a step from its home stop.
@@ -158,7 +158,7 @@ class Board {
   void set_medium_space(std::string_view node, double size_mb, double free_mb);
 
   // ---- serial lines ----------------------------------------------------------------------------
-  using UartSetup = boardsim::UartSetup;
+  using UartSetup = boardsim::UartSetup;  ///< baud rate, data, stop, parity, flowcontrol
   UartSetup uart(unsigned number) const;  ///< the setting of /dev/uartN
   /// Bytes arrive at the receiver of a UART now (with at(): later), as if its line were driven from outside.
   void uart_receives(unsigned number, std::string_view bytes);
@@ -176,17 +176,17 @@ class Board {
   int terminal();
 
   // ---- the camera's main application, 127.0.0.1 port 7001 -----------------------------------------
-  using AppReply = Application::Reply;
+  using AppReply = Application::Reply;  ///< one thing that it sends back
   /// Scripts the answer to a command: the replies, then the connection is closed; with `closes` false it
   /// stays open for ever. Without a script the application answers as a healthy one (see
   /// docs/simulator-devices.md), and a command that it does not know is a violation.
   void set_app_answer(std::uint32_t command, std::vector<AppReply> replies, bool closes = true);
-  using AppCommand = Application::Command;
+  using AppCommand = Application::Command;       ///< one command as it read it
   std::vector<AppCommand> app_commands() const;  ///< all of them, in their order
 
   // ---- optics ----------------------------------------------------------------------------------
-  using Iris = boardsim::Iris::State;
-  Iris iris() const;  ///< where it stands now
+  using Iris = boardsim::Iris::State;  ///< unset, closed or open
+  Iris iris() const;                   ///< where it stands now
   /// Where the focus motor stands: steps from its limit switch on line 7, which reads 1 at 0.
   int focus_position() const;
   void set_focus_position(int steps);

@@ -98,8 +98,14 @@ std::uint32_t Devices::driven(Driver driver, std::uint32_t number) const {
 }
 
 const Hardware& Devices::hardware() const {
+  // Asked with every reading of a line, and looked up when the boot block has changed.
   const BootBlock& block = general_io.boot_block();
-  return hardware_of(boot_type(block), boot_alarm_outputs(block));
+  const Identity now{boot_type(block), boot_alarm_outputs(block)};
+  if (hardware_ == nullptr || identity_ != now) {
+    identity_ = now;
+    hardware_ = &hardware_of(now.first, now.second);
+  }
+  return *hardware_;
 }
 
 Device* Devices::find(std::string_view path) {

@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "boardsim/board.h"
@@ -110,7 +111,11 @@ struct Devices {
   void connect();
   void register_written(std::uint32_t address, std::uint32_t value);
 
+  using Identity = std::pair<std::uint32_t, unsigned>;  ///< type code, number of alarm outputs
+
   std::vector<Node> nodes_;
+  mutable Identity identity_{};
+  mutable const Hardware* hardware_ = nullptr;  ///< of that identity
 };
 
 }  // namespace boardsim

@@ -85,15 +85,18 @@ int BoardState::refuse(std::string_view call) {
   return static_cast<int>(finish(begin(call, ""), Subject::hardware, -1, EPERM));
 }
 
-FaultForms BoardState::fault_forms() {
-  FaultForms forms{{"interface NAME ADDRESS|none",
-                    "a network interface has this IPv4 address, or none",
-                    {text("NAME"), text("ADDRESS|none")},
-                    [this](const FaultArguments& given) {
-                      const std::string address(given.word(1) == "none" ? "" : given.word(1));
-                      if (!address.empty()) check_address(address);
-                      interface_faults.insert_or_assign(std::string(given.word(0)), address);
-                    }}};
+const FaultForms& BoardState::fault_forms() {
+  const std::uint32_t type = boot_type(devices.general_io.boot_block());
+  if (!forms.empty() && type == type_of_forms) return forms;
+  type_of_forms = type;
+  forms = {{"interface NAME ADDRESS|none",
+            "a network interface has this IPv4 address, or none",
+            {text("NAME"), text("ADDRESS|none")},
+            [this](const FaultArguments& given) {
+              const std::string address(given.word(1) == "none" ? "" : given.word(1));
+              if (!address.empty()) check_address(address);
+              interface_faults.insert_or_assign(std::string(given.word(0)), address);
+            }}};
   for (FaultForm& form : devices.fault_forms()) forms.push_back(std::move(form));
   return forms;
 }
@@ -105,8 +108,7 @@ void BoardState::fault(std::string_view text) {
     throw std::invalid_argument("fault: the board has no " + std::string(words[1]) + "; it has " +
                                 devices.paths());
   }
-  const FaultForms forms = fault_forms();
-  if (call_faults.add(words) || lay_fault(forms, words)) return;
+  if (call_faults.add(words) || lay_fault(fault_forms(), words)) return;
   std::string known;
   for (const FaultyCallKind& kind : CallFaults::kinds()) known.append(kind.words()).append(", ");
   for (const FaultForm& form : forms) known.append(form.words()).append(", ");

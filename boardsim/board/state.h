@@ -119,7 +119,7 @@ struct BoardState {
   int refuse(std::string_view call);
   void fault(std::string_view text);
   /// The lock is held. The faults of interfaces and devices.
-  FaultForms fault_forms();
+  const FaultForms& fault_forms();
   /// All faults, those of calls too.
   std::vector<FaultLine> fault_list();
   void clear_faults();
@@ -151,6 +151,8 @@ struct BoardState {
   Descriptors descriptors{};
   Trace trace{};
   CallFaults call_faults{};
+  FaultForms forms{};             ///< what fault_forms() returns, made when it is first asked
+  std::uint32_t type_of_forms{};  ///< the board's device type code then: terminals and jigs go by it
   Conduct conduct{};
   std::map<std::string, std::string, std::less<>> interfaces{{"eth0", "127.0.0.1"}};
   std::map<std::string, std::string, std::less<>> interface_faults{};

@@ -88,6 +88,10 @@ FaultForm::FaultForm(std::string words, std::string meaning, std::vector<FaultVa
   }
 }
 
+bool FaultForm::begins_with(std::string_view word) const {
+  return words_.starts_with(word) && (words_.size() == word.size() || words_[word.size()] == ' ');
+}
+
 bool FaultForm::takes(const Place& place, std::string_view word) {
   if (!place.is_value) return std::ranges::find(place.choices, word) != place.choices.end();
   const FaultValue& value = place.value;
@@ -161,13 +165,15 @@ bool lay_fault(std::span<const FaultForm> forms, const FaultWords& words) {
   std::size_t furthest = 0;
   std::vector<std::string> wanted;
   std::string expected;
+  if (words.empty()) return false;
   for (const FaultForm& form : forms) {
+    if (!form.begins_with(words.front())) continue;
     const FaultForm::Match match = form.match(words);
     if (match.whole) {
       form.lay(match.arguments);
       return true;
     }
-    if (match.words == 0 || match.words < furthest) continue;
+    if (match.words < furthest) continue;
     if (match.words > furthest) {
       wanted.clear();
       expected.clear();

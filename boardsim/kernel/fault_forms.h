@@ -53,6 +53,8 @@ class FaultForm {
             std::function<void(const FaultArguments&)> lay);
 
   const std::string& words() const { return words_; }
+  /// Whether a fault with this first word may be of this form; cheap.
+  bool begins_with(std::string_view word) const;
   const std::string& meaning() const { return meaning_; }
   /// What may stand for its words in capitals where not anything may: "LINE: 0 to 255". Empty where anything
   /// may.
