@@ -1,15 +1,19 @@
 // What a board does besides files and network: time, faults, the trace, and the refusal of what it lacks.
 #include "boardsim/board/state.h"
 
+#include <arpa/inet.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <stdexcept>
 
 #include "boardsim/kernel/real.h"
 
 namespace boardsim {
 namespace {
+
+constexpr std::uint32_t kLoopbackNetwork = 127;
 
 std::vector<std::string_view> split(std::string_view text) {
   std::vector<std::string_view> words;
@@ -44,45 +48,6 @@ void BoardState::after(Time span, std::function<void()> event) {
     const std::lock_guard lock(mutex);
     event();
   });
-}
-
-bool BoardState::sleep(std::string_view name, std::vector<std::uint32_t> length, Time span) {
-  const Call call = begin(name, "", std::move(length));
-  {
-    const std::lock_guard lock(mutex);
-    finish(call, Subject::clock, 0, 0);
-  }
-  return clock.sleep_until(call.at + span);
-}
-
-int BoardState::reboot(std::uint32_t command) {
-  const std::lock_guard lock(mutex);
-  reboots.push_back(command);
-  finish(begin("reboot", "", {command}), Subject::hardware, 0, 0);
-  if (conduct.after_reboot) conduct.after_reboot();
-  return 0;
-}
-
-int BoardState::system(const char* command) {
-  {
-    const std::lock_guard lock(mutex);
-    Call call = begin("system", command == nullptr ? "" : command);
-    const auto done = [&](int result, int error) {
-      return static_cast<int>(finish(std::move(call), Subject::hardware, result, error));
-    };
-    if (Devices::is_command(call.node)) {
-      if (const auto faulty = call_faults.meet("system")) return done(-1, faulty->error);
-      devices.run(call.node);
-      return done(0, 0);
-    }
-  }
-  return refuse(std::string("system of ") + (command != nullptr ? command : "nothing"));
-}
-
-int BoardState::refuse(std::string_view call) {
-  const std::lock_guard lock(mutex);
-  violation(std::string(call) + " is nothing that a program may do on this board");
-  return static_cast<int>(finish(begin(call, ""), Subject::hardware, -1, EPERM));
 }
 
 const FaultForms& BoardState::fault_forms() {
@@ -133,33 +98,6 @@ void BoardState::clear_faults() {
   devices.clear_faults();
 }
 
-int BoardState::thread_error() {
-  const std::lock_guard lock(mutex);
-  const auto faulty = call_faults.meet("thread");
-  if (!faulty) return 0;
-  finish(begin("pthread_create", ""), Subject::thread, -1, faulty->error);
-  return faulty->error;
-}
-
-void BoardState::thread_event(std::string_view name) {
-  const std::lock_guard lock(mutex);
-  finish(begin(name, ""), Subject::thread, 0, 0);
-}
-
-Call BoardState::begin(std::string_view name, std::string_view node,
-                       std::vector<std::uint32_t> record) const {
-  return {
-      .at = clock.now(), .name = std::string(name), .node = std::string(node), .record = std::move(record)};
-}
-
-long BoardState::finish(Call call, Subject subject, long result, int error) {
-  call.result = result;
-  call.error = error;
-  trace.add(std::move(call), subject);
-  if (error != 0) errno = error;
-  return result;
-}
-
 void BoardState::violation(const std::string& text) {
   const int error = errno;
   violations.push_back(text);
@@ -169,9 +107,36 @@ void BoardState::violation(const std::string& text) {
   errno = error;
 }
 
-std::optional<FaultyCall> BoardState::meet(std::string_view call) {
-  const std::lock_guard lock(mutex);
-  return call_faults.meet(call);
+void BoardState::serve_application(std::string_view socket_name) {
+  if (socket_name == Application::kSocketName) devices.application.serve();
+}
+
+std::string BoardState::name_of(int fd) {
+  const Descriptor* known = descriptors.find(fd);
+  return known != nullptr ? known->name : "station";
+}
+
+std::string BoardState::address_of(std::string_view interface) const {
+  const auto fault = interface_faults.find(interface);
+  if (fault != interface_faults.end()) return fault->second;
+  const auto healthy = interfaces.find(interface);
+  return healthy != interfaces.end() ? healthy->second : "";
+}
+
+void BoardState::check_address(std::string_view address) const {
+  const std::string text(address);
+  in_addr parsed{};
+  if (inet_pton(AF_INET, text.c_str(), &parsed) != 1) {
+    throw std::invalid_argument("interface: \"" + text + "\" is no IPv4 address");
+  }
+  if (conduct.loopback_only && ntohl(parsed.s_addr) >> 24 != kLoopbackNetwork) {
+    throw std::invalid_argument("interface: " + text + " is no loopback address (127.x.y.z)");
+  }
+}
+
+void BoardState::set_interface(std::string_view name, std::string_view address) {
+  if (!address.empty()) check_address(address);
+  interfaces.insert_or_assign(std::string(name), std::string(address));
 }
 
 }  // namespace boardsim

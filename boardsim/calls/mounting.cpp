@@ -3,9 +3,10 @@
 
 #include <cerrno>
 
-#include "boardsim/board/state.h"
+#include "boardsim/calls/calls.h"
+#include "boardsim/calls/frame.h"
 
-namespace boardsim {
+namespace boardsim::calls {
 namespace {
 
 constexpr long kFatMagic = 0x4D44;
@@ -21,52 +22,43 @@ struct statfs64 status_of(const Medium::Space& space) {
   return status;
 }
 
+/// `what` names in the trace what the call is about.
+int on_mnt(BoardState& board, const char* name, const std::string& what, std::vector<std::uint32_t> record,
+           const std::function<Answer()>& perform) {
+  return Frame(board, Subject::hardware, name, what, std::move(record)).run(name, perform);
+}
+
 }  // namespace
 
-/// `what` names in the trace what the call is about.
-int BoardState::storage_call(const char* name, const std::string& what, std::vector<std::uint32_t> record,
-                             const std::function<Answer()>& perform) {
-  const std::lock_guard lock(mutex);
-  Call call = begin(name, what, std::move(record));
-  const auto faulty = call_faults.meet(name);
-  const Answer answer = faulty ? Answer::fails(faulty->error) : perform();
-  const auto result = static_cast<int>(
-      finish(std::move(call), Subject::hardware, answer.result, answer.known ? answer.error : EPERM));
-  if (!answer.known) {
-    violation(std::string(name) + " of " + what + " is nothing that a program may do on this board");
-  }
-  return result;
+int mount(BoardState& board, const std::string& node, const std::string& place, const std::string& type) {
+  return on_mnt(board, "mount", node + " " + place + " " + type, {0},
+                [&] { return board.devices.mounts.mount(node, place, type); });
 }
 
-int BoardState::mount(const std::string& node, const std::string& place, const std::string& type) {
-  return storage_call("mount", node + " " + place + " " + type, {0},
-                      [&] { return devices.mounts.mount(node, place, type); });
+int umount(BoardState& board, const std::string& place) {
+  return on_mnt(board, "umount", place, {}, [&] { return board.devices.mounts.umount(place); });
 }
 
-int BoardState::umount(const std::string& place) {
-  return storage_call("umount", place, {}, [&] { return devices.mounts.umount(place); });
-}
-
-int BoardState::statfs(const std::string& path, struct statfs64* status) {
-  return storage_call("statfs", path, {}, [&] {
+int statfs(BoardState& board, const std::string& path, struct statfs64* status) {
+  return on_mnt(board, "statfs", path, {}, [&] {
     if (status == nullptr) return Answer::fails(EFAULT);
     Medium::Space space;
-    const Answer answer = devices.mounts.space(path, space);
+    const Answer answer = board.devices.mounts.space(path, space);
     if (answer.known && answer.error == 0) *status = status_of(space);
     return answer;
   });
 }
 
-int BoardState::mkdir(const std::string& path, mode_t mode) {
-  return storage_call("mkdir", path, {mode}, [&] { return devices.mounts.make_folder(path); });
+int mkdir(BoardState& board, const std::string& path, mode_t mode) {
+  return on_mnt(board, "mkdir", path, {mode}, [&] { return board.devices.mounts.make_folder(path); });
 }
 
-int BoardState::rmdir(const std::string& path) {
-  return storage_call("rmdir", path, {}, [&] { return devices.mounts.remove_folder(path); });
+int rmdir(BoardState& board, const std::string& path) {
+  return on_mnt(board, "rmdir", path, {}, [&] { return board.devices.mounts.remove_folder(path); });
 }
 
-int BoardState::unlink(const std::string& path) {
-  return storage_call("unlink", path, {}, [&] { return devices.mounts.unlink(path); });
+int unlink(BoardState& board, const std::string& path) {
+  return on_mnt(board, "unlink", path, {}, [&] { return board.devices.mounts.unlink(path); });
 }
 
-}  // namespace boardsim
+}  // namespace boardsim::calls

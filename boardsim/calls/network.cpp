@@ -5,12 +5,12 @@
 
 #include <cerrno>
 #include <cstring>
-#include <stdexcept>
 
-#include "boardsim/board/state.h"
+#include "boardsim/calls/calls.h"
+#include "boardsim/calls/frame.h"
 #include "boardsim/kernel/real.h"
 
-namespace boardsim {
+namespace boardsim::calls {
 namespace {
 
 constexpr std::uint32_t kLoopbackNetwork = 127;
@@ -72,158 +72,112 @@ class WithoutBlocking {
   int flags_;
 };
 
+/// Connects a socket to one of this PC, in virtual time. 0, or the errno of connect(2).
+int connect_here(Clock& clock, int fd, const sockaddr* address, socklen_t size) {
+  const WithoutBlocking at_once(fd);
+  const Outcome outcome(real::connect(fd, address, size));
+  if (!at_once.was_blocking() || outcome.error != EINPROGRESS) return outcome.error;
+  pollfd writable{fd, POLLOUT, 0};
+  if (clock.wait({&writable, 1}, std::nullopt) < 0) return errno;
+  int error = 0;
+  socklen_t error_size = sizeof error;
+  getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &error_size);
+  return error;
+}
+
 }  // namespace
 
-std::string BoardState::name_of(int fd) {
-  const Descriptor* known = descriptors.find(fd);
-  return known != nullptr ? known->name : "station";
-}
-
-int BoardState::socket(int domain, int type, int protocol) {
-  const std::lock_guard lock(mutex);
-  Call call = begin("socket", "");
-  if (const auto faulty = call_faults.meet("socket")) {
-    return static_cast<int>(finish(std::move(call), Subject::network, -1, faulty->error));
-  }
+int socket(BoardState& board, int domain, int type, int protocol) {
+  Frame call(board, Subject::network, "socket");
+  if (const auto faulty = call.meet("socket")) return call.end(*faulty);
   const Outcome outcome(real::socket(domain, type, protocol));
-  if (outcome.result >= 0) descriptors.add(outcome.result, "socket");
-  return static_cast<int>(finish(std::move(call), Subject::network, outcome.result, outcome.error));
+  if (outcome.result >= 0) board.descriptors.add(outcome.result, "socket");
+  return call.end(outcome.result, outcome.error);
 }
 
-int BoardState::socketpair(int domain, int type, int protocol, int* fds) {
-  const std::lock_guard lock(mutex);
+int socketpair(BoardState& board, int domain, int type, int protocol, int* fds) {
+  Frame call(board, Subject::network, "socketpair");
   const Outcome outcome(real::socketpair(domain, type, protocol, fds));
   if (outcome.result == 0) {
-    descriptors.add(fds[0], "station");
-    descriptors.add(fds[1], "station");
+    board.descriptors.add(fds[0], "station");
+    board.descriptors.add(fds[1], "station");
   }
-  return static_cast<int>(finish(begin("socketpair", ""), Subject::network, outcome.result, outcome.error));
+  return call.end(outcome.result, outcome.error);
 }
 
-int BoardState::bind(int fd, const sockaddr* address, socklen_t size) {
-  const std::lock_guard lock(mutex);
+int bind(BoardState& board, int fd, const sockaddr* address, socklen_t size) {
   auto internet = ipv4(address, size);
-  Call call = begin("bind", internet ? address_text(*internet) : "");
-  const auto done = [&](int result, int error) {
-    return static_cast<int>(finish(std::move(call), Subject::network, result, error));
-  };
-  if (const auto faulty = call_faults.meet("bind")) return done(-1, faulty->error);
+  Frame call(board, Subject::network, "bind", internet ? address_text(*internet) : "");
+  if (const auto faulty = call.meet("bind")) return call.end(*faulty);
   if (address != nullptr && address->sa_family != AF_INET && address->sa_family != AF_UNIX) {
-    return done(-1, EADDRNOTAVAIL);
+    return call.fail(EADDRNOTAVAIL);
   }
   if (internet && !is_loopback(internet->sin_addr)) {
-    if (internet->sin_addr.s_addr != htonl(INADDR_ANY)) return done(-1, EADDRNOTAVAIL);
+    if (internet->sin_addr.s_addr != htonl(INADDR_ANY)) return call.fail(EADDRNOTAVAIL);
     // Nothing that a simulated board does is to be seen from other machines.
+    const Conduct& conduct = board.conduct;
     if (!conduct.every_address) inet_pton(AF_INET, conduct.own_address.c_str(), &internet->sin_addr);
   }
   const sockaddr* const used = internet ? reinterpret_cast<const sockaddr*>(&*internet) : address;
   const Outcome outcome(real::bind(fd, used, size));
-  return done(outcome.result, outcome.error);
+  return call.end(outcome.result, outcome.error);
 }
 
-int BoardState::listen(int fd, int backlog) {
-  const std::lock_guard lock(mutex);
-  Call call = begin("listen", "listener", {static_cast<std::uint32_t>(backlog)});
-  if (const auto faulty = call_faults.meet("listen")) {
-    return static_cast<int>(finish(std::move(call), Subject::network, -1, faulty->error));
-  }
+int listen(BoardState& board, int fd, int backlog) {
+  Frame call(board, Subject::network, "listen", "listener", {static_cast<std::uint32_t>(backlog)});
+  if (const auto faulty = call.meet("listen")) return call.end(*faulty);
   const Outcome outcome(real::listen(fd, backlog));
-  if (outcome.result == 0) descriptors.add(fd, "listener");
-  return static_cast<int>(finish(std::move(call), Subject::network, outcome.result, outcome.error));
+  if (outcome.result == 0) board.descriptors.add(fd, "listener");
+  return call.end(outcome.result, outcome.error);
 }
 
-int BoardState::connect(int fd, const sockaddr* address, socklen_t size) {
+int connect(BoardState& board, int fd, const sockaddr* address, socklen_t size) {
   const auto internet = ipv4(address, size);
-  Call call = begin("connect", internet ? address_text(*internet) : "");
-  const auto done = [&](int result, int error) {
-    const std::lock_guard lock(mutex);
-    if (result == 0) descriptors.add(fd, "station");
-    return static_cast<int>(finish(std::move(call), Subject::network, result, error));
-  };
-  if (const auto faulty = meet("connect")) return done(-1, faulty->error);
-  if (internet && is_application(*internet)) return call_application(fd, std::move(call));
+  Frame call(board, Subject::network, "connect", internet ? address_text(*internet) : "");
+  if (const auto faulty = call.meet("connect")) return call.end(*faulty);
+  if (internet && is_application(*internet)) {
+    const int error = board.devices.application.connect(fd);
+    if (error != 0) return call.fail(error);
+    board.descriptors.add(fd, std::string(Application::kSocketName));
+    return call.end(0, 0);
+  }
   const bool local =
       internet ? is_loopback(internet->sin_addr) : address == nullptr || address->sa_family == AF_UNIX;
   if (!local) {
-    if (!internet) call.node = foreign_text(address, size);
-    const std::string text = "connecting to " + call.node + " would leave the PC (connect)";
-    const int result = done(-1, ENETUNREACH);
-    const std::lock_guard lock(mutex);
-    violation(text);
+    if (!internet) call.set_node(foreign_text(address, size));
+    const std::string text = "connecting to " + call.node() + " would leave the PC (connect)";
+    const int result = call.fail(ENETUNREACH);
+    board.violation(text);
     return result;
   }
-  const WithoutBlocking at_once(fd);
-  const Outcome outcome(real::connect(fd, address, size));
-  if (!at_once.was_blocking() || outcome.error != EINPROGRESS) return done(outcome.result, outcome.error);
-  pollfd writable{fd, POLLOUT, 0};
-  if (clock.wait({&writable, 1}, std::nullopt) < 0) return done(-1, errno);
-  int error = 0;
-  socklen_t error_size = sizeof error;
-  getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &error_size);
-  return done(error == 0 ? 0 : -1, error);
+  const int error = call.unlocked([&] { return connect_here(board.clock, fd, address, size); });
+  if (error != 0) return call.fail(error);
+  board.descriptors.add(fd, "station");
+  return call.end(0, 0);
 }
 
-int BoardState::call_application(int fd, Call call) {
-  const std::lock_guard lock(mutex);
-  const int error = devices.application.connect(fd);
-  if (error == 0) descriptors.add(fd, std::string(Application::kSocketName));
-  return static_cast<int>(finish(std::move(call), Subject::network, error == 0 ? 0 : -1, error));
-}
-
-void BoardState::serve_application(std::string_view socket_name) {
-  if (socket_name == Application::kSocketName) devices.application.serve();
-}
-
-int BoardState::shutdown(int fd, int how) {
-  const std::lock_guard lock(mutex);
-  Call call = begin("shutdown", name_of(fd), {static_cast<std::uint32_t>(how)});
+int shutdown(BoardState& board, int fd, int how) {
+  Frame call(board, Subject::network, "shutdown", "", {static_cast<std::uint32_t>(how)});
+  call.set_node(board.name_of(fd));
   const Outcome outcome(real::shutdown(fd, how));
-  serve_application(call.node);
-  return static_cast<int>(finish(std::move(call), Subject::network, outcome.result, outcome.error));
+  board.serve_application(call.node());
+  return call.end(outcome.result, outcome.error);
 }
 
-int BoardState::interface_address(void* argument) {
-  const std::lock_guard lock(mutex);
+int interface_address(BoardState& board, void* argument) {
   ifreq request{};
   if (argument != nullptr) std::memcpy(&request, argument, sizeof request);
   request.ifr_name[IFNAMSIZ - 1] = '\0';
-  const std::string_view name = request.ifr_name;
-  Call call = begin("ioctl", name);
-  call.request = SIOCGIFADDR;
-  const auto done = [&](int error) {
-    return static_cast<int>(finish(std::move(call), Subject::network, error == 0 ? 0 : -1, error));
-  };
-  if (argument == nullptr) return done(EFAULT);
-  const std::string address = address_of(name);
+  Frame call(board, Subject::network, "ioctl", request.ifr_name);
+  call.set_request(SIOCGIFADDR);
+  if (argument == nullptr) return call.fail(EFAULT);
+  const std::string address = board.address_of(request.ifr_name);
   sockaddr_in answer{};
   answer.sin_family = AF_INET;
-  if (inet_pton(AF_INET, address.c_str(), &answer.sin_addr) != 1) return done(ENODEV);
+  if (inet_pton(AF_INET, address.c_str(), &answer.sin_addr) != 1) return call.fail(ENODEV);
   std::memcpy(&request.ifr_addr, &answer, sizeof answer);
   std::memcpy(argument, &request, sizeof request);
-  return done(0);
+  return call.end(0, 0);
 }
 
-std::string BoardState::address_of(std::string_view interface) const {
-  const auto fault = interface_faults.find(interface);
-  if (fault != interface_faults.end()) return fault->second;
-  const auto healthy = interfaces.find(interface);
-  return healthy != interfaces.end() ? healthy->second : "";
-}
-
-void BoardState::check_address(std::string_view address) const {
-  const std::string text(address);
-  in_addr parsed{};
-  if (inet_pton(AF_INET, text.c_str(), &parsed) != 1) {
-    throw std::invalid_argument("interface: \"" + text + "\" is no IPv4 address");
-  }
-  if (conduct.loopback_only && !is_loopback(parsed)) {
-    throw std::invalid_argument("interface: " + text + " is no loopback address (127.x.y.z)");
-  }
-}
-
-void BoardState::set_interface(std::string_view name, std::string_view address) {
-  if (!address.empty()) check_address(address);
-  interfaces.insert_or_assign(std::string(name), std::string(address));
-}
-
-}  // namespace boardsim
+}  // namespace boardsim::calls

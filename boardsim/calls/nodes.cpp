@@ -2,23 +2,18 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdio>
 
-#include "boardsim/board/state.h"
+#include "boardsim/calls/calls.h"
+#include "boardsim/calls/frame.h"
 #include "boardsim/kernel/real.h"
 
-namespace boardsim {
+namespace boardsim::calls {
 namespace {
 
 std::uint32_t low_word(std::size_t size) {
   return static_cast<std::uint32_t>(size);
-}
-
-std::string hex(std::uint32_t number) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%08x", number);
-  return text;
 }
 
 struct stat64 status_of(const Device& device) {
@@ -30,237 +25,181 @@ struct stat64 status_of(const Device& device) {
   return status;
 }
 
-}  // namespace
-
-std::optional<FaultyCall> BoardState::meet_on(const Device* device, std::string_view call,
-                                              std::string_view path, std::uint32_t request) {
-  const auto faulty = call_faults.meet(call, path, request);
-  const int error = device != nullptr ? device->dead() : 0;
-  return error != 0 ? FaultyCall{.error = error} : faulty;
-}
-
-bool BoardState::is_node(int fd) {
-  const std::lock_guard lock(mutex);
-  return descriptors.find_node(fd) != nullptr;
-}
-
-int BoardState::open(const char* name, const std::string& path, int flags) {
-  const std::lock_guard lock(mutex);
-  Call call = begin(name, path, {static_cast<std::uint32_t>(flags)});
-  const auto failed = [&](int error) {
-    return static_cast<int>(finish(std::move(call), Subject::hardware, -1, error));
-  };
-  Device* const device = (flags & O_CREAT) != 0 ? devices.find_or_make(path) : devices.find(path);
-  if (device == nullptr) {
-    const int result = failed(ENOENT);
-    if (!devices.may_be_missing(path)) violation("unknown node " + path + " (" + name + ")");
-    return result;
-  }
-  if (const auto faulty = meet_on(device, "open", path)) return failed(faulty->error);
-  const Answer answer = device->open(flags);
-  if (answer.result < 0) return failed(answer.error);
-  const int fd = device->descriptor(flags);
-  if (fd < 0) return failed(errno);
-  descriptors.add(fd, path, device, flags);
-  return static_cast<int>(finish(std::move(call), Subject::hardware, fd, 0));
-}
-
-int BoardState::close(int fd) {
-  const std::lock_guard lock(mutex);
-  const Descriptor* known = descriptors.find(fd);
-  if (known == nullptr && fd < 0) {  // harmless, but a program that does it has lost track of its nodes
-    return static_cast<int>(finish(begin("close", std::to_string(fd)), Subject::hardware, -1, EBADF));
-  }
-  if (known == nullptr) return real::close(fd);
-  const std::string name = known->name;
-  Device* const device = known->device;
-  Call call = begin("close", name);
-  // The number is free for other threads from here on, so the entry goes first.
-  descriptors.remove(fd);
-  int result = real::close(fd);
-  int error = result < 0 ? errno : 0;
-  if (device != nullptr) device->close();
-  serve_application(name);
-  // As on Linux, a descriptor is gone even when closing it fails.
-  if (const auto faulty = meet_on(device, "close", name); faulty && error == 0) {
-    result = -1;
-    error = faulty->error;
-  }
-  const Subject subject = device != nullptr ? Subject::hardware : Subject::network;
-  return static_cast<int>(finish(std::move(call), subject, result, error));
-}
-
-Answer BoardState::read_node(std::unique_lock<std::mutex>& lock, int fd, void* buffer, std::size_t size) {
+/// A read that waits, where it does, without the lock.
+Answer read_node(BoardState& board, Frame& call, int fd, void* buffer, std::size_t size) {
   std::optional<Time> deadline;
-  for (const Time began = clock.now();;) {
-    Descriptor* const node = descriptors.find_node(fd);
+  for (const Time began = board.clock.now();;) {
+    Descriptor* const node = board.descriptors.find_node(fd);
     if (node == nullptr) return Answer::fails(EBADF);  // another thread has closed it meanwhile
     const Answer answer = node->device->read(buffer, size, node->position);
     if (answer.error != EAGAIN || (real::fcntl(fd, F_GETFL) & O_NONBLOCK) != 0) return answer;
     if (const auto limit = node->device->read_limit()) deadline = began + *limit;
-    lock.unlock();
-    const int error = wait_readable(fd, deadline);
-    lock.lock();
+    const int error = call.unlocked([&] { return wait_readable(board, fd, deadline); });
     if (error == EAGAIN) return Answer::ok();
     if (error != 0) return Answer::fails(error);
   }
 }
 
-int BoardState::pass_transfer(std::unique_lock<std::mutex>& lock, int fd, const Device* device) {
+/// Lets the time pass that a transfer takes, without the lock. 0, or the errno with which the call ends.
+int pass_transfer(BoardState& board, Frame& call, int fd, const Device* device) {
   const Time span = device->transfer_time();
   if (span == Time(0)) return 0;
-  const Time end = clock.now() + span;
-  lock.unlock();
-  clock.sleep_until(end);
-  lock.lock();
-  const Descriptor* const node = descriptors.find_node(fd);
+  const Time end = board.clock.now() + span;
+  call.unlocked([&] { return board.clock.sleep_until(end); });
+  const Descriptor* const node = board.descriptors.find_node(fd);
   // Another thread may have closed it meanwhile.
   return node == nullptr || node->device != device ? EBADF : device->dead();
 }
 
-std::optional<ssize_t> BoardState::read(int fd, void* buffer, std::size_t size) {
-  std::unique_lock lock(mutex);
-  const Descriptor* const node = descriptors.find_node(fd);
-  if (node == nullptr) return std::nullopt;
-  Call call = begin("read", node->name, {low_word(size)});
-  if (!node->can_read()) return finish(std::move(call), Subject::hardware, -1, EBADF);
-  if (const auto faulty = meet_on(node->device, "read", node->name)) {
-    if (!faulty->at_most) return finish(std::move(call), Subject::hardware, -1, faulty->error);
-    size = std::min(size, *faulty->at_most);
-  }
-  const int error = pass_transfer(lock, fd, node->device);
-  const Answer answer = error != 0 ? Answer::fails(error) : read_node(lock, fd, buffer, size);
-  if (!answer.known) violation("reading " + call.node + " is not known (read)");
-  return finish(std::move(call), Subject::hardware, answer.result, answer.known ? answer.error : EINVAL);
+int end_stat(BoardState& board, Frame& call, struct stat64* status) {
+  const Device* const device = board.devices.find(call.node());
+  if (const auto faulty = call.meet_on(device, "stat")) return call.end(*faulty);
+  if (device == nullptr) return call.fail_missing();
+  if (status == nullptr) return call.fail(EFAULT);
+  *status = status_of(*device);
+  return call.end(0, 0);
 }
 
-std::optional<ssize_t> BoardState::write(int fd, const void* buffer, std::size_t size) {
-  std::unique_lock lock(mutex);
-  Descriptor* node = descriptors.find_node(fd);
+}  // namespace
+
+bool is_node(BoardState& board, int fd) {
+  const std::lock_guard lock(board.mutex);
+  return board.descriptors.find_node(fd) != nullptr;
+}
+
+int open(BoardState& board, const char* name, const std::string& path, int flags) {
+  Frame call(board, Subject::hardware, name, path, {static_cast<std::uint32_t>(flags)});
+  Devices& devices = board.devices;
+  Device* const device = (flags & O_CREAT) != 0 ? devices.find_or_make(path) : devices.find(path);
+  if (device == nullptr) return call.fail_missing();
+  if (const auto faulty = call.meet_on(device, "open")) return call.end(*faulty);
+  const Answer answer = device->open(flags);
+  if (answer.result < 0) return call.fail(answer.error);
+  const int fd = device->descriptor(flags);
+  if (fd < 0) return call.fail(errno);
+  board.descriptors.add(fd, path, device, flags);
+  return call.end(fd, 0);
+}
+
+int close(BoardState& board, int fd) {
+  Frame call(board, Subject::hardware, "close", std::to_string(fd));
+  const Descriptor* const known = board.descriptors.find(fd);
+  // Closing a negative number is harmless, but a program that does it has lost track of its nodes.
+  if (known == nullptr) return fd < 0 ? call.fail(EBADF) : real::close(fd);
+  Device* const device = known->device;
+  call.set_node(known->name);
+  if (device == nullptr) call.set_subject(Subject::network);
+  // The number is free for other threads from here on, so the entry goes first.
+  board.descriptors.remove(fd);
+  int result = real::close(fd);
+  int error = result < 0 ? errno : 0;
+  if (device != nullptr) device->close();
+  board.serve_application(call.node());
+  // As on Linux, a descriptor is gone even when closing it fails.
+  if (const auto faulty = call.meet_on(device, "close"); faulty && error == 0) {
+    result = -1;
+    error = faulty->error;
+  }
+  return call.end(result, error);
+}
+
+std::optional<ssize_t> read(BoardState& board, int fd, void* buffer, std::size_t size) {
+  Frame call(board, Subject::hardware, "read", "", {low_word(size)});
+  const Descriptor* const node = board.descriptors.find_node(fd);
   if (node == nullptr) return std::nullopt;
-  Call call = begin("write", node->name, {low_word(size)});
-  if (!node->can_write()) return finish(std::move(call), Subject::hardware, -1, EBADF);
-  if (const auto faulty = meet_on(node->device, "write", node->name)) {
-    if (!faulty->at_most) return finish(std::move(call), Subject::hardware, faulty->result, faulty->error);
+  call.set_node(node->name);
+  if (!node->can_read()) return call.fail(EBADF);
+  if (const auto faulty = call.meet_on(node->device, "read")) {
+    if (!faulty->at_most) return call.fail(faulty->error);
     size = std::min(size, *faulty->at_most);
   }
-  if (const int error = pass_transfer(lock, fd, node->device)) {
-    return finish(std::move(call), Subject::hardware, -1, error);
+  const int error = pass_transfer(board, call, fd, node->device);
+  const Answer answer = error != 0 ? Answer::fails(error) : read_node(board, call, fd, buffer, size);
+  if (!answer.known) board.violation("reading " + call.node() + " is not known (read)");
+  return call.end<ssize_t>(answer.result, answer.known ? answer.error : EINVAL);
+}
+
+std::optional<ssize_t> write(BoardState& board, int fd, const void* buffer, std::size_t size) {
+  Frame call(board, Subject::hardware, "write", "", {low_word(size)});
+  Descriptor* node = board.descriptors.find_node(fd);
+  if (node == nullptr) return std::nullopt;
+  call.set_node(node->name);
+  if (!node->can_write()) return call.fail(EBADF);
+  if (const auto faulty = call.meet_on(node->device, "write")) {
+    if (!faulty->at_most) return call.end<ssize_t>(*faulty);
+    size = std::min(size, *faulty->at_most);
   }
-  node = descriptors.find_node(fd);
+  if (const int error = pass_transfer(board, call, fd, node->device)) return call.fail(error);
+  node = board.descriptors.find_node(fd);
   if ((node->flags & O_APPEND) != 0 && S_ISREG(node->device->mode())) node->position = node->device->size();
   const Answer answer = node->device->write(buffer, size, node->position);
-  if (!answer.known) violation("writing " + node->name + " is not known (write)");
-  return finish(std::move(call), Subject::hardware, answer.result, answer.known ? answer.error : EINVAL);
+  if (!answer.known) board.violation("writing " + call.node() + " is not known (write)");
+  return call.end<ssize_t>(answer.result, answer.known ? answer.error : EINVAL);
 }
 
-std::optional<off64_t> BoardState::lseek(int fd, off64_t offset, int whence) {
-  const std::lock_guard lock(mutex);
-  Descriptor* const node = descriptors.find_node(fd);
+std::optional<off64_t> lseek(BoardState& board, int fd, off64_t offset, int whence) {
+  Frame call(board, Subject::hardware, "lseek", "", {static_cast<std::uint32_t>(offset)});
+  Descriptor* const node = board.descriptors.find_node(fd);
   if (node == nullptr) return std::nullopt;
-  Call call = begin("lseek", node->name, {static_cast<std::uint32_t>(offset)});
-  const auto done = [&](off64_t result, int error) {
-    finish(std::move(call), Subject::hardware, static_cast<long>(result), error);
-    return result;
-  };
-  if (const auto faulty = meet_on(node->device, "lseek", node->name)) {
-    return done(faulty->result, faulty->error);
-  }
+  call.set_node(node->name);
+  if (const auto faulty = call.meet_on(node->device, "lseek")) return call.end<off64_t>(*faulty);
   off64_t from = 0;
   if (whence == SEEK_CUR) {
     from = node->position;
   } else if (whence == SEEK_END && S_ISREG(node->device->mode())) {
     from = node->device->size();
   } else if (whence != SEEK_SET) {
-    violation("seeking from the end of " + node->name + " is not known (lseek)");
-    return done(-1, EINVAL);
+    board.violation("seeking from the end of " + call.node() + " is not known (lseek)");
+    return call.fail(EINVAL);
   }
   const off64_t position = from + offset;
-  if (position < 0) return done(-1, EINVAL);
+  if (position < 0) return call.fail(EINVAL);
   node->position = position;
-  return done(position, 0);
+  call.end(static_cast<long>(position), 0);
+  return position;  // a long is shorter on 32-bit machines
 }
 
-std::optional<int> BoardState::ioctl(int fd, std::uint32_t request, void* argument) {
-  const std::lock_guard lock(mutex);
-  const Descriptor* const node = descriptors.find_node(fd);
+std::optional<int> ioctl(BoardState& board, int fd, std::uint32_t request, void* argument) {
+  Frame call(board, Subject::hardware, "ioctl");
+  const Descriptor* const node = board.descriptors.find_node(fd);
   if (node == nullptr) return std::nullopt;
-  Call call = begin("ioctl", node->name, node->device->words_in(request, argument));
-  call.request = request;
-  const auto done = [&](long result, int error) {
-    return static_cast<int>(finish(std::move(call), Subject::hardware, result, error));
-  };
-  if (const auto faulty = meet_on(node->device, "ioctl", node->name, request)) {
-    return done(faulty->result, faulty->error);
-  }
-  if (!node->can_write() && node->device->needs_writing(request)) return done(-1, EPERM);
+  call.set_node(node->name);
+  call.set_request(request, node->device->words_in(request, argument));
+  if (const auto faulty = call.meet_on(node->device, "ioctl")) return call.end(*faulty);
+  if (!node->can_write() && node->device->needs_writing(request)) return call.fail(EPERM);
   const Answer answer = node->device->ioctl(request, argument);
-  if (!answer.known) return unknown_request(std::move(call), Subject::hardware);
-  return done(answer.result, answer.result < 0 ? answer.error : 0);
+  if (!answer.known) return call.fail_unknown_request();
+  return call.end(answer.result, answer.result < 0 ? answer.error : 0);
 }
 
-int BoardState::refuse_request(int fd, std::uint32_t request) {
-  const std::lock_guard lock(mutex);
-  Call call = begin("ioctl", name_of(fd));
-  call.request = request;
-  return unknown_request(std::move(call), Subject::network);
+int refuse_request(BoardState& board, int fd, std::uint32_t request) {
+  Frame call(board, Subject::network, "ioctl");
+  call.set_node(board.name_of(fd));
+  call.set_request(request);
+  return call.fail_unknown_request();
 }
 
-int BoardState::unknown_request(Call call, Subject subject) {
-  const std::string text = "unknown request " + hex(call.request) + " on " + call.node + " (ioctl)";
-  const auto result = static_cast<int>(finish(std::move(call), subject, -1, ENOTTY));
-  violation(text);
-  return result;
+int stat(BoardState& board, const char* name, const std::string& path, struct stat64* status) {
+  Frame call(board, Subject::hardware, name, path);
+  return end_stat(board, call, status);
 }
 
-int BoardState::stat(const char* name, const std::string& path, struct stat64* status) {
-  const std::lock_guard lock(mutex);
-  return locked_stat(name, path, status);
-}
-
-std::optional<int> BoardState::fstat(int fd, struct stat64* status) {
-  const std::lock_guard lock(mutex);
-  const Descriptor* const node = descriptors.find_node(fd);
+std::optional<int> fstat(BoardState& board, int fd, struct stat64* status) {
+  Frame call(board, Subject::hardware, "fstat");
+  const Descriptor* const node = board.descriptors.find_node(fd);
   if (node == nullptr) return std::nullopt;
-  return locked_stat("fstat", node->name, status);
+  call.set_node(node->name);
+  return end_stat(board, call, status);
 }
 
-int BoardState::locked_stat(const char* name, const std::string& path, struct stat64* status) {
-  Call call = begin(name, path);
-  const auto done = [&](int error) {
-    return static_cast<int>(finish(std::move(call), Subject::hardware, error == 0 ? 0 : -1, error));
-  };
-  const Device* const device = devices.find(path);
-  if (const auto faulty = meet_on(device, "stat", path)) {
-    return static_cast<int>(finish(std::move(call), Subject::hardware, faulty->result, faulty->error));
-  }
-  if (device == nullptr) {
-    const int result = done(ENOENT);
-    if (!devices.may_be_missing(path)) violation("unknown node " + path + " (" + name + ")");
-    return result;
-  }
-  if (status == nullptr) return done(EFAULT);
-  *status = status_of(*device);
-  return done(0);
-}
-
-int BoardState::access(const std::string& path, int mode) {
-  const std::lock_guard lock(mutex);
-  Call call = begin("access", path, {static_cast<std::uint32_t>(mode)});
-  const auto done = [&](int error) {
-    return static_cast<int>(finish(std::move(call), Subject::hardware, error == 0 ? 0 : -1, error));
-  };
-  const Device* const device = devices.find(path);
-  if (const auto faulty = meet_on(device, "access", path)) {
-    return static_cast<int>(finish(std::move(call), Subject::hardware, faulty->result, faulty->error));
-  }
-  if (device == nullptr) {
-    const int result = done(ENOENT);
-    if (!devices.may_be_missing(path)) violation("unknown node " + path + " (access)");
-    return result;
-  }
+int access(BoardState& board, const std::string& path, int mode) {
+  Frame call(board, Subject::hardware, "access", path, {static_cast<std::uint32_t>(mode)});
+  const Device* const device = board.devices.find(path);
+  if (const auto faulty = call.meet_on(device, "access")) return call.end(*faulty);
+  if (device == nullptr) return call.fail_missing();
   // The program runs as root: only executing needs a permission.
-  return done((mode & X_OK) != 0 && (device->mode() & 0111) == 0 ? EACCES : 0);
+  const bool refused = (mode & X_OK) != 0 && (device->mode() & 0111) == 0;
+  return refused ? call.fail(EACCES) : call.end(0, 0);
 }
 
-}  // namespace boardsim
+}  // namespace boardsim::calls

@@ -3,10 +3,11 @@
 
 #include <cerrno>
 
-#include "boardsim/board/state.h"
+#include "boardsim/calls/calls.h"
+#include "boardsim/calls/frame.h"
 #include "boardsim/kernel/real.h"
 
-namespace boardsim {
+namespace boardsim::calls {
 namespace {
 
 /// Bytes are under way inside the PC for a moment. Looking at the terminal ends that, so that what was sent
@@ -16,38 +17,41 @@ void let_arrive(int fd) {
   real::poll(&look, 1UL, 0);
 }
 
+int on_terminal(BoardState& board, const char* name, int fd, std::vector<std::uint32_t> record,
+                const std::function<int()>& perform) {
+  let_arrive(fd);
+  if (!is_node(board, fd)) {  // a terminal of the PC: not in the trace
+    std::optional<FaultyCall> faulty;
+    {
+      const std::lock_guard lock(board.mutex);
+      faulty = board.call_faults.meet(name);
+    }
+    if (!faulty) return perform();
+    return errno = faulty->error, -1;
+  }
+  Frame call(board, Subject::hardware, name, "", std::move(record));
+  const Descriptor* const node = board.descriptors.find_node(fd);
+  if (node == nullptr) return call.fail(EBADF);  // another thread has closed it meanwhile
+  call.set_node(node->name);
+  if (const auto faulty = call.meet(name)) return call.end(*faulty);
+  const int result = perform();
+  return call.end(result, result < 0 ? errno : 0);
+}
+
 }  // namespace
 
-int BoardState::terminal_call(const char* name, int fd, std::vector<std::uint32_t> record,
-                              const std::function<int()>& perform) {
-  let_arrive(fd);
-  std::optional<FaultyCall> faulty;
-  {
-    const std::lock_guard lock(mutex);
-    faulty = call_faults.meet(name);
-    if (const Descriptor* const node = descriptors.find_node(fd)) {
-      Call call = begin(name, node->name, std::move(record));
-      const int result = faulty ? -1 : perform();
-      const int error = faulty ? faulty->error : errno;
-      return static_cast<int>(finish(std::move(call), Subject::hardware, result, result < 0 ? error : 0));
-    }
-  }
-  if (!faulty) return perform();
-  return errno = faulty->error, -1;
+int tcgetattr(BoardState& board, int fd, termios* settings) {
+  return on_terminal(board, "tcgetattr", fd, {}, [&] { return real::tcgetattr(fd, settings); });
 }
 
-int BoardState::tcgetattr(int fd, termios* settings) {
-  return terminal_call("tcgetattr", fd, {}, [&] { return real::tcgetattr(fd, settings); });
+int tcsetattr(BoardState& board, int fd, int when, const termios* settings) {
+  return on_terminal(board, "tcsetattr", fd, {static_cast<std::uint32_t>(when)},
+                     [&] { return real::tcsetattr(fd, when, settings); });
 }
 
-int BoardState::tcsetattr(int fd, int when, const termios* settings) {
-  return terminal_call("tcsetattr", fd, {static_cast<std::uint32_t>(when)},
-                       [&] { return real::tcsetattr(fd, when, settings); });
+int tcflush(BoardState& board, int fd, int queues) {
+  return on_terminal(board, "tcflush", fd, {static_cast<std::uint32_t>(queues)},
+                     [&] { return real::tcflush(fd, queues); });
 }
 
-int BoardState::tcflush(int fd, int queues) {
-  return terminal_call("tcflush", fd, {static_cast<std::uint32_t>(queues)},
-                       [&] { return real::tcflush(fd, queues); });
-}
-
-}  // namespace boardsim
+}  // namespace boardsim::calls

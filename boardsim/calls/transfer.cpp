@@ -1,12 +1,14 @@
 // Sockets of the program: what waits, in virtual time, for the other side.
 #include <sys/time.h>
 
+#include <algorithm>
 #include <cerrno>
 
-#include "boardsim/board/state.h"
+#include "boardsim/calls/calls.h"
+#include "boardsim/calls/frame.h"
 #include "boardsim/kernel/real.h"
 
-namespace boardsim {
+namespace boardsim::calls {
 namespace {
 
 bool blocks(int fd, int flags) {
@@ -37,132 +39,89 @@ bool would_wait() {
 
 }  // namespace
 
-void BoardState::look_at_application(std::string_view socket_name) {
-  const std::lock_guard lock(mutex);
-  serve_application(socket_name);
+int accept(BoardState& board, int fd, sockaddr* address, socklen_t* size, int flags) {
+  Frame call(board, Subject::network, "accept", "listener");
+  if (const auto faulty = call.meet("accept")) return call.end(*faulty);
+  const int result = call.unlocked([&] {
+    const std::optional<Time> deadline = deadline_of(fd, SO_RCVTIMEO, call.began());
+    const int error = blocks(fd, 0) ? wait_for(board.clock, fd, POLLIN, deadline) : 0;
+    return error == 0 ? real::accept4(fd, address, size, flags) : (errno = error, -1);
+  });
+  if (result < 0) return call.fail(errno);
+  board.descriptors.add(result, "station");
+  return call.end(result, 0);
 }
 
-int BoardState::accept(int fd, sockaddr* address, socklen_t* size, int flags) {
-  Call call = begin("accept", "listener");
-  const auto done = [&](int result, int error) {
-    const std::lock_guard lock(mutex);
-    if (result >= 0) descriptors.add(result, "station");
-    return static_cast<int>(finish(std::move(call), Subject::network, result, error));
-  };
-  if (const auto faulty = meet("accept")) return done(-1, faulty->error);
-  if (blocks(fd, 0)) {
-    if (const int error = wait_for(clock, fd, POLLIN, deadline_of(fd, SO_RCVTIMEO, call.at))) {
-      return done(-1, error);
-    }
-  }
-  const int result = real::accept4(fd, address, size, flags);
-  return done(result, result < 0 ? errno : 0);
-}
-
-ssize_t BoardState::recv(const char* name, int fd, void* buffer, std::size_t size, int flags) {
-  Call call;
-  std::optional<FaultyCall> faulty;
-  {
-    const std::lock_guard lock(mutex);
-    call = begin(name, name_of(fd), {static_cast<std::uint32_t>(size)});
-    faulty = call_faults.meet("recv");
-  }
+/// Moves bytes of a socket with `part`, which is given how many have gone before; with `whole`, a socket that
+/// blocks moves all of them. `events` is what it waits for, `option` its time-out.
+template <class Part>
+ssize_t transfer(BoardState& board, Frame& call, std::string_view fault, int fd, std::size_t size, bool waits,
+                 bool whole, short events, int option, Part part) {
   const auto done = [&](ssize_t result, int error) {
-    const std::lock_guard lock(mutex);
-    serve_application(call.node);
-    return finish(std::move(call), Subject::network, result, error);
+    board.serve_application(call.node());
+    return call.end<ssize_t>(result, error);
   };
-  if (faulty && !faulty->at_most) return done(-1, faulty->error);
-  if (faulty) size = std::min(size, *faulty->at_most);
-  const bool waits = blocks(fd, flags);
-  const auto deadline = waits ? deadline_of(fd, SO_RCVTIMEO, call.at) : std::nullopt;
-  std::size_t received = 0;
-  for (;;) {
-    const ssize_t part =
-        real::recv(fd, static_cast<char*>(buffer) + received, size - received, flags | MSG_DONTWAIT);
-    if (part >= 0) {
-      received += static_cast<std::size_t>(part);
-      if ((flags & MSG_WAITALL) == 0 || !waits || part == 0 || received == size) {
-        return done(static_cast<ssize_t>(received), 0);
-      }
+  if (const auto faulty = call.meet(fault)) {
+    if (!faulty->at_most) return done(-1, faulty->error);
+    size = std::min(size, *faulty->at_most);
+  }
+  const auto deadline = waits ? deadline_of(fd, option, call.began()) : std::nullopt;
+  for (std::size_t moved = 0;;) {
+    const ssize_t more = call.unlocked([&] { return part(moved, size - moved); });
+    if (more >= 0) {
+      moved += static_cast<std::size_t>(more);
+      const bool at_end = more == 0 && events == POLLIN;
+      if (!whole || !waits || at_end || moved == size) return done(static_cast<ssize_t>(moved), 0);
       continue;
     }
     int error = errno;
     if (would_wait() && waits) {
-      look_at_application(call.node);
-      error = wait_for(clock, fd, POLLIN, deadline);
+      board.serve_application(call.node());
+      error = call.unlocked([&] { return wait_for(board.clock, fd, events, deadline); });
     }
     if (error == 0) continue;
-    return received > 0 ? done(static_cast<ssize_t>(received), 0) : done(-1, error);
+    return moved > 0 ? done(static_cast<ssize_t>(moved), 0) : done(-1, error);
   }
+}
+
+ssize_t recv(BoardState& board, const char* name, int fd, void* buffer, std::size_t size, int flags) {
+  Frame call(board, Subject::network, name, "", {static_cast<std::uint32_t>(size)});
+  call.set_node(board.name_of(fd));
+  return transfer(board, call, "recv", fd, size, blocks(fd, flags), (flags & MSG_WAITALL) != 0, POLLIN,
+                  SO_RCVTIMEO, [&](std::size_t from, std::size_t count) {
+                    return real::recv(fd, static_cast<char*>(buffer) + from, count, flags | MSG_DONTWAIT);
+                  });
 }
 
 /// As Linux does, a blocking send returns when all of its bytes have been taken.
-ssize_t BoardState::send(const char* name, int fd, const void* buffer, std::size_t size, int flags) {
-  Call call;
-  std::optional<FaultyCall> faulty;
-  {
-    const std::lock_guard lock(mutex);
-    call = begin(name, name_of(fd), {static_cast<std::uint32_t>(size)});
-    faulty = call_faults.meet("send");
-  }
-  const auto done = [&](ssize_t result, int error) {
-    const std::lock_guard lock(mutex);
-    serve_application(call.node);
-    return finish(std::move(call), Subject::network, result, error);
-  };
-  if (faulty && !faulty->at_most) return done(-1, faulty->error);
-  if (faulty) size = std::min(size, *faulty->at_most);
-  const bool waits = blocks(fd, flags);
-  const auto deadline = waits ? deadline_of(fd, SO_SNDTIMEO, call.at) : std::nullopt;
-  std::size_t sent = 0;
-  for (;;) {
-    const ssize_t part =
-        real::send(fd, static_cast<const char*>(buffer) + sent, size - sent, flags | MSG_DONTWAIT);
-    if (part >= 0) {
-      sent += static_cast<std::size_t>(part);
-      if (sent == size || !waits) return done(static_cast<ssize_t>(sent), 0);
-      continue;
-    }
-    int error = errno;
-    if (would_wait() && waits) {
-      look_at_application(call.node);
-      error = wait_for(clock, fd, POLLOUT, deadline);
-    }
-    if (error == 0) continue;
-    return sent > 0 ? done(static_cast<ssize_t>(sent), 0) : done(-1, error);
-  }
+ssize_t send(BoardState& board, const char* name, int fd, const void* buffer, std::size_t size, int flags) {
+  Frame call(board, Subject::network, name, "", {static_cast<std::uint32_t>(size)});
+  call.set_node(board.name_of(fd));
+  return transfer(board, call, "send", fd, size, blocks(fd, flags), true, POLLOUT, SO_SNDTIMEO,
+                  [&](std::size_t from, std::size_t count) {
+                    return real::send(fd, static_cast<const char*>(buffer) + from, count,
+                                      flags | MSG_DONTWAIT);
+                  });
 }
 
-int BoardState::wait_readable(int fd, std::optional<Time> deadline) {
-  return wait_for(clock, fd, POLLIN, deadline);
+int wait_readable(BoardState& board, int fd, std::optional<Time> deadline) {
+  return wait_for(board.clock, fd, POLLIN, deadline);
 }
 
-int BoardState::wait_for_ready(Call call, std::span<pollfd> fds, std::optional<Time> deadline) {
-  std::optional<FaultyCall> faulty;
-  {
-    const std::lock_guard lock(mutex);
-    for (const pollfd& awaited : fds) {
-      if (!call.node.empty()) call.node.append(" ");
-      call.node.append(name_of(awaited.fd));
-    }
-    faulty = call_faults.meet(call.name);
-  }
-  int ready = -1;
-  int error = 0;
-  if (faulty) {
-    error = faulty->error;
-  } else {
-    ready = clock.wait(fds, deadline);
-    if (ready < 0) error = errno;
-  }
-  const std::lock_guard lock(mutex);
-  return static_cast<int>(finish(std::move(call), Subject::network, ready, error));
+int wait_for_ready(BoardState& board, Call begun_call, std::span<pollfd> fds, std::optional<Time> deadline) {
+  const std::string fault = begun_call.name;
+  Frame call(board, Subject::network, std::move(begun_call));
+  std::string names;
+  for (const pollfd& awaited : fds) names.append(names.empty() ? "" : " ").append(board.name_of(awaited.fd));
+  call.set_node(names);
+  if (const auto faulty = call.meet(fault)) return call.end(*faulty);
+  const int ready = call.unlocked([&] { return board.clock.wait(fds, deadline); });
+  return call.end(ready, ready < 0 ? errno : 0);
 }
 
-bool BoardState::counts_down() const {
-  const std::lock_guard lock(mutex);
-  return select_counts_down;
+bool counts_down(const BoardState& board) {
+  const std::lock_guard lock(board.mutex);
+  return board.select_counts_down;
 }
 
-}  // namespace boardsim
+}  // namespace boardsim::calls

@@ -8,9 +8,11 @@
 #include <type_traits>
 
 #include "boardsim/board/state.h"
+#include "boardsim/calls/calls.h"
 #include "boardsim/kernel/real.h"
 
 using boardsim::Entered;
+namespace calls = boardsim::calls;
 namespace real = boardsim::real;
 
 extern "C" {
@@ -65,7 +67,7 @@ ssize_t read_of_pc(boardsim::BoardState& board, int fd, void* buffer, std::size_
   if ((fcntl(fd, F_GETFL) & O_NONBLOCK) != 0) return real::read(fd, buffer, size);
   std::optional<boardsim::Time> deadline;
   if (const auto limit = boardsim::terminal_read_limit(fd)) deadline = board.clock.now() + *limit;
-  const int error = board.wait_readable(fd, deadline);
+  const int error = calls::wait_readable(board, fd, deadline);
   if (error == EAGAIN) return 0;
   return error == 0 ? real::read(fd, buffer, size) : -1;
 }
@@ -73,7 +75,7 @@ ssize_t read_of_pc(boardsim::BoardState& board, int fd, void* buffer, std::size_
 int stat_descriptor(int fd, struct stat64* status) {
   const Entered board;
   if (board) {
-    if (const auto result = board->fstat(fd, status)) return *result;
+    if (const auto result = calls::fstat(*board, fd, status)) return *result;
   }
   return real::fstat64(fd, status);
 }
@@ -82,10 +84,10 @@ int stat_path(const char* name, int directory, const char* path, struct stat64* 
   const Entered board;
   if (board) {
     if ((flags & AT_EMPTY_PATH) != 0 && path != nullptr && *path == '\0') {
-      if (const auto result = board->fstat(directory, status)) return *result;
+      if (const auto result = calls::fstat(*board, directory, status)) return *result;
     }
     if (const auto its_path = boardsim::board_path(directory, path))
-      return board->stat(name, *its_path, status);
+      return calls::stat(*board, name, *its_path, status);
   }
   return real::fstatat64(directory, path, status, flags);
 }
@@ -93,7 +95,7 @@ int stat_path(const char* name, int directory, const char* path, struct stat64* 
 off64_t seek(int fd, off64_t offset, int whence) {
   const Entered board;
   if (board) {
-    if (const auto result = board->lseek(fd, offset, whence)) return *result;
+    if (const auto result = calls::lseek(*board, fd, offset, whence)) return *result;
   }
   return real::lseek64(fd, offset, whence);
 }
@@ -109,14 +111,14 @@ extern "C" {
 
 int close(int fd) {
   const Entered board;
-  return board ? board->close(fd) : real::close(fd);
+  return board ? calls::close(*board, fd) : real::close(fd);
 }
 
 ssize_t read(int fd, void* buffer, size_t size) {
   const Entered board;
   if (!board) return real::read(fd, buffer, size);
-  if (const auto result = board->read(fd, buffer, size)) return *result;
-  if (is_socket(fd)) return board->recv("read", fd, buffer, size, 0);
+  if (const auto result = calls::read(*board, fd, buffer, size)) return *result;
+  if (is_socket(fd)) return calls::recv(*board, "read", fd, buffer, size, 0);
   return read_of_pc(*board, fd, buffer, size);
 }
 
@@ -128,8 +130,8 @@ ssize_t __read_chk(int fd, void* buffer, size_t size, size_t buffer_size) {
 ssize_t write(int fd, const void* buffer, size_t size) {
   const Entered board;
   if (!board) return real::write(fd, buffer, size);
-  if (const auto result = board->write(fd, buffer, size)) return *result;
-  return is_socket(fd) ? board->send("write", fd, buffer, size, 0) : real::write(fd, buffer, size);
+  if (const auto result = calls::write(*board, fd, buffer, size)) return *result;
+  return is_socket(fd) ? calls::send(*board, "write", fd, buffer, size, 0) : real::write(fd, buffer, size);
 }
 
 off_t lseek(int fd, off_t offset, int whence) noexcept {
@@ -149,19 +151,21 @@ int ioctl(int fd, unsigned long request, ...) noexcept {
   const Entered board;
   if (!board) return real::ioctl(fd, request, argument);
   const auto number = static_cast<std::uint32_t>(request);
-  if (const auto result = board->ioctl(fd, number, argument)) return *result;
+  if (const auto result = calls::ioctl(*board, fd, number, argument)) return *result;
   if (is_socket(fd)) {
-    return number == SIOCGIFADDR ? board->interface_address(argument) : board->refuse_request(fd, number);
+    return number == SIOCGIFADDR ? calls::interface_address(*board, argument)
+                                 : calls::refuse_request(*board, fd, number);
   }
   // A terminal that takes the console would take the PC's.
-  return number == TIOCCONS ? board->refuse("TIOCCONS on a file of the PC")
+  return number == TIOCCONS ? calls::refuse(*board, "TIOCCONS on a file of the PC")
                             : real::ioctl(fd, request, argument);
 }
 
 int access(const char* path, int mode) noexcept {
   const Entered board;
   if (board) {
-    if (const auto its_path = boardsim::board_path(AT_FDCWD, path)) return board->access(*its_path, mode);
+    if (const auto its_path = boardsim::board_path(AT_FDCWD, path))
+      return calls::access(*board, *its_path, mode);
   }
   return real::access(path, mode);
 }

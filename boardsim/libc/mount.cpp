@@ -10,9 +10,11 @@
 #include <string>
 
 #include "boardsim/board/state.h"
+#include "boardsim/calls/calls.h"
 #include "boardsim/kernel/real.h"
 
 using boardsim::Entered;
+namespace calls = boardsim::calls;
 namespace real = boardsim::real;
 
 namespace {
@@ -25,12 +27,12 @@ std::optional<std::string> mnt_path(const char* path) {
 
 /// Refuses a call on something that is not the board's.
 int refuse(const Entered& board, const char* call, const char* what) {
-  return board->refuse(std::string(call) + " of " + (what != nullptr ? what : "nothing"));
+  return calls::refuse(*board, std::string(call) + " of " + (what != nullptr ? what : "nothing"));
 }
 
 int statfs_on(const Entered& board, const char* path, struct statfs64* status) {
   const auto its_path = mnt_path(path);
-  return its_path ? board->statfs(*its_path, status) : refuse(board, "statfs", path);
+  return its_path ? calls::statfs(*board, *its_path, status) : refuse(board, "statfs", path);
 }
 
 }  // namespace
@@ -46,14 +48,14 @@ int mount(const char* source, const char* target, const char* type, unsigned lon
   if (!node || !place || type == nullptr || flags != 0 || data != nullptr) {
     return refuse(board, "mount", target);
   }
-  return board->mount(*node, *place, type);
+  return calls::mount(*board, *node, *place, type);
 }
 
 int umount(const char* target) noexcept {
   const Entered board;
   if (!board) return real::umount(target);
   const auto place = mnt_path(target);
-  return place ? board->umount(*place) : refuse(board, "umount", target);
+  return place ? calls::umount(*board, *place) : refuse(board, "umount", target);
 }
 
 int umount2(const char* target, int flags) noexcept {
@@ -87,21 +89,21 @@ int mkdir(const char* path, mode_t mode) noexcept {
   const Entered board;
   if (!board) return real::mkdir(path, mode);
   const auto its_path = mnt_path(path);
-  return its_path ? board->mkdir(*its_path, mode) : refuse(board, "mkdir", path);
+  return its_path ? calls::mkdir(*board, *its_path, mode) : refuse(board, "mkdir", path);
 }
 
 int rmdir(const char* path) noexcept {
   const Entered board;
   if (!board) return real::rmdir(path);
   const auto its_path = mnt_path(path);
-  return its_path ? board->rmdir(*its_path) : refuse(board, "rmdir", path);
+  return its_path ? calls::rmdir(*board, *its_path) : refuse(board, "rmdir", path);
 }
 
 int unlink(const char* path) noexcept {
   const Entered board;
   if (!board) return real::unlink(path);
   const auto its_path = mnt_path(path);
-  return its_path ? board->unlink(*its_path) : refuse(board, "unlink", path);
+  return its_path ? calls::unlink(*board, *its_path) : refuse(board, "unlink", path);
 }
 
 }  // extern "C"

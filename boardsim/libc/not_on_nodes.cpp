@@ -7,9 +7,11 @@
 #include <unistd.h>
 
 #include "boardsim/board/state.h"
+#include "boardsim/calls/calls.h"
 #include "boardsim/kernel/real.h"
 
 using boardsim::Entered;
+namespace calls = boardsim::calls;
 namespace real = boardsim::real;
 
 namespace {
@@ -17,8 +19,8 @@ namespace {
 /// Whether the descriptor is a node's; then the call has been reported.
 bool refused(int fd, const char* call) {
   const Entered board;
-  if (!board || !board->is_node(fd)) return false;
-  board->refuse(call);
+  if (!board || !calls::is_node(*board, fd)) return false;
+  calls::refuse(*board, call);
   return true;
 }
 

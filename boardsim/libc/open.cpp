@@ -5,9 +5,11 @@
 #include <cerrno>
 
 #include "boardsim/board/state.h"
+#include "boardsim/calls/calls.h"
 #include "boardsim/kernel/real.h"
 
 using boardsim::Entered;
+namespace calls = boardsim::calls;
 namespace real = boardsim::real;
 
 extern "C" {
@@ -28,7 +30,8 @@ int open_any(const char* name, int directory, const char* path, int flags, mode_
   const Entered board;
   if (board) {
     if (const auto its_path = boardsim::board_path(directory, path))
-      return board->open(name, *its_path, flags & ~O_LARGEFILE);  // how wide positions are concerns no node
+      return calls::open(*board, name, *its_path,
+                         flags & ~O_LARGEFILE);  // how wide positions are concerns no node
   }
   return real::openat(directory, path, flags, mode);
 }
@@ -81,7 +84,7 @@ FILE* open_stream(const char* path, const char* mode) {
   if (!its_path) return real::fopen(path, mode);
   const int flags = flags_of(mode);
   if (flags < 0) return errno = EINVAL, nullptr;
-  const int fd = board->open("fopen", *its_path, flags);
+  const int fd = calls::open(*board, "fopen", *its_path, flags);
   return fd < 0 ? nullptr : stream_on(fd, mode);
 }
 
@@ -148,7 +151,7 @@ FILE* fopen64(const char* path, const char* mode) {
 
 FILE* fdopen(int fd, const char* mode) noexcept {
   const Entered board;
-  return board && board->is_node(fd) ? stream_on(fd, mode) : real::fdopen(fd, mode);
+  return board && calls::is_node(*board, fd) ? stream_on(fd, mode) : real::fdopen(fd, mode);
 }
 
 }  // extern "C"

@@ -8,9 +8,11 @@
 #include <unistd.h>
 
 #include "boardsim/board/state.h"
+#include "boardsim/calls/calls.h"
 #include "boardsim/kernel/real.h"
 
 using boardsim::Entered;
+namespace calls = boardsim::calls;
 namespace real = boardsim::real;
 
 namespace {
@@ -21,7 +23,7 @@ bool refused(const char* call, const char* path, int directory = AT_FDCWD) {
   if (!board) return false;
   const auto its_path = boardsim::board_folder(directory, path);
   if (!its_path) return false;
-  board->refuse(std::string(call) + " of " + *its_path);
+  calls::refuse(*board, std::string(call) + " of " + *its_path);
   return true;
 }
 

@@ -8,10 +8,12 @@
 #include <array>
 #include <vector>
 
+#include "boardsim/calls/calls.h"
 #include "boardsim/kernel/real.h"
 #include "boardsim/libc/refuse.h"
 
 using boardsim::Entered;
+namespace calls = boardsim::calls;
 namespace real = boardsim::real;
 
 namespace {
@@ -46,7 +48,7 @@ extern "C" {
 
 int reboot(int command) noexcept {
   const Entered board;
-  return board ? board->reboot(static_cast<std::uint32_t>(command)) : real::reboot(command);
+  return board ? calls::reboot(*board, static_cast<std::uint32_t>(command)) : real::reboot(command);
 }
 
 // Callers pass as many words as their call takes; looking for six is no mistake here.
@@ -60,7 +62,7 @@ int reboot(int command) noexcept {
     const auto* refused = std::ranges::find(kRefusedRawCalls, number, &RawCall::number);
     if (refused != kRefusedRawCalls.end()) {
       const Entered board;
-      return board->refuse(refused->name);
+      return calls::refuse(*board, refused->name);
     }
   }
   return real::syscall(number, arguments[0], arguments[1], arguments[2], arguments[3], arguments[4],
@@ -69,12 +71,12 @@ int reboot(int command) noexcept {
 
 int system(const char* command) {
   const Entered board;
-  return board ? board->system(command) : real::system(command);
+  return board ? calls::system(*board, command) : real::system(command);
 }
 
 FILE* popen(const char* command, const char* mode) {
   if (const Entered board; board) {
-    board->refuse("popen");
+    calls::refuse(*board, "popen");
     return nullptr;
   }
   return real::popen(command, mode);
@@ -146,13 +148,13 @@ int execle(const char* path, const char* first, ...) noexcept {
 
 int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
                 const posix_spawnattr_t* attributes, char* const arguments[], char* const environment[]) {
-  if (const Entered board; board) return board->refuse("posix_spawn"), EPERM;
+  if (const Entered board; board) return calls::refuse(*board, "posix_spawn"), EPERM;
   return real::posix_spawn(pid, path, actions, attributes, arguments, environment);
 }
 
 int posix_spawnp(pid_t* pid, const char* file, const posix_spawn_file_actions_t* actions,
                  const posix_spawnattr_t* attributes, char* const arguments[], char* const environment[]) {
-  if (const Entered board; board) return board->refuse("posix_spawnp"), EPERM;
+  if (const Entered board; board) return calls::refuse(*board, "posix_spawnp"), EPERM;
   return real::posix_spawnp(pid, file, actions, attributes, arguments, environment);
 }
 

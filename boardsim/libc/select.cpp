@@ -7,12 +7,15 @@
 #include <limits>
 
 #include "boardsim/board/state.h"
+#include "boardsim/calls/calls.h"
+#include "boardsim/calls/frame.h"
 #include "boardsim/kernel/real.h"
 #include "boardsim/libc/timespec.h"
 
 using boardsim::Call;
 using boardsim::Entered;
 using boardsim::Time;
+namespace calls = boardsim::calls;
 namespace real = boardsim::real;
 
 extern "C" {
@@ -76,9 +79,9 @@ int select_until(const Entered& board, const char* name, int count, const Sets& 
                  std::vector<std::uint32_t> record, std::optional<Time> deadline) {
   if (count < 0 || count > FD_SETSIZE) return errno = EINVAL, -1;
   std::vector<pollfd> fds = watched(count, sets);
-  const Call call = board->begin(name, "", std::move(record));
+  const Call call = calls::begun(*board, name, std::move(record));
   for (;;) {
-    const int ready = board->wait_for_ready(call, fds, deadline);
+    const int ready = calls::wait_for_ready(*board, call, fds, deadline);
     if (ready < 0) return -1;
     bool again = ready > 0;
     for (pollfd& entry : fds) {
@@ -100,7 +103,7 @@ int select_until(const Entered& board, const char* name, int count, const Sets& 
 
 int poll_until(const Entered& board, const char* name, pollfd* fds, nfds_t count,
                std::vector<std::uint32_t> record, std::optional<Time> deadline) {
-  return board->wait_for_ready(board->begin(name, "", std::move(record)), {fds, count}, deadline);
+  return calls::wait_for_ready(*board, calls::begun(*board, name, std::move(record)), {fds, count}, deadline);
 }
 
 std::optional<Time> deadline_after(const Entered& board, const timespec* span) {
@@ -128,7 +131,7 @@ int select(int count, fd_set* readable, fd_set* writable, fd_set* exceptional, t
   }
   const int result =
       select_until(board, "select", count, {readable, writable, exceptional}, std::move(record), deadline);
-  if (timeout != nullptr && board->counts_down()) {
+  if (timeout != nullptr && calls::counts_down(*board)) {
     const int error = errno;
     const Time left = std::max(*deadline - board->clock.now(), Time(0));
     timeout->tv_sec = static_cast<time_t>(left.count() / std::micro::den);
@@ -142,7 +145,7 @@ int pselect(int count, fd_set* readable, fd_set* writable, fd_set* exceptional, 
             const sigset_t* mask) {
   const Entered board;
   if (!board) return real::pselect(count, readable, writable, exceptional, timeout, mask);
-  if (mask != nullptr) return board->refuse("pselect with a signal mask");
+  if (mask != nullptr) return calls::refuse(*board, "pselect with a signal mask");
   if (timeout != nullptr && !boardsim::is_valid(*timeout)) return errno = EINVAL, -1;
   return select_until(board, "select", count, {readable, writable, exceptional}, words(timeout),
                       deadline_after(board, timeout));
@@ -164,7 +167,7 @@ int __poll_chk(pollfd* fds, nfds_t count, int timeout, size_t size) {
 int ppoll(pollfd* fds, nfds_t count, const timespec* timeout, const sigset_t* mask) {
   const Entered board;
   if (!board) return real::ppoll(fds, count, timeout, mask);
-  if (mask != nullptr) return board->refuse("ppoll with a signal mask");
+  if (mask != nullptr) return calls::refuse(*board, "ppoll with a signal mask");
   if (timeout != nullptr && !boardsim::is_valid(*timeout)) return errno = EINVAL, -1;
   return poll_until(board, "poll", fds, count, words(timeout), deadline_after(board, timeout));
 }

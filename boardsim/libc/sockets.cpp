@@ -3,10 +3,12 @@
 #include <sys/socket.h>
 
 #include "boardsim/board/state.h"
+#include "boardsim/calls/calls.h"
 #include "boardsim/kernel/real.h"
 #include "boardsim/libc/refuse.h"
 
 using boardsim::Entered;
+namespace calls = boardsim::calls;
 namespace real = boardsim::real;
 
 extern "C" {
@@ -17,43 +19,43 @@ ssize_t __recvfrom_chk(int fd, void* buffer, size_t size, size_t buffer_size, in
 
 int socket(int domain, int type, int protocol) noexcept {
   const Entered board;
-  return board ? board->socket(domain, type, protocol) : real::socket(domain, type, protocol);
+  return board ? calls::socket(*board, domain, type, protocol) : real::socket(domain, type, protocol);
 }
 
 int socketpair(int domain, int type, int protocol, int fds[2]) noexcept {
   const Entered board;
-  return board ? board->socketpair(domain, type, protocol, fds)
+  return board ? calls::socketpair(*board, domain, type, protocol, fds)
                : real::socketpair(domain, type, protocol, fds);
 }
 
 int bind(int fd, const sockaddr* address, socklen_t size) noexcept {
   const Entered board;
-  return board ? board->bind(fd, address, size) : real::bind(fd, address, size);
+  return board ? calls::bind(*board, fd, address, size) : real::bind(fd, address, size);
 }
 
 int listen(int fd, int backlog) noexcept {
   const Entered board;
-  return board ? board->listen(fd, backlog) : real::listen(fd, backlog);
+  return board ? calls::listen(*board, fd, backlog) : real::listen(fd, backlog);
 }
 
 int accept(int fd, sockaddr* address, socklen_t* size) {
   const Entered board;
-  return board ? board->accept(fd, address, size, 0) : real::accept(fd, address, size);
+  return board ? calls::accept(*board, fd, address, size, 0) : real::accept(fd, address, size);
 }
 
 int accept4(int fd, sockaddr* address, socklen_t* size, int flags) {
   const Entered board;
-  return board ? board->accept(fd, address, size, flags) : real::accept4(fd, address, size, flags);
+  return board ? calls::accept(*board, fd, address, size, flags) : real::accept4(fd, address, size, flags);
 }
 
 int connect(int fd, const sockaddr* address, socklen_t size) {
   const Entered board;
-  return board ? board->connect(fd, address, size) : real::connect(fd, address, size);
+  return board ? calls::connect(*board, fd, address, size) : real::connect(fd, address, size);
 }
 
 ssize_t recv(int fd, void* buffer, size_t size, int flags) {
   const Entered board;
-  return board ? board->recv("recv", fd, buffer, size, flags) : real::recv(fd, buffer, size, flags);
+  return board ? calls::recv(*board, "recv", fd, buffer, size, flags) : real::recv(fd, buffer, size, flags);
 }
 
 ssize_t __recv_chk(int fd, void* buffer, size_t size, size_t buffer_size, int flags) {
@@ -63,12 +65,12 @@ ssize_t __recv_chk(int fd, void* buffer, size_t size, size_t buffer_size, int fl
 
 ssize_t send(int fd, const void* buffer, size_t size, int flags) {
   const Entered board;
-  return board ? board->send("send", fd, buffer, size, flags) : real::send(fd, buffer, size, flags);
+  return board ? calls::send(*board, "send", fd, buffer, size, flags) : real::send(fd, buffer, size, flags);
 }
 
 int shutdown(int fd, int how) noexcept {
   const Entered board;
-  return board ? board->shutdown(fd, how) : real::shutdown(fd, how);
+  return board ? calls::shutdown(*board, fd, how) : real::shutdown(fd, how);
 }
 
 // What no program on a board needs so far: these would go around the board's time and its faults.

@@ -5,11 +5,13 @@
 #include <system_error>
 
 #include "boardsim/board/state.h"
+#include "boardsim/calls/calls.h"
 #include "boardsim/kernel/real.h"
 
 using boardsim::Board;
 using boardsim::Entered;
 using boardsim::ProgramThread;
+namespace calls = boardsim::calls;
 namespace real = boardsim::real;
 
 namespace {
@@ -22,7 +24,7 @@ struct Start {
 
 void leave(ProgramThread& thread) {
   const boardsim::Inside inside;
-  if (!thread.board->clock.stopped()) thread.board->thread_event("thread ended");
+  if (!thread.board->clock.stopped()) calls::thread_event(*thread.board, "thread ended");
   thread.board->clock.remove_thread(thread);
 }
 
@@ -71,15 +73,15 @@ int pthread_create(pthread_t* handle, const pthread_attr_t* attributes, void* (*
                    void* argument) noexcept {
   const Entered board;
   if (!board) return real::pthread_create(handle, attributes, function, argument);
-  if (const int error = board->thread_error()) return error;
+  if (const int error = calls::thread_error(*board)) return error;
   // Entered before it runs, so that time cannot pass it by.
   const auto thread = add_thread(board);
   if (!thread) return EAGAIN;
   auto start = std::make_unique<Start>(function, argument, thread);
-  board->thread_event("thread started");
+  calls::thread_event(*board, "thread started");
   const int error = real::pthread_create(handle, attributes, run_thread, start.get());
   if (error != 0) {
-    board->thread_event("thread ended");
+    calls::thread_event(*board, "thread ended");
     board->clock.remove_thread(*thread);
     return error;
   }

@@ -6,12 +6,14 @@
 #include <cerrno>
 
 #include "boardsim/board/state.h"
+#include "boardsim/calls/calls.h"
 #include "boardsim/kernel/real.h"
 #include "boardsim/libc/timespec.h"
 
 using boardsim::Entered;
 using boardsim::Rtc;
 using boardsim::Time;
+namespace calls = boardsim::calls;
 namespace real = boardsim::real;
 
 namespace {
@@ -30,7 +32,7 @@ int sleep_for(const Entered& board, const char* name, const timespec* span, time
   if (span == nullptr) return EFAULT;
   if (!boardsim::is_valid(*span)) return EINVAL;
   const Time end = board->clock.now() + boardsim::to_time(*span);
-  if (board->sleep(name, boardsim::words(*span), boardsim::to_time(*span))) return 0;
+  if (calls::sleep(*board, name, boardsim::words(*span), boardsim::to_time(*span))) return 0;
   if (left != nullptr) *left = to_timespec(std::max(end - board->clock.now(), Time(0)));
   return EINTR;
 }
@@ -43,14 +45,14 @@ unsigned sleep(unsigned seconds) {
   const Entered board;
   if (!board) return real::sleep(seconds);
   const Time end = board->clock.now() + std::chrono::seconds(seconds);
-  if (board->sleep("sleep", {seconds}, std::chrono::seconds(seconds))) return 0;
+  if (calls::sleep(*board, "sleep", {seconds}, std::chrono::seconds(seconds))) return 0;
   return static_cast<unsigned>(std::chrono::ceil<std::chrono::seconds>(end - board->clock.now()).count());
 }
 
 int usleep(useconds_t microseconds) {
   const Entered board;
   if (!board) return real::usleep(microseconds);
-  return board->sleep("usleep", {microseconds}, Time(microseconds)) ? 0 : -1;
+  return calls::sleep(*board, "usleep", {microseconds}, Time(microseconds)) ? 0 : -1;
 }
 
 int nanosleep(const timespec* span, timespec* left) {
