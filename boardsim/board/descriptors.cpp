@@ -10,6 +10,8 @@
 #include <filesystem>
 #include <utility>
 
+#include "boardsim/kernel/invariant.h"
+
 namespace boardsim {
 namespace {
 
@@ -45,6 +47,10 @@ std::optional<std::string> plain_path(int directory, const char* path) {
 }  // namespace
 
 void Descriptors::add(int fd, std::string name, Device* device, int flags) {
+  invariant(fd >= 0, "what is known of descriptors is of open ones");
+  invariant(device != nullptr || flags == 0, "only nodes are opened with flags");
+  invariant(device == nullptr || find_node(fd) == nullptr,
+            "a node's number is free before it is given again");
   entries_.insert_or_assign(fd, Descriptor{std::move(name), device, 0, opened_++, flags});
 }
 

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "boardsim/kernel/invariant.h"
 #include "boardsim/kernel/real.h"
 
 namespace boardsim {
@@ -93,6 +94,7 @@ void Clock::set_running(ProgramThread& thread, bool running) {
   if (thread.running == running) return;
   thread.running = running;
   running_ += running ? 1 : -1;
+  invariant(running_ >= 0, "no fewer than no thread run");
   if (!running) at_rest_.notify_all();
 }
 
@@ -146,6 +148,11 @@ bool Clock::run_due_event(Lock& lock) {
   return true;
 }
 
+int Clock::running_threads() const {
+  const auto count = std::ranges::count(threads_, true, [](const auto& thread) { return thread->running; });
+  return static_cast<int>(count);
+}
+
 std::optional<Time> Clock::next_due() const {
   std::optional<Time> next;
   if (!events_.empty()) next = events_.begin()->first;
@@ -157,6 +164,7 @@ std::optional<Time> Clock::next_due() const {
 }
 
 void Clock::move_to(Time when) {
+  invariant(pace_ != Pace::scaled, "only the PC's clock moves time in pace scaled");
   if (when > now()) now_.store(when.count(), std::memory_order_release);
 }
 
@@ -172,6 +180,7 @@ void Clock::run(Lock& lock) {
     if (wake_ready()) break;
     const auto next = next_due();
     if (!next) break;
+    invariant(running_threads() == 0, "time moves only while no thread runs");
     move_to(*next);
     if (run_due_event(lock)) continue;
     wake_due();
@@ -306,6 +315,7 @@ void Clock::wait_for_end(pthread_t thread) {
 /// Lets every thread go on that waits for this mutex or thread. The lock is held.
 void Clock::release(const void* awaited) {
   for (const auto& thread : threads_) {
+    invariant(thread->blocked_on == nullptr || thread->fds.empty(), "a thread waits for one thing");
     if (!thread->running && thread->blocked_on == awaited) wake(*thread);
   }
 }
@@ -366,9 +376,11 @@ void Clock::set_handle(ProgramThread& thread, pthread_t handle) {
 
 void Clock::remove_thread(ProgramThread& thread) {
   Lock lock(mutex_);
-  std::erase_if(threads_, [&](const auto& entry) { return entry.get() == &thread; });
+  const auto gone = std::erase_if(threads_, [&](const auto& entry) { return entry.get() == &thread; });
+  invariant(gone == 1, "a thread is entered once, and leaves once");
   release(&thread);
   set_running(thread, false);
+  invariant(running_ == running_threads(), "the threads that run are counted");
   run(lock);
 }
 

@@ -72,6 +72,7 @@ class Clock {
   bool wake_ready();
   void wake_due();
   bool run_due_event(Lock& lock);
+  int running_threads() const;
   std::optional<Time> next_due() const;
   void move_to(Time when);
   std::chrono::nanoseconds real_time_until(Time when) const;
