@@ -1,8 +1,11 @@
-// The table of families, and of the boards that differ from theirs.
+// What the families of the catalogue are built like, and the boards that differ from theirs.
 #include "boardsim/families/families.h"
 
 #include <algorithm>
 #include <iterator>
+#include <vector>
+
+#include "catalogue/catalogue.h"
 
 namespace boardsim {
 namespace {
@@ -22,26 +25,27 @@ constexpr Hardware k68xxHardware{.iris = IrisDrive::gpio, .alarms = Alarms::driv
 constexpr Hardware k65xxHardware{.iris = IrisDrive::chip, .alarms = Alarms::ten, .rs485_fixture = "ring5",
                                  .stepped_filter = true, .vsub_by_io = true};
 
-constexpr Family kFamilies[] = {
-    {"normal",    0x9601,  2, "any board that belongs to no other family"},
-    {"k",         0x960B,  2, "K series", kKTypes, kKHardware},
-    {"63xx",      0x27201, 2, "63xx", k63xxTypes, {.iris = IrisDrive::shell}},
-    {"68xx",      0x27252, 2, "68xx, alarm driver of its own", k68xxTypes, k68xxHardware},
-    {"68xx-fpga", 0x27251, 2, "68xx with an FPGA"},
-    {"6444",      0x96C0,  7, "6444 with 7 alarm outputs"},
-    {"6444-j",    0x96C0,  2, "6444 with another number of alarm outputs", {}, {.rs485_fixture = "ring3"}},
-    {"loop",      0x96C1,  2, "loop board", kLoopTypes, {.iris = IrisDrive::shell, .alarms = Alarms::loop}},
-    {"loop-c",    0x96C4,  2, "loop board, variant c", kLoopCTypes, {.alarms = Alarms::loop}},
-    {"ma",        0xA6001, 2, "MA, 61xx", kMaTypes, {.alarms = Alarms::ma, .rs485_fixture = "ring3"}},
-    {"65xx",      0x9C0A,  2, "65xx", {}, k65xxHardware},
-    {"65xx-level", 0x9C0A, 2, "65xx with level inputs", {}, k65xxHardware, true},
-    {"rkd1",      0xA60A0, 2, "RKD, first variant, close to 68xx", {},
-     {.iris = IrisDrive::gpio, .alarms = Alarms::rkd, .other_input_lines = true, .rs485_fixture = "ring2"}},
-    {"rkd2",      0xA60A3, 2, "RKD, second variant, close to 68xx, with an LED", {},
-     {.iris = IrisDrive::gpio, .alarms = Alarms::rkd, .other_input_lines = true}},
-    {"6455",      0x9603,  2, "CCD model 6455"},
-    {"6485",      0x9605,  2, "CCD model 6485"},
-    {"6484",      0x9604,  2, "CCD model 6484", {}, {.vsub_of_6484 = true}},
+/// What the simulator adds to a family of the catalogue; one without a row has what a normal board has.
+struct Build {
+  std::string_view family;
+  std::span<const std::uint32_t> types{};  ///< all its type codes, where it has several
+  Hardware hardware{};
+  bool level_inputs = false;
+};
+
+constexpr Build kBuilds[] = {
+    {"k", kKTypes, kKHardware},
+    {"63xx", k63xxTypes, {.iris = IrisDrive::shell}},
+    {"68xx", k68xxTypes, k68xxHardware},
+    {"6444-j", {}, {.rs485_fixture = "ring3"}},
+    {"loop", kLoopTypes, {.iris = IrisDrive::shell, .alarms = Alarms::loop}},
+    {"loop-c", kLoopCTypes, {.alarms = Alarms::loop}},
+    {"ma", kMaTypes, {.alarms = Alarms::ma, .rs485_fixture = "ring3"}},
+    {"65xx", {}, k65xxHardware},
+    {"65xx-level", {}, k65xxHardware, true},
+    {"rkd1", {}, {.iris = IrisDrive::gpio, .alarms = Alarms::rkd, .other_input_lines = true, .rs485_fixture = "ring2"}},
+    {"rkd2", {}, {.iris = IrisDrive::gpio, .alarms = Alarms::rkd, .other_input_lines = true}},
+    {"6484", {}, {.vsub_of_6484 = true}},
 };
 
 constexpr Hardware kOtherLines68xx{.iris = IrisDrive::gpio, .alarms = Alarms::driver, .other_input_lines = true};
@@ -66,6 +70,22 @@ constexpr Variant kVariants[] = {
 
 constexpr Hardware kUsual{};
 
+/// The catalogue's families, in its order, each with its hardware.
+std::vector<Family> make_families() {
+  std::vector<Family> all;
+  for (const catalogue::Family& known : catalogue::families()) {
+    Family family{known.name, known.type, known.alarm_outputs, known.description};
+    const auto* const build = std::ranges::find(kBuilds, known.name, &Build::family);
+    if (build != std::end(kBuilds)) {
+      family.types = build->types;
+      family.hardware = build->hardware;
+      family.level_inputs = build->level_inputs;
+    }
+    all.push_back(family);
+  }
+  return all;
+}
+
 bool has_type(const Family& family, std::uint32_t type) {
   return family.type == type || std::ranges::find(family.types, type) != family.types.end();
 }
@@ -73,19 +93,20 @@ bool has_type(const Family& family, std::uint32_t type) {
 }  // namespace
 
 std::span<const Family> families() {
-  return kFamilies;
+  static const std::vector<Family> all = make_families();
+  return all;
 }
 
 const Family* find_family(std::string_view name) {
-  const auto* found = std::ranges::find(kFamilies, name, &Family::name);
-  return found == std::end(kFamilies) ? nullptr : found;
+  const auto found = std::ranges::find(families(), name, &Family::name);
+  return found == families().end() ? nullptr : &*found;
 }
 
 const Family* find_family(std::uint32_t type) {
-  const auto* found = std::ranges::find(kFamilies, type, &Family::type);
-  if (found != std::end(kFamilies)) return found;
-  found = std::ranges::find_if(kFamilies, [type](const Family& family) { return has_type(family, type); });
-  return found == std::end(kFamilies) ? nullptr : found;
+  auto found = std::ranges::find(families(), type, &Family::type);
+  if (found == families().end())
+    found = std::ranges::find_if(families(), [type](const Family& family) { return has_type(family, type); });
+  return found == families().end() ? nullptr : &*found;
 }
 
 std::span<const Variant> variants() {
@@ -96,7 +117,7 @@ const Hardware& hardware_of(std::uint32_t type, unsigned alarm_outputs) {
   const auto* const variant = std::ranges::find(kVariants, type, &Variant::type);
   if (variant != std::end(kVariants)) return variant->hardware;
   const Hardware* hardware = &kUsual;
-  for (const Family& family : kFamilies) {
+  for (const Family& family : families()) {
     if (!has_type(family, type)) continue;
     hardware = &family.hardware;
     if (family.alarm_outputs == alarm_outputs) break;

@@ -27,7 +27,7 @@ MAY_INCLUDE = {
     "boardsim/board.h": BOARD,
     "boardsim/jigs/": ("boardsim/families/", "boardsim/kernel/"),
     "boardsim/devices/": ("boardsim/families/", "boardsim/kernel/"),
-    "boardsim/families/": ("boardsim/kernel/",),
+    "boardsim/families/": ("boardsim/kernel/", "catalogue/"),
     "boardsim/kernel/": (),
     "catalogue/": (),
     "station/": ("catalogue/",),
