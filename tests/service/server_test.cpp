@@ -198,6 +198,24 @@ TEST_F(ServerTest, ALengthOf512KeepsTheConnection) {
   EXPECT_THAT(console.lines(), Not(Contains(MatchesRegex("send error.*"))));
 }
 
+/// Leaves marks where the next call will have its variables.
+void mark_stack() {
+  volatile unsigned char marks[8192];
+  for (volatile unsigned char& mark : marks) mark = 0xAA;
+}
+
+TEST_F(ServerTest, ARequestOf511BytesIsPrintedWithNothingBehindIt) {
+  const std::string request = "<a>" + std::string(504, 'x') + "</a>";
+  connect_at(0s, [&request](Station& self) {
+    self.send_record(request);
+    self.request(kQuit);
+  });
+  board.fault("accept #2 EMFILE");
+  mark_stack();
+  boardtest::run_server();
+  EXPECT_THAT(console.lines(), Contains(request));
+}
+
 TEST_F(ServerTest, ALengthOfMinusOneClosesTheConnection) {
   Station& station = connect_at(0s, [](Station& self) { self.send(length_field(-1)); });
   run();
