@@ -27,19 +27,23 @@ std::vector<std::string> texts(const std::vector<Call>& calls, std::string (Call
   return lines;
 }
 
-Medium& medium_of(BoardState& state, std::string_view node) {
+Medium& medium_of(BoardState& state, std::string_view node) BOARDSIM_LOCKS(requires_capability(state.mutex)) {
   if (Medium* const medium = state.devices.mounts.medium(node)) return *medium;
   throw std::invalid_argument("boardsim: there is no storage medium behind \"" + std::string(node) + "\"");
 }
 
 /// For the time of one access from outside: the calling thread is inside the simulator, the board is locked.
-class Access {
+class BOARDSIM_LOCKS(scoped_lockable) Access {
  public:
-  explicit Access(const BoardState& state) : lock_(state.mutex) {}
+  explicit Access(const BoardState& state) BOARDSIM_LOCKS(acquire_capability(state.mutex))
+      : lock_(state.mutex) {}
+  ~Access() BOARDSIM_LOCKS(release_capability()) = default;
+  Access(const Access&) = delete;
+  Access& operator=(const Access&) = delete;
 
  private:
   Inside inside_;
-  std::lock_guard<std::mutex> lock_;
+  Locked lock_;
 };
 
 }  // namespace
@@ -78,7 +82,8 @@ void Board::set_alarm_outputs(std::uint8_t count) {
   set_boot_alarm_outputs(state_->devices.general_io.boot_block(), count);
 }
 
-std::array<std::uint8_t, 256>& Board::boot_block() {
+// Nothing guards what is handed out, as its declaration says.
+std::array<std::uint8_t, 256>& Board::boot_block() BOARDSIM_LOCKS(no_thread_safety_analysis) {
   return state_->devices.general_io.boot_block();
 }
 

@@ -37,7 +37,8 @@ BoardState::BoardState(const Family& family, Pace pace, double speed)
     : clock(pace, speed),
       devices([this] { return clock.now(); },
               [this](Time span, std::function<void()> event) { after(span, std::move(event)); },
-              [this](const std::string& text) { violation(text); }) {
+              [this](const std::string& text)
+                  BOARDSIM_LOCKS(requires_capability(mutex)) { violation(text); }) {
   devices.general_io.boot_block() = make_boot_block(family);
   devices.bench.set_level_inputs(family.level_inputs);
   devices.emmc.leave_factory(hardware_of(family.type));
@@ -45,7 +46,7 @@ BoardState::BoardState(const Family& family, Pace pace, double speed)
 
 void BoardState::after(Time span, std::function<void()> event) {
   clock.at(clock.now() + span, [this, event = std::move(event)] {
-    const std::lock_guard lock(mutex);
+    const Locked lock(mutex);
     event();
   });
 }
@@ -57,7 +58,7 @@ const FaultForms& BoardState::fault_forms() {
   forms = {{"interface NAME ADDRESS|none",
             "a network interface has this IPv4 address, or none",
             {text("NAME"), text("ADDRESS|none")},
-            [this](const FaultArguments& given) {
+            [this](const FaultArguments& given) BOARDSIM_LOCKS(requires_capability(mutex)) {
               const std::string address(given.word(1) == "none" ? "" : given.word(1));
               if (!address.empty()) check_address(address);
               interface_faults.insert_or_assign(std::string(given.word(0)), address);
@@ -67,7 +68,7 @@ const FaultForms& BoardState::fault_forms() {
 }
 
 void BoardState::fault(std::string_view text) {
-  const std::lock_guard lock(mutex);
+  const Locked lock(mutex);
   const FaultWords words = split(text);
   if (words.size() > 1 && words[1].starts_with('/') && !devices.can_have(words[1]) && is_call(words[0])) {
     throw std::invalid_argument("fault: the board has no " + std::string(words[1]) + "; it has " +
@@ -82,7 +83,7 @@ void BoardState::fault(std::string_view text) {
 }
 
 std::vector<FaultLine> BoardState::fault_list() {
-  const std::lock_guard lock(mutex);
+  const Locked lock(mutex);
   std::vector<FaultLine> lines;
   for (const FaultyCallKind& kind : CallFaults::kinds())
     lines.push_back({kind.words(), "", std::string(kind.meaning)});
@@ -92,7 +93,7 @@ std::vector<FaultLine> BoardState::fault_list() {
 }
 
 void BoardState::clear_faults() {
-  const std::lock_guard lock(mutex);
+  const Locked lock(mutex);
   interface_faults.clear();
   call_faults.clear();
   devices.clear_faults();

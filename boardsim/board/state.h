@@ -15,6 +15,7 @@
 #include "boardsim/board/descriptors.h"
 #include "boardsim/board/hardware.h"
 #include "boardsim/kernel/clock.h"
+#include "boardsim/kernel/lock.h"
 #include "boardsim/kernel/trace.h"
 
 namespace boardsim {
@@ -36,38 +37,42 @@ struct BoardState {
   /// from others it must not be called with the lock held.
   void after(Time span, std::function<void()> event);
   void fault(std::string_view text);
-  /// The lock is held. The faults of interfaces and devices.
-  const FaultForms& fault_forms();
+  /// The faults of interfaces and devices.
+  const FaultForms& fault_forms() BOARDSIM_LOCKS(requires_capability(mutex));
   /// All faults, those of calls too.
   std::vector<FaultLine> fault_list();
   void clear_faults();
-  /// The lock is held. Reports what the board does not know.
-  void violation(const std::string& text);
-  /// The lock is held. Lets the application look at its connections after a call on a socket of that name.
-  void serve_application(std::string_view socket_name);
-  /// The lock is held. Name of a socket in the trace.
-  std::string name_of(int fd);
-  /// The lock is held. Address of an interface as a program finds it now; empty when it has none.
-  std::string address_of(std::string_view interface) const;
-  /// The lock is held. Throws std::invalid_argument for what cannot be an interface's address here.
-  void check_address(std::string_view address) const;
-  void set_interface(std::string_view name, std::string_view address);
+  /// Reports what the board does not know.
+  void violation(const std::string& text) BOARDSIM_LOCKS(requires_capability(mutex));
+  /// Lets the application look at its connections after a call on a socket of that name.
+  void serve_application(std::string_view socket_name) BOARDSIM_LOCKS(requires_capability(mutex));
+  /// Name of a socket in the trace.
+  std::string name_of(int fd) BOARDSIM_LOCKS(requires_capability(mutex));
+  /// Address of an interface as a program finds it now; empty when it has none.
+  std::string address_of(std::string_view interface) const BOARDSIM_LOCKS(requires_capability(mutex));
+  /// Throws std::invalid_argument for what cannot be an interface's address here.
+  void check_address(std::string_view address) const BOARDSIM_LOCKS(requires_capability(mutex));
+  void set_interface(std::string_view name, std::string_view address)
+      BOARDSIM_LOCKS(requires_capability(mutex));
 
   Clock clock;
   std::shared_ptr<ProgramThread> main_thread{};  ///< the record of the thread that made the board
-  mutable std::mutex mutex;                      ///< guards everything below
-  Devices devices;
-  Descriptors descriptors{};
-  Trace trace{};
-  CallFaults call_faults{};
-  FaultForms forms{};             ///< what fault_forms() returns, made when it is first asked
-  std::uint32_t type_of_forms{};  ///< the board's device type code then: terminals and jigs go by it
-  Conduct conduct{};
-  std::map<std::string, std::string, std::less<>> interfaces{{"eth0", "127.0.0.1"}};
-  std::map<std::string, std::string, std::less<>> interface_faults{};
-  bool select_counts_down = true;
-  std::vector<std::string> violations{};
-  std::vector<std::uint32_t> reboots{};
+  mutable Mutex mutex;
+  Devices devices BOARDSIM_LOCKS(guarded_by(mutex));
+  Descriptors descriptors BOARDSIM_LOCKS(guarded_by(mutex)){};
+  Trace trace BOARDSIM_LOCKS(guarded_by(mutex)){};
+  CallFaults call_faults BOARDSIM_LOCKS(guarded_by(mutex)){};
+  FaultForms forms
+      BOARDSIM_LOCKS(guarded_by(mutex)){};  ///< what fault_forms() returns, made when it is first asked
+  std::uint32_t type_of_forms BOARDSIM_LOCKS(
+      guarded_by(mutex)){};  ///< the board's device type code then: terminals and jigs go by it
+  Conduct conduct BOARDSIM_LOCKS(guarded_by(mutex)){};
+  std::map<std::string, std::string, std::less<>> interfaces BOARDSIM_LOCKS(guarded_by(mutex)){
+      {"eth0", "127.0.0.1"}};
+  std::map<std::string, std::string, std::less<>> interface_faults BOARDSIM_LOCKS(guarded_by(mutex)){};
+  bool select_counts_down BOARDSIM_LOCKS(guarded_by(mutex)) = true;
+  std::vector<std::string> violations BOARDSIM_LOCKS(guarded_by(mutex)){};
+  std::vector<std::uint32_t> reboots BOARDSIM_LOCKS(guarded_by(mutex)){};
 };
 
 }  // namespace boardsim

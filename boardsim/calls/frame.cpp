@@ -25,7 +25,13 @@ Frame::Frame(BoardState& board, Subject subject, std::string_view name, std::str
 }
 
 Frame::Frame(BoardState& board, Subject subject, Call call)
-    : board_(board), lock_(board.mutex), subject_(subject), call_(std::move(call)) {}
+    : board_(board), subject_(subject), call_(std::move(call)) {
+  board.mutex.lock();
+}
+
+Frame::~Frame() {
+  if (locked_) board_.mutex.unlock();
+}
 
 std::optional<FaultyCall> Frame::meet(std::string_view fault) {
   return board_.call_faults.meet(fault);

@@ -3,7 +3,6 @@
 
 #include <cerrno>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,14 +16,15 @@ namespace boardsim::calls {
 /// The call as it begins now, without node.
 Call begun(const BoardState& board, std::string_view name, std::vector<std::uint32_t> record);
 
-/// The board is locked while one lives, but for what unlocked() runs. A call that is to be in the trace ends
-/// once.
-class Frame {
+/// The board is locked while one lives, but for what unlocked() runs; its own functions need not say so. A
+/// call that is to be in the trace ends once.
+class BOARDSIM_LOCKS(scoped_lockable) Frame {
  public:
   Frame(BoardState& board, Subject subject, std::string_view name, std::string_view node = {},
-        std::vector<std::uint32_t> record = {});
+        std::vector<std::uint32_t> record = {}) BOARDSIM_LOCKS(acquire_capability(board.mutex));
   /// A call that has begun before.
-  Frame(BoardState& board, Subject subject, Call call);
+  Frame(BoardState& board, Subject subject, Call call) BOARDSIM_LOCKS(acquire_capability(board.mutex));
+  ~Frame() BOARDSIM_LOCKS(release_capability());
   Frame(const Frame&) = delete;
   Frame& operator=(const Frame&) = delete;
 
@@ -38,20 +38,24 @@ class Frame {
   Time began() const { return call_.at; }
 
   /// Counts the call for the faults of that name, and tells what becomes of it; nothing when it goes well.
-  std::optional<FaultyCall> meet(std::string_view fault);
+  std::optional<FaultyCall> meet(std::string_view fault) BOARDSIM_LOCKS(no_thread_safety_analysis);
   /// The same of a call on what stands at the call's node, which may be dead; null: nothing does.
-  std::optional<FaultyCall> meet_on(const Device* device, std::string_view fault);
+  std::optional<FaultyCall> meet_on(const Device* device, std::string_view fault)
+      BOARDSIM_LOCKS(no_thread_safety_analysis);
   /// The usual course: a fault that is met decides, else what `perform` answers. What it does not know fails
   /// with EPERM and is reported.
-  int run(std::string_view fault, const std::function<Answer()>& perform);
+  int run(std::string_view fault, const std::function<Answer()>& perform)
+      BOARDSIM_LOCKS(no_thread_safety_analysis);
 
   /// Does something that may wait, or take long, without the lock. errno stays as it leaves it.
   template <class Work>
-  auto unlocked(Work work) {
-    lock_.unlock();
+  auto unlocked(Work work) BOARDSIM_LOCKS(no_thread_safety_analysis) {
+    board_.mutex.unlock();
+    locked_ = false;  // a thread that is cancelled here unwinds without it
     const auto result = work();
     const int error = errno;
-    lock_.lock();
+    board_.mutex.lock();
+    locked_ = true;
     errno = error;
     return result;
   }
@@ -68,16 +72,16 @@ class Frame {
   }
   int fail(int error) { return end(-1, error); }
   /// Ends a call on a path at which nothing stands.
-  int fail_missing();
+  int fail_missing() BOARDSIM_LOCKS(no_thread_safety_analysis);
   /// Ends a request that nothing here knows, and reports it.
-  int fail_unknown_request();
+  int fail_unknown_request() BOARDSIM_LOCKS(no_thread_safety_analysis);
 
  private:
-  void enter(long result, int error);
+  void enter(long result, int error) BOARDSIM_LOCKS(no_thread_safety_analysis);
 
   BoardState& board_;
-  std::unique_lock<std::mutex> lock_;
   Subject subject_;
+  bool locked_ = true;
   Call call_;
 };
 

@@ -26,7 +26,8 @@ struct stat64 status_of(const Device& device) {
 }
 
 /// A read that waits, where it does, without the lock.
-Answer read_node(BoardState& board, Frame& call, int fd, void* buffer, std::size_t size) {
+Answer read_node(BoardState& board, Frame& call, int fd, void* buffer, std::size_t size)
+    BOARDSIM_LOCKS(requires_capability(board.mutex)) {
   std::optional<Time> deadline;
   for (const Time began = board.clock.now();;) {
     Descriptor* const node = board.descriptors.find_node(fd);
@@ -41,7 +42,8 @@ Answer read_node(BoardState& board, Frame& call, int fd, void* buffer, std::size
 }
 
 /// Lets the time pass that a transfer takes, without the lock. 0, or the errno with which the call ends.
-int pass_transfer(BoardState& board, Frame& call, int fd, const Device* device) {
+int pass_transfer(BoardState& board, Frame& call, int fd, const Device* device)
+    BOARDSIM_LOCKS(requires_capability(board.mutex)) {
   const Time span = device->transfer_time();
   if (span == Time(0)) return 0;
   const Time end = board.clock.now() + span;
@@ -51,7 +53,8 @@ int pass_transfer(BoardState& board, Frame& call, int fd, const Device* device) 
   return node == nullptr || node->device != device ? EBADF : device->dead();
 }
 
-int end_stat(BoardState& board, Frame& call, struct stat64* status) {
+int end_stat(BoardState& board, Frame& call, struct stat64* status)
+    BOARDSIM_LOCKS(requires_capability(board.mutex)) {
   const Device* const device = board.devices.find(call.node());
   if (const auto faulty = call.meet_on(device, "stat")) return call.end(*faulty);
   if (device == nullptr) return call.fail_missing();
@@ -63,7 +66,7 @@ int end_stat(BoardState& board, Frame& call, struct stat64* status) {
 }  // namespace
 
 bool is_node(BoardState& board, int fd) {
-  const std::lock_guard lock(board.mutex);
+  const Locked lock(board.mutex);
   return board.descriptors.find_node(fd) != nullptr;
 }
 

@@ -23,7 +23,7 @@ int on_terminal(BoardState& board, const char* name, int fd, std::vector<std::ui
   if (!is_node(board, fd)) {  // a terminal of the PC: not in the trace
     std::optional<FaultyCall> faulty;
     {
-      const std::lock_guard lock(board.mutex);
+      const Locked lock(board.mutex);
       faulty = board.call_faults.meet(name);
     }
     if (!faulty) return perform();

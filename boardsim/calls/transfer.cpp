@@ -56,8 +56,9 @@ int accept(BoardState& board, int fd, sockaddr* address, socklen_t* size, int fl
 /// blocks moves all of them. `events` is what it waits for, `option` its time-out.
 template <class Part>
 ssize_t transfer(BoardState& board, Frame& call, std::string_view fault, int fd, std::size_t size, bool waits,
-                 bool whole, short events, int option, Part part) {
-  const auto done = [&](ssize_t result, int error) {
+                 bool whole, short events, int option, Part part)
+    BOARDSIM_LOCKS(requires_capability(board.mutex)) {
+  const auto done = [&](ssize_t result, int error) BOARDSIM_LOCKS(requires_capability(board.mutex)) {
     board.serve_application(call.node());
     return call.end<ssize_t>(result, error);
   };
@@ -120,7 +121,7 @@ int wait_for_ready(BoardState& board, Call begun_call, std::span<pollfd> fds, st
 }
 
 bool counts_down(const BoardState& board) {
-  const std::lock_guard lock(board.mutex);
+  const Locked lock(board.mutex);
   return board.select_counts_down;
 }
 

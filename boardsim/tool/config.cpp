@@ -52,7 +52,7 @@ void furnish(Board& board, const Config& config) {
   const Inside inside;
   if (config.type != 0) board.set_type(config.type);
   {
-    const std::lock_guard lock(board.state().mutex);
+    const Locked lock(board.state().mutex);
     Conduct& conduct = board.state().conduct;
     conduct.every_address = config.every_address;
     conduct.own_address = config.own_address;
@@ -65,7 +65,7 @@ void furnish(Board& board, const Config& config) {
 
 std::string service_address(Board& board) {
   const Inside inside;
-  const std::lock_guard lock(board.state().mutex);
+  const Locked lock(board.state().mutex);
   for (const char* name : {"eth0", "wlan0"}) {
     const std::string address = board.state().address_of(name);
     if (!address.empty()) return address;

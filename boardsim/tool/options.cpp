@@ -87,6 +87,7 @@ void check(const Config& config) {
   } catch (const std::invalid_argument& error) {
     throw CLI::ValidationError(error.what());
   }
+  const Locked lock(board.state().mutex);
   if (!config.uart1.empty() && board.state().devices.rs485.is_fixture_chosen()) {
     throw CLI::ValidationError(
         "--uart1", "it plugs in the RS485 fixture \"terminal\"; another one cannot be chosen beside");

@@ -35,6 +35,7 @@ void trace_to(Board& board, const std::string& file) {
   const int fd =
       out_of_the_way(real::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0666));
   if (fd < 0) throw std::runtime_error("the trace file " + file + " cannot be written");
+  const Locked lock(board.state().mutex);
   board.state().trace.set_sink([fd](const Call& call) { write_all(fd, call.timed_text().append("\n")); });
 }
 
@@ -54,14 +55,20 @@ void put_in_place(const Config& config) {
   static Board* const board = new Board(config.board, pace_of(config.pace), config.speed);
   const Inside inside;
   // The factory knew the type.
-  if (config.type != 0) board->state().devices.emmc.leave_factory(hardware_of(config.type));
+  if (config.type != 0) {
+    const Locked lock(board->state().mutex);
+    board->state().devices.emmc.leave_factory(hardware_of(config.type));
+  }
   // What is kept comes next, so that a fault that damages what is stored finds it.
   if (!config.state.empty()) board->keep_media_in(config.state);
   furnish(*board, config);
-  Conduct& conduct = board->state().conduct;
-  conduct.after_violation = end_loudly;
-  if (config.exit_at_reboot) conduct.after_reboot = end_at_reboot;
-  board->state().trace.keep_none();  // nobody can ask for it here
+  {
+    const Locked lock(board->state().mutex);
+    Conduct& conduct = board->state().conduct;
+    conduct.after_violation = end_loudly;
+    if (config.exit_at_reboot) conduct.after_reboot = end_at_reboot;
+    board->state().trace.keep_none();  // nobody can ask for it here
+  }
   if (!config.trace.empty()) trace_to(*board, config.trace);
   if (!config.uart1.empty()) offer_uart1(*board, config.uart1);
   if (!config.control.empty()) serve_control(*board, config.control);

@@ -51,7 +51,7 @@ std::string next_block(int fd) {
 
 void carry_to_board(BoardState& board, int fd) {
   for (std::string block = next_block(fd); !block.empty(); block = next_block(fd)) {
-    const std::lock_guard lock(board.mutex);
+    const Locked lock(board.mutex);
     board.devices.rs485.terminal_sent(block);
   }
 }
@@ -69,7 +69,7 @@ void offer_uart1(Board& board, const std::string& path) {
   link_to(terminal->name(), path);
   BoardState& state = board.state();
   {
-    const std::lock_guard lock(state.mutex);
+    const Locked lock(state.mutex);
     state.devices.rs485.set_fixture("terminal");
     state.devices.rs485.set_terminal([terminal](std::string_view bytes) {
       // A line does not wait for anybody to listen.
