@@ -20,9 +20,9 @@
 namespace t1station {
 namespace {
 
-bool wants_colour(const CommandLine& line, const Surroundings& around, bool is_terminal) {
-  if (line.colour == CommandLine::Colour::automatic) return is_terminal && !around.no_color;
-  return line.colour == CommandLine::Colour::always;
+bool wants_color(const CommandLine& line, const Environment& around, bool is_terminal) {
+  if (line.color == CommandLine::Color::automatic) return is_terminal && !around.no_color;
+  return line.color == CommandLine::Color::always;
 }
 
 std::vector<TestRequest> requests_of(const CommandLine& line) {
@@ -50,17 +50,17 @@ bool write_report(const std::string& file, const std::string& text, std::ostream
   }
 }
 
-ProgressStyle style_of(const CommandLine& line, const Surroundings& around) {
+ProgressStyle style_of(const CommandLine& line, const Environment& around) {
   ProgressStyle style;
   style.live = around.err_is_terminal;
-  style.colour = wants_colour(line, around, around.err_is_terminal);
+  style.color = wants_color(line, around, around.err_is_terminal);
   style.greeting = !line.quiet;
   style.speed = line.speed;
   style.columns = std::max<std::size_t>(around.columns, 20);
   return style;
 }
 
-int run_tests(const CommandLine& line, const Surroundings& around) {
+int run_tests(const CommandLine& line, const Environment& around) {
   if (line.tests.empty()) {
     around.err << "t1station: no test is selected; \"t1station list\" shows them all" << std::endl;
     return exit_code::nothing_selected;
@@ -82,14 +82,14 @@ int run_tests(const CommandLine& line, const Surroundings& around) {
   report.started = around.started;
   report.results = runner.run(requests_of(line));
   report.build = runner.build();
-  around.out << results_table(report, wants_colour(line, around, around.out_is_terminal)) << std::flush;
+  around.out << results_table(report, wants_color(line, around, around.out_is_terminal)) << std::flush;
   const bool has_json = write_report(line.json_file, json_report(report), around.err);
   const bool has_junit = write_report(line.junit_file, junit_report(report), around.err);
   const int code = exit_code_of(report);
   return code == exit_code::passed && !(has_json && has_junit) ? exit_code::unwritten : code;
 }
 
-int echo(const CommandLine& line, const Surroundings& around) {
+int echo(const CommandLine& line, const Environment& around) {
   try {
     return rs485_echo(line.echo, around.interrupt, around.out);
   } catch (const LinkError& error) {
@@ -98,7 +98,7 @@ int echo(const CommandLine& line, const Surroundings& around) {
   }
 }
 
-int watch(const CommandLine& line, const Surroundings& around) {
+int watch(const CommandLine& line, const Environment& around) {
   Progress progress(around.err, {});  // no live line, among which records would be shown
   TcpConnector connector(*line.board, line.connect_timeout, around.interrupt);
   Opening opening(connector, around.clock, around.interrupt, progress, line.patience);
@@ -112,7 +112,7 @@ int watch(const CommandLine& line, const Surroundings& around) {
   }
 }
 
-int obey(const CommandLine& line, const Surroundings& around) {
+int obey(const CommandLine& line, const Environment& around) {
   switch (line.command) {
     case CommandLine::Command::help:
       around.out << line.help;
@@ -132,7 +132,7 @@ int obey(const CommandLine& line, const Surroundings& around) {
 
 }  // namespace
 
-int run_app(const std::vector<std::string>& arguments, const Surroundings& around) {
+int run_app(const std::vector<std::string>& arguments, const Environment& around) {
   try {
     const int code = obey(parse_command_line(arguments), around);
     if (around.out << std::flush) return code;

@@ -12,7 +12,7 @@
 namespace t1station {
 
 /// What surrounds the program. Everything must outlive the call.
-struct Surroundings {
+struct Environment {
   std::ostream& out;     ///< results
   std::ostream& err;     ///< progress and complaints
   const Clock& clock;    ///< elapsed time
@@ -25,6 +25,6 @@ struct Surroundings {
 };
 
 /// Does what the arguments (without the program's name) say and returns the exit code.
-int run_app(const std::vector<std::string>& arguments, const Surroundings& around);
+int run_app(const std::vector<std::string>& arguments, const Environment& around);
 
 }  // namespace t1station

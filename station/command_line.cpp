@@ -76,7 +76,7 @@ std::string check_speed(const std::string& word) {
   }
 }
 
-std::string check_colour(const std::string& word) {
+std::string check_color(const std::string& word) {
   if (word == "auto" || word == "always" || word == "never") return {};
   return "\"" + word + "\" is none of auto, always and never";
 }
@@ -141,7 +141,7 @@ struct Words {
   std::vector<std::string> tests;
   std::optional<std::string> parameter;
   std::optional<std::string> family;
-  std::string colour = "auto";
+  std::string color = "auto";
   bool no_quit = false;
   bool keep_going = false;
   bool fail_fast = false;
@@ -181,7 +181,7 @@ CLI::App* add_run(CLI::App& app, CommandLine& line, Words& words) {
   run->add_option("--junit", line.junit_file, "Write the results to this file as JUnit XML");
   run->add_option("--speed", line.speed, "The board runs so many times as fast; for the progress display")
       ->check(positive);
-  run->add_option("--color", words.colour, "auto, always or never")->check(CLI::Validator(check_colour, ""));
+  run->add_option("--color", words.color, "auto, always or never")->check(CLI::Validator(check_color, ""));
   run->add_flag("--quiet", line.quiet, "Do not show banner and menu");
   CLI::Option* keep_going =
       run->add_flag("--keep-going", words.keep_going, "Go on after a test that did not pass (the default)");
@@ -292,8 +292,8 @@ std::string help_of(const CLI::App& app) {
 
 void finish_run(const CLI::App& run, const Words& words, CommandLine& line) {
   line.keep_going = !words.fail_fast;
-  if (words.colour == "always") line.colour = CommandLine::Colour::always;
-  if (words.colour == "never") line.colour = CommandLine::Colour::never;
+  if (words.color == "always") line.color = CommandLine::Color::always;
+  if (words.color == "never") line.color = CommandLine::Color::never;
   for (const std::string& word : words.tests) line.tests.push_back(parse_test(without_mark(word)));
   if (words.family) {
     if (!line.tests.empty())

@@ -22,7 +22,7 @@ struct WantedTest {
 /// A command line that was understood.
 struct CommandLine {
   enum class Command { help, list, run, monitor, rs485_echo };
-  enum class Colour { automatic, always, never };
+  enum class Color { automatic, always, never };
 
   Command command = Command::help;
   std::string help;  ///< the text to show for `help`, which may be the version
@@ -36,7 +36,7 @@ struct CommandLine {
   bool quit = true;               ///< say goodbye with the quit request
   bool quiet = false;             ///< show neither banner nor menu
   bool keep_going = true;         ///< after a test that did not pass
-  Colour colour = Colour::automatic;
+  Color color = Color::automatic;
   std::string json_file;   ///< empty: no report
   std::string junit_file;  ///< empty: no report
   MonitorLimits limits;

@@ -1,4 +1,4 @@
-// The station client `t1station`: surroundings from the system, everything else from the library.
+// The station client `t1station`: environment from the system, everything else from the library.
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -50,15 +50,15 @@ int main(int argc, char** argv) {
     t1station::Interrupt interrupt;
     interrupt.watch_signals();
     const t1station::SteadyClock clock;
-    const t1station::Surroundings around{std::cout,
-                                         std::cerr,
-                                         clock,
-                                         interrupt,
-                                         time_of_day(),
-                                         isatty(STDOUT_FILENO) == 1,
-                                         isatty(STDERR_FILENO) == 1,
-                                         is_set("NO_COLOR"),
-                                         terminal_columns()};
+    const t1station::Environment around{std::cout,
+                                        std::cerr,
+                                        clock,
+                                        interrupt,
+                                        time_of_day(),
+                                        isatty(STDOUT_FILENO) == 1,
+                                        isatty(STDERR_FILENO) == 1,
+                                        is_set("NO_COLOR"),
+                                        terminal_columns()};
     return t1station::run_app(std::vector<std::string>(argv + 1, argv + argc), around);
   } catch (const std::exception& error) {
     std::cerr << "t1station: " << error.what() << std::endl;

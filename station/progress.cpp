@@ -31,9 +31,9 @@ std::string usual_text(double seconds) {
 
 }  // namespace
 
-std::string coloured_label(Outcome outcome, bool colour) {
+std::string colored_label(Outcome outcome, bool color) {
   const std::string label(outcome_label(outcome));
-  if (!colour) return label;
+  if (!color) return label;
   std::string_view start = "\x1b[33m";
   if (outcome == Outcome::passed) start = "\x1b[32m";
   if (outcome == Outcome::failed) start = "\x1b[31m";
@@ -95,7 +95,7 @@ void Progress::redraw(double elapsed, const std::string& rest) {
 
 void Progress::finished(const Result& result) {
   erase_line();
-  out_ << heading() << ": " << coloured_label(result.outcome, style_.colour) << " ("
+  out_ << heading() << ": " << colored_label(result.outcome, style_.color) << " ("
        << seconds_text(result.seconds) << " s)" << std::endl;
 }
 

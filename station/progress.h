@@ -11,7 +11,7 @@ namespace t1station {
 /// How progress is shown.
 struct ProgressStyle {
   bool live = false;         ///< one line that is redrawn; false: one line for each test when it is over
-  bool colour = false;       ///< results in colour
+  bool color = false;        ///< results in color
   bool greeting = true;      ///< show banner and menu
   double speed = 1;          ///< the board runs so many times as fast as usual
   std::size_t columns = 80;  ///< width of the terminal; a live line never reaches its end
@@ -41,8 +41,8 @@ class Progress final : public Observer {
   std::int32_t code_ = 0;
 };
 
-/// The outcome's label, in its colour when `colour` is set: green, red, or yellow for everything undecided.
-std::string coloured_label(Outcome outcome, bool colour);
+/// The outcome's label, in its color when `color` is set: green, red, or yellow for everything undecided.
+std::string colored_label(Outcome outcome, bool color);
 
 /// All lines of a service message, each with a line end.
 std::string shown_lines(const ServiceMessage& message);

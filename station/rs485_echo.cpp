@@ -40,17 +40,17 @@ std::string hexadecimal(std::string_view bytes) {
 
 }  // namespace
 
-int rs485_echo(const Rs485Echo& wish, const Interrupt& interrupt, std::ostream& out) {
+int rs485_echo(const Rs485Echo& wanted, const Interrupt& interrupt, std::ostream& out) {
   const std::string first = frame_of(6, "\x11\x62\x80\x32\x34\x12\x78\x56\x9A\xBC");
   const std::string second = frame_of(2, "\x5A\xA5");
 
-  const SerialLine line(wish.device, wish.speed, interrupt);
+  const SerialLine line(wanted.device, wanted.speed, interrupt);
   const auto send = [&](const std::string& frame) {
     line.send(frame);
     out << "sent     " << hexadecimal(frame) << std::endl;
   };
   send(first);
-  std::string echo = line.receive(first.size(), wish.timeout);
+  std::string echo = line.receive(first.size(), wanted.timeout);
   if (echo.size() == first.size()) echo += line.receive(first.size(), end_of_echo);
   if (!echo.empty()) out << "received " << hexadecimal(echo) << std::endl;
   if (interrupt.is_raised()) {

@@ -19,6 +19,6 @@ struct Rs485Echo {
 /// what goes out and comes in. Returns an exit code: 0 when the echo was right (what the board says of the
 /// second frame is in its own reply), 1 when it was not, 2 when interrupted, 6 when nothing came back. Throws
 /// as SerialLine does.
-int rs485_echo(const Rs485Echo& wish, const Interrupt& interrupt, std::ostream& out);
+int rs485_echo(const Rs485Echo& wanted, const Interrupt& interrupt, std::ostream& out);
 
 }  // namespace t1station

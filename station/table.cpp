@@ -88,7 +88,7 @@ std::string totals(const RunReport& report) {
 
 }  // namespace
 
-std::string results_table(const RunReport& report, bool colour) {
+std::string results_table(const RunReport& report, bool color) {
   std::vector<Row> rows{{"Test", "Code", "Result", "Seconds", "Board's name", "Description"}};
   std::vector<const Result*> origins{nullptr};
   for (const Result& result : report.results) {
@@ -109,11 +109,11 @@ std::string results_table(const RunReport& report, bool colour) {
   std::string table;
   for (std::size_t i = 0; i < lines.size(); ++i) {
     std::string line = lines[i];
-    if (colour && origins[i]) {
-      // Colours go in last, since they take bytes but no columns. What stands before is ASCII.
+    if (color && origins[i]) {
+      // Colors go in last, since they take bytes but no columns. What stands before is ASCII.
       const std::string label(outcome_label(origins[i]->outcome));
       const std::size_t before = widths[0] + gap.size() + widths[1] + gap.size();
-      line.replace(before, label.size(), coloured_label(origins[i]->outcome, true));
+      line.replace(before, label.size(), colored_label(origins[i]->outcome, true));
     }
     table += line + "\n";
     if (i == 0) {

@@ -104,7 +104,7 @@ void BoardState::violation(const std::string& text) {
   violations.push_back(text);
   const std::string line = "boardsim: " + text + "\n";
   [[maybe_unused]] const auto ignored = real::write(STDERR_FILENO, line.data(), line.size());
-  if (conduct.after_violation) conduct.after_violation();
+  if (process_rules.after_violation) process_rules.after_violation();
   errno = error;
 }
 
@@ -130,7 +130,7 @@ void BoardState::check_address(std::string_view address) const {
   if (inet_pton(AF_INET, text.c_str(), &parsed) != 1) {
     throw std::invalid_argument("interface: \"" + text + "\" is no IPv4 address");
   }
-  if (conduct.loopback_only && ntohl(parsed.s_addr) >> 24 != kLoopbackNetwork) {
+  if (process_rules.loopback_only && ntohl(parsed.s_addr) >> 24 != kLoopbackNetwork) {
     throw std::invalid_argument("interface: " + text + " is no loopback address (127.x.y.z)");
   }
 }

@@ -21,7 +21,7 @@
 namespace boardsim {
 
 /// How a board behaves towards the process that it lives in; the launcher sets it.
-struct Conduct {
+struct ProcessRules {
   std::function<void()> after_violation{};  ///< with the board's lock held
   std::function<void()> after_reboot{};     ///< with the board's lock held
   bool every_address = false;               ///< a program may bind to all addresses of the PC
@@ -66,7 +66,7 @@ struct BoardState {
       BOARDSIM_LOCKS(guarded_by(mutex)){};  ///< what fault_forms() returns, made when it is first asked
   std::uint32_t type_of_forms BOARDSIM_LOCKS(
       guarded_by(mutex)){};  ///< the board's device type code then: terminals and jigs go by it
-  Conduct conduct BOARDSIM_LOCKS(guarded_by(mutex)){};
+  ProcessRules process_rules BOARDSIM_LOCKS(guarded_by(mutex)){};
   std::map<std::string, std::string, std::less<>> interfaces BOARDSIM_LOCKS(guarded_by(mutex)){
       {"eth0", "127.0.0.1"}};
   std::map<std::string, std::string, std::less<>> interface_faults BOARDSIM_LOCKS(guarded_by(mutex)){};

@@ -115,8 +115,8 @@ int bind(BoardState& board, int fd, const sockaddr* address, socklen_t size) {
   if (internet && !is_loopback(internet->sin_addr)) {
     if (internet->sin_addr.s_addr != htonl(INADDR_ANY)) return call.fail(EADDRNOTAVAIL);
     // Nothing that a simulated board does is to be seen from other machines.
-    if (!board.conduct.every_address) {
-      inet_pton(AF_INET, board.conduct.own_address.c_str(), &internet->sin_addr);
+    if (!board.process_rules.every_address) {
+      inet_pton(AF_INET, board.process_rules.own_address.c_str(), &internet->sin_addr);
     }
   }
   const sockaddr* const used = internet ? reinterpret_cast<const sockaddr*>(&*internet) : address;

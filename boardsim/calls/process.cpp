@@ -14,7 +14,7 @@ int reboot(BoardState& board, std::uint32_t command) {
   Frame call(board, Subject::hardware, "reboot", "", {command});
   board.reboots.push_back(command);
   call.end(0, 0);
-  if (board.conduct.after_reboot) board.conduct.after_reboot();
+  if (board.process_rules.after_reboot) board.process_rules.after_reboot();
   return 0;
 }
 

@@ -164,38 +164,38 @@ FaultForms Bench::fault_forms() {
   const FaultValue output = one_of("OUTPUT", names(&Jig::outputs));
   FaultValue other = one_of("INPUT|GND", inputs);
   other.names.emplace_back(kGround);
-  return {
-      {"input INPUT stuck high|low",
-       "this input reads so; what it is shorted to or hangs together with does not notice",
-       {input},
-       [this](const FaultArguments& given) {
-         stuck_.insert_or_assign(Name(given.word(0)), given.word(1) == "high" ? 1 : 0);
-       }},
-      {"output OUTPUT dead|closed|open",
-       "the coil never works and the contacts stay as they are at rest; they always conduct; they never do",
-       {output},
-       [this](const FaultArguments& given) {
-         static const std::map<std::string_view, Contacts> states{
-             {"dead", Contacts::dead}, {"closed", Contacts::closed}, {"open", Contacts::open}};
-         outputs_.insert_or_assign(Name(given.word(0)), states.at(given.word(1)));
-       }},
-      {"wire INPUT cut",
-       "nothing of the jig reaches this input: it floats high, and leaves the net that it was part of",
-       {input},
-       [this](const FaultArguments& given) { cut_.emplace(given.word(0)); }},
-      {"short INPUT INPUT|GND",
-       "both are low when either is, in chains too; GND is always low",
-       {input, other},
-       [this](const FaultArguments& given) {
-         if (given.word(0) == given.word(1)) {
-           throw std::invalid_argument("fault: " + Name(given.word(0)) + " cannot be shorted to itself");
-         }
-         shorts_.emplace_back(given.word(0), given.word(1));
-       }},
-      {"jig JIG",
-       "no fault: plugs a jig of this board in for good; auto goes by what the program drives",
-       {one_of("JIG", jig_names())},
-       [this](const FaultArguments& given) { set_jig(given.word(0)); }}};
+  return {{"input INPUT stuck high|low",
+           "this input reads so; what it is shorted to or hangs together with does not notice",
+           {input},
+           [this](const FaultArguments& given) {
+             stuck_.insert_or_assign(Name(given.word(0)), given.word(1) == "high" ? 1 : 0);
+           }},
+          {"output OUTPUT dead|closed|open",
+           "the coil never works and the contacts stay as they are at rest; they always process_rules; they "
+           "never do",
+           {output},
+           [this](const FaultArguments& given) {
+             static const std::map<std::string_view, Contacts> states{
+                 {"dead", Contacts::dead}, {"closed", Contacts::closed}, {"open", Contacts::open}};
+             outputs_.insert_or_assign(Name(given.word(0)), states.at(given.word(1)));
+           }},
+          {"wire INPUT cut",
+           "nothing of the jig reaches this input: it floats high, and leaves the net that it was part of",
+           {input},
+           [this](const FaultArguments& given) { cut_.emplace(given.word(0)); }},
+          {"short INPUT INPUT|GND",
+           "both are low when either is, in chains too; GND is always low",
+           {input, other},
+           [this](const FaultArguments& given) {
+             if (given.word(0) == given.word(1)) {
+               throw std::invalid_argument("fault: " + Name(given.word(0)) + " cannot be shorted to itself");
+             }
+             shorts_.emplace_back(given.word(0), given.word(1));
+           }},
+          {"jig JIG",
+           "no fault: plugs a jig of this board in for good; auto goes by what the program drives",
+           {one_of("JIG", jig_names())},
+           [this](const FaultArguments& given) { set_jig(given.word(0)); }}};
 }
 
 void Bench::clear_faults() {

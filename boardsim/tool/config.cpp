@@ -48,15 +48,15 @@ Config Config::from_json(const std::string& text) {
   return nlohmann::json::parse(text).get<Config>();
 }
 
-void furnish(Board& board, const Config& config) {
+void set_up_board(Board& board, const Config& config) {
   const Inside inside;
   if (config.type != 0) board.set_type(config.type);
   {
     const Locked lock(board.state().mutex);
-    Conduct& conduct = board.state().conduct;
-    conduct.every_address = config.every_address;
-    conduct.own_address = config.own_address;
-    conduct.loopback_only = true;
+    ProcessRules& process_rules = board.state().process_rules;
+    process_rules.every_address = config.every_address;
+    process_rules.own_address = config.own_address;
+    process_rules.loopback_only = true;
   }
   for (const auto& [name, address] : config.interfaces) board.set_interface(name, address);
   if (!config.devinfo.empty()) install_files(board, config.devinfo);
@@ -70,7 +70,7 @@ std::string service_address(Board& board) {
     const std::string address = board.state().address_of(name);
     if (!address.empty()) return address;
   }
-  return board.state().conduct.own_address;
+  return board.state().process_rules.own_address;
 }
 
 }  // namespace boardsim

@@ -43,10 +43,10 @@ struct Config {
 /// Gives a board of the family `config.board` its type code, addresses, files and faults. Throws
 /// std::invalid_argument with a clear text for an address that is none of 127.0.0.0/8, a folder that cannot
 /// be read and a fault that is not understood. Its storage stays as it is.
-void furnish(Board& board, const Config& config);
+void set_up_board(Board& board, const Config& config);
 
-/// The address at which stations reach the program on a furnished board: the one of eth0, of wlan0, or the
-/// board's own when the program finds neither and binds all.
+/// The address at which stations reach the program on a board that was set up: the one of eth0, of wlan0, or
+/// the board's own when the program finds neither and binds all.
 std::string service_address(Board& board);
 
 }  // namespace boardsim

@@ -118,7 +118,7 @@ void use_state(const std::string& folder, const std::string& board) {
 
 void announce(const Config& config) {
   Board board(config.board);
-  furnish(board, config);
+  set_up_board(board, config);
   std::printf("boardsim: board %s (0x%x) at %s:%d\n", config.board.c_str(), config.type,
               service_address(board).c_str(), kServicePort);
   std::fflush(stdout);

@@ -45,7 +45,7 @@ void print_boards() {
 /// All faults that can be laid over a board of this configuration.
 void print_faults(const Config& config) {
   Board board(config.board);
-  furnish(board, config);
+  set_up_board(board, config);
   for (const FaultLine& line : board.state().fault_list()) {
     std::printf("%s\n    %s\n", line.words.c_str(), line.meaning.c_str());
     if (!line.possible.empty()) std::printf("    %s\n", line.possible.c_str());
@@ -79,11 +79,11 @@ void take_board(Config& config, const std::string& text) {
   if (config.type == 0) config.type = family->type;
 }
 
-/// Furnishes a board that nothing runs on: what is not understood is found before the start.
+/// Sets up a board that nothing runs on: what is not understood is found before the start.
 void check(const Config& config) {
   Board board(config.board);
   try {
-    furnish(board, config);
+    set_up_board(board, config);
   } catch (const std::invalid_argument& error) {
     throw CLI::ValidationError(error.what());
   }

@@ -61,12 +61,12 @@ void put_in_place(const Config& config) {
   }
   // What is kept comes next, so that a fault that damages what is stored finds it.
   if (!config.state.empty()) board->keep_media_in(config.state);
-  furnish(*board, config);
+  set_up_board(*board, config);
   {
     const Locked lock(board->state().mutex);
-    Conduct& conduct = board->state().conduct;
-    conduct.after_violation = end_loudly;
-    if (config.exit_at_reboot) conduct.after_reboot = end_at_reboot;
+    ProcessRules& process_rules = board->state().process_rules;
+    process_rules.after_violation = end_loudly;
+    if (config.exit_at_reboot) process_rules.after_reboot = end_at_reboot;
     board->state().trace.keep_none();  // nobody can ask for it here
   }
   if (!config.trace.empty()) trace_to(*board, config.trace);

@@ -57,13 +57,13 @@ TEST_F(AlarmTest, TheTraceShowsTheWholeRecord) {
 }
 
 TEST_F(AlarmTest, WhoeverWatchesIsToldOfSettingOnly) {
-  int told = 0;
-  alarm_.on_set([&told] { ++told; });
+  int calls = 0;
+  alarm_.on_set([&calls] { ++calls; });
   send(alarm_, kGet, {kAll, 0, 0});
   send(alarm_, kSet, {40, 0, 0});
-  EXPECT_EQ(told, 0);
+  EXPECT_EQ(calls, 0);
   send(alarm_, kSet, {kAll, 0, 0});
-  EXPECT_EQ(told, 1);
+  EXPECT_EQ(calls, 1);
 }
 
 TEST_F(AlarmTest, AnotherRequestIsUnknown) {

@@ -32,14 +32,14 @@ TEST(FpgaTest, AnotherRequestIsUnknown) {
 
 TEST(FpgaTest, WhoeverWatchesIsToldOfWhatTheProgramWrites) {
   Fpga fpga;
-  Words told;
-  fpga.on_write([&told](std::uint32_t address, std::uint32_t value) {
-    told.insert(told.end(), {address, value});
+  Words written;
+  fpga.on_write([&written](std::uint32_t address, std::uint32_t value) {
+    written.insert(written.end(), {address, value});
   });
   send(fpga, 0x40044603, {81, 1});
   exchange(fpga, 0x80044602, {81, 0});
   fpga.set_reg(82, 1);
-  EXPECT_EQ(told, (Words{81, 1}));
+  EXPECT_EQ(written, (Words{81, 1}));
 }
 
 TEST(FpgaTest, ItsRegistersCanBeStuck) {

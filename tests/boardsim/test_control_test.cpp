@@ -27,12 +27,12 @@ TEST_F(TestControlTest, ItIsOffUntilTheProgramSwitchesItOn) {
 }
 
 TEST_F(TestControlTest, WhoeverWatchesIsToldOfEverySwitchingOn) {
-  int told = 0;
-  control_.on_switched_on([&told] { ++told; });
+  int calls = 0;
+  control_.on_switched_on([&calls] { ++calls; });
   send(control_, kSwitch, {1});
   send(control_, kSwitch, {1});
   send(control_, kSwitch, {0});
-  EXPECT_EQ(told, 2);
+  EXPECT_EQ(calls, 2);
 }
 
 TEST_F(TestControlTest, TheTraceShowsTheSwitch) {

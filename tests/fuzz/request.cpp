@@ -1,8 +1,8 @@
 // Fuzz target: anything that a station sends, received, dispatched and run on a simulated board in virtual
 // time.
 //
-// The input: a byte for the board family (its five lower bits) and the station's manner (the upper three),
-// then what the station sends. With no manner that is the bytes off the socket: they come at once, and the
+// The input: a byte for the board family (its five lower bits) and the station's habits (the upper three),
+// then what the station sends. With no habits that is the bytes off the socket: they come at once, and the
 // station sends no more. In packets, it is for each a byte for its size, a byte for the pause before it, and
 // its bytes.
 #include <netinet/in.h>
@@ -32,8 +32,8 @@ constexpr int kMostRequests = 6;  // a record without bytes repeats the one befo
 constexpr std::size_t kLongestDocument = 2047;
 
 /// What a station may do otherwise than all at once.
-struct Manner {
-  explicit Manner(unsigned bits)
+struct StationHabits {
+  explicit StationHabits(unsigned bits)
       : packets((bits & 1) != 0), resets((bits & 2) != 0), prompts((bits & 4) != 0) {}
   bool packets;  ///< sends in packets, with pauses between them
   bool resets;   ///< breaks the connection at the end, rather than hanging up
@@ -71,18 +71,18 @@ class Connection {
   }
 
   /// Plays the station. What has a pause before it comes while the board waits.
-  void play(Input& input, Manner manner) {
-    if (!manner.packets) {
+  void play(Input& input, StationHabits habits) {
+    if (!habits.packets) {
       send(input.rest());
-      leave(manner);
+      leave(habits);
     } else if (input.empty()) {
-      leave(manner);
+      leave(habits);
     } else {
       const std::size_t size = input.byte();
       const boardsim::Time pause = pause_of(input.byte());
-      board_.at(board_.now() + pause, [this, &input, manner, packet = input.bytes(size)] {
+      board_.at(board_.now() + pause, [this, &input, habits, packet = input.bytes(size)] {
         send(packet);
-        play(input, manner);
+        play(input, habits);
       });
     }
   }
@@ -106,8 +106,8 @@ class Connection {
     if (!wire::send_all(station_, bytes)) return;  // the board has closed the connection
     wire::wait_until_delivered(station_, g_iSockClient);
   }
-  void leave(Manner manner) {
-    if (manner.resets) {
+  void leave(StationHabits habits) {
+    if (habits.resets) {
       received();
       wire::reset(station_);
       station_ = -1;
@@ -166,9 +166,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   t1_sdk_reset_trim_vsub();
 
   Connection connection(board);
-  const Manner manner(first / 32);
-  connection.play(input, manner);
-  serve(manner.prompts);
+  const StationHabits habits(first / 32);
+  connection.play(input, habits);
+  serve(habits.prompts);
   check_records(connection.received());
   require(board.live_threads() == 0, "a heartbeat goes on without its connection");
   require(board.violations().empty(), "a call that the board does not know");

@@ -60,7 +60,7 @@ const TestPasses kPasses[] = {
      "nothing.",
      "that a filter moved. No position is read, but for the home switch of 65xx, which ends the way back and "
      "decides nothing.",
-     "somebody who sees the filter move, or a picture whose colours change with it."},
+     "somebody who sees the filter move, or a picture whose colors change with it."},
     {{4352, 4608},
      "SD card and USB sticks", "read the count of wrong bytes",
      "the medium mounts as vfat, has 25 MB free, takes a new file, and can be unmounted. With two sticks: both.",

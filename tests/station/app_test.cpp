@@ -22,8 +22,8 @@ namespace fs = std::filesystem;
 class AppTest : public testing::Test {
  protected:
   int run(const std::vector<std::string>& arguments, bool on_terminal = false, bool no_color = false) {
-    const t1station::Surroundings around{
-        out_, err_, clock_, interrupt_, "2024-05-06T07:08:09", on_terminal, on_terminal, no_color, 80};
+    const t1station::Environment around{out_,        err_,        clock_,   interrupt_, "2024-05-06T07:08:09",
+                                        on_terminal, on_terminal, no_color, 80};
     return t1station::run_app(arguments, around);
   }
 
@@ -216,11 +216,11 @@ TEST_F(AppTest, AParameterGoesToTheBoardAndIntoTheReports) {
   EXPECT_EQ(nlohmann::json::parse(content(path("json")))["tests"][0]["parameter"], 650);
 }
 
-TEST_F(AppTest, ColoursAreForTerminalsUnlessSaidOtherwise) {
+TEST_F(AppTest, ColorsAreForTerminalsUnlessSaidOtherwise) {
   struct Case {
     bool on_terminal, no_color;
     std::vector<std::string> options;
-    bool coloured;
+    bool colored;
   };
   const std::vector<Case> cases{
       {false, false, {}, false},
@@ -237,7 +237,7 @@ TEST_F(AppTest, ColoursAreForTerminalsUnlessSaidOtherwise) {
     std::vector<std::string> arguments{board.address(), "run", "rtc"};
     arguments.insert(arguments.end(), one.options.begin(), one.options.end());
     EXPECT_EQ(run(arguments, one.on_terminal, one.no_color), 0);
-    EXPECT_EQ(out().find("\x1b[32m") != std::string::npos, one.coloured) << out();
+    EXPECT_EQ(out().find("\x1b[32m") != std::string::npos, one.colored) << out();
   }
 }
 

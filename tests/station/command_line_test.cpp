@@ -84,7 +84,7 @@ TEST(CommandLineTest, TheOptionsOfARunAreRead) {
   EXPECT_FALSE(line.quit);
   EXPECT_TRUE(line.quiet);
   EXPECT_FALSE(line.keep_going);
-  EXPECT_EQ(line.colour, CommandLine::Colour::always);
+  EXPECT_EQ(line.color, CommandLine::Color::always);
   EXPECT_EQ(line.connect_timeout, 3);
   EXPECT_EQ(line.patience.greeting, 600);
   EXPECT_EQ(line.patience.absence, 90);

@@ -1,4 +1,4 @@
-// The operator's wish to stop.
+// An operator who wants to stop.
 #include "station/interrupt.h"
 
 #include <gtest/gtest.h>

@@ -105,8 +105,8 @@ TEST_F(ProgressTest, AWaitForABoardIsSeenOnATerminalAndWhatMustBeKnownEverywhere
   EXPECT_EQ(visible(), "\\ the board is busy with another station, 12 s") << "no test is asked for";
 }
 
-TEST_F(ProgressTest, ColoursTellPassFromFail) {
-  style_.colour = true;
+TEST_F(ProgressTest, ColorsTellPassFromFail) {
+  style_.color = true;
   Progress progress(out_, style_);
   progress.started(0, 1, 1536);
   progress.finished(result(Outcome::passed, 6));

@@ -47,12 +47,12 @@ TEST(TableTest, TestsOfOneNameOnTheBoardAreToldApart) {
             "3 tests: 3 passed, 0 failed, 3.0 s\n");
 }
 
-TEST(TableTest, ColoursDoNotMoveColumns) {
+TEST(TableTest, ColorsDoNotMoveColumns) {
   std::string table = results_table(sample(), true);
   EXPECT_NE(table.find("rtc     1536  \x1b[32mPass\x1b[0m          6.0"), std::string::npos) << table;
   EXPECT_NE(table.find("light  14592  \x1b[31mFail\x1b[0m         10.0"), std::string::npos) << table;
-  for (const std::string colour : {"\x1b[31m", "\x1b[32m", "\x1b[33m", "\x1b[0m"}) {
-    while (table.find(colour) != std::string::npos) table.erase(table.find(colour), colour.size());
+  for (const std::string color : {"\x1b[31m", "\x1b[32m", "\x1b[33m", "\x1b[0m"}) {
+    while (table.find(color) != std::string::npos) table.erase(table.find(color), color.size());
   }
   EXPECT_EQ(table, results_table(sample(), false));
 }
