@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <netdb.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -58,6 +59,7 @@ TEST_F(LinkTest, BytesGoBothWays) {
 }
 
 TEST_F(LinkTest, ABoardIsFoundByNameToo) {
+  if (gethostbyname("localhost") == nullptr) GTEST_SKIP() << "a bare machine knows no name, not even its own";
   FakeBoard board({{sends("x")}});
   TcpLink link({"localhost", board.port()}, long_time, interrupt_);
   EXPECT_EQ(link.receive(long_time).bytes, "x");
