@@ -171,7 +171,7 @@ FaultForms Bench::fault_forms() {
              stuck_.insert_or_assign(Name(given.word(0)), given.word(1) == "high" ? 1 : 0);
            }},
           {"output OUTPUT dead|closed|open",
-           "the coil never works and the contacts stay as they are at rest; they always process_rules; they "
+           "the coil never works and the contacts stay as they are at rest; they always conduct; they "
            "never do",
            {output},
            [this](const FaultArguments& given) {

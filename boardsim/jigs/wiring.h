@@ -32,7 +32,7 @@ struct JigOutput {
 };
 
 /// A wire from an input to ground through the contacts of one or more outputs in a row, the first of them at
-/// the input: the input is low while all of them process_rules. Inputs at the same contact are joined there.
+/// the input: the input is low while all of them conduct. Inputs at the same contact are joined there.
 /// A contact conducts while its output is driven; one with '/' before its name conducts while it is not. An
 /// input may have several wires.
 struct JigWire {
