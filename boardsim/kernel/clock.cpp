@@ -1,4 +1,3 @@
-// Virtual time, and the scheduler that moves it when every thread of the program waits.
 #include "boardsim/kernel/clock.h"
 
 #include <algorithm>
@@ -24,7 +23,7 @@ int cancellable_ppoll(pollfd* fds, nfds_t count, const timespec* timeout) {
   return function(fds, count, timeout, nullptr);
 }
 
-/// The PC's own clock, whatever the calling thread is told.
+/// The PC's own clock, whatever time the calling thread is given.
 std::chrono::nanoseconds pc_time() {
   timespec now{};
   real::clock_gettime(CLOCK_MONOTONIC, &now);
@@ -60,9 +59,8 @@ void drain(int wake_fd) {
 /// A thread inside a wait; however it leaves, by cancellation too, it is running again.
 class Clock::Waiting {
  public:
-  Waiting(Clock& clock, Lock& lock, ProgramThread& self) : clock_(clock), lock_(lock), self_(self) {}
-  ~Waiting() {
-    if (!lock_.owns_lock()) lock_.lock();
+  Waiting(Clock& clock, ProgramThread& self) : clock_(clock), self_(self) {}
+  ~Waiting() BOARDSIM_LOCKS(no_thread_safety_analysis) {  // it lives where the lock is held
     clock_.set_running(self_, true);
     self_.fds.clear();
     self_.deadline.reset();
@@ -74,7 +72,6 @@ class Clock::Waiting {
 
  private:
   Clock& clock_;
-  Lock& lock_;
   ProgramThread& self_;
 };
 
@@ -138,13 +135,12 @@ void Clock::wake_due() {
 }
 
 /// Runs the oldest event that is due, without the lock. False when there is none.
-bool Clock::run_due_event(Lock& lock) {
+bool Clock::run_due_event() {
   if (events_.empty() || events_.begin()->first > now()) return false;
   const auto event = std::move(events_.begin()->second);
   events_.erase(events_.begin());
-  lock.unlock();
+  const Unlocked unlocked(mutex_);
   event();
-  lock.lock();
   return true;
 }
 
@@ -169,7 +165,7 @@ void Clock::move_to(Time when) {
 }
 
 /// Virtual pace: moves time for as long as no thread runs and something is due.
-void Clock::run(Lock& lock) {
+void Clock::run() {
   if (pace_ != Pace::virtual_time || moving_) return;
   struct Moving {
     bool& flag;
@@ -182,20 +178,20 @@ void Clock::run(Lock& lock) {
     if (!next) break;
     invariant(running_threads() == 0, "time moves only while no thread runs");
     move_to(*next);
-    if (run_due_event(lock)) continue;
+    if (run_due_event()) continue;
     wake_due();
   }
 }
 
 /// Waits until no thread but the caller runs and none could go on. False when it takes too long.
-bool Clock::rest(Lock& lock) {
+bool Clock::rest() {
   const auto patience_ends = std::chrono::steady_clock::now() + kPatience;
   for (;;) {
     const ProgramThread* self = this_thread();
     const int own = self != nullptr && self->running && &self->clock == this ? 1 : 0;
     if (running_ <= own) {
       if (!wake_ready()) return true;
-    } else if (at_rest_.wait_until(lock, patience_ends) == std::cv_status::timeout) {
+    } else if (at_rest_.wait_until(mutex_, patience_ends) == std::cv_status::timeout) {
       return false;
     }
     if (std::chrono::steady_clock::now() > patience_ends) return false;
@@ -212,51 +208,49 @@ std::chrono::nanoseconds Clock::real_time_until(Time when) const {
 
 /// Waits for real, without the lock, until a descriptor is ready, the thread is woken or `timeout` of the
 /// PC's time has passed. Returns -1 with errno when a signal came, else 0.
-int Clock::block(Lock& lock, const ProgramThread& self, std::span<const pollfd> fds,
+int Clock::block(const ProgramThread& self, std::span<const pollfd> fds,
                  std::optional<std::chrono::nanoseconds> timeout, bool cancellable) {
   std::vector<pollfd> watched(fds.begin(), fds.end());
   watched.push_back({self.wake_event.get(), POLLIN, 0});
   const timespec left = to_timespec(timeout.value_or(std::chrono::nanoseconds(0)));
-  lock.unlock();
-  int result = 0;
-  if (cancellable) {
-    const Cancellable window(self);
-    result = cancellable_ppoll(watched.data(), watched.size(), timeout ? &left : nullptr);
-  } else {
-    result = real::ppoll(watched.data(), watched.size(), timeout ? &left : nullptr, nullptr);
+  int result = 0, error = 0;
+  {
+    const Unlocked unlocked(mutex_);
+    if (cancellable) {
+      const Cancellable window(self);
+      result = cancellable_ppoll(watched.data(), watched.size(), timeout ? &left : nullptr);
+    } else {
+      result = real::ppoll(watched.data(), watched.size(), timeout ? &left : nullptr, nullptr);
+    }
+    error = errno;
   }
-  const int error = errno;
-  lock.lock();
   drain(self.wake_event.get());
   errno = error;
   return result < 0 ? -1 : 0;
 }
 
-void Clock::end_if_cancelled(Lock& lock, const ProgramThread& self) {
+void Clock::end_if_cancelled(const ProgramThread& self) {
   if (!self.cancelled) return;
-  lock.unlock();
-  {
-    const Cancellable window(self);
-    pthread_testcancel();
-  }
-  lock.lock();
+  const Unlocked unlocked(mutex_);
+  const Cancellable window(self);
+  pthread_testcancel();
 }
 
 int Clock::wait(std::span<pollfd> fds, std::optional<Time> deadline) {
   ProgramThread& self = *this_thread();
-  Lock lock(mutex_);
-  const Waiting waiting(*this, lock, self);
+  const Locked lock(mutex_);
+  const Waiting waiting(*this, self);
   for (;;) {
     const int ready = real::poll(fds.data(), fds.size(), 0);
     if (ready != 0) return ready;
-    if (pace_ == Pace::scaled && run_due_event(lock)) continue;
+    if (pace_ == Pace::scaled && run_due_event()) continue;
     if (deadline && now() >= *deadline) return 0;
-    end_if_cancelled(lock, self);
+    end_if_cancelled(self);
 
     self.fds.assign(fds.begin(), fds.end());
     self.deadline = deadline;
     set_running(self, false);
-    run(lock);
+    run();
     if (self.running) continue;
     // With the board switched off, time stands still, and what is left of the wait is spent for real.
     const bool last = stopped() && pace_ != Pace::scaled;
@@ -266,7 +260,7 @@ int Clock::wait(std::span<pollfd> fds, std::optional<Time> deadline) {
     } else if (last && deadline) {
       timeout = real_time_until(*deadline);
     }
-    if (block(lock, self, fds, timeout, true) < 0) return -1;
+    if (block(self, fds, timeout, true) < 0) return -1;
     set_running(self, true);
     if (last && deadline) return real::poll(fds.data(), fds.size(), 0);
   }
@@ -274,15 +268,15 @@ int Clock::wait(std::span<pollfd> fds, std::optional<Time> deadline) {
 
 int Clock::lock_mutex(pthread_mutex_t* mutex) {
   ProgramThread& self = *this_thread();
-  Lock lock(mutex_);
-  const Waiting waiting(*this, lock, self);
+  const Locked lock(mutex_);
+  const Waiting waiting(*this, self);
   mutex_waiters_.fetch_add(1);
   int result = 0;
   while ((result = real::pthread_mutex_trylock(mutex)) == EBUSY) {
     self.blocked_on = mutex;
     set_running(self, false);
-    run(lock);
-    if (!self.running) block(lock, self, {}, kMutexLook, false);
+    run();
+    if (!self.running) block(self, {}, kMutexLook, false);
     set_running(self, true);
   }
   mutex_waiters_.fetch_sub(1);
@@ -292,22 +286,22 @@ int Clock::lock_mutex(pthread_mutex_t* mutex) {
 void Clock::mutex_unlocked(pthread_mutex_t* mutex) {
   // An atomic addition, not a load: it must not be seen before the unlocking.
   if (mutex_waiters_.fetch_add(0) == 0) return;
-  const Lock lock(mutex_);
+  const Locked lock(mutex_);
   release(mutex);
 }
 
 void Clock::wait_for_end(pthread_t thread) {
   ProgramThread& self = *this_thread();
-  Lock lock(mutex_);
-  const Waiting waiting(*this, lock, self);
+  const Locked lock(mutex_);
+  const Waiting waiting(*this, self);
   const ProgramThread* const awaited = find(thread);
   if (awaited == nullptr || awaited == &self) return;
   while (find(thread) == awaited) {
-    end_if_cancelled(lock, self);
+    end_if_cancelled(self);
     self.blocked_on = awaited;
     set_running(self, false);
-    run(lock);
-    if (!self.running) block(lock, self, {}, std::nullopt, true);
+    run();
+    if (!self.running) block(self, {}, std::nullopt, true);
     set_running(self, true);
   }
 }
@@ -323,7 +317,7 @@ void Clock::release(const void* awaited) {
 // ---- what tests and threads do ----------------------------------------------------------------------------
 
 void Clock::cancelled(pthread_t thread) {
-  const Lock lock(mutex_);
+  const Locked lock(mutex_);
   ProgramThread* const found = find(thread);
   if (found == nullptr) return;
   found->cancelled = true;
@@ -331,67 +325,67 @@ void Clock::cancelled(pthread_t thread) {
 }
 
 void Clock::at(Time when, std::function<void()> event) {
-  Lock lock(mutex_);
+  const Locked lock(mutex_);
   events_.emplace(when, std::move(event));
   if (pace_ == Pace::scaled) {
     wake_all();
   } else {
-    run(lock);
+    run();
   }
 }
 
 bool Clock::advance(Time span) {
   if (pace_ != Pace::stepped) throw std::logic_error("boardsim: only a stepped board can be advanced");
-  Lock lock(mutex_);
+  const Locked lock(mutex_);
   const Time target = now() + span;
   for (;;) {
-    if (!rest(lock)) return false;
+    if (!rest()) return false;
     const auto next = next_due();
     if (!next || *next > target) break;
     move_to(*next);
-    if (!run_due_event(lock)) wake_due();
+    if (!run_due_event()) wake_due();
   }
   move_to(target);
   return true;
 }
 
 bool Clock::settle() {
-  Lock lock(mutex_);
-  return rest(lock);
+  const Locked lock(mutex_);
+  return rest();
 }
 
 std::shared_ptr<ProgramThread> Clock::add_thread(std::shared_ptr<BoardState> board) {
   auto thread = std::make_shared<ProgramThread>(std::move(board), *this);
-  const Lock lock(mutex_);
+  const Locked lock(mutex_);
   threads_.push_back(thread);
   ++running_;
   return thread;
 }
 
 void Clock::set_handle(ProgramThread& thread, pthread_t handle) {
-  const Lock lock(mutex_);
+  const Locked lock(mutex_);
   thread.handle = handle;
   thread.started = true;
 }
 
 void Clock::remove_thread(ProgramThread& thread) {
-  Lock lock(mutex_);
+  const Locked lock(mutex_);
   const auto gone = std::erase_if(threads_, [&](const auto& entry) { return entry.get() == &thread; });
   invariant(gone == 1, "a thread is entered once, and leaves once");
   release(&thread);
   set_running(thread, false);
   invariant(running_ == running_threads(), "the threads that run are counted");
-  run(lock);
+  run();
 }
 
 int Clock::threads() const {
-  const Lock lock(mutex_);
+  const Locked lock(mutex_);
   return static_cast<int>(threads_.size());
 }
 
 void Clock::stop() {
   std::multimap<Time, std::function<void()>> dropped;
-  const Lock lock(mutex_);
+  const Locked lock(mutex_);
   stopped_.store(true, std::memory_order_release);
   dropped.swap(events_);
   wake_all();

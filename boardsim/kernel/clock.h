@@ -9,11 +9,11 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <vector>
 
+#include "boardsim/kernel/lock.h"
 #include "boardsim/kernel/program.h"
 #include "boardsim/kernel/time.h"
 
@@ -61,39 +61,39 @@ class Clock {
   bool stopped() const { return stopped_.load(std::memory_order_acquire); }
 
  private:
-  using Lock = std::unique_lock<std::mutex>;
   class Waiting;
 
-  void set_running(ProgramThread& thread, bool running);
-  void wake(ProgramThread& thread);
-  void wake_all();
-  void run(Lock& lock);
-  bool rest(Lock& lock);
-  bool wake_ready();
-  void wake_due();
-  bool run_due_event(Lock& lock);
-  int running_threads() const;
-  std::optional<Time> next_due() const;
-  void move_to(Time when);
+  void set_running(ProgramThread& thread, bool running) BOARDSIM_LOCKS(requires_capability(mutex_));
+  void wake(ProgramThread& thread) BOARDSIM_LOCKS(requires_capability(mutex_));
+  void wake_all() BOARDSIM_LOCKS(requires_capability(mutex_));
+  void run() BOARDSIM_LOCKS(requires_capability(mutex_));
+  bool rest() BOARDSIM_LOCKS(requires_capability(mutex_));
+  bool wake_ready() BOARDSIM_LOCKS(requires_capability(mutex_));
+  void wake_due() BOARDSIM_LOCKS(requires_capability(mutex_));
+  bool run_due_event() BOARDSIM_LOCKS(requires_capability(mutex_));
+  int running_threads() const BOARDSIM_LOCKS(requires_capability(mutex_));
+  std::optional<Time> next_due() const BOARDSIM_LOCKS(requires_capability(mutex_));
+  void move_to(Time when) BOARDSIM_LOCKS(requires_capability(mutex_));
   std::chrono::nanoseconds real_time_until(Time when) const;
-  int block(Lock& lock, const ProgramThread& self, std::span<const pollfd> fds,
-            std::optional<std::chrono::nanoseconds> timeout, bool cancellable);
-  void end_if_cancelled(Lock& lock, const ProgramThread& self);
-  void release(const void* awaited);
-  ProgramThread* find(pthread_t thread);
+  int block(const ProgramThread& self, std::span<const pollfd> fds,
+            std::optional<std::chrono::nanoseconds> timeout, bool cancellable)
+      BOARDSIM_LOCKS(requires_capability(mutex_));
+  void end_if_cancelled(const ProgramThread& self) BOARDSIM_LOCKS(requires_capability(mutex_));
+  void release(const void* awaited) BOARDSIM_LOCKS(requires_capability(mutex_));
+  ProgramThread* find(pthread_t thread) BOARDSIM_LOCKS(requires_capability(mutex_));
 
   const Pace pace_;
   const double speed_;
   const std::chrono::nanoseconds switched_on_;  ///< by the PC's clock
-  mutable std::mutex mutex_;
-  std::condition_variable at_rest_;
+  mutable Mutex mutex_;
+  std::condition_variable_any at_rest_;
   std::atomic<bool> stopped_{false};
   std::atomic<Time::rep> now_{0};
   std::atomic<int> mutex_waiters_{0};
-  int running_ = 0;
-  bool moving_ = false;  ///< a thread is moving time in run()
-  std::multimap<Time, std::function<void()>> events_;
-  std::vector<std::shared_ptr<ProgramThread>> threads_;
+  int running_ BOARDSIM_LOCKS(guarded_by(mutex_)) = 0;
+  bool moving_ BOARDSIM_LOCKS(guarded_by(mutex_)) = false;  ///< a thread is moving time in run()
+  std::multimap<Time, std::function<void()>> events_ BOARDSIM_LOCKS(guarded_by(mutex_));
+  std::vector<std::shared_ptr<ProgramThread>> threads_ BOARDSIM_LOCKS(guarded_by(mutex_));
 };
 
 }  // namespace boardsim

@@ -34,4 +34,18 @@ class BOARDSIM_LOCKS(scoped_lockable) Locked {
   Mutex& mutex_;
 };
 
+/// Lets a lock go for as long as it lives; it is held again however the thread leaves, by cancellation too.
+class BOARDSIM_LOCKS(scoped_lockable) Unlocked {
+ public:
+  explicit Unlocked(Mutex& mutex) BOARDSIM_LOCKS(release_capability(mutex)) : mutex_(mutex) {
+    mutex_.unlock();
+  }
+  ~Unlocked() BOARDSIM_LOCKS(release_capability()) { mutex_.lock(); }
+  Unlocked(const Unlocked&) = delete;
+  Unlocked& operator=(const Unlocked&) = delete;
+
+ private:
+  Mutex& mutex_;
+};
+
 }  // namespace boardsim

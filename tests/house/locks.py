@@ -4,12 +4,12 @@ import subprocess
 
 import tree
 
-# What works on the board's state, which one lock guards. boardsim/libc/ only calls it.
-ROOMS = ("boardsim/board/", "boardsim/calls/", "boardsim/control/", "boardsim/tool/")
+# The clock and its lock, and what works on the board's state, which one lock guards. boardsim/libc/ only calls it.
+ROOMS = ("boardsim/kernel/", "boardsim/board.cpp", "boardsim/board/", "boardsim/calls/", "boardsim/control/", "boardsim/tool/")
 
 
 def locks(complain):
-    """The board's state is touched only with its lock held, as clang's thread-safety analysis sees it (takes a minute)."""
+    """The board's state and its clock are touched only with its lock held, as clang's thread-safety analysis sees it (takes a minute)."""
     if shutil.which("clang++") is None:
         return "clang++ is not installed (Debian package clang)"
     command = ["clang++", "-std=gnu++20", "-fsyntax-only", "-I.", "-Wthread-safety", "-DBOARDSIM_VERSION=\"\""]
