@@ -36,7 +36,7 @@ std::vector<TestRequest> requests_of(const CommandLine& line) {
 // Whether tests are asked for behind one that takes the board down.
 bool goes_on_after_restart(const std::vector<WantedTest>& tests) {
   return std::any_of(tests.begin(), tests.end() - 1,
-                     [](const WantedTest& test) { return test.code == restart_code; });
+                     [](const WantedTest& test) { return test.code == kRestartCode; });
 }
 
 // False when the report could not be written.
@@ -63,7 +63,7 @@ ProgressStyle style_of(const CommandLine& line, const Environment& around) {
 int run_tests(const CommandLine& line, const Environment& around) {
   if (line.tests.empty()) {
     around.err << "t1station: no test is selected; \"t1station list\" shows them all" << std::endl;
-    return exit_code::nothing_selected;
+    return exit_code::kNothingSelected;
   }
   if (goes_on_after_restart(line.tests)) {
     around.err << "t1station: restart is not the last test: the board will be gone for those behind it"
@@ -86,7 +86,7 @@ int run_tests(const CommandLine& line, const Environment& around) {
   const bool has_json = write_report(line.json_file, json_report(report), around.err);
   const bool has_junit = write_report(line.junit_file, junit_report(report), around.err);
   const int code = exit_code_of(report);
-  return code == exit_code::passed && !(has_json && has_junit) ? exit_code::unwritten : code;
+  return code == exit_code::kPassed && !(has_json && has_junit) ? exit_code::kUnwritten : code;
 }
 
 int echo(const CommandLine& line, const Environment& around) {
@@ -94,7 +94,7 @@ int echo(const CommandLine& line, const Environment& around) {
     return rs485_echo(line.echo, around.interrupt, around.out);
   } catch (const LinkError& error) {
     around.err << "t1station: " << error.what() << std::endl;
-    return around.interrupt.is_raised() ? exit_code::interrupted : exit_code::broken;
+    return around.interrupt.is_raised() ? exit_code::kInterrupted : exit_code::kBroken;
   }
 }
 
@@ -105,10 +105,10 @@ int watch(const CommandLine& line, const Environment& around) {
   try {
     return monitor(opening, around.clock, line.limits, line.quit, around.out);
   } catch (const Interrupted&) {
-    return exit_code::interrupted;
+    return exit_code::kInterrupted;
   } catch (const std::runtime_error& error) {
     progress.notice(error.what());
-    return around.interrupt.is_raised() ? exit_code::interrupted : exit_code::broken;
+    return around.interrupt.is_raised() ? exit_code::kInterrupted : exit_code::kBroken;
   }
 }
 
@@ -116,10 +116,10 @@ int obey(const CommandLine& line, const Environment& around) {
   switch (line.command) {
     case CommandLine::Command::help:
       around.out << line.help;
-      return exit_code::passed;
+      return exit_code::kPassed;
     case CommandLine::Command::list:
       around.out << tests_table(line.family);
-      return exit_code::passed;
+      return exit_code::kPassed;
     case CommandLine::Command::run:
       return run_tests(line, around);
     case CommandLine::Command::monitor:
@@ -127,7 +127,7 @@ int obey(const CommandLine& line, const Environment& around) {
     case CommandLine::Command::rs485_echo:
       return echo(line, around);
   }
-  return exit_code::usage;
+  return exit_code::kUsage;
 }
 
 }  // namespace
@@ -137,13 +137,13 @@ int run_app(const std::vector<std::string>& arguments, const Environment& around
     const int code = obey(parse_command_line(arguments), around);
     if (around.out << std::flush) return code;
     around.err << "t1station: standard output cannot be written" << std::endl;
-    return code == exit_code::passed ? exit_code::unwritten : code;
+    return code == exit_code::kPassed ? exit_code::kUnwritten : code;
   } catch (const Unwritable& error) {
     around.err << "t1station: " << error.what() << "; nothing was run" << std::endl;
-    return exit_code::unwritten;
+    return exit_code::kUnwritten;
   } catch (const UsageError& error) {
     around.err << "t1station: " << error.what() << std::endl;
-    return exit_code::usage;
+    return exit_code::kUsage;
   }
 }
 

@@ -83,8 +83,8 @@ std::int32_t parse_code(const std::string& word) {
       number > std::numeric_limits<std::int32_t>::max()) {
     throw UsageError("the test code " + word + " does not fit into 32 bits");
   }
-  if (number == service_code) throw UsageError("255 is the code of the board's own messages, not of a test");
-  if (number == quit_code)
+  if (number == kServiceCode) throw UsageError("255 is the code of the board's own messages, not of a test");
+  if (number == kQuitCode)
     throw UsageError("62208 is the quit request, not a test; it is sent at the end anyway");
   return static_cast<std::int32_t>(number);
 }

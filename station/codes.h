@@ -16,7 +16,7 @@ inline bool takes_parameter(const catalogue::Test& test) {
 }
 
 /// The code of the test that restarts the board after its reply.
-inline constexpr std::int32_t restart_code = -15;
+inline constexpr std::int32_t kRestartCode = -15;
 
 /// What a person calls this test: the title, or "test 1234" for a code that is not in the catalogue.
 std::string title_of(std::int32_t code);

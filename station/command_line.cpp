@@ -16,7 +16,7 @@
 namespace t1station {
 namespace {
 
-constexpr std::string_view code_mark = "code:";
+constexpr std::string_view kCodeMark = "code:";
 
 bool is_negative_code(const std::string& word) {
   return word.size() > 1 && word[0] == '-' && word[1] >= '0' && word[1] <= '9';
@@ -39,13 +39,13 @@ std::vector<std::string> with_marked_codes(const CLI::App& app, const std::vecto
   for (const std::string& word : arguments) {
     const bool is_value = !marked.empty() && takes_value(app, marked.back());
     if (word == "--" && !is_value) continue;  // every word that looks like a code is one anyway
-    marked.push_back(!is_value && is_negative_code(word) ? std::string(code_mark) + word : word);
+    marked.push_back(!is_value && is_negative_code(word) ? std::string(kCodeMark) + word : word);
   }
   return marked;
 }
 
 std::string without_mark(const std::string& word) {
-  return word.starts_with(code_mark) ? word.substr(code_mark.size()) : word;
+  return word.starts_with(kCodeMark) ? word.substr(kCodeMark.size()) : word;
 }
 
 // Numbers of seconds and the like. CLI11's own check lets "nan" and "inf" pass.

@@ -95,7 +95,7 @@ Document parse_document(std::string_view gbk) {
   }
   const pugi::xml_node root = only_child(xml, "TestItem");
   const std::int32_t code = code_of(root);
-  if (code == service_code) return read_service_message(root);
+  if (code == kServiceCode) return read_service_message(root);
   return read_reply(root, code);
 }
 

@@ -12,9 +12,9 @@
 namespace t1station {
 
 /// The test code of everything a board sends without being asked: banner, menu, heartbeat.
-inline constexpr std::int32_t service_code = 255;
+inline constexpr std::int32_t kServiceCode = 255;
 /// The request that makes a board close the connection, about one second later and without a reply.
-inline constexpr std::int32_t quit_code = 62208;
+inline constexpr std::int32_t kQuitCode = 62208;
 
 /// A board's answer to one request. Texts are clean UTF-8.
 struct Reply {

@@ -21,12 +21,12 @@ std::int32_t read_length(std::string_view bytes) {
 }  // namespace
 
 std::string make_record(std::string_view document) {
-  if (document.empty() || document.size() > longest_request) {
+  if (document.empty() || document.size() > kLongestRequest) {
     throw UsageError("a request of " + std::to_string(document.size()) + " bytes cannot be sent: 1 to " +
-                     std::to_string(longest_request) + " bytes");
+                     std::to_string(kLongestRequest) + " bytes");
   }
   std::string record;
-  record.reserve(length_field_size + document.size());
+  record.reserve(kLengthFieldSize + document.size());
   for (unsigned shift = 0; shift < 32; shift += 8) {
     record.push_back(static_cast<char>(document.size() >> shift & 0xFF));
   }
@@ -38,15 +38,15 @@ void RecordReader::feed(std::string_view bytes) {
 }
 
 std::optional<std::string> RecordReader::next() {
-  if (pending_.size() < length_field_size) return std::nullopt;
+  if (pending_.size() < kLengthFieldSize) return std::nullopt;
   const std::int32_t length = read_length(pending_);
-  if (length < 1 || length > static_cast<std::int32_t>(longest_reply)) {
+  if (length < 1 || length > static_cast<std::int32_t>(kLongestReply)) {
     throw ProtocolError("the board announced a record of " + std::to_string(length) + " bytes; 1 to " +
-                        std::to_string(longest_reply) + " are possible");
+                        std::to_string(kLongestReply) + " are possible");
   }
-  const std::size_t end = length_field_size + static_cast<std::size_t>(length);
+  const std::size_t end = kLengthFieldSize + static_cast<std::size_t>(length);
   if (pending_.size() < end) return std::nullopt;
-  std::string document = pending_.substr(length_field_size, static_cast<std::size_t>(length));
+  std::string document = pending_.substr(kLengthFieldSize, static_cast<std::size_t>(length));
   pending_.erase(0, end);
   return document;
 }

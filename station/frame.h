@@ -9,11 +9,11 @@
 namespace t1station {
 
 /// Bytes of the length field in front of every document.
-inline constexpr std::size_t length_field_size = 4;
+inline constexpr std::size_t kLengthFieldSize = 4;
 /// The longest document that a board's record has room for, in bytes.
-inline constexpr std::size_t longest_reply = 2048;
+inline constexpr std::size_t kLongestReply = 2048;
 /// The longest document that a board takes from a station, in bytes; with more it closes the connection.
-inline constexpr std::size_t longest_request = 512;
+inline constexpr std::size_t kLongestRequest = 512;
 
 /// The record that carries `document` to the board.
 /// Throws UsageError when the document is empty or longer than `longest_request`.

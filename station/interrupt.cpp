@@ -15,16 +15,16 @@
 namespace t1station {
 namespace {
 
-constexpr std::int64_t one_hangup = 1'000'000'000;  // nanoseconds
+constexpr std::int64_t kOneHangup = 1'000'000'000;  // nanoseconds
 
 Interrupt* watched = nullptr;
-std::atomic<std::int64_t> last_hangup = -one_hangup;
+std::atomic<std::int64_t> last_hangup = -kOneHangup;
 
 bool is_same_hangup() {
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);
   const std::int64_t nanoseconds = std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
-  return nanoseconds - last_hangup.exchange(nanoseconds) < one_hangup;
+  return nanoseconds - last_hangup.exchange(nanoseconds) < kOneHangup;
 }
 
 extern "C" void on_signal(int signal) {

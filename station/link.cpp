@@ -22,7 +22,7 @@
 namespace t1station {
 namespace {
 
-constexpr double send_patience = 10;  // seconds without any progress
+constexpr double kSendPatience = 10;  // seconds without any progress
 
 enum class Event { ready, timed_out, interrupted };
 
@@ -86,7 +86,7 @@ AddressList look_up(const Address& address) {
 
 Address parse_address(const std::string& text) {
   const std::size_t colon = text.find(':');
-  Address address{text.substr(0, colon), default_port};
+  Address address{text.substr(0, colon), kDefaultPort};
   if (colon != std::string::npos) address.port = text.substr(colon + 1);
   std::uint16_t port = 0;
   const char* end = address.port.data() + address.port.size();
@@ -135,7 +135,7 @@ void TcpLink::send(std::string_view bytes) {
     if (sent >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(sent));
     } else if (errno == EAGAIN) {
-      if (wait_for(socket_, POLLOUT, send_patience, interrupt_) != Event::ready) {
+      if (wait_for(socket_, POLLOUT, kSendPatience, interrupt_) != Event::ready) {
         throw LinkError("the board takes no more bytes");
       }
     } else if (errno != EINTR) {

@@ -46,7 +46,7 @@ struct Address {
 };
 
 /// The port on which boards listen unless something else is said.
-inline constexpr const char* default_port = "36001";
+inline constexpr const char* kDefaultPort = "36001";
 
 /// Reads HOST[:PORT]. Throws UsageError for an empty host or a port that is none.
 Address parse_address(const std::string& text);

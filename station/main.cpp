@@ -62,6 +62,6 @@ int main(int argc, char** argv) {
     return t1station::run_app(std::vector<std::string>(argv + 1, argv + argc), around);
   } catch (const std::exception& error) {
     std::cerr << "t1station: " << error.what() << std::endl;
-    return t1station::exit_code::broken;
+    return t1station::exit_code::kBroken;
   }
 }

@@ -17,7 +17,7 @@
 namespace t1station {
 namespace {
 
-constexpr double long_wait = 3600;  // seconds; without a limit the wait is simply repeated
+constexpr double kLongWait = 3600;  // seconds; without a limit the wait is simply repeated
 
 std::string indented(const std::string& lines) {
   std::string result;
@@ -68,16 +68,16 @@ class Watch {
   int run(Session& session) {
     try {
       while (!is_over()) {
-        const double left = limits_.seconds ? std::max(0.0, *limits_.seconds - elapsed()) : long_wait;
+        const double left = limits_.seconds ? std::max(0.0, *limits_.seconds - elapsed()) : kLongWait;
         if (const std::optional<std::string> record = session.next_record(left)) show(*record);
       }
     } catch (const Interrupted&) {
-      return exit_code::interrupted;
+      return exit_code::kInterrupted;
     } catch (const std::runtime_error& error) {
       print("ended: " + std::string(error.what()) + "\n");
-      return exit_code::broken;
+      return exit_code::kBroken;
     }
-    return has_unreadable_ ? exit_code::broken : exit_code::passed;
+    return has_unreadable_ ? exit_code::kBroken : exit_code::kPassed;
   }
 
  private:

@@ -11,10 +11,10 @@
 namespace t1station {
 namespace {
 
-constexpr double retry_pause = 0.1;  // seconds between two tries to connect
-constexpr double short_while = 2;    // seconds in which a board that is free has greeted
+constexpr double kRetryPause = 0.1;  // seconds between two tries to connect
+constexpr double kShortWhile = 2;    // seconds in which a board that is free has greeted
 
-constexpr const char* busy = "the board is busy with another station";
+constexpr const char* kBusy = "the board is busy with another station";
 
 }  // namespace
 
@@ -53,17 +53,17 @@ std::unique_ptr<Link> Opening::open(const Greet& greet) {
     }
     if (absent >= patience_.absence) throw LinkError(reason);
     observer_.waiting(reason, absent);
-    connector_.pause(retry_pause);
-    absent += retry_pause;
+    connector_.pause(kRetryPause);
+    absent += kRetryPause;
   }
 }
 
 void Opening::wait_for_greeting(Link& link, double seconds, const Greet& greet) {
   bool is_busy = false, is_warned = false;
   const Tick tick = [&](double elapsed) {
-    if (elapsed >= short_while && !is_busy) {
+    if (elapsed >= kShortWhile && !is_busy) {
       is_busy = true;
-      observer_.notice(std::string(busy) + "; waiting up to " + whole_seconds_text(seconds) +
+      observer_.notice(std::string(kBusy) + "; waiting up to " + whole_seconds_text(seconds) +
                        " s for its greeting");
     }
     if (interrupt_.is_noted() && !is_warned) {
@@ -73,7 +73,7 @@ void Opening::wait_for_greeting(Link& link, double seconds, const Greet& greet) 
           "more to "
           "leave all the same");
     }
-    if (is_busy) observer_.waiting(busy, elapsed);
+    if (is_busy) observer_.waiting(kBusy, elapsed);
   };
   const auto say_what_leaving_does = [this] {
     observer_.notice(

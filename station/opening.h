@@ -49,7 +49,7 @@ struct Patience {
   double greeting = 300;  ///< seconds for banner and menu once the connection stands
 };
 
-/// Is told how a connection comes about.
+/// Called while a connection comes about.
 class OpeningObserver {
  public:
   OpeningObserver() = default;

@@ -12,13 +12,13 @@
 namespace t1station {
 namespace {
 
-constexpr std::string_view spinner = "|/-\\";
-constexpr std::size_t bar_width = 20;
+constexpr std::string_view kSpinner = "|/-\\";
+constexpr std::size_t kBarWidth = 20;
 
 std::string bar(double share) {
-  const double filled = std::clamp(share, 0.0, 1.0) * static_cast<double>(bar_width);
+  const double filled = std::clamp(share, 0.0, 1.0) * static_cast<double>(kBarWidth);
   const std::size_t count = static_cast<std::size_t>(filled);
-  return std::string("[").append(count, '#').append(bar_width - count, '.').append("]");
+  return std::string("[").append(count, '#').append(kBarWidth - count, '.').append("]");
 }
 
 std::string whole(double seconds) {
@@ -84,9 +84,9 @@ void Progress::waiting(const std::string& reason, double elapsed) {
 // The one line of a terminal.
 void Progress::redraw(double elapsed, const std::string& rest) {
   if (!style_.live) return;
-  const std::size_t turn = static_cast<std::size_t>(std::max(0.0, elapsed * 10)) % spinner.size();
+  const std::size_t turn = static_cast<std::size_t>(std::max(0.0, elapsed * 10)) % kSpinner.size();
   std::string line;
-  line += spinner[turn];
+  line += kSpinner[turn];
   if (total_ > 0) line += " " + heading() + " ";
   line += " " + rest;
   erase_line();

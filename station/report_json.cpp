@@ -1,4 +1,3 @@
-// Results as JSON.
 #include "station/report_json.h"
 
 #include <cmath>

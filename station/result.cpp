@@ -9,7 +9,7 @@ namespace t1station {
 namespace {
 
 // In the order of the enumeration.
-constexpr std::array<OutcomeTexts, 6> outcome_texts{{
+constexpr std::array<OutcomeTexts, 6> kOutcomeTexts{{
     {Outcome::passed, "passed", "Pass", "passed"},
     {Outcome::failed, "failed", "Fail", "failed"},
     {Outcome::timed_out, "timed_out", "no reply", "without reply"},
@@ -21,15 +21,15 @@ constexpr std::array<OutcomeTexts, 6> outcome_texts{{
 }  // namespace
 
 std::span<const OutcomeTexts> outcomes() {
-  return outcome_texts;
+  return kOutcomeTexts;
 }
 
 std::string_view outcome_name(Outcome outcome) {
-  return outcome_texts.at(static_cast<std::size_t>(outcome)).name;
+  return kOutcomeTexts.at(static_cast<std::size_t>(outcome)).name;
 }
 
 std::string_view outcome_label(Outcome outcome) {
-  return outcome_texts.at(static_cast<std::size_t>(outcome)).label;
+  return kOutcomeTexts.at(static_cast<std::size_t>(outcome)).label;
 }
 
 std::size_t RunReport::count(Outcome outcome) const {
@@ -43,12 +43,12 @@ double RunReport::seconds() const {
 }
 
 int exit_code_of(const RunReport& report) {
-  if (report.results.empty()) return exit_code::nothing_selected;
-  if (report.count(Outcome::interrupted) > 0) return exit_code::interrupted;
-  if (report.count(Outcome::timed_out) + report.count(Outcome::broken) > 0) return exit_code::broken;
-  if (report.count(Outcome::failed) > 0) return exit_code::failed;
+  if (report.results.empty()) return exit_code::kNothingSelected;
+  if (report.count(Outcome::interrupted) > 0) return exit_code::kInterrupted;
+  if (report.count(Outcome::timed_out) + report.count(Outcome::broken) > 0) return exit_code::kBroken;
+  if (report.count(Outcome::failed) > 0) return exit_code::kFailed;
   // Tests that were left out, and no reason above: the run was stopped between two tests.
-  return report.count(Outcome::not_run) > 0 ? exit_code::interrupted : exit_code::passed;
+  return report.count(Outcome::not_run) > 0 ? exit_code::kInterrupted : exit_code::kPassed;
 }
 
 }  // namespace t1station

@@ -63,13 +63,13 @@ struct RunReport {
 
 /// The exit codes of the client.
 namespace exit_code {
-inline constexpr int passed = 0;
-inline constexpr int failed = 1;
-inline constexpr int interrupted = 2;
-inline constexpr int usage = 4;
-inline constexpr int nothing_selected = 5;
-inline constexpr int broken = 6;     // also when the PC itself denies the client what it needs
-inline constexpr int unwritten = 7;  // a report or standard output cannot be written, and all is well else
+inline constexpr int kPassed = 0;
+inline constexpr int kFailed = 1;
+inline constexpr int kInterrupted = 2;
+inline constexpr int kUsage = 4;
+inline constexpr int kNothingSelected = 5;
+inline constexpr int kBroken = 6;     // also when the PC itself denies the client what it needs
+inline constexpr int kUnwritten = 7;  // a report or standard output cannot be written, and all is well else
 }  // namespace exit_code
 
 /// The exit code that a run deserves: interrupted before broken or timed out, these before failed.

@@ -1,4 +1,3 @@
-// The station's part of the RS485 echo test, on a serial device of this PC.
 #include "station/rs485_echo.h"
 
 #include <array>
@@ -11,7 +10,7 @@
 namespace t1station {
 namespace {
 
-constexpr double end_of_echo = 0.05;  // seconds of silence that show that nothing comes behind it
+constexpr double kEndOfEcho = 0.05;  // seconds of silence that show that nothing comes behind it
 
 // A frame: a mark, the address, the kind, the length of the whole, the content, and the low 8 bits of the
 // sum.
@@ -51,23 +50,23 @@ int rs485_echo(const Rs485Echo& wanted, const Interrupt& interrupt, std::ostream
   };
   send(first);
   std::string echo = line.receive(first.size(), wanted.timeout);
-  if (echo.size() == first.size()) echo += line.receive(first.size(), end_of_echo);
+  if (echo.size() == first.size()) echo += line.receive(first.size(), kEndOfEcho);
   if (!echo.empty()) out << "received " << hexadecimal(echo) << std::endl;
   if (interrupt.is_raised()) {
     out << "interrupted" << std::endl;
-    return exit_code::interrupted;
+    return exit_code::kInterrupted;
   }
   if (echo.empty()) {
     out << "no echo: the board is not waiting for it, or the line is open or turned round" << std::endl;
-    return exit_code::broken;
+    return exit_code::kBroken;
   }
   if (echo != first) {
     out << (echo.size() == first.size() ? "the echo differs" : "the echo has another length") << std::endl;
-    return exit_code::failed;
+    return exit_code::kFailed;
   }
   send(second);
   out << "the echo is right" << std::endl;
-  return exit_code::passed;
+  return exit_code::kPassed;
 }
 
 }  // namespace t1station

@@ -61,7 +61,7 @@ void Runner::run_one(const TestRequest& request, Result& result) {
     result.test_name = reply.test_name;
     result.description = reply.description;
     // The board goes down behind this reply; nothing more is to be said on this connection.
-    if (request.code == restart_code) give_up(false);
+    if (request.code == kRestartCode) give_up(false);
   } catch (const Interrupted&) {
     result.outcome = Outcome::interrupted;
     result.description = "interrupted by the operator";

@@ -14,7 +14,7 @@
 
 namespace t1station {
 
-/// Is told how a run goes.
+/// Called as a run goes on.
 class Observer : public OpeningObserver {
  public:
   /// Banner and menu came; called once in a run.

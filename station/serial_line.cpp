@@ -1,4 +1,3 @@
-// A serial device of this PC: 8 data bits, no parity, 1 stop bit, nothing interpreted.
 #include "station/serial_line.h"
 
 #include <fcntl.h>
@@ -17,25 +16,25 @@
 namespace t1station {
 namespace {
 
-constexpr double send_patience = 10;  // seconds
+constexpr double kSendPatience = 10;  // seconds
 
 struct Speed {
   int speed;
   speed_t code;
 };
-constexpr std::array<Speed, 13> speeds{{{300, B300},
-                                        {600, B600},
-                                        {1200, B1200},
-                                        {2400, B2400},
-                                        {4800, B4800},
-                                        {9600, B9600},
-                                        {19200, B19200},
-                                        {38400, B38400},
-                                        {57600, B57600},
-                                        {115200, B115200},
-                                        {230400, B230400},
-                                        {460800, B460800},
-                                        {921600, B921600}}};
+constexpr std::array<Speed, 13> kSpeeds{{{300, B300},
+                                         {600, B600},
+                                         {1200, B1200},
+                                         {2400, B2400},
+                                         {4800, B4800},
+                                         {9600, B9600},
+                                         {19200, B19200},
+                                         {38400, B38400},
+                                         {57600, B57600},
+                                         {115200, B115200},
+                                         {230400, B230400},
+                                         {460800, B460800},
+                                         {921600, B921600}}};
 
 termios raw_settings(const termios& before, speed_t speed) {
   termios settings = before;
@@ -54,10 +53,10 @@ termios raw_settings(const termios& before, speed_t speed) {
 
 speed_t speed_code(int speed) {
   const auto found =
-      std::find_if(speeds.begin(), speeds.end(), [&](const Speed& row) { return row.speed == speed; });
-  if (found != speeds.end()) return found->code;
+      std::find_if(kSpeeds.begin(), kSpeeds.end(), [&](const Speed& row) { return row.speed == speed; });
+  if (found != kSpeeds.end()) return found->code;
   std::string text = std::to_string(speed) + " bits per second is no speed of serial lines; those are";
-  for (const Speed& row : speeds) text += " " + std::to_string(row.speed);
+  for (const Speed& row : kSpeeds) text += " " + std::to_string(row.speed);
   throw UsageError(text);
 }
 
@@ -116,7 +115,7 @@ void SerialLine::send(std::string_view bytes) const {
     if (sent > 0) {
       bytes.remove_prefix(static_cast<std::size_t>(sent));
     } else if (sent == 0 || errno == EAGAIN) {
-      if (!is_ready(POLLOUT, send_patience)) throw LinkError(device_ + " takes no more bytes");
+      if (!is_ready(POLLOUT, kSendPatience)) throw LinkError(device_ + " takes no more bytes");
     } else if (errno != EINTR) {
       fail("cannot be written");
     }

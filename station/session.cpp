@@ -9,7 +9,7 @@
 namespace t1station {
 namespace {
 
-constexpr double tick_seconds = 0.1;
+constexpr double kTickSeconds = 0.1;
 
 std::string unasked(const Reply& reply) {
   return "the board sent a reply to " + std::to_string(reply.code) + " that nobody asked for";
@@ -33,7 +33,7 @@ std::optional<std::string> Session::next_record(double seconds, const Tick& tick
     const double elapsed = clock_.now() - start;
     if (tick) tick(elapsed);
     const double left = std::max(0.0, seconds - elapsed);
-    const Received received = link_.receive(tick ? std::min(left, tick_seconds) : left);
+    const Received received = link_.receive(tick ? std::min(left, kTickSeconds) : left);
     switch (received.kind) {
       case Received::Kind::data:
         reader_.feed(received.bytes);
@@ -94,7 +94,7 @@ Reply Session::run(const TestRequest& request, const Tick& tick) {
 
 void Session::leave(double seconds) noexcept {
   try {
-    link_.send(make_record(make_request(quit_code)));
+    link_.send(make_record(make_request(kQuitCode)));
     const double deadline = clock_.now() + seconds;
     while (clock_.now() < deadline) {
       const Received received = link_.receive(deadline - clock_.now());

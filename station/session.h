@@ -29,7 +29,7 @@ using Tick = std::function<void(double elapsed)>;
 bool belongs_to_greeting(const ServiceMessage& message);
 
 /// The conversation over one connection. After any exception it is over: what arrives later can no longer be
-/// told from the reply to the next request.
+/// distinguished from the reply to the next request.
 class Session {
  public:
   /// Both must outlive the session.

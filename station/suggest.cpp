@@ -7,7 +7,7 @@
 namespace t1station {
 namespace {
 
-constexpr std::size_t most = 3;
+constexpr std::size_t kMost = 3;
 
 // How many characters must be put in, taken out or replaced to make one word the other.
 std::size_t distance(std::string_view one, std::string_view other) {
@@ -37,7 +37,7 @@ std::vector<std::string> nearest(std::string_view word, const std::vector<std::s
   std::stable_sort(found.begin(), found.end(),
                    [](const auto& a, const auto& b) { return a.first < b.first; });
   std::vector<std::string> names;
-  for (std::size_t i = 0; i < std::min(found.size(), most); ++i) names.push_back(found[i].second);
+  for (std::size_t i = 0; i < std::min(found.size(), kMost); ++i) names.push_back(found[i].second);
   return names;
 }
 

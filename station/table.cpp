@@ -15,8 +15,8 @@ namespace {
 
 using Row = std::vector<std::string>;
 
-constexpr std::string_view gap = "  ";
-constexpr std::size_t longest_rule = 40;  // columns; descriptions may be much longer
+constexpr std::string_view kGap = "  ";
+constexpr std::size_t kLongestRule = 40;  // columns; descriptions may be much longer
 
 std::string pad_left(const std::string& text, std::size_t columns) {
   const std::size_t width = display_width(text);
@@ -43,7 +43,7 @@ std::vector<std::string> lay_out(const std::vector<Row>& rows, const std::vector
   for (const Row& row : rows) {
     std::string line;
     for (std::size_t i = 0; i < row.size(); ++i) {
-      if (i > 0) line += gap;
+      if (i > 0) line += kGap;
       const bool is_right = std::find(right.begin(), right.end(), i) != right.end();
       line += is_right ? pad_left(row[i], widths[i]) : pad_to_width(row[i], widths[i]);
     }
@@ -112,13 +112,13 @@ std::string results_table(const RunReport& report, bool color) {
     if (color && origins[i]) {
       // Colors go in last, since they take bytes but no columns. What stands before is ASCII.
       const std::string label(outcome_label(origins[i]->outcome));
-      const std::size_t before = widths[0] + gap.size() + widths[1] + gap.size();
+      const std::size_t before = widths[0] + kGap.size() + widths[1] + kGap.size();
       line.replace(before, label.size(), colored_label(origins[i]->outcome, true));
     }
     table += line + "\n";
     if (i == 0) {
       Row rule;
-      for (const std::size_t width : widths) rule.emplace_back(std::min(width, longest_rule), '-');
+      for (const std::size_t width : widths) rule.emplace_back(std::min(width, kLongestRule), '-');
       table += lay_out({rule}, {}).front() + "\n";
     }
   }

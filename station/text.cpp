@@ -14,11 +14,11 @@
 namespace t1station {
 namespace {
 
-constexpr std::uint32_t replacement = 0xFFFD;
-constexpr std::string_view replacement_utf8 = "\xEF\xBF\xBD";
+constexpr std::uint32_t kReplacement = 0xFFFD;
+constexpr std::string_view kReplacementUtf8 = "\xEF\xBF\xBD";
 
 struct Character {
-  std::uint32_t code = replacement;  // replacement when the bytes are no character
+  std::uint32_t code = kReplacement;  // replacement when the bytes are no character
   std::string_view bytes;
 };
 
@@ -32,25 +32,25 @@ Character first_character(std::string_view text) {
     std::uint32_t lead_mask, lead, smallest;
     std::size_t size;
   };
-  static constexpr std::array<Form, 4> forms{{
+  static constexpr std::array<Form, 4> kForms{{
       {0x80, 0x00, 0, 1},
       {0xE0, 0xC0, 0x80, 2},
       {0xF0, 0xE0, 0x800, 3},
       {0xF8, 0xF0, 0x10000, 4},
   }};
   const std::uint32_t lead = static_cast<unsigned char>(text[0]);
-  for (const Form& form : forms) {
+  for (const Form& form : kForms) {
     if ((lead & form.lead_mask) != form.lead || text.size() < form.size) continue;
     std::uint32_t code = lead & ~form.lead_mask;
     for (std::size_t i = 1; i < form.size; ++i) {
-      if (!is_continuation(text[i])) return {replacement, text.substr(0, 1)};
+      if (!is_continuation(text[i])) return {kReplacement, text.substr(0, 1)};
       code = code << 6 | (static_cast<unsigned char>(text[i]) & 0x3FU);
     }
     const bool is_surrogate = code >= 0xD800 && code <= 0xDFFF;
-    if (code < form.smallest || code > 0x10FFFF || is_surrogate) return {replacement, text.substr(0, 1)};
+    if (code < form.smallest || code > 0x10FFFF || is_surrogate) return {kReplacement, text.substr(0, 1)};
     return {code, text.substr(0, form.size)};
   }
-  return {replacement, text.substr(0, 1)};
+  return {kReplacement, text.substr(0, 1)};
 }
 
 bool may_be_shown(std::uint32_t code) {
@@ -59,7 +59,7 @@ bool may_be_shown(std::uint32_t code) {
   const bool turns_text_around = (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
   const bool is_line_end = code == 0x2028 || code == 0x2029;
   return !is_control && !turns_text_around && !is_line_end && (code & 0xFFFE) != 0xFFFE &&
-         code != replacement;
+         code != kReplacement;
 }
 
 struct Range {
@@ -67,7 +67,7 @@ struct Range {
 };
 
 // East Asian Width "wide" and "fullwidth", as far as GBK and common fonts reach.
-constexpr std::array<Range, 13> wide_ranges{{
+constexpr std::array<Range, 13> kWideRanges{{
     {0x1100, 0x115F},
     {0x2E80, 0x303E},
     {0x3041, 0x33FF},
@@ -82,7 +82,7 @@ constexpr std::array<Range, 13> wide_ranges{{
     {0x1F300, 0x1F64F},
     {0x20000, 0x3FFFD},
 }};
-constexpr std::array<Range, 3> zero_width_ranges{{{0x0300, 0x036F}, {0x200B, 0x200F}, {0xFE00, 0xFE0F}}};
+constexpr std::array<Range, 3> kZeroWidthRanges{{{0x0300, 0x036F}, {0x200B, 0x200F}, {0xFE00, 0xFE0F}}};
 
 template <std::size_t n>
 bool is_in(const std::array<Range, n>& ranges, std::uint32_t code) {
@@ -93,8 +93,8 @@ bool is_in(const std::array<Range, n>& ranges, std::uint32_t code) {
 }
 
 std::size_t width_of(std::uint32_t code) {
-  if (code < 0x20 || is_in(zero_width_ranges, code)) return 0;
-  return is_in(wide_ranges, code) ? 2 : 1;
+  if (code < 0x20 || is_in(kZeroWidthRanges, code)) return 0;
+  return is_in(kWideRanges, code) ? 2 : 1;
 }
 
 class Converter {
@@ -138,7 +138,7 @@ std::string clean_text(std::string_view utf8) {
     const Character character = first_character(utf8);
     utf8.remove_prefix(character.bytes.size());
     if (character.code == '\r') continue;
-    clean.append(may_be_shown(character.code) ? character.bytes : replacement_utf8);
+    clean.append(may_be_shown(character.code) ? character.bytes : kReplacementUtf8);
   }
   return clean;
 }

@@ -32,6 +32,15 @@ def types(path):
         scopes.append((namespace[1] or None) if namespace else None)
 
 
+def constants(complain):
+    """A constant of a file, a namespace or a class is named kLikeThis."""
+    for path in tree.files(".h", ".cpp"):
+        for number, line in tree.lines(path):
+            named = re.match(r"(?:(?:inline |static )*|  static )constexpr (?:[^()={]*[ &*])?(\w+)(?:\[\w*\])* ?[={]", line)
+            if named and not re.match(r"k[A-Z0-9]", named[1]):
+                complain(path, number, f"the constant {named[1]} is not named kLikeThis")
+
+
 def one_definition(complain):
     """No type has two definitions in the files of one program: the linker would take either for both, in silence."""
     defined = {path: set(types(path)) for path in tree.files(".h", ".cpp")}

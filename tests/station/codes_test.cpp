@@ -28,7 +28,7 @@ TEST(CodesTest, AllTestsOfBoardsAreThere) {
 
 TEST(CodesTest, TheRestartIsTheLastTestOfEveryFamily) {
   for (const catalogue::Family& family : catalogue::families()) {
-    EXPECT_EQ(catalogue::tests_of(family.name).back()->code, t1station::restart_code) << family.name;
+    EXPECT_EQ(catalogue::tests_of(family.name).back()->code, t1station::kRestartCode) << family.name;
   }
 }
 

@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr int patience_ms = 20000;
+constexpr int kPatienceMs = 20000;
 
 std::uint32_t byte(char value) {
   return static_cast<unsigned char>(value);
@@ -98,7 +98,7 @@ bool FakeBoard::hear(int socket) {
 // Bytes that are there already are read even after the stop.
 bool FakeBoard::wait_readable(int socket) {
   std::array<pollfd, 2> items{{{socket, POLLIN, 0}, {stop_.descriptor(), POLLIN, 0}}};
-  return poll(items.data(), items.size(), patience_ms) > 0 && items[0].revents != 0;
+  return poll(items.data(), items.size(), kPatienceMs) > 0 && items[0].revents != 0;
 }
 
 bool FakeBoard::read_exactly(int socket, char* to, std::size_t size) {

@@ -28,7 +28,7 @@ using namespace t1station;
 const std::string first("\xD0\x01\x06\x0F\x11\x62\x80\x32\x34\x12\x78\x56\x9A\xBC\x75", 15);
 const std::string second("\xD0\x01\x02\x07\x5A\xA5\xD9", 7);
 
-constexpr int patience = 20'000;  // ms until a test has gone wrong
+constexpr int kPatience = 20'000;  // ms until a test has gone wrong
 
 /// A pseudo-terminal as the PC has them: with line editing and echo until somebody changes it.
 class Rs485EchoTest : public testing::Test {
@@ -56,7 +56,7 @@ class Rs485EchoTest : public testing::Test {
     std::string bytes(size, '\0');
     std::size_t count = 0;
     pollfd look{board_end_, POLLIN, 0};
-    while (count < size && poll(&look, 1, patience) > 0) {
+    while (count < size && poll(&look, 1, kPatience) > 0) {
       const ssize_t part = read(board_end_, bytes.data() + count, size - count);
       if (part <= 0) break;
       count += static_cast<std::size_t>(part);
@@ -167,7 +167,7 @@ TEST_F(Rs485EchoTest, WhatArrivedBeforeIsNotTheEcho) {
   tcsetattr(raw, TCSANOW, &now);
   say("old bytes");
   pollfd arrived{raw, POLLIN, 0};
-  ASSERT_EQ(poll(&arrived, 1, patience), 1);
+  ASSERT_EQ(poll(&arrived, 1, kPatience), 1);
   EXPECT_EQ(run_with([&] { say(heard(15)); }), 0);
 }
 
