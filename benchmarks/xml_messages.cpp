@@ -1,4 +1,3 @@
-// The documents of the XML benchmarks.
 #include "benchmarks/xml_messages.h"
 
 #include <cstddef>

@@ -1,4 +1,3 @@
-// Faults that make a system call fail or fall short.
 #include "boardsim/board/call_faults.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// The program's descriptors that the board knows something about.
 #include "boardsim/board/descriptors.h"
 
 #include <fcntl.h>

@@ -2,6 +2,7 @@
 #include "boardsim/board/hardware.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <utility>
 
 #include "boardsim/board/descriptors.h"
@@ -149,6 +150,12 @@ FaultForms Devices::fault_forms() {
   add(bench.fault_forms());
   add(rs485.fault_forms());
   return all;
+}
+
+void Devices::keep_media_in(const std::string& folder) {
+  std::filesystem::create_directories(folder);
+  flash.keep_in(folder + "/mtd4");
+  emmc.keep_in(folder + "/mmcblk0p7");
 }
 
 void Devices::clear_faults() {

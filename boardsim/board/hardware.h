@@ -11,7 +11,6 @@
 #include <utility>
 #include <vector>
 
-#include "boardsim/board.h"
 #include "boardsim/devices/alarm.h"
 #include "boardsim/devices/application.h"
 #include "boardsim/devices/board_files.h"
@@ -101,6 +100,9 @@ struct Devices {
 
   /// The faults of all devices and of what hangs on them.
   FaultForms fault_forms();
+  /// Keeps the flash and the eMMC partition in the files "mtd4" and "mmcblk0p7" of a folder: takes over what
+  /// is there, and writes through from now on. Throws std::runtime_error when the folder cannot be used.
+  void keep_media_in(const std::string& folder);
   /// Takes every device's faults away.
   void clear_faults();
 

@@ -10,7 +10,6 @@
 #include <string_view>
 #include <vector>
 
-#include "boardsim/board.h"
 #include "boardsim/board/call_faults.h"
 #include "boardsim/board/descriptors.h"
 #include "boardsim/board/hardware.h"

@@ -1,4 +1,4 @@
-// The control channel of a board under the launcher, as a test in another process uses it.
+// Commands over a Unix socket, one line each way.
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>

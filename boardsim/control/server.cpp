@@ -1,4 +1,3 @@
-// The control channel's end inside the program's process.
 #include "boardsim/control/server.h"
 
 #include <sys/socket.h>

@@ -1,4 +1,3 @@
-// The camera's main application, as programs of the board meet it on 127.0.0.1 port 7001.
 #include "boardsim/devices/application.h"
 
 #include <arpa/inet.h>

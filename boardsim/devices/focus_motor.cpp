@@ -1,4 +1,3 @@
-// The focus motor behind /dev/motor, and its limit switch on GPIO line 7.
 #include "boardsim/devices/focus_motor.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// The registers of the board's FPGA.
 #include "boardsim/devices/fpga.h"
 
 namespace boardsim {

@@ -1,4 +1,3 @@
-// Boot block, GPIO lines, IR-cut drive and PWM channels of the general I/O driver.
 #include "boardsim/devices/general_io.h"
 
 #include <cerrno>
@@ -54,9 +53,9 @@ std::span<const Request> GeneralIo::requests() const {
 Answer GeneralIo::answer(const Request& request, void* argument) {
   switch (request.number) {
     case kDay:
-      return drive_ir_cut(IrCut::day, value_argument(argument));
+      return drive_ir_cut(IrFilter::Side::day, value_argument(argument));
     case kNight:
-      return drive_ir_cut(IrCut::night, value_argument(argument));
+      return drive_ir_cut(IrFilter::Side::night, value_argument(argument));
     case kBootBlock:
       std::memcpy(argument, boot_block_.data(), boot_block_.size());
       return Answer::ok();
@@ -86,7 +85,7 @@ Answer GeneralIo::gpio(std::uint32_t request, void* line_and_level) {
   return Answer::ok();
 }
 
-Answer GeneralIo::drive_ir_cut(IrCut side, std::uint32_t steps) {
+Answer GeneralIo::drive_ir_cut(IrFilter::Side side, std::uint32_t steps) {
   ir_cut_ = side;
   ir_cut_steps_ = steps;
   return Answer::ok();

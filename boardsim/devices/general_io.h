@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "boardsim/devices/device.h"
+#include "boardsim/devices/ir_filter.h"
 #include "boardsim/families/boot_block.h"
 
 namespace boardsim {
@@ -26,13 +27,10 @@ struct Pwm {
 };
 
 /// Two generations of requests move the same lines. What the requests of an IR-cut drive say is noted only:
-/// Board::filter() does not hang on them.
+/// the filter itself does not hang on them.
 class GeneralIo : public Device {
  public:
   static constexpr unsigned kLines = 256;  ///< GPIO lines 0 to 255
-
-  /// Where the last of those two requests would have driven the filter.
-  enum class IrCut : std::uint8_t { unset, day, night };
 
   std::span<const Request> requests() const override;
   FaultForms fault_forms() override;
@@ -63,7 +61,8 @@ class GeneralIo : public Device {
   /// What a PWM channel was last set to; zeros before that.
   Pwm pwm(std::int32_t channel) const;
 
-  IrCut ir_cut() const { return ir_cut_; }
+  /// Where the last request of an IR-cut drive would have driven the filter.
+  IrFilter::Side ir_cut() const { return ir_cut_; }
   std::uint32_t ir_cut_steps() const { return ir_cut_steps_; }  ///< step count of the last IR-cut drive
 
  private:
@@ -76,14 +75,14 @@ class GeneralIo : public Device {
   };
 
   Answer gpio(std::uint32_t request, void* record);
-  Answer drive_ir_cut(IrCut side, std::uint32_t steps);
+  Answer drive_ir_cut(IrFilter::Side side, std::uint32_t steps);
   Answer set_pwm(const void* record);
 
   BootBlock boot_block_{};
   std::array<Line, kLines> lines_{};
   std::map<unsigned, int> stuck_;
   std::map<std::int32_t, Pwm> pwm_;
-  IrCut ir_cut_ = IrCut::unset;
+  IrFilter::Side ir_cut_ = IrFilter::Side::unset;
   std::uint32_t ir_cut_steps_ = 0;
   std::function<std::optional<int>(unsigned)> outside_{};
   std::function<void(unsigned)> watcher_{};

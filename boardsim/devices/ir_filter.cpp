@@ -1,4 +1,3 @@
-// Electromagnet, shell commands and stepped motor of the IR-cut filter.
 #include "boardsim/devices/ir_filter.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// The lens iris, and the driver that moves it on some boards, /dev/motor1.
 #include "boardsim/devices/iris.h"
 
 #include <cerrno>

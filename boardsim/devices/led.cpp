@@ -25,7 +25,7 @@ Answer Led::answer(const Request& /*request*/, void* argument) {
   return Answer::ok();
 }
 
-std::uint32_t Led::led(std::uint32_t index) const {
+std::uint32_t Led::state(std::uint32_t index) const {
   const auto found = states_.find(index);
   return found == states_.end() ? 0 : found->second;
 }

@@ -16,7 +16,7 @@ class Led : public Device {
   std::span<const Request> requests() const override;
 
   /// The state last written to a diode; 0 before that.
-  std::uint32_t led(std::uint32_t index) const;
+  std::uint32_t state(std::uint32_t index) const;
 
  private:
   Answer answer(const Request& request, void* argument) override;

@@ -38,6 +38,12 @@ MediumFile* Medium::find(std::string_view name) {
   return nullptr;
 }
 
+std::string Medium::content(std::string_view name) {
+  if (const MediumFile* const file = find(name)) return file->content();
+  throw std::invalid_argument("boardsim: there is no file \"" + std::string(name) + "\" on " +
+                              std::string(node_));
+}
+
 MediumFile* Medium::find_or_make(std::string_view name) {
   if (MediumFile* const file = find(name)) return file;
   std::erase_if(files_, [](const auto& file) { return !file->exists() && !file->is_open(); });

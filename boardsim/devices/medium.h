@@ -40,7 +40,9 @@ class Medium : public Device {
 
   /// The file of that name, or null.
   MediumFile* find(std::string_view name);
-  /// The same, but never null: a file that is not there exists once it was opened with O_CREAT.
+  /// What is stored in one. Throws std::invalid_argument when there is none of that name.
+  std::string content(std::string_view name);
+  /// find(), but never null: a file that is not there exists once it was opened with O_CREAT.
   MediumFile* find_or_make(std::string_view name);
   /// Takes a file away. ENOENT, EROFS, or EIO when the medium is gone; one that is open stays readable.
   Answer unlink(std::string_view name);

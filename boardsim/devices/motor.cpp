@@ -1,4 +1,3 @@
-// Filter, iris and focus behind one motor driver.
 #include "boardsim/devices/motor.h"
 
 #include <cerrno>

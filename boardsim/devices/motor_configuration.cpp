@@ -1,4 +1,3 @@
-// The configuration record of the motor drivers: a count and 16 entries of ten words, 644 bytes.
 #include "boardsim/devices/motor_configuration.h"
 
 #include "boardsim/devices/records.h"

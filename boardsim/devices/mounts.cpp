@@ -129,7 +129,12 @@ Medium* Mounts::medium(std::string_view node) {
   return found != media.end() ? &*found : nullptr;
 }
 
-std::vector<std::string> Mounts::mounts() const {
+Medium& Mounts::at(std::string_view node) {
+  if (Medium* const known = medium(node)) return *known;
+  throw std::invalid_argument("boardsim: there is no storage medium behind \"" + std::string(node) + "\"");
+}
+
+std::vector<std::string> Mounts::mounted() const {
   std::vector<std::string> lines;
   for (const Mount& mount : mounts_)
     lines.push_back(std::string(mount.medium->node()) + " on " + mount.place);

@@ -56,8 +56,10 @@ class Mounts {
 
   /// The medium behind a node, or null.
   Medium* medium(std::string_view node);
+  /// The same; throws std::invalid_argument for another node.
+  Medium& at(std::string_view node);
   /// "/dev/msb1 on /mnt/test", in the order of mounting.
-  std::vector<std::string> mounts() const;
+  std::vector<std::string> mounted() const;
   /// The folders that the program has made, in that order.
   const std::vector<std::string>& folders() const { return folders_; }
 

@@ -1,5 +1,5 @@
-// A storage partition: bytes at positions, kept in a file of the PC if so wished, and what a power cut does
-// to it.
+// A storage partition: bytes at positions, kept in a file of the PC if one is named, and what a power cut
+// does to it.
 #pragma once
 
 #include <sys/types.h>

@@ -1,4 +1,3 @@
-// Registers behind {address, value} records.
 #include "boardsim/devices/registers.h"
 
 #include "boardsim/devices/records.h"

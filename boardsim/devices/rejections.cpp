@@ -1,4 +1,3 @@
-// Faults of the form "... rejects THING N[+]".
 #include "boardsim/devices/rejections.h"
 
 #include "boardsim/kernel/fault_forms.h"

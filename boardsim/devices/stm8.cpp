@@ -1,4 +1,3 @@
-// The registers of the coprocessor.
 #include "boardsim/devices/stm8.h"
 
 namespace boardsim {

@@ -1,4 +1,3 @@
-// /dev/ttyS1: the board's serial terminal, a pseudo-terminal of the PC.
 #include "boardsim/devices/terminal.h"
 
 #include <termios.h>

@@ -1,4 +1,3 @@
-// The switch that puts the alarm lines into test mode.
 #include "boardsim/devices/test_control.h"
 
 #include <cerrno>

@@ -1,4 +1,3 @@
-// The registers of the analogue front end.
 #include "boardsim/devices/timing_generator.h"
 
 namespace boardsim {

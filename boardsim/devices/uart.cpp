@@ -1,4 +1,3 @@
-// The board's own serial ports.
 #include "boardsim/devices/uart.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// The tables of the RS485 fixtures.
 #include "boardsim/jigs/rs485_fixtures.h"
 
 #include <algorithm>

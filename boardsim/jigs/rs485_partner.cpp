@@ -1,4 +1,3 @@
-// The fixture's device for the echo test: plays the station's part by itself.
 #include "boardsim/jigs/rs485_partner.h"
 
 namespace boardsim {

@@ -1,4 +1,3 @@
-// What a receiver makes of bytes on a serial line when it is set to another speed than their sender.
 #include "boardsim/jigs/serial_bits.h"
 
 #include <cstddef>

@@ -1,5 +1,5 @@
 // The words in which faults are laid over a device: a table of forms says what may stand where, and what a
-// fault does; whoever mistypes one is told what there is.
+// fault does; whoever mistypes one reads what there is.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,3 @@
-// Descriptors of the simulator's own, out of the program's way.
 #include "boardsim/kernel/own_descriptor.h"
 
 #include "boardsim/kernel/real.h"

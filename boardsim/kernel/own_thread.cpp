@@ -1,4 +1,3 @@
-// Threads of the simulator's own inside the program's process.
 #include "boardsim/kernel/own_thread.h"
 
 #include <pthread.h>

@@ -1,8 +1,9 @@
-// Which threads belong to the program on the board, and when they are inside the simulator.
 #include "boardsim/kernel/program.h"
 
 #include <sys/eventfd.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <system_error>
 
 #include "boardsim/kernel/clock.h"
@@ -42,6 +43,12 @@ Inside::~Inside() {
 
 bool inside() {
   return inside_depth > 0;
+}
+
+void must_be_outside(const char* call) {
+  if (inside_depth == 0) return;
+  std::fprintf(stderr, "boardsim: %s within an expression that holds the board's devices\n", call);
+  std::abort();
 }
 
 BoardState* answering_board() {

@@ -56,6 +56,10 @@ class Inside {
 /// Whether an Inside lives in this thread.
 bool inside();
 
+/// Ends the process when an Inside lives in this thread. For calls that the simulator never makes and that
+/// the PC would suffer from: then the program runs where nobody answers it.
+void must_be_outside(const char* call);
+
 /// A call of the program's that the board answers. False for calls of other threads, of the simulator itself,
 /// and after the board was switched off: those go to the C library.
 class Entered {

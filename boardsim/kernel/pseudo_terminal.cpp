@@ -1,4 +1,3 @@
-// A pseudo-terminal of the PC with the simulator at its controlling side.
 #include "boardsim/kernel/pseudo_terminal.h"
 
 #include <array>

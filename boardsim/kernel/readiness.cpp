@@ -1,4 +1,3 @@
-// A file of the PC that is readable just when its owner says so.
 #include "boardsim/kernel/readiness.h"
 
 #include <array>

@@ -1,4 +1,3 @@
-// Every call that the board answered, and its text.
 #include "boardsim/kernel/trace.h"
 
 #include <cinttypes>

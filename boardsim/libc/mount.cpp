@@ -42,7 +42,10 @@ extern "C" {
 int mount(const char* source, const char* target, const char* type, unsigned long flags,
           const void* data) noexcept {
   const Entered board;
-  if (!board) return real::mount(source, target, type, flags, data);
+  if (!board) {
+    boardsim::must_be_outside("mount");
+    return real::mount(source, target, type, flags, data);
+  }
   const auto node = boardsim::board_path(AT_FDCWD, source);
   const auto place = mnt_path(target);
   if (!node || !place || type == nullptr || flags != 0 || data != nullptr) {
@@ -53,7 +56,10 @@ int mount(const char* source, const char* target, const char* type, unsigned lon
 
 int umount(const char* target) noexcept {
   const Entered board;
-  if (!board) return real::umount(target);
+  if (!board) {
+    boardsim::must_be_outside("umount");
+    return real::umount(target);
+  }
   const auto place = mnt_path(target);
   return place ? calls::umount(*board, *place) : refuse(board, "umount", target);
 }

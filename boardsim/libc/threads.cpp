@@ -8,7 +8,6 @@
 #include "boardsim/calls/calls.h"
 #include "boardsim/kernel/real.h"
 
-using boardsim::Board;
 using boardsim::Entered;
 using boardsim::ProgramThread;
 namespace calls = boardsim::calls;

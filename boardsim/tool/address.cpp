@@ -1,4 +1,3 @@
-// A loopback address of its own for each simulated board.
 #include "boardsim/tool/address.h"
 
 #include <arpa/inet.h>

@@ -1,4 +1,3 @@
-// Starting the program with the board in front of it.
 #include "boardsim/tool/child.h"
 
 #include <fcntl.h>

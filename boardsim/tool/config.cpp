@@ -1,4 +1,3 @@
-// What the launcher tells the preload library, through one variable of the environment.
 #include "boardsim/tool/config.h"
 
 #include <filesystem>
@@ -26,12 +25,12 @@ std::string contents_of(const std::filesystem::path& path) {
 
 /// The files of a folder, at any depth, become all that there is at /devinfo.
 void install_files(Board& board, const std::string& folder) {
-  board.remove_file("/devinfo/TG.bin");
+  board->files.remove("/devinfo/TG.bin");
   try {
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
       if (!entry.is_regular_file()) continue;
       const std::string name = entry.path().lexically_relative(folder).generic_string();
-      board.set_file("/devinfo/" + name, contents_of(entry.path()));
+      board->files.set("/devinfo/" + name, contents_of(entry.path()));
     }
   } catch (const std::filesystem::filesystem_error& error) {
     throw std::invalid_argument("--devinfo: " + folder + ": " + error.code().message());

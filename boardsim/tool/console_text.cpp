@@ -1,4 +1,3 @@
-// The program's console output on its way to the PC's terminal.
 #include "boardsim/tool/console_text.h"
 
 #include <array>

@@ -1,4 +1,3 @@
-// The launcher's command line.
 #include "boardsim/tool/options.h"
 
 #include <CLI/CLI.hpp>

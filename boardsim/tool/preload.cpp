@@ -60,7 +60,7 @@ void put_in_place(const Config& config) {
     board->state().devices.emmc.leave_factory(hardware_of(config.type));
   }
   // What is kept comes next, so that a fault that damages what is stored finds it.
-  if (!config.state.empty()) board->keep_media_in(config.state);
+  if (!config.state.empty()) (*board)->keep_media_in(config.state);
   set_up_board(*board, config);
   {
     const Locked lock(board->state().mutex);

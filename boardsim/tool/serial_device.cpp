@@ -1,4 +1,3 @@
-// /dev/uart1 of the board as a serial device of the PC, for a person or a station at the other end.
 #include "boardsim/tool/serial_device.h"
 
 #include <termios.h>

@@ -49,7 +49,7 @@ TEST(ApplicationFaultsTest, SendAndRecvFaultsBefallItsConnectionsToo) {
   const std::string bytes = command_bytes(12, 40, 0);
   EXPECT_EQ(send(fd, bytes.data(), bytes.size(), 0), -1);
   EXPECT_EQ(errno, EPIPE);
-  EXPECT_TRUE(board.app_commands().empty());
+  EXPECT_TRUE(board->application.commands().empty());
   send_all(fd, bytes);
   EXPECT_EQ(receive(fd), std::nullopt);
   EXPECT_EQ(errno, ECONNRESET);
@@ -66,7 +66,7 @@ TEST(ApplicationFaultsTest, ASilentOneReadsAndSaysNoMore) {
   send_command(fd, 40, 0);
   EXPECT_EQ(receive(fd), std::nullopt);
   EXPECT_EQ(board.now(), 1h);
-  EXPECT_EQ(board.app_commands().size(), 1U);
+  EXPECT_EQ(board->application.commands().size(), 1U);
   close(fd);
 }
 
@@ -99,7 +99,7 @@ TEST(ApplicationFaultsTest, OneThatClosesDoesNotReply) {
   send_command(fd, 40, 0);
   EXPECT_EQ(receive_all(fd), "");
   EXPECT_EQ(board.now(), 20ms);
-  EXPECT_EQ(board.app_commands().size(), 1U);
+  EXPECT_EQ(board->application.commands().size(), 1U);
   close(fd);
 }
 

@@ -19,7 +19,7 @@ using boardsim::Pace;
 using boardsim::Time;
 using namespace std::chrono_literals;
 using Lines = std::vector<std::string>;
-using Commands = std::vector<Board::AppCommand>;
+using Commands = std::vector<Application::Command>;
 using namespace application_client;
 
 TEST(ApplicationTest, AHealthyOneRepliesAfter20MillisecondsAndCloses) {
@@ -36,7 +36,7 @@ TEST(ApplicationTest, AHealthyOneRepliesAfter20MillisecondsAndCloses) {
   EXPECT_EQ(receive(fd), "");
   EXPECT_EQ(board.now(), 20ms);
   close(fd);
-  EXPECT_EQ(board.app_commands(), (Commands{{12, 0x31248, 1}}));
+  EXPECT_EQ(board->application.commands(), (Commands{{12, 0x31248, 1}}));
 }
 
 TEST(ApplicationTest, EveryCommandInUseIsAnswered) {
@@ -66,14 +66,14 @@ TEST(ApplicationTest, ACommandThatItDoesNotKnowIsAViolationAndNotAnswered) {
     text << "the application has no command " << std::hex << std::showbase << code << " (send)";
     EXPECT_EQ(board.violations(), Lines{text.str()});
     EXPECT_EQ(said, "boardsim: " + text.str() + "\n");
-    EXPECT_EQ(board.app_commands(), (Commands{{12, code, 0}})) << "it read it";
+    EXPECT_EQ(board->application.commands(), (Commands{{12, code, 0}})) << "it read it";
     board.clear_violations();
   }
 }
 
 TEST(ApplicationTest, ACommandIsKnownOnceItHasAScript) {
   Board board;
-  board.set_app_answer(41, {{0s, "yes"}});
+  board->application.set_answer(41, {{0s, "yes"}});
   const int fd = open_connection();
   send_command(fd, 41, 0);
   EXPECT_EQ(receive_all(fd), "yes");
@@ -121,10 +121,10 @@ TEST(ApplicationTest, ACommandInPiecesIsPutTogether) {
   const int fd = open_connection();
   const std::string bytes = command_bytes(12, 39, 1);
   for (std::size_t i = 0; i < bytes.size(); ++i) {
-    EXPECT_TRUE(board.app_commands().empty()) << i;
+    EXPECT_TRUE(board->application.commands().empty()) << i;
     send_all(fd, bytes.substr(i, 1));
   }
-  EXPECT_EQ(board.app_commands(), (Commands{{12, 39, 1}}));
+  EXPECT_EQ(board->application.commands(), (Commands{{12, 39, 1}}));
   EXPECT_EQ(receive_all(fd).size(), 516U);
   close(fd);
 }
@@ -139,7 +139,7 @@ TEST(ApplicationTest, APartOfACommandIsNotAnswered) {
   EXPECT_EQ(board.now(), 5s);
   shutdown(fd, SHUT_WR);
   EXPECT_EQ(receive(fd), "") << "it closes on a program that will never complete its command";
-  EXPECT_TRUE(board.app_commands().empty());
+  EXPECT_TRUE(board->application.commands().empty());
   close(fd);
 }
 
@@ -158,7 +158,7 @@ TEST(ApplicationTest, AProgramMayCloseBeforeTheReply) {
   send_command(fd, 39, 1);
   close(fd);
   usleep(1000000);
-  EXPECT_EQ(board.app_commands().size(), 1U);
+  EXPECT_EQ(board->application.commands().size(), 1U);
   const int next = open_connection();
   EXPECT_EQ(next, fd) << "the number is free again";
   close(next);
@@ -166,19 +166,19 @@ TEST(ApplicationTest, AProgramMayCloseBeforeTheReply) {
 
 TEST(ApplicationTest, AProgramMayNeverRead) {
   Board board;
-  board.set_app_answer(40, {{10ms, std::string(3'000'000, 'x')}});
+  board->application.set_answer(40, {{10ms, std::string(3'000'000, 'x')}});
   const int fd = open_connection();
   send_command(fd, 40, 0);
   usleep(1000000);
   close(fd);
-  EXPECT_EQ(board.app_commands().size(), 1U);
+  EXPECT_EQ(board->application.commands().size(), 1U);
 }
 
 TEST(ApplicationTest, ALongReplyArrivesWhole) {
   Board board;
   std::string bytes(3'000'000, '\0');
   for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i % 251);
-  board.set_app_answer(40, {{10ms, bytes}});
+  board->application.set_answer(40, {{10ms, bytes}});
   const int fd = open_connection();
   send_command(fd, 40, 0);
   EXPECT_TRUE(receive_all(fd) == bytes);
@@ -189,7 +189,7 @@ TEST(ApplicationTest, ALongReplyArrivesWhole) {
 TEST(ApplicationTest, AReadOfAllWaitsForAll) {
   Board board;
   std::string bytes(1'000'000, 'x');
-  board.set_app_answer(40, {{10ms, bytes}, {10ms, bytes}});
+  board->application.set_answer(40, {{10ms, bytes}, {10ms, bytes}});
   const int fd = open_connection();
   send_command(fd, 40, 0);
   std::string buffer(2'000'000, '\0');
@@ -200,18 +200,18 @@ TEST(ApplicationTest, AReadOfAllWaitsForAll) {
 
 TEST(ApplicationTest, AFloodOfCommandsIsTaken) {
   Board board;
-  board.set_app_answer(1, {}, false);
+  board->application.set_answer(1, {}, false);
   const int fd = open_connection();
   std::string bytes;
   for (int i = 0; i < 100'000; ++i) bytes += command_bytes(12, 1, 2);
   send_all(fd, bytes);
-  EXPECT_EQ(board.app_commands().size(), 100'000U);
+  EXPECT_EQ(board->application.commands().size(), 100'000U);
   close(fd);
 }
 
 TEST(ApplicationTest, AScriptSaysWhatItAnswersAndWhen) {
   Board board;
-  board.set_app_answer(40, {{100ms, "one"}, {2s, "two"}});
+  board->application.set_answer(40, {{100ms, "one"}, {2s, "two"}});
   const int fd = open_connection();
   send_command(fd, 40, 7);
   EXPECT_EQ(receive(fd), "one");
@@ -228,7 +228,7 @@ TEST(ApplicationTest, AScriptSaysWhatItAnswersAndWhen) {
 
 TEST(ApplicationTest, AScriptMayLeaveTheConnectionOpenForFurtherCommands) {
   Board board;
-  board.set_app_answer(40, {{1s, "still here"}}, false);
+  board->application.set_answer(40, {{1s, "still here"}}, false);
   const int fd = open_connection();
   send_command(fd, 40, 0);
   EXPECT_EQ(receive(fd), "still here");
@@ -237,14 +237,14 @@ TEST(ApplicationTest, AScriptMayLeaveTheConnectionOpenForFurtherCommands) {
   send_command(fd, 40, 1);
   EXPECT_EQ(receive(fd), "still here");
   EXPECT_EQ(board.now(), 2s);
-  EXPECT_EQ(board.app_commands(), (Commands{{12, 40, 0}, {12, 40, 1}}));
+  EXPECT_EQ(board->application.commands(), (Commands{{12, 40, 0}, {12, 40, 1}}));
   close(fd);
 }
 
 TEST(ApplicationTest, TwoConnectionsAtOnceAreAnsweredEach) {
   Board board;
-  board.set_app_answer(1, {{2s, "later"}});
-  board.set_app_answer(2, {{1s, "sooner"}});
+  board->application.set_answer(1, {{2s, "later"}});
+  board->application.set_answer(2, {{1s, "sooner"}});
   const int one = open_connection();
   const int two = open_connection();
   send_command(one, 1, 0);

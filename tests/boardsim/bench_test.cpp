@@ -51,7 +51,7 @@ class BenchTest : public testing::Test {
   /// Levels of these inputs, one digit each.
   std::string levels(const std::vector<std::string>& inputs) {
     std::string text;
-    for (const std::string& input : inputs) text += std::to_string(board_->input_level(input));
+    for (const std::string& input : inputs) text += std::to_string((*board_)->bench.input_level(input));
     return text;
   }
   std::string five() { return levels({"T1", "T2", "T3", "T4", "SYNC"}); }
@@ -70,10 +70,10 @@ TEST_F(BenchTest, ThreeOutputsPullFiveInputs) {
   EXPECT_EQ(five(), "10000");
   write_fpga(0x2002, 0x3805C0);
   EXPECT_EQ(five(), "01111");
-  EXPECT_TRUE(board_->output_driven("F1"));
-  EXPECT_FALSE(board_->output_driven("F3"));
-  EXPECT_EQ(board_->gpio_level(74), 0);
-  EXPECT_EQ(board_->gpio_level(94), 1);
+  EXPECT_TRUE((*board_)->bench.output_driven("F1"));
+  EXPECT_FALSE((*board_)->bench.output_driven("F3"));
+  EXPECT_EQ((*board_)->general_io.level(74), 0);
+  EXPECT_EQ((*board_)->general_io.level(94), 1);
 }
 
 TEST_F(BenchTest, BoardsWithShortRegistersTakeShortValuesOnly) {
@@ -94,12 +94,12 @@ TEST_F(BenchTest, EachOutputOfTheAlarmDriverPullsAnInputOnItsOwnLine) {
   EXPECT_EQ(five(), "00100");
   set_alarms(4);
   EXPECT_EQ(five(), "11011");
-  EXPECT_EQ(board_->gpio_level(77), 0);
-  EXPECT_EQ(board_->alarm_state(), 4U);
+  EXPECT_EQ((*board_)->general_io.level(77), 0);
+  EXPECT_EQ((*board_)->alarm.state(), 4U);
   plug_in("rkd1");
   set_alarms(4);
-  EXPECT_EQ(board_->gpio_level(27), 0);
-  EXPECT_EQ(board_->gpio_level(28), 1);
+  EXPECT_EQ((*board_)->general_io.level(27), 0);
+  EXPECT_EQ((*board_)->general_io.level(28), 1);
 }
 
 TEST_F(BenchTest, TwoRelaysInARowPullTheSyncOfMaBoards) {
@@ -110,7 +110,7 @@ TEST_F(BenchTest, TwoRelaysInARowPullTheSyncOfMaBoards) {
   write_fpga(0x2018, 0x40);
   write_fpga(0x2002, 0x4C011C0);
   EXPECT_EQ(five(), "11110");
-  EXPECT_EQ(board_->gpio_level(114), 0);
+  EXPECT_EQ((*board_)->general_io.level(114), 0);
   write_fpga(0x2002, 0x1000);
   EXPECT_EQ(five(), "11111") << "one of the two is not enough";
 }
@@ -136,7 +136,7 @@ TEST_F(BenchTest, RelaysAndABitThatWorksWhenItIsClearPullFourInputs) {
   plug_in("6444");
   write_fpga(0x2002, 0x80000018);
   for (const std::uint32_t relay : {81U, 82U, 83U, 84U}) write_fpga(relay, 1);
-  EXPECT_EQ(board_->jig(), "4in7out");
+  EXPECT_EQ((*board_)->bench.jig().name, "4in7out");
   EXPECT_EQ(four(), "0000");
   write_fpga(83, 0);
   EXPECT_EQ(four(), "0001") << "one of three relays in a row is open";
@@ -151,14 +151,14 @@ TEST_F(BenchTest, ThreeRelaysDoTheSameWithFiveOutputs) {
   write_fpga(0x2002, 0x80000018);
   write_fpga(81, 1);
   write_fpga(83, 1);
-  EXPECT_EQ(board_->jig(), "4in5out");
+  EXPECT_EQ((*board_)->bench.jig().name, "4in5out");
   EXPECT_EQ(four(), "0000");
   write_fpga(83, 0);
   EXPECT_EQ(four(), "0001");
   write_fpga(82, 1);
   EXPECT_EQ(four(), "0000");
   for (const std::uint32_t relay : {81U, 82U, 83U, 84U, 85U}) write_fpga(relay, 0);
-  EXPECT_EQ(board_->jig(), "4in5out") << "a relay that is switched off tells nothing";
+  EXPECT_EQ((*board_)->bench.jig().name, "4in5out") << "a relay that is switched off tells nothing";
 }
 
 TEST_F(BenchTest, TheAlarmDriverOfLoopBoardsOpensWhatPullsT3AndT4) {
@@ -198,17 +198,17 @@ TEST_F(BenchTest, TenInputsAreSwitchesOrEightOfThemLevels) {
   EXPECT_EQ(ten(), "0000000011");
   alarm(1);
   EXPECT_EQ(ten(), "1111111100");
-  EXPECT_EQ(board_->jig(), "10in10out-level");
+  EXPECT_EQ((*board_)->bench.jig().name, "10in10out-level");
 }
 
 TEST_F(BenchTest, AnRkdInputIsLowBehindAClosedRelayAndALowLine) {
   plug_in("rkd1");
   for (const std::uint32_t line : {76U, 77U, 78U, 79U}) drive_line(line, 0);
-  EXPECT_EQ(board_->jig(), "2in4out");
+  EXPECT_EQ((*board_)->bench.jig().name, "2in4out");
   EXPECT_EQ(levels({"T1", "T2"}), "11");
   drive_line(78, 1);
   EXPECT_EQ(levels({"T1", "T2"}), "01");
-  EXPECT_EQ(board_->gpio_level(18), 0);
+  EXPECT_EQ((*board_)->general_io.level(18), 0);
   drive_line(76, 1);
   drive_line(79, 1);
   EXPECT_EQ(levels({"T1", "T2"}), "10");
@@ -217,25 +217,25 @@ TEST_F(BenchTest, AnRkdInputIsLowBehindAClosedRelayAndALowLine) {
 TEST_F(BenchTest, EitherOfTwoRelaysConnectsTheOneRkdInput) {
   plug_in("rkd2");
   for (const std::uint32_t line : {76U, 78U, 79U}) drive_line(line, 0);
-  EXPECT_EQ(board_->jig(), "1in3out");
-  EXPECT_EQ(board_->input_level("T1"), 1);
+  EXPECT_EQ((*board_)->bench.jig().name, "1in3out");
+  EXPECT_EQ((*board_)->bench.input_level("T1"), 1);
   drive_line(79, 1);
-  EXPECT_EQ(board_->input_level("T1"), 0);
+  EXPECT_EQ((*board_)->bench.input_level("T1"), 0);
   drive_line(79, 0);
   drive_line(78, 1);
-  EXPECT_EQ(board_->input_level("T1"), 0);
+  EXPECT_EQ((*board_)->bench.input_level("T1"), 0);
   drive_line(76, 1);
-  EXPECT_EQ(board_->input_level("T1"), 1);
+  EXPECT_EQ((*board_)->bench.input_level("T1"), 1);
 }
 
 TEST_F(BenchTest, OneLineDrivesAnotherWithoutTestControl) {
   plug_in("63xx");
   switch_test_control(0);
   drive_line(21, 1);
-  EXPECT_EQ(board_->jig(), "1in1out");
-  EXPECT_EQ(board_->gpio_level(20), 0);
+  EXPECT_EQ((*board_)->bench.jig().name, "1in1out");
+  EXPECT_EQ((*board_)->general_io.level(20), 0);
   drive_line(21, 0);
-  EXPECT_EQ(board_->gpio_level(20), 1);
+  EXPECT_EQ((*board_)->general_io.level(20), 1);
 }
 
 // ---- test control and the choice of a jig -------------------------------------------------------------
@@ -243,44 +243,44 @@ TEST_F(BenchTest, OneLineDrivesAnotherWithoutTestControl) {
 TEST_F(BenchTest, InputsFloatHighWithoutTestControl) {
   plug_in("normal");
   write_fpga(0x2002, 0x3811C0);
-  EXPECT_TRUE(board_->test_control());
+  EXPECT_TRUE((*board_)->test_control.is_on());
   EXPECT_EQ(five(), "11000");
   switch_test_control(0);
-  EXPECT_FALSE(board_->test_control());
+  EXPECT_FALSE((*board_)->test_control.is_on());
   EXPECT_EQ(five(), "11111");
-  EXPECT_TRUE(board_->output_driven("F3")) << "the output itself is driven as before";
+  EXPECT_TRUE((*board_)->bench.output_driven("F3")) << "the output itself is driven as before";
 }
 
 TEST_F(BenchTest, EveryTestIsGivenItsJigAnew) {
   plug_in("k");
   write_fpga(0x2018, 0x1800C0);
-  EXPECT_EQ(board_->jig(), "8in9out");
+  EXPECT_EQ((*board_)->bench.jig().name, "8in9out");
   switch_test_control(0);
-  EXPECT_EQ(board_->jig(), "8in9out") << "it stays until the next test begins";
+  EXPECT_EQ((*board_)->bench.jig().name, "8in9out") << "it stays until the next test begins";
   switch_test_control(1);
-  EXPECT_EQ(board_->jig(), "5in3out");
+  EXPECT_EQ((*board_)->bench.jig().name, "5in3out");
   set_alarms(0);
-  EXPECT_EQ(board_->jig(), "3in2out");
+  EXPECT_EQ((*board_)->bench.jig().name, "3in2out");
 }
 
 TEST_F(BenchTest, AJigCanBePluggedInByHand) {
   plug_in("normal");
-  board_->set_jig("8in9out");
+  (*board_)->bench.set_jig("8in9out");
   write_fpga(0x2002, 0x400);
   EXPECT_EQ(eight(), "01111111");
-  board_->set_jig("auto");
-  EXPECT_EQ(board_->jig(), "5in3out");
+  (*board_)->bench.set_jig("auto");
+  EXPECT_EQ((*board_)->bench.jig().name, "5in3out");
   board_->fault("jig 4in7out");
   board_->clear_faults();
-  EXPECT_EQ(board_->jig(), "4in7out") << "a jig is no fault";
+  EXPECT_EQ((*board_)->bench.jig().name, "4in7out") << "a jig is no fault";
   board_->fault("jig auto");
-  EXPECT_EQ(board_->jig(), "5in3out");
+  EXPECT_EQ((*board_)->bench.jig().name, "5in3out");
 }
 
 TEST_F(BenchTest, AJigThatDoesNotFitIsRefusedWithThoseThatDo) {
   plug_in("normal");
   try {
-    board_->set_jig("2in4out");
+    (*board_)->bench.set_jig("2in4out");
     FAIL() << "there is no such jig for this board";
   } catch (const std::invalid_argument& error) {
     EXPECT_EQ(std::string(error.what()),
@@ -292,15 +292,15 @@ TEST_F(BenchTest, AJigThatDoesNotFitIsRefusedWithThoseThatDo) {
 
 TEST_F(BenchTest, TerminalsThatTheJigLacksAreRefused) {
   plug_in("normal");
-  EXPECT_THROW(board_->input_level("T5"), std::invalid_argument);
-  EXPECT_THROW(board_->output_driven("F4"), std::invalid_argument);
+  EXPECT_THROW((*board_)->bench.input_level("T5"), std::invalid_argument);
+  EXPECT_THROW((*board_)->bench.output_driven("F4"), std::invalid_argument);
 }
 
 TEST_F(BenchTest, ALineHeldFromOutsideIsHeldAgainstTheJig) {
   plug_in("normal");
   write_fpga(0x2002, 0x400);
-  board_->set_gpio_level(74, 1);
-  EXPECT_EQ(board_->gpio_level(74), 1);
+  (*board_)->general_io.set_level(74, 1);
+  EXPECT_EQ((*board_)->general_io.level(74), 1);
 }
 
 // ---- faults -------------------------------------------------------------------------------------------
@@ -380,7 +380,7 @@ TEST_F(BenchTest, AnOutputIsDeadClosedOrOpen) {
   EXPECT_EQ(five(), "01111");
   board_->fault("output F1 open");
   EXPECT_EQ(five(), "11111");
-  EXPECT_TRUE(board_->output_driven("F2"));
+  EXPECT_TRUE((*board_)->bench.output_driven("F2"));
 }
 
 TEST_F(BenchTest, ADeadOutputLeavesAContactClosedThatIsClosedAtRest) {

@@ -69,7 +69,7 @@ TEST_F(BoardFilesTest, TheTimingFileHasABlockForTheHardwareOfTheBootBlock) {
 
 TEST_F(BoardFilesTest, AFileThatATestPutsInPlaceIsReadByteByByte) {
   const std::string content("a\r\nb\0c\xFF", 7);
-  board_.set_file("/devinfo/other.bin", content);
+  board_->files.set("/devinfo/other.bin", content);
   const int fd = open("/devinfo/other.bin", O_RDONLY);
   char bytes[32];
   EXPECT_EQ(read(fd, bytes, 3), 3);
@@ -85,15 +85,15 @@ TEST_F(BoardFilesTest, AFileThatATestPutsInPlaceIsReadByteByByte) {
 }
 
 TEST_F(BoardFilesTest, AFileCanBeReplaced) {
-  board_.set_file(kFile, "first\nsecond");
+  board_->files.set(kFile, "first\nsecond");
   EXPECT_EQ(lines_of(kFile), (Lines{"first", "second"}));
-  board_.set_file(kFile, "");
+  board_->files.set(kFile, "");
   EXPECT_EQ(lines_of(kFile), Lines{});
 }
 
 TEST_F(BoardFilesTest, AFileThatWasTakenAwayIsMissingWhichIsNothingUnusual) {
-  board_.remove_file(kFile);
-  board_.remove_file("/devinfo/never.there");
+  board_->files.remove(kFile);
+  board_->files.remove("/devinfo/never.there");
   struct stat status {};
   EXPECT_EQ(std::fopen(kFile, "r"), nullptr);
   EXPECT_EQ(errno, ENOENT);
@@ -101,21 +101,21 @@ TEST_F(BoardFilesTest, AFileThatWasTakenAwayIsMissingWhichIsNothingUnusual) {
   EXPECT_EQ(errno, ENOENT);
   EXPECT_EQ(stat(kFile, &status), -1);
   EXPECT_EQ(access("/devinfo/never.there", F_OK), -1);
-  board_.set_file(kFile, "back\n");
+  board_->files.set(kFile, "back\n");
   EXPECT_EQ(lines_of(kFile), Lines{"back"});
 }
 
 TEST_F(BoardFilesTest, AnOpenFileCanBeReadAfterItWasTakenAway) {
-  board_.set_file(kFile, "text");
+  board_->files.set(kFile, "text");
   const int fd = open(kFile, O_RDONLY);
-  board_.remove_file(kFile);
+  board_->files.remove(kFile);
   char text[8] = "";
   EXPECT_EQ(read(fd, text, sizeof text), 4);
   close(fd);
 }
 
 TEST_F(BoardFilesTest, ItIsARegularFileOfItsLength) {
-  board_.set_file(kFile, "12345");
+  board_->files.set(kFile, "12345");
   struct stat status {};
   ASSERT_EQ(stat(kFile, &status), 0);
   EXPECT_TRUE(S_ISREG(status.st_mode));
@@ -144,7 +144,7 @@ TEST_F(BoardFilesTest, AFaultCanKeepItFromOpening) {
 TEST_F(BoardFilesTest, AFaultOfItsReadsIsAnErrorOfTheStream) {
   board_.fault("read /devinfo/TG.bin #2");
   std::string content(3 * 8192, 'x');
-  board_.set_file(kFile, content);
+  board_->files.set(kFile, content);
   std::FILE* file = std::fopen(kFile, "r");
   ASSERT_NE(file, nullptr);
   const std::size_t count = std::fread(content.data(), 1, content.size(), file);
@@ -155,13 +155,13 @@ TEST_F(BoardFilesTest, AFaultOfItsReadsIsAnErrorOfTheStream) {
 }
 
 TEST_F(BoardFilesTest, ShortReadsAreNoErrorOfTheStream) {
-  board_.set_file(kFile, "first\nsecond\n");
+  board_->files.set(kFile, "first\nsecond\n");
   board_.fault("read /devinfo/TG.bin short 3");
   EXPECT_EQ(lines_of(kFile), (Lines{"first", "second"}));
 }
 
 TEST_F(BoardFilesTest, TheTraceShowsTheStream) {
-  board_.set_file(kFile, "text");
+  board_->files.set(kFile, "text");
   lines_of(kFile);
   const Lines trace = board_.hardware_trace();
   ASSERT_GE(trace.size(), 3U);
@@ -172,7 +172,7 @@ TEST_F(BoardFilesTest, TheTraceShowsTheStream) {
 
 TEST_F(BoardFilesTest, OnlyFilesBelowDevinfoCanBePutInPlace) {
   for (const char* path : {"/dev/rtc", "/devinfo", "/devinfo/", "TG.bin", "/mnt/file", "/devinfox/file"}) {
-    EXPECT_THROW(board_.set_file(path, ""), std::invalid_argument) << path;
+    EXPECT_THROW(board_->files.set(path, ""), std::invalid_argument) << path;
   }
 }
 

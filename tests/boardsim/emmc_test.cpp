@@ -46,7 +46,7 @@ TEST_F(EmmcTest, ItIsABlockDevice) {
 TEST_F(EmmcTest, BytesAreWrittenOver) {
   EXPECT_EQ(write_at(0x100, {0x00, 0xF0}), 2);
   EXPECT_EQ(write_at(0x100, {0xFF, 0x0F}), 2);
-  EXPECT_EQ(board_.emmc(0x100, 2), (Bytes{0xFF, 0x0F}));
+  EXPECT_EQ(board_->emmc.bytes(0x100, 2), (Bytes{0xFF, 0x0F}));
   Bytes read_back(2);
   lseek(fd_, 0x100, SEEK_SET);
   EXPECT_EQ(read(fd_, read_back.data(), 2), 2);
@@ -60,13 +60,13 @@ TEST_F(EmmcTest, ItEndsAfter0x40000Bytes) {
   lseek(fd_, kSize - 3, SEEK_SET);
   EXPECT_EQ(read(fd_, bytes.data(), bytes.size()), 3);
   EXPECT_EQ(read(fd_, bytes.data(), bytes.size()), 0);
-  EXPECT_THROW(board_.emmc(kSize - 1, 2), std::out_of_range);
-  EXPECT_THROW(board_.set_emmc(kSize, Bytes(1)), std::out_of_range);
+  EXPECT_THROW(board_->emmc.bytes(kSize - 1, 2), std::out_of_range);
+  EXPECT_THROW(board_->emmc.set_bytes(kSize, Bytes(1)), std::out_of_range);
 }
 
 TEST_F(EmmcTest, WhatTheFactoryDidNotWriteIsAllOnes) {
-  EXPECT_EQ(board_.emmc(0x5000, 0x1000), Bytes(0x1000, 0xFF));
-  EXPECT_EQ(board_.emmc(kSize - 0x1000, 0x1000), Bytes(0x1000, 0xFF));
+  EXPECT_EQ(board_->emmc.bytes(0x5000, 0x1000), Bytes(0x1000, 0xFF));
+  EXPECT_EQ(board_->emmc.bytes(kSize - 0x1000, 0x1000), Bytes(0x1000, 0xFF));
 }
 
 TEST_F(EmmcTest, ADescriptorRefusesTheDirectionThatItWasNotOpenedFor) {
@@ -90,10 +90,10 @@ TEST_F(EmmcTest, ItKnowsNoRequests) {
 }
 
 TEST_F(EmmcTest, PowerThatIsCutInAWriteLeavesTheBytesBefore) {
-  board_.set_emmc(0x100, Bytes(8, 0xAA));
+  board_->emmc.set_bytes(0x100, Bytes(8, 0xAA));
   board_.fault("emmc cut 3");
   EXPECT_EQ(write_at(0x100, Bytes(8, 0x55)), -EIO);
-  EXPECT_EQ(board_.emmc(0x100, 8), (Bytes{0x55, 0x55, 0x55, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA}));
+  EXPECT_EQ(board_->emmc.bytes(0x100, 8), (Bytes{0x55, 0x55, 0x55, 0xAA, 0xAA, 0xAA, 0xAA, 0xAA}));
   EXPECT_EQ(outcome(open("/dev/mtd4", O_RDWR)), -EIO) << "both partitions have one power";
   board_.clear_faults();
   EXPECT_EQ(write_at(0x100, Bytes(8, 0x55)), 8);
@@ -111,10 +111,10 @@ TEST_F(EmmcTest, ARecordThatWasTakenAwayStaysAway) {
   for (const auto& [name, position, size] :
        {std::tuple{"dead-pixels", 0x0U, 4112U}, std::tuple{"flat-field", 0x10000U, 200U},
         std::tuple{"timing", 0x20000U, 1580U}, std::tuple{"vsub", 0x30000U, 64U}}) {
-    EXPECT_NE(board_.emmc(position, size), Bytes(size, 0xFF)) << name;
+    EXPECT_NE(board_->emmc.bytes(position, size), Bytes(size, 0xFF)) << name;
     board_.fault(std::string("record ") + name + " none");
     board_.clear_faults();
-    EXPECT_EQ(board_.emmc(position, size), Bytes(size, 0xFF)) << name;
+    EXPECT_EQ(board_->emmc.bytes(position, size), Bytes(size, 0xFF)) << name;
   }
 }
 
@@ -123,25 +123,25 @@ TEST_F(EmmcTest, ADamagedRecordDiffersInTheDamagedWordOnly) {
        {std::tuple{"dead-pixels", 0x0U, 4112U, 0, 4}, std::tuple{"flat-field", 0x10000U, 200U, 0, 4},
         std::tuple{"timing", 0x20000U, 1580U, 0, 1576}, std::tuple{"vsub", 0x30000U, 64U, 16, 40}}) {
     for (const auto& [word, offset] : {std::pair{" magic", magic}, std::pair{" checksum", checksum}}) {
-      Bytes before = board_.emmc(position, size);
+      Bytes before = board_->emmc.bytes(position, size);
       board_.fault(std::string("record ") + name + word);
-      Bytes after = board_.emmc(position, size);
+      Bytes after = board_->emmc.bytes(position, size);
       const Bytes damaged(after.begin() + offset, after.begin() + offset + 4);
       EXPECT_NE(damaged, Bytes(before.begin() + offset, before.begin() + offset + 4)) << name << word;
       board_.fault(std::string("record ") + name + word);
-      EXPECT_EQ(board_.emmc(position, size), after) << "twice is no repair";
+      EXPECT_EQ(board_->emmc.bytes(position, size), after) << "twice is no repair";
       std::copy_n(before.begin() + offset, 4, after.begin() + offset);
       EXPECT_EQ(after, before) << name << word;
-      board_.set_emmc(position, before);
+      board_->emmc.set_bytes(position, before);
     }
   }
 }
 
 TEST_F(EmmcTest, ADamagedRecordCanBeWrittenAnew) {
-  const Bytes good = board_.emmc(0x30000, 64);
+  const Bytes good = board_->emmc.bytes(0x30000, 64);
   board_.fault("record vsub magic");
   EXPECT_EQ(write_at(0x30000, good), 64);
-  EXPECT_EQ(board_.emmc(0x30000, 64), good) << "the fault lay on the record, not on the partition";
+  EXPECT_EQ(board_->emmc.bytes(0x30000, 64), good) << "the fault lay on the record, not on the partition";
 }
 
 TEST_F(EmmcTest, FaultsThatMakeNoSenseAreRefused) {

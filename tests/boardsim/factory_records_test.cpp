@@ -39,7 +39,7 @@ std::string hex(const Bytes& bytes) {
 TEST(FactoryRecordsTest, AllRecordsCarryTheSameMagic) {
   const Board board;
   for (const std::size_t position : {0x0U, 0x10000U, 0x20000U, 0x30010U}) {
-    EXPECT_EQ(hex(board.emmc(position, 4)), "4e515a56") << position;
+    EXPECT_EQ(hex(board->emmc.bytes(position, 4)), "4e515a56") << position;
   }
 }
 
@@ -54,12 +54,12 @@ TEST(FactoryRecordsTest, TheDeadPixelTableHoldsTwo) {
   expected[5] = 200;
   expected[6] = 300;
   expected[7] = 400;
-  EXPECT_EQ(words(board.emmc(0, 4112)), expected);
+  EXPECT_EQ(words(board->emmc.bytes(0, 4112)), expected);
 }
 
 TEST(FactoryRecordsTest, TheFlatFieldHeaderIsVersion123OfMay2024) {
   const Board board;
-  EXPECT_EQ(hex(board.emmc(0x10000, 76)),
+  EXPECT_EQ(hex(board->emmc.bytes(0x10000, 76)),
             "4e515a56"
             "ec060000"
             "00000000"
@@ -80,12 +80,12 @@ TEST(FactoryRecordsTest, TheFlatFieldHeaderIsVersion123OfMay2024) {
             "00000000");
   Words reserved;
   for (std::uint32_t i = 0; i < 31; ++i) reserved.push_back(i * 3);
-  EXPECT_EQ(words(board.emmc(0x10000 + 76, 124)), reserved);
+  EXPECT_EQ(words(board->emmc.bytes(0x10000 + 76, 124)), reserved);
 }
 
 TEST(FactoryRecordsTest, TheTimingRecordHoldsThreeRegisterWrites) {
   const Board board;
-  const Bytes record = board.emmc(0x20000, 1580);
+  const Bytes record = board->emmc.bytes(0x20000, 1580);
   EXPECT_EQ(hex(Bytes(record.begin(), record.begin() + 76)),
             "4e515a56"
             "03000000"
@@ -107,7 +107,7 @@ TEST(FactoryRecordsTest, TheTimingRecordHoldsThreeRegisterWrites) {
 TEST(FactoryRecordsTest, TheSubstrateVoltageIs7Point6) {
   for (const char* family : {"normal", "6455", "6485", "ma", "65xx"}) {
     const Board board(family);
-    EXPECT_EQ(hex(board.emmc(0x30000, 64)),
+    EXPECT_EQ(hex(board->emmc.bytes(0x30000, 64)),
               "860a0000"
               "860a0000"
               "372e360000000000"
@@ -121,7 +121,7 @@ TEST(FactoryRecordsTest, TheSubstrateVoltageIs7Point6) {
 
 TEST(FactoryRecordsTest, The6484HasASubstrateVoltageOfItsOwn) {
   const Board board("6484");
-  EXPECT_EQ(hex(board.emmc(0x30000, 64)),
+  EXPECT_EQ(hex(board->emmc.bytes(0x30000, 64)),
             "b80a0000"
             "b80a0000"
             "392e350000000000"
@@ -136,10 +136,10 @@ TEST(FactoryRecordsTest, EveryTypeOf6484HasThatVoltage) {
   ASSERT_NE(record, nullptr);
   const Board board("6484");
   for (const std::uint32_t type : {0x9604U, 0x960FU, 0x9702U, 0x9709U}) {
-    EXPECT_EQ(record->contents(boardsim::hardware_of(type)), board.emmc(0x30000, 64)) << type;
+    EXPECT_EQ(record->contents(boardsim::hardware_of(type)), board->emmc.bytes(0x30000, 64)) << type;
   }
   for (const std::uint32_t type : {0x9601U, 0x9603U, 0x9605U, 0x960EU, 0x9610U, 0x9703U, 0x970AU, 0xA6001U}) {
-    EXPECT_NE(record->contents(boardsim::hardware_of(type)), board.emmc(0x30000, 64)) << type;
+    EXPECT_NE(record->contents(boardsim::hardware_of(type)), board->emmc.bytes(0x30000, 64)) << type;
   }
 }
 
@@ -153,7 +153,7 @@ TEST(FactoryRecordsTest, EveryRecordHasTheSizeThatItSays) {
 
 TEST(FactoryRecordsTest, TheFlashComesEmptyFromTheFactory) {
   const Board board;
-  EXPECT_EQ(board.flash(0x150000, 0x10000), Bytes(0x10000, 0xFF));
+  EXPECT_EQ(board->flash.bytes(0x150000, 0x10000), Bytes(0x10000, 0xFF));
 }
 
 }  // namespace

@@ -77,7 +77,7 @@ TEST_F(FaultsTest, FaultsThatAreTakenAwayAreGone) {
   board.fault("interface eth0 none");
   board.clear_faults();
   EXPECT_TRUE(opens("/dev/rtc"));
-  EXPECT_EQ(board.gpio_level(3), 0);
+  EXPECT_EQ(board->general_io.level(3), 0);
 }
 
 TEST_F(FaultsTest, OneRequestOfANodeCanFail) {
@@ -111,10 +111,10 @@ TEST_F(FaultsTest, ARequestCanReturnANumberWithoutDoingItsWork) {
   errno = ERANGE;
   EXPECT_EQ(ioctl(fd, 0x40044603U, record), 5);
   EXPECT_EQ(errno, ERANGE) << "left as it was";
-  EXPECT_EQ(board.fpga(1), 2U);
+  EXPECT_EQ(board->fpga.reg(1), 2U);
   EXPECT_EQ(board.hardware_trace().back(), "ioctl /dev/fpga 0x40044603 {1, 3} = 5");
   EXPECT_EQ(ioctl(fd, 0x40044603U, record), 0);
-  EXPECT_EQ(board.fpga(1), 3U);
+  EXPECT_EQ(board->fpga.reg(1), 3U);
   close(fd);
 }
 

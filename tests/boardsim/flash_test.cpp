@@ -66,7 +66,7 @@ class FlashTest : public testing::Test {
 
 TEST_F(FlashTest, ANewPartitionIsAllOnes) {
   EXPECT_EQ(read_at(0, kSize), Bytes(kSize, 0xFF));
-  EXPECT_EQ(board_.flash(0, kSize), Bytes(kSize, 0xFF));
+  EXPECT_EQ(board_->flash.bytes(0, kSize), Bytes(kSize, 0xFF));
 }
 
 TEST_F(FlashTest, ItIsACharacterDevice) {
@@ -78,7 +78,7 @@ TEST_F(FlashTest, ItIsACharacterDevice) {
 TEST_F(FlashTest, WrittenBytesAreReadBackWhereTheyWereWritten) {
   EXPECT_EQ(write_at(0x1234, {1, 2, 3}), 3);
   EXPECT_EQ(read_at(0x1233, 5), (Bytes{0xFF, 1, 2, 3, 0xFF}));
-  EXPECT_EQ(board_.flash(0x1234, 3), (Bytes{1, 2, 3}));
+  EXPECT_EQ(board_->flash.bytes(0x1234, 3), (Bytes{1, 2, 3}));
 }
 
 TEST_F(FlashTest, ReadingAndWritingMoveThePosition) {
@@ -96,36 +96,36 @@ TEST_F(FlashTest, WritingWithoutErasingOnlyMakesZerosOfOnes) {
 }
 
 TEST_F(FlashTest, ErasingMakesOnesOfWholeBlocksAndOfNothingElse) {
-  board_.set_flash(0, Bytes(4 * kBlock, 0));
+  board_->flash.set_bytes(0, Bytes(4 * kBlock, 0));
   EXPECT_EQ(erase(kBlock, 2 * kBlock), 0);
-  EXPECT_EQ(board_.flash(0, kBlock), Bytes(kBlock, 0));
-  EXPECT_EQ(board_.flash(kBlock, 2 * kBlock), Bytes(2 * kBlock, 0xFF));
-  EXPECT_EQ(board_.flash(3 * kBlock, kBlock), Bytes(kBlock, 0));
+  EXPECT_EQ(board_->flash.bytes(0, kBlock), Bytes(kBlock, 0));
+  EXPECT_EQ(board_->flash.bytes(kBlock, 2 * kBlock), Bytes(2 * kBlock, 0xFF));
+  EXPECT_EQ(board_->flash.bytes(3 * kBlock, kBlock), Bytes(kBlock, 0));
 }
 
 TEST_F(FlashTest, EachBlockCountsItsErasures) {
   erase(kBlock, 2 * kBlock);
   erase(2 * kBlock, kBlock);
   std::vector<unsigned> counts;
-  for (std::size_t block = 0; block < 22; ++block) counts.push_back(board_.flash_erasures(block));
+  for (std::size_t block = 0; block < 22; ++block) counts.push_back(board_->flash.erasures(block));
   std::vector<unsigned> expected(22, 0);
   expected[1] = 1;
   expected[2] = 2;
   EXPECT_EQ(counts, expected);
-  EXPECT_THROW(board_.flash_erasures(22), std::out_of_range);
+  EXPECT_THROW(board_->flash.erasures(22), std::out_of_range);
 }
 
 TEST_F(FlashTest, OnlyWholeAlignedBlocksOfThePartitionAreErased) {
-  board_.set_flash(0, Bytes(kSize, 0));
+  board_->flash.set_bytes(0, Bytes(kSize, 0));
   EXPECT_EQ(erase(1, kBlock), -EINVAL);
   EXPECT_EQ(erase(0, kBlock - 1), -EINVAL);
   EXPECT_EQ(erase(0, 0), -EINVAL);
   EXPECT_EQ(erase(kSize, kBlock), -EINVAL);
   EXPECT_EQ(erase(kSize - kBlock, 2 * kBlock), -EINVAL);
   EXPECT_EQ(erase(0xFFFF0000, 2 * kBlock), -EINVAL) << "the end does not wrap around";
-  EXPECT_EQ(board_.flash(0, kSize), Bytes(kSize, 0));
+  EXPECT_EQ(board_->flash.bytes(0, kSize), Bytes(kSize, 0));
   EXPECT_EQ(erase(0, kSize), 0);
-  EXPECT_EQ(board_.flash(0, kSize), Bytes(kSize, 0xFF));
+  EXPECT_EQ(board_->flash.bytes(0, kSize), Bytes(kSize, 0xFF));
 }
 
 TEST_F(FlashTest, ReadsEndAtTheEndOfThePartition) {
@@ -139,7 +139,7 @@ TEST_F(FlashTest, AWriteBeyondTheEndIsShortAndThenThereIsNoSpace) {
   EXPECT_EQ(outcome(write(fd_, "x", 1)), -ENOSPC);
   EXPECT_EQ(write_at(2 * kSize, {1}), -ENOSPC);
   EXPECT_EQ(write_at(kSize, {}), 0);
-  EXPECT_EQ(board_.flash(kSize - 2, 2), (Bytes{1, 2}));
+  EXPECT_EQ(board_->flash.bytes(kSize - 2, 2), (Bytes{1, 2}));
 }
 
 TEST_F(FlashTest, NullPointersAreBadAddresses) {
@@ -152,11 +152,11 @@ TEST_F(FlashTest, NullPointersAreBadAddresses) {
 TEST_F(FlashTest, ADescriptorForReadingOnlyNeitherWritesNorErases) {
   const int reader = open("/dev/mtd4", O_RDONLY);
   Span span{0, kBlock};
-  board_.set_flash(0, Bytes(2, 7));
+  board_->flash.set_bytes(0, Bytes(2, 7));
   EXPECT_EQ(outcome(write(reader, "x", 1)), -EBADF);
   EXPECT_EQ(outcome(ioctl(reader, kErase, &span)), -EPERM);
-  EXPECT_EQ(board_.flash(0, 2), Bytes(2, 7));
-  EXPECT_EQ(board_.flash_erasures(0), 0U);
+  EXPECT_EQ(board_->flash.bytes(0, 2), Bytes(2, 7));
+  EXPECT_EQ(board_->flash.erasures(0), 0U);
   close(reader);
 }
 
@@ -184,12 +184,12 @@ TEST_F(FlashTest, TheTraceShowsPositionsCountsAndErasedSpans) {
 
 TEST_F(FlashTest, PowerThatIsCutInAWriteLeavesTheBytesBefore) {
   for (const std::size_t kept : {0U, 1U, 5U, 8U}) {
-    board_.set_flash(0, Bytes(8, 0xFF));
+    board_->flash.set_bytes(0, Bytes(8, 0xFF));
     board_.fault("flash cut " + std::to_string(kept));
     EXPECT_EQ(write_at(0, Bytes(8, 0)), -EIO);
     Bytes expected(8, 0xFF);
     std::fill_n(expected.begin(), kept, std::uint8_t{0});
-    EXPECT_EQ(board_.flash(0, 8), expected) << kept;
+    EXPECT_EQ(board_->flash.bytes(0, 8), expected) << kept;
     board_.clear_faults();
   }
 }
@@ -198,7 +198,7 @@ TEST_F(FlashTest, AShorterWriteDoesNotReachTheCut) {
   board_.fault("flash cut 5");
   EXPECT_EQ(write_at(0, Bytes(4, 0)), 4);
   EXPECT_EQ(write_at(4, Bytes(6, 0)), -EIO);
-  EXPECT_EQ(board_.flash(0, 10), (Bytes{0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF}));
+  EXPECT_EQ(board_->flash.bytes(0, 10), (Bytes{0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF}));
 }
 
 TEST_F(FlashTest, WithoutPowerEveryCallOnAStorageNodeFailsUntilTheFaultsAreTakenAway) {
@@ -223,23 +223,23 @@ TEST_F(FlashTest, WithoutPowerEveryCallOnAStorageNodeFailsUntilTheFaultsAreTaken
 }
 
 TEST_F(FlashTest, PowerCanBeCutAtTheEraseRequestBeforeAnythingIsErased) {
-  board_.set_flash(0, Bytes(2 * kBlock, 0));
+  board_->flash.set_bytes(0, Bytes(2 * kBlock, 0));
   board_.fault("flash cut erase");
   EXPECT_EQ(write_at(2 * kBlock, {1}), 1) << "writes are not meant";
   EXPECT_EQ(erase(0, 2 * kBlock), -EIO);
-  EXPECT_EQ(board_.flash(0, 2 * kBlock), Bytes(2 * kBlock, 0));
-  EXPECT_EQ(board_.flash_erasures(0), 0U);
+  EXPECT_EQ(board_->flash.bytes(0, 2 * kBlock), Bytes(2 * kBlock, 0));
+  EXPECT_EQ(board_->flash.erasures(0), 0U);
   EXPECT_EQ(outcome(write(fd_, "x", 1)), -EIO);
 }
 
 TEST_F(FlashTest, PowerCanBeCutBetweenTwoErasedBlocks) {
-  board_.set_flash(0, Bytes(2 * kBlock, 0));
+  board_->flash.set_bytes(0, Bytes(2 * kBlock, 0));
   board_.fault("flash cut erase 1");
   EXPECT_EQ(erase(0, 2 * kBlock), -EIO);
-  EXPECT_EQ(board_.flash(0, kBlock), Bytes(kBlock, 0xFF));
-  EXPECT_EQ(board_.flash(kBlock, kBlock), Bytes(kBlock, 0));
-  EXPECT_EQ(board_.flash_erasures(0), 1U);
-  EXPECT_EQ(board_.flash_erasures(1), 0U);
+  EXPECT_EQ(board_->flash.bytes(0, kBlock), Bytes(kBlock, 0xFF));
+  EXPECT_EQ(board_->flash.bytes(kBlock, kBlock), Bytes(kBlock, 0));
+  EXPECT_EQ(board_->flash.erasures(0), 1U);
+  EXPECT_EQ(board_->flash.erasures(1), 0U);
 }
 
 TEST_F(FlashTest, ACutThatNeverCameIsTakenAwayWithTheFaults) {
@@ -268,11 +268,11 @@ TEST_F(FlashTest, CallFaultsLieOverItAsOverEveryNode) {
 }
 
 TEST_F(FlashTest, ATestCannotReachBeyondTheEnd) {
-  EXPECT_THROW(board_.flash(kSize, 1), std::out_of_range);
-  EXPECT_THROW(board_.flash(kSize - 1, 2), std::out_of_range);
-  EXPECT_THROW(board_.flash(1, SIZE_MAX), std::out_of_range);
-  EXPECT_THROW(board_.set_flash(kSize - 1, Bytes(2)), std::out_of_range);
-  EXPECT_EQ(board_.flash(kSize, 0), Bytes{});
+  EXPECT_THROW(board_->flash.bytes(kSize, 1), std::out_of_range);
+  EXPECT_THROW(board_->flash.bytes(kSize - 1, 2), std::out_of_range);
+  EXPECT_THROW(board_->flash.bytes(1, SIZE_MAX), std::out_of_range);
+  EXPECT_THROW(board_->flash.set_bytes(kSize - 1, Bytes(2)), std::out_of_range);
+  EXPECT_EQ(board_->flash.bytes(kSize, 0), Bytes{});
 }
 
 /// A folder of the PC that is not there yet, and is gone after the test.
@@ -285,24 +285,24 @@ class KeptMediaTest : public testing::Test {
 TEST_F(KeptMediaTest, AnotherBoardFindsWhatTheFirstOneStored) {
   {
     Board board;
-    board.set_flash(0, Bytes{1});
-    board.keep_media_in(folder_);
-    board.set_flash(1, Bytes{2});
+    board->flash.set_bytes(0, Bytes{1});
+    board->keep_media_in(folder_);
+    board->flash.set_bytes(1, Bytes{2});
     const int fd = open("/dev/mmcblk0p7", O_WRONLY);
     EXPECT_EQ(write(fd, "three", 5), 5);
     close(fd);
   }
   Board board;
-  EXPECT_EQ(board.flash(0, 2), Bytes(2, 0xFF)) << "a board of its own until it is given the folder";
-  board.keep_media_in(folder_);
-  EXPECT_EQ(board.flash(0, 3), (Bytes{1, 2, 0xFF}));
-  EXPECT_EQ(board.emmc(0, 5), (Bytes{'t', 'h', 'r', 'e', 'e'}));
+  EXPECT_EQ(board->flash.bytes(0, 2), Bytes(2, 0xFF)) << "a board of its own until it is given the folder";
+  board->keep_media_in(folder_);
+  EXPECT_EQ(board->flash.bytes(0, 3), (Bytes{1, 2, 0xFF}));
+  EXPECT_EQ(board->emmc.bytes(0, 5), (Bytes{'t', 'h', 'r', 'e', 'e'}));
   EXPECT_EQ(board.violations(), Lines{});
 }
 
 TEST_F(KeptMediaTest, EveryByteIsInTheFileAtOnce) {
   Board board;
-  board.keep_media_in(folder_);
+  board->keep_media_in(folder_);
   const int fd = open("/dev/mtd4", O_RDWR);
   EXPECT_EQ(write(fd, "now", 3), 3);
   std::string text(3, '\0');
@@ -315,14 +315,14 @@ TEST_F(KeptMediaTest, AFileOfAnotherSizeIsRefused) {
   std::filesystem::create_directories(folder_);
   std::ofstream(folder_ + "/mmcblk0p7") << "short";
   Board board;
-  EXPECT_THROW(board.keep_media_in(folder_), std::runtime_error);
+  EXPECT_THROW(board->keep_media_in(folder_), std::runtime_error);
 }
 
 TEST_F(KeptMediaTest, AFolderThatCannotBeUsedIsRefused) {
   Board board;
-  EXPECT_THROW(board.keep_media_in("/proc/self/none"), std::runtime_error);
+  EXPECT_THROW(board->keep_media_in("/proc/self/none"), std::runtime_error);
   std::ofstream(folder_) << "a file";
-  EXPECT_THROW(board.keep_media_in(folder_), std::runtime_error);
+  EXPECT_THROW(board->keep_media_in(folder_), std::runtime_error);
 }
 
 }  // namespace

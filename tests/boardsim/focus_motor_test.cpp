@@ -40,15 +40,15 @@ class FocusMotorTest : public testing::Test {
 };
 
 TEST_F(FocusMotorTest, ItStands40StepsFromItsLimitAfterSwitchingOn) {
-  EXPECT_EQ(board_.focus_position(), 40);
+  EXPECT_EQ(board_->motor.focus().position(), 40);
   EXPECT_EQ(limit_switch(), 0U);
 }
 
 TEST_F(FocusMotorTest, ItStepsWithoutConfiguration) {
   EXPECT_EQ(step(kFromLimit), 0);
-  EXPECT_EQ(board_.focus_position(), 41);
+  EXPECT_EQ(board_->motor.focus().position(), 41);
   EXPECT_EQ(step(kToLimit), 0);
-  EXPECT_EQ(board_.focus_position(), 40);
+  EXPECT_EQ(board_->motor.focus().position(), 40);
 }
 
 TEST_F(FocusMotorTest, TheSwitchIsClosedAtTheLimitOnly) {
@@ -56,16 +56,16 @@ TEST_F(FocusMotorTest, TheSwitchIsClosedAtTheLimitOnly) {
   EXPECT_EQ(limit_switch(), 0U);
   step(kToLimit, 1);
   EXPECT_EQ(limit_switch(), 1U);
-  EXPECT_EQ(board_.gpio_level(kSwitchLine), 1);
+  EXPECT_EQ(board_->general_io.level(kSwitchLine), 1);
   step(kFromLimit, 1);
   EXPECT_EQ(limit_switch(), 0U);
 }
 
 TEST_F(FocusMotorTest, TheLimitHoldsIt) {
   step(kToLimit, 100);
-  EXPECT_EQ(board_.focus_position(), 0);
+  EXPECT_EQ(board_->motor.focus().position(), 0);
   step(kFromLimit, 1);
-  EXPECT_EQ(board_.focus_position(), 1);
+  EXPECT_EQ(board_->motor.focus().position(), 1);
 }
 
 TEST_F(FocusMotorTest, AnotherStepLengthIsRefused) {
@@ -73,29 +73,29 @@ TEST_F(FocusMotorTest, AnotherStepLengthIsRefused) {
     EXPECT_EQ(ioctl(fd_, kFromLimit, length), -1) << length;
     EXPECT_EQ(errno, EINVAL);
   }
-  EXPECT_EQ(board_.focus_position(), 40);
+  EXPECT_EQ(board_->motor.focus().position(), 40);
 }
 
 TEST_F(FocusMotorTest, ATestPutsItAnywhere) {
-  board_.set_focus_position(1500);
-  EXPECT_EQ(board_.focus_position(), 1500);
-  board_.set_focus_position(-3);
-  EXPECT_EQ(board_.focus_position(), 0);
+  board_->motor.focus().set_position(1500);
+  EXPECT_EQ(board_->motor.focus().position(), 1500);
+  board_->motor.focus().set_position(-3);
+  EXPECT_EQ(board_->motor.focus().position(), 0);
   EXPECT_EQ(limit_switch(), 1U);
 }
 
 TEST_F(FocusMotorTest, AStuckMotorTakesItsStepsAndStandsStill) {
   board_.fault("focus motor stuck");
   step(kToLimit, 100);
-  EXPECT_EQ(board_.focus_position(), 40);
+  EXPECT_EQ(board_->motor.focus().position(), 40);
   board_.clear_faults();
   step(kToLimit, 1);
-  EXPECT_EQ(board_.focus_position(), 39);
+  EXPECT_EQ(board_->motor.focus().position(), 39);
 }
 
 TEST_F(FocusMotorTest, ASwitchThatNeverClosesReads0AtTheLimit) {
   board_.fault("limit switch never");
-  board_.set_focus_position(0);
+  board_->motor.focus().set_position(0);
   EXPECT_EQ(limit_switch(), 0U);
   board_.clear_faults();
   EXPECT_EQ(limit_switch(), 1U);
@@ -106,7 +106,7 @@ TEST_F(FocusMotorTest, ASwitchThatIsAlwaysClosedReads1Anywhere) {
   EXPECT_EQ(limit_switch(), 1U);
   step(kFromLimit, 80);
   EXPECT_EQ(limit_switch(), 1U);
-  EXPECT_EQ(board_.focus_position(), 120);
+  EXPECT_EQ(board_->motor.focus().position(), 120);
 }
 
 TEST_F(FocusMotorTest, OneRejectedStepFailsAndMovesNothing) {
@@ -115,7 +115,7 @@ TEST_F(FocusMotorTest, OneRejectedStepFailsAndMovesNothing) {
   EXPECT_EQ(step(kToLimit), -1);
   EXPECT_EQ(errno, EIO);
   EXPECT_EQ(step(kToLimit), 0);
-  EXPECT_EQ(board_.focus_position(), 38);
+  EXPECT_EQ(board_->motor.focus().position(), 38);
 }
 
 TEST_F(FocusMotorTest, FromARejectedStepOnAllCanFail) {

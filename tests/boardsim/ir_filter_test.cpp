@@ -13,7 +13,7 @@ namespace {
 
 using namespace boardsim;
 using namespace boardsim::test;
-using Side = Board::Filter;
+using Side = IrFilter::Side;
 
 class IrFilterTest : public testing::Test {
  protected:
@@ -110,20 +110,20 @@ TEST_F(IrFilterTest, AHomeSwitchThatNeverClosesReadsOpenAtHome) {
 TEST(IrFilterOnABoardTest, TheHomeSwitchIsReadOnLine26Of65xxBoardsOnly) {
   {
     Board board("65xx");
-    EXPECT_EQ(board.gpio_level(26), 1);
+    EXPECT_EQ(board->general_io.level(26), 1);
     board.fault("home switch never");
-    EXPECT_EQ(board.gpio_level(26), 0);
+    EXPECT_EQ(board->general_io.level(26), 0);
   }
   Board other("normal");
-  EXPECT_EQ(other.gpio_level(26), 0);
+  EXPECT_EQ(other->general_io.level(26), 0);
 }
 
 TEST(IrFilterOnABoardTest, ItsShellCommandsAreAnsweredAndRecorded) {
   Board board("63xx");
   EXPECT_EQ(std::system("nightICR"), 0);
-  EXPECT_EQ(board.filter(), Side::night);
+  EXPECT_EQ(board->ir_filter.side(), Side::night);
   EXPECT_EQ(std::system("dayICR"), 0);
-  EXPECT_EQ(board.filter(), Side::day);
+  EXPECT_EQ(board->ir_filter.side(), Side::day);
   EXPECT_EQ(board.hardware_trace(), (std::vector<std::string>{"system nightICR = 0", "system dayICR = 0"}));
   EXPECT_EQ(board.violations(), std::vector<std::string>{});
 }
@@ -135,7 +135,7 @@ TEST(IrFilterOnABoardTest, AShellCommandCanBeMadeToFail) {
   errno = 0;
   EXPECT_EQ(std::system("nightICR"), -1);
   EXPECT_EQ(errno, EAGAIN);
-  EXPECT_EQ(board.filter(), Side::day);
+  EXPECT_EQ(board->ir_filter.side(), Side::day);
   EXPECT_EQ(board.hardware_trace().back(), "system nightICR = -1 EAGAIN");
 }
 
@@ -145,7 +145,7 @@ TEST(IrFilterOnABoardTest, AnyOtherShellCommandIsRefused) {
     EXPECT_EQ(std::system(command), -1) << command;
   }
   EXPECT_EQ(board.violations().size(), 4U);
-  EXPECT_EQ(board.filter(), Side::unset);
+  EXPECT_EQ(board->ir_filter.side(), Side::unset);
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ namespace {
 using namespace boardsim;
 using namespace boardsim::test;
 using Lines = std::vector<std::string>;
-using State = Board::Iris;
+using State = Iris::State;
 
 constexpr std::uint32_t kConfigure = 0x40044301;
 constexpr std::uint32_t kValue = 0x40046901;
@@ -52,7 +52,7 @@ std::array<State, 2> drive(const Board& board, const char* node, std::uint32_t e
   std::array<State, 2> states{};
   for (std::size_t i = 0; i < 2; ++i) {
     EXPECT_EQ(ioctl(fd, kValue, values.at(i)), 0);
-    states.at(i) = board.iris();
+    states.at(i) = board->iris.state();
   }
   close(fd);
   return states;
@@ -62,23 +62,23 @@ constexpr std::array kMoves{State::closed, State::open};
 
 TEST(IrisTest, TheFpgaClosesAndOpensIt) {
   const Board board("normal");
-  EXPECT_EQ(board.iris(), State::unset);
+  EXPECT_EQ(board->iris.state(), State::unset);
   write_fpga(0x2001, 0x27F);
-  EXPECT_EQ(board.iris(), State::unset) << "a value in between";
+  EXPECT_EQ(board->iris.state(), State::unset) << "a value in between";
   write_fpga(0x2001, 0xCFF);
-  EXPECT_EQ(board.iris(), State::closed);
+  EXPECT_EQ(board->iris.state(), State::closed);
   write_fpga(0x2001, 0x27F);
-  EXPECT_EQ(board.iris(), State::closed);
+  EXPECT_EQ(board->iris.state(), State::closed);
   write_fpga(0x2001, 0xC00);
-  EXPECT_EQ(board.iris(), State::open);
+  EXPECT_EQ(board->iris.state(), State::open);
   write_fpga(0x2002, 0xCFF);
-  EXPECT_EQ(board.iris(), State::open) << "another register";
+  EXPECT_EQ(board->iris.state(), State::open) << "another register";
 }
 
 TEST(IrisTest, TheMotorChipClosesAndOpensIt) {
   const Board board("65xx");
   EXPECT_EQ(drive(board, "/dev/motor", 3, {0xCFF, 0xC00}), kMoves);
-  EXPECT_EQ(board.motor_moves(), 0U) << "no move of the filter";
+  EXPECT_EQ(board->motor.moves(), 0U) << "no move of the filter";
 }
 
 TEST(IrisTest, TheIrisMotorClosesAndOpensIt) {
@@ -90,13 +90,13 @@ TEST(IrisTest, ShellCommandsCloseAndOpenIt) {
   for (const char* family : {"63xx", "loop"}) {
     Board board(family);
     EXPECT_EQ(system("closeIRIS"), 0);
-    EXPECT_EQ(board.iris(), State::closed) << family;
+    EXPECT_EQ(board->iris.state(), State::closed) << family;
     EXPECT_EQ(system("openIRIS"), 0);
-    EXPECT_EQ(board.iris(), State::open) << family;
+    EXPECT_EQ(board->iris.state(), State::open) << family;
     EXPECT_EQ(board.hardware_trace(), (Lines{"system closeIRIS = 0", "system openIRIS = 0"}));
     board.fault("system #1");
     EXPECT_EQ(system("closeIRIS"), -1);
-    EXPECT_EQ(board.iris(), State::open) << family;
+    EXPECT_EQ(board->iris.state(), State::open) << family;
   }
 }
 
@@ -110,7 +110,7 @@ TEST(IrisTest, ABoardHasOneDriveOnly) {
       EXPECT_EQ(system("closeIRIS"), 0);
     }
     if (own != IrisDrive::fpga) write_fpga(0x2001, 0xCFF);
-    EXPECT_EQ(board.iris(), State::unset) << family.name;
+    EXPECT_EQ(board->iris.state(), State::unset) << family.name;
   }
 }
 
@@ -188,13 +188,13 @@ TEST(IrisMotorTest, ItTakesValuesOnceItIsConfigured) {
 
 TEST(VsubTest, TheFpgaTakesACodeOverWhenItIsTold) {
   const Board board("normal");
-  EXPECT_EQ(board.vsub(), 0U);
+  EXPECT_EQ(board->substrate_voltage.code(), 0U);
   write_fpga(0x2001, 0xA86);
-  EXPECT_EQ(board.vsub(), 0U);
+  EXPECT_EQ(board->substrate_voltage.code(), 0U);
   write_fpga(0x2102, 2);
-  EXPECT_EQ(board.vsub(), 0U);
+  EXPECT_EQ(board->substrate_voltage.code(), 0U);
   write_fpga(0x2102, 1);
-  EXPECT_EQ(board.vsub(), 0xA86U);
+  EXPECT_EQ(board->substrate_voltage.code(), 0xA86U);
 }
 
 TEST(VsubTest, A65xxBoardIsGivenItsCodeByRequest) {
@@ -204,11 +204,11 @@ TEST(VsubTest, A65xxBoardIsGivenItsCodeByRequest) {
   EXPECT_EQ(ioctl(fd, 0x40044D0E, nullptr), -1);
   EXPECT_EQ(errno, EFAULT);
   close(fd);
-  EXPECT_EQ(board.vsub(), 0xA86U);
+  EXPECT_EQ(board->substrate_voltage.code(), 0xA86U);
   EXPECT_EQ(board.hardware_trace()[1], "ioctl /dev/qznio 0x40044d0e {2694} = 0");
   write_fpga(0x2001, 0xA00);
   write_fpga(0x2102, 1);
-  EXPECT_EQ(board.vsub(), 0xA86U) << "its FPGA does not set it";
+  EXPECT_EQ(board->substrate_voltage.code(), 0xA86U) << "its FPGA does not set it";
 }
 
 TEST(VsubTest, OtherBoardsHaveNothingBehindTheRequest) {
@@ -216,22 +216,22 @@ TEST(VsubTest, OtherBoardsHaveNothingBehindTheRequest) {
   const int fd = open("/dev/qznio", O_RDWR);
   EXPECT_EQ(request(fd, 0x40044D0E, {0xA86}), 0);
   close(fd);
-  EXPECT_EQ(board.vsub(), 0U);
+  EXPECT_EQ(board->substrate_voltage.code(), 0U);
 }
 
 TEST(VsubTest, TheLumaFallsAsTheCodeRises) {
   Board board("normal");
-  EXPECT_EQ(board.fpga(0xB0), 5000U);
+  EXPECT_EQ(board->fpga.reg(0xB0), 5000U);
   for (const std::uint32_t code : {0xA00U, 0xA86U, 0xAFFU}) {
     write_fpga(0x2001, code);
     write_fpga(0x2102, 1);
-    EXPECT_EQ(board.fpga(0xB0), 5000 - code);
+    EXPECT_EQ(board->fpga.reg(0xB0), 5000 - code);
   }
   write_fpga(0x2001, 0xFFFFFFFF);
   write_fpga(0x2102, 1);
-  EXPECT_EQ(board.fpga(0xB0), 0U);
-  board.set_fpga(0xB0, 123);
-  EXPECT_EQ(board.fpga(0xB0), 123U) << "a test has the last word";
+  EXPECT_EQ(board->fpga.reg(0xB0), 0U);
+  board->fpga.set_reg(0xB0, 123);
+  EXPECT_EQ(board->fpga.reg(0xB0), 123U) << "a test has the last word";
 }
 
 }  // namespace

@@ -114,7 +114,7 @@ TEST_F(MediaFaultsTest, AStreamOnAFullMediumFailsWhenItIsFlushed) {
   std::fputs("text", file);
   EXPECT_NE(std::fflush(file), 0);
   std::fclose(file);
-  EXPECT_EQ(board_.medium_file(kStick, "usbtest.dat"), "");
+  EXPECT_EQ(board_->mounts.at(kStick).content("usbtest.dat"), "");
 }
 
 TEST_F(MediaFaultsTest, AReadOnlyMediumIsOnlyRead) {
@@ -151,7 +151,7 @@ TEST_F(MediaFaultsTest, WornBytesReadBackInverted) {
             "ef");
   EXPECT_EQ(lseek(fd, 4, SEEK_SET), 4);
   EXPECT_EQ(read_text(fd), "ef");
-  EXPECT_EQ(board_.medium_file(kStick, "usbtest.dat"), "abcdef") << "what was written";
+  EXPECT_EQ(board_->mounts.at(kStick).content("usbtest.dat"), "abcdef") << "what was written";
   board_.clear_faults();
   EXPECT_EQ(lseek(fd, 0, SEEK_SET), 0);
   EXPECT_EQ(read_text(fd), "abcdef");
@@ -217,7 +217,7 @@ TEST_F(MediaFaultsTest, AMediumIsPulledOutAtTheNthWrite) {
   EXPECT_EQ(board_.open_nodes(), Lines{}) << "closed all the same";
   EXPECT_EQ(umount(kPlace), 0);
   EXPECT_EQ(mount_stick(), -ENODEV);
-  EXPECT_EQ(board_.medium_file(kStick, "usbtest.dat"), "ab");
+  EXPECT_EQ(board_->mounts.at(kStick).content("usbtest.dat"), "ab");
   board_.clear_faults();
   EXPECT_EQ(mount_stick(), 0) << "put in again";
 }
@@ -262,13 +262,13 @@ TEST_F(MediaFaultsTest, TheNthCallFails) {
   EXPECT_EQ(outcome(unlink(kFile)), -EPERM);
   EXPECT_EQ(outcome(mkdir("/mnt/other", 0777)), -EACCES);
   EXPECT_EQ(outcome(umount(kPlace)), -EIO);
-  EXPECT_EQ(board_.mounts(), Lines{"/dev/msb1 on /mnt/test"});
+  EXPECT_EQ(board_->mounts.mounted(), Lines{"/dev/msb1 on /mnt/test"});
   EXPECT_EQ(umount(kPlace), 0);
   EXPECT_EQ(mkdir("/mnt/other", 0777), 0);
   EXPECT_EQ(rmdir(kPlace), 0);
   EXPECT_EQ(outcome(rmdir("/mnt/other")), -EBUSY);
   EXPECT_EQ(outcome(rmdir("/mnt/other")), -EBUSY);
-  EXPECT_EQ(board_.folders(), Lines{"/mnt/other"});
+  EXPECT_EQ(board_->mounts.folders(), Lines{"/mnt/other"});
 }
 
 TEST_F(MediaFaultsTest, CallsOnAFileFailAsOnNodes) {

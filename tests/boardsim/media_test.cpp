@@ -78,7 +78,7 @@ TEST_F(MediaTest, ASessionOnAMediumStandsInTheTrace) {
                    "open /mnt/test/usbtest.dat = ok", "write /mnt/test/usbtest.dat 5 = 5",
                    "lseek /mnt/test/usbtest.dat 0 = 0", "read /mnt/test/usbtest.dat 8 = 5",
                    "close /mnt/test/usbtest.dat = 0", "umount /mnt/test = 0", "rmdir /mnt/test = 0"}));
-  EXPECT_EQ(board_.medium_file(kStick, "usbtest.dat"), "12345");
+  EXPECT_EQ(board_->mounts.at(kStick).content("usbtest.dat"), "12345");
 }
 
 TEST_F(MediaTest, EverySlotHasAnEmptyMediumOf4Gb) {
@@ -103,12 +103,12 @@ TEST_F(MediaTest, MountsAndFoldersAreListedInTheirOrder) {
   mkdir("/mnt/other", 0700);
   mkdir("/mnt/other/inner", 0700);
   EXPECT_EQ(mount_stick("/dev/mmc01", "/mnt/other"), 0);
-  EXPECT_EQ(board_.mounts(), (Lines{"/dev/msb1 on /mnt/test", "/dev/mmc01 on /mnt/other"}));
-  EXPECT_EQ(board_.folders(), (Lines{"/mnt/test", "/mnt/other", "/mnt/other/inner"}));
+  EXPECT_EQ(board_->mounts.mounted(), (Lines{"/dev/msb1 on /mnt/test", "/dev/mmc01 on /mnt/other"}));
+  EXPECT_EQ(board_->mounts.folders(), (Lines{"/mnt/test", "/mnt/other", "/mnt/other/inner"}));
   EXPECT_EQ(umount(kPlace), 0);
   EXPECT_EQ(rmdir(kPlace), 0);
-  EXPECT_EQ(board_.mounts(), Lines{"/dev/mmc01 on /mnt/other"});
-  EXPECT_EQ(board_.folders(), (Lines{"/mnt/other", "/mnt/other/inner"}));
+  EXPECT_EQ(board_->mounts.mounted(), Lines{"/dev/mmc01 on /mnt/other"});
+  EXPECT_EQ(board_->mounts.folders(), (Lines{"/mnt/other", "/mnt/other/inner"}));
 }
 
 TEST_F(MediaTest, WhatIsOnAMediumStaysThereWhenItIsUnmounted) {
@@ -125,7 +125,7 @@ TEST_F(MediaTest, AMediumCanBeMountedOnMntItself) {
   const int fd = open("/mnt/usbtest.dat", kCreate, 0777);
   EXPECT_EQ(write(fd, "x", 1), 1);
   EXPECT_EQ(close(fd), 0);
-  EXPECT_EQ(board_.medium_file("/dev/mmc01", "usbtest.dat"), "x");
+  EXPECT_EQ(board_->mounts.at("/dev/mmc01").content("usbtest.dat"), "x");
   EXPECT_EQ(umount("/mnt"), 0);
 }
 
@@ -190,7 +190,7 @@ TEST_F(MediaTest, FilesAreReadAndWrittenAtPositions) {
   EXPECT_EQ(write(fd, "BC", 2), 2);
   EXPECT_EQ(lseek(fd, 8, SEEK_SET), 8);
   EXPECT_EQ(write(fd, "i", 1), 1);
-  EXPECT_EQ(board_.medium_file(kStick, "usbtest.dat"), std::string("aBCdef\0\0i", 9));
+  EXPECT_EQ(board_->mounts.at(kStick).content("usbtest.dat"), std::string("aBCdef\0\0i", 9));
   struct stat status {};
   EXPECT_EQ(fstat(fd, &status), 0);
   EXPECT_TRUE(S_ISREG(status.st_mode));
@@ -201,7 +201,7 @@ TEST_F(MediaTest, FilesAreReadAndWrittenAtPositions) {
   EXPECT_EQ(read(fd, bytes, sizeof bytes), 0);
   close(fd);
   close(open(kFile, kCreate, 0777));
-  EXPECT_EQ(board_.medium_file(kStick, "usbtest.dat"), "") << "truncated";
+  EXPECT_EQ(board_->mounts.at(kStick).content("usbtest.dat"), "") << "truncated";
 }
 
 TEST_F(MediaTest, MegabytesArriveAsTheyWereWritten) {
@@ -217,7 +217,7 @@ TEST_F(MediaTest, MegabytesArriveAsTheyWereWritten) {
     EXPECT_TRUE(read_back == block) << i;
   }
   close(fd);
-  EXPECT_EQ(board_.medium_file(kStick, "usbtest.dat").size(), 25U * 0x100000);
+  EXPECT_EQ(board_->mounts.at(kStick).content("usbtest.dat").size(), 25U * 0x100000);
   EXPECT_EQ(board_.now(), boardsim::Time(0)) << "a healthy medium takes no time";
 }
 
@@ -228,7 +228,7 @@ TEST_F(MediaTest, AFileThatIsMissingOnAMediumIsNothingUnusual) {
   EXPECT_EQ(outcome(stat(kFile, &status)), -ENOENT);
   EXPECT_EQ(std::fopen(kFile, "r"), nullptr);
   EXPECT_EQ(outcome(open("/mnt/test/folder/file", kCreate, 0777)), -ENOENT);
-  EXPECT_THROW(board_.medium_file(kStick, "usbtest.dat"), std::invalid_argument);
+  EXPECT_THROW(board_->mounts.at(kStick).content("usbtest.dat"), std::invalid_argument);
 }
 
 TEST_F(MediaTest, AFileThatIsTakenAwayWhileOpenStaysReadable) {
@@ -245,7 +245,7 @@ TEST_F(MediaTest, AFileThatIsTakenAwayWhileOpenStaysReadable) {
   EXPECT_EQ(std::string(bytes, 3), "old");
   close(fd);
   close(other);
-  EXPECT_EQ(board_.medium_file(kStick, "usbtest.dat"), "new");
+  EXPECT_EQ(board_->mounts.at(kStick).content("usbtest.dat"), "new");
   EXPECT_EQ(umount(kPlace), 0);
 }
 
@@ -261,7 +261,7 @@ TEST_F(MediaTest, StreamsWorkOnFiles) {
   file = std::fopen(kFile, "a");
   std::fputs("third\n", file);
   EXPECT_EQ(std::fclose(file), 0);
-  EXPECT_EQ(board_.medium_file(kStick, "usbtest.dat"), "first\nsecond\nthird\n");
+  EXPECT_EQ(board_->mounts.at(kStick).content("usbtest.dat"), "first\nsecond\nthird\n");
 }
 
 TEST_F(MediaTest, FilesTakeSpaceInClusters) {
@@ -283,7 +283,7 @@ TEST_F(MediaTest, FilesTakeSpaceInClusters) {
 }
 
 TEST_F(MediaTest, AMediumHasTheSpaceThatATestGivesIt) {
-  board_.set_medium_space(kStick, 7.5, 0.01);
+  board_->mounts.at(kStick).set_space(7.5, 0.01);
   mount_it();
   struct statfs space {};
   statfs(kPlace, &space);
@@ -293,11 +293,12 @@ TEST_F(MediaTest, AMediumHasTheSpaceThatATestGivesIt) {
   const std::string bytes(10000, 'x');
   EXPECT_EQ(write(fd, bytes.data(), bytes.size()), 8192) << "what fits";
   EXPECT_EQ(outcome(write(fd, bytes.data(), bytes.size())), -ENOSPC);
-  EXPECT_THROW(board_.set_medium_space(kStick, 1, 0.999), std::invalid_argument) << "its file is in the way";
-  EXPECT_THROW(board_.set_medium_space(kStick, 1, 1.5), std::invalid_argument);
-  EXPECT_THROW(board_.set_medium_space(kStick, -1, -2), std::invalid_argument);
-  EXPECT_THROW(board_.set_medium_space("/dev/rtc", 1, 1), std::invalid_argument);
-  board_.set_medium_space(kStick, 1, 0.5);
+  EXPECT_THROW(board_->mounts.at(kStick).set_space(1, 0.999), std::invalid_argument)
+      << "its file is in the way";
+  EXPECT_THROW(board_->mounts.at(kStick).set_space(1, 1.5), std::invalid_argument);
+  EXPECT_THROW(board_->mounts.at(kStick).set_space(-1, -2), std::invalid_argument);
+  EXPECT_THROW(board_->mounts.at("/dev/rtc").set_space(1, 1), std::invalid_argument);
+  board_->mounts.at(kStick).set_space(1, 0.5);
   EXPECT_EQ(write(fd, bytes.data(), bytes.size()), 10000);
   close(fd);
 }
@@ -328,7 +329,7 @@ TEST_F(RefusedMediaTest, OnlyMediaAreMountedAndOnlyBelowMnt) {
   EXPECT_EQ(board_.violations().size(), 7U);
   EXPECT_EQ(board_.violations().front(),
             "mount of /dev/rtc /mnt vfat is nothing that a program may do on this board");
-  EXPECT_EQ(board_.mounts(), Lines{});
+  EXPECT_EQ(board_->mounts.mounted(), Lines{});
 }
 
 TEST_F(RefusedMediaTest, FoldersAndFilesOfTheBoardAreLeftAlone) {

@@ -104,9 +104,9 @@ TEST_F(Rs485PartnerTest, HearsAndIsHeardAt38400BaudOnly) {
 
 TEST_F(Rs485PartnerTest, IsGoneOnAnotherFixture) {
   heard_by(500ms);
-  board_.set_rs485_fixture("none");
+  board_->rs485.set_fixture("none");
   EXPECT_EQ(heard_by(5s), "");
-  board_.set_rs485_fixture("ring3");
+  board_->rs485.set_fixture("ring3");
   port_.configure(38'400);
   EXPECT_EQ(heard_by(10s), "");
 }

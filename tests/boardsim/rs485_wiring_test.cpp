@@ -31,7 +31,7 @@ TEST(Rs485FixturesTest, EveryFamilyIsWiredAsItsTestNeedsIt) {
   for (const Family& family : families()) {
     const Board board(family.name);
     ASSERT_TRUE(expected.contains(family.name)) << family.name;
-    EXPECT_EQ(board.rs485_fixture(), expected.at(family.name)) << family.name;
+    EXPECT_EQ(board->rs485.fixture().name, expected.at(family.name)) << family.name;
   }
 }
 
@@ -40,42 +40,42 @@ TEST(Rs485FixturesTest, ABoardOfAnotherTypeIsWiredAsThatTypeNeedsIt) {
   for (const std::uint32_t type : {0x960BU, 0x9B05U, 0x960FU, 0x960EU, 0x9B08U, 0x9B09U, 0x9B0AU, 0x970FU,
                                    0x9715U, 0x9713U, 0x9614U, 0x9615U, 0x9716U, 0x9725U, 0x9726U}) {
     board.set_type(type);
-    EXPECT_EQ(board.rs485_fixture(), "ring5") << std::hex << type;
+    EXPECT_EQ(board->rs485.fixture().name, "ring5") << std::hex << type;
   }
   for (const std::uint32_t type : {0xA6001U, 0xA6002U, 0xA6003U, 0xA6004U}) {
     board.set_type(type);
-    EXPECT_EQ(board.rs485_fixture(), "ring3") << std::hex << type;
+    EXPECT_EQ(board->rs485.fixture().name, "ring3") << std::hex << type;
   }
   for (const std::uint32_t type : {0x97C0U, 0xA6005U, 0xA6006U, 0x96C5U, 0x9A01U, 0U}) {
     board.set_type(type);
-    EXPECT_EQ(board.rs485_fixture(), "partner") << std::hex << type;
+    EXPECT_EQ(board->rs485.fixture().name, "partner") << std::hex << type;
   }
 }
 
 TEST(Rs485FixturesTest, TheAlarmOutputsTellTheTwo6444BoardsApart) {
   Board board("6444");
   board.set_alarm_outputs(6);
-  EXPECT_EQ(board.rs485_fixture(), "ring3");
+  EXPECT_EQ(board->rs485.fixture().name, "ring3");
   board.set_alarm_outputs(7);
-  EXPECT_EQ(board.rs485_fixture(), "partner");
+  EXPECT_EQ(board->rs485.fixture().name, "partner");
 }
 
 TEST(Rs485FixturesTest, AFixtureThatIsPluggedInStays) {
   Board board("k");
-  board.set_rs485_fixture("ring2");
+  board->rs485.set_fixture("ring2");
   board.set_type(0xA6001);
   board.clear_faults();
-  EXPECT_EQ(board.rs485_fixture(), "ring2");
+  EXPECT_EQ(board->rs485.fixture().name, "ring2");
   board.fault("rs485 fixture self");
-  EXPECT_EQ(board.rs485_fixture(), "self");
-  board.set_rs485_fixture("auto");
-  EXPECT_EQ(board.rs485_fixture(), "ring3");
+  EXPECT_EQ(board->rs485.fixture().name, "self");
+  board->rs485.set_fixture("auto");
+  EXPECT_EQ(board->rs485.fixture().name, "ring3");
 }
 
 TEST(Rs485FixturesTest, AFixtureThatDoesNotExistIsRefusedWithAListOfThoseThatDo) {
   Board board;
   try {
-    board.set_rs485_fixture("ring4");
+    board->rs485.set_fixture("ring4");
     FAIL() << "it was plugged in";
   } catch (const std::invalid_argument& refusal) {
     EXPECT_STREQ(refusal.what(),
@@ -128,7 +128,7 @@ TEST_F(Rs485WiringTest, EachFixtureHasItsPairsAndNoOthers) {
   };
   EXPECT_EQ(rs485_fixtures().size(), expected.size());
   for (const auto& [name, wires] : expected) {
-    board_.set_rs485_fixture(name);
+    board_->rs485.set_fixture(name);
     EXPECT_EQ(pairs(), wires) << name;
   }
 }
@@ -137,7 +137,7 @@ TEST_F(Rs485WiringTest, BytesArriveAsTheyWereSent) {
   std::string all;
   for (int byte = 0; byte < 256; ++byte) all.push_back(static_cast<char>(byte));
   EXPECT_EQ(over(all), all);
-  EXPECT_EQ(board_.uart_sent(1), all);
+  EXPECT_EQ(board_->uart(1).sent(), all);
 }
 
 TEST_F(Rs485WiringTest, ABlockArrivesWholeAfterTenBitsForEachByte) {
@@ -183,7 +183,7 @@ TEST_F(Rs485WiringTest, BothDirectionsAreOnWiresOfTheirOwn) {
 }
 
 TEST_F(Rs485WiringTest, APortThatWasNotConfiguredIsNotOnTheLine) {
-  board_.set_rs485_fixture("ring3");
+  board_->rs485.set_fixture("ring3");
   const Port three(3, 0);
   two_.send("to three");
   three.send("to one");
@@ -197,7 +197,7 @@ TEST_F(Rs485WiringTest, APortThatWasNotConfiguredIsNotOnTheLine) {
 }
 
 TEST_F(Rs485WiringTest, APortThatIsNotOpenMissesWhatComes) {
-  board_.set_rs485_fixture("ring3");
+  board_->rs485.set_fixture("ring3");
   two_.send("early");
   usleep(100'000);
   EXPECT_EQ(Port(3).receive(), "");
@@ -217,7 +217,7 @@ TEST_F(Rs485WiringTest, AnotherSpeedMakesGarbage) {
 }
 
 TEST_F(Rs485WiringTest, TheReceiverCanBeEmptied) {
-  board_.uart_receives(2, "old");
+  board_->uart(2).receive("old");
   EXPECT_EQ(two_.empty(), 0);
   EXPECT_EQ(two_.receive(), "");
   EXPECT_EQ(over("new"), "new");
@@ -226,7 +226,7 @@ TEST_F(Rs485WiringTest, TheReceiverCanBeEmptied) {
 }
 
 TEST_F(Rs485WiringTest, EmptyingTheReceiverTakesNoArgument) {
-  board_.uart_receives(2, "old");
+  board_->uart(2).receive("old");
   int argument = 0;
   EXPECT_EQ(ioctl(two_.fd(), 0x5503UL, &argument), -1);
   EXPECT_EQ(errno, EINVAL);
@@ -236,7 +236,7 @@ TEST_F(Rs485WiringTest, EmptyingTheReceiverTakesNoArgument) {
 // ---- faults ----------------------------------------------------------------------------------------------
 
 TEST_F(Rs485WiringTest, AnOpenPairCarriesNothingAndTheOthersGoOn) {
-  board_.set_rs485_fixture("ring5");
+  board_->rs485.set_fixture("ring5");
   board_.fault("rs485 2 3 open");
   EXPECT_EQ(pairs(), (Pairs{{1, 2}, {3, 4}, {4, 5}, {5, 1}}));
   board_.fault("rs485 5 1 open");
@@ -260,7 +260,7 @@ TEST_F(Rs485WiringTest, FlippedBytesArriveInverted) {
             "c\x9B"
             "e");
   EXPECT_EQ(over("abcde"), "abcde") << "those that were named are through";
-  EXPECT_EQ(board_.uart_sent(1), "abcdeabcde");
+  EXPECT_EQ(board_->uart(1).sent(), "abcdeabcde");
 }
 
 TEST_F(Rs485WiringTest, LostBytesAreMissing) {

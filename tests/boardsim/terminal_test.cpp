@@ -68,11 +68,11 @@ TEST_F(TerminalTest, ItIsATerminal) {
 
 TEST_F(TerminalTest, BytesPassInBothDirections) {
   make_raw(fd_, 1, 0);
-  put(board_.terminal(), "to the board");
+  put(board_->terminal.far_end(), "to the board");
   EXPECT_EQ(read_some(fd_), "to the board");
   put(fd_, "from the board\n");
-  EXPECT_EQ(read_some(board_.terminal()), "from the board\n");
-  EXPECT_EQ(read_some(board_.terminal()), "failed") << "the far end does not wait";
+  EXPECT_EQ(read_some(board_->terminal.far_end()), "from the board\n");
+  EXPECT_EQ(read_some(board_->terminal.far_end()), "failed") << "the far end does not wait";
   EXPECT_EQ(errno, EAGAIN);
 }
 
@@ -91,16 +91,16 @@ TEST_F(TerminalTest, ItsSettingsAreRealOnes) {
 }
 
 TEST_F(TerminalTest, LinesAreEditedAndEchoed) {
-  put(board_.terminal(),
+  put(board_->terminal.far_end(),
       "ab\x7f"
       "c\n");
   EXPECT_EQ(read_some(fd_), "ac\n");
-  EXPECT_EQ(read_some(board_.terminal()), "ab\b \bc\r\n");
+  EXPECT_EQ(read_some(board_->terminal.far_end()), "ab\b \bc\r\n");
 }
 
 TEST_F(TerminalTest, WhatIsFlushedIsGone) {
   make_raw(fd_, 1, 0);
-  put(board_.terminal(), "old");
+  put(board_->terminal.far_end(), "old");
   EXPECT_TRUE(is_readable(fd_, {0, 0}));
   EXPECT_EQ(tcflush(fd_, TCIFLUSH), 0);
   EXPECT_FALSE(is_readable(fd_, {0, 0}));
@@ -108,7 +108,7 @@ TEST_F(TerminalTest, WhatIsFlushedIsGone) {
 
 TEST_F(TerminalTest, AReadWaitsInVirtualTime) {
   make_raw(fd_, 1, 0);
-  board_.at(90s, [&] { put(board_.terminal(), "key"); });
+  board_.at(90s, [&] { put(board_->terminal.far_end(), "key"); });
   EXPECT_EQ(read_some(fd_), "key");
   EXPECT_EQ(board_.now(), 90s);
 }
@@ -117,7 +117,7 @@ TEST_F(TerminalTest, AReadEndsWhenTheTerminalSaysSo) {
   make_raw(fd_, 0, 50);
   EXPECT_EQ(read_some(fd_), "");
   EXPECT_EQ(board_.now(), 5s);
-  board_.at(8s, [&] { put(board_.terminal(), "key"); });
+  board_.at(8s, [&] { put(board_->terminal.far_end(), "key"); });
   EXPECT_EQ(read_some(fd_), "key");
   EXPECT_EQ(board_.now(), 8s);
   make_raw(fd_, 0, 0);
@@ -127,8 +127,8 @@ TEST_F(TerminalTest, AReadEndsWhenTheTerminalSaysSo) {
 
 TEST_F(TerminalTest, AReadWaitsForAsManyBytesAsTheTerminalSays) {
   make_raw(fd_, 3, 0);
-  board_.at(1s, [&] { put(board_.terminal(), "a"); });
-  board_.at(2s, [&] { put(board_.terminal(), "bc"); });
+  board_.at(1s, [&] { put(board_->terminal.far_end(), "a"); });
+  board_.at(2s, [&] { put(board_->terminal.far_end(), "bc"); });
   EXPECT_EQ(read_some(fd_), "abc");
   EXPECT_EQ(board_.now(), 2s);
 }
@@ -144,7 +144,7 @@ TEST_F(TerminalTest, SelectWaitsInVirtualTime) {
   make_raw(fd_, 1, 0);
   EXPECT_FALSE(is_readable(fd_, {5, 0}));
   EXPECT_EQ(board_.now(), 5s);
-  board_.at(6s, [&] { put(board_.terminal(), "a"); });
+  board_.at(6s, [&] { put(board_->terminal.far_end(), "a"); });
   EXPECT_TRUE(is_readable(fd_, {5, 0}));
   EXPECT_EQ(board_.now(), 6s);
 }
@@ -153,8 +153,8 @@ TEST_F(TerminalTest, SettingsAndBytesOutliveClosing) {
   make_raw(fd_, 1, 0);
   put(fd_, "kept");
   close(fd_);
-  EXPECT_EQ(read_some(board_.terminal()), "kept");
-  put(board_.terminal(), "back");
+  EXPECT_EQ(read_some(board_->terminal.far_end()), "kept");
+  put(board_->terminal.far_end(), "back");
   fd_ = open("/dev/ttyS1", O_RDWR);
   EXPECT_EQ(read_some(fd_), "back");
 }
@@ -164,14 +164,14 @@ TEST_F(TerminalTest, ALineToNobodyLosesItsBytes) {
   const std::string block(1000, 'x');
   for (int i = 0; i < 200; ++i) put(fd_, block);
   EXPECT_EQ(board_.now(), 0s);
-  EXPECT_FALSE(read_some(board_.terminal()).empty());
+  EXPECT_FALSE(read_some(board_->terminal.far_end()).empty());
 }
 
 TEST_F(TerminalTest, TheTraceShowsEveryCall) {
   make_raw(fd_, 1, 0);
   tcflush(fd_, TCIOFLUSH);
   put(fd_, "ab");
-  put(board_.terminal(), "xyz");
+  put(board_->terminal.far_end(), "xyz");
   read_some(fd_);
   close(fd_);
   EXPECT_EQ(board_.hardware_trace(),
@@ -183,7 +183,7 @@ TEST_F(TerminalTest, TheTraceShowsEveryCall) {
 
 TEST_F(TerminalTest, ItTakesTheRequestsOfTerminals) {
   make_raw(fd_, 1, 0);
-  put(board_.terminal(), "abc");
+  put(board_->terminal.far_end(), "abc");
   int count = 0;
   EXPECT_EQ(ioctl(fd_, FIONREAD, &count), 0);
   EXPECT_EQ(count, 3);

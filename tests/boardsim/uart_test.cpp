@@ -64,16 +64,16 @@ TEST_F(UartTest, EachOfTheFivePortsIsThere) {
     EXPECT_GE(fd, 0) << node;
     close(fd);
   }
-  EXPECT_THROW(board_.uart(0), std::out_of_range);
-  EXPECT_THROW(board_.uart(6), std::out_of_range);
+  EXPECT_THROW(board_->uart(0).setup(), std::out_of_range);
+  EXPECT_THROW(board_->uart(6).setup(), std::out_of_range);
 }
 
 TEST_F(UartTest, AConfigurationIsTakenAsItIsGiven) {
-  EXPECT_EQ(board_.uart(1), Board::UartSetup{});
+  EXPECT_EQ(board_->uart(1).setup(), UartSetup{});
   std::array<std::int32_t, 5> record{9600, 8, 1, -1, 7};
   EXPECT_EQ(ioctl(fd_, kConfigure, record.data()), 0);
-  EXPECT_EQ(board_.uart(1), (Board::UartSetup{9600, 8, 1, -1, 7}));
-  EXPECT_EQ(board_.uart(2), Board::UartSetup{}) << "every port has its own";
+  EXPECT_EQ(board_->uart(1).setup(), (UartSetup{9600, 8, 1, -1, 7}));
+  EXPECT_EQ(board_->uart(2).setup(), UartSetup{}) << "every port has its own";
   EXPECT_EQ(ioctl(fd_, kConfigure, nullptr), -1);
   EXPECT_EQ(errno, EFAULT);
   EXPECT_EQ(ioctl(fd_, kWaiting, nullptr), -1);
@@ -83,7 +83,7 @@ TEST_F(UartTest, TheTraceShowsEveryCall) {
   std::array<std::int32_t, 5> record{9600, 8, 1, 0, 0};
   ioctl(fd_, kConfigure, record.data());
   EXPECT_EQ(write(fd_, "abc", 3), 3);
-  board_.uart_receives(1, "xy");
+  board_->uart(1).receive("xy");
   waiting(fd_);
   read_some(fd_, 10);
   EXPECT_EQ(
@@ -94,8 +94,8 @@ TEST_F(UartTest, TheTraceShowsEveryCall) {
 
 TEST_F(UartTest, WhatArrivesWaitsToBeRead) {
   EXPECT_EQ(waiting(fd_), 0U);
-  board_.uart_receives(1, "abc");
-  board_.uart_receives(1, std::string_view("d\0e", 3));
+  board_->uart(1).receive("abc");
+  board_->uart(1).receive(std::string_view("d\0e", 3));
   EXPECT_EQ(waiting(fd_), 6U);
   EXPECT_EQ(read_some(fd_, 2), "ab");
   EXPECT_EQ(waiting(fd_), 4U);
@@ -107,8 +107,8 @@ TEST_F(UartTest, WhatIsSentLeavesTheBoard) {
   EXPECT_EQ(write(fd_, "one", 3), 3);
   EXPECT_EQ(write(fd_, "two", 3), 3);
   EXPECT_EQ(write(fd_, "", 0), 0);
-  EXPECT_EQ(board_.uart_sent(1), "onetwo");
-  EXPECT_EQ(board_.uart_sent(2), "");
+  EXPECT_EQ(board_->uart(1).sent(), "onetwo");
+  EXPECT_EQ(board_->uart(2).sent(), "");
   EXPECT_EQ(waiting(fd_), 0U) << "nothing comes back by itself";
 }
 
@@ -118,7 +118,7 @@ TEST_F(UartTest, AReadOfNoBytesReturnsAtOnce) {
 }
 
 TEST_F(UartTest, AReadWaitsForItsFirstByte) {
-  board_.at(7s, [&] { board_.uart_receives(1, "late"); });
+  board_.at(7s, [&] { board_->uart(1).receive("late"); });
   EXPECT_EQ(read_some(fd_), "late");
   EXPECT_EQ(board_.now(), 7s);
   EXPECT_EQ(board_.timed_hardware_trace().back(), "0.000000 read /dev/uart1 100 = 4");
@@ -135,7 +135,7 @@ TEST_F(UartTest, AReadThatMustNotWaitDoesNot) {
 TEST_F(UartTest, SelectFollowsTheBytesInVirtualTime) {
   EXPECT_EQ(select_readable(fd_, {2, 0}), 0);
   EXPECT_EQ(board_.now(), 2s);
-  board_.at(3s, [&] { board_.uart_receives(1, "ab"); });
+  board_.at(3s, [&] { board_->uart(1).receive("ab"); });
   EXPECT_EQ(select_readable(fd_, {2, 0}), 1);
   EXPECT_EQ(board_.now(), 3s);
   EXPECT_EQ(select_readable(fd_, {2, 0}), 1) << "nothing was read";
@@ -148,7 +148,7 @@ TEST_F(UartTest, SelectFollowsTheBytesInVirtualTime) {
 
 TEST_F(UartTest, APortCanAlwaysBeWritten) {
   EXPECT_EQ(ready_events(fd_), POLLOUT);
-  board_.uart_receives(1, "a");
+  board_->uart(1).receive("a");
   EXPECT_EQ(ready_events(fd_), POLLIN | POLLOUT);
   read_some(fd_);
   EXPECT_EQ(ready_events(fd_), POLLOUT);
@@ -156,7 +156,7 @@ TEST_F(UartTest, APortCanAlwaysBeWritten) {
 
 TEST_F(UartTest, EveryOpeningSeesTheSameBytes) {
   const int other = open("/dev/uart1", O_RDWR);
-  board_.uart_receives(1, "abcd");
+  board_->uart(1).receive("abcd");
   EXPECT_EQ(ready_events(other) & POLLIN, POLLIN);
   EXPECT_EQ(read_some(fd_, 2), "ab");
   EXPECT_EQ(read_some(other, 2), "cd");
@@ -165,7 +165,7 @@ TEST_F(UartTest, EveryOpeningSeesTheSameBytes) {
 }
 
 TEST_F(UartTest, BytesBeforeTheFirstOpeningAreLost) {
-  board_.uart_receives(2, "lost");
+  board_->uart(2).receive("lost");
   const int fd = open("/dev/uart2", O_RDWR);
   EXPECT_EQ(waiting(fd), 0U);
   EXPECT_EQ(ready_events(fd) & POLLIN, 0);
@@ -173,37 +173,37 @@ TEST_F(UartTest, BytesBeforeTheFirstOpeningAreLost) {
 }
 
 TEST_F(UartTest, OpeningAgainKeepsWhatWaits) {
-  board_.uart_receives(1, "ab");
+  board_->uart(1).receive("ab");
   close(fd_);
-  board_.uart_receives(1, "cd");
+  board_->uart(1).receive("cd");
   fd_ = open("/dev/uart1", O_RDWR);
   EXPECT_EQ(ready_events(fd_) & POLLIN, POLLIN);
   EXPECT_EQ(read_some(fd_), "abcd");
 }
 
 TEST_F(UartTest, TheBufferHasAnEnd) {
-  board_.uart_receives(1, std::string(4000, 'a'));
-  board_.uart_receives(1, std::string(4000, 'b'));
+  board_->uart(1).receive(std::string(4000, 'a'));
+  board_->uart(1).receive(std::string(4000, 'b'));
   EXPECT_EQ(waiting(fd_), 4096U);
   EXPECT_EQ(read_some(fd_, 8000), std::string(4000, 'a') + std::string(96, 'b'));
 }
 
 TEST_F(UartTest, ADeadPortReceivesNothing) {
   board_.fault("uart 1 dead");
-  board_.uart_receives(1, "ab");
+  board_->uart(1).receive("ab");
   EXPECT_EQ(waiting(fd_), 0U);
   EXPECT_EQ(write(fd_, "out", 3), 3);
-  EXPECT_EQ(board_.uart_sent(1), "out");
+  EXPECT_EQ(board_->uart(1).sent(), "out");
   board_.clear_faults();
-  board_.uart_receives(1, "cd");
+  board_->uart(1).receive("cd");
   EXPECT_EQ(read_some(fd_), "cd");
 }
 
 TEST_F(UartTest, WithADeadDriverNothingLeaves) {
   board_.fault("uart 1 driver dead");
   EXPECT_EQ(write(fd_, "out", 3), 3) << "the program does not notice";
-  EXPECT_EQ(board_.uart_sent(1), "");
-  board_.uart_receives(1, "ab");
+  EXPECT_EQ(board_->uart(1).sent(), "");
+  board_->uart(1).receive("ab");
   EXPECT_EQ(waiting(fd_), 2U);
 }
 
@@ -212,12 +212,12 @@ TEST_F(UartTest, CallFaultsBefallItsCalls) {
   board_.fault("write /dev/uart1 #1 short 1");
   board_.fault("ioctl /dev/uart1 0x40045501 EINVAL");
   board_.fault("open /dev/uart3");
-  board_.uart_receives(1, "ab");
+  board_->uart(1).receive("ab");
   EXPECT_EQ(read_some(fd_), "failed");
   EXPECT_EQ(errno, EIO);
   EXPECT_EQ(read_some(fd_), "ab");
   EXPECT_EQ(write(fd_, "xyz", 3), 1);
-  EXPECT_EQ(board_.uart_sent(1), "x");
+  EXPECT_EQ(board_->uart(1).sent(), "x");
   std::array<std::int32_t, 5> record{};
   EXPECT_EQ(ioctl(fd_, kConfigure, record.data()), -1);
   EXPECT_EQ(open("/dev/uart3", O_RDWR), -1);
@@ -225,7 +225,7 @@ TEST_F(UartTest, CallFaultsBefallItsCalls) {
 
 TEST_F(UartTest, AnAddressThatIsNoneIsRefused) {
   char* const nowhere = nullptr;
-  board_.uart_receives(1, "ab");
+  board_->uart(1).receive("ab");
   EXPECT_EQ(read(fd_, nowhere, std::size_t{waiting(fd_)}), -1);
   EXPECT_EQ(errno, EFAULT);
   EXPECT_EQ(write(fd_, nowhere, std::size_t{waiting(fd_)}), -1);
@@ -249,7 +249,7 @@ TEST_F(UartTest, AFaultThatItDoesNotKnowIsRefused) {
 TEST(UartPaceTest, OnASteppedBoardBytesArriveAtTheirTime) {
   Board board("normal", Pace::stepped);
   const int fd = open("/dev/uart5", O_RDWR | O_NONBLOCK);
-  board.at(10ms, [&] { board.uart_receives(5, "ab"); });
+  board.at(10ms, [&] { board->uart(5).receive("ab"); });
   ASSERT_TRUE(board.advance(9ms));
   EXPECT_EQ(waiting(fd), 0U);
   ASSERT_TRUE(board.advance(1ms));
@@ -260,7 +260,7 @@ TEST(UartPaceTest, OnASteppedBoardBytesArriveAtTheirTime) {
 TEST(UartPaceTest, OnAScaledBoardAReadWaitsToo) {
   Board board("normal", Pace::scaled, 1000);
   const int fd = open("/dev/uart5", O_RDWR);
-  board.at(board.now() + 1s, [&] { board.uart_receives(5, "ab"); });
+  board.at(board.now() + 1s, [&] { board->uart(5).receive("ab"); });
   EXPECT_EQ(read_some(fd), "ab");
   EXPECT_GE(board.now(), 1s);
   close(fd);

@@ -33,7 +33,7 @@ class NumberedPortTest : public Rs485Run {
     const ManyDescriptors others(first);
     const OpenNode port(board, "/dev/uart1");
     EXPECT_EQ(port.fd(), first);
-    board.uart_receives(1, "waiting!");
+    board->uart(1).receive("waiting!");
     fd_set set;
     FD_ZERO(&set);
     if (port.fd() < FD_SETSIZE) FD_SET(port.fd(), &set);
@@ -98,7 +98,7 @@ class Rs485DescriptorsTest : public RingRun {
 TEST_F(Rs485DescriptorsTest, TwoHundredAndFiftySixFailedRunsThatLeaveTheirPortsOpenDoNotEndTheProgram) {
   const ManyDescriptors allowed(0);
   with_family("k");
-  board.set_rs485_fixture("ring5");
+  board->rs485.set_fixture("ring5");
   board.fault("open /dev/uart1");
   for (int run = 0; run < 256; ++run) {
     station.forget();
@@ -123,12 +123,12 @@ TEST_F(Rs485DescriptorsTest, NoRingHearsThroughPortsWhoseNumbersNoSetCanHold) {
   for (const Ring& ring : rings()) {
     SCOPED_TRACE(ring.name);
     next_board(ring.family);
-    board.set_rs485_fixture(ring.fixture);
+    board->rs485.set_fixture(ring.fixture);
     ring.run();
     expect_fail(ring.pairs[0].described[0]);
     EXPECT_NE(console.out().find(kSelectError), std::string::npos);
     EXPECT_TRUE(console.out().ends_with(ring.pairs[0].error + "\n" + failed(3)));
-    EXPECT_EQ(board.uart_sent(1), kFrameA) << "sending needs no set";
+    EXPECT_EQ(board->uart(1).sent(), kFrameA) << "sending needs no set";
   }
 }
 

@@ -48,7 +48,7 @@ class EchoRun : public Rs485Run {
   void expect_first_wrong() {
     EXPECT_TRUE(console.out().ends_with(kReady + (kFirstWrong + failed(5))));
     expect_fail("第一次接收数据并且校验错误");
-    EXPECT_EQ(board.uart_sent(1), "");
+    EXPECT_EQ(board->uart(1).sent(), "");
   }
   void expect_second_wrong(const std::string& bytes) {
     EXPECT_TRUE(console.out().ends_with(kSecondWrong + second_data(bytes) + failed(3)));

@@ -89,7 +89,7 @@ TEST_F(Rs485EchoFaultsTest, APartnerThatIsSilentOrWrongFailsTheTest) {
   for (const auto& [fault, description] : expected) {
     SCOPED_TRACE(fault);
     next_board();
-    board.set_rs485_fixture("partner");
+    board->rs485.set_fixture("partner");
     board.fault(fault);
     rs485_test();
     expect_fail(description);
@@ -115,7 +115,7 @@ TEST_F(Rs485EchoFaultsTest, EachFaultOfTheLineHasItsCode) {
   for (const auto& [fault, code, description] : expected) {
     SCOPED_TRACE(fault);
     next_board();
-    board.set_rs485_fixture("partner");
+    board->rs485.set_fixture("partner");
     board.fault(fault);
     rs485_test();
     expect_fail(description);
@@ -124,21 +124,21 @@ TEST_F(Rs485EchoFaultsTest, EachFaultOfTheLineHasItsCode) {
 }
 
 TEST_F(Rs485EchoFaultsTest, AFrameThatTheLineDisturbsIsNotEchoed) {
-  board.set_rs485_fixture("partner");
+  board->rs485.set_fixture("partner");
   board.fault("rs485 partner flips 15");
   rs485_test();
   expect_first_wrong();
 }
 
 TEST_F(Rs485EchoFaultsTest, APartnerThatIsAlmostAMinuteLatePasses) {
-  board.set_rs485_fixture("partner");
+  board->rs485.set_fixture("partner");
   board.fault("rs485 partner late 58000");
   rs485_test();
   expect_pass();
 }
 
 TEST_F(Rs485EchoFaultsTest, ADeadDriverMeansThatThePartnerMissesTheEcho) {
-  board.set_rs485_fixture("partner");
+  board->rs485.set_fixture("partner");
   board.fault("uart 1 driver dead");
   rs485_test();
   expect_fail("第二次接收数据错误");

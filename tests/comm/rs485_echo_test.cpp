@@ -18,7 +18,7 @@ TEST_F(Rs485EchoTest, TheFrameIsEchoedAndTheSecondOneEndsTheTest) {
   EXPECT_EQ(console.out(), kStart + kReady + echoing(kFrameA) + kSecondRight + second_data(kFrameB));
   EXPECT_EQ(console.err(), "");
   expect_pass();
-  EXPECT_EQ(board.uart_sent(1), kFrameA);
+  EXPECT_EQ(board->uart(1).sent(), kFrameA);
   EXPECT_EQ(board.now(), 7s);
 }
 
@@ -31,7 +31,7 @@ TEST_F(Rs485EchoTest, BytesArePrintedWithoutLeadingZeros) {
 
 TEST_F(Rs485EchoTest, ThePortIsSetTo38400Baud) {
   run(kFrameA, kFrameB);
-  EXPECT_EQ(board.uart(1), (boardsim::Board::UartSetup{38400, 3, 0, 0, 0}));
+  EXPECT_EQ(board->uart(1).setup(), (boardsim::UartSetup{38400, 3, 0, 0, 0}));
 }
 
 TEST_F(Rs485EchoTest, TheIoDriverIsHeldWhileTheTestRuns) {
@@ -48,7 +48,7 @@ TEST_F(Rs485EchoTest, EveryNodeIsOpenedForReadingAndWriting) {
 
 TEST_F(Rs485EchoTest, TheDetectorThreadIsStoppedAndFiveSecondsGoBy) {
   run(kFrameA, kFrameB);
-  EXPECT_EQ(board.app_commands(), (std::vector<boardsim::Board::AppCommand>{{12, 0x1333D0D, 0}}));
+  EXPECT_EQ(board->application.commands(), (std::vector<boardsim::Application::Command>{{12, 0x1333D0D, 0}}));
   EXPECT_EQ(calls("sleep"), 1U);
 }
 
@@ -68,7 +68,7 @@ TEST_F(Rs485EchoTest, AStationMayTakeAlmost60SecondsForEachPart) {
 }
 
 TEST_F(Rs485EchoTest, OnItsFixtureTheTestPasses) {
-  board.set_rs485_fixture("partner");
+  board->rs485.set_fixture("partner");
   rs485_test();
   EXPECT_EQ(console.out(), kStart + kReady + echoing(kFrameA) + kSecondRight + second_data(kFrameB));
   expect_pass();
@@ -84,7 +84,7 @@ TEST_F(Rs485EchoTest, AnySealedFrameIsEchoed) {
   for (std::size_t length = 5; length <= 128; ++length) {
     SCOPED_TRACE(length);
     run_anew(frame_of(length, '\x99'), kFrameB);
-    ASSERT_EQ(board.uart_sent(1), frame_of(length, '\x99'));
+    ASSERT_EQ(board->uart(1).sent(), frame_of(length, '\x99'));
     expect_pass();
   }
 }
@@ -97,7 +97,7 @@ TEST_F(Rs485EchoTest, OfALongFrame15BytesAreShown) {
 
 TEST_F(Rs485EchoTest, AFrameOf4BytesIsEchoed) {
   run(kShortestFrame);
-  EXPECT_EQ(board.uart_sent(1), kShortestFrame);
+  EXPECT_EQ(board->uart(1).sent(), kShortestFrame);
 }
 
 // ---- the first frame ----------------------------------------------------------------------------------
@@ -107,7 +107,7 @@ TEST_F(Rs485EchoTest, WithoutAnyInputTheTestFailsAfter60Seconds) {
   EXPECT_EQ(console.out(), kStart + kReady + kFirstMissing + failed(6));
   expect_fail("第一次接收错误");
   EXPECT_EQ(board.now(), 65020ms);
-  EXPECT_EQ(board.uart_sent(1), "");
+  EXPECT_EQ(board->uart(1).sent(), "");
 }
 
 TEST_F(Rs485EchoTest, AnyOtherFirstByteFailsWhateverFollows) {

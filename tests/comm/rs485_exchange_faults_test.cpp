@@ -31,19 +31,19 @@ TEST_F(Rs485ExchangeFaultsTest, AShortWriteIsSaidAndNotFinished) {
                                "\n<t1>write failed have write 5\n </dev/uart1>发送完毕\n"
                                "</dev/uart2>开始接收数据\n" +
                                kReceiveError);
-  EXPECT_EQ(board.uart_sent(1), kFrameA.substr(0, 5));
+  EXPECT_EQ(board->uart(1).sent(), kFrameA.substr(0, 5));
 }
 
 TEST_F(Rs485ExchangeFaultsTest, AnInterruptedWriteIsNotTriedAgain) {
   board.fault("write /dev/uart1 #1 EINTR");
   EXPECT_EQ(exchange(), -1);
-  EXPECT_EQ(board.uart_sent(1), "");
+  EXPECT_EQ(board->uart(1).sent(), "");
 }
 
 TEST_F(Rs485ExchangeFaultsTest, AReceiverThatCannotBeEmptiedIsUsedAllTheSame) {
   board.fault("ioctl /dev/uart2 0x5503");
   EXPECT_EQ(hearing(kFrameA), 0);
-  board.uart_receives(2, "rubbish");
+  board->uart(2).receive("rubbish");
   EXPECT_EQ(hearing(kFrameA), -1) << "what waited comes first";
 }
 

@@ -21,7 +21,7 @@ TEST_F(Rs485ExchangeTest, AFrameOf15BytesGoesOutAndComesIn) {
   EXPECT_EQ(hearing(kFrameA), 0);
   EXPECT_EQ(console.out(), sending(kFrameA) + heard(kFrameA) + kRightSeal);
   EXPECT_EQ(console.err(), "");
-  EXPECT_EQ(board.uart_sent(1), kFrameA);
+  EXPECT_EQ(board->uart(1).sent(), kFrameA);
   EXPECT_EQ(received.text().substr(0, 15), kFrameA);
   EXPECT_EQ(board.now(), 10ms);
 }
@@ -29,7 +29,7 @@ TEST_F(Rs485ExchangeTest, AFrameOf15BytesGoesOutAndComesIn) {
 TEST_F(Rs485ExchangeTest, AFrameOf7BytesGoesOutAndComesIn) {
   EXPECT_EQ(hearing(kFrameB, kFrameB), 0);
   EXPECT_EQ(console.out(), sending(kFrameB) + heard(kFrameB) + kRightSeal);
-  EXPECT_EQ(board.uart_sent(1), kFrameB);
+  EXPECT_EQ(board->uart(1).sent(), kFrameB);
 }
 
 TEST_F(Rs485ExchangeTest, TheReceiverIsEmptiedThenTheFrameSentThenTheFrameReceivedInTwoParts) {
@@ -75,7 +75,7 @@ TEST_F(Rs485ExchangeTest, OfALongFrame15BytesAreShown) {
 }
 
 TEST_F(Rs485ExchangeTest, WhatWaitedBeforeTheFrameWasSentIsThrownAway) {
-  board.uart_receives(2, "rubbish");
+  board->uart(2).receive("rubbish");
   EXPECT_EQ(hearing(kFrameA), 0);
   EXPECT_EQ(console.out(), sending(kFrameA) + heard(kFrameA) + kRightSeal);
 }

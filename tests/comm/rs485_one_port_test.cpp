@@ -24,7 +24,7 @@ TEST_F(Rs485OnePortTest, SuccessIsNotPrinted) {
 }
 
 TEST_F(Rs485OnePortTest, TheReceiverIsNotEmptied) {
-  board.uart_receives(1, kFrameB);
+  board->uart(1).receive(kFrameB);
   EXPECT_EQ(exchange_on_one_port(), 0);
   EXPECT_EQ(board.now(), 0s);
   EXPECT_EQ(console.out(), sending_on_one(kFrameA) + heard(kFrameB, "/dev/uart1"));
@@ -82,7 +82,7 @@ TEST_F(Rs485OnePortTest, EveryLengthByteStaysInTheBuffer) {
     board.clear_trace();
     ASSERT_EQ(hearing_on_one_port(frame), fits ? 0 : -1);
     char rest[512];
-    board.uart_receives(1, "x");
+    board->uart(1).receive("x");
     ASSERT_GT(::read(port_1->fd(), rest, sizeof rest), 0) << "what is left must not meet the next one";
   }
 }

@@ -25,7 +25,7 @@ TEST_F(Rs485OpenTest, APortIsOpenedForReadingAndWritingAndSetTo38400Baud) {
   EXPECT_EQ(board.hardware_trace(),
             (Lines{"open /dev/uart3 = ok", "ioctl /dev/uart3 0x40045501 {38400, 3, 0, 0, 0} = 0"}));
   EXPECT_EQ(board.trace().at(0).record.at(0) & O_ACCMODE, static_cast<unsigned>(O_RDWR));
-  EXPECT_EQ(board.uart(3), (boardsim::Board::UartSetup{38400, 3, 0, 0, 0}));
+  EXPECT_EQ(board->uart(3).setup(), (boardsim::UartSetup{38400, 3, 0, 0, 0}));
   EXPECT_EQ(console.out(), "");
   EXPECT_EQ(board.open_nodes(), Lines{"/dev/uart3"});
   ::close(fd);
@@ -69,12 +69,12 @@ class Rs485ClearTest : public Rs485Run {
 };
 
 TEST_F(Rs485ClearTest, WhatWaitsIsThrownAway) {
-  board.uart_receives(1, "rubbish");
+  board->uart(1).receive("rubbish");
   EXPECT_EQ(clear_485recv_buf(node->fd()), 0);
   ASSERT_EQ(board.trace().size(), 1U);
   EXPECT_EQ(board.trace().at(0).request, 0x5503U);
   char byte = 0;
-  board.at(1s, [this] { board.uart_receives(1, "x"); });
+  board.at(1s, [this] { board->uart(1).receive("x"); });
   EXPECT_EQ(::read(node->fd(), &byte, 1), 1);
   EXPECT_EQ(byte, 'x');
   EXPECT_EQ(console.out(), "");

@@ -42,7 +42,7 @@ class Rs485PtzTest : public Rs485Run {
     std::string all;
     std::array<char, 4096> buffer{};
     for (;;) {
-      const ssize_t size = ::read(board.terminal(), buffer.data(), buffer.size());
+      const ssize_t size = ::read(board->terminal.far_end(), buffer.data(), buffer.size());
       if (size <= 0) return all;
       all.append(buffer.data(), static_cast<std::size_t>(size));
     }
@@ -65,7 +65,7 @@ TEST_F(Rs485PtzTest, ItTakes10SecondsWhenEveryCommandIsSent) {
 
 TEST_F(Rs485PtzTest, TheApplicationIsLeftAlone) {
   rs485_ptz_test();
-  EXPECT_EQ(board.app_commands().size(), 0U);
+  EXPECT_EQ(board->application.commands().size(), 0U);
   EXPECT_EQ(calls("connect"), 0U);
 }
 
@@ -97,7 +97,7 @@ TEST_F(Rs485PtzTest, TheLineIsSetUpThenTheTransmitterEnabledThenTheCommandsSent)
                  "open /dev/qznio = ok",     kEnable};
   expected.insert(expected.end(), 5, "write /dev/ttyS1 16 = 16");
   EXPECT_EQ(trace, expected);
-  EXPECT_EQ(board.gpio_level(38), 1);
+  EXPECT_EQ(board->general_io.level(38), 1);
 }
 
 TEST_F(Rs485PtzTest, BothNodesAreOpenedForReadingAndWriting) {

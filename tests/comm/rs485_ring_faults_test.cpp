@@ -45,7 +45,7 @@ TEST_P(Rs485RingFaultsTest, WithoutTheIoDriverNothingElseIsTried) {
   EXPECT_EQ(console.out(), "rs485_test_" + std::string(ring.name) + "\n打开/dev/qznio失败\nfail num = 1\n");
   EXPECT_EQ(console.err(), "Open /dev/qznio: No such device\n");
   expect_fail("打开/dev/qznio失败");
-  EXPECT_EQ(board.app_commands().size(), 0U);
+  EXPECT_EQ(board->application.commands().size(), 0U);
   EXPECT_EQ(board.now(), 0s);
   EXPECT_EQ(board.hardware_trace(), Lines{"open /dev/qznio = -1 ENODEV"});
   EXPECT_EQ(gpiofd, -1);
@@ -128,7 +128,7 @@ TEST_P(Rs485RingFaultsTest, OnItsFixtureAFailedOrShortWriteFailsThePair) {
     for (const char* const how : {" #1", " #1 EINTR", " #1 short 14"}) {
       SCOPED_TRACE(pair.error + how);
       next_board(ring.family);
-      board.set_rs485_fixture(ring.fixture);
+      board->rs485.set_fixture(ring.fixture);
       board.fault("write " + port(pair.from) + how);
       ring.run();
       expect_fail(pair.described[0]);

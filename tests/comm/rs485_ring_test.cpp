@@ -54,13 +54,13 @@ TEST_P(Rs485RingTest, PassesWhenEveryPairCarriesBothFrames) {
   expect_pass();
   EXPECT_EQ(gpiofd, -1);
   for (unsigned number = 1; number <= 5; ++number) {
-    EXPECT_EQ(board.uart_sent(number), number <= ring.ports ? kFrameA + kFrameB : "") << number;
+    EXPECT_EQ(board->uart(number).sent(), number <= ring.ports ? kFrameA + kFrameB : "") << number;
   }
 }
 
 TEST_P(Rs485RingTest, PassesOnItsFixture) {
   with_family(ring.family);
-  board.set_rs485_fixture(ring.fixture);
+  board->rs485.set_fixture(ring.fixture);
   ring.run();
   EXPECT_EQ(console.out(),
             beginning(ring) + opened(ring) + exchanges_before(ring, steps_of(ring)) + ending(ring));
@@ -70,7 +70,7 @@ TEST_P(Rs485RingTest, PassesOnItsFixture) {
 TEST_P(Rs485RingTest, StopsTheDetectorThreadAndWaitsFiveSeconds) {
   wire(ring, steps_of(ring));
   ring.run();
-  EXPECT_EQ(board.app_commands(), (std::vector<boardsim::Board::AppCommand>{{12, 0x1333D0D, 0}}))
+  EXPECT_EQ(board->application.commands(), (std::vector<boardsim::Application::Command>{{12, 0x1333D0D, 0}}))
       << "nothing starts it again";
   const auto trace = board.trace();
   const auto sleep = std::ranges::find(trace, "sleep", &boardsim::Call::name);
@@ -97,7 +97,7 @@ TEST_P(Rs485RingTest, SetsEveryPortTo38400Baud) {
   wire(ring, steps_of(ring));
   ring.run();
   for (unsigned number = 1; number <= ring.ports; ++number) {
-    EXPECT_EQ(board.uart(number), (boardsim::Board::UartSetup{38400, 3, 0, 0, 0})) << number;
+    EXPECT_EQ(board->uart(number).setup(), (boardsim::UartSetup{38400, 3, 0, 0, 0})) << number;
   }
 }
 
@@ -259,7 +259,7 @@ TEST_P(Rs485RingBufferTest, ATailThatIsMissingIsWhatThePairHeardBefore) {
 
 TEST_F(Rs485RingTextsTest, ATailThatTheLineLosesIsPrintedAsTheFirstGroupLeftIt) {
   next_board("rkd1");
-  board.set_rs485_fixture("ring2");
+  board->rs485.set_fixture("ring2");
   board.fault("rs485 1 loses 20 21 22");
   rs485_test_rkd537();
   EXPECT_TRUE(console.out().ends_with(
@@ -287,7 +287,7 @@ TEST_P(Rs485FixtureTest, NamesEachPairThatIsCut) {
   for (const Pair& pair : ring.pairs) {
     SCOPED_TRACE(pair.error);
     next_board(ring.family);
-    board.set_rs485_fixture(ring.fixture);
+    board->rs485.set_fixture(ring.fixture);
     board.fault("rs485 " + std::to_string(pair.from) + " " + std::to_string(pair.to) + " open");
     ring.run();
     expect_fail(pair.described[0]);
@@ -300,7 +300,7 @@ TEST_P(Rs485FixtureTest, NamesEachPairThatBreaksInTheSecondGroup) {
   for (const Pair& pair : ring.pairs) {
     SCOPED_TRACE(pair.error);
     next_board(ring.family);
-    board.set_rs485_fixture(ring.fixture);
+    board->rs485.set_fixture(ring.fixture);
     board.fault("rs485 " + std::to_string(pair.from) + " flips 16");
     ring.run();
     expect_fail(pair.described[1]);
@@ -313,7 +313,7 @@ TEST_P(Rs485FixtureTest, NamesThePairOfADriverThatIsDead) {
   for (const Pair& pair : ring.pairs) {
     SCOPED_TRACE(pair.error);
     next_board(ring.family);
-    board.set_rs485_fixture(ring.fixture);
+    board->rs485.set_fixture(ring.fixture);
     board.fault("uart " + std::to_string(pair.from) + " driver dead");
     ring.run();
     expect_fail(pair.described[0]);
@@ -325,7 +325,7 @@ TEST_P(Rs485FixtureTest, NamesThePairThatLosesAByte) {
   for (const Pair& pair : ring.pairs) {
     SCOPED_TRACE(pair.error);
     next_board(ring.family);
-    board.set_rs485_fixture(ring.fixture);
+    board->rs485.set_fixture(ring.fixture);
     board.fault("rs485 " + std::to_string(pair.from) + " loses 10");
     ring.run();
     expect_fail(pair.described[0]);
@@ -334,12 +334,12 @@ TEST_P(Rs485FixtureTest, NamesThePairThatLosesAByte) {
 
 TEST_P(Rs485FixtureTest, WaitsForAPairThatIsTwoSecondsLateAndNotForOneOfFour) {
   const Ring& ring = GetParam();
-  board.set_rs485_fixture(ring.fixture);
+  board->rs485.set_fixture(ring.fixture);
   board.fault("rs485 1 late 2000");
   ring.run();
   expect_pass();
   next_board();
-  board.set_rs485_fixture(ring.fixture);
+  board->rs485.set_fixture(ring.fixture);
   board.fault("rs485 1 late 4000");
   ring.run();
   expect_fail(ring.pairs[0].described[0]);

@@ -91,7 +91,7 @@ class Rs485Run : public StationRun {
   }
   /// Bytes reach a port at a virtual time.
   void arrive(std::chrono::milliseconds when, unsigned port, std::string bytes) {
-    board.at(when, [this, port, bytes = std::move(bytes)] { board.uart_receives(port, bytes); });
+    board.at(when, [this, port, bytes = std::move(bytes)] { board->uart(port).receive(bytes); });
   }
   void expect_reply(const std::string& value, const std::string& description) {
     ::expect_reply(station, 1024, "RS485测试", value, description);
@@ -124,7 +124,7 @@ class Rs485Run : public StationRun {
 
  private:
   void unplug() {
-    board.set_rs485_fixture("none");
+    board->rs485.set_fixture("none");
     board.clear_trace();
   }
 };

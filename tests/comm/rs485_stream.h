@@ -65,7 +65,7 @@ class StreamPlayer {
   void arrive(std::chrono::milliseconds when, unsigned port, const std::string& bytes) {
     board_.at(when, [this, port, bytes] {
       arrived_.push_back({board_.trace().size(), port, bytes});
-      board_.uart_receives(port, bytes);
+      board_->uart(port).receive(bytes);
     });
   }
   /// The same in chunks, some of them later.

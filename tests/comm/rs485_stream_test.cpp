@@ -136,7 +136,7 @@ TEST_F(Rs485EchoStreamTest, RepliesOnceAndPassesOnlyTheSecondFrame) {
     rs485_test();
     const auto [code, echo] = verdict(player);
     ++results[code];
-    EXPECT_EQ(board.uart_sent(1), echo);
+    EXPECT_EQ(board->uart(1).sent(), echo);
     if (code == 0) {
       expect_pass();
     } else {

@@ -138,7 +138,7 @@ TEST_F(Rs485TraceTest, FiveCommandsFromTheFirstCallToTheLast) {
 
 TEST_F(Rs485TraceTest, OnAFixtureOfFivePortsTheFramesTakeTheTimeOfTheirBytes) {
   next_board("k");
-  board.set_rs485_fixture("ring5");
+  board->rs485.set_fixture("ring5");
   rs485_test_Ex();
   expect_pass();
   // 5 frames of 15 bytes and 5 of 7, 10 bits a byte.

@@ -44,7 +44,7 @@ TEST_P(Rs485TransmitTest, WithoutTheIoDriverNothingElseIsTried) {
   EXPECT_EQ(console.err(), "Open /dev/qznio: No such device\n");
   expect_fail("打开/dev/qznio失败");
   EXPECT_EQ(board.hardware_trace(), Lines{"open /dev/qznio = -1 ENODEV"});
-  EXPECT_EQ(board.app_commands().size(), 0U);
+  EXPECT_EQ(board->application.commands().size(), 0U);
   EXPECT_EQ(board.now(), 0s);
 }
 
@@ -59,7 +59,7 @@ TEST_P(Rs485TransmitTest, WithoutThePortTheIoDriverIsClosed) {
 
 TEST_P(Rs485TransmitTest, TheDetectorThreadIsStoppedAndFiveSecondsGoBy) {
   test.run();
-  EXPECT_EQ(board.app_commands(), (std::vector<boardsim::Board::AppCommand>{{12, 0x1333D0D, 0}}));
+  EXPECT_EQ(board->application.commands(), (std::vector<boardsim::Application::Command>{{12, 0x1333D0D, 0}}));
   const auto trace = board.trace();
   const auto sleep = std::ranges::find(trace, "sleep", &boardsim::Call::name);
   ASSERT_NE(sleep, trace.end());
@@ -78,7 +78,7 @@ TEST_P(Rs485TransmitTest, EveryNodeIsOpenedForReadingAndWriting) {
 }
 
 TEST_P(Rs485TransmitTest, NothingIsReceived) {
-  board.at(6s, [this] { board.uart_receives(1, "rubbish"); });
+  board.at(6s, [this] { board->uart(1).receive("rubbish"); });
   test.run();
   EXPECT_EQ(calls("read") + waits().size(), 0U);
   expect_pass();
@@ -102,9 +102,9 @@ TEST_F(Rs485UnitTest, TheFrameIsSentFourTimesASecondApart) {
   EXPECT_EQ(console.out(), start);
   EXPECT_EQ(console.err(), "");
   expect_pass();
-  EXPECT_EQ(board.uart_sent(1), repeated(kFrameA, 4));
+  EXPECT_EQ(board->uart(1).sent(), repeated(kFrameA, 4));
   EXPECT_EQ(board.now(), 9020ms);
-  EXPECT_EQ(board.uart(1), (boardsim::Board::UartSetup{38400, 3, 0, 0, 0}));
+  EXPECT_EQ(board->uart(1).setup(), (boardsim::UartSetup{38400, 3, 0, 0, 0}));
 }
 
 TEST_F(Rs485UnitTest, ItPassesWhenNothingCouldBeSent) {
@@ -121,7 +121,7 @@ TEST_F(Rs485UnitTest, ItPassesWhenSendingComesShortOrIsInterrupted) {
   rs485_unit_test();
   EXPECT_EQ(console.out(), start + "<t1>write failed have write 14\n <t1>write failed have write -1\n ");
   expect_pass();
-  EXPECT_EQ(board.uart_sent(1), kFrameA + kFrameA.substr(0, 14) + kFrameA);
+  EXPECT_EQ(board->uart(1).sent(), kFrameA + kFrameA.substr(0, 14) + kFrameA);
 }
 
 // ---- a command five times ---------------------------------------------------------------------------------
@@ -142,8 +142,8 @@ TEST_F(Rs485Test63xx, TheCommandIsSentFiveTimesAt9600Baud) {
   EXPECT_EQ(console.out(), start + repeated(kSent, 5) + end(0));
   EXPECT_EQ(console.err(), "");
   expect_pass();
-  EXPECT_EQ(board.uart_sent(1), repeated(kPtzCommand, 5));
-  EXPECT_EQ(board.uart(1), (boardsim::Board::UartSetup{9600, 3, 0, 0, 0}));
+  EXPECT_EQ(board->uart(1).sent(), repeated(kPtzCommand, 5));
+  EXPECT_EQ(board->uart(1).setup(), (boardsim::UartSetup{9600, 3, 0, 0, 0}));
 }
 
 TEST_F(Rs485Test63xx, ItTakes10SecondsWhenEveryCommandIsSent) {
@@ -159,7 +159,7 @@ TEST_F(Rs485Test63xx, TheTransmitterIsEnabledBeforeTheFirstCommand) {
   const auto sent = std::ranges::find(trace, "write /dev/uart1 16 = 16");
   ASSERT_NE(enabled, trace.end());
   EXPECT_LT(enabled, sent);
-  EXPECT_EQ(board.gpio_level(32), 1);
+  EXPECT_EQ(board->general_io.level(32), 1);
 }
 
 TEST_F(Rs485Test63xx, ATransmitterThatCannotBeEnabledDoesNotMatter) {
@@ -195,7 +195,7 @@ TEST_F(Rs485Test63xx, ShortAndInterruptedWritesCountEach) {
                                "RS485发送失败, ret = 15\nRS485发送失败, ret = -1\nRS485发送失败, ret = 0\n" +
                                repeated(kSent, 2) + end(3));
   expect_fail("测试成功");
-  EXPECT_EQ(board.uart_sent(1), kPtzCommand.substr(0, 15) + repeated(kPtzCommand, 2));
+  EXPECT_EQ(board->uart(1).sent(), kPtzCommand.substr(0, 15) + repeated(kPtzCommand, 2));
 }
 
 TEST_F(Rs485Test63xx, NothingSentAtAllTakesNoTime) {

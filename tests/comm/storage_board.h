@@ -61,8 +61,8 @@ class StorageRun : public StationRun {
     folders_left_ = std::move(folders);
   }
   void expect_nothing_left() {
-    EXPECT_EQ(board.mounts(), mounts_left_);
-    EXPECT_EQ(board.folders(), folders_left_);
+    EXPECT_EQ(board->mounts.mounted(), mounts_left_);
+    EXPECT_EQ(board->mounts.folders(), folders_left_);
   }
   /// Goes on with another board.
   void next_board(std::string_view family) {
@@ -135,10 +135,10 @@ class MediumRun : public StorageRun {
   void run(int type = kStick) { t1_sdk_hdisk_test(type, &result, description); }
   /// The test file on a medium that has one.
   std::string file(std::string_view node = kStickNode) const {
-    return board.medium_file(node, "usbtest.dat");
+    return board->mounts.at(node).content("usbtest.dat");
   }
   void expect_no_file(std::string_view node) const {
-    EXPECT_THROW(board.medium_file(node, "usbtest.dat"), std::invalid_argument) << node;
+    EXPECT_THROW(board->mounts.at(node).content("usbtest.dat"), std::invalid_argument) << node;
   }
 
   int result = 77;

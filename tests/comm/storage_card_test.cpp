@@ -57,12 +57,12 @@ TEST_F(StorageCardTest, AnyNodeIsTested) {
   for (const std::string node : storage::kMedia) {
     EXPECT_EQ(run(node), 0);
     EXPECT_EQ(mounted_nodes().back(), node);
-    EXPECT_EQ(board.medium_file(node, "usbtest.dat").size(), kBlocks * kBlock);
+    EXPECT_EQ(board->mounts.at(node).content("usbtest.dat").size(), kBlocks * kBlock);
   }
 }
 
 TEST_F(StorageCardTest, TheSummaryTellsSizeSpaceWrongBytesAndSpeeds) {
-  board.set_medium_space("/dev/mmc01", 7680, 1536);
+  board->mounts.at("/dev/mmc01").set_space(7680, 1536);
   board.fault("medium /dev/mmc01 slow 100");
   board.fault("medium /dev/mmc01 wrong 5 6 7");
   board.at(2450ms, [this] { board.fault("medium /dev/mmc01 slow 200"); });  // within the last block written
@@ -73,7 +73,7 @@ TEST_F(StorageCardTest, TheSummaryTellsSizeSpaceWrongBytesAndSpeeds) {
 
 TEST_F(StorageCardTest, ThePatternHasAPeriodOf256) {
   run();
-  const std::string content = board.medium_file("/dev/mmc01", "usbtest.dat");
+  const std::string content = board->mounts.at("/dev/mmc01").content("usbtest.dat");
   ASSERT_EQ(content.size(), kBlocks * kBlock);
   for (std::size_t j = 1; j < 256; ++j) {
     ASSERT_EQ(static_cast<unsigned char>(content[j] - content[j - 1]), 1U) << j;

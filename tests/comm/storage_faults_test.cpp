@@ -262,7 +262,7 @@ TEST_F(StorageFaultsTest, ShortReadsPassWithTheMissingBytesWrong) {
 
 TEST_F(StorageFaultsTest, AStickThatFillsUpWhileWritingPassesWithTheRestWrong) {
   board.fault("medium /dev/msb1 slow 40");
-  board.at(410ms, [this] { board.set_medium_space("/dev/msb1", 4096, 2.5); });
+  board.at(410ms, [this] { board->mounts.at("/dev/msb1").set_space(4096, 2.5); });
   expect_wrong_bytes(kBlocks * kLostBlock / 2);  // ten blocks and the two and a half behind them are there
 }
 
@@ -346,8 +346,8 @@ TEST_P(CallFaultsTest, TheReplyComesAndNothingIsLeftBehind) {
   board.fault(fault.fault);
   t1_sdk_usb_test();
   fault.code == 0 ? expect_pass() : expect_fail(fault.code, fault.description);
-  if (fault.code == 5) expect_left(fault.mounted ? board.mounts() : Lines{}, {"/mnt/test"});
-  EXPECT_EQ(board.mounts().size(), fault.mounted ? 1U : 0U);
+  if (fault.code == 5) expect_left(fault.mounted ? board->mounts.mounted() : Lines{}, {"/mnt/test"});
+  EXPECT_EQ(board->mounts.mounted().size(), fault.mounted ? 1U : 0U);
 }
 
 // clang-format off

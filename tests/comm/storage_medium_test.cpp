@@ -142,7 +142,7 @@ TEST_F(StorageMediumTest, TheFileOfAnEarlierTestIsRemovedFirst) {
 }
 
 TEST_F(StorageMediumTest, TheFileOfAnEarlierTestTakesNoSpace) {
-  board.set_medium_space(kStickNode, 30, 30);
+  board->mounts.at(kStickNode).set_space(30, 30);
   run();
   run();
   expect_pass();
@@ -275,7 +275,7 @@ TEST_F(StorageMediumTest, APersonSeesAMarkForEachBlockAsItIsWritten) {
 TEST_F(StorageMediumTest, TheClosingLineIsSeenBeforeThePauseOf500Milliseconds) {
   board.at(250ms, [this] {
     EXPECT_EQ(console.flushed(), measured() + finished("USB2") + "\n");
-    EXPECT_EQ(board.mounts(), Lines{});
+    EXPECT_EQ(board->mounts.mounted(), Lines{});
     EXPECT_EQ(board.open_nodes(), Lines{});
   });
   run();

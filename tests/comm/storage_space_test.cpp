@@ -34,13 +34,13 @@ class DiskSizeTest : public MediumRun {
   }
   void expect_enough(double size_mb, double free_mb, u_int needed, const std::string& text) {
     console.clear();
-    board.set_medium_space(kStickNode, size_mb, free_mb);
+    board->mounts.at(kStickNode).set_space(size_mb, free_mb);
     EXPECT_EQ(check_disksize("/mnt/test", needed), 0);
     EXPECT_EQ(console.out(), text);
   }
   void expect_too_little(double size_mb, double free_mb, u_int needed, const std::string& text) {
     console.clear();
-    board.set_medium_space(kStickNode, size_mb, free_mb);
+    board->mounts.at(kStickNode).set_space(size_mb, free_mb);
     EXPECT_LT(check_disksize("/mnt/test", needed), 0);
     EXPECT_EQ(console.out(), text + too_little(std::to_string(needed)));
   }
@@ -97,7 +97,7 @@ TEST_F(DiskSizeTest, PartsOfAMegabyteCount) {
 
 TEST_F(DiskSizeTest, NoSpaceIsLostInTheArithmetic) {
   for (u_int megabytes = 1; megabytes <= 40; ++megabytes) {
-    board.set_medium_space(kStickNode, 4096, megabytes);
+    board->mounts.at(kStickNode).set_space(4096, megabytes);
     EXPECT_EQ(check_disksize("/mnt/test", megabytes), 0) << megabytes;
   }
 }
@@ -141,7 +141,7 @@ class StorageSpaceTest : public MediumRun {
     EXPECT_EQ(result, 2);
     EXPECT_EQ(utf8(description), "空间不足");
     EXPECT_EQ(console.out(), text + "挂载失败\n") << "the console says that mounting failed";
-    EXPECT_EQ(board.mounts(), Lines{});
+    EXPECT_EQ(board->mounts.mounted(), Lines{});
     EXPECT_EQ(board.now(), 0s);
   }
 };
@@ -169,7 +169,7 @@ TEST_F(StorageSpaceTest, AMediumWith25MegabytesFreePassesAndIsFullAfterwards) {
 }
 
 TEST_F(StorageSpaceTest, AMediumOf20MegabytesIsTooSmall) {
-  board.set_medium_space(kStickNode, 20, 20);
+  board->mounts.at(kStickNode).set_space(20, 20);
   run();
   expect_no_space(sizes("0.02", "0.02") + too_little("25"));
 }

@@ -37,8 +37,8 @@ class TemperatureTest : public StationRun {
   }
   /// The one sensor file holds `content`; the test runs.
   void run_with(const std::string& content) {
-    board.remove_sensors();
-    board.set_sensor(1, content);
+    board->sensors.remove_all();
+    board->sensors.set_content(1, content);
     t1_sdk_tmp_test();
   }
 };
@@ -128,38 +128,38 @@ TEST_F(TemperatureTest, ThousandsOfBytesAreNotReadEither) {
 }
 
 TEST_F(TemperatureTest, TheFirstSensorWins) {
-  board.set_sensor(2, "99000\n");
-  board.set_sensor(1, "30000\n");
+  board->sensors.set_content(2, "99000\n");
+  board->sensors.set_content(1, "30000\n");
   t1_sdk_tmp_test();
   expect_pass_at("30.0");
 }
 
 TEST_F(TemperatureTest, MissingNumbersAreSkipped) {
-  board.remove_sensors();
-  board.set_sensor(7, "30000\n");
-  board.set_sensor(9, "40000\n");
+  board->sensors.remove_all();
+  board->sensors.set_content(7, "30000\n");
+  board->sensors.set_content(9, "40000\n");
   t1_sdk_tmp_test();
   expect_pass_at("30.0");
 }
 
 TEST_F(TemperatureTest, TheTwentiethSensorIsFound) {
-  board.remove_sensors();
-  board.set_sensor(20, "20000\n");
+  board->sensors.remove_all();
+  board->sensors.set_content(20, "20000\n");
   t1_sdk_tmp_test();
   expect_pass_at("20.0");
 }
 
 TEST_F(TemperatureTest, SensorsFrom21UpwardsAreNotFound) {
-  board.remove_sensors();
-  board.set_sensor(21, "21000\n");
-  board.set_sensor(22, "22000\n");
+  board->sensors.remove_all();
+  board->sensors.set_content(21, "21000\n");
+  board->sensors.set_content(22, "22000\n");
   t1_sdk_tmp_test();
   expect_no_sensor();
 }
 
 TEST_F(TemperatureTest, ASensorNumberedZeroIsNotFound) {
-  board.remove_sensors();
-  board.set_sensor(0, "21000\n");
+  board->sensors.remove_all();
+  board->sensors.set_content(0, "21000\n");
   t1_sdk_tmp_test();
   expect_no_sensor();
 }
@@ -183,7 +183,7 @@ TEST_F(TemperatureTest, TwentyFilesAreLookedForBeforeGivingUp) {
 
 TEST_F(TemperatureTest, ADirectoryIsNoSensor) {
   board.fault("sensor 1 directory");
-  board.set_sensor(2, "33000\n");
+  board->sensors.set_content(2, "33000\n");
   t1_sdk_tmp_test();
   expect_pass_at("33.0");
 }
@@ -212,7 +212,7 @@ TEST_F(TemperatureTest, ASensorThatCannotBeReadFailsWithCode4) {
 }
 
 TEST_F(TemperatureTest, AnotherSensorIsNotTriedAfterAFailure) {
-  board.set_sensor(2, "33000\n");
+  board->sensors.set_content(2, "33000\n");
   board.fault("read /proc/debug/temp1");
   t1_sdk_tmp_test();
   expect_reply("Fail", "无法获取当前温度");
@@ -245,7 +245,7 @@ TEST_F(SensorReaderTest, AReadingLeavesResultAndDescriptionAlone) {
 }
 
 TEST_F(SensorReaderTest, AnyPathIsRead) {
-  board.set_sensor(30, "12345\n");
+  board->sensors.set_content(30, "12345\n");
   EXPECT_EQ(read("/proc/debug/temp30"), 12345);
 }
 
@@ -276,14 +276,14 @@ TEST_F(SensorReaderTest, AFileThatCannotBeReadGivesCode4AndABlankBehindTheErrorT
 }
 
 TEST_F(SensorReaderTest, AFileFullOfDigitsIsReadWithinItsBuffer) {
-  board.set_sensor(1, std::string(64, '9'));
+  board->sensors.set_content(1, std::string(64, '9'));
   EXPECT_EQ(read("/proc/debug/temp1"), 2147483647) << "the largest number that the board has";
   EXPECT_EQ(result, 77);
   EXPECT_EQ(console.out(), "");
 }
 
 TEST_F(SensorReaderTest, ASensorAtMinus1IsNoFailure) {
-  board.set_sensor(1, "-1\n");
+  board->sensors.set_content(1, "-1\n");
   EXPECT_EQ(read("/proc/debug/temp1"), -1);
   EXPECT_EQ(result, 77);
 }

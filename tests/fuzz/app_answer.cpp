@@ -20,16 +20,16 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   boardsim::Board board("ma");
   test_item = {};
 
-  std::vector<boardsim::Board::AppReply> replies;
+  std::vector<boardsim::Application::Reply> replies;
   for (Input input(data, size); !input.empty();) {
     const std::chrono::milliseconds pause(10 * input.byte());
     replies.push_back({pause, input.bytes(kUnit * input.byte())});
   }
-  board.set_app_answer(kSelfTest, replies);
+  board->application.set_answer(kSelfTest, replies);
   enableAPPCMD(kSelfTest, 1);
   t1_sdk_ma();
 
-  require(board.app_commands().size() == 2, "the application was not asked twice");
+  require(board->application.commands().size() == 2, "the application was not asked twice");
   require(board.open_nodes().empty(), "a node is left open");
   require(board.violations().empty(), "a call that the board does not know");
   return 0;

@@ -95,12 +95,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::uint8_t choice = input.byte();
   const std::size_t which = choice % std::size(kPlaces);
   const Place& place = kPlaces[which];
-  Bytes record = board.emmc(place.position, place.size);
+  Bytes record = board->emmc.bytes(place.position, place.size);
   const std::string bytes = input.bytes(place.size);
   std::copy(bytes.begin(), bytes.end(), record.begin());
   const bool sealed = (choice & 0x80) != 0;
   if (sealed) seal(place, which == kTiming, record);
-  board.set_emmc(place.position, record);
+  board->emmc.set_bytes(place.position, record);
 
   read_all(which, sealed);
   run_tests(choice >> 2 & 0xFU, (choice & 0x40) != 0);

@@ -158,7 +158,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const unsigned first = input.byte();
   boardsim::Board board(families[first % 32 % families.size()].name);
   for (const char* node : {"/dev/mmc01", "/dev/mmc11", "/dev/msbd1", "/dev/msb1"}) {
-    board.set_medium_space(node, 64, 20);  // too little for the long part of the storage tests
+    board->mounts.at(node).set_space(64, 20);  // too little for the long part of the storage tests
   }
   g_iTimeCount = 0;
   g_sub_value = 0;

@@ -73,7 +73,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   // The echo test, after the five seconds that it waits for the detector.
   constexpr std::uint8_t kEcho = 0xFF;
   boardsim::Board board;
-  board.set_rs485_fixture("none");
+  board->rs485.set_fixture("none");
 
   Input input(data, size);
   const std::uint8_t way = input.byte();
@@ -81,7 +81,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::chrono::milliseconds pause(input.byte());
   boardsim::Time when = way == kEcho ? 6s : 1ms;
   for (; !input.empty(); when += pause) {
-    board.at(when, [&board, bytes = input.bytes(piece)] { board.uart_receives(1, bytes); });
+    board.at(when, [&board, bytes = input.bytes(piece)] { board->uart(1).receive(bytes); });
   }
   if (way == kEcho) {
     rs485_test();

@@ -43,15 +43,15 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto families = boardsim::families();
   boardsim::Board board(families[input.byte() % families.size()].name);
   identify(board, input);
-  board.set_file("/devinfo/TG.bin", input.rest());
+  board->files.set("/devinfo/TG.bin", input.rest());
 
   const auto record = std::make_unique<tg_data_cen>();
   const int result = getTgFromFile(record.get());
   t1_sdk_setTGParam();
   if (result >= 0) {
     require(result <= 128 && record->tgNum == static_cast<unsigned>(result), "the number of pairs is wrong");
-    const bool on_emmc = is_stored(board.emmc(kOnEmmc, sizeof *record), *record);
-    require(on_emmc || is_stored(board.flash(kOnFlash, sizeof *record), *record),
+    const bool on_emmc = is_stored(board->emmc.bytes(kOnEmmc, sizeof *record), *record);
+    require(on_emmc || is_stored(board->flash.bytes(kOnFlash, sizeof *record), *record),
             "something else was stored");
     const auto stored = std::make_unique<tg_data_cen>();
     if (on_emmc) require(read_tg_data(stored.get()) == sizeof *stored, "what was stored cannot be read");

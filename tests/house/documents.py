@@ -25,6 +25,7 @@ def anchors(path):
         count = seen[slug] = seen.get(slug, -1) + 1
         found.add(f"{slug}-{count}" if count else slug)
     return found
+PRINTED = ("docs/fault-matrix.md", "docs/what-a-pass-means.md")  # ./run --faults, --passes
 
 
 def links(complain):
@@ -65,6 +66,16 @@ def paths(complain):
                 for word in re.findall(r"`((?:[\w-]+/)*[\w-]+\.(?:cpp|h|sh|py|md|cmake))`", line):
                     if not any(known == word or known.endswith("/" + word) for known in everything):
                         complain(path, number, f"{word} does not exist")
+
+
+def wrapped(complain):
+    """Prose in documents is wrapped at 120 columns; tables, code and the pages that a program prints are not."""
+    for path in tree.files(".md"):
+        code = path in PRINTED
+        for number, line in tree.lines(path):
+            code ^= line.strip().startswith("```")
+            if len(line.rstrip("\n")) > 120 and not code and not line.startswith("|"):
+                complain(path, number, "a line of more than 120 characters")
 
 
 def options(complain):

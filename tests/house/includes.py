@@ -23,8 +23,9 @@ MAY_INCLUDE = {
     "boardsim/control/": ("boardsim/board.h", "boardsim/board/") + BOARD,
     "boardsim/libc/": ("boardsim/calls/", "boardsim/board/") + BOARD,
     "boardsim/calls/": ("boardsim/board/",) + BOARD,
-    "boardsim/board/": ("boardsim/board.h", "boardsim/jigs/") + BOARD,
-    "boardsim/board.h": BOARD,
+    "boardsim/board.h": ("boardsim/board/",) + BOARD,
+    "boardsim/board.cpp": ("boardsim/board.h", "boardsim/board/") + BOARD,
+    "boardsim/board/": ("boardsim/jigs/",) + BOARD,
     "boardsim/jigs/": ("boardsim/families/", "boardsim/kernel/"),
     "boardsim/devices/": ("boardsim/families/", "boardsim/kernel/"),
     "boardsim/families/": ("boardsim/kernel/", "catalogue/"),
@@ -101,7 +102,7 @@ def floors(complain):
     """Each include leads to a lower floor, as docs/architecture.md draws them: no two folders may include each other."""
     for heading, house in DRAWINGS.items():
         floor = {}
-        for room in (key for key in MAY_INCLUDE if key.startswith(house)):
+        for room in (key for key in MAY_INCLUDE if key.startswith(house) and not key.endswith(".cpp")):
             name = room.rstrip("/").rpartition("/")[2]
             cell = rf"(?:^ |│ )(?:\w+/)?{re.escape(name)}(?![\w.])"
             lines = [number for number, line in drawn_floors(heading) if re.search(cell, line)]

@@ -12,11 +12,17 @@ SCRIPTS = (".sh", ".py", ".cmake", "CMakeLists.txt")
 
 
 def first_lines(complain):
-    """Every source and script says in its first line what it is for; every header is included once."""
+    """Every source and script says in its first line what it is for, unless its header says it; every header is included
+    once."""
     for path in tree.files(*SOURCES):
         start = tree.text(path).splitlines()
+        header = path[:-4] + ".h" if path.endswith(".cpp") and (tree.ROOT / (path[:-4] + ".h")).is_file() else None
+        if header and start and start[0] == f'#include "{header}"':
+            continue  # its header says it
         if not start or not re.match(r"// \w|// /", start[0]) or "clang-format" in start[0]:
             complain(path, 1, "the first line does not say what the file is for")
+        elif header and start[0] == tree.text(header).splitlines()[0]:
+            complain(path, 1, "the first line says what that of its header says: begin with the include")
         if path.endswith(".h") and "#pragma once" not in start[:12]:
             complain(path, 1, "a header without #pragma once behind its first comment")
     scripts = tree.files(*SCRIPTS)

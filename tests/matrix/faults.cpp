@@ -50,7 +50,7 @@ const AlarmCode& alarm_code(int code) {
 
 void plug_in(boardsim::Board& simulated, const TestedBoard& board, int code) {
   if (board.type != 0) simulated.set_type(board.type);
-  simulated.set_jig(alarm_code(code).jig);
+  simulated->bench.set_jig(alarm_code(code).jig);
 }
 
 std::string where(const boardsim::JigInput& input, std::uint32_t type) {
@@ -146,7 +146,7 @@ std::vector<JigFault> faults_of(const TestedBoard& board, int code) {
   boardsim::Board simulated(board.family);
   plug_in(simulated, board, code);
   const std::uint32_t type = boardsim::boot_type(simulated.boot_block());
-  const boardsim::Jig& jig = jig_of(type, simulated.jig());
+  const boardsim::Jig& jig = jig_of(type, simulated->bench.jig().name);
   std::vector<JigFault> faults;
   const auto add = [&](const std::string& before, std::string_view name, const std::string& place,
                        const std::string& behind) {

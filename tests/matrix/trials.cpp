@@ -38,7 +38,7 @@ Healthy run_healthy(int code, std::string_view family) {
   board.clear_trace();
   ask(code);
   if (answer_of(station) != Answer::pass) throw std::runtime_error(std::to_string(code) + " does not pass");
-  Healthy healthy{family, std::string(board.rs485_fixture()), board.trace()};
+  Healthy healthy{family, std::string(board->rs485.fixture().name), board.trace()};
   station.reset();  // a close in good order would keep a port of the PC for a minute: runs are many
   return healthy;
 }

@@ -133,8 +133,8 @@ TEST_F(AlarmEntryTest, OneInOneOutChecksLines20And21AndLeavesItsNodeOpen) {
   EXPECT_NE(console.out().find("\n================报警输入1,报警输出1测试结束================\n"),
             std::string::npos);
   EXPECT_EQ(station.reply().code, 513);
-  EXPECT_EQ(board.gpio_direction(20), boardsim::Direction::input);
-  EXPECT_EQ(board.gpio_direction(21), boardsim::Direction::output);
+  EXPECT_EQ(board->general_io.direction(20), boardsim::Direction::input);
+  EXPECT_EQ(board->general_io.direction(21), boardsim::Direction::output);
   expect_open({"/dev/qznio"});
 }
 

@@ -80,11 +80,11 @@ TEST_P(AlarmLoopbackTest, TheReplyComesAfterTheLastPause) {
 }
 
 TEST_P(AlarmLoopbackTest, TestControlIsOnWhileCyclesRunAndOffAfterwards) {
-  board.at(1ms, [this] { EXPECT_TRUE(board.test_control()); });
+  board.at(1ms, [this] { EXPECT_TRUE(board->test_control.is_on()); });
   board.at(std::chrono::milliseconds(2 * (variant.cycle_ms + variant.pause_ms) + 499),
-           [this] { EXPECT_TRUE(board.test_control()); });
+           [this] { EXPECT_TRUE(board->test_control.is_on()); });
   run();
-  EXPECT_FALSE(board.test_control());
+  EXPECT_FALSE(board->test_control.is_on());
   EXPECT_EQ(gpiofd, -1);
 }
 
@@ -180,7 +180,7 @@ TEST_P(AlarmLoopbackTest, TestControlThatCannotBeSwitchedOffGoesUnnoticed) {
   board.fault("ioctl /dev/qznitc 0x888b #2");
   run();
   expect_reply("Pass", "测试成功");
-  EXPECT_TRUE(board.test_control());
+  EXPECT_TRUE(board->test_control.is_on());
 }
 
 TEST_P(AlarmLoopbackTest, AReplyThatCannotBeSentLeavesNothingOpen) {
@@ -188,7 +188,7 @@ TEST_P(AlarmLoopbackTest, AReplyThatCannotBeSentLeavesNothingOpen) {
   run();
   EXPECT_EQ(station.bytes(), "");
   EXPECT_EQ(gpiofd, -1);
-  EXPECT_FALSE(board.test_control());
+  EXPECT_FALSE(board->test_control.is_on());
 }
 
 // ---- counting --------------------------------------------------------------------------------------------

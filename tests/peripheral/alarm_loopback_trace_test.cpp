@@ -138,7 +138,7 @@ TEST_P(AlarmShortValuesTest, AHealthyBoardWithShortValuesPasses) {
 TEST_P(AlarmShortValuesTest, ABoardThatCannotSayWhoItIsGetsLongValues) {
   board.fault("ioctl /dev/qznio 0x80044801 #1");
   alarm_test_64xx(0, kCode);
-  EXPECT_EQ(board.fpga(0x2002), 0x380038U);
+  EXPECT_EQ(board->fpga.reg(0x2002), 0x380038U);
   EXPECT_NE(console.out().find("ioctl error,ret = -1\n"), std::string::npos);
   bool long_values = false;
   for (const boardsim::Call& call : board.trace()) {

@@ -141,7 +141,7 @@ class OneLineWireTest : public WireFaultRun {
 INSTANTIATE_TEST_SUITE_P(Each, OneLineWireTest, ::testing::ValuesIn(kOneLine), name_of);
 
 TEST_P(OneLineWireTest, IsSaidInEachOfFiveRepetitions) {
-  board.set_jig("1in1out");
+  board->bench.set_jig("1in1out");
   t1_sdk_alarm_test_1in1out();
   std::string expected = "alarm_test_65xx\n";
   for (int repetition = 0; repetition < 5; ++repetition) expected += GetParam().said;

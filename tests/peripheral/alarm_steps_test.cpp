@@ -163,8 +163,8 @@ TEST_F(AlarmRelayStepsTest, TheIoDriverStaysOpenWhileTheTestRuns) {
 
 TEST_F(AlarmRelayStepsTest, AllRelaysAreReleasedInTheEndAndTheOutputsKeepTheirEndValue) {
   run_seven();
-  EXPECT_EQ(board.fpga(0x2002), 0x80000018U);
-  for (unsigned relay = 81; relay <= 85; ++relay) EXPECT_EQ(board.fpga(relay), 0U) << relay;
+  EXPECT_EQ(board->fpga.reg(0x2002), 0x80000018U);
+  for (unsigned relay = 81; relay <= 85; ++relay) EXPECT_EQ(board->fpga.reg(relay), 0U) << relay;
 }
 
 // ---- faults -----------------------------------------------------------------------------

@@ -92,7 +92,7 @@ class AlarmTenWaysTest : public AlarmTenTest, public ::testing::WithParamInterfa
     AlarmTenTest::next_board("65xx");
     plug_in();
   }
-  void plug_in() { board.set_jig(way.mode == 0 ? "10in10out-switch" : "10in10out-level"); }
+  void plug_in() { board->bench.set_jig(way.mode == 0 ? "10in10out-switch" : "10in10out-level"); }
 
   const Way& way = GetParam();
 
@@ -135,10 +135,10 @@ TEST_P(AlarmTenWaysTest, PassesOnAHealthyBoard) {
 
 TEST_P(AlarmTenWaysTest, LeavesTheOutputsAtTheirEndValues) {
   run();
-  EXPECT_EQ(board.fpga(0x2002), 0x180038U);
-  EXPECT_EQ(board.fpga(0x2018), 0x180038U);
-  EXPECT_EQ(board.fpga(81), 0U);
-  EXPECT_EQ(board.fpga(82), 0U);
+  EXPECT_EQ(board->fpga.reg(0x2002), 0x180038U);
+  EXPECT_EQ(board->fpga.reg(0x2018), 0x180038U);
+  EXPECT_EQ(board->fpga.reg(81), 0U);
+  EXPECT_EQ(board->fpga.reg(82), 0U);
 }
 
 TEST_P(AlarmTenWaysTest, FindsEachInputThatIsStuck) {

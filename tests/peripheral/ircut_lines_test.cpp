@@ -9,7 +9,7 @@
 namespace {
 
 using namespace std::chrono_literals;
-using Filter = boardsim::Board::Filter;
+using Filter = boardsim::IrFilter::Side;
 
 // ---- stepped motor ------------------------------------------------------------------------
 
@@ -80,7 +80,7 @@ TEST_F(IrCutStepperTest, AHealthyFilterComesBackToItsSwitch) {
   ircut_test_65xx();
   EXPECT_EQ(board.timed_hardware_trace(), script(160, true)) << "its other stop is 160 steps away";
   EXPECT_EQ(board.now(), 10ms + 175 * 40ms + 160 * 20ms);
-  EXPECT_EQ(board.gpio_level(26), 1);
+  EXPECT_EQ(board->general_io.level(26), 1);
   EXPECT_EQ(console.out(), "ircut_test_65xx\n");
   EXPECT_EQ(console.err(), "");
   expect_pass();
@@ -137,7 +137,7 @@ TEST_F(IrCutShellTest, TheFilterGoesToDayToNightAndToDay) {
   EXPECT_EQ(commands(), (Lines{"0.000000 system dayICR = 0", "3.000000 system nightICR = 0",
                                "6.000000 system dayICR = 0"}));
   EXPECT_EQ(board.now(), 9s);
-  EXPECT_EQ(board.filter(), Filter::day);
+  EXPECT_EQ(board->ir_filter.side(), Filter::day);
   EXPECT_EQ(console.lines(), (Lines{"ircut_test_65xx", "复位至白天...", "切至晚上...", "复位至白天..."}));
   expect_pass();
 }
@@ -201,7 +201,7 @@ TEST_F(IrCutMagnetTest, DayIsTheFrontCoil) {
   HardwareScript expected;
   switch_script(expected, false);
   EXPECT_EQ(board.timed_hardware_trace(), expected.lines());
-  EXPECT_EQ(board.filter(), Filter::day);
+  EXPECT_EQ(board->ir_filter.side(), Filter::day);
   EXPECT_EQ(console.out(), "");
 }
 
@@ -212,13 +212,13 @@ TEST_F(IrCutMagnetTest, NightIsTheBackCoil) {
     HardwareScript expected;
     switch_script(expected, true);
     EXPECT_EQ(board.timed_hardware_trace(), expected.lines());
-    EXPECT_EQ(board.filter(), Filter::night);
+    EXPECT_EQ(board->ir_filter.side(), Filter::night);
   }
 }
 
 TEST_F(IrCutMagnetTest, TheCoilsStayEnabled) {
   loop_ircut_test(1);
-  EXPECT_EQ(board.gpio_level(87), 1);
+  EXPECT_EQ(board->general_io.level(87), 1);
 }
 
 TEST_F(IrCutMagnetTest, WithoutTheDriverTheFilterCannotBeSwitched) {

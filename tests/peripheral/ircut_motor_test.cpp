@@ -94,7 +94,7 @@ TEST_P(IrCutMotorTest, IsConfiguredAndMovedFiveTimes) {
   test.run();
   EXPECT_EQ(board.timed_hardware_trace(), expected.lines());
   EXPECT_EQ(board.now(), 5 * test.rest);
-  EXPECT_EQ(board.motor_moves(), 5U);
+  EXPECT_EQ(board->motor.moves(), 5U);
 }
 
 TEST_P(IrCutMotorTest, OpensTheDriverForReadingAndWriting) {
@@ -138,7 +138,7 @@ TEST_P(IrCutMotorTest, GoesOnAfterEachMoveThatFailsAndReportsIt) {
     EXPECT_EQ(console.out(), test.banner + indices(move) + (move == 4 ? last_failed(5) : "") +
                                  "ICR TEST SUCCESS\nfail num = -1\n");
     expect_fail(test.failures[static_cast<std::size_t>(move)]);
-    EXPECT_EQ(board.motor_moves(), 4U);
+    EXPECT_EQ(board->motor.moves(), 4U);
     EXPECT_EQ(board.now(), 5 * test.rest) << "it rests after a failed move too";
   }
 }
@@ -156,7 +156,7 @@ TEST_P(IrCutMotorTest, SaysSuccessAndRepliesFailWhenEveryMoveIsRejected) {
   test.run();
   EXPECT_EQ(console.out(), test.banner + last_failed(5) + "ICR TEST SUCCESS\nfail num = -1\n");
   expect_fail(test.failures[4]);
-  EXPECT_EQ(board.motor_moves(), 0U);
+  EXPECT_EQ(board->motor.moves(), 0U);
 }
 
 TEST_P(IrCutMotorTest, SaysTheErrorNumberOfTheLastMove) {

@@ -9,7 +9,7 @@
 
 namespace {
 
-using Iris = boardsim::Board::Iris;
+using Iris = boardsim::Iris::State;
 
 // ---- a drive that cannot be had ---------------------------------------------------------------------
 
@@ -23,9 +23,9 @@ class IrisFaultTest : public IrisRun {
   }
   /// The iris was never asked for, so there is nothing to give back, and no time goes by.
   void expect_untouched() {
-    EXPECT_EQ(board.app_commands(), Commands{});
+    EXPECT_EQ(board->application.commands(), Commands{});
     EXPECT_EQ(board.now(), 0s);
-    EXPECT_EQ(board.iris(), Iris::unset);
+    EXPECT_EQ(board->iris.state(), Iris::unset);
   }
 };
 
@@ -89,16 +89,16 @@ TEST_F(IrisFaultTest, TheShellVariantNeedsNoNodeAndPasses) {
 
 TEST_F(IrisFaultTest, AnIrisThatNeverMovesPasses) {
   run_with(kFpgaIris, "ioctl /dev/fpga");
-  EXPECT_EQ(board.iris(), Iris::unset);
+  EXPECT_EQ(board->iris.state(), Iris::unset);
   expect_pass();
   run_with(kShellIris, "system");
-  EXPECT_EQ(board.iris(), Iris::unset);
+  EXPECT_EQ(board->iris.state(), Iris::unset);
   expect_pass();
   run_with(kChipIris, "ioctl /dev/motor 0x40046901");
-  EXPECT_EQ(board.iris(), Iris::unset);
+  EXPECT_EQ(board->iris.state(), Iris::unset);
   expect_pass();
   run_with(kGpioIris, "ioctl /dev/motor1 0x40046901");
-  EXPECT_EQ(board.iris(), Iris::unset);
+  EXPECT_EQ(board->iris.state(), Iris::unset);
   expect_pass();
 }
 
@@ -128,7 +128,7 @@ TEST_F(IrisFaultTest, ValuesThatTheMotorChipRefusesAreReportedAndTheTestGoesOn) 
                                refused + "打开光圈...\n" + refused + "第2次测试开始:关闭光圈...\n" + refused +
                                "打开光圈...\n" + refused + kChipIris.on_line() + kIrisEnd);
   EXPECT_EQ(board.now(), 10s + 2 * kAppAnswer + kIrisPause);
-  EXPECT_EQ(board.app_commands(), kChipIris.commands());
+  EXPECT_EQ(board->application.commands(), kChipIris.commands());
 }
 
 TEST_F(IrisFaultTest, ValuesThatTheGpioDriverRefusesAreReportedAndTheTestGoesOn) {
@@ -144,7 +144,7 @@ TEST_F(IrisFaultTest, OneRefusedValueIsNotTriedAgain) {
   run_with(kChipIris, "ioctl /dev/motor 0x40046901 #2");
   EXPECT_EQ(board.hardware_trace().size(), 8U)
       << "one configuration and five values between opening and closing";
-  EXPECT_EQ(board.iris(), Iris::open);
+  EXPECT_EQ(board->iris.state(), Iris::open);
   expect_pass();
 }
 
@@ -162,7 +162,7 @@ TEST_P(IrisApplicationTest, ThatDoesNotListenIsReportedWithoutALineEndAndTheTest
   const std::string refused = "connect failre errno=111";
   EXPECT_EQ(console.out(), test.banner + refused + kIrisCycles + refused + kIrisEnd);
   EXPECT_EQ(board.now(), kIrisPause + 2 * test.after_close + test.after_open + test.after_last_open);
-  EXPECT_EQ(board.iris(), Iris::open);
+  EXPECT_EQ(board->iris.state(), Iris::open);
   expect_pass();
 }
 
@@ -178,7 +178,7 @@ TEST_P(IrisApplicationTest, ThatClosesWithoutAnAnswerIsNotReported) {
   board.fault("app closes");
   test.run();
   EXPECT_EQ(console.out(), test.banner + kIrisCycles + kIrisEnd);
-  EXPECT_EQ(board.app_commands(), test.commands());
+  EXPECT_EQ(board->application.commands(), test.commands());
   expect_pass();
 }
 

@@ -32,7 +32,7 @@ struct IrisTest {
   std::string off_line() const { return line(off_command, 0); }
   std::string on_line() const { return line(on_command, 1); }
   /// The commands that the application is sent.
-  std::vector<boardsim::Board::AppCommand> commands() const {
+  std::vector<boardsim::Application::Command> commands() const {
     return {{12, off_command, 0}, {12, on_command, 1}};
   }
 
@@ -80,7 +80,7 @@ inline constexpr auto kIrisPause = 50ms;
 class IrisRun : public StationRun {
  protected:
   using Lines = std::vector<std::string>;
-  using Commands = std::vector<boardsim::Board::AppCommand>;
+  using Commands = std::vector<boardsim::Application::Command>;
 
   explicit IrisRun(std::string_view family = "normal") : StationRun(family) {}
 

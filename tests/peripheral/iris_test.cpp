@@ -12,7 +12,7 @@
 
 namespace {
 
-using Iris = boardsim::Board::Iris;
+using Iris = boardsim::Iris::State;
 
 class IrisDriveTest : public IrisDriveRun {
  protected:
@@ -65,19 +65,19 @@ TEST_P(IrisDriveTest, IsClosedAndOpenedTwice) {
   };
   std::vector<Iris> seen;
   for (const auto& [when, iris] : expected) {
-    board.at(when, [&] { seen.push_back(board.iris()); });
+    board.at(when, [&] { seen.push_back(board->iris.state()); });
   }
   test.run();
   ASSERT_EQ(seen.size(), expected.size());
   for (std::size_t i = 0; i < seen.size(); ++i) {
     EXPECT_EQ(seen[i], expected[i].second) << expected[i].first.count() << " ms";
   }
-  EXPECT_EQ(board.iris(), Iris::open);
+  EXPECT_EQ(board->iris.state(), Iris::open);
 }
 
 TEST_P(IrisDriveTest, IsTakenFromTheApplicationBeforeAndGivenBackAfterwards) {
   test.run();
-  EXPECT_EQ(board.app_commands(), test.commands());
+  EXPECT_EQ(board->application.commands(), test.commands());
   std::vector<boardsim::Time> connected;
   for (const boardsim::Call& call : board.trace()) {
     if (call.name == "connect") connected.push_back(call.at);
@@ -146,7 +146,7 @@ TEST_F(IrisTextTest, TheFpgasBannerIsThatOfAnotherBoard) {
 TEST_F(IrisTextTest, TheShellVariantTakesTheIrisWithCommand40AndGivesItBackWith39) {
   next_board("63xx");
   auto_iris_test_63xx();
-  EXPECT_EQ(board.app_commands(), (Commands{{12, 40, 0}, {12, 39, 1}}));
+  EXPECT_EQ(board->application.commands(), (Commands{{12, 40, 0}, {12, 39, 1}}));
 }
 
 TEST_F(IrisTextTest, TheGpioIrisIsOpenedWithTheRequestThatCloses) {
@@ -169,11 +169,11 @@ class IrisEntryTest : public IrisRun {
   void expect_drive(const IrisTest& test) {
     t1_sdk_auto_iris_test();
     EXPECT_EQ(console.out(), test.banner + test.off_line() + kIrisCycles + test.on_line() + kIrisEnd);
-    EXPECT_EQ(board.app_commands(), test.commands());
+    EXPECT_EQ(board->application.commands(), test.commands());
     const Lines calls = untimed_calls();
     EXPECT_EQ(std::count(calls.begin(), calls.end(), test.close), 2);
     EXPECT_EQ(std::count(calls.begin(), calls.end(), test.open), 2);
-    EXPECT_EQ(board.iris(), Iris::open);
+    EXPECT_EQ(board->iris.state(), Iris::open);
     expect_pass();
   }
   Lines untimed_calls() const {
@@ -216,7 +216,7 @@ TEST_F(IrisEntryTest, EveryCodeOfTheSpecialBoardsHasItsDrive) {
 TEST_F(IrisEntryTest, ABoardThatCannotBeIdentifiedIsTestedThroughItsFpga) {
   board.fault("ioctl /dev/qznio 0x80044801");
   t1_sdk_auto_iris_test();
-  EXPECT_EQ(board.app_commands(), kFpgaIris.commands());
+  EXPECT_EQ(board->application.commands(), kFpgaIris.commands());
   const Lines calls = untimed_calls();
   EXPECT_EQ(std::count(calls.begin(), calls.end(), kFpgaIris.close), 2);
   expect_pass();

@@ -41,8 +41,8 @@ TEST_F(LightTest, OneIsSuccessWhenAPwmChannelIsSet) {
   EXPECT_EQ(board.hardware_trace(),
             (Lines{"open /dev/qznio = ok", "ioctl /dev/qznio 0x40044d02 {3, 200, 40} = 0",
                    "close /dev/qznio = 0"}));
-  EXPECT_EQ(board.pwm(3).period, 200);
-  EXPECT_EQ(board.pwm(3).duty, 40);
+  EXPECT_EQ(board->general_io.pwm(3).period, 200);
+  EXPECT_EQ(board->general_io.pwm(3).duty, 40);
 }
 
 TEST_F(LightTest, WithoutARecordNoPwmChannelIsSet) {
@@ -153,7 +153,7 @@ TEST_F(LightTest, APwmRecordRefusedOnAnRkdBoardIsShownAndTheNodeIsClosed) {
 
 TEST_F(LightTest, AnRkdBoardSwitchesAnLed) {
   EXPECT_EQ(set_led_light_rkd(2, 1), 0);
-  EXPECT_EQ(board.led(2), 1U);
+  EXPECT_EQ(board->led.state(2), 1U);
   EXPECT_EQ(console.out(), "");
   EXPECT_EQ(board.hardware_trace(),
             (Lines{"open /dev/led = ok", "ioctl /dev/led 0x40044c01 {2, 1} = 0", "close /dev/led = 0"}));
@@ -284,8 +284,8 @@ TEST_F(SteadyLightTest, ABoardThatCannotBeAskedAgainLeavesItsLedOn) {
   board.set_type(0xA60A3);
   board.fault("ioctl /dev/qznio 0x80044801 #2");
   t1_sdk_in_light_rkd();
-  EXPECT_EQ(board.led(2), 1U);
-  EXPECT_EQ(board.pwm(4).duty, 0);
+  EXPECT_EQ(board->led.state(2), 1U);
+  EXPECT_EQ(board->general_io.pwm(4).duty, 0);
   expect_pass(69633, "测试内置常亮灯");
   EXPECT_EQ(console.lines(), (Lines{"t1_sdk_in_light_rkd", "ioctl error,ret = -1"}));
 }

@@ -29,7 +29,7 @@ class RtcTest : public StationRun {
   }
   /// Runs the test on a clock that shows these seconds; the last line says how it went.
   std::string last_line_with_seconds(const std::vector<int>& seconds) {
-    board.set_rtc_seconds(seconds);
+    board->rtc.set_seconds(seconds);
     t1_sdk_rtc_test();
     return console.lines().back();
   }

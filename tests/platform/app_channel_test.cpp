@@ -17,7 +17,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using boardsim::Board;
-using Commands = std::vector<Board::AppCommand>;
+using Commands = std::vector<Application::Command>;
 using Lines = std::vector<std::string>;
 
 constexpr int kPause = 0x31248;
@@ -46,8 +46,8 @@ class AppChannelTest : public OnBoard {
   ~AppChannelTest() override { std::memset(&test_item, 0, sizeof test_item); }
 
   /// Sends the pause command to an application that answers it so.
-  void ask(std::vector<Board::AppReply> replies) {
-    board.set_app_answer(kPause, std::move(replies));
+  void ask(std::vector<Application::Reply> replies) {
+    board->application.set_answer(kPause, std::move(replies));
     enableAPPCMD(kPause, 0);
   }
   static std::string stored() { return {reinterpret_cast<const char*>(&test_item), sizeof test_item}; }
@@ -90,7 +90,7 @@ TEST_F(AppChannelTest, TheCommandIsThreeWordsAndTheReplyA129) {
 
 TEST_F(AppChannelTest, ACommandIsSentAndItsAnswerStoredAndShown) {
   enableAPPCMD(kPause, 1);
-  EXPECT_EQ(board.app_commands(), (Commands{{12, 0x31248, 1}}));
+  EXPECT_EQ(board->application.commands(), (Commands{{12, 0x31248, 1}}));
   EXPECT_EQ(test_item.cmd, 0x31248);
   EXPECT_EQ(test_item.test_data[0], 1U);
   EXPECT_EQ(test_item.test_data[1], 0U);
@@ -112,15 +112,16 @@ TEST_F(AppChannelTest, EveryCommandInUseArrivesAsItIs) {
   enableAPPCMD(0x31248, 0);
   enableAPPCMD(0x31248, 1);
   enableAPPCMD(0x23, 0);
-  EXPECT_EQ(board.app_commands(),
+  EXPECT_EQ(board->application.commands(),
             (Commands{{12, 0x1333D0D, 0}, {12, 0x31248, 0}, {12, 0x31248, 1}, {12, 0x23, 0}}));
 }
 
 TEST_F(AppChannelTest, CommandsAndValuesHaveAll32Bits) {
-  for (const std::uint32_t code : {0xFFFFFFFFU, 0x01020304U}) board.set_app_answer(code, {});
+  for (const std::uint32_t code : {0xFFFFFFFFU, 0x01020304U}) board->application.set_answer(code, {});
   enableAPPCMD(-1, 0xFFFFFFFF);
   enableAPPCMD(0x01020304, 0x05060708);
-  EXPECT_EQ(board.app_commands(), (Commands{{12, 0xFFFFFFFF, 0xFFFFFFFF}, {12, 0x01020304, 0x05060708}}));
+  EXPECT_EQ(board->application.commands(),
+            (Commands{{12, 0xFFFFFFFF, 0xFFFFFFFF}, {12, 0x01020304, 0x05060708}}));
 }
 
 TEST_F(AppChannelTest, OneConnectionIsMadeForEachCommandAndClosed) {
@@ -237,7 +238,7 @@ TEST_F(AppChannelTest, AReadThatComesShortSplitsAReplyToo) {
 TEST_F(AppChannelTest, AnApplicationThatClosesWithoutAReplyChangesNothing) {
   board.fault("app closes");
   enableAPPCMD(kPause, 0);
-  EXPECT_EQ(board.app_commands(), (Commands{{12, 0x31248, 0}}));
+  EXPECT_EQ(board->application.commands(), (Commands{{12, 0x31248, 0}}));
   EXPECT_EQ(console.out(), "");
   EXPECT_TRUE(nothing_stored());
   expect_all_closed();
@@ -285,7 +286,7 @@ TEST_F(AppChannelTest, ARefusedConnectionIsReportedWithoutALineEnd) {
   board.fault("app refused");
   enableAPPCMD(kPause, 0);
   EXPECT_EQ(console.out(), "connect failre errno=111");
-  EXPECT_EQ(board.app_commands(), Commands{});
+  EXPECT_EQ(board->application.commands(), Commands{});
   EXPECT_TRUE(nothing_stored());
   EXPECT_EQ(board.now(), 0s);
   expect_all_closed();
@@ -303,7 +304,7 @@ TEST_F(AppChannelTest, ASocketThatCannotBeMadeIsReportedAlike) {
   board.fault("socket EMFILE");
   enableAPPCMD(kPause, 0);
   EXPECT_EQ(console.out(), "connect failre errno=24");
-  EXPECT_EQ(board.app_commands(), Commands{});
+  EXPECT_EQ(board->application.commands(), Commands{});
 }
 
 TEST_F(AppChannelTest, ACommandThatDoesNotGoOutWholeIsNotWaitedFor) {
@@ -314,7 +315,7 @@ TEST_F(AppChannelTest, ACommandThatDoesNotGoOutWholeIsNotWaitedFor) {
     enableAPPCMD(kPause, 0);
     EXPECT_EQ(console.out(), "");
     EXPECT_TRUE(nothing_stored());
-    EXPECT_EQ(board.app_commands(), Commands{});
+    EXPECT_EQ(board->application.commands(), Commands{});
     EXPECT_EQ(calls("recv"), 0U);
     expect_all_closed();
     board.clear_faults();
@@ -346,7 +347,7 @@ TEST_F(AppChannelTest, TheNextCommandGoesThroughAfterAFailure) {
   enableAPPCMD(kPause, 0);
   enableAPPCMD(kPause, 0);
   EXPECT_EQ(console.out(), "connect failre errno=111MAtest:CMD:201288, maHeart:0, maStartOK:0x0\n");
-  EXPECT_EQ(board.app_commands().size(), 1U);
+  EXPECT_EQ(board->application.commands().size(), 1U);
 }
 
 }  // namespace

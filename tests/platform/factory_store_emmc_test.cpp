@@ -41,7 +41,7 @@ void PrintTo(const StoreCall& call, std::ostream* out) {
 class EmmcStore : public OnBoard {
  protected:
   explicit EmmcStore(std::string_view family = "ma") : OnBoard(family) {
-    board.set_emmc(0, before);
+    board->emmc.set_bytes(0, before);
     board.clear_trace();
   }
 
@@ -49,7 +49,7 @@ class EmmcStore : public OnBoard {
   Bytes before = pattern(kEmmcSize, 3);
   Bytes info = pattern(64, 4);
 
-  Bytes all() const { return board.emmc(0, kEmmcSize); }
+  Bytes all() const { return board->emmc.bytes(0, kEmmcSize); }
   void expect_lines_on_standard_error(const std::string& text) {
     EXPECT_EQ(console.err(), text);
     EXPECT_EQ(console.out(), "");
@@ -82,13 +82,13 @@ constexpr std::array kPlaces = {
 TEST_P(EmmcStoreTest, EachAddressHasItsPlaceOnThePartition) {
   for (const Place& place : kPlaces) {
     SCOPED_TRACE(place.position);
-    board.set_emmc(0, before);
+    board->emmc.set_bytes(0, before);
     info = pattern(64, 4);
     EXPECT_EQ(run(place.block, place.offset), 64);
     if (call.saves) {
       EXPECT_TRUE(all() == with(before, place.position, info));
     } else {
-      EXPECT_EQ(info, board.emmc(place.position, 64));
+      EXPECT_EQ(info, board->emmc.bytes(place.position, 64));
       EXPECT_TRUE(all() == before);
     }
   }
@@ -221,7 +221,7 @@ TEST_F(EmmcOnAnyBoardTest, TheEmmcCallsReachTheEmmcOnEveryBoard) {
 TEST_F(EmmcOnAnyBoardTest, ABoardWhoseTypeIsUnknownIsSavedToTheFlashAndReadFromTheEmmc) {
   board.fault("open /dev/qznio");
   EXPECT_EQ(flash_save_dev_info(19, 0xF800, as_info(info), 64), 0x10000);
-  EXPECT_EQ(board.flash(0x13F800, 64), info);
+  EXPECT_EQ(board->flash.bytes(0x13F800, 64), info);
   EXPECT_TRUE(all() == before);
 }
 

@@ -20,7 +20,7 @@ constexpr std::size_t kRecord = 1580;
 
 class FlashPowerCutTest : public OnBoard {
  protected:
-  FlashPowerCutTest() { board.set_flash(0, before); }
+  FlashPowerCutTest() { board->flash.set_bytes(0, before); }
 
   Console console;
   Bytes before = pattern(kFlashSize, 1);
@@ -39,13 +39,13 @@ class FlashPowerCutTest : public OnBoard {
   }
   /// Saves on a board whose power fails so, and switches it on again.
   int save_with(const std::string& fault, unsigned offset = kOffset) {
-    board.set_flash(0, before);
+    board->flash.set_bytes(0, before);
     board.fault(fault);
     const int result = save(offset);
     board.clear_faults();
     return result;
   }
-  Bytes left() const { return board.flash(0, kFlashSize); }
+  Bytes left() const { return board->flash.bytes(0, kFlashSize); }
 };
 
 TEST_F(FlashPowerCutTest, BeforeTheEraseEverythingIsAsItWas) {
@@ -144,7 +144,7 @@ TEST_F(FlashPowerCutTest, AfterTheLastByteTheRecordAndItsSurroundingsAreWhole) {
 
 class EmmcPowerCutTest : public OnBoard {
  protected:
-  EmmcPowerCutTest() : OnBoard("ma") { board.set_emmc(0, before); }
+  EmmcPowerCutTest() : OnBoard("ma") { board->emmc.set_bytes(0, before); }
 
   Console console;
   Bytes before = pattern(0x40000, 1);
@@ -154,11 +154,11 @@ class EmmcPowerCutTest : public OnBoard {
 TEST_F(EmmcPowerCutTest, TheBytesBeforeTheCutAreNewAndTheOthersAsTheyWere) {
   for (const std::size_t written : std::array<std::size_t, 6>{0, 1, 4, 40, 790, kRecord - 1}) {
     SCOPED_TRACE(written);
-    board.set_emmc(0, before);
+    board->emmc.set_bytes(0, before);
     board.fault("emmc cut " + std::to_string(written));
     EXPECT_EQ(flash_save_dev_info(kBlock, kOffset, as_info(info), kRecord), -1);
     board.clear_faults();
-    EXPECT_TRUE(board.emmc(0, 0x40000) == with(before, 0x20000, std::span(info).first(written)));
+    EXPECT_TRUE(board->emmc.bytes(0, 0x40000) == with(before, 0x20000, std::span(info).first(written)));
   }
 }
 
@@ -167,7 +167,7 @@ TEST_F(EmmcPowerCutTest, SavingAgainMakesTheRecordWhole) {
   EXPECT_EQ(flash_save_dev_info(kBlock, kOffset, as_info(info), kRecord), -1);
   board.clear_faults();
   EXPECT_EQ(flash_save_dev_info(kBlock, kOffset, as_info(info), kRecord), static_cast<int>(kRecord));
-  EXPECT_TRUE(board.emmc(0, 0x40000) == with(before, 0x20000, info));
+  EXPECT_TRUE(board->emmc.bytes(0, 0x40000) == with(before, 0x20000, info));
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ using Lines = std::vector<std::string>;
 class FlashStoreTest : public OnBoard {
  protected:
   FlashStoreTest() {
-    board.set_flash(0, before);
+    board->flash.set_bytes(0, before);
     board.clear_trace();
   }
 
@@ -35,10 +35,10 @@ class FlashStoreTest : public OnBoard {
   int read(unsigned block, unsigned offset, Bytes& bytes) {
     return flash_read_dev_info(block, offset, as_info(bytes), static_cast<unsigned>(bytes.size()));
   }
-  Bytes all() const { return board.flash(0, kFlashSize); }
+  Bytes all() const { return board->flash.bytes(0, kFlashSize); }
   unsigned erasures() const {
     unsigned sum = 0;
-    for (std::size_t block = 0; block < 22; ++block) sum += board.flash_erasures(block);
+    for (std::size_t block = 0; block < 22; ++block) sum += board->flash.erasures(block);
     return sum;
   }
   void expect_silence() {
@@ -57,7 +57,7 @@ TEST_F(FlashStoreTest, ARecordAtTheEndOfBlock21TouchesExactlyThatBlock) {
   EXPECT_EQ(save(21, 0xFC00, info), 0x10000) << "the bytes written, not the bytes of the record";
   EXPECT_TRUE(all() == with(before, 0x15FC00, info));
   for (std::size_t block = 0; block < 22; ++block) {
-    EXPECT_EQ(board.flash_erasures(block), block == 21 ? 1U : 0U) << "block " << block;
+    EXPECT_EQ(board->flash.erasures(block), block == 21 ? 1U : 0U) << "block " << block;
   }
   expect_silence();
 }
@@ -76,8 +76,8 @@ TEST_F(FlashStoreTest, ABlockIsReadErasedAndRewrittenWhole) {
 TEST_F(FlashStoreTest, ARecordAcrossTwoBlocksRewritesBoth) {
   EXPECT_EQ(save(3, 0xFFFF, info), 0x20000);
   EXPECT_TRUE(all() == with(before, 0x3FFFF, info));
-  EXPECT_EQ(board.flash_erasures(3), 1U);
-  EXPECT_EQ(board.flash_erasures(4), 1U);
+  EXPECT_EQ(board->flash.erasures(3), 1U);
+  EXPECT_EQ(board->flash.erasures(4), 1U);
   EXPECT_EQ(erasures(), 2U);
   EXPECT_EQ(calls_on(board, kFlashNode).at(3), "ioctl /dev/mtd4 0x40084d02 {0x00030000, 0x00020000} = 0");
 }
@@ -291,7 +291,7 @@ INSTANTIATE_TEST_SUITE_P(Each, FlashUnwritableTest,
 TEST_F(FlashStoreTest, ReadingTakesJustTheBytesAskedFor) {
   Bytes back(0x400);
   EXPECT_EQ(read(21, 0xFC00, back), 0x400);
-  EXPECT_TRUE(back == board.flash(0x15FC00, 0x400));
+  EXPECT_TRUE(back == board->flash.bytes(0x15FC00, 0x400));
   EXPECT_EQ(board.hardware_trace(),
             (Lines{"open /dev/qznio = ok", "ioctl /dev/qznio 0x80044801 {} = 0", "close /dev/qznio = 0",
                    "open /dev/mtd4 = ok", "lseek /dev/mtd4 1440768 = 1440768", "read /dev/mtd4 1024 = 1024",
@@ -302,11 +302,11 @@ TEST_F(FlashStoreTest, ReadingTakesJustTheBytesAskedFor) {
 TEST_F(FlashStoreTest, ReadingRunsAcrossBlocks) {
   Bytes back(0x20000);
   EXPECT_EQ(read(4, 0x8000, back), 0x20000);
-  EXPECT_TRUE(back == board.flash(0x48000, 0x20000));
+  EXPECT_TRUE(back == board->flash.bytes(0x48000, 0x20000));
 }
 
 TEST_F(FlashStoreTest, AnErasedFlashReadsAsOnes) {
-  board.set_flash(0, ones(kFlashSize));
+  board->flash.set_bytes(0, ones(kFlashSize));
   Bytes back(64);
   EXPECT_EQ(read(21, 0xFC00, back), 64);
   EXPECT_EQ(back, ones(64));
@@ -344,7 +344,7 @@ TEST_F(FlashStoreTest, OnlyMaBoardsHaveTheirStoreOnTheEmmc) {
 }
 
 TEST_F(FlashStoreTest, WhatIsSavedOnTheFlashIsNotWhatTheEmmcReaderReads) {
-  const Bytes factory = board.emmc(0x20000, info.size());
+  const Bytes factory = board->emmc.bytes(0x20000, info.size());
   save(19, 0xF800, info);
   Bytes back(info.size());
   EXPECT_EQ(emmc_read_dev_info(19, 0xF800, as_info(back), 0x400), 0x400);

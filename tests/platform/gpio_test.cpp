@@ -43,28 +43,28 @@ TEST_F(GpioTest, TheRecordIsAPinAndALevelOf32BitsEach) {
 
 TEST_F(GpioTest, ALineBecomesAnInput) {
   EXPECT_EQ(gpio_direction_input(fd, 28), 0);
-  EXPECT_EQ(board.gpio_direction(28), Direction::input);
+  EXPECT_EQ(board->general_io.direction(28), Direction::input);
   EXPECT_EQ(board.hardware_trace(), (Lines{"ioctl /dev/qznio 0x40044701 {28} = 0"}));
 }
 
 TEST_F(GpioTest, ALineBecomesAnOutputThatStartsHigh) {
   EXPECT_EQ(gpio_direction_output(fd, 30, 1), 0);
-  EXPECT_EQ(board.gpio_direction(30), Direction::output);
-  EXPECT_EQ(board.gpio_level(30), 1);
+  EXPECT_EQ(board->general_io.direction(30), Direction::output);
+  EXPECT_EQ(board->general_io.level(30), 1);
   EXPECT_EQ(board.hardware_trace(), (Lines{"ioctl /dev/qznio 0x40044702 {30, 1} = 0"}));
 }
 
 TEST_F(GpioTest, ALineBecomesAnOutputThatStartsLow) {
   EXPECT_EQ(gpio_direction_output(fd, 31, 0), 0);
-  EXPECT_EQ(board.gpio_direction(31), Direction::output);
-  EXPECT_EQ(board.gpio_level(31), 0);
+  EXPECT_EQ(board->general_io.direction(31), Direction::output);
+  EXPECT_EQ(board->general_io.level(31), 0);
   EXPECT_EQ(board.hardware_trace(), (Lines{"ioctl /dev/qznio 0x40044702 {31, 0} = 0"}));
 }
 
 TEST_F(GpioTest, TheLevelOfALineIsRead) {
-  board.set_gpio_level(28, 1);
+  board->general_io.set_level(28, 1);
   EXPECT_EQ(gpio_get_value(fd, 28), 1);
-  board.set_gpio_level(28, 0);
+  board->general_io.set_level(28, 0);
   EXPECT_EQ(gpio_get_value(fd, 28), 0);
   EXPECT_EQ(board.hardware_trace(),
             (Lines{"ioctl /dev/qznio 0x80044703 {28, 0} = 0", "ioctl /dev/qznio 0x80044703 {28, 0} = 0"}));
@@ -74,9 +74,9 @@ TEST_F(GpioTest, ALineIsDriven) {
   gpio_direction_output(fd, 30, 0);
   board.clear_trace();
   EXPECT_EQ(gpio_set_value(fd, 30, 1), 0);
-  EXPECT_EQ(board.gpio_level(30), 1);
+  EXPECT_EQ(board->general_io.level(30), 1);
   EXPECT_EQ(gpio_set_value(fd, 30, 0), 0);
-  EXPECT_EQ(board.gpio_level(30), 0);
+  EXPECT_EQ(board->general_io.level(30), 0);
   EXPECT_EQ(board.hardware_trace(),
             (Lines{"ioctl /dev/qznio 0x40044704 {30, 1} = 0", "ioctl /dev/qznio 0x40044704 {30, 0} = 0"}));
 }
@@ -100,14 +100,14 @@ TEST_F(GpioTest, APositiveResultIsHandedBackAsItIs) {
 }
 
 TEST_F(GpioTest, AReadWithAPositiveResultIsALevel) {
-  board.set_gpio_level(28, 1);
+  board->general_io.set_level(28, 1);
   board.fault("ioctl /dev/qznio 0x80044703 #1 result 5");
   EXPECT_EQ(gpio_get_value(fd, 28), 0) << "the level of the record, which the driver left as it was";
   EXPECT_EQ(gpio_get_value(fd, 28), 1);
 }
 
 TEST_F(GpioTest, AFailedReadDoesNotPassForAHighLevel) {
-  board.set_gpio_level(28, 1);
+  board->general_io.set_level(28, 1);
   board.fault("ioctl /dev/qznio 0x80044703 #1");
   EXPECT_EQ(gpio_get_value(fd, 28), -1);
   EXPECT_EQ(gpio_get_value(fd, 28), 1);

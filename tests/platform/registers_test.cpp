@@ -32,13 +32,13 @@ TEST_F(RegistersTest, TheRecordsAreAnAddressAndAValueOf32BitsEach) {
 TEST_F(RegistersTest, AnFpgaRegisterIsWritten) {
   const OpenNode fpga(board, "/dev/fpga");
   set_fpga(fpga.fd(), 0x3C, 0x1234);
-  EXPECT_EQ(board.fpga(0x3C), 0x1234U);
+  EXPECT_EQ(board->fpga.reg(0x3C), 0x1234U);
   EXPECT_EQ(board.hardware_trace(), (Lines{"ioctl /dev/fpga 0x40044603 {60, 4660} = 0"}));
 }
 
 TEST_F(RegistersTest, AnFpgaRegisterIsRead) {
   const OpenNode fpga(board, "/dev/fpga");
-  board.set_fpga(0x3C, 0xDEADBEEF);
+  board->fpga.set_reg(0x3C, 0xDEADBEEF);
   unsigned value = 0;
   EXPECT_EQ(get_fpga(fpga.fd(), 0x3C, &value), 0);
   EXPECT_EQ(value, 0xDEADBEEFU);
@@ -56,7 +56,7 @@ TEST_F(RegistersTest, AnFpgaReadWithoutAPlaceForTheValueFailsAfterTheRequest) {
 
 TEST_F(RegistersTest, AnFpgaReadSucceedsWhateverTheDriverSays) {
   const OpenNode fpga(board, "/dev/fpga");
-  board.set_fpga(0x3C, 77);
+  board->fpga.set_reg(0x3C, 77);
   board.fault("ioctl /dev/fpga");
   unsigned value = 0xDEADBEEF;
   EXPECT_EQ(get_fpga(fpga.fd(), 0x3C, &value), 0);
@@ -67,7 +67,7 @@ TEST_F(RegistersTest, AnFpgaWriteThatFailsPassesInSilence) {
   const OpenNode fpga(board, "/dev/fpga");
   board.fault("ioctl /dev/fpga");
   set_fpga(fpga.fd(), 0x3C, 1);
-  EXPECT_EQ(board.fpga(0x3C), 0U);
+  EXPECT_EQ(board->fpga.reg(0x3C), 0U);
   EXPECT_EQ(board.hardware_trace(), (Lines{"ioctl /dev/fpga 0x40044603 {60, 1} = -1 EIO"}));
 }
 
@@ -87,7 +87,7 @@ TEST_F(RegistersTest, PositiveResultsOfTheDriversAreIgnored) {
 TEST_F(RegistersTest, AFrontEndRegisterIsWritten) {
   const OpenNode front_end(board, "/dev/tg");
   set_afe(front_end.fd(), 0x10, 0xFFF);
-  EXPECT_EQ(board.afe(0x10), 0xFFFU);
+  EXPECT_EQ(board->timing_generator.reg(0x10), 0xFFFU);
   EXPECT_EQ(board.hardware_trace(), (Lines{"ioctl /dev/tg 0x40045402 {16, 4095} = 0"}));
 }
 

@@ -17,7 +17,7 @@ class Stm8Test : public OnBoard {
 };
 
 TEST_F(Stm8Test, ARegisterIsRead) {
-  board.set_stm8(0x43, 0xCAFE);
+  board->stm8.set_reg(0x43, 0xCAFE);
   unsigned value = 0;
   EXPECT_EQ(stm8_reg_read(0x43, &value), 0);
   EXPECT_EQ(value, 0xCAFEU);
@@ -37,7 +37,7 @@ TEST_F(Stm8Test, AReadWithoutAPlaceForTheValueSucceeds) {
 
 TEST_F(Stm8Test, ARegisterIsWritten) {
   EXPECT_EQ(stm8_reg_write(0x44, 6), 0);
-  EXPECT_EQ(board.stm8(0x44), 6U);
+  EXPECT_EQ(board->stm8.reg(0x44), 6U);
   EXPECT_EQ(console.out(), "");
   EXPECT_EQ(board.hardware_trace(),
             (Lines{"open /dev/tcs = ok", "ioctl /dev/tcs 0x40045402 {68, 6} = 0", "close /dev/tcs = 0"}));
@@ -70,7 +70,7 @@ TEST_F(Stm8Test, AFailedReadNamesTheRegisterAndLeavesTheNodeOpen) {
 TEST_F(Stm8Test, AFailedWriteNamesTheRegisterAndLeavesTheNodeOpen) {
   board.fault("ioctl /dev/tcs");
   EXPECT_EQ(stm8_reg_write(0xAB, 6), -1);
-  EXPECT_EQ(board.stm8(0xAB), 0U);
+  EXPECT_EQ(board->stm8.reg(0xAB), 0U);
   EXPECT_EQ(console.out(), "write stm8 reg addr 0xab err!\n");
   expect_open({"/dev/tcs"});
 }
@@ -92,8 +92,8 @@ TEST_F(Stm8Test, EveryFailedRequestLeavesOneMoreNodeOpen) {
 
 TEST_F(Stm8Test, TheFrontEndSharesARequestNumberButNotItsRegisters) {
   stm8_reg_write(0x10, 6);
-  EXPECT_EQ(board.stm8(0x10), 6U);
-  EXPECT_EQ(board.afe(0x10), 0U);
+  EXPECT_EQ(board->stm8.reg(0x10), 6U);
+  EXPECT_EQ(board->timing_generator.reg(0x10), 0U);
 }
 
 }  // namespace

@@ -65,7 +65,7 @@ class UartReceiveTest : public OnBoard {
 };
 
 TEST_F(UartReceiveTest, BytesThatWaitAreReceivedAtOnce) {
-  board.uart_receives(1, "hello");
+  board->uart(1).receive("hello");
   EXPECT_EQ(receive(5), 5);
   EXPECT_EQ(text, "hello");
   EXPECT_EQ(board.now(), 0s);
@@ -77,13 +77,13 @@ TEST_F(UartReceiveTest, BytesThatWaitAreReceivedAtOnce) {
 TEST_F(UartReceiveTest, BytesAreReceivedAsTheyAre) {
   std::string block;
   for (int byte = 0; byte < 256; ++byte) block.push_back(static_cast<char>(byte));
-  board.uart_receives(1, block);
+  board->uart(1).receive(block);
   EXPECT_EQ(receive(256), 256);
   EXPECT_EQ(text, block);
 }
 
 TEST_F(UartReceiveTest, BytesBehindTheBlockAreLeftForTheNextOne) {
-  board.uart_receives(1, "firstsecond");
+  board->uart(1).receive("firstsecond");
   EXPECT_EQ(receive(5), 5);
   EXPECT_EQ(text, "first");
   EXPECT_EQ(receive(6), 6);
@@ -93,7 +93,7 @@ TEST_F(UartReceiveTest, BytesBehindTheBlockAreLeftForTheNextOne) {
 // ---- waiting for the first byte ------------------------------------------------------------------
 
 TEST_F(UartReceiveTest, TheFirstByteMayTakeAlmostTheWholeTimeOut) {
-  board.at(2900ms, [this] { board.uart_receives(1, "hello"); });
+  board.at(2900ms, [this] { board->uart(1).receive("hello"); });
   GuardedBytes buffer(5);
   EXPECT_EQ(receive(buffer, 5, 3, 0), 5);
   EXPECT_EQ(buffer.text(), "hello");
@@ -101,7 +101,7 @@ TEST_F(UartReceiveTest, TheFirstByteMayTakeAlmostTheWholeTimeOut) {
 }
 
 TEST_F(UartReceiveTest, ABlockThatComesAfterTheTimeOutIsNotReceived) {
-  board.at(3100ms, [this] { board.uart_receives(1, "hello"); });
+  board.at(3100ms, [this] { board->uart(1).receive("hello"); });
   GuardedBytes buffer(5);
   EXPECT_EQ(receive(buffer, 5, 3, 0), 0);
   EXPECT_EQ(buffer.text(), untouched(5));
@@ -120,7 +120,7 @@ TEST_F(UartReceiveTest, ATimeOutOf0LooksOnceAndGoes) {
   GuardedBytes buffer(5);
   EXPECT_EQ(receive(buffer, 5, 0, 100), 0);
   EXPECT_EQ(board.now(), 0s);
-  board.uart_receives(1, "hello");
+  board->uart(1).receive("hello");
   EXPECT_EQ(receive(buffer, 5, 0, 0), 5);
   EXPECT_EQ(board.now(), 0s);
 }
@@ -139,13 +139,13 @@ TEST_F(UartReceiveTest, TheTimeOutIsInWholeSeconds) {
 
 TEST_F(UartReceiveTest, APortThatHearsNothingRunsIntoTheTimeOut) {
   board.fault("uart 1 dead");
-  board.uart_receives(1, "hello");
+  board->uart(1).receive("hello");
   EXPECT_EQ(receive(5), 0);
   EXPECT_EQ(board.now(), 1s);
 }
 
 TEST_F(UartReceiveTest, AFailedWaitIsReported) {
-  board.uart_receives(1, "hello");
+  board->uart(1).receive("hello");
   board.fault("select EBADF");
   EXPECT_EQ(receive(5), -1);
   EXPECT_EQ(console.out(), "<t1>: select error retRd = -1\n");
@@ -155,7 +155,7 @@ TEST_F(UartReceiveTest, AFailedWaitIsReported) {
 }
 
 TEST_F(UartReceiveTest, AnotherPortsBytesAreNotThisPorts) {
-  board.uart_receives(2, "hello");
+  board->uart(2).receive("hello");
   fd_set set;
   FD_ZERO(&set);
   FD_SET(other_port->fd(), &set);
@@ -169,7 +169,7 @@ TEST_F(UartReceiveTest, AnotherPortsBytesAreNotThisPorts) {
 }
 
 TEST_F(UartReceiveTest, APortThatIsNotInTheSetIsNotWaitedFor) {
-  board.uart_receives(1, "hello");
+  board->uart(1).receive("hello");
   fd_set set;
   FD_ZERO(&set);
   GuardedBytes buffer(5);
@@ -185,7 +185,7 @@ TEST_F(UartReceiveTest, TheNumberOfPassesIsATenthOfTheWaitAndOne) {
                                                   {20, 3}, {99, 10}, {100, 11}, {1000, 101}};
   for (const auto& [wait_time, passes] : expected) {
     SCOPED_TRACE(wait_time);
-    board.uart_receives(1, "abc");
+    board->uart(1).receive("abc");
     board.clear_trace();
     EXPECT_EQ(receive(5, wait_time), 3);
     EXPECT_EQ(looks(), passes);
@@ -193,25 +193,25 @@ TEST_F(UartReceiveTest, TheNumberOfPassesIsATenthOfTheWaitAndOne) {
 }
 
 TEST_F(UartReceiveTest, AWaitTimeOf9MakesOnePass) {
-  board.uart_receives(1, "abc");
+  board->uart(1).receive("abc");
   receive(5, 9);
   EXPECT_EQ(looks(), 1U);
 }
 
 TEST_F(UartReceiveTest, AWaitTimeOf10MakesTwoPasses) {
-  board.uart_receives(1, "abc");
+  board->uart(1).receive("abc");
   receive(5, 10);
   EXPECT_EQ(looks(), 2U);
 }
 
 TEST_F(UartReceiveTest, AWaitTimeJustBelow0MakesOnePass) {
-  board.uart_receives(1, "abc");
+  board->uart(1).receive("abc");
   EXPECT_EQ(receive(5, -9), 3);
   EXPECT_EQ(looks(), 1U);
 }
 
 TEST_F(UartReceiveTest, FewerBytesThanAskedForAreReceivedAfterAllPasses) {
-  board.uart_receives(1, "abc");
+  board->uart(1).receive("abc");
   EXPECT_EQ(receive(5, 50), 3);
   EXPECT_EQ(looks(), 6U);
   EXPECT_EQ(text, "abc" + untouched(2));
@@ -220,22 +220,22 @@ TEST_F(UartReceiveTest, FewerBytesThanAskedForAreReceivedAfterAllPasses) {
 }
 
 TEST_F(UartReceiveTest, PassesTakeNoTime) {
-  board.uart_receives(1, "abc");
+  board->uart(1).receive("abc");
   receive(5, 1000);
   EXPECT_EQ(board.now(), 0s);
   EXPECT_EQ(calls("usleep") + calls("sleep"), 0U);
 }
 
 TEST_F(UartReceiveTest, TheRestOfABlockThatComesAMomentLaterIsNotWaitedFor) {
-  board.uart_receives(1, "abc");
-  board.at(1ms, [this] { board.uart_receives(1, "de"); });
+  board->uart(1).receive("abc");
+  board.at(1ms, [this] { board->uart(1).receive("de"); });
   EXPECT_EQ(receive(5, 1000), 3);
   EXPECT_EQ(receive(2), 2);
   EXPECT_EQ(text, "de");
 }
 
 TEST_F(UartReceiveTest, APassThatFindsTheWholeBlockIsTheLast) {
-  board.uart_receives(1, "hello");
+  board->uart(1).receive("hello");
   board.fault("ioctl /dev/uart1 0x80045502 #1 result 0");
   EXPECT_EQ(receive(5, 100), 5);
   EXPECT_EQ(text, "hello");
@@ -243,14 +243,14 @@ TEST_F(UartReceiveTest, APassThatFindsTheWholeBlockIsTheLast) {
 }
 
 TEST_F(UartReceiveTest, TheLastPassCanFindTheWholeBlock) {
-  board.uart_receives(1, "hello");
+  board->uart(1).receive("hello");
   board.fault("ioctl /dev/uart1 0x80045502 #1 result 0");
   EXPECT_EQ(receive(5, 10), 5);
   EXPECT_EQ(looks(), 2U);
 }
 
 TEST_F(UartReceiveTest, ACountThatStays0ReceivesNothing) {
-  board.uart_receives(1, "hello");
+  board->uart(1).receive("hello");
   board.fault("ioctl /dev/uart1 0x80045502 result 0");
   EXPECT_EQ(receive(5, 20), 0);
   EXPECT_EQ(looks(), 3U);
@@ -259,7 +259,7 @@ TEST_F(UartReceiveTest, ACountThatStays0ReceivesNothing) {
 }
 
 TEST_F(UartReceiveTest, ACountThatCannotBeReadReceivesNothing) {
-  board.uart_receives(1, "hello");
+  board->uart(1).receive("hello");
   board.fault("ioctl /dev/uart1 0x80045502");
   EXPECT_EQ(receive(5, 20), 0);
   EXPECT_EQ(looks(), 3U);
@@ -268,7 +268,7 @@ TEST_F(UartReceiveTest, ACountThatCannotBeReadReceivesNothing) {
 }
 
 TEST_F(UartReceiveTest, WhatWasReportedLastIsReceivedWhenTheCountFailsLater) {
-  board.uart_receives(1, "abc");
+  board->uart(1).receive("abc");
   board.fault("ioctl /dev/uart1 0x80045502 #2+");
   EXPECT_EQ(receive(5, 20), 3);
   EXPECT_EQ(looks(), 3U);
@@ -278,7 +278,7 @@ TEST_F(UartReceiveTest, WhatWasReportedLastIsReceivedWhenTheCountFailsLater) {
 // ---- reading -----------------------------------------------------------------------------------------
 
 TEST_F(UartReceiveTest, AReadThatIsCutShortReturnsWhatWasRead) {
-  board.uart_receives(1, "hello");
+  board->uart(1).receive("hello");
   board.fault("read /dev/uart1 short 2");
   EXPECT_EQ(receive(5), 2);
   EXPECT_EQ(text, "he" + untouched(3));
@@ -286,7 +286,7 @@ TEST_F(UartReceiveTest, AReadThatIsCutShortReturnsWhatWasRead) {
 }
 
 TEST_F(UartReceiveTest, AFailedReadIsAnErrorAndCopiesNothing) {
-  board.uart_receives(1, "hello");
+  board->uart(1).receive("hello");
   board.fault("read /dev/uart1");
   EXPECT_EQ(receive(5), -1);
   EXPECT_EQ(text, untouched(5));
@@ -294,14 +294,14 @@ TEST_F(UartReceiveTest, AFailedReadIsAnErrorAndCopiesNothing) {
 }
 
 TEST_F(UartReceiveTest, ALastReadThatIsCutShortReturnsWhatWasRead) {
-  board.uart_receives(1, "abc");
+  board->uart(1).receive("abc");
   board.fault("read /dev/uart1 short 1");
   EXPECT_EQ(receive(5, 10), 1);
   EXPECT_EQ(text, "a" + untouched(4));
 }
 
 TEST_F(UartReceiveTest, ALastReadThatFailsIsAnErrorAndCopiesNothing) {
-  board.uart_receives(1, "abc");
+  board->uart(1).receive("abc");
   board.fault("read /dev/uart1");
   EXPECT_EQ(receive(5, 10), -1);
   EXPECT_EQ(text, untouched(5));
@@ -310,7 +310,7 @@ TEST_F(UartReceiveTest, ALastReadThatFailsIsAnErrorAndCopiesNothing) {
 // ---- lengths -----------------------------------------------------------------------------------------
 
 TEST_F(UartReceiveTest, ABlockOf257BytesIsRefusedBeforeAnyWait) {
-  board.uart_receives(1, std::string(257, 'x'));
+  board->uart(1).receive(std::string(257, 'x'));
   EXPECT_EQ(receive(257), -1);
   EXPECT_EQ(console.out(), "<t1>: param datalen is error!\n");
   EXPECT_EQ(text, untouched(257));
@@ -320,14 +320,14 @@ TEST_F(UartReceiveTest, ABlockOf257BytesIsRefusedBeforeAnyWait) {
 }
 
 TEST_F(UartReceiveTest, ABlockOf256BytesIsReceived) {
-  board.uart_receives(1, std::string(300, 'x'));
+  board->uart(1).receive(std::string(300, 'x'));
   EXPECT_EQ(receive(256), 256);
   EXPECT_EQ(text, std::string(256, 'x'));
   EXPECT_EQ(console.out(), "");
 }
 
 TEST_F(UartReceiveTest, ABlockOfNoBytesWaitsForOneAndLeavesIt) {
-  board.at(500ms, [this] { board.uart_receives(1, "x"); });
+  board.at(500ms, [this] { board->uart(1).receive("x"); });
   EXPECT_EQ(receive(0, 100), 0);
   EXPECT_EQ(board.now(), 500ms);
   EXPECT_EQ(looks(), 1U);
@@ -338,7 +338,7 @@ TEST_F(UartReceiveTest, ABlockOfNoBytesWaitsForOneAndLeavesIt) {
 TEST_F(UartReceiveTest, ALengthBelow0CountsAs0) {
   for (const int length : {-1, -5, -257, -2147483647 - 1}) {
     SCOPED_TRACE(length);
-    board.uart_receives(1, "x");
+    board->uart(1).receive("x");
     board.clear_trace();
     EXPECT_EQ(receive(length, 100), 0);
     EXPECT_EQ(looks(), 1U);
@@ -351,7 +351,7 @@ TEST_F(UartReceiveTest, EveryLengthFromMinus5To2000TouchesOnlyItsOwnBuffer) {
   for (int length = -5; length <= 2000; ++length) {
     SCOPED_TRACE(length);
     const auto size = static_cast<std::size_t>(std::max(length, 0));
-    board.uart_receives(1, std::string(std::max<std::size_t>(size, 1), 'b'));
+    board->uart(1).receive(std::string(std::max<std::size_t>(size, 1), 'b'));
     const bool fits = length <= 256;
     ASSERT_EQ(receive(length), fits ? std::max(length, 0) : -1);
     ASSERT_EQ(text, fits ? std::string(size, 'b') : untouched(size));
@@ -367,7 +367,7 @@ TEST_F(UartReceiveTest, EveryLengthWithOneByteMissingTouchesOnlyItsOwnBuffer) {
   for (int length = 2; length <= 256; ++length) {
     SCOPED_TRACE(length);
     const auto size = static_cast<std::size_t>(length);
-    board.uart_receives(1, std::string(size - 1, 'b'));
+    board->uart(1).receive(std::string(size - 1, 'b'));
     ASSERT_EQ(receive(length, 10), length - 1);
     ASSERT_EQ(text, std::string(size - 1, 'b') + untouched(1));
   }

@@ -21,7 +21,7 @@
 namespace {
 
 using Lines = std::vector<std::string>;
-using UartSetup = boardsim::Board::UartSetup;
+using UartSetup = boardsim::UartSetup;
 
 TEST(UartRecordTest, TheConfigurationIsFiveSignedWordsOf32BitsInTheirOrder) {
   static_assert(sizeof(uart_cfg) == 20);
@@ -53,7 +53,7 @@ class UartTest : public OnBoard {
 
 TEST_F(UartTest, APortIsSetUpAsTheCallerSays) {
   EXPECT_EQ(uart_config(fd, 9600, 8, 1, 0, 0), 0);
-  EXPECT_EQ(board.uart(1), (UartSetup{9600, 8, 1, 0, 0}));
+  EXPECT_EQ(board->uart(1).setup(), (UartSetup{9600, 8, 1, 0, 0}));
   EXPECT_EQ(board.hardware_trace(), (Lines{"ioctl /dev/uart1 0x40045501 {9600, 8, 1, 0, 0} = 0"}));
   EXPECT_EQ(console.out(), "");
 }
@@ -76,9 +76,9 @@ TEST_F(UartTest, EveryPortOfTheBoardHasASetUpOfItsOwn) {
     const OpenNode other(board, ("/dev/uart" + std::to_string(number)).c_str());
     const auto baudrate = static_cast<int>(1200 * number);
     EXPECT_EQ(uart_config(other.fd(), baudrate, 8, 1, 0, 0), 0);
-    EXPECT_EQ(board.uart(number), (UartSetup{baudrate, 8, 1, 0, 0}));
+    EXPECT_EQ(board->uart(number).setup(), (UartSetup{baudrate, 8, 1, 0, 0}));
   }
-  EXPECT_EQ(board.uart(1), UartSetup{});
+  EXPECT_EQ(board->uart(1).setup(), UartSetup{});
 }
 
 TEST_F(UartTest, ADriverThatRefusesTheSetUpIsReportedInSilence) {
@@ -102,7 +102,7 @@ TEST_F(UartTest, WithoutADescriptorNothingIsSetUp) {
 
 TEST_F(UartTest, ABlockGoesOutInOneWrite) {
   EXPECT_EQ(send("hello"), 0);
-  EXPECT_EQ(board.uart_sent(1), "hello");
+  EXPECT_EQ(board->uart(1).sent(), "hello");
   EXPECT_EQ(board.hardware_trace(), (Lines{"write /dev/uart1 5 = 5"}));
   EXPECT_EQ(console.out(), "");
 }
@@ -111,25 +111,25 @@ TEST_F(UartTest, EveryByteGoesOutAsItIs) {
   std::string block;
   for (int byte = 0; byte < 256; ++byte) block.push_back(static_cast<char>(byte));
   EXPECT_EQ(send(block), 0);
-  EXPECT_EQ(board.uart_sent(1), block);
+  EXPECT_EQ(board->uart(1).sent(), block);
 }
 
 TEST_F(UartTest, TheLargestBlockIs1024Bytes) {
   EXPECT_EQ(send(std::string(1024, 'x')), 0);
-  EXPECT_EQ(board.uart_sent(1), std::string(1024, 'x'));
+  EXPECT_EQ(board->uart(1).sent(), std::string(1024, 'x'));
   EXPECT_EQ(board.hardware_trace(), (Lines{"write /dev/uart1 1024 = 1024"}));
 }
 
 TEST_F(UartTest, ABlockOf1025BytesIsNotSentAtAll) {
   EXPECT_EQ(send(std::string(1025, 'x')), -1);
-  EXPECT_EQ(board.uart_sent(1), "");
+  EXPECT_EQ(board->uart(1).sent(), "");
   EXPECT_EQ(console.out(), "<t1>write failed have write 0\n ");
 }
 
 TEST_F(UartTest, ALengthBelow0IsNotSentAtAll) {
   unsigned char byte = 'x';
   EXPECT_EQ(SendRS485Data(fd, nullptr, &byte, -1), -1);
-  EXPECT_EQ(board.uart_sent(1), "");
+  EXPECT_EQ(board->uart(1).sent(), "");
   EXPECT_EQ(console.out(), "<t1>write failed have write 0\n ");
 }
 
@@ -138,11 +138,11 @@ TEST_F(UartTest, EveryLengthFromMinus5To2000TouchesOnlyItsOwnBlock) {
     SCOPED_TRACE(length);
     const auto size = static_cast<std::size_t>(std::max(length, 0));
     GuardedBytes block(size, 'b');
-    const std::size_t sent = board.uart_sent(1).size();
+    const std::size_t sent = board->uart(1).sent().size();
     console.clear();
     const bool fits = length >= 0 && length <= 1024;
     ASSERT_EQ(SendRS485Data(fd, nullptr, block.data(), length), fits ? 0 : -1);
-    ASSERT_EQ(board.uart_sent(1).size() - sent, fits ? size : 0U);
+    ASSERT_EQ(board->uart(1).sent().size() - sent, fits ? size : 0U);
     ASSERT_EQ(console.out(), fits ? "" : "<t1>write failed have write 0\n ");
     ASSERT_EQ(block.text(), std::string(size, 'b'));
     ASSERT_TRUE(block.front_is_intact());
@@ -153,7 +153,7 @@ TEST_F(UartTest, ABlockThatIsCutShortIsReportedWithWhatWasWritten) {
   board.fault("write /dev/uart1 short 3");
   EXPECT_EQ(send("hello"), -1);
   EXPECT_EQ(console.out(), "<t1>write failed have write 3\n ");
-  EXPECT_EQ(board.uart_sent(1), "hel") << "the rest is not sent after it";
+  EXPECT_EQ(board->uart(1).sent(), "hel") << "the rest is not sent after it";
   EXPECT_EQ(board.hardware_trace().size(), 1U);
 }
 
@@ -192,7 +192,7 @@ TEST_F(UartTest, ABlockGoesOutOnATerminalToo) {
   std::string block = "hello";
   EXPECT_EQ(SendRS485Data(terminal.fd(), nullptr, reinterpret_cast<unsigned char*>(block.data()), 5), 0);
   // By number: the PC's terminal brings the bytes a moment later, which is none of the board's time.
-  pollfd far_end = {board.terminal(), POLLIN, 0};
+  pollfd far_end = {board->terminal.far_end(), POLLIN, 0};
   ASSERT_EQ(::syscall(SYS_poll, &far_end, 1, 10000, 0, 0, 0), 1);
   char received[16];
   EXPECT_EQ(::read(far_end.fd, received, sizeof received), 5);

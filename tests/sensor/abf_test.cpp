@@ -73,7 +73,7 @@ TEST_F(AbfTest, AMotor40StepsFromItsLimitGoesThereAndBackAgain) {
   for (int i = 0; i < 40; ++i) lines.push_back("the i is " + std::to_string(i));
   lines.push_back("ABF测试成功.....");
   expect_lines(lines);
-  EXPECT_EQ(board.focus_position(), 40);
+  EXPECT_EQ(board->motor.focus().position(), 40);
 }
 
 TEST_F(AbfTest, EachStepTowardsTheLimitIsFollowedByAWaitAndAReading) {
@@ -99,24 +99,24 @@ TEST_F(AbfTest, BothNodesAreClosed) {
 }
 
 TEST_F(AbfTest, AMotorOneStepFromItsLimitPasses) {
-  board.set_focus_position(1);
+  board->motor.focus().set_position(1);
   t1_sdk_abf();
   expect_pass();
   expect_lines({value(1), "", "the total step is 1", "", "the i is 0", "ABF测试成功....."});
-  EXPECT_EQ(board.focus_position(), 1);
+  EXPECT_EQ(board->motor.focus().position(), 1);
 }
 
 TEST_F(AbfTest, ALimit999StepsAwayPasses) {
-  board.set_focus_position(999);
+  board->motor.focus().set_position(999);
   t1_sdk_abf();
   expect_pass();
   EXPECT_EQ(steps(kTowards), 999U);
   EXPECT_EQ(steps(kAway), 999U);
-  EXPECT_EQ(board.focus_position(), 999);
+  EXPECT_EQ(board->motor.focus().position(), 999);
 }
 
 TEST_F(AbfTest, ALimitThatIsReachedWithThe1000thStepFailsAllTheSame) {
-  board.set_focus_position(1000);
+  board->motor.focus().set_position(1000);
   t1_sdk_abf();
   expect_fail();
   Lines lines(999, value(0));
@@ -124,7 +124,7 @@ TEST_F(AbfTest, ALimitThatIsReachedWithThe1000thStepFailsAllTheSame) {
                {value(1), "", "the total step is 1000", "", "the ABF test is fail", "fail num = 1"});
   expect_lines(lines);
   EXPECT_EQ(steps(kAway), 0U);
-  EXPECT_EQ(board.focus_position(), 0);
+  EXPECT_EQ(board->motor.focus().position(), 0);
 }
 
 TEST_F(AbfTest, ALimitThatIsNeverReachedFailsAfter1000Steps) {
@@ -157,19 +157,19 @@ TEST_F(AbfTest, ASwitchThatCannotBeReadIsNotAtItsLimit) {
 }
 
 TEST_F(AbfTest, AFirstReadingThatFailsSendsTheMotorTowardsTheLimit) {
-  board.set_focus_position(0);
+  board->motor.focus().set_position(0);
   board.fault("ioctl /dev/qznio 0x80044703 #1");
   t1_sdk_abf();
   expect_pass();
   expect_lines({value(1), "", "the total step is 1", "", "the i is 0", "ABF测试成功....."});
-  EXPECT_EQ(board.focus_position(), 1) << "it stood at its stop and cannot go further";
+  EXPECT_EQ(board->motor.focus().position(), 1) << "it stood at its stop and cannot go further";
 }
 
 // ---- at the limit ----
 
 class AbfAtLimitTest : public AbfTest {
  protected:
-  AbfAtLimitTest() { board.set_focus_position(0); }
+  AbfAtLimitTest() { board->motor.focus().set_position(0); }
 };
 
 TEST_F(AbfAtLimitTest, TheMotorGoes80StepsAwayAndBack) {
@@ -178,7 +178,7 @@ TEST_F(AbfAtLimitTest, TheMotorGoes80StepsAwayAndBack) {
   Lines lines(159, value(0));
   lines.insert(lines.end(), {value(1), "ABF测试成功....."});
   expect_lines(lines);
-  EXPECT_EQ(board.focus_position(), 0);
+  EXPECT_EQ(board->motor.focus().position(), 0);
 }
 
 TEST_F(AbfAtLimitTest, TheWayThereRestsBehindEachReadingAndTheWayBackNever) {
@@ -218,8 +218,8 @@ TEST_F(AbfAtLimitTest, AMotorThatIsStuckAtItsLimitFails) {
 }
 
 TEST_F(AbfAtLimitTest, OnlyTheLastOfThe80ReadingsDecides) {
-  board.set_gpio_level(7, 1);
-  board.at(7900us, [this] { board.set_gpio_level(7, 0); });
+  board->general_io.set_level(7, 1);
+  board.at(7900us, [this] { board->general_io.set_level(7, 0); });
   t1_sdk_abf();
   expect_pass();
   Lines lines(79, value(1));
@@ -229,9 +229,9 @@ TEST_F(AbfAtLimitTest, OnlyTheLastOfThe80ReadingsDecides) {
 }
 
 TEST_F(AbfAtLimitTest, ASwitchThatClosesAgainAtTheLastReadingFails) {
-  board.set_gpio_level(7, 1);
-  board.at(50us, [this] { board.set_gpio_level(7, 0); });
-  board.at(7900us, [this] { board.set_gpio_level(7, 1); });
+  board->general_io.set_level(7, 1);
+  board.at(50us, [this] { board->general_io.set_level(7, 0); });
+  board.at(7900us, [this] { board->general_io.set_level(7, 1); });
   t1_sdk_abf();
   expect_fail();
   Lines lines = {value(1)};
@@ -241,16 +241,16 @@ TEST_F(AbfAtLimitTest, ASwitchThatClosesAgainAtTheLastReadingFails) {
 }
 
 TEST_F(AbfAtLimitTest, ASwitchThatClosesAfterTheLastReadingPasses) {
-  board.set_gpio_level(7, 1);
-  board.at(50us, [this] { board.set_gpio_level(7, 0); });
-  board.at(7950us, [this] { board.set_gpio_level(7, 1); });
+  board->general_io.set_level(7, 1);
+  board.at(50us, [this] { board->general_io.set_level(7, 0); });
+  board.at(7950us, [this] { board->general_io.set_level(7, 1); });
   t1_sdk_abf();
   expect_pass();
 }
 
 TEST_F(AbfAtLimitTest, WhereTheSwitchStandsOnTheWayBackDoesNotMatter) {
-  board.set_gpio_level(7, 1);
-  board.at(50us, [this] { board.set_gpio_level(7, 0); });
+  board->general_io.set_level(7, 1);
+  board.at(50us, [this] { board->general_io.set_level(7, 0); });
   t1_sdk_abf();
   expect_pass();
   EXPECT_EQ(steps(kTowards), 80U);
@@ -308,7 +308,7 @@ TEST_F(AbfAtLimitTest, ARefusedStepAwayFromTheLimitBreaksOffWithCode1) {
   for (const int number : {1, 2, 80}) {
     SCOPED_TRACE(number);
     next_board("normal");
-    board.set_focus_position(0);
+    board->motor.focus().set_position(0);
     board.fault("focus motor rejects step " + std::to_string(number));
     t1_sdk_abf();
     expect_fail();
@@ -324,7 +324,7 @@ TEST_F(AbfAtLimitTest, ARefusedStepBackToTheLimitBreaksOffWithCode2) {
   for (const int number : {1, 2, 80}) {
     SCOPED_TRACE(number);
     next_board("normal");
-    board.set_focus_position(0);
+    board->motor.focus().set_position(0);
     board.fault("ioctl /dev/motor 0x40044201 #" + std::to_string(number));
     t1_sdk_abf();
     expect_fail();

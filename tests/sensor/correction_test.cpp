@@ -70,7 +70,7 @@ TEST_F(FlatFieldTest, TheFactorysRecordIsValid) {
 }
 
 TEST_F(FlatFieldTest, ARecordIsShownWithVersionDateAndTimeOfMaking) {
-  board.set_emmc(kFlatField, flat_field());
+  board->emmc.set_bytes(kFlatField, flat_field());
   EXPECT_EQ(reaf_ff_corr_info(), 0);
   EXPECT_EQ(console.out(), kFlatFieldLine);
 }
@@ -79,7 +79,7 @@ TEST_F(FlatFieldTest, VersionBytesCountUpTo255) {
   Bytes record = flat_field();
   for (std::size_t i = 16; i < 24; ++i) record[i] = 0xFF;
   put(record, 4, sum(record));
-  board.set_emmc(kFlatField, record);
+  board->emmc.set_bytes(kFlatField, record);
   EXPECT_EQ(reaf_ff_corr_info(), 0);
   EXPECT_EQ(console.out(),
             "ff_ver: V255.255.255 255-255-255, build at 2031-12-09 23:05, used state: unkown\n");
@@ -91,7 +91,7 @@ TEST_F(FlatFieldTest, ATimeThatIsNoneIsShownWithoutHarm) {
     Bytes record = flat_field();
     for (std::size_t i = 0; i < 11; ++i) put(record, 24 + 4 * i, word);
     put(record, 4, sum(record));
-    board.set_emmc(kFlatField, record);
+    board->emmc.set_bytes(kFlatField, record);
     console.clear();
     EXPECT_EQ(reaf_ff_corr_info(), 0);
     EXPECT_EQ(console.lines().size(), 1U);
@@ -112,7 +112,7 @@ TEST_F(FlatFieldTest, ItsBytesAreReadFromTheEmmcAndTheNodeIsClosed) {
 TEST_F(FlatFieldTest, TheSecondChecksumDoesNotMatter) {
   Bytes record = flat_field();
   put(record, 8, 0x12345678);
-  board.set_emmc(kFlatField, record);
+  board->emmc.set_bytes(kFlatField, record);
   EXPECT_EQ(reaf_ff_corr_info(), 0);
 }
 
@@ -120,7 +120,7 @@ TEST_F(FlatFieldTest, TheLengthDoesNotMatter) {
   for (const std::uint32_t length : {0U, 1U, 0x80000000U}) {
     Bytes record = flat_field();
     put(record, 12, length);
-    board.set_emmc(kFlatField, record);
+    board->emmc.set_bytes(kFlatField, record);
     EXPECT_EQ(reaf_ff_corr_info(), 0) << length;
   }
 }
@@ -128,7 +128,7 @@ TEST_F(FlatFieldTest, TheLengthDoesNotMatter) {
 TEST_F(FlatFieldTest, ARecordWithAnotherMagicIsInvalid) {
   Bytes record = flat_field();
   put(record, 0, 0x12345678);
-  board.set_emmc(kFlatField, record);
+  board->emmc.set_bytes(kFlatField, record);
   EXPECT_EQ(reaf_ff_corr_info(), -1);
   EXPECT_EQ(console.out(), "magic_num[0x12345678] of ff corr info is invalid\n");
 }
@@ -136,7 +136,7 @@ TEST_F(FlatFieldTest, ARecordWithAnotherMagicIsInvalid) {
 TEST_F(FlatFieldTest, AMagicInTheOtherByteOrderIsInvalid) {
   Bytes record = flat_field();
   put(record, 0, 0x4E515A56);
-  board.set_emmc(kFlatField, record);
+  board->emmc.set_bytes(kFlatField, record);
   EXPECT_EQ(reaf_ff_corr_info(), -1);
   EXPECT_EQ(console.out(), "magic_num[0x4e515a56] of ff corr info is invalid\n");
 }
@@ -162,7 +162,7 @@ TEST_F(FlatFieldTest, APartitionThatCannotBeOpenedCountsAsZeros) {
 }
 
 TEST_F(FlatFieldTest, ARecordWhoseReadIsCutShortIsJudgedByWhatCame) {
-  board.set_emmc(kFlatField, flat_field());
+  board->emmc.set_bytes(kFlatField, flat_field());
   board.fault("read /dev/mmcblk0p7 short 199");
   EXPECT_EQ(reaf_ff_corr_info(), -1) << "its last byte is 0";
   const std::uint32_t whole = sum(flat_field());
@@ -173,7 +173,7 @@ TEST_F(FlatFieldTest, ARecordWhoseReadIsCutShortIsJudgedByWhatCame) {
 TEST_F(FlatFieldTest, AWrongChecksumIsShownBesideTheRightOne) {
   Bytes record = flat_field();
   put(record, 4, 0xCAFE);
-  board.set_emmc(kFlatField, record);
+  board->emmc.set_bytes(kFlatField, record);
   EXPECT_EQ(reaf_ff_corr_info(), -1);
   EXPECT_EQ(console.out(), "check_sum_1 on flash is 0xcafe, actual is " + hex_of(sum(record)) + "\n");
 }
@@ -182,7 +182,7 @@ TEST_F(FlatFieldTest, AChecksumOf0IsShownWithoutItsPrefix) {
   Bytes record(200);
   put(record, 0, kMagic);
   put(record, 4, 1);
-  board.set_emmc(kFlatField, record);
+  board->emmc.set_bytes(kFlatField, record);
   EXPECT_EQ(reaf_ff_corr_info(), -1);
   EXPECT_EQ(console.out(), "check_sum_1 on flash is 0x1, actual is 0\n");
 }
@@ -194,7 +194,7 @@ TEST_F(FlatFieldTest, EachByteFrom16To199IsGuardedByTheChecksum) {
     SCOPED_TRACE(byte);
     Bytes record = valid;
     record[byte] ^= 0x10;
-    board.set_emmc(kFlatField, record);
+    board->emmc.set_bytes(kFlatField, record);
     console.clear();
     EXPECT_EQ(reaf_ff_corr_info(), -1);
     EXPECT_EQ(console.out(),
@@ -203,19 +203,19 @@ TEST_F(FlatFieldTest, EachByteFrom16To199IsGuardedByTheChecksum) {
 }
 
 TEST_F(FlatFieldTest, BytesBehindTheRecordDoNotMatter) {
-  board.set_emmc(kFlatField, flat_field());
-  board.set_emmc(kFlatField + 200, Bytes(100, 0x55));
+  board->emmc.set_bytes(kFlatField, flat_field());
+  board->emmc.set_bytes(kFlatField + 200, Bytes(100, 0x55));
   EXPECT_EQ(reaf_ff_corr_info(), 0);
 }
 
 TEST_F(FlatFieldTest, ARecordOnTheFlashIsNotLookedFor) {
-  board.set_flash(19 * 0x10000, flat_field());
+  board->flash.set_bytes(19 * 0x10000, flat_field());
   board.fault("record flat-field none");
   EXPECT_EQ(reaf_ff_corr_info(), -1) << "records are read from the eMMC on every board";
 }
 
 TEST_F(FlatFieldTest, AValidRecordPasses) {
-  board.set_emmc(kFlatField, flat_field());
+  board->emmc.set_bytes(kFlatField, flat_field());
   t1_sdk_check_ff_corr();
   EXPECT_EQ(console.out(), std::string("t1_sdk_check_ff_corr\n") + kFlatFieldLine);
   EXPECT_EQ(console.err(), "");
@@ -233,7 +233,7 @@ TEST_F(FlatFieldTest, AnInvalidMagicFailsAndTheDescriptionStillSaysSuccess) {
 TEST_F(FlatFieldTest, AWrongChecksumFailsAndTheDescriptionStillSaysSuccess) {
   Bytes record = flat_field();
   put(record, 4, 0xCAFE);
-  board.set_emmc(kFlatField, record);
+  board->emmc.set_bytes(kFlatField, record);
   t1_sdk_check_ff_corr();
   EXPECT_EQ(console.out(), "t1_sdk_check_ff_corr\ncheck_sum_1 on flash is 0xcafe, actual is " +
                                hex_of(sum(record)) + "\nfail num = 1\n");
@@ -270,7 +270,7 @@ TEST_F(DeadPixelTest, AnyContentBehindTheRightMagicIsValid) {
   for (const int fill : {0x00, 0x5A, 0xFF}) {
     Bytes record(4112, static_cast<std::uint8_t>(fill));
     put(record, 0, kMagic);
-    board.set_emmc(kDeadPixels, record);
+    board->emmc.set_bytes(kDeadPixels, record);
     EXPECT_EQ(check_camera_dpi(), 0) << fill;
   }
   EXPECT_EQ(console.out(), "");
@@ -295,7 +295,7 @@ TEST_F(DeadPixelTest, ItsBytesAreReadFromTheEmmcAndTheNodeIsClosed) {
 TEST_F(DeadPixelTest, ARecordWithAnotherMagicIsInvalid) {
   Bytes record(4112);
   put(record, 0, 0x12ABCDEF);
-  board.set_emmc(kDeadPixels, record);
+  board->emmc.set_bytes(kDeadPixels, record);
   EXPECT_EQ(check_camera_dpi(), -1);
   EXPECT_EQ(console.out(), "dpi magic = 12abcdef error\n");
 }
@@ -307,7 +307,7 @@ TEST_F(DeadPixelTest, ARecordThatWasNeverWrittenIsInvalid) {
 }
 
 TEST_F(DeadPixelTest, AMagicOf0IsInvalid) {
-  board.set_emmc(kDeadPixels, Bytes(4112));
+  board->emmc.set_bytes(kDeadPixels, Bytes(4112));
   EXPECT_EQ(check_camera_dpi(), -1);
   EXPECT_EQ(console.out(), "dpi magic = 0 error\n");
 }
@@ -335,7 +335,7 @@ TEST_F(DeadPixelTest, APartitionThatCannotBeOpenedIsReported) {
 TEST_F(DeadPixelTest, ARecordOnTheFlashIsNotLookedFor) {
   Bytes record(4112);
   put(record, 0, kMagic);
-  board.set_flash(21 * 0x10000 + 0x8000, record);
+  board->flash.set_bytes(21 * 0x10000 + 0x8000, record);
   board.fault("record dead-pixels none");
   EXPECT_EQ(check_camera_dpi(), -1) << "records are read from the eMMC on every board";
 }

@@ -37,7 +37,7 @@ class MaTest : public SensorRun {
   }
   /// The application answers 0x23 with one reply of these words.
   void run_with(const std::vector<std::int32_t>& words, std::size_t size = 516) {
-    board.set_app_answer(kCommand, {{20ms, reply_of(words, size)}});
+    board->application.set_answer(kCommand, {{20ms, reply_of(words, size)}});
     forget();
     t1_sdk_ma();
   }
@@ -51,7 +51,7 @@ TEST_F(MaTest, AHealthyApplicationPasses) {
 
 TEST_F(MaTest, OneCommandIsSentWithTheValue0) {
   t1_sdk_ma();
-  EXPECT_EQ(board.app_commands(), (std::vector<boardsim::Board::AppCommand>{{12, kCommand, 0}}));
+  EXPECT_EQ(board->application.commands(), (std::vector<boardsim::Application::Command>{{12, kCommand, 0}}));
 }
 
 TEST_F(MaTest, TheVerdictFollows50MillisecondsAfterTheApplicationHasAnswered) {
@@ -110,10 +110,10 @@ TEST_F(MaTest, TheReplyToAnotherCommandFails) {
 }
 
 TEST_F(MaTest, TheLastOfSeveralRepliesDecides) {
-  board.set_app_answer(kCommand, {{20ms, reply_of({0x23, 1, 3})}, {20ms, reply_of({0x23, 1, 2})}});
+  board->application.set_answer(kCommand, {{20ms, reply_of({0x23, 1, 3})}, {20ms, reply_of({0x23, 1, 2})}});
   t1_sdk_ma();
   expect_fail();
-  board.set_app_answer(kCommand, {{20ms, reply_of({0x23, 0, 0})}, {20ms, reply_of({0x23, 1, 3})}});
+  board->application.set_answer(kCommand, {{20ms, reply_of({0x23, 0, 0})}, {20ms, reply_of({0x23, 1, 3})}});
   forget();
   t1_sdk_ma();
   expect_pass();
@@ -152,7 +152,7 @@ TEST_F(MaTest, AnApplicationThatClosesWithoutAReplyKeepsTheVerdictOfItsLastOne) 
 }
 
 TEST_F(MaTest, ASlowApplicationIsWaitedFor) {
-  board.set_app_answer(kCommand, {{30s, reply_of({0x23, 1, 3})}});
+  board->application.set_answer(kCommand, {{30s, reply_of({0x23, 1, 3})}});
   t1_sdk_ma();
   expect_pass();
   EXPECT_EQ(board.now(), 30s + 50ms);

@@ -59,13 +59,13 @@ TEST_F(SamplingTest, ChoosingQLeavesTheMenu) {
 
 TEST_F(SamplingTest, Choosing1SetsTheLeftBound) {
   EXPECT_EQ(calls_with("1\nq\n"), (Lines{kOpen, kLeft, kClose}));
-  EXPECT_EQ(board.fpga(0x1041), 0x231U);
+  EXPECT_EQ(board->fpga.reg(0x1041), 0x231U);
   EXPECT_EQ(console.out(), kMenu + "1\n" + kMenu + "q\n");
 }
 
 TEST_F(SamplingTest, Choosing2SetsTheRightBound) {
   EXPECT_EQ(calls_with("2\nq\n"), (Lines{kOpen, kRight, kClose}));
-  EXPECT_EQ(board.fpga(0x1041), 0x251U);
+  EXPECT_EQ(board->fpga.reg(0x1041), 0x251U);
   EXPECT_EQ(console.out(), kMenu + "2\n" + kMenu + "q\n");
 }
 
@@ -134,7 +134,7 @@ TEST_F(SamplingTest, TheMenuWaitsAsLongAsItTakes) {
   keys.type(90s, "1\n");
   keys.type(180s, "q\n");
   sampling_test();
-  EXPECT_EQ(board.fpga(0x1041), 0x231U);
+  EXPECT_EQ(board->fpga.reg(0x1041), 0x231U);
   EXPECT_EQ(board.now(), 180s);
 }
 
@@ -156,7 +156,7 @@ TEST_F(SamplingTest, ABoundThatTheFpgaRefusesIsNotNoticed) {
   keys.type(10ms, "1\nq\n");
   sampling_test();
   EXPECT_EQ(console.out(), kMenu + "1\n" + kMenu + "q\n");
-  EXPECT_EQ(board.fpga(0x1041), 0U);
+  EXPECT_EQ(board->fpga.reg(0x1041), 0U);
   EXPECT_EQ(test_status, ST_MAIN_MENU);
 }
 

@@ -21,7 +21,7 @@ class TgFileRun : public OnBoard {
 
   /// The file holds `content` when the record is filled from it.
   int read_from(const std::string& content) {
-    board.set_file(tg::kFile, content);
+    board->files.set(tg::kFile, content);
     record = {};
     return getTgFromFile(&record);
   }

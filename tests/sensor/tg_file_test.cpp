@@ -54,7 +54,7 @@ TEST_F(TgFileTest, ABoardThatDoesNotAnswerGivesMinus1) {
 
 TEST_F(TgFileTest, ABoardOfNoKnownModelGivesMinus1EvenWithoutAFile) {
   board.set_type(0x9600);
-  board.remove_file(tg::kFile);
+  board->files.remove(tg::kFile);
   EXPECT_EQ(getTgFromFile(&record), -1);
   expect_line("devType in bootInfo error. devType = 0x9600\n");
 }
@@ -74,7 +74,7 @@ TEST_F(TgFileTest, TheBoardIsAskedOnce) {
 // ---- the file ----
 
 TEST_F(TgFileTest, WithoutTheFileThereIsMinus2) {
-  board.remove_file(tg::kFile);
+  board->files.remove(tg::kFile);
   EXPECT_EQ(getTgFromFile(&record), -2);
   expect_line("设置失败: devinfo目录下没有文件:TG.bin\n");
 }

@@ -118,7 +118,7 @@ TEST_F(TgPairsTest, AFileThatEndsAmongThePairsGivesMinus7) {
 }
 
 TEST_F(TgPairsTest, AFileThatBecomesUnreadableAmongThePairsGivesMinus7) {
-  board.set_file(tg::kFile, tg::section(kModel, header("128")) + tg::lines_of(tg::many(60)));
+  board->files.set(tg::kFile, tg::section(kModel, header("128")) + tg::lines_of(tg::many(60)));
   board.fault("read /devinfo/TG.bin #2+");
   const int result = getTgFromFile(&record);
   EXPECT_EQ(result, -7);
@@ -201,7 +201,7 @@ class HostileTgFileTest : public TgFileRun {
  protected:
   /// Reads the file into a guarded record: a code that is known, and nothing written beside the record.
   int read_guarded(const std::string& content) {
-    board.set_file(tg::kFile, content);
+    board->files.set(tg::kFile, content);
     board.clear_trace();
     Guarded guarded{};
     guarded.front.fill(0xA5);

@@ -49,7 +49,7 @@ class TgPrintTest : public SensorRun {
   }
   /// The store holds these pairs when they are shown.
   void show(std::uint32_t version, const tg::Pairs& pairs) {
-    board.set_emmc(tg::kOnEmmc, tg::record(version, pairs));
+    board->emmc.set_bytes(tg::kOnEmmc, tg::record(version, pairs));
     forget();
     t1_sdk_printTGParam();
   }
@@ -198,7 +198,7 @@ TEST_F(TgPrintTest, AWrongMagicFailsWithCode1) {
 TEST_F(TgPrintTest, TooManyPairsFailWithCode1) {
   Bytes bytes = tg::record(1, tg::many(3));
   tg::put_word(bytes, 4, 129);
-  board.set_emmc(tg::kOnEmmc, bytes);
+  board->emmc.set_bytes(tg::kOnEmmc, bytes);
   t1_sdk_printTGParam();
   expect_failure("-12");
 }

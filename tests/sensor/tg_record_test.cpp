@@ -17,7 +17,7 @@ class TgRecordTest : public SensorRun {
 
   /// The store holds these bytes when the record is read.
   int read_stored(const Bytes& bytes) {
-    board.set_emmc(tg::kOnEmmc, bytes);
+    board->emmc.set_bytes(tg::kOnEmmc, bytes);
     return read_tg_data(&record);
   }
   void expect_silence() {

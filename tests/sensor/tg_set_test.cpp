@@ -14,7 +14,7 @@ using tg::Bytes;
 class TgSetTest : public SensorRun {
  protected:
   TgSetTest() {
-    board.set_flash(0, flash);
+    board->flash.set_bytes(0, flash);
     board.clear_trace();
   }
 
@@ -33,14 +33,15 @@ TEST_F(TgSetTest, TheBlockOfTheFileIsStoredOnTheFlash) {
   expect_reply("Pass", "测试成功");
   expect_console("读取文件成功.ret=4\n保存成功.\n");
   EXPECT_EQ(console.err(), "");
-  EXPECT_TRUE(board.flash(tg::kOnFlash, tg::kRecordSize) == tg::record(tg::kFileVersion, tg::kFilePairs));
+  EXPECT_TRUE(board->flash.bytes(tg::kOnFlash, tg::kRecordSize) ==
+              tg::record(tg::kFileVersion, tg::kFilePairs));
 }
 
 TEST_F(TgSetTest, WhatStandsAroundTheRecordIsKept) {
   t1_sdk_setTGParam();
   const Bytes record = tg::record(tg::kFileVersion, tg::kFilePairs);
   std::copy(record.begin(), record.end(), flash.begin() + tg::kOnFlash);
-  EXPECT_TRUE(board.flash(0, flash.size()) == flash);
+  EXPECT_TRUE(board->flash.bytes(0, flash.size()) == flash);
 }
 
 TEST_F(TgSetTest, TheBoardIsAskedTheFileReadAndOneBlockRewrittenWithoutAWait) {
@@ -68,14 +69,14 @@ TEST_F(TgSetTest, TheFileIsClosedBeforeTheStoreIsOpened) {
 
 TEST_F(TgSetTest, AnMaBoardStoresItOnTheEmmc) {
   next_board("ma");
-  const Bytes before = board.emmc(0, 0x40000);
+  const Bytes before = board->emmc.bytes(0, 0x40000);
   t1_sdk_setTGParam();
   expect_reply("Pass", "测试成功");
   expect_console("读取文件成功.ret=4\n保存成功.\n");
   Bytes expected = before;
   const Bytes record = tg::record(tg::kFileVersion, tg::kFilePairs);
   std::copy(record.begin(), record.end(), expected.begin() + tg::kOnEmmc);
-  EXPECT_TRUE(board.emmc(0, 0x40000) == expected);
+  EXPECT_TRUE(board->emmc.bytes(0, 0x40000) == expected);
   EXPECT_EQ(calls_on("/dev/mmcblk0p7"),
             (Lines{"open /dev/mmcblk0p7 = ok", "lseek /dev/mmcblk0p7 131072 = 131072",
                    "write /dev/mmcblk0p7 1580 = 1580", "close /dev/mmcblk0p7 = 0"}));
@@ -97,27 +98,28 @@ TEST_F(TgSetTest, AnMaBoardReadsBackWhatWasSet) {
 }
 
 TEST_F(TgSetTest, ABlockOf128PairsIsStoredWhole) {
-  board.set_file(tg::kFile, tg::section("QN-5RX6454", tg::block(tg::many(128))));
+  board->files.set(tg::kFile, tg::section("QN-5RX6454", tg::block(tg::many(128))));
   t1_sdk_setTGParam();
   expect_reply("Pass", "测试成功");
   expect_console("读取文件成功.ret=128\n保存成功.\n");
-  EXPECT_TRUE(board.flash(tg::kOnFlash, tg::kRecordSize) == tg::record(tg::kFileVersion, tg::many(128)));
+  EXPECT_TRUE(board->flash.bytes(tg::kOnFlash, tg::kRecordSize) ==
+              tg::record(tg::kFileVersion, tg::many(128)));
 }
 
 TEST_F(TgSetTest, ABlockWithoutPairsIsStoredAndPasses) {
-  board.set_file(tg::kFile, tg::section("QN-5RX6454", tg::block({})));
+  board->files.set(tg::kFile, tg::section("QN-5RX6454", tg::block({})));
   t1_sdk_setTGParam();
   expect_reply("Pass", "测试成功");
   expect_console("读取文件成功.ret=0\n保存成功.\n");
-  EXPECT_TRUE(board.flash(tg::kOnFlash, tg::kRecordSize) == tg::record(tg::kFileVersion, {}));
+  EXPECT_TRUE(board->flash.bytes(tg::kOnFlash, tg::kRecordSize) == tg::record(tg::kFileVersion, {}));
 }
 
 TEST_F(TgSetTest, NothingOfAnEarlierRunStaysInTheRecord) {
-  board.set_file(tg::kFile, tg::section("QN-5RX6454", tg::block(tg::many(128))));
+  board->files.set(tg::kFile, tg::section("QN-5RX6454", tg::block(tg::many(128))));
   t1_sdk_setTGParam();
-  board.set_file(tg::kFile, tg::section("QN-5RX6454", tg::block(tg::many(1))));
+  board->files.set(tg::kFile, tg::section("QN-5RX6454", tg::block(tg::many(1))));
   t1_sdk_setTGParam();
-  EXPECT_TRUE(board.flash(tg::kOnFlash, tg::kRecordSize) == tg::record(tg::kFileVersion, tg::many(1)));
+  EXPECT_TRUE(board->flash.bytes(tg::kOnFlash, tg::kRecordSize) == tg::record(tg::kFileVersion, tg::many(1)));
 }
 
 // ---- the file fails ----
@@ -146,9 +148,9 @@ class TgSetBadFileTest : public TgSetTest, public ::testing::WithParamInterface<
 TEST_P(TgSetBadFileTest, FailsWithTheReadersCodeAndStoresNothing) {
   const BadFile& row = GetParam();
   if (row.content == nullptr) {
-    board.remove_file(tg::kFile);
+    board->files.remove(tg::kFile);
   } else {
-    board.set_file(tg::kFile, row.content);
+    board->files.set(tg::kFile, row.content);
   }
   t1_sdk_setTGParam();
   expect_reply("Fail", "读取TG文件失败");
@@ -156,7 +158,7 @@ TEST_P(TgSetBadFileTest, FailsWithTheReadersCodeAndStoresNothing) {
   expect_console(row.line + ("读取文件失败.ret=" + code) + "\nfail num = " + code + "\n");
   EXPECT_EQ(console.err(), "");
   EXPECT_EQ(calls_on("/dev/mtd4"), Lines{});
-  EXPECT_TRUE(board.flash(0, flash.size()) == flash);
+  EXPECT_TRUE(board->flash.bytes(0, flash.size()) == flash);
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, TgSetBadFileTest, ::testing::ValuesIn(kBadFiles),

@@ -43,14 +43,14 @@ class VsubRun : public StationRun {
   }
   /// Puts a valid record on the eMMC.
   void store(std::uint32_t real, std::uint32_t original, std::string_view voltage = "7.6") {
-    board.set_emmc(vsub::kEmmcVsub, vsub::record(real, original, voltage));
+    board->emmc.set_bytes(vsub::kEmmcVsub, vsub::record(real, original, voltage));
   }
-  vsub::Bytes on_emmc() const { return board.emmc(vsub::kEmmcVsub, vsub::kVsubSize); }
-  vsub::Bytes on_flash() const { return board.flash(vsub::kFlashVsub, vsub::kVsubSize); }
-  vsub::Bytes luma_on_flash() const { return board.flash(vsub::kFlashLuma, vsub::kLumaSize); }
+  vsub::Bytes on_emmc() const { return board->emmc.bytes(vsub::kEmmcVsub, vsub::kVsubSize); }
+  vsub::Bytes on_flash() const { return board->flash.bytes(vsub::kFlashVsub, vsub::kVsubSize); }
+  vsub::Bytes luma_on_flash() const { return board->flash.bytes(vsub::kFlashLuma, vsub::kLumaSize); }
   /// A record that was never written.
   static vsub::Bytes never_written(std::size_t size = vsub::kVsubSize) { return vsub::Bytes(size, 0xFF); }
-  unsigned flash_saves() const { return board.flash_erasures(vsub::kBlock); }
+  unsigned flash_saves() const { return board->flash.erasures(vsub::kBlock); }
 
   /// Hands a request over as the station's.
   void request(int code, const std::string& parameters = "") {

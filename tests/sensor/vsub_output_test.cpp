@@ -29,9 +29,9 @@ TEST_F(VsubOutputTest, TheFpgaTakesTheCodeAndThenAStrobe) {
   EXPECT_EQ(board.hardware_trace(),
             behind_the_question({"open /dev/fpga = ok", "ioctl /dev/fpga 0x40044603 {8193, 2694} = 0",
                                  "ioctl /dev/fpga 0x40044603 {8450, 1} = 0", "close /dev/fpga = 0"}));
-  EXPECT_EQ(board.fpga(0x2001), 0xA86U);
-  EXPECT_EQ(board.fpga(0x2102), 1U);
-  EXPECT_EQ(board.vsub(), 0xA86U);
+  EXPECT_EQ(board->fpga.reg(0x2001), 0xA86U);
+  EXPECT_EQ(board->fpga.reg(0x2102), 1U);
+  EXPECT_EQ(board->substrate_voltage.code(), 0xA86U);
   EXPECT_EQ(board.now(), boardsim::Time{0});
   expect_console("");
 }
@@ -42,32 +42,32 @@ TEST_F(VsubOutputTest, EveryBoardBut65xxTakesItThroughTheFpga) {
     SCOPED_TRACE(family.name);
     next_board(family.name);
     setVsubToFpga(2600);
-    EXPECT_EQ(board.fpga(0x2001), 2600U);
-    EXPECT_EQ(board.fpga(0x2102), 1U);
-    EXPECT_EQ(board.vsub(), 2600U);
+    EXPECT_EQ(board->fpga.reg(0x2001), 2600U);
+    EXPECT_EQ(board->fpga.reg(0x2102), 1U);
+    EXPECT_EQ(board->substrate_voltage.code(), 2600U);
   }
   expect_console("");
 }
 
 TEST_F(VsubOutputTest, NoCodeIsChecked) {
   setVsubToFpga(0);
-  EXPECT_EQ(board.fpga(0x2001), 0U);
+  EXPECT_EQ(board->fpga.reg(0x2001), 0U);
   setVsubToFpga(-1);
-  EXPECT_EQ(board.fpga(0x2001), 0xFFFFFFFFU);
+  EXPECT_EQ(board->fpga.reg(0x2001), 0xFFFFFFFFU);
 }
 
 TEST_F(VsubOutputTest, WithoutTheFpgaALineSaysSo) {
   board.fault("open /dev/fpga");
   setVsubToFpga(2694);
   expect_console("Open /dev/fpga error.\n");
-  EXPECT_EQ(board.fpga(0x2001), 0U);
+  EXPECT_EQ(board->fpga.reg(0x2001), 0U);
 }
 
 TEST_F(VsubOutputTest, TheStrobeFollowsARefusedCodeAndNothingIsSaid) {
   board.fault("ioctl /dev/fpga #1");
   setVsubToFpga(2694);
-  EXPECT_EQ(board.fpga(0x2001), 0U);
-  EXPECT_EQ(board.fpga(0x2102), 1U);
+  EXPECT_EQ(board->fpga.reg(0x2001), 0U);
+  EXPECT_EQ(board->fpga.reg(0x2102), 1U);
   expect_console("");
 }
 
@@ -75,7 +75,7 @@ TEST_F(VsubOutputTest, ABoardThatCannotTellItsTypeTakesItThroughTheFpga) {
   next_board("65xx");
   board.fault("open /dev/qznio");
   setVsubToFpga(2694);
-  EXPECT_EQ(board.fpga(0x2001), 2694U);
+  EXPECT_EQ(board->fpga.reg(0x2001), 2694U);
   expect_console("open /dev/qznio error.\n");
 }
 
@@ -89,15 +89,15 @@ TEST_F(VsubOutput65xxTest, TheIoDriverTakesTheCode) {
   EXPECT_EQ(board.hardware_trace(),
             behind_the_question(
                 {"open /dev/qznio = ok", "ioctl /dev/qznio 0x40044d0e {2694} = 0", "close /dev/qznio = 0"}));
-  EXPECT_EQ(board.vsub(), 0xA86U);
-  EXPECT_EQ(board.fpga(0x2001), 0U);
+  EXPECT_EQ(board->substrate_voltage.code(), 0xA86U);
+  EXPECT_EQ(board->fpga.reg(0x2001), 0U);
   expect_console("set vsub = 0xa86\n");
 }
 
 TEST_F(VsubOutput65xxTest, ABoardWithLevelInputsIsNoOther) {
   next_board("65xx-level");
   setVsubToFpga(100);
-  EXPECT_EQ(board.vsub(), 100U);
+  EXPECT_EQ(board->substrate_voltage.code(), 100U);
   expect_console("set vsub = 0x64\n");
 }
 
@@ -110,7 +110,7 @@ TEST_F(VsubOutput65xxTest, ANodeThatCannotBeOpenedIsNamed) {
   board.fault("open /dev/qznio #2");
   setVsubToFpga(2694);
   expect_console("Open /dev/qznio error.\n");
-  EXPECT_EQ(board.vsub(), 0U);
+  EXPECT_EQ(board->substrate_voltage.code(), 0U);
 }
 
 TEST_F(VsubOutput65xxTest, ARefusedCodeIsShownWithTheDriversAnswerAndTheNodeIsClosed) {

@@ -45,7 +45,7 @@ TEST_F(VsubPrintTest, TheRecordIsReadOnceAndNothingIsApplied) {
   VsubScript expected;
   expected.emmc_read(64);
   EXPECT_EQ(board.timed_hardware_trace(), expected.lines());
-  EXPECT_EQ(board.vsub(), 0U);
+  EXPECT_EQ(board->substrate_voltage.code(), 0U);
 }
 
 TEST_F(VsubPrintTest, PrintingFailsOnEveryBoardForWantOfTheLumaRecord) {
@@ -62,8 +62,8 @@ TEST_F(VsubPrintTest, PairsThatWereStoredAreNotShown) {
   for (const std::string_view family : {"6455", "ma"}) {
     next_board(family);
     const Bytes pairs = vsub::luma_record({{2676, 300}, {2678, 299}});
-    board.set_flash(vsub::kFlashLuma, pairs);
-    board.set_emmc(vsub::kEmmcVsub + 0x40, pairs);
+    board->flash.set_bytes(vsub::kFlashLuma, pairs);
+    board->emmc.set_bytes(vsub::kEmmcVsub + 0x40, pairs);
     t1_sdk_printVsub();
     expect_print_fails("read vsub luma from flash error");
     EXPECT_THAT(console.out(), Not(HasSubstr("luma:")));
@@ -76,8 +76,8 @@ TEST_F(VsubPrintTest, AHostilePairCountIsNeverFollowed) {
     Bytes pairs = vsub::luma_record({});
     vsub::put_word(pairs, 4, number);
     vsub::put_word(pairs, 340, vsub::byte_sum(pairs, 340));
-    board.set_flash(vsub::kFlashLuma, pairs);
-    board.set_emmc(vsub::kEmmcVsub + 0x40, pairs);
+    board->flash.set_bytes(vsub::kFlashLuma, pairs);
+    board->emmc.set_bytes(vsub::kEmmcVsub + 0x40, pairs);
     t1_sdk_printVsub();
     expect_print_fails("read vsub luma from flash error");
     forget();

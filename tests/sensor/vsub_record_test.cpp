@@ -84,12 +84,12 @@ TEST_F(VsubRecordTest, SavingAsksTheHardwareForOneBlock) {
 TEST_F(VsubRecordTest, SavingKeepsTheBytesAroundTheRecord) {
   Bytes block(0x10000);
   for (std::size_t at = 0; at < block.size(); ++at) block[at] = static_cast<std::uint8_t>(at * 7 + at / 256);
-  board.set_flash(vsub::kFlashBlock, block);
+  board->flash.set_bytes(vsub::kFlashBlock, block);
   fill();
   EXPECT_GT(writeVsubData(&data), 0);
   const Bytes saved = vsub::record(2690, 2694, "7.6");
   std::copy(saved.begin(), saved.end(), block.begin() + 0xFC00);
-  EXPECT_EQ(board.flash(vsub::kFlashBlock, block.size()), block);
+  EXPECT_EQ(board->flash.bytes(vsub::kFlashBlock, block.size()), block);
 }
 
 TEST_F(VsubRecordTest, SavingGoesToTheEmmcOnAnMaBoard) {
@@ -198,13 +198,13 @@ TEST_F(VsubRecordTest, AWrongByteOfTheMagicIsCodeMinus11) {
     Bytes bytes = vsub::record(2690, 2694, "7.6");
     bytes[at] ^= 1;
     vsub::put_word(bytes, 40, vsub::byte_sum(bytes, 40));
-    board.set_emmc(vsub::kEmmcVsub, bytes);
+    board->emmc.set_bytes(vsub::kEmmcVsub, bytes);
     EXPECT_EQ(readVsubData(&data), -11) << at;
   }
 }
 
 TEST_F(VsubRecordTest, AWrongMagicIsFoundBeforeAWrongChecksum) {
-  board.set_emmc(vsub::kEmmcVsub, never_written());
+  board->emmc.set_bytes(vsub::kEmmcVsub, never_written());
   EXPECT_EQ(readVsubData(&data), -11);
 }
 
@@ -213,7 +213,7 @@ TEST_F(VsubRecordTest, EachByteBeforeTheChecksumIsCovered) {
     if (at >= 16 && at < 20) continue;  // the magic has a code of its own
     Bytes bytes = vsub::record(2690, 2694, "7.6");
     bytes[at] ^= 0x80;
-    board.set_emmc(vsub::kEmmcVsub, bytes);
+    board->emmc.set_bytes(vsub::kEmmcVsub, bytes);
     EXPECT_EQ(readVsubData(&data), -13) << at;
   }
 }
@@ -221,7 +221,7 @@ TEST_F(VsubRecordTest, EachByteBeforeTheChecksumIsCovered) {
 TEST_F(VsubRecordTest, BytesBehindTheChecksumDoNotCount) {
   Bytes bytes = vsub::record(2690, 2694, "7.6");
   for (std::size_t at = 44; at < 64; ++at) bytes[at] = 0xEE;
-  board.set_emmc(vsub::kEmmcVsub, bytes);
+  board->emmc.set_bytes(vsub::kEmmcVsub, bytes);
   EXPECT_EQ(readVsubData(&data), 64);
   EXPECT_EQ(data.res1[0], 0xEEEEEEEEU);
 }
@@ -230,7 +230,7 @@ TEST_F(VsubRecordTest, TwoErrorsThatCancelOutPassAByteSum) {
   Bytes bytes = vsub::record(2690, 2694, "7.6");
   ++bytes[0];
   --bytes[4];
-  board.set_emmc(vsub::kEmmcVsub, bytes);
+  board->emmc.set_bytes(vsub::kEmmcVsub, bytes);
   EXPECT_EQ(readVsubData(&data), 64);
 }
 
@@ -249,7 +249,7 @@ TEST_F(VsubRecordTest, TheFactorysFaultsHaveTheirCodes) {
 TEST_F(VsubRecordTest, ABadRecordIsNotRepaired) {
   Bytes bytes = vsub::record(2690, 2694, "7.6");
   bytes[40] ^= 1;
-  board.set_emmc(vsub::kEmmcVsub, bytes);
+  board->emmc.set_bytes(vsub::kEmmcVsub, bytes);
   EXPECT_EQ(readVsubData(&data), -13);
   EXPECT_EQ(on_emmc(), bytes);
   EXPECT_EQ(flash_saves(), 0U);
@@ -308,11 +308,11 @@ TEST_F(VsubRecordTest, BothRecordsLieSideBySideOnTheFlash) {
 
 TEST_F(VsubRecordTest, TheEmmcHasNoPlaceForTheLumaRecordToSaveItIn) {
   next_board("ma");
-  const Bytes before = board.emmc(0, 0x40000);
+  const Bytes before = board->emmc.bytes(0, 0x40000);
   EXPECT_EQ(writeVsubLumaData(&luma), -1);
   EXPECT_EQ(console.err(), kLumaRefused);
   EXPECT_EQ(console.out(), "");
-  EXPECT_EQ(board.emmc(0, 0x40000), before);
+  EXPECT_EQ(board->emmc.bytes(0, 0x40000), before);
   EXPECT_EQ(luma_on_flash(), never_written(vsub::kLumaSize));
 }
 
@@ -321,8 +321,8 @@ TEST_F(VsubRecordTest, ReadingTheLumaRecordFailsOnEveryBoard) {
     SCOPED_TRACE(family.name);
     next_board(family.name);
     const Bytes valid = vsub::luma_record({{2676, 300}});
-    board.set_flash(vsub::kFlashLuma, valid);
-    board.set_emmc(vsub::kEmmcVsub + 0x40, valid);
+    board->flash.set_bytes(vsub::kFlashLuma, valid);
+    board->emmc.set_bytes(vsub::kEmmcVsub + 0x40, valid);
     EXPECT_EQ(readVsubLumaData(&luma), -1);
     EXPECT_EQ(console.err(), kLumaRefused);
     EXPECT_EQ(console.out(), "");
@@ -335,8 +335,8 @@ TEST_F(VsubRecordTest, ALumaRecordThatClaimsManyPairsIsNotReadEither) {
     Bytes hostile = vsub::luma_record({});
     vsub::put_word(hostile, 4, number);
     vsub::put_word(hostile, 340, vsub::byte_sum(hostile, 340));
-    board.set_flash(vsub::kFlashLuma, hostile);
-    board.set_emmc(vsub::kEmmcVsub + 0x40, hostile);
+    board->flash.set_bytes(vsub::kFlashLuma, hostile);
+    board->emmc.set_bytes(vsub::kEmmcVsub + 0x40, hostile);
     EXPECT_EQ(readVsubLumaData(&luma), -1);
   }
 }
@@ -348,7 +348,7 @@ TEST_F(VsubRecordTest, ALumaRecordThatClaimsManyPairsIsSavedWithinItsBytes) {
   vsub::put_word(expected, 4, 0xFFFFFFFF);
   vsub::put_word(expected, 340, vsub::byte_sum(expected, 340));
   EXPECT_EQ(luma_on_flash(), expected);
-  EXPECT_EQ(board.flash(vsub::kFlashLuma + vsub::kLumaSize, 64), never_written());
+  EXPECT_EQ(board->flash.bytes(vsub::kFlashLuma + vsub::kLumaSize, 64), never_written());
 }
 
 }  // namespace

@@ -76,13 +76,13 @@ TEST_P(VsubSaveTest, ALaterSaveDoesNotReadTheWordsAgain) {
 
 TEST_P(VsubSaveTest, TheTrimmedCodeIsSavedAndNothingIsApplied) {
   for (int step = 0; step < 3; ++step) model.add();
-  board.set_fpga(0x2001, 0);
+  board->fpga.set_reg(0x2001, 0);
   forget();
   model.save();
   expect_saved();
   EXPECT_EQ(on_flash(), vsub::record(model.base - 3, model.base, model.voltage));
   EXPECT_EQ(g_trim_vsub[model.slot], static_cast<int>(model.base) - 3);
-  EXPECT_EQ(board.fpga(0x2001), 0U);
+  EXPECT_EQ(board->fpga.reg(0x2001), 0U);
 }
 
 TEST_P(VsubSaveTest, OnABoardWithFlashTheConsoleShowsTheFactorysCode) {
@@ -192,7 +192,7 @@ TEST_P(VsubSaveTest, FailsWhenTheRecordCannotBeReadBackAndLeavesTheFpga) {
 TEST_P(VsubSaveTest, FailsWhenWhatIsReadBackIsNoRecord) {
   vsub::Bytes bytes = vsub::record(model.base, model.base, model.voltage);
   bytes[40] ^= 1;
-  board.set_emmc(vsub::kEmmcVsub, bytes);
+  board->emmc.set_bytes(vsub::kEmmcVsub, bytes);
   model.save();
   expect_save_fails("Read vsub from flash error");
   EXPECT_EQ(console.out(), said_before_saving() + "Read vsub from flash error = -13\nfail num = 2\n");

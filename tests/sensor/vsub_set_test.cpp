@@ -105,7 +105,7 @@ TEST_P(VsubSetTest, StoresTheCodeAsBothWordsOfTheRecord) {
 
 TEST_P(VsubSetTest, AppliesTheFactorysCodeNotTheOneThatWasSet) {
   set();
-  EXPECT_EQ(board.vsub(), kStored);
+  EXPECT_EQ(board->substrate_voltage.code(), kStored);
   EXPECT_EQ(on_emmc(), vsub::record(kStored, kStored, "7.6")) << "the eMMC keeps the factory's record";
 }
 
@@ -113,13 +113,13 @@ TEST_P(VsubSetTest, ShowsAndAppliesWhateverTheFactoryStored) {
   store(0xDEADBEEF, 1);
   set();
   EXPECT_EQ(console.out(), opening() + "您输入的数字为 0xdeadbeef \n");
-  EXPECT_EQ(board.vsub(), 0xDEADBEEFU);
+  EXPECT_EQ(board->substrate_voltage.code(), 0xDEADBEEFU);
   expect_set_reply("Pass", "设置成功");
 }
 
 TEST_P(VsubSetTest, LeavesMagicAndChecksumOfAStoredRecordAsTheyWere) {
   const Bytes before = vsub::record(2700, 2700, "7.5");
-  board.set_flash(vsub::kFlashVsub, before);
+  board->flash.set_bytes(vsub::kFlashVsub, before);
   set();
   Bytes expected = before;
   vsub::put_word(expected, 0, command.vsub);
@@ -180,7 +180,7 @@ TEST_P(VsubSetTest, FailsWithCode3WhenTheFirstSaveFails) {
     expect_set_reply("Fail", "Save vsub to flash error");
     EXPECT_EQ(console.out(), opening() + fault.line + "Save vsub to flash error = " +
                                  std::to_string(fault.number) + "\nfail num = 3\n");
-    EXPECT_EQ(board.vsub(), 0U) << "nothing is applied";
+    EXPECT_EQ(board->substrate_voltage.code(), 0U) << "nothing is applied";
     EXPECT_EQ(g_sub_value, 0);
   }
 }
@@ -194,7 +194,7 @@ TEST_P(VsubSetTest, FailsWithCode4WhenTheSecondSaveFails) {
     expect_set_reply("Fail", "Save vsub2 to flash error");
     EXPECT_EQ(console.out(), opening() + fault.line + "Save vsub2 to flash error = " +
                                  std::to_string(fault.number) + "\nfail num = 4\n");
-    EXPECT_EQ(board.vsub(), 0U);
+    EXPECT_EQ(board->substrate_voltage.code(), 0U);
     EXPECT_EQ(g_sub_value, 0);
   }
 }
@@ -208,7 +208,7 @@ TEST_P(VsubSetTest, FailsWithCode5WhenTheCodeCannotBeReadBack) {
     expect_set_reply("Fail", "Read vsub from flash error");
     EXPECT_EQ(console.out(), opening() + "Read vsub from flash error = " + std::to_string(fault.number) +
                                  "\nfail num = 5\n");
-    EXPECT_EQ(board.vsub(), 0U);
+    EXPECT_EQ(board->substrate_voltage.code(), 0U);
     EXPECT_EQ(on_flash(), bare_codes()) << "both saves were made";
     EXPECT_EQ(g_sub_value, 0);
   }
@@ -255,7 +255,7 @@ TEST_F(VsubSetBoardsTest, OnAnMaBoardTheSecondWordCannotBeSavedSoThatCode4IsTheR
   EXPECT_THAT(console.out(), MatchesRegex("t1_sdk_vsub_set\ng_sub_value = 650\ntemp_sub_value = 65"
                                           "Save vsub2 to flash error = [0-9]+\nfail num = 4\n"));
   EXPECT_EQ(console.err(), "blkNum 21 offset : 64516 error\n");
-  EXPECT_EQ(board.vsub(), 0U);
+  EXPECT_EQ(board->substrate_voltage.code(), 0U);
 }
 
 TEST_F(VsubSetBoardsTest, OnAnMaBoardTheFirstWordIsChangedAllTheSame) {
@@ -292,7 +292,7 @@ TEST_F(VsubSetBoardsTest, A65xxBoardIsGivenTheCodeByItsIoDriver) {
   set(1, 650);
   expect_reply(0x2600, kSetName, "Pass", "设置成功");
   EXPECT_THAT(console.out(), EndsWith("您输入的数字为 0xa86 \nset vsub = 0xa86\n"));
-  EXPECT_EQ(board.vsub(), kStored);
+  EXPECT_EQ(board->substrate_voltage.code(), kStored);
 }
 
 TEST_F(VsubSetBoardsTest, EveryOtherBoardStoresOnItsFlashAndAppliesWhatTheEmmcHolds) {
@@ -305,7 +305,7 @@ TEST_F(VsubSetBoardsTest, EveryOtherBoardStoresOnItsFlashAndAppliesWhatTheEmmcHo
     expect_reply(0x2600, kSetName, "Pass", "设置成功");
     EXPECT_EQ(vsub::word_at(on_flash(), 0), 2744U);
     EXPECT_EQ(vsub::word_at(on_flash(), 4), 2744U);
-    EXPECT_EQ(board.vsub(), 2702U);
+    EXPECT_EQ(board->substrate_voltage.code(), 2702U);
   }
 }
 
@@ -318,7 +318,7 @@ TEST_F(VsubSetBoardsTest, AnEntryIsUsedOnce) {
 }
 
 TEST_F(VsubSetBoardsTest, TheStoreIsNotCheckedBeforeACodeIsSet) {
-  board.set_emmc(vsub::kEmmcVsub, never_written());
+  board->emmc.set_bytes(vsub::kEmmcVsub, never_written());
   set(1, 650);
   expect_reply(0x2600, kSetName, "Pass", "设置成功");
   EXPECT_THAT(console.out(), EndsWith("0xffffffff \n"));

@@ -11,7 +11,7 @@
 
 class SweepRun : public VsubRun {
  protected:
-  using Commands = std::vector<boardsim::Board::AppCommand>;
+  using Commands = std::vector<boardsim::Application::Command>;
 
   static constexpr int kAutoCode = 0x2E00;
   static constexpr std::uint32_t kPause = 0x31248;
@@ -26,12 +26,12 @@ class SweepRun : public VsubRun {
   }
   /// The application was told to pause and to go on.
   void expect_paused_and_resumed() const {
-    EXPECT_EQ(board.app_commands(), (Commands{{12, kPause, 0}, {12, kPause, 1}}));
+    EXPECT_EQ(board->application.commands(), (Commands{{12, kPause, 0}, {12, kPause, 1}}));
   }
   /// The hardware is left as after a sweep.
   void expect_left_behind() const {
-    EXPECT_EQ(board.fpga(0xD0), 0U);
-    EXPECT_EQ(board.afe(4), 3U);
+    EXPECT_EQ(board->fpga.reg(0xD0), 0U);
+    EXPECT_EQ(board->timing_generator.reg(4), 3U);
     EXPECT_EQ(board.open_nodes(), Lines{});
   }
   /// The pairs on the flash; the record around them must be whole.

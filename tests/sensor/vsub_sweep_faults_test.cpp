@@ -26,7 +26,7 @@ TEST_F(VsubSweepFaultsTest, WithoutTheIoDriverTheCommandFailsWithCode1) {
   expect_auto("Fail", "open /dev/qznio error");
   EXPECT_EQ(console.out(), "t1_sdk_autoCCDLevel\nopen /dev/qznio error.\nfail num = 1\n");
   EXPECT_EQ(board.hardware_trace(), Lines{"open /dev/qznio = -1 ENODEV"});
-  EXPECT_EQ(board.app_commands(), Commands{});
+  EXPECT_EQ(board->application.commands(), Commands{});
 }
 
 TEST_F(VsubSweepFaultsTest, WithoutABootBlockTheCommandFailsWithCode2) {
@@ -36,7 +36,7 @@ TEST_F(VsubSweepFaultsTest, WithoutABootBlockTheCommandFailsWithCode2) {
   EXPECT_EQ(console.out(), "t1_sdk_autoCCDLevel\nioctl error,ret = -1\nfail num = 2\n");
   EXPECT_EQ(board.hardware_trace(), (Lines{"open /dev/qznio = ok", "ioctl /dev/qznio 0x80044801 {} = -1 EIO",
                                            "close /dev/qznio = 0"}));
-  EXPECT_EQ(board.app_commands(), Commands{});
+  EXPECT_EQ(board->application.commands(), Commands{});
 }
 
 TEST_F(VsubSweepFaultsTest, TheCommandPassesWithoutTheFpga) {
@@ -46,7 +46,7 @@ TEST_F(VsubSweepFaultsTest, TheCommandPassesWithoutTheFpga) {
     t1_sdk_autoCCDLevel();
     expect_auto();
     EXPECT_EQ(console.out(), "t1_sdk_autoCCDLevel\nOpen /dev/fpga error.\n");
-    EXPECT_EQ(board.app_commands(), Commands{});
+    EXPECT_EQ(board->application.commands(), Commands{});
     EXPECT_EQ(flash_saves(), 0U);
   }
 }
@@ -58,7 +58,7 @@ TEST_F(VsubSweepFaultsTest, TheCommandPassesWithoutTheTimingGenerator) {
     t1_sdk_autoCCDLevel();
     expect_auto();
     EXPECT_EQ(console.out(), "t1_sdk_autoCCDLevel\nOpen /dev/tg error.\n");
-    EXPECT_EQ(board.app_commands(), Commands{});
+    EXPECT_EQ(board->application.commands(), Commands{});
     EXPECT_EQ(board.open_nodes(), Lines{}) << "the FPGA is closed again";
   }
 }
@@ -105,8 +105,8 @@ TEST_F(VsubSweepFaultsTest, ASweepWithoutAValidRecordTouchesNothing) {
     board.fault(fault);
     SetVsubGetLuma();
     EXPECT_EQ(console.out(), "Read vsub from flash error ret = " + std::to_string(code) + "\n");
-    EXPECT_EQ(board.app_commands(), Commands{}) << "the application is not paused";
-    EXPECT_EQ(board.vsub(), 0U);
+    EXPECT_EQ(board->application.commands(), Commands{}) << "the application is not paused";
+    EXPECT_EQ(board->substrate_voltage.code(), 0U);
     EXPECT_EQ(flash_saves(), 0U);
     EXPECT_EQ(board.now(), 0s);
     EXPECT_EQ(board.open_nodes(), Lines{});
@@ -161,7 +161,7 @@ TEST_F(VsubSweepFaultsTest, CodesThatCannotBeAppliedDoNotEndTheSweep) {
   EXPECT_EQ(console.out(), std::string("flash vsub: 0xa86\n") + kPaused + refused + kNoLumaBack + kResumed);
   EXPECT_EQ(pairs().size(), 19U);
   EXPECT_EQ(pairs().back().code, kStored + 18) << "the pair names the code that was meant";
-  EXPECT_EQ(board.vsub(), 0U);
+  EXPECT_EQ(board->substrate_voltage.code(), 0U);
 }
 
 TEST_F(VsubSweepFaultsTest, ABrightnessThatCannotBeReadIsZero) {
@@ -218,7 +218,7 @@ TEST_F(VsubSweepFaultsTest, ASlowApplicationHoldsTheSweepTwice) {
 }
 
 TEST_F(VsubSweepFaultsTest, AnApplicationThatAnswersAfterAnHourHoldsTheBoardForTheHour) {
-  board.set_app_answer(kPause, {{1h, std::string(516, '\0')}});
+  board->application.set_answer(kPause, {{1h, std::string(516, '\0')}});
   t1_sdk_autoCCDLevel();
   expect_auto();
   EXPECT_EQ(board.now(), 2h + 50ms + 19 * 200ms);

@@ -60,7 +60,7 @@ TEST_F(VsubSweepTest, ASweepCovers18CodesOnBothSidesOfTheRealOne) {
 
 TEST_F(VsubSweepTest, TheLastCodeOfASweepStaysApplied) {
   SetVsubGetLuma();
-  EXPECT_EQ(board.vsub(), kStored + 18);
+  EXPECT_EQ(board->substrate_voltage.code(), kStored + 18);
 }
 
 TEST_F(VsubSweepTest, BrightnessFallsAsTheCodeRises) {
@@ -96,13 +96,13 @@ TEST_F(VsubSweepTest, ARealCodeNearZeroWrapsAround) {
   SetVsubGetLuma();
   EXPECT_EQ(pairs(), sweep_of(5, 1));
   EXPECT_EQ(pairs().front().code, 0xFFFFFFF3U);
-  EXPECT_EQ(board.vsub(), 23U);
+  EXPECT_EQ(board->substrate_voltage.code(), 23U);
 }
 
 TEST_F(VsubSweepTest, TheApplicationIsPausedForTheTimeOfTheSweep) {
   std::vector<std::size_t> commands;
   for (const auto when : {60ms, 2000ms, 3860ms, 3880ms}) {
-    board.at(when, [&] { commands.push_back(board.app_commands().size()); });
+    board.at(when, [&] { commands.push_back(board->application.commands().size()); });
   }
   SetVsubGetLuma();
   EXPECT_EQ(commands, (std::vector<std::size_t>{1, 1, 1, 2}));
@@ -110,19 +110,19 @@ TEST_F(VsubSweepTest, TheApplicationIsPausedForTheTimeOfTheSweep) {
 }
 
 TEST_F(VsubSweepTest, TheSensorsRegistersAreSetForTheSweepAndBackAgain) {
-  board.set_afe(5, 9);
-  board.set_afe(6, 9);
-  board.set_fpga(0x80, 9);
-  board.set_fpga(0x2000, 9);
+  board->timing_generator.set_reg(5, 9);
+  board->timing_generator.set_reg(6, 9);
+  board->fpga.set_reg(0x80, 9);
+  board->fpga.set_reg(0x2000, 9);
   board.at(2s, [&] {
-    EXPECT_EQ(board.afe(4), 2U);
-    EXPECT_EQ(board.fpga(0xD0), 1U);
+    EXPECT_EQ(board->timing_generator.reg(4), 2U);
+    EXPECT_EQ(board->fpga.reg(0xD0), 1U);
   });
   SetVsubGetLuma();
-  EXPECT_EQ(board.afe(5), 0U);
-  EXPECT_EQ(board.afe(6), 0U);
-  EXPECT_EQ(board.fpga(0x80), 0U);
-  EXPECT_EQ(board.fpga(0x2000), 0U);
+  EXPECT_EQ(board->timing_generator.reg(5), 0U);
+  EXPECT_EQ(board->timing_generator.reg(6), 0U);
+  EXPECT_EQ(board->fpga.reg(0x80), 0U);
+  EXPECT_EQ(board->fpga.reg(0x2000), 0U);
   expect_left_behind();
 }
 
@@ -143,7 +143,7 @@ TEST_F(VsubSweepTest, A65xxBoardIsSweptThroughItsIoDriver) {
     applied += line;
   }
   EXPECT_EQ(console.out(), std::string("flash vsub: 0xa86\n") + kPaused + applied + kNoLumaBack + kResumed);
-  EXPECT_EQ(board.vsub(), kStored + 18);
+  EXPECT_EQ(board->substrate_voltage.code(), kStored + 18);
 }
 
 // ---- sampling -----------------------------------------------------------------------------
@@ -179,13 +179,13 @@ TEST_F(VsubSweepTest, EachSampleIsReadAnew) {
 
 TEST_F(VsubSweepTest, SamplingAppliesNoVoltage) {
   SetNonVsubGetLuma();
-  EXPECT_EQ(board.vsub(), 0U);
+  EXPECT_EQ(board->substrate_voltage.code(), 0U);
   expect_paused_and_resumed();
   expect_left_behind();
 }
 
 TEST_F(VsubSweepTest, SamplingNeedsNoStoredVoltage) {
-  board.set_emmc(vsub::kEmmcVsub, never_written());
+  board->emmc.set_bytes(vsub::kEmmcVsub, never_written());
   SetNonVsubGetLuma();
   EXPECT_EQ(pairs().size(), 19U);
 }
@@ -245,7 +245,7 @@ TEST_F(VsubAutoLevelTest, NoVoltageIsChosenFromThePairs) {
   t1_sdk_autoCCDLevel();
   EXPECT_EQ(on_flash(), never_written());
   EXPECT_EQ(on_emmc(), vsub::record(kStored, kStored, "7.6"));
-  EXPECT_EQ(board.vsub(), kStored + 18);
+  EXPECT_EQ(board->substrate_voltage.code(), kStored + 18);
 }
 
 TEST_F(VsubAutoLevelTest, AnotherSweepTakesThePlaceOfTheFirst) {

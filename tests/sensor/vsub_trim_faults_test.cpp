@@ -54,10 +54,10 @@ class VsubTrimFaultsTest : public TrimRun, public ::testing::WithParamInterface<
   }
   /// The step was made: the trim stands at the new code, the FPGA is out of trimming again.
   void expect_step_made() {
-    EXPECT_EQ(board.vsub(), trimmed);
+    EXPECT_EQ(board->substrate_voltage.code(), trimmed);
     EXPECT_EQ(g_trim_vsub[model.slot], static_cast<int>(trimmed));
     EXPECT_EQ(g_base_vsub[model.slot], static_cast<int>(model.base));
-    EXPECT_EQ(board.fpga(0xD1), 0U);
+    EXPECT_EQ(board->fpga.reg(0xD1), 0U);
     const Lines calls = board.hardware_trace();
     EXPECT_EQ(calls.at(calls.size() - 2), "ioctl /dev/fpga 0x40044603 {209, 0} = 0");
     EXPECT_EQ(calls.back(), "close /dev/fpga = 0");
@@ -66,7 +66,7 @@ class VsubTrimFaultsTest : public TrimRun, public ::testing::WithParamInterface<
   void expect_nothing_done() {
     EXPECT_EQ(g_trim_vsub[model.slot], 0);
     EXPECT_EQ(g_base_vsub[model.slot], 0);
-    EXPECT_EQ(board.vsub(), 0U);
+    EXPECT_EQ(board->substrate_voltage.code(), 0U);
     EXPECT_EQ(flash_saves(), 0U);
     for (const std::string& call : board.hardware_trace()) {
       EXPECT_EQ(call.find("0x40044603"), std::string::npos) << call;
@@ -179,7 +179,7 @@ TEST_P(VsubTrimFaultsTest, FailsWhenWhatIsReadBackIsNoRecord) {
     fresh_board();
     vsub::Bytes bytes = vsub::record(model.base, model.base, model.voltage);
     bytes[byte] ^= 1;
-    board.set_emmc(vsub::kEmmcVsub, bytes);
+    board->emmc.set_bytes(vsub::kEmmcVsub, bytes);
     step.run();
     expect_step_fails("Read vsub from flash error");
     EXPECT_EQ(console.out(), said_before_saving() + "Read vsub from flash error = " + std::to_string(result) +
@@ -198,7 +198,7 @@ TEST_P(VsubTrimFaultsTest, GoesOnFromAStepThatCouldNotBeSaved) {
     step.run();
     expect_reply(step.code, kTrimName, "Pass", "测试成功");
     const std::uint32_t next = trimmed + static_cast<std::uint32_t>(step.change);
-    EXPECT_EQ(board.vsub(), next);
+    EXPECT_EQ(board->substrate_voltage.code(), next);
     // A write that failed has left the block erased: the record is all there is now.
     EXPECT_EQ(on_flash(), vsub::record(next, model.base, model.voltage));
   }
@@ -210,7 +210,7 @@ TEST_P(VsubTrimFaultsTest, PassesWhenTheCodeCannotBeApplied) {
   expect_reply(step.code, kTrimName, "Pass", "测试成功");
   EXPECT_EQ(console.out(), step.says + loaded_line(model.base) + range_line(model.range) +
                                trimmed_line(trimmed) + "Open /dev/fpga error.\n" + model.says);
-  EXPECT_EQ(board.vsub(), 0U);
+  EXPECT_EQ(board->substrate_voltage.code(), 0U);
   EXPECT_EQ(on_flash(), vsub::record(trimmed, model.base, model.voltage));
   EXPECT_EQ(board.hardware_trace().back(), "close /dev/fpga = 0");
 }
@@ -220,7 +220,7 @@ TEST_P(VsubTrimFaultsTest, PassesWhenTheFpgaRefusesEveryWrite) {
   step.run();
   expect_reply(step.code, kTrimName, "Pass", "测试成功");
   EXPECT_EQ(console.out(), said_before_saving());
-  EXPECT_EQ(board.vsub(), 0U);
+  EXPECT_EQ(board->substrate_voltage.code(), 0U);
   EXPECT_EQ(g_trim_vsub[model.slot], static_cast<int>(trimmed));
 }
 

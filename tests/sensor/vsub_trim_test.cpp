@@ -34,7 +34,7 @@ INSTANTIATE_TEST_SUITE_P(Of, VsubTrimTest, ::testing::Values(k6455Trim, k6485Tri
 TEST_P(VsubTrimTest, AddingRaisesTheVoltageByOneCodeDownwards) {
   model.add();
   expect_trim(model.add_code);
-  EXPECT_EQ(board.vsub(), model.base - 1);
+  EXPECT_EQ(board->substrate_voltage.code(), model.base - 1);
   EXPECT_EQ(console.out(), "t1_sdk_add_trim_vsub\n" + loaded_line(model.base) + range_line(model.range) +
                                trimmed_line(model.base - 1) + model.says);
   EXPECT_EQ(console.err(), "");
@@ -43,7 +43,7 @@ TEST_P(VsubTrimTest, AddingRaisesTheVoltageByOneCodeDownwards) {
 TEST_P(VsubTrimTest, DecreasingLowersTheVoltageByOneCodeUpwards) {
   model.dec();
   expect_trim(model.dec_code);
-  EXPECT_EQ(board.vsub(), model.base + 1);
+  EXPECT_EQ(board->substrate_voltage.code(), model.base + 1);
   EXPECT_EQ(console.out(), "t1_sdk_dec_trim_vsub\n" + loaded_line(model.base) + range_line(model.range) +
                                trimmed_line(model.base + 1) + model.says);
   EXPECT_EQ(console.err(), "");
@@ -124,16 +124,16 @@ TEST_P(VsubTrimTest, TheTrimStartsFromTheOriginalCodeNotFromTheRealOne) {
   store(model.base - 7, model.base, model.voltage);
   model.add();
   EXPECT_THAT(console.out(), HasSubstr(loaded_line(model.base)));
-  EXPECT_EQ(board.vsub(), model.base - 1);
+  EXPECT_EQ(board->substrate_voltage.code(), model.base - 1);
 }
 
 TEST_P(VsubTrimTest, TheStoredRecordNeedsNoChecksumToStartFrom) {
   vsub::Bytes bytes = vsub::record(model.base, model.base, model.voltage);
   bytes[40] ^= 1;
-  board.set_emmc(vsub::kEmmcVsub, bytes);
+  board->emmc.set_bytes(vsub::kEmmcVsub, bytes);
   model.add();
   expect_trim(model.add_code, "Fail", "Read vsub from flash error");
-  EXPECT_EQ(board.vsub(), model.base - 1) << "the step was made, reading it back failed";
+  EXPECT_EQ(board->substrate_voltage.code(), model.base - 1) << "the step was made, reading it back failed";
 }
 
 TEST_P(VsubTrimTest, TheLimitHoldsOnBothSidesOfTheBase) {
@@ -149,7 +149,7 @@ TEST_P(VsubTrimTest, TheLimitHoldsOnBothSidesOfTheBase) {
   EXPECT_EQ(g_trim_vsub[model.slot], base + model.range);
   model.dec();
   EXPECT_EQ(g_trim_vsub[model.slot], base + model.range);
-  EXPECT_EQ(board.vsub(), model.base + static_cast<std::uint32_t>(model.range));
+  EXPECT_EQ(board->substrate_voltage.code(), model.base + static_cast<std::uint32_t>(model.range));
 }
 
 TEST_P(VsubTrimTest, TheRealCodeMustLieBetween0xA00And0xAFF) {
@@ -191,14 +191,14 @@ TEST_P(VsubTrimTest, AfterACodeOutOfRangeTheNextStepReadsTheStoreAgain) {
   model.add();
   expect_trim(model.add_code);
   EXPECT_THAT(console.out(), StartsWith("t1_sdk_add_trim_vsub\n" + loaded_line(model.base)));
-  EXPECT_EQ(board.vsub(), model.base - 1);
+  EXPECT_EQ(board->substrate_voltage.code(), model.base - 1);
 }
 
 TEST_P(VsubTrimTest, TheOriginalCodeIsNotChecked) {
   store(model.base, 5, "");
   model.add();
   expect_trim(model.add_code);
-  EXPECT_EQ(board.vsub(), 4U);
+  EXPECT_EQ(board->substrate_voltage.code(), 4U);
 }
 
 TEST_P(VsubTrimTest, AnOriginalCodeOfZeroIsReadAnewByEveryStep) {
@@ -208,7 +208,7 @@ TEST_P(VsubTrimTest, AnOriginalCodeOfZeroIsReadAnewByEveryStep) {
     model.dec();
     expect_trim(model.dec_code);
     EXPECT_THAT(console.out(), HasSubstr("vsub = 0x0\n"));
-    EXPECT_EQ(board.vsub(), 1U);
+    EXPECT_EQ(board->substrate_voltage.code(), 1U);
   }
 }
 
@@ -302,7 +302,7 @@ TEST_F(VsubTrimDeviceTest, AModelIsTrimmedOnAnyBoard) {
   t1_sdk_add_trim_vsub(0x9604, 0x2D01);
   expect_reply(0x2D01, kTrimName, "Pass", "测试成功");
   EXPECT_THAT(console.out(), HasSubstr(range_line(20)));
-  EXPECT_EQ(board.vsub(), kStored - 1);
+  EXPECT_EQ(board->substrate_voltage.code(), kStored - 1);
 }
 
 TEST_F(VsubTrimDeviceTest, A65xxBoardIsGivenTheCodeByItsIoDriver) {

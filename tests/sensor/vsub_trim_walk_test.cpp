@@ -25,7 +25,7 @@ class VsubTrimWalk : public TrimRun {
     const unsigned saves = flash_saves();
     request(code);
     expect_reply(code, kTrimName, "Pass", "测试成功");
-    EXPECT_EQ(board.vsub(), expected);
+    EXPECT_EQ(board->substrate_voltage.code(), expected);
     EXPECT_THAT(console.out(), HasSubstr(trimmed_line(expected)));
     EXPECT_EQ(vsub::word_at(on_flash(), 0), expected);
     EXPECT_EQ(flash_saves(), saves + 1);
@@ -58,7 +58,7 @@ TEST_P(VsubTrimModelWalkTest, DecreasingStopsAtTheLimitAboveTheBase) {
 
 TEST_P(VsubTrimModelWalkTest, FromOneLimitToTheOtherItIsTwiceTheRange) {
   for (std::uint32_t step = 0; step < range + 5; ++step) request(model.add_code);
-  EXPECT_EQ(board.vsub(), model.base - range);
+  EXPECT_EQ(board->substrate_voltage.code(), model.base - range);
   for (std::uint32_t step = 1; step <= 2 * range; ++step) {
     expect_step(model.dec_code, model.base - range + step);
   }
@@ -177,7 +177,7 @@ TEST_F(VsubTrimWalkTest, AStepThatCannotBeSavedCountsAllTheSame) {
   board.fault("write /dev/mtd4 #1");
   request(kAdd);
   EXPECT_EQ(station.reply().value, "Fail");
-  EXPECT_EQ(board.vsub(), kBase - 2);
+  EXPECT_EQ(board->substrate_voltage.code(), kBase - 2);
   expect_step(kAdd, kBase - 3);
 }
 
@@ -187,7 +187,7 @@ TEST_F(VsubTrimWalkTest, OnABoardWithFlashANewTrimDoesNotSeeTheSavedOne) {
   request(1);
   forget();
   request(kAdd);
-  EXPECT_EQ(board.vsub(), kBase - 1);
+  EXPECT_EQ(board->substrate_voltage.code(), kBase - 1);
 }
 
 TEST_F(VsubTrimWalkTest, OnAnMaBoardANewTrimStartsFromTheSameBaseAgain) {
@@ -199,7 +199,7 @@ TEST_F(VsubTrimWalkTest, OnAnMaBoardANewTrimStartsFromTheSameBaseAgain) {
   request(kAdd);
   EXPECT_EQ(station.reply().value, "Pass");
   EXPECT_TRUE(loads_from_store(console.out()));
-  EXPECT_EQ(board.vsub(), kBase - 1);
+  EXPECT_EQ(board->substrate_voltage.code(), kBase - 1);
   EXPECT_EQ(on_emmc(), vsub::record(kBase - 1, kBase, "7.6"));
 }
 
@@ -212,7 +212,7 @@ TEST_F(VsubTrimWalkTest, OnAnMaBoardATrimMendsTheRecordThatASetCommandSpoilt) {
   request(kAdd);
   EXPECT_EQ(station.reply().value, "Pass");
   EXPECT_EQ(readVsubData(&record), 64);
-  EXPECT_EQ(board.vsub(), kBase - 1) << "the word that was set is not the base";
+  EXPECT_EQ(board->substrate_voltage.code(), kBase - 1) << "the word that was set is not the base";
 }
 
 TEST_F(VsubTrimWalkTest, NothingStaysOpenAndNoTimePassesInAWalk) {
@@ -239,7 +239,7 @@ TEST_F(VsubTrimWalkTest, ASessionByHandSetsTrimsSavesAndSweeps) {
   forget();
   request(11776);
   expect_reply(11776, kTrimName, "Pass", "测试成功");
-  EXPECT_EQ(board.vsub(), kBase + 18);
+  EXPECT_EQ(board->substrate_voltage.code(), kBase + 18);
   EXPECT_EQ(vsub::pairs_in(luma_on_flash()).size(), 19U);
   EXPECT_EQ(on_flash(), vsub::record(kBase - 3, kBase, "7.6"));
   forget();

@@ -157,7 +157,7 @@ TEST_F(ServerTest, AConnectionResetInTheMiddleOfATestDoesNotEndTheServer) {
   at(2s, [&] { first.reset(); });
   Station& second = connect_at(60s, [](Station& self) { self.request(kQuit); });
   EXPECT_EQ(run(), -1);
-  EXPECT_EQ(board.pwm(0).duty, 0) << "the light is off again";
+  EXPECT_EQ(board->general_io.pwm(0).duty, 0) << "the light is off again";
   EXPECT_THAT(second.texts()[1], HasSubstr("T1 test menu"));
 }
 

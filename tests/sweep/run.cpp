@@ -96,8 +96,9 @@ void enter_levels(std::string_view family, int code, Outcome& healthy) {
   start_anew();
   for (boardsim::Call& call : healthy.trace) {
     if (!reads(call)) continue;
-    board.at(call.at,
-             [&] { call.record.at(1) = static_cast<std::uint32_t>(board.gpio_level(call.record.at(0))); });
+    board.at(call.at, [&] {
+      call.record.at(1) = static_cast<std::uint32_t>(board->general_io.level(call.record.at(0)));
+    });
   }
   ask(code);
   station.reset();

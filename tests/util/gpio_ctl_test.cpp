@@ -37,10 +37,10 @@ TEST_F(GpioCtlTest, TheRecordIsAPinAndASignedLevelOf32BitsEach) {
 
 TEST_F(GpioCtlTest, TheLevelOfALineIsRead) {
   int value = 7;
-  board.set_gpio_level(29, 1);
+  board->general_io.set_level(29, 1);
   EXPECT_EQ(gpio_get_value(fd, 29, &value), 0);
   EXPECT_EQ(value, 1);
-  board.set_gpio_level(29, 0);
+  board->general_io.set_level(29, 0);
   EXPECT_EQ(gpio_get_value(fd, 29, &value), 0);
   EXPECT_EQ(value, 0);
   EXPECT_EQ(console.out(), "");
@@ -65,7 +65,7 @@ TEST_F(GpioCtlTest, AFailedReadNamesThePinAndLeavesTheLevelAlone) {
 TEST_F(GpioCtlTest, ALineBecomesAnInput) {
   gpio_ctl line = {28, 0};
   EXPECT_EQ(gpio_set_dir_input(fd, &line), 0);
-  EXPECT_EQ(board.gpio_direction(28), Direction::input);
+  EXPECT_EQ(board->general_io.direction(28), Direction::input);
   EXPECT_EQ(console.out(), "");
   EXPECT_EQ(board.hardware_trace(), (Lines{"ioctl /dev/qznio 0x4004680d {28, 0} = 0"}));
 }
@@ -92,11 +92,11 @@ TEST_F(GpioCtlTest, ALineThatDoesNotBecomeAnInputIsNamed) {
 TEST_F(GpioCtlTest, ALineBecomesAnOutputAtTheLevelOfTheRecord) {
   gpio_ctl line = {38, 1};
   EXPECT_EQ(gpio_set_dir_output(fd, &line), 0);
-  EXPECT_EQ(board.gpio_direction(38), Direction::output);
-  EXPECT_EQ(board.gpio_level(38), 1);
+  EXPECT_EQ(board->general_io.direction(38), Direction::output);
+  EXPECT_EQ(board->general_io.level(38), 1);
   line.value = 0;
   EXPECT_EQ(gpio_set_dir_output(fd, &line), 0);
-  EXPECT_EQ(board.gpio_level(38), 0);
+  EXPECT_EQ(board->general_io.level(38), 0);
   EXPECT_EQ(console.out(), "");
   EXPECT_EQ(board.hardware_trace(),
             (Lines{"ioctl /dev/qznio 0x4004680e {38, 1} = 0", "ioctl /dev/qznio 0x4004680e {38, 0} = 0"}));

@@ -30,8 +30,8 @@ class Rs485DirectionTest : public OnBoard {
 
 TEST_F(Rs485DirectionTest, SendingDrivesThePinHigh) {
   EXPECT_EQ(rs485_ctl(fd, 38, 1), 0);
-  EXPECT_EQ(board.gpio_direction(38), Direction::output);
-  EXPECT_EQ(board.gpio_level(38), 1);
+  EXPECT_EQ(board->general_io.direction(38), Direction::output);
+  EXPECT_EQ(board->general_io.level(38), 1);
   EXPECT_EQ(board.hardware_trace(), (Lines{"ioctl /dev/qznio 0x4004680e {38, 1} = 0"}));
   EXPECT_EQ(console.out(), "");
 }
@@ -40,7 +40,7 @@ TEST_F(Rs485DirectionTest, ReceivingDrivesThePinLow) {
   rs485_ctl(fd, 38, 1);
   board.clear_trace();
   EXPECT_EQ(rs485_ctl(fd, 38, 0), 0);
-  EXPECT_EQ(board.gpio_level(38), 0);
+  EXPECT_EQ(board->general_io.level(38), 0);
   EXPECT_EQ(board.hardware_trace(), (Lines{"ioctl /dev/qznio 0x4004680e {38, 0} = 0"}));
   EXPECT_EQ(console.out(), "");
 }
@@ -55,8 +55,8 @@ TEST_F(Rs485DirectionTest, EverythingBut0IsTheLevel1) {
 
 TEST_F(Rs485DirectionTest, ThePinIsTheCallersChoice) {
   EXPECT_EQ(rs485_ctl(fd, 7, 1), 0);
-  EXPECT_EQ(board.gpio_level(7), 1);
-  EXPECT_EQ(board.gpio_level(38), 0);
+  EXPECT_EQ(board->general_io.level(7), 1);
+  EXPECT_EQ(board->general_io.level(38), 0);
 }
 
 TEST_F(Rs485DirectionTest, TheBoardsOwnTransceiverHangsOnPin38) {
@@ -91,7 +91,7 @@ TEST_F(Rs485DirectionTest, ThePinIsNamedWithoutASign) {
 TEST_F(Rs485DirectionTest, WithoutADescriptorThePinCannotBeDriven) {
   EXPECT_EQ(rs485_ctl(-1, 38, 1), -1);
   EXPECT_EQ(console.lines().back(), "<T1> ERR:Setting rs485 gpio[38] value[1] failure!");
-  EXPECT_EQ(board.gpio_level(38), 0);
+  EXPECT_EQ(board->general_io.level(38), 0);
 }
 
 TEST_F(Rs485DirectionTest, AFailedRequestIsNotTriedAgain) {

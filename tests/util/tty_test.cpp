@@ -39,7 +39,8 @@ class TtyTest : public OnBoard {
   void set(const termios& wanted) const { ASSERT_EQ(::tcsetattr(fd, TCSANOW, &wanted), 0); }
   /// Bytes stand at the board's receiver when this returns.
   void receive(const std::string& bytes) {
-    ASSERT_EQ(::write(board.terminal(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+    ASSERT_EQ(::write(board->terminal.far_end(), bytes.data(), bytes.size()),
+              static_cast<ssize_t>(bytes.size()));
     // By number: not in the board's time.
     for (int looks = 0; waiting() < static_cast<int>(bytes.size()) && looks < 10000; ++looks) {
       ::syscall(SYS_poll, nullptr, 0, 1, 0, 0, 0);

@@ -1,4 +1,3 @@
-// A process that a test starts, with what it prints.
 #include "tests/boardsim/launcher/process.h"
 
 #include <fcntl.h>
