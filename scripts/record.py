@@ -24,12 +24,12 @@ def main(section, command):
     text, page = sys.stdin.read().strip(), PAGE.read_text()
     revision = output_of("git", "describe", "--always", "--dirty", "--tags") or "sources outside of git"
     compiler = output_of("c++", "-dumpfullversion")
-    told = (f"`{command}` on {time.strftime('%Y-%m-%d', time.gmtime())}, {revision}, GCC {compiler}, "
+    heading = (f"`{command}` on {time.strftime('%Y-%m-%d', time.gmtime())}, {revision}, GCC {compiler}, "
             f"{os.cpu_count()} processors ({platform.machine()}):")
     block = re.compile(rf"(?s)(<!-- begin {re.escape(section)} -->\n).*?(<!-- end {re.escape(section)} -->)")
     if not block.search(page):
         sys.exit(f"{PAGE.name} has no section \"{section}\"")
-    PAGE.write_text(block.sub(lambda found: f"{found[1]}\n{told}\n\n{text}\n\n{found[2]}", page))
+    PAGE.write_text(block.sub(lambda found: f"{found[1]}\n{heading}\n\n{text}\n\n{found[2]}", page))
 
 
 if __name__ == "__main__":

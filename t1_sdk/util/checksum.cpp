@@ -1,4 +1,3 @@
-// The byte sums that close stored records.
 #include "t1_sdk/util/checksum.h"
 
 #include <cstdint>

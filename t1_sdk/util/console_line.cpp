@@ -1,4 +1,3 @@
-// One line typed on the console.
 #include "t1_sdk/util/console_line.h"
 
 #include <sys/select.h>
@@ -15,7 +14,7 @@ constexpr char kTab = 9;
 constexpr char kLineFeed = 10;
 constexpr char kBackspace = 8;
 
-/// Whether failures are told on standard output.
+/// Whether failures are printed on standard output.
 enum class Reports { no, yes };
 
 void report(Reports reports, bool failed, const char* text) {

@@ -1,4 +1,3 @@
-// GPIO lines and the IR-cut filter through the 'h' requests of the general I/O driver.
 #include "t1_sdk/util/gpio_ctl.h"
 
 #include <sys/ioctl.h>

@@ -1,4 +1,3 @@
-// Time between two instants.
 #include "t1_sdk/util/interval.h"
 
 #include <cmath>

@@ -1,4 +1,3 @@
-// The direction of an RS485 transceiver.
 #include "t1_sdk/util/rs485_direction.h"
 
 #include <cstdio>

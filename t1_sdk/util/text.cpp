@@ -1,4 +1,3 @@
-// Small helpers for GBK texts and for numbers in texts.
 #include "t1_sdk/util/text.h"
 
 #include <algorithm>

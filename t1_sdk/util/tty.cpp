@@ -1,4 +1,3 @@
-// Line settings of terminal devices.
 #include "t1_sdk/util/tty.h"
 
 #include <termios.h>

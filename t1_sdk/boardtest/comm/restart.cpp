@@ -1,4 +1,3 @@
-// Restart of the board.
 #include "t1_sdk/boardtest/comm/restart.h"
 
 #include <sys/reboot.h>

@@ -1,4 +1,3 @@
-// Storage media.
 #include "t1_sdk/boardtest/comm/storage.h"
 
 #include <fcntl.h>

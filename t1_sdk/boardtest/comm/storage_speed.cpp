@@ -1,4 +1,3 @@
-// How fast and how well a medium stores.
 #include "t1_sdk/boardtest/comm/storage_speed.h"
 
 #include <sys/time.h>

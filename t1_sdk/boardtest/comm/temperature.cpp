@@ -1,4 +1,3 @@
-// The board's temperature sensor.
 #include "t1_sdk/boardtest/comm/temperature.h"
 
 #include <fcntl.h>

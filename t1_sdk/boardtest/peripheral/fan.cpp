@@ -1,4 +1,3 @@
-// The fan of the WPF boards.
 #include "t1_sdk/boardtest/peripheral/fan.h"
 
 #include <unistd.h>

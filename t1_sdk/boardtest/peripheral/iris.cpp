@@ -90,7 +90,7 @@ void run_shell(TestReport&) {
 
 void run_motor_chip(TestReport& report) {
   Descriptor motor(open_node("/dev/motor"));
-  if (motor.get() < 0) return report.fail(1, "打开/dev/qznio失败");  // what stations have always been told
+  if (motor.get() < 0) return report.fail(1, "打开/dev/qznio失败");  // what stations have always received
   if (AA83477_init(motor.get()) < 0) return report.fail_aloud(2, "AA83477_init失败");
   take_iris_from_app(kAppSensorUse);
   set_AA83477_val(motor.get(), 0x27F);

@@ -1,4 +1,3 @@
-// The built-in lights.
 #include "t1_sdk/boardtest/peripheral/light.h"
 
 #include <fcntl.h>

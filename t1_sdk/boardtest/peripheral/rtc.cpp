@@ -1,4 +1,3 @@
-// The real-time clock.
 #include "t1_sdk/boardtest/peripheral/rtc.h"
 
 #include <fcntl.h>

@@ -1,4 +1,3 @@
-// The command channel to the camera's main application.
 #include "t1_sdk/boardtest/platform/app_channel.h"
 
 #include <arpa/inet.h>

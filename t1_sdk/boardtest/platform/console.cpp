@@ -1,4 +1,3 @@
-// The system console.
 #include "t1_sdk/boardtest/platform/console.h"
 
 #include <fcntl.h>

@@ -1,4 +1,3 @@
-// Who the board is.
 #include "t1_sdk/boardtest/platform/device_type.h"
 
 #include <sys/ioctl.h>

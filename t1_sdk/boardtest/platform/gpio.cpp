@@ -1,4 +1,3 @@
-// GPIO lines through the 'G' requests of the general I/O driver.
 #include "t1_sdk/boardtest/platform/gpio.h"
 
 #include <sys/ioctl.h>

@@ -1,4 +1,3 @@
-// Model names by device type code.
 #include "t1_sdk/boardtest/platform/models.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// Opening a device node.
 #include "t1_sdk/boardtest/platform/node.h"
 
 #include <fcntl.h>

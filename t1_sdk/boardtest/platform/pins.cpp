@@ -1,4 +1,3 @@
-// The pin number of each board function.
 #include "t1_sdk/boardtest/platform/pins.h"
 
 gpio_pin_tab g_gpio_sets;

@@ -1,4 +1,3 @@
-// Registers of the FPGA, of the analogue front end and of the stm8 coprocessor.
 #include "t1_sdk/boardtest/platform/registers.h"
 
 #include <fcntl.h>

@@ -1,4 +1,3 @@
-// Messages to the station.
 #include "t1_sdk/boardtest/protocol/message.h"
 
 #include <sys/socket.h>

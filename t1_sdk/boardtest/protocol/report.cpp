@@ -1,4 +1,3 @@
-// How every test reports.
 #include "t1_sdk/boardtest/protocol/report.h"
 
 #include <cstdio>

@@ -1,4 +1,3 @@
-// Blocking transfers over the station's socket.
 #include "t1_sdk/boardtest/protocol/transfer.h"
 
 #include <sys/select.h>

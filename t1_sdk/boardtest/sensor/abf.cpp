@@ -1,4 +1,3 @@
-// Auto back focus.
 #include "t1_sdk/boardtest/sensor/abf.h"
 
 #include <fcntl.h>

@@ -1,4 +1,3 @@
-// The sensor's correction records.
 #include "t1_sdk/boardtest/sensor/correction.h"
 
 #include <cstdio>

@@ -1,4 +1,3 @@
-// The self-test of the camera's application on MA boards.
 #include "t1_sdk/boardtest/sensor/ma.h"
 
 #include <unistd.h>

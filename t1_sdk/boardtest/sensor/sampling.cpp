@@ -1,4 +1,3 @@
-// The bounds of the sampling window.
 #include "t1_sdk/boardtest/sensor/sampling.h"
 
 #include <cstdio>

@@ -1,4 +1,3 @@
-// From a request to the one test that it names.
 #include "t1_sdk/boardtest/service/dispatch.h"
 
 #include <algorithm>

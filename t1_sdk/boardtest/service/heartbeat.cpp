@@ -1,4 +1,3 @@
-// The heartbeat towards the station.
 #include "t1_sdk/boardtest/service/heartbeat.h"
 
 #include <unistd.h>

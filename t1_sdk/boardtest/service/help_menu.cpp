@@ -1,4 +1,3 @@
-// The list of station commands that follows the banner.
 #include "t1_sdk/boardtest/service/help_menu.h"
 
 #include <cstdio>
@@ -10,7 +9,7 @@ using namespace boardtest;
 namespace {
 
 constexpr std::uint8_t kEndOfMenu = 0xFF;
-constexpr int kAnnouncedLines = 19;  // what stations have always been told, whatever the menu holds
+constexpr int kAnnouncedLines = 19;  // what stations have always received, whatever the menu holds
 
 }  // namespace
 

@@ -1,4 +1,3 @@
-// The IPv4 address that the server binds.
 #include "t1_sdk/boardtest/service/local_address.h"
 
 #include <arpa/inet.h>

@@ -1,4 +1,3 @@
-// The test server.
 #include "t1_sdk/boardtest/service/server.h"
 
 #include <netinet/in.h>

@@ -1,4 +1,3 @@
-// One RS485 exchange: a frame that is sent from one port and arrives at another.
 #include "t1_sdk/boardtest/comm/rs485/exchange.h"
 
 #include <cstdio>

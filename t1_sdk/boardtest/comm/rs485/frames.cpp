@@ -1,4 +1,3 @@
-// The frames that travel on RS485 lines.
 #include "t1_sdk/boardtest/comm/rs485/frames.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// The ports of an RS485 test, and what has to happen before they can be used.
 #include "t1_sdk/boardtest/comm/rs485/ports.h"
 
 #include <fcntl.h>

@@ -1,4 +1,3 @@
-// The frame of every alarm variant.
 #include "t1_sdk/boardtest/peripheral/alarm/frame.h"
 
 #include <fcntl.h>

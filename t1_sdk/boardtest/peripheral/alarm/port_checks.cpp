@@ -25,8 +25,8 @@ struct PortTexts {
   const char* stuck_clear_reply;
 };
 
-// T3, T4 and SYNC hang on the same third output of the jig, hence F3 in the texts of all three; T3 and T4
-// share the texts of a short circuit. The last row serves every other mask.
+// T3, T4 and SYNC hang on the same third output of the jig: so there is F3 in the texts of all three; T3 and
+// T4 share the texts of a short circuit. The last row serves every other mask.
 // clang-format off
 constexpr PortTexts kFivePorts[] = {
     {1, "T1口报警输入测试成功",

@@ -1,4 +1,4 @@
-// /devinfo/TG.bin: the timing generator's parameters of several models, as text.
+// How the parameters of a model are found in the file, which looks like this:
 //
 //   [QN-5RX6474]                        a section
 //   [TF2V1][TS3V1][VER1.0][2]           a block: FPGA and sensor (type and version), its own version, pairs

@@ -1,4 +1,3 @@
-// The timing generator's record: as it is stored, summed up and read back.
 #include "t1_sdk/boardtest/sensor/timing_generator/record.h"
 
 #include "t1_sdk/boardtest/platform/factory_store.h"

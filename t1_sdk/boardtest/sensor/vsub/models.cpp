@@ -1,4 +1,3 @@
-// The CCD models: their tables of codes and voltages, and how far each may be trimmed.
 #include "t1_sdk/boardtest/sensor/vsub/models.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// The substrate voltage as the hardware is given it.
 #include "t1_sdk/boardtest/sensor/vsub/output.h"
 
 #include <sys/ioctl.h>

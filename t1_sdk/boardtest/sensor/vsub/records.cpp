@@ -1,4 +1,3 @@
-// The records of the substrate voltage in the factory store.
 #include "t1_sdk/boardtest/sensor/vsub/records.h"
 
 #include "t1_sdk/boardtest/platform/factory_store.h"

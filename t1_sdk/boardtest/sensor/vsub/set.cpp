@@ -1,4 +1,3 @@
-// Setting and showing the substrate voltage.
 #include "t1_sdk/boardtest/sensor/vsub/set.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// Automatic level: the sweep of substrate voltages.
 #include "t1_sdk/boardtest/sensor/vsub/sweep.h"
 
 #include <unistd.h>

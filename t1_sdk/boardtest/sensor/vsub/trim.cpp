@@ -1,4 +1,3 @@
-// Trimming the substrate voltage step by step.
 #include "t1_sdk/boardtest/sensor/vsub/trim.h"
 
 #include <algorithm>
