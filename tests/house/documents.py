@@ -12,7 +12,7 @@ OPTIONS = {
     "./bench": ("bench", r"^ +((?:-\w+ \| )?--[\w-]+)\)"),
     "./run": ("run", r"(--[\w-]+)(?= *[|)])"),
     "boardsim": ("boardsim/tool/options.cpp", r'(?:add_option|add_flag|set_version_flag)\("(?:-\w,)?(--[\w-]+)'),
-    "t1station": ("station/command_line.cpp", r'(--[\w-]+)[",]'),
+    "t1station": ("station/app/command_line.cpp", r'(--[\w-]+)[",]'),
 }
 
 

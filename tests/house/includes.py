@@ -13,6 +13,19 @@ ROOMS = tuple(sorted({found[0] for path in tree.files(".h", ".cpp") for wing in 
 MIDDLE = ("t1_sdk/boardtest/platform/", "t1_sdk/boardtest/protocol/")
 GROUND = ("t1_sdk/util/", "t1_sdk/xmldocument/")
 BOARD = ("boardsim/devices/", "boardsim/families/", "boardsim/kernel/")
+# The rooms of the station, and those below each that it may include.
+STATION = {
+    "tools": ("run", "terminal", "link", "protocol", "text"),
+    "terminal": ("run", "protocol", "catalogue", "text"),
+    "report": ("terminal", "records", "run", "plan", "catalogue", "text"),
+    "run": ("records", "plan", "link", "protocol", "catalogue", "text"),
+    "records": ("plan", "text"),
+    "plan": ("catalogue", "text"),
+    "catalogue": ("protocol", "text"),
+    "link": ("text",),
+    "protocol": ("text",),
+    "text": (),
+}
 MAY_INCLUDE = {
     "t1_sdk/main.cpp": (ROOF,),
     ROOF: WINGS + MIDDLE + GROUND,
@@ -31,7 +44,8 @@ MAY_INCLUDE = {
     "boardsim/families/": ("boardsim/kernel/", "catalogue/"),
     "boardsim/kernel/": (),
     "catalogue/": (),
-    "station/": ("catalogue/",),
+    "station/app/": tuple(f"station/{room}/" for room in STATION) + ("catalogue/",),
+    **{f"station/{room}/": tuple(f"station/{lower}/" for lower in lowers) + ("catalogue/",) for room, lowers in STATION.items()},
     "benchmarks/": ("t1_sdk/",),
     "tests/boardsim/": ("boardsim/", "tests/harness/"),
     "tests/station/": ("station/", "catalogue/", "tests/harness/"),
@@ -40,7 +54,8 @@ MAY_INCLUDE = {
     "tests/": ("t1_sdk/", "catalogue/", "boardsim/board.h"),
 }
 # The drawings of floors, and the house that each of them shows; a room's cell begins with its name.
-DRAWINGS = {"## The floors of the program": "t1_sdk/", "## The floors of the simulated board": "boardsim/"}
+DRAWINGS = {"## The floors of the program": "t1_sdk/", "## The floors of the simulated board": "boardsim/",
+            "## The floors of the station": "station/"}
 # These write numbers, records and texts afresh: not even a header's header is the program's.
 INDEPENDENT = ("boardsim/", "station/", "tests/boardsim/", "tests/station/", "tests/e2e/")
 

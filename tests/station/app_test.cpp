@@ -1,5 +1,5 @@
 // The whole station against a fake board: output, reports and exit codes.
-#include "station/app.h"
+#include "station/app/app.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

@@ -1,13 +1,13 @@
 // The table of tests, and the words that choose from it.
-#include "station/codes.h"
+#include "station/catalogue/codes.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <set>
 
-#include "station/document.h"
-#include "station/errors.h"
+#include "station/protocol/document.h"
+#include "station/text/errors.h"
 
 namespace {
 

@@ -1,12 +1,12 @@
 // Command lines, right and wrong.
-#include "station/command_line.h"
+#include "station/app/command_line.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 
-#include "station/errors.h"
+#include "station/text/errors.h"
 #include "tests/harness/own_directory.h"
 
 namespace {

@@ -1,9 +1,9 @@
 // Requests byte by byte, and every way in which a board's document can be wrong.
-#include "station/document.h"
+#include "station/protocol/document.h"
 
 #include <gtest/gtest.h>
 
-#include "station/errors.h"
+#include "station/text/errors.h"
 #include "tests/station/board_texts.h"
 
 namespace {

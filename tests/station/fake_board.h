@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "station/interrupt.h"
+#include "station/link/interrupt.h"
 
 /// One thing that a fake board does on a connection.
 struct Step {

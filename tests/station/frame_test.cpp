@@ -1,9 +1,9 @@
 // Records: length field, limits, and streams cut anywhere.
-#include "station/frame.h"
+#include "station/protocol/frame.h"
 
 #include <gtest/gtest.h>
 
-#include "station/errors.h"
+#include "station/text/errors.h"
 #include "tests/harness/framing.h"
 
 namespace {

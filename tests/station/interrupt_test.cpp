@@ -1,5 +1,5 @@
 // An operator who wants to stop.
-#include "station/interrupt.h"
+#include "station/link/interrupt.h"
 
 #include <gtest/gtest.h>
 

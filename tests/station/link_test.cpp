@@ -1,5 +1,5 @@
 // Real connections over the loopback network.
-#include "station/link.h"
+#include "station/link/link.h"
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -9,7 +9,7 @@
 
 #include <string>
 
-#include "station/errors.h"
+#include "station/text/errors.h"
 #include "tests/station/fake_board.h"
 
 namespace {

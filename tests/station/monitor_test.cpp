@@ -1,11 +1,11 @@
 // Watching a board.
-#include "station/monitor.h"
+#include "station/tools/monitor.h"
 
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-#include "station/progress.h"
+#include "station/terminal/progress.h"
 #include "tests/station/board_texts.h"
 #include "tests/station/scripted_link.h"
 

@@ -1,11 +1,11 @@
 // Waiting for a board: one that is not there yet, and one that is busy with another station. Time is the
 // script's.
-#include "station/opening.h"
+#include "station/run/opening.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "station/errors.h"
+#include "station/text/errors.h"
 #include "tests/station/board_texts.h"
 #include "tests/station/scripted_link.h"
 

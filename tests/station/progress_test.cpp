@@ -1,11 +1,11 @@
 // What is shown while tests run, on terminals and elsewhere.
-#include "station/progress.h"
+#include "station/terminal/progress.h"
 
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-#include "station/text.h"
+#include "station/text/text.h"
 #include "tests/station/board_texts.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // JSON for machines.
-#include "station/report_json.h"
+#include "station/report/json.h"
 
 #include <gtest/gtest.h>
 

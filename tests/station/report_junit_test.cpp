@@ -1,5 +1,5 @@
 // JUnit XML for build servers.
-#include "station/report_junit.h"
+#include "station/report/junit.h"
 
 #include <gtest/gtest.h>
 

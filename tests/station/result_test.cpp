@@ -1,5 +1,5 @@
 // Counting results, and the exit code of a run.
-#include "station/result.h"
+#include "station/run/result.h"
 
 #include <gtest/gtest.h>
 

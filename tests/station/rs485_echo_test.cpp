@@ -1,5 +1,5 @@
 // The station's part of the RS485 echo test, on a pseudo-terminal with a board at its other end.
-#include "station/rs485_echo.h"
+#include "station/tools/rs485_echo.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -15,10 +15,10 @@
 #include <sstream>
 #include <thread>
 
-#include "station/app.h"
-#include "station/command_line.h"
-#include "station/errors.h"
-#include "station/serial_line.h"
+#include "station/app/app.h"
+#include "station/app/command_line.h"
+#include "station/text/errors.h"
+#include "station/link/serial_line.h"
 #include "tests/station/scripted_link.h"
 
 namespace {

@@ -1,9 +1,9 @@
 // Several tests, broken connections between them, and what is reported for each.
-#include "station/runner.h"
+#include "station/run/runner.h"
 
 #include <gtest/gtest.h>
 
-#include "station/errors.h"
+#include "station/text/errors.h"
 #include "tests/station/board_texts.h"
 #include "tests/station/scripted_link.h"
 

@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "station/clock.h"
-#include "station/errors.h"
-#include "station/link.h"
-#include "station/opening.h"
+#include "station/link/clock.h"
+#include "station/text/errors.h"
+#include "station/link/link.h"
+#include "station/run/opening.h"
 
 /// A clock that stands still until it is moved.
 class ManualClock final : public t1station::Clock {

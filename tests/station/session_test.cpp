@@ -1,9 +1,9 @@
 // One connection: greeting, a test, wrong replies, and the end. Time is the script's.
-#include "station/session.h"
+#include "station/run/session.h"
 
 #include <gtest/gtest.h>
 
-#include "station/errors.h"
+#include "station/text/errors.h"
 #include "tests/station/board_texts.h"
 #include "tests/station/scripted_link.h"
 

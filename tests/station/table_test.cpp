@@ -1,12 +1,12 @@
 // Tables by columns.
-#include "station/table.h"
+#include "station/report/table.h"
 
 #include <gtest/gtest.h>
 
 #include <sstream>
 
-#include "station/codes.h"
-#include "station/text.h"
+#include "station/catalogue/codes.h"
+#include "station/text/text.h"
 #include "tests/station/board_texts.h"
 
 namespace {

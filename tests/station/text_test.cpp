@@ -1,9 +1,9 @@
 // GBK, clean texts and their widths.
-#include "station/text.h"
+#include "station/text/text.h"
 
 #include <gtest/gtest.h>
 
-#include "station/errors.h"
+#include "station/text/errors.h"
 #include "tests/station/board_texts.h"
 
 namespace {

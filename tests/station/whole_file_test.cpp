@@ -1,5 +1,5 @@
 // Report files: whole, or not at all.
-#include "station/whole_file.h"
+#include "station/report/whole_file.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -12,7 +12,7 @@
 #include <sstream>
 #include <system_error>
 
-#include "station/errors.h"
+#include "station/text/errors.h"
 #include "tests/harness/own_directory.h"
 
 namespace {

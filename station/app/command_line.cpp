@@ -1,0 +1,359 @@
+// The command line, by CLI11.
+#include "station/app/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+
+#include "station/catalogue/codes.h"
+#include "station/link/serial_line.h"
+#include "station/report/whole_file.h"
+#include "station/text/errors.h"
+#include "station/text/suggest.h"
+
+namespace t1station {
+namespace {
+
+constexpr std::string_view kCodeMark = "code:";
+
+bool is_negative_code(const std::string& word) {
+  return word.size() > 1 && word[0] == '-' && word[1] >= '0' && word[1] <= '9';
+}
+
+bool takes_value(const CLI::App& app, const std::string& word) {
+  const auto takes = [&word](const CLI::Option* option) {
+    return word.starts_with('-') && option->check_name(word) && option->get_items_expected_max() > 0;
+  };
+  const std::vector<const CLI::Option*> options = app.get_options();
+  if (std::any_of(options.begin(), options.end(), takes)) return true;
+  const std::vector<const CLI::App*> commands = app.get_subcommands({});
+  return std::any_of(commands.begin(), commands.end(),
+                     [&word](const CLI::App* command) { return takes_value(*command, word); });
+}
+
+// Two tests have negative codes, which would pass for options. They are marked before the parser sees them.
+std::vector<std::string> with_marked_codes(const CLI::App& app, const std::vector<std::string>& arguments) {
+  std::vector<std::string> marked;
+  for (const std::string& word : arguments) {
+    const bool is_value = !marked.empty() && takes_value(app, marked.back());
+    if (word == "--" && !is_value) continue;  // every word that looks like a code is one anyway
+    marked.push_back(!is_value && is_negative_code(word) ? std::string(kCodeMark) + word : word);
+  }
+  return marked;
+}
+
+std::string without_mark(const std::string& word) {
+  return word.starts_with(kCodeMark) ? word.substr(kCodeMark.size()) : word;
+}
+
+// Numbers of seconds and the like. CLI11's own check lets "nan" and "inf" pass.
+std::string check_positive(const std::string& word) {
+  double number = 0;
+  if (CLI::detail::lexical_cast(word, number) && std::isfinite(number) && number > 0) return {};
+  return "\"" + word + "\" is no positive number";
+}
+
+std::string check_count(const std::string& word) {
+  std::uint32_t number = 0;
+  const char* end = word.data() + word.size();
+  const auto [stop, error] = std::from_chars(word.data(), end, number);
+  if (error == std::errc() && stop == end && number > 0) return {};
+  return "\"" + word + "\" is no whole number from 1 to 4294967295";
+}
+
+std::string check_speed(const std::string& word) {
+  int number = 0;
+  const char* end = word.data() + word.size();
+  const auto [stop, error] = std::from_chars(word.data(), end, number);
+  if (error != std::errc() || stop != end) return "\"" + word + "\" is no whole number; boards use 38400";
+  try {
+    speed_code(number);
+    return {};
+  } catch (const UsageError& reason) {
+    return reason.what();  // says which speeds there are
+  }
+}
+
+std::string check_color(const std::string& word) {
+  if (word == "auto" || word == "always" || word == "never") return {};
+  return "\"" + word + "\" is none of auto, always and never";
+}
+
+WantedTest parse_test(const std::string& word) {
+  const std::size_t sign = word.find('=');
+  WantedTest test{parse_code(word.substr(0, sign)), std::nullopt};
+  if (sign != std::string::npos) test.parameter = parse_parameter(word.substr(sign + 1));
+  return test;
+}
+
+// Gives the parameter that was said for all to the tests that take one and have none of their own.
+void give_parameter(std::vector<WantedTest>& tests, const std::string& word) {
+  const std::int32_t parameter = parse_parameter(word);
+  bool is_used = false;
+  for (WantedTest& test : tests) {
+    const catalogue::Test* known = catalogue::find_test(test.code);
+    if (test.parameter || (known && !takes_parameter(*known))) continue;
+    test.parameter = parameter;
+    is_used = true;
+  }
+  if (is_used || tests.empty()) return;
+  throw UsageError(
+      "--param is for the tests that set a substrate voltage, and none is asked for without a voltage of its "
+      "own");
+}
+
+void check_family(const std::string& name) {
+  if (catalogue::find_family(name)) return;
+  std::vector<std::string> names;
+  std::string all;
+  for (const catalogue::Family& family : catalogue::families()) {
+    names.emplace_back(family.name);
+    all += " " + names.back();
+  }
+  throw UsageError("there is no board family \"" + name + "\"; there are" + all +
+                   did_you_mean(nearest(name, names)));
+}
+
+// The tests that a family is given, with its usual voltage where one is set.
+std::vector<WantedTest> tests_of(const std::string& family) {
+  check_family(family);
+  const std::int32_t voltage = catalogue::find_family(family)->voltage;
+  std::vector<WantedTest> tests;
+  for (const catalogue::Test* test : catalogue::tests_of(family)) {
+    tests.push_back({test->code, takes_parameter(*test) ? std::optional(voltage) : std::nullopt});
+  }
+  return tests;
+}
+
+void check_reports(const CLI::App& run, const CommandLine& line) {
+  if (run.count("--json") > 0) check_writable(line.json_file);
+  if (run.count("--junit") > 0) check_writable(line.junit_file);
+  if (!line.json_file.empty() && !line.junit_file.empty() && is_same_file(line.json_file, line.junit_file)) {
+    throw UsageError("--json and --junit name the same file, " + line.json_file);
+  }
+}
+
+/// What the parser stores and parse_command_line() makes sense of.
+struct Words {
+  std::string host;
+  std::vector<std::string> tests;
+  std::optional<std::string> parameter;
+  std::optional<std::string> family;
+  std::string color = "auto";
+  bool no_quit = false;
+  bool keep_going = false;
+  bool fail_fast = false;
+};
+
+void add_connection(CLI::App& command, CommandLine& line, Words& words) {
+  const CLI::Validator positive(check_positive, "POSITIVE");
+  command.add_flag("--no-quit", words.no_quit, "Leave without the quit request");
+  command.add_option("--connect-timeout", line.connect_timeout, "Seconds for each try to connect")
+      ->check(positive)
+      ->capture_default_str();
+  command
+      .add_option("--greeting-wait", line.patience.greeting,
+                  "Seconds for banner and menu: the board may be busy with another station")
+      ->check(positive)
+      ->capture_default_str();
+  command
+      .add_option("--wait", line.patience.absence,
+                  "Keep trying for so many seconds while the board or its server is starting")
+      ->check(positive);
+}
+
+CLI::App* add_run(CLI::App& app, CommandLine& line, Words& words) {
+  const CLI::Validator positive(check_positive, "POSITIVE");
+  CLI::App* run = app.add_subcommand("run", "Run tests one after the other");
+  run->add_option("TEST", words.tests,
+                  "Decimal code, hexadecimal code with 0x, or short name; with =N the parameter of this one");
+  run->add_option("-p,--param", words.parameter,
+                  "Voltage in hundredths of a volt (650 for 6.50 V), for the set-sub tests")
+      ->type_name("N");
+  run->add_option("--family", words.family,
+                  "Run all tests that boards of this family are given, instead of TESTs");
+  run->add_option("--timeout", line.timeout,
+                  "Seconds to wait for each reply; else 3 times the usual length + 30")
+      ->check(positive);
+  run->add_option("--json", line.json_file, "Write the results to this file as JSON");
+  run->add_option("--junit", line.junit_file, "Write the results to this file as JUnit XML");
+  run->add_option("--speed", line.speed, "The board runs so many times as fast; for the progress display")
+      ->check(positive);
+  run->add_option("--color", words.color, "auto, always or never")->check(CLI::Validator(check_color, ""));
+  run->add_flag("--quiet", line.quiet, "Do not show banner and menu");
+  CLI::Option* keep_going =
+      run->add_flag("--keep-going", words.keep_going, "Go on after a test that did not pass (the default)");
+  run->add_flag("--fail-fast", words.fail_fast, "Stop after the first test that does not pass")
+      ->excludes(keep_going);
+  add_connection(*run, line, words);
+  run->footer(
+      "Exit codes: 0 all passed, 1 a test failed, 2 interrupted, 4 usage, 5 nothing selected,\n"
+      "6 board unreachable or protocol broken, 7 a report or standard output could not be written.");
+  return run;
+}
+
+CLI::App* add_monitor(CLI::App& app, CommandLine& line, Words& words) {
+  CLI::App* monitor = app.add_subcommand("monitor", "Show every record that the board sends");
+  monitor->add_option("--for", line.limits.seconds, "End so many seconds after the first record")
+      ->check(CLI::Validator(check_positive, "POSITIVE"));
+  monitor->add_option("--records", line.limits.records, "End after so many records")
+      ->check(CLI::Validator(check_count, "POSITIVE"));
+  add_connection(*monitor, line, words);
+  monitor->footer(
+      "Exit codes: 0 a limit is reached, 2 interrupted, 4 usage, 6 board unreachable, closed or unreadable,\n"
+      "7 standard output could not be written.");
+  return monitor;
+}
+
+CLI::App* add_echo(CLI::App& app, CommandLine& line) {
+  CLI::App* echo = app.add_subcommand(
+      "rs485-echo", "Play the station's part of the RS485 echo test on a serial device of this PC");
+  echo->add_option("DEVICE", line.echo.device, "The serial device: /dev/ttyUSB0")->required();
+  echo->add_option("--speed", line.echo.speed, "Bits per second")
+      ->check(CLI::Validator(check_speed, ""))
+      ->capture_default_str();
+  echo->add_option("--timeout", line.echo.timeout, "Seconds to wait for the echo")
+      ->check(CLI::Validator(check_positive, "POSITIVE"))
+      ->capture_default_str();
+  echo->footer(
+      "Exit codes: 0 the echo is right, 1 it is not, 2 interrupted, 4 usage, 6 no echo or no device,\n"
+      "7 standard output could not be written.");
+  return echo;
+}
+
+CLI::App* add_list(CLI::App& app, CommandLine& line) {
+  CLI::App* list = app.add_subcommand("list", "Show the tests; needs no board");
+  list->add_option("--family", line.family,
+                   "Only those that boards of this family are given, in their order");
+  list->footer("Exit codes: 0 shown, 4 usage, 7 standard output could not be written.");
+  return list;
+}
+
+// The command is the first word, or the second one behind HOST. The parser itself would only miss one.
+void check_command(const CLI::App& app, const std::vector<std::string>& arguments) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : app.get_subcommands({})) names.push_back(command->get_name());
+  const auto is_command = [&](const std::string& word) {
+    return std::find(names.begin(), names.end(), word) != names.end();
+  };
+  std::vector<std::string> words;
+  for (const std::string& word : arguments) {
+    if (word.starts_with('-')) {
+      if (words.size() < 2) return;  // an option, of which the parser knows more
+      break;
+    }
+    words.push_back(word);
+  }
+  words.resize(std::min<std::size_t>(words.size(), 2));
+  if (std::any_of(words.begin(), words.end(), is_command)) return;
+  const std::string commands = "there are run, monitor, list and rs485-echo (t1station --help)";
+  if (words.empty()) throw UsageError("which command? " + commands);
+  const std::vector<std::string> meant = nearest(words.back(), names);
+  if (words.size() == 1 && meant.empty())
+    throw UsageError("what is to be done with " + words[0] + "? " + commands);
+  throw UsageError("\"" + words.back() + "\" is no command; " + commands + did_you_mean(meant));
+}
+
+// The parser would take the next word for the value.
+void refuse_missing_values(const std::vector<std::string>& arguments) {
+  for (const std::string& word : arguments) {
+    if (word.starts_with("--") && word.ends_with('='))
+      throw UsageError("\"" + word + "\" is without a value");
+  }
+}
+
+std::string help_of(const CLI::App& app) {
+  for (const CLI::App* command : app.get_subcommands()) {
+    const bool has_board = command->get_name() == "run" || command->get_name() == "monitor";
+    return command->help(has_board ? "t1station HOST" : "t1station");
+  }
+  return app.help();
+}
+
+// Words that are left over, with what they may have been.
+[[noreturn]] void refuse_extra(const CLI::App& app) {
+  for (const CLI::App* command : app.get_subcommands()) {
+    const std::string help = "; \"t1station " + command->get_name() + " --help\" shows what there is";
+    for (const std::string& word : command->remaining()) {
+      std::vector<std::string> options;
+      for (const CLI::Option* option : command->get_options()) {
+        if (!option->get_lnames().empty()) options.push_back("--" + option->get_lnames().front());
+      }
+      const std::string what = word.starts_with('-') ? "\" is no option of " : "\" is not expected behind ";
+      throw UsageError("\"" + word + what + command->get_name() + help +
+                       did_you_mean(nearest(word, options)));
+    }
+  }
+  throw UsageError("\"" + app.remaining().front() +
+                   "\" is not expected; \"t1station --help\" shows what there is");
+}
+
+void finish_run(const CLI::App& run, const Words& words, CommandLine& line) {
+  line.keep_going = !words.fail_fast;
+  if (words.color == "always") line.color = CommandLine::Color::always;
+  if (words.color == "never") line.color = CommandLine::Color::never;
+  for (const std::string& word : words.tests) line.tests.push_back(parse_test(without_mark(word)));
+  if (words.family) {
+    if (!line.tests.empty())
+      throw UsageError("either TESTs or --family, which chooses all of a family's tests");
+    line.tests = tests_of(*words.family);
+  }
+  if (words.parameter) give_parameter(line.tests, *words.parameter);
+  for (const WantedTest& test : line.tests) check_parameter(test.code, test.parameter);
+  check_reports(run, line);
+}
+
+}  // namespace
+
+CommandLine parse_command_line(const std::vector<std::string>& arguments) {
+  CommandLine line;
+  Words words;
+
+  CLI::App app("Runs the factory tests of a board over the network.", "t1station");
+  app.require_subcommand(1);
+  app.set_version_flag("--version", "t1station " T1STATION_VERSION);
+  app.footer("t1station COMMAND --help shows the options and exit codes of a command.");
+  app.add_option("HOST", words.host,
+                 "The board, for run and monitor: HOST or HOST:PORT, port 36001 by default");
+  const CLI::App* list = add_list(app, line);
+  const CLI::App* run = add_run(app, line, words);
+  const CLI::App* monitor = add_monitor(app, line, words);
+  const CLI::App* echo = add_echo(app, line);
+
+  check_command(app, arguments);
+  refuse_missing_values(arguments);
+  std::vector<std::string> reversed = with_marked_codes(app, arguments);
+  std::reverse(reversed.begin(), reversed.end());
+  try {
+    app.parse(reversed);
+  } catch (const CLI::CallForHelp&) {
+    line.help = help_of(app);
+    return line;
+  } catch (const CLI::CallForVersion&) {
+    line.help = app.version() + "\n";
+    return line;
+  } catch (const CLI::ExtrasError&) {
+    refuse_extra(app);
+  } catch (const CLI::ParseError& error) {
+    throw UsageError(error.what());
+  }
+
+  line.quit = !words.no_quit;
+  if (list->parsed()) line.command = CommandLine::Command::list;
+  if (run->parsed()) line.command = CommandLine::Command::run;
+  if (monitor->parsed()) line.command = CommandLine::Command::monitor;
+  if (echo->parsed()) line.command = CommandLine::Command::rs485_echo;
+  const bool needs_board = run->parsed() || monitor->parsed();
+  if (needs_board && words.host.empty()) throw UsageError("which board? HOST or HOST:PORT comes first");
+  if (!needs_board && !words.host.empty()) {
+    throw UsageError(app.get_subcommands().front()->get_name() + " needs no board: leave out " + words.host);
+  }
+  if (needs_board) line.board = parse_address(words.host);
+  if (line.family) check_family(*line.family);
+  if (run->parsed()) finish_run(*run, words, line);
+  return line;
+}
+
+}  // namespace t1station

@@ -1,0 +1,164 @@
+// TCP with non-blocking sockets and poll().
+#include "station/link/link.h"
+
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <memory>
+#include <system_error>
+
+#include "station/text/errors.h"
+
+namespace t1station {
+namespace {
+
+constexpr double kSendPatience = 10;  // seconds without any progress
+
+enum class Event { ready, timed_out, interrupted };
+
+std::string error_text(int error) {
+  return std::generic_category().message(error);
+}
+
+int milliseconds(double seconds) {
+  return static_cast<int>(std::ceil(std::clamp(seconds, 0.0, 1e6) * 1000));
+}
+
+// Waits until the socket is ready for `events`, or for the operator. A signal that is not meant for us ends
+// the wait early, as if the time were over: who must wait it all out asks again.
+Event wait_for(int socket, short events, double seconds, const Interrupt& interrupt) {
+  std::array<pollfd, 2> items{{{socket, events, 0}, {interrupt.descriptor(), POLLIN, 0}}};
+  const int ready = poll(items.data(), items.size(), milliseconds(seconds));
+  if (ready > 0 && items[1].revents != 0) return Event::interrupted;
+  if (ready > 0) return Event::ready;
+  if (ready < 0 && errno != EINTR) throw LinkError("waiting for the board failed: " + error_text(errno));
+  return interrupt.is_raised() ? Event::interrupted : Event::timed_out;
+}
+
+// Connects one socket; 0, or the error number.
+int connect_within(int socket, const addrinfo& where, double seconds, const Interrupt& interrupt) {
+  if (connect(socket, where.ai_addr, where.ai_addrlen) == 0) return 0;
+  if (errno != EINPROGRESS) return errno;
+  switch (wait_for(socket, POLLOUT, seconds, interrupt)) {
+    case Event::interrupted:
+      return EINTR;
+    case Event::timed_out:
+      return ETIMEDOUT;
+    case Event::ready:
+      break;
+  }
+  int error = 0;
+  socklen_t size = sizeof error;
+  return getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
+}
+
+// What a board looks like that is switched off, or starting, or whose server is.
+bool is_absence(int error) {
+  constexpr std::array absences{ECONNREFUSED, ECONNRESET,  ETIMEDOUT, EHOSTUNREACH,
+                                EHOSTDOWN,    ENETUNREACH, ENETDOWN};
+  return std::find(absences.begin(), absences.end(), error) != absences.end();
+}
+
+using AddressList = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
+
+AddressList look_up(const Address& address) {
+  addrinfo hints{};
+  hints.ai_family = AF_INET;
+  hints.ai_socktype = SOCK_STREAM;
+  addrinfo* found = nullptr;
+  const int error = getaddrinfo(address.host.c_str(), address.port.c_str(), &hints, &found);
+  if (error != 0)
+    throw NotThereYet("no address is known for \"" + address.host + "\": " + gai_strerror(error));
+  return {found, &freeaddrinfo};
+}
+
+}  // namespace
+
+Address parse_address(const std::string& text) {
+  const std::size_t colon = text.find(':');
+  Address address{text.substr(0, colon), kDefaultPort};
+  if (colon != std::string::npos) address.port = text.substr(colon + 1);
+  std::uint16_t port = 0;
+  const char* end = address.port.data() + address.port.size();
+  const auto [stop, error] = std::from_chars(address.port.data(), end, port);
+  if (address.host.empty() || error != std::errc() || stop != end || port == 0) {
+    throw UsageError("\"" + text + "\" is no address of a board; HOST or HOST:PORT is due");
+  }
+  return address;
+}
+
+TcpLink::TcpLink(const Address& address, double seconds, const Interrupt& interrupt) : interrupt_(interrupt) {
+  const int error = try_all(address, seconds);
+  if (error == EINTR) throw LinkError("interrupted while connecting to " + address.text());
+  if (error != 0) {
+    const std::string reason = "no connection to " + address.text() + ": " + error_text(error);
+    if (is_absence(error)) throw NotThereYet(reason);
+    throw LinkError(reason);
+  }
+  const int on = 1;
+  setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+}
+
+// Tries each of the host's addresses once; 0, or the last error number.
+int TcpLink::try_all(const Address& address, double seconds) {
+  const AddressList list = look_up(address);
+  int error = ECONNREFUSED;
+  for (const addrinfo* where = list.get(); where && socket_ < 0 && error != EINTR; where = where->ai_next) {
+    const int socket = ::socket(where->ai_family, where->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    error = socket < 0 ? errno : connect_within(socket, *where, seconds, interrupt_);
+    if (error == 0) {
+      socket_ = socket;
+    } else if (socket >= 0) {
+      close(socket);
+    }
+  }
+  return error;
+}
+
+TcpLink::~TcpLink() {
+  close(socket_);
+}
+
+void TcpLink::send(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t sent = ::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    if (sent >= 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(sent));
+    } else if (errno == EAGAIN) {
+      if (wait_for(socket_, POLLOUT, kSendPatience, interrupt_) != Event::ready) {
+        throw LinkError("the board takes no more bytes");
+      }
+    } else if (errno != EINTR) {
+      throw LinkError("sending failed: " + error_text(errno));
+    }
+  }
+}
+
+Received TcpLink::receive(double seconds) {
+  switch (wait_for(socket_, POLLIN, seconds, interrupt_)) {
+    case Event::interrupted:
+      return {Received::Kind::interrupted, {}};
+    case Event::timed_out:
+      return {};
+    case Event::ready:
+      break;
+  }
+  std::array<char, 4096> buffer{};
+  const ssize_t count = recv(socket_, buffer.data(), buffer.size(), 0);
+  if (count > 0) return {Received::Kind::data, std::string(buffer.data(), static_cast<std::size_t>(count))};
+  if (count == 0) return {Received::Kind::closed, "the board closed the connection"};
+  if (errno == EAGAIN || errno == EINTR) return {};
+  return {Received::Kind::closed, "the connection broke: " + error_text(errno)};
+}
+
+}  // namespace t1station

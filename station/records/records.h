@@ -1,0 +1,136 @@
+// The records of a station, one SQLite file: what is said here is on the disk when the call returns.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "station/plan/plan.h"
+
+namespace t1station {
+
+/// The file is not what it should be, belongs to another process, or is of another version: nothing was
+/// changed.
+class RecordsRefused : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Storing failed: nothing more may be started or shown, and the same file must be opened anew before it is
+/// written again.
+class RecordsBroken : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// How an attempt ended.
+enum class AttemptOutcome { passed, failed, timed_out, broken, stopped, interrupted };
+std::string_view attempt_outcome_name(AttemptOutcome outcome);
+
+/// How a run ended.
+enum class Verdict { passed, failed, error, stopped, interrupted };
+std::string_view verdict_name(Verdict verdict);
+
+/// What is known of a run when its unit is scanned.
+struct NewRun {
+  std::string serial;
+  std::string kind = "production";  ///< or "check"
+  std::string station, slot;
+  std::string operator_name;  ///< empty: nobody said
+  std::string software;       ///< name and version of this program
+};
+
+/// What is known of an attempt before its request is sent.
+struct NewAttempt {
+  std::string run;         ///< the run's id
+  std::string connection;  ///< id of the connection that it goes over; empty when none could be made
+  std::string step;
+  std::size_t step_index = 0;  ///< from 0
+  int number = 1;              ///< from 1
+  std::int32_t code = 0;
+  std::optional<std::int32_t> parameter;
+  std::string request;  ///< bytes as they go over the wire, without length
+};
+
+/// A number that was looked for in a reply.
+struct Measurement {
+  std::string name;
+  std::optional<double> value;  ///< nothing: not found
+  std::string unit;
+  std::optional<double> low, high;
+  std::string outcome;  ///< "passed", "low", "high", "not_found"
+};
+
+/// What came of an attempt.
+struct AttemptEnd {
+  AttemptOutcome outcome = AttemptOutcome::broken;
+  double seconds = 0;
+  std::string board_name, description;
+  std::string reply;  ///< bytes as they came over the wire, without length, as far as they came
+  std::optional<std::string> console;  ///< bytes; nothing without one
+  std::string answer;                  ///< "yes", "no", or empty
+  std::vector<Measurement> measurements;
+};
+
+/// Why a run is over, as far as its attempts do not say so.
+struct RunEnd {
+  enum class Why {
+    steps_done,  ///< nothing is left to run
+    stopped,     ///< by a person, or the station was shut down
+    error,       ///< the board could not be reached, its build is not the plan's or changed
+  };
+  Why why = Why::steps_done;
+  std::string reason;  ///< for people; empty: found from the attempts
+  double seconds = 0;
+};
+
+/// An ended run as its end was stored.
+struct EndedRun {
+  Verdict verdict = Verdict::error;
+  std::string reason;
+  bool retried = false;
+  std::int64_t sequence = 0;
+  std::string hash;
+};
+
+/// Today's time as records write it: UTC, "2026-11-22T03:17:12.345Z".
+std::string record_time();
+
+/// The one writer of a file. All members throw RecordsBroken when storing fails; after that every call does.
+class Records {
+ public:
+  /// Opens a file, or makes it. Runs without an end get one, `interrupted`. Throws RecordsRefused: the file
+  /// is of another application, of a newer version, of another process (it says which), on a file system
+  /// whose locks or syncs cannot be trusted, or cannot be opened for writing.
+  explicit Records(const std::string& file);
+  ~Records();
+  Records(const Records&) = delete;
+  Records& operator=(const Records&) = delete;
+
+  /// Stores the plan, when it is new, and the run. Throws RecordsRefused, with the reason, for a unit with
+  /// max_runs behind it; that refusal is an event. Returns the run's id.
+  std::string begin_run(const NewRun& run, const Plan& plan);
+  /// A connection of the run came about: its board and the build line that greeted it. Returns the
+  /// connection's id.
+  std::string add_connection(std::string_view run, std::string_view board, std::string_view build);
+  /// Returns the attempt's id; its request may be sent then.
+  std::string begin_attempt(const NewAttempt& attempt);
+  void end_attempt(std::string_view attempt, const AttemptEnd& end);
+  /// Finds the verdict from what is stored, closes the run and chains it.
+  EndedRun end_run(std::string_view run, const RunEnd& end);
+  /// `detail` is JSON text.
+  void add_event(std::string_view kind, std::string_view slot, std::string_view run,
+                 std::string_view operator_name, std::string_view detail);
+  /// Lets a unit with max_runs behind it run again.
+  void release(std::string_view serial, std::string_view reason, std::string_view operator_name);
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace t1station

@@ -1,0 +1,98 @@
+// Results as JUnit XML. The writer escapes; texts are clean of control characters already.
+#include "station/report/junit.h"
+
+#include <array>
+#include <cstdio>
+#include <pugixml.hpp>
+#include <sstream>
+
+#include "station/catalogue/codes.h"
+#include "station/text/text.h"
+
+namespace t1station {
+namespace {
+
+std::string milliseconds_text(double seconds) {
+  std::array<char, 64> text{};
+  std::snprintf(text.data(), text.size(), "%.3f", seconds);
+  return text.data();
+}
+
+void set(pugi::xml_node& element, const char* name, const std::string& value) {
+  element.append_attribute(name).set_value(value.c_str());
+}
+
+void add_property(pugi::xml_node properties, const char* name, const std::string& value) {
+  pugi::xml_node property = properties.append_child("property");
+  set(property, "name", name);
+  set(property, "value", value);
+}
+
+void set_counts(pugi::xml_node& element, const RunReport& report) {
+  set(element, "tests", std::to_string(report.results.size()));
+  set(element, "failures", std::to_string(report.count(Outcome::failed)));
+  set(element, "errors", std::to_string(report.count(Outcome::timed_out) + report.count(Outcome::broken)));
+}
+
+void add_verdict(pugi::xml_node& test_case, const Result& result) {
+  const char* element = nullptr;
+  switch (result.outcome) {
+    case Outcome::passed:
+      return;
+    case Outcome::failed:
+      element = "failure";
+      break;
+    case Outcome::timed_out:
+    case Outcome::broken:
+      element = "error";
+      break;
+    case Outcome::interrupted:
+    case Outcome::not_run:
+      element = "skipped";
+      break;
+  }
+  const std::string description = clean_text(result.description);
+  pugi::xml_node verdict = test_case.append_child(element);
+  set(verdict, "message", description);
+  if (result.outcome == Outcome::interrupted || result.outcome == Outcome::not_run) return;
+  set(verdict, "type", std::string(outcome_name(result.outcome)));
+  verdict.append_child(pugi::node_pcdata).set_value(description.c_str());
+}
+
+}  // namespace
+
+std::string junit_report(const RunReport& report) {
+  pugi::xml_document xml;
+  pugi::xml_node declaration = xml.append_child(pugi::node_declaration);
+  set(declaration, "version", "1.0");
+  set(declaration, "encoding", "UTF-8");
+
+  pugi::xml_node suites = xml.append_child("testsuites");
+  set_counts(suites, report);
+  set(suites, "time", milliseconds_text(report.seconds()));
+
+  pugi::xml_node suite = suites.append_child("testsuite");
+  set(suite, "name", "boardtest");
+  set_counts(suite, report);
+  set(suite, "skipped", std::to_string(report.count(Outcome::interrupted) + report.count(Outcome::not_run)));
+  set(suite, "time", milliseconds_text(report.seconds()));
+  set(suite, "timestamp", report.started);
+  set(suite, "hostname", report.board);
+
+  add_property(suite.append_child("properties"), "build", clean_text(report.build));
+
+  for (const Result& result : report.results) {
+    pugi::xml_node test_case = suite.append_child("testcase");
+    set(test_case, "classname", "boardtest." + name_of(result.code));
+    set(test_case, "name", std::to_string(result.code) + " " + title_of(result.code));
+    set(test_case, "time", milliseconds_text(result.seconds));
+    if (result.parameter)
+      add_property(test_case.append_child("properties"), "parameter", std::to_string(*result.parameter));
+    add_verdict(test_case, result);
+  }
+  std::ostringstream text;
+  xml.save(text, "  ", pugi::format_default, pugi::encoding_utf8);
+  return text.str();
+}
+
+}  // namespace t1station

@@ -1,0 +1,89 @@
+// Temporary file, then rename.
+#include "station/report/whole_file.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#include "station/text/errors.h"
+
+namespace t1station {
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path real_path(const std::string& path) {
+  std::error_code error;
+  const fs::path existing = fs::canonical(path, error);
+  return error ? fs::path(path) : existing;
+}
+
+fs::path directory_of(const fs::path& path) {
+  return path.has_parent_path() ? path.parent_path() : fs::path(".");
+}
+
+[[noreturn]] void fail(const std::string& path) {
+  throw std::system_error(errno, std::generic_category(), "cannot write " + path);
+}
+
+void write_all(int file, std::string_view content, const std::string& path) {
+  while (!content.empty()) {
+    const ssize_t written = write(file, content.data(), content.size());
+    if (written >= 0) {
+      content.remove_prefix(static_cast<std::size_t>(written));
+    } else if (errno != EINTR) {
+      fail(path);
+    }
+  }
+}
+
+// The rights that a file made in the ordinary way would have.
+mode_t usual_mode() {
+  const mode_t mask = umask(0);
+  umask(mask);
+  return 0666 & ~mask;
+}
+
+}  // namespace
+
+void check_writable(const std::string& path) {
+  std::error_code error;
+  const fs::path target = real_path(path);
+  if (path.empty() || (fs::exists(target, error) && !fs::is_regular_file(target, error))) {
+    throw UsageError("\"" + path + "\" is no plain file");
+  }
+  const fs::path directory = directory_of(target);
+  if (!fs::is_directory(directory, error) || access(directory.c_str(), W_OK) != 0) {
+    throw Unwritable("no file can be made in " + directory.string());
+  }
+}
+
+bool is_same_file(const std::string& one, const std::string& other) {
+  const fs::path first = real_path(one), second = real_path(other);
+  std::error_code error;
+  return first.filename() == second.filename() &&
+         fs::equivalent(directory_of(first), directory_of(second), error);
+}
+
+void write_whole_file(const std::string& path, std::string_view content) {
+  const fs::path target = real_path(path);
+  std::string temporary = (directory_of(target) / (target.filename().string() + ".XXXXXX")).string();
+  const int file = mkstemp(temporary.data());
+  if (file < 0) fail(path);
+  try {
+    write_all(file, content, path);
+    if (fchmod(file, usual_mode()) != 0 || fsync(file) != 0) fail(path);
+    if (rename(temporary.c_str(), target.c_str()) != 0) fail(path);
+  } catch (const std::system_error&) {
+    close(file);
+    unlink(temporary.c_str());
+    throw;
+  }
+  close(file);
+}
+
+}  // namespace t1station

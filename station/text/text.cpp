@@ -1,0 +1,201 @@
+// GBK decoding by the C library's iconv, and a small reader of UTF-8 for cleaning and measuring.
+#include "station/text/text.h"
+
+#include <iconv.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+#include "station/text/errors.h"
+
+namespace t1station {
+namespace {
+
+constexpr std::uint32_t kReplacement = 0xFFFD;
+constexpr std::string_view kReplacementUtf8 = "\xEF\xBF\xBD";
+
+struct Character {
+  std::uint32_t code = kReplacement;  // replacement when the bytes are no character
+  std::string_view bytes;
+};
+
+bool is_continuation(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+
+// The character at the start of a text that is not empty. Bytes that are no UTF-8 are taken one at a time.
+Character first_character(std::string_view text) {
+  struct Form {
+    std::uint32_t lead_mask, lead, smallest;
+    std::size_t size;
+  };
+  static constexpr std::array<Form, 4> kForms{{
+      {0x80, 0x00, 0, 1},
+      {0xE0, 0xC0, 0x80, 2},
+      {0xF0, 0xE0, 0x800, 3},
+      {0xF8, 0xF0, 0x10000, 4},
+  }};
+  const std::uint32_t lead = static_cast<unsigned char>(text[0]);
+  for (const Form& form : kForms) {
+    if ((lead & form.lead_mask) != form.lead || text.size() < form.size) continue;
+    std::uint32_t code = lead & ~form.lead_mask;
+    for (std::size_t i = 1; i < form.size; ++i) {
+      if (!is_continuation(text[i])) return {kReplacement, text.substr(0, 1)};
+      code = code << 6 | (static_cast<unsigned char>(text[i]) & 0x3FU);
+    }
+    const bool is_surrogate = code >= 0xD800 && code <= 0xDFFF;
+    if (code < form.smallest || code > 0x10FFFF || is_surrogate) return {kReplacement, text.substr(0, 1)};
+    return {code, text.substr(0, form.size)};
+  }
+  return {kReplacement, text.substr(0, 1)};
+}
+
+bool may_be_shown(std::uint32_t code) {
+  if (code == '\n' || code == '\t') return true;
+  const bool is_control = code < 0x20 || (code >= 0x7F && code < 0xA0);
+  const bool turns_text_around = (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
+  const bool is_line_end = code == 0x2028 || code == 0x2029;
+  return !is_control && !turns_text_around && !is_line_end && (code & 0xFFFE) != 0xFFFE &&
+         code != kReplacement;
+}
+
+struct Range {
+  std::uint32_t first, last;
+};
+
+// East Asian Width "wide" and "fullwidth", as far as GBK and common fonts reach.
+constexpr std::array<Range, 13> kWideRanges{{
+    {0x1100, 0x115F},
+    {0x2E80, 0x303E},
+    {0x3041, 0x33FF},
+    {0x3400, 0x4DBF},
+    {0x4E00, 0x9FFF},
+    {0xA000, 0xA4CF},
+    {0xAC00, 0xD7A3},
+    {0xF900, 0xFAFF},
+    {0xFE30, 0xFE6F},
+    {0xFF00, 0xFF60},
+    {0xFFE0, 0xFFE6},
+    {0x1F300, 0x1F64F},
+    {0x20000, 0x3FFFD},
+}};
+constexpr std::array<Range, 3> kZeroWidthRanges{{{0x0300, 0x036F}, {0x200B, 0x200F}, {0xFE00, 0xFE0F}}};
+
+template <std::size_t n>
+bool is_in(const std::array<Range, n>& ranges, std::uint32_t code) {
+  for (const Range& range : ranges) {
+    if (code >= range.first && code <= range.last) return true;
+  }
+  return false;
+}
+
+std::size_t width_of(std::uint32_t code) {
+  if (code < 0x20 || is_in(kZeroWidthRanges, code)) return 0;
+  return is_in(kWideRanges, code) ? 2 : 1;
+}
+
+class Converter {
+ public:
+  Converter() : handle_(iconv_open("UTF-8", "GBK")) {
+    // NOLINTNEXTLINE: iconv's own error value
+    if (handle_ == reinterpret_cast<iconv_t>(-1)) throw std::runtime_error("this system cannot decode GBK");
+  }
+  Converter(const Converter&) = delete;
+  Converter& operator=(const Converter&) = delete;
+  ~Converter() { iconv_close(handle_); }
+
+  iconv_t get() const { return handle_; }
+
+ private:
+  iconv_t handle_;
+};
+
+}  // namespace
+
+std::string gbk_to_utf8(std::string_view gbk) {
+  const Converter converter;
+  std::string input(gbk);
+  std::string output(gbk.size() * 3, '\0');  // no GBK character needs more than three bytes of UTF-8
+  char* from = input.data();
+  char* to = output.data();
+  std::size_t from_left = input.size();
+  std::size_t to_left = output.size();
+  if (iconv(converter.get(), &from, &from_left, &to, &to_left) == static_cast<std::size_t>(-1)) {
+    throw ProtocolError("the document is no GBK text: byte " + std::to_string(input.size() - from_left) +
+                        " of " + std::to_string(input.size()) +
+                        (errno == EINVAL ? " starts half a character" : " is wrong"));
+  }
+  output.resize(output.size() - to_left);
+  return output;
+}
+
+std::string clean_text(std::string_view utf8) {
+  std::string clean;
+  while (!utf8.empty()) {
+    const Character character = first_character(utf8);
+    utf8.remove_prefix(character.bytes.size());
+    if (character.code == '\r') continue;
+    clean.append(may_be_shown(character.code) ? character.bytes : kReplacementUtf8);
+  }
+  return clean;
+}
+
+std::size_t display_width(std::string_view utf8) {
+  std::size_t width = 0;
+  while (!utf8.empty()) {
+    const Character character = first_character(utf8);
+    width += width_of(character.code);
+    utf8.remove_prefix(character.bytes.size());
+  }
+  return width;
+}
+
+std::string cut_to_width(std::string_view utf8, std::size_t columns) {
+  std::string cut;
+  while (!utf8.empty()) {
+    const Character character = first_character(utf8);
+    const std::size_t width = width_of(character.code);
+    if (width > columns) break;
+    columns -= width;
+    cut.append(character.bytes);
+    utf8.remove_prefix(character.bytes.size());
+  }
+  return cut;
+}
+
+std::string pad_to_width(std::string_view utf8, std::size_t columns) {
+  std::string padded(utf8);
+  const std::size_t width = display_width(utf8);
+  if (width < columns) padded.append(columns - width, ' ');
+  return padded;
+}
+
+std::vector<std::string> lines_of(std::string_view text) {
+  std::vector<std::string> lines;
+  while (!text.empty()) {
+    const std::size_t end = text.find('\n');
+    std::string_view line = text.substr(0, end);
+    if (!lines.empty() || !line.empty()) lines.emplace_back(line);
+    if (end == std::string_view::npos) break;
+    text.remove_prefix(end + 1);
+  }
+  while (!lines.empty() && lines.back().empty()) lines.pop_back();
+  return lines;
+}
+
+std::string seconds_text(double seconds) {
+  std::array<char, 64> text{};
+  std::snprintf(text.data(), text.size(), "%.1f", seconds);
+  return text.data();
+}
+
+std::string whole_seconds_text(double seconds) {
+  std::string text = seconds_text(seconds);
+  if (text.ends_with(".0")) text.resize(text.size() - 2);
+  return text;
+}
+
+}  // namespace t1station
