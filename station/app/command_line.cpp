@@ -164,6 +164,32 @@ void add_connection(CLI::App& command, CommandLine& line, Words& words) {
       ->check(positive);
 }
 
+void add_plan_options(CLI::App& run, CommandLine& line) {
+  const CLI::Validator positive(check_positive, "POSITIVE");
+  CLI::Option* plan =
+      run.add_option("--plan", line.plan_file, "Take a unit through this plan, instead of TESTs");
+  CLI::Option* serial = run.add_option("--serial", line.serial, "The unit's serial number")->needs(plan);
+  CLI::Option* records =
+      run.add_option("--records", line.records_file, "Keep the run in this file; made when it is missing")
+          ->needs(plan);
+  plan->needs(serial)->needs(records);
+  run.add_option("--operator", line.operator_name, "Who tests, for the records")->needs(plan);
+  run.add_option("--slot", line.slot, "The place of the board, for the records")->needs(plan);
+  run.add_option("--board-wait", line.board_wait,
+                 "Seconds to keep trying, at each connection, while the board starts")
+      ->check(positive)
+      ->needs(plan)
+      ->capture_default_str();
+  run.add_option("--console", line.console, "Serial device with the board's console, kept with each attempt")
+      ->needs(plan);
+  run.add_option("--console-speed", line.console_speed, "Bits per second of the console")
+      ->check(CLI::Validator(check_speed, ""))
+      ->needs(plan)
+      ->capture_default_str();
+  run.add_option("--rs485", line.rs485, "Serial device on which the station plays its part of the echo test")
+      ->needs(plan);
+}
+
 CLI::App* add_run(CLI::App& app, CommandLine& line, Words& words) {
   const CLI::Validator positive(check_positive, "POSITIVE");
   CLI::App* run = app.add_subcommand("run", "Run tests one after the other");
@@ -182,6 +208,7 @@ CLI::App* add_run(CLI::App& app, CommandLine& line, Words& words) {
   run->add_option("--speed", line.speed, "The board runs so many times as fast; for the progress display")
       ->check(positive);
   run->add_option("--color", words.color, "auto, always or never")->check(CLI::Validator(check_color, ""));
+  add_plan_options(*run, line);
   run->add_flag("--quiet", line.quiet, "Do not show banner and menu");
   CLI::Option* keep_going =
       run->add_flag("--keep-going", words.keep_going, "Go on after a test that did not pass (the default)");
@@ -290,7 +317,19 @@ std::string help_of(const CLI::App& app) {
                    "\" is not expected; \"t1station --help\" shows what there is");
 }
 
+// A plan says itself what is run, and how.
+void refuse_beside_plan(const CLI::App& run) {
+  for (const char* option :
+       {"TEST", "--param", "--family", "--timeout", "--wait", "--keep-going", "--fail-fast"}) {
+    if (run.count(option) == 0) continue;
+    const bool is_wait = std::string_view(option) == "--wait";
+    throw UsageError(std::string(option) + " goes with TESTs, not with --plan" +
+                     (is_wait ? ", for which it is --board-wait" : ", which says itself what is run"));
+  }
+}
+
 void finish_run(const CLI::App& run, const Words& words, CommandLine& line) {
+  if (!line.plan_file.empty()) refuse_beside_plan(run);
   line.keep_going = !words.fail_fast;
   if (words.color == "always") line.color = CommandLine::Color::always;
   if (words.color == "never") line.color = CommandLine::Color::never;

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "station/app/command.h"
 #include "station/link/link.h"
 #include "station/run/opening.h"
 #include "station/tools/monitor.h"
@@ -21,7 +22,7 @@ struct WantedTest {
 
 /// A command line that was understood.
 struct CommandLine {
-  enum class Command { help, list, run, monitor, rs485_echo };
+  enum class Command { help, list, run, monitor, rs485_echo, other };
   enum class Color { automatic, always, never };
 
   Command command = Command::help;
@@ -37,10 +38,20 @@ struct CommandLine {
   bool quiet = false;             ///< show neither banner nor menu
   bool keep_going = true;         ///< after a test that did not pass
   Color color = Color::automatic;
+  std::string plan_file;      ///< empty: the tests above
+  std::string serial;         ///< of the unit that goes through the plan
+  std::string records_file;   ///< where its run is kept
+  std::string operator_name;  ///< empty: nobody said
+  std::string slot;           ///< empty: the PC has one place only
+  double board_wait = 60;     ///< seconds for which a board that is not there is tried again, with a plan
+  std::string console;        ///< serial device of the board's console; empty: none
+  int console_speed = 115200;
+  std::string rs485;       ///< serial device for the RS485 echo test; empty: none
   std::string json_file;   ///< empty: no report
   std::string junit_file;  ///< empty: no report
   MonitorLimits limits;
   Rs485Echo echo;
+  Action action;  ///< of `other` commands, each of which is a file of its own
 };
 
 /// Reads the arguments behind the program's name. Throws UsageError for everything that makes no sense.

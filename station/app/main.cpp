@@ -11,7 +11,7 @@
 #include <iostream>
 
 #include "station/app/app.h"
-#include "station/run/result.h"
+#include "station/app/exit_code.h"
 
 namespace {
 
@@ -27,6 +27,11 @@ std::string time_of_day() {
 std::size_t terminal_columns() {
   winsize size{};
   return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+}
+
+std::string host_name() {
+  std::array<char, 256> name{};
+  return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
 }
 
 bool is_set(const char* variable) {
@@ -50,15 +55,13 @@ int main(int argc, char** argv) {
     t1station::Interrupt interrupt;
     interrupt.watch_signals();
     const t1station::SteadyClock clock;
-    const t1station::Environment around{std::cout,
-                                        std::cerr,
-                                        clock,
-                                        interrupt,
-                                        time_of_day(),
-                                        isatty(STDOUT_FILENO) == 1,
-                                        isatty(STDERR_FILENO) == 1,
-                                        is_set("NO_COLOR"),
-                                        terminal_columns()};
+    t1station::Environment around{std::cout, std::cerr, clock, interrupt, time_of_day()};
+    around.out_is_terminal = isatty(STDOUT_FILENO) == 1;
+    around.err_is_terminal = isatty(STDERR_FILENO) == 1;
+    around.in_is_terminal = isatty(STDIN_FILENO) == 1;
+    around.no_color = is_set("NO_COLOR");
+    around.columns = terminal_columns();
+    around.host = host_name();
     return t1station::run_app(std::vector<std::string>(argv + 1, argv + argc), around);
   } catch (const std::exception& error) {
     std::cerr << "t1station: " << error.what() << std::endl;

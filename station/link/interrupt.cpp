@@ -29,7 +29,7 @@ bool is_same_hangup() {
 
 extern "C" void on_signal(int signal) {
   if (!watched || (signal == SIGHUP && is_same_hangup())) return;
-  if (watched->is_raised()) {
+  if (watched->is_raised() || watched->is_accepted()) {
     std::signal(signal, SIG_DFL);
     std::raise(signal);
   }
@@ -64,6 +64,13 @@ void Interrupt::raise() noexcept {
 bool Interrupt::is_raised() const {
   pollfd item{read_end_, POLLIN, 0};
   return poll(&item, 1, 0) == 1;
+}
+
+void Interrupt::accept() noexcept {
+  is_accepted_ = true;
+  std::array<char, 64> bytes{};
+  while (read(read_end_, bytes.data(), bytes.size()) > 0) {
+  }
 }
 
 void Interrupt::release() noexcept {

@@ -19,6 +19,12 @@ class Interrupt {
 
   /// True once raise() was called, unless it is held.
   bool is_raised() const;
+  /// Whether accept() was called.
+  bool is_accepted() const noexcept { return is_accepted_; }
+
+  /// The first raise() has been obeyed: is_raised() is false from now on, so that a board can be left in
+  /// order, and the next signal ends the process.
+  void accept() noexcept;
 
   /// For poll(): readable as long as is_raised() is true.
   int descriptor() const { return read_end_; }
@@ -41,6 +47,7 @@ class Interrupt {
   int write_end_ = -1;
   std::atomic<bool> is_holding_ = false;
   std::atomic<bool> is_noted_ = false;
+  std::atomic<bool> is_accepted_ = false;
 };
 
 /// Holds an interrupt as long as it lives.

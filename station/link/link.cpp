@@ -12,11 +12,10 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
-#include <cmath>
 #include <cstdint>
 #include <memory>
-#include <system_error>
 
+#include "station/link/wait.h"
 #include "station/text/errors.h"
 
 namespace t1station {
@@ -24,37 +23,16 @@ namespace {
 
 constexpr double kSendPatience = 10;  // seconds without any progress
 
-enum class Event { ready, timed_out, interrupted };
-
-std::string error_text(int error) {
-  return std::generic_category().message(error);
-}
-
-int milliseconds(double seconds) {
-  return static_cast<int>(std::ceil(std::clamp(seconds, 0.0, 1e6) * 1000));
-}
-
-// Waits until the socket is ready for `events`, or for the operator. A signal that is not meant for us ends
-// the wait early, as if the time were over: who must wait it all out asks again.
-Event wait_for(int socket, short events, double seconds, const Interrupt& interrupt) {
-  std::array<pollfd, 2> items{{{socket, events, 0}, {interrupt.descriptor(), POLLIN, 0}}};
-  const int ready = poll(items.data(), items.size(), milliseconds(seconds));
-  if (ready > 0 && items[1].revents != 0) return Event::interrupted;
-  if (ready > 0) return Event::ready;
-  if (ready < 0 && errno != EINTR) throw LinkError("waiting for the board failed: " + error_text(errno));
-  return interrupt.is_raised() ? Event::interrupted : Event::timed_out;
-}
-
 // Connects one socket; 0, or the error number.
 int connect_within(int socket, const addrinfo& where, double seconds, const Interrupt& interrupt) {
   if (connect(socket, where.ai_addr, where.ai_addrlen) == 0) return 0;
   if (errno != EINPROGRESS) return errno;
   switch (wait_for(socket, POLLOUT, seconds, interrupt)) {
-    case Event::interrupted:
+    case Waited::interrupted:
       return EINTR;
-    case Event::timed_out:
+    case Waited::timed_out:
       return ETIMEDOUT;
-    case Event::ready:
+    case Waited::ready:
       break;
   }
   int error = 0;
@@ -135,7 +113,7 @@ void TcpLink::send(std::string_view bytes) {
     if (sent >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(sent));
     } else if (errno == EAGAIN) {
-      if (wait_for(socket_, POLLOUT, kSendPatience, interrupt_) != Event::ready) {
+      if (wait_for(socket_, POLLOUT, kSendPatience, interrupt_) != Waited::ready) {
         throw LinkError("the board takes no more bytes");
       }
     } else if (errno != EINTR) {
@@ -146,19 +124,20 @@ void TcpLink::send(std::string_view bytes) {
 
 Received TcpLink::receive(double seconds) {
   switch (wait_for(socket_, POLLIN, seconds, interrupt_)) {
-    case Event::interrupted:
-      return {Received::Kind::interrupted, {}};
-    case Event::timed_out:
+    case Waited::interrupted:
+      return {Received::Kind::interrupted, {}, {}};
+    case Waited::timed_out:
       return {};
-    case Event::ready:
+    case Waited::ready:
       break;
   }
   std::array<char, 4096> buffer{};
   const ssize_t count = recv(socket_, buffer.data(), buffer.size(), 0);
-  if (count > 0) return {Received::Kind::data, std::string(buffer.data(), static_cast<std::size_t>(count))};
-  if (count == 0) return {Received::Kind::closed, "the board closed the connection"};
+  if (count > 0)
+    return {Received::Kind::data, std::string(buffer.data(), static_cast<std::size_t>(count)), {}};
+  if (count == 0) return {Received::Kind::closed, {}, "the board closed the connection"};
   if (errno == EAGAIN || errno == EINTR) return {};
-  return {Received::Kind::closed, "the connection broke: " + error_text(errno)};
+  return {Received::Kind::closed, {}, "the connection broke: " + error_text(errno)};
 }
 
 }  // namespace t1station

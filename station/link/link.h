@@ -14,11 +14,12 @@ struct Received {
   enum class Kind {
     data,        ///< `bytes` holds at least one byte
     nothing,     ///< the time is over, or the wait ended early for no reason of the board's
-    closed,      ///< the board closed the connection, in order or by a reset; `bytes` says how
+    closed,      ///< the board closed the connection, in order or by a reset; `reason` says how
     interrupted  ///< the operator wants to stop
   };
   Kind kind = Kind::nothing;
   std::string bytes;
+  std::string reason;  ///< for people
 };
 
 /// A connection to a board.

@@ -8,9 +8,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cmath>
 #include <system_error>
 
+#include "station/link/wait.h"
 #include "station/text/errors.h"
 
 namespace t1station {
@@ -101,12 +101,7 @@ void SerialLine::fail(const std::string& what) const {
 
 // False when the time is over or the operator interrupts.
 bool SerialLine::is_ready(short events, double seconds) const {
-  std::array<pollfd, 2> items{{{fd_, events, 0}, {interrupt_.descriptor(), POLLIN, 0}}};
-  const int ready =
-      poll(items.data(), items.size(), static_cast<int>(std::ceil(std::clamp(seconds, 0.0, 1e6) * 1000)));
-  if (ready < 0 && errno != EINTR) fail("cannot be waited for");
-  if (ready < 0) return !interrupt_.is_raised();  // whoever asks looks again
-  return ready > 0 && items[1].revents == 0;
+  return wait_for(fd_, events, seconds, interrupt_) == Waited::ready;
 }
 
 void SerialLine::send(std::string_view bytes) const {

@@ -1,6 +1,7 @@
 // T1 records: length field and document.
 #include "station/protocol/frame.h"
 
+#include <algorithm>
 #include <cstdint>
 
 #include "station/text/errors.h"
@@ -49,6 +50,10 @@ std::optional<std::string> RecordReader::next() {
   std::string document = pending_.substr(kLengthFieldSize, static_cast<std::size_t>(length));
   pending_.erase(0, end);
   return document;
+}
+
+std::string RecordReader::part() const {
+  return pending_.substr(std::min(pending_.size(), kLengthFieldSize));
 }
 
 }  // namespace t1station

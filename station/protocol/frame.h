@@ -30,6 +30,9 @@ class RecordReader {
   /// the next record then, so every later call throws too.
   std::optional<std::string> next();
 
+  /// The bytes of a document that have arrived of one that is not whole.
+  std::string part() const;
+
   /// True when part of a record is waiting for its rest.
   bool holds_a_part() const { return !pending_.empty(); }
 

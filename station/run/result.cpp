@@ -1,4 +1,4 @@
-// Counting results, naming them, and the exit code that follows from them.
+// Counting results and naming them.
 #include "station/run/result.h"
 
 #include <algorithm>
@@ -40,15 +40,6 @@ std::size_t RunReport::count(Outcome outcome) const {
 double RunReport::seconds() const {
   return std::accumulate(results.begin(), results.end(), 0.0,
                          [](double sum, const Result& result) { return sum + result.seconds; });
-}
-
-int exit_code_of(const RunReport& report) {
-  if (report.results.empty()) return exit_code::kNothingSelected;
-  if (report.count(Outcome::interrupted) > 0) return exit_code::kInterrupted;
-  if (report.count(Outcome::timed_out) + report.count(Outcome::broken) > 0) return exit_code::kBroken;
-  if (report.count(Outcome::failed) > 0) return exit_code::kFailed;
-  // Tests that were left out, and no reason above: the run was stopped between two tests.
-  return report.count(Outcome::not_run) > 0 ? exit_code::kInterrupted : exit_code::kPassed;
 }
 
 }  // namespace t1station

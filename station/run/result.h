@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "station/records/records.h"
+
 namespace t1station {
 
 /// How one test ended.
@@ -46,6 +48,11 @@ struct Result {
   std::string description;  ///< the board's explanation, or ours when the outcome is neither Pass nor Fail
   double seconds = 0;       ///< from the request to the reply, or to giving up
   std::optional<std::int32_t> parameter = std::nullopt;  ///< what went with the request
+  std::string step;                                      ///< its name in the plan; empty without one
+  std::size_t index = 0;                                 ///< place among the tests, from 0
+  int attempts = 0;  ///< how often it was asked for; the rest is of the last
+  std::vector<Measurement> measurements;
+  std::string answer;  ///< a person's, "yes" or "no"; empty where nobody was asked
 };
 
 /// A whole run, as tables and reports show it.
@@ -54,25 +61,15 @@ struct RunReport {
   std::string started;  ///< ISO 8601 in UTC without zone letter, for example "2024-05-06T07:08:09"
   std::string build;    ///< the board's build line from its banner, empty when it never came
   std::vector<Result> results;
+  int exit_code = 0;                       ///< of the client
+  std::string serial, plan, plan_version;  ///< empty without a plan, as the next two
+  std::string run;                         ///< id in the records
+  std::optional<EndedRun> ended;           ///< as the records say
 
   /// The number of tests with this outcome.
   std::size_t count(Outcome outcome) const;
   /// The sum of all tests' seconds.
   double seconds() const;
 };
-
-/// The exit codes of the client.
-namespace exit_code {
-inline constexpr int kPassed = 0;
-inline constexpr int kFailed = 1;
-inline constexpr int kInterrupted = 2;
-inline constexpr int kUsage = 4;
-inline constexpr int kNothingSelected = 5;
-inline constexpr int kBroken = 6;     // also when the PC itself denies the client what it needs
-inline constexpr int kUnwritten = 7;  // a report or standard output cannot be written, and all is well else
-}  // namespace exit_code
-
-/// The exit code that a run deserves: interrupted before broken or timed out, these before failed.
-int exit_code_of(const RunReport& report);
 
 }  // namespace t1station

@@ -1,12 +1,19 @@
-// Tests in a row, and what to do about the connection when one of them goes wrong.
+// Steps in a row, and what to do about the connection when one of them goes wrong.
 #include "station/run/runner.h"
 
+#include <algorithm>
+
 #include "station/catalogue/codes.h"
+#include "station/plan/measure.h"
 #include "station/text/errors.h"
 #include "station/text/text.h"
 
 namespace t1station {
 namespace {
+
+constexpr std::int32_t kEchoTest = 1024;
+constexpr double kTickSeconds = 0.1;
+constexpr const char* kStopped = "interrupted by the operator";
 
 std::string build_line(const std::vector<ServiceMessage>& greeting) {
   for (const ServiceMessage& message : greeting) {
@@ -19,30 +26,76 @@ std::string build_line(const std::vector<ServiceMessage>& greeting) {
   return {};
 }
 
-std::string timeout_text(const TestRequest& request) {
-  return "no reply within " + whole_seconds_text(request.timeout) +
+std::string timeout_text(double seconds) {
+  return "no reply within " + whole_seconds_text(seconds) +
          " s: the board does not know this code, or the test hangs";
 }
+
+std::string quoted(const std::string& text) {
+  return text.empty() ? "none" : "\"" + text + "\"";
+}
+
+Outcome shown_outcome(AttemptOutcome outcome) {
+  switch (outcome) {
+    case AttemptOutcome::passed:
+      return Outcome::passed;
+    case AttemptOutcome::failed:
+      return Outcome::failed;
+    case AttemptOutcome::timed_out:
+      return Outcome::timed_out;
+    case AttemptOutcome::broken:
+      return Outcome::broken;
+    case AttemptOutcome::stopped:
+    case AttemptOutcome::interrupted:
+      return Outcome::interrupted;
+  }
+  return Outcome::broken;
+}
+
+/// Another board than the run's stands at the address.
+class OtherBoard : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 }  // namespace
 
 void Runner::open() {
   if (session_) return;
-  std::vector<ServiceMessage> greeting;
   try {
-    link_ = opening_.open([&](Link& link, double seconds, const Tick& tick) {
-      session_ = std::make_unique<Session>(link, clock_);
-      greeting = session_->greet(seconds, tick);
-    });
+    greet();
+  } catch (const OtherBoard&) {
+    give_up(true);
+    throw;
+  } catch (const RecordsBroken&) {
+    throw;
   } catch (const std::exception&) {
     give_up(false);
-    is_unreachable_ = true;
     throw;
   }
-  if (!was_greeted_) observer_.greeted(greeting);
-  was_greeted_ = true;
-  build_ = build_line(greeting);
   if (interrupt_.is_raised()) throw Interrupted();
+}
+
+void Runner::greet() {
+  Connected event;
+  link_ = opening_.open([&](Link& link, double seconds, const Tick& on_tick) {
+    session_ = std::make_unique<Session>(link, clock_);
+    event.greeting = session_->greet(seconds, on_tick);
+  });
+  event.build = build_line(event.greeting);
+  event.is_first = !was_greeted_;
+  journal_.connected(event.build);
+  const std::string before = std::exchange(build_, event.build);
+  was_greeted_ = true;
+  listener_.on(event);
+  if (settings_.build && !settings_.build->matches(build_)) {
+    throw OtherBoard("the board's build line, " + quoted(build_) + ", is not one of this plan, " +
+                     quoted(settings_.build->text()));
+  }
+  if (settings_.one_build && !event.is_first && before != build_) {
+    throw OtherBoard("another board, or another program on it: its build line is " + quoted(build_) +
+                     ", and was " + quoted(before));
+  }
 }
 
 void Runner::give_up(bool say_quit) {
@@ -51,59 +104,196 @@ void Runner::give_up(bool say_quit) {
   link_.reset();
 }
 
-void Runner::run_one(const TestRequest& request, Result& result) {
-  double start = clock_.now();
-  try {
-    open();
-    start = clock_.now();
-    const Reply reply = session_->run(request, [this](double elapsed) { observer_.ticked(elapsed); });
-    result.outcome = reply.passed ? Outcome::passed : Outcome::failed;
-    result.test_name = reply.test_name;
-    result.description = reply.description;
-    // The board goes down behind this reply; nothing more is to be said on this connection.
-    if (request.code == kRestartCode) give_up(false);
-  } catch (const Interrupted&) {
-    result.outcome = Outcome::interrupted;
-    result.description = "interrupted by the operator";
-  } catch (const TimedOut&) {
-    result.outcome = Outcome::timed_out;
-    result.description = timeout_text(request);
-  } catch (const std::runtime_error& error) {
-    result.outcome = interrupt_.is_raised() ? Outcome::interrupted : Outcome::broken;
-    result.description = clean_text(error.what());
-  }
-  result.seconds = clock_.now() - start;
-  const bool has_reply = result.outcome == Outcome::passed || result.outcome == Outcome::failed;
-  if (!has_reply) give_up(true);
+void Runner::take_console(AttemptEnd& end) {
+  if (slot_.console == nullptr) return;
+  std::string& kept = end.console.emplace(end.console.value_or(""));
+  kept += slot_.console->take();
+  if (kept.size() > kMostConsole) kept.erase(0, kept.size() - kMostConsole);
 }
 
-std::vector<Result> Runner::run(const std::vector<TestRequest>& requests) {
-  std::vector<Result> results;
-  std::string reason;
-  for (const TestRequest& request : requests) {
-    Result result;
-    result.code = request.code;
-    result.parameter = request.parameter;
-    if (reason.empty() && interrupt_.is_raised()) reason = "interrupted by the operator";
-    if (!reason.empty()) {
-      result.description = reason;
-      results.push_back(std::move(result));
-      continue;
+void Runner::finish_console(AttemptEnd& end) {
+  if (slot_.console == nullptr) return;
+  const double start = clock_.now();
+  double heard = start;
+  std::size_t size = end.console.value_or("").size();
+  while (clock_.now() - heard < kConsoleQuiet && clock_.now() - start < kConsoleWait) {
+    connector_.pause(kConsoleQuiet / 5);
+    take_console(end);
+    if (end.console->size() != size) heard = clock_.now();
+    size = end.console->size();
+  }
+}
+
+void Runner::tick(const Step& step, double elapsed, AttemptEnd& end) {
+  take_console(end);
+  if (slot_.rs485 != nullptr && step.code == kEchoTest) slot_.rs485->tick(elapsed);
+  if (step.confirm && slot_.person != nullptr && end.answer.empty()) {
+    if (const std::optional<bool> answer = slot_.person->answer()) end.answer = *answer ? "yes" : "no";
+  }
+  listener_.on(AttemptTicked{elapsed});
+}
+
+void Runner::await_answer(const Step& step, AttemptEnd& end) {
+  if (!step.confirm) return;
+  const double start = clock_.now();
+  while (end.answer.empty() && slot_.person != nullptr) {
+    const double left = kAnswerTime - (clock_.now() - start);
+    if (left <= 0) break;
+    if (const std::optional<bool> answer = slot_.person->answer()) {
+      end.answer = *answer ? "yes" : "no";
+      break;
     }
-    observer_.started(results.size(), requests.size(), request.code);
-    run_one(request, result);
-    observer_.finished(result);
-    if (result.outcome == Outcome::interrupted) {
-      reason = result.description;
-    } else if (is_unreachable_) {
-      reason = "the board could not be reached";
-    } else if (result.outcome != Outcome::passed && !settings_.keep_going) {
-      reason = "an earlier test did not pass";
+    listener_.on(AnswerAwaited{*step.confirm, left});
+    connector_.pause(kTickSeconds);
+  }
+  if (end.answer.empty()) {
+    end.outcome = AttemptOutcome::timed_out;
+    end.description +=
+        (end.description.empty() ? "" : "\n") + std::string("nobody answered: ") + step.confirm->en;
+  } else if (end.answer == "no") {
+    end.outcome = AttemptOutcome::failed;
+    end.description +=
+        (end.description.empty() ? "" : "\n") + std::string("answered no: ") + step.confirm->en;
+  }
+}
+
+void Runner::measure(const Step& step, AttemptEnd& end) {
+  for (const Measure& measure : step.measures) {
+    end.measurements.push_back(measured(measure, end.description, end.console.value_or(""), end.seconds));
+    const bool is_right = end.measurements.back().outcome == "passed";
+    if (!is_right && end.outcome == AttemptOutcome::passed) end.outcome = AttemptOutcome::failed;
+  }
+}
+
+void Runner::finish_reply(const Step& step, const Reply& reply, AttemptEnd& end) {
+  end.outcome = reply.passed ? AttemptOutcome::passed : AttemptOutcome::failed;
+  end.board_name = reply.test_name;
+  end.description = reply.description;
+  finish_console(end);
+  measure(step, end);
+  if (slot_.rs485 != nullptr && step.code == kEchoTest) {
+    end.partner = slot_.rs485->words();
+    if (!slot_.rs485->is_right()) end.outcome = AttemptOutcome::failed;
+  }
+  await_answer(step, end);
+}
+
+/// Everything between request and verdict of one attempt; what goes wrong on the way is its outcome.
+void Runner::exchange(const Step& step, Result& result, AttemptEnd& end) {
+  const double start = clock_.now();
+  try {
+    if (step.confirm && slot_.person != nullptr) slot_.person->ask(*step.confirm);
+    if (slot_.rs485 != nullptr && step.code == kEchoTest) slot_.rs485->begin();
+    const Reply reply = session_->run({step.code, step.parameter, step.timeout},
+                                      [&](double elapsed) { tick(step, elapsed, end); });
+    end.seconds = clock_.now() - start;
+    end.reply = session_->received();
+    finish_reply(step, reply, end);
+    // The board goes down behind this reply; nothing more is to be said on this connection.
+    if (step.code == kRestartCode) give_up(false);
+  } catch (const Interrupted&) {
+    end.outcome = AttemptOutcome::stopped;
+    end.description = kStopped;
+  } catch (const TimedOut&) {
+    end.outcome = AttemptOutcome::timed_out;
+    end.description = timeout_text(step.timeout);
+  } catch (const std::runtime_error& error) {
+    end.outcome = interrupt_.is_raised() ? AttemptOutcome::stopped : AttemptOutcome::broken;
+    end.description = clean_text(error.what());
+  }
+  if (slot_.person != nullptr && step.confirm) slot_.person->end_question();
+  if (end.seconds == 0) end.seconds = clock_.now() - start;
+  if (session_ && end.reply.empty()) end.reply = session_->received();
+  result.seconds = end.seconds;
+  result.outcome = shown_outcome(end.outcome);
+  result.test_name = end.board_name;
+  result.description = end.description;
+  result.measurements = end.measurements;
+  result.answer = end.answer;
+}
+
+void Runner::attempt(const Step& step, int number, Result& result) {
+  journal_.attempt_starts({.step = step.name,
+                           .step_index = result.index,
+                           .number = number,
+                           .code = step.code,
+                           .parameter = step.parameter,
+                           .request = make_request(step.code, step.parameter)});
+  listener_.on(AttemptStarted{step, number});
+  result.attempts = number;
+  AttemptEnd end;
+  exchange(step, result, end);
+  const bool has_reply = end.outcome == AttemptOutcome::passed || end.outcome == AttemptOutcome::failed;
+  if (!has_reply) give_up(true);
+  journal_.attempt_ended(end);
+  listener_.on(AttemptEnded{step, number, result});
+  if (end.outcome == AttemptOutcome::stopped) stop(kStopped);
+}
+
+void Runner::stop(const std::string& reason) {
+  end_.why = RunEnd::Why::stopped;
+  end_.reason = skip_reason_ = reason;
+  interrupt_.accept();  // the waits of steps with `always` are not to end at once
+}
+
+void Runner::run_step(const Step& step, Result& result) {
+  const double start = clock_.now();
+  for (int number = 1; number <= step.attempts; ++number) {
+    try {
+      open();
+    } catch (const Interrupted&) {
+      result.outcome = Outcome::interrupted;
+      result.description = kStopped;
+      result.seconds = clock_.now() - start;
+      return stop(kStopped);
+    } catch (const RecordsBroken&) {
+      throw;
+    } catch (const std::runtime_error& error) {
+      const bool is_stopped = interrupt_.is_raised();
+      result.outcome = is_stopped ? Outcome::interrupted : Outcome::broken;
+      result.description = clean_text(error.what());
+      result.seconds = clock_.now() - start;
+      if (is_stopped) return stop(kStopped);
+      is_over_ = true;
+      const bool is_other = dynamic_cast<const OtherBoard*>(&error) != nullptr;
+      skip_reason_ = is_other ? result.description : "the board could not be reached";
+      if (end_.why != RunEnd::Why::stopped) end_ = {RunEnd::Why::error, result.description, 0};
+      return;
+    }
+    attempt(step, number, result);
+    if (result.outcome == Outcome::passed || result.outcome == Outcome::interrupted) return;
+  }
+}
+
+bool Runner::may_run(const Step& step) const {
+  return !is_over_ && (skip_reason_.empty() || step.always);
+}
+
+std::vector<Result> Runner::run(const std::vector<Step>& steps) {
+  const double start = clock_.now();
+  std::vector<Result> results;
+  for (const Step& step : steps) {
+    Result result;
+    result.index = results.size();
+    result.step = step.name;
+    result.code = step.code;
+    result.parameter = step.parameter;
+    if (skip_reason_.empty() && interrupt_.is_raised()) stop(kStopped);
+    if (may_run(step)) {
+      listener_.on(StepStarted{result.index, steps.size(), step});
+      run_step(step, result);
+      listener_.on(StepEnded{step, result});
+      if (result.outcome != Outcome::passed && step.stop_on_fail && skip_reason_.empty()) {
+        skip_reason_ = "an earlier test did not pass";
+      }
+    } else {
+      result.description = skip_reason_;
     }
     results.push_back(std::move(result));
   }
   if (session_ && settings_.quit) session_->leave(settings_.leave_timeout);
   give_up(false);
+  end_.seconds = clock_.now() - start;
   return results;
 }
 

@@ -22,8 +22,12 @@ bool belongs_to_greeting(const ServiceMessage& message) {
 }
 
 std::optional<Document> Session::next(double seconds, const Tick& tick) {
-  const std::optional<std::string> record = next_record(seconds, tick);
-  return record ? std::optional<Document>(parse_document(*record)) : std::nullopt;
+  std::optional<std::string> record = next_record(seconds, tick);
+  if (!record) return std::nullopt;
+  received_ = std::move(*record);
+  Document document = parse_document(received_);
+  if (std::holds_alternative<ServiceMessage>(document)) received_.clear();
+  return document;
 }
 
 std::optional<std::string> Session::next_record(double seconds, const Tick& tick) {
@@ -39,7 +43,7 @@ std::optional<std::string> Session::next_record(double seconds, const Tick& tick
         reader_.feed(received.bytes);
         break;
       case Received::Kind::closed:
-        throw LinkError(received.bytes + (reader_.holds_a_part() ? " in the middle of a record" : ""));
+        throw LinkError(received.reason + (reader_.holds_a_part() ? " in the middle of a record" : ""));
       case Received::Kind::interrupted:
         throw Interrupted();
       case Received::Kind::nothing:
@@ -72,6 +76,7 @@ void Session::refuse_stale_replies() {
 }
 
 Reply Session::run(const TestRequest& request, const Tick& tick) {
+  received_.clear();
   refuse_stale_replies();
   link_.send(make_record(make_request(request.code, request.parameter)));
   const double start = clock_.now();

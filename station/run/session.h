@@ -44,6 +44,10 @@ class Session {
   /// Throws TimedOut, Interrupted, LinkError, and ProtocolError for a reply that was not asked for.
   Reply run(const TestRequest& request, const Tick& tick);
 
+  /// What came for the last request, or unasked, as far as it came: the bytes of a document, without length.
+  /// Empty when nothing did.
+  std::string received() const { return received_.empty() ? reader_.part() : received_; }
+
   /// The next document of any kind, or nothing after `seconds`.
   /// Throws Interrupted, LinkError, ProtocolError.
   std::optional<Document> next(double seconds, const Tick& tick = {});
@@ -61,6 +65,7 @@ class Session {
   Link& link_;
   const Clock& clock_;
   RecordReader reader_;
+  std::string received_;
 };
 
 }  // namespace t1station

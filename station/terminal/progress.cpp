@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "station/catalogue/codes.h"
+#include "station/run/slot.h"
 #include "station/text/text.h"
 
 namespace t1station {
@@ -48,18 +49,40 @@ std::string shown_lines(const ServiceMessage& message) {
   return shown;
 }
 
-void Progress::greeted(const std::vector<ServiceMessage>& greeting) {
-  if (!style_.greeting) return;
+void Progress::on(const RunEvent& event) {
+  if (const auto* connected = std::get_if<Connected>(&event)) greeted(*connected);
+  if (const auto* started = std::get_if<StepStarted>(&event)) {
+    index_ = started->index;
+    total_ = started->total;
+    code_ = started->step.code;
+    attempt_ = 1;
+    attempts_ = started->step.attempts;
+    ticked(0);
+  }
+  if (const auto* started = std::get_if<AttemptStarted>(&event)) {
+    attempt_ = started->number;
+    if (started->step.confirm) notice(started->step.confirm->zh + " " + started->step.confirm->en + " [y/n]");
+  }
+  if (const auto* tick = std::get_if<AttemptTicked>(&event)) ticked(tick->elapsed);
+  if (const auto* awaited = std::get_if<AnswerAwaited>(&event)) {
+    redraw(kAnswerTime - awaited->left, awaited->question.en + " [y/n], " + whole(awaited->left) + " s left");
+  }
+  if (const auto* ended_attempt = std::get_if<AttemptEnded>(&event)) ended(*ended_attempt);
+  if (const auto* step = std::get_if<StepEnded>(&event)) finished(step->result);
+}
+
+void Progress::greeted(const Connected& event) {
+  if (!style_.greeting || !event.is_first) return;
   erase_line();
-  for (const ServiceMessage& message : greeting) out_ << shown_lines(message);
+  for (const ServiceMessage& message : event.greeting) out_ << shown_lines(message);
   out_ << std::flush;
 }
 
-void Progress::started(std::size_t index, std::size_t total, std::int32_t code) {
-  index_ = index;
-  total_ = total;
-  code_ = code;
-  ticked(0);
+// Tries behind which another one follows; the last one is said with the step.
+void Progress::ended(const AttemptEnded& event) {
+  const bool is_last = event.number == event.step.attempts || event.result.outcome == Outcome::passed ||
+                       event.result.outcome == Outcome::interrupted;
+  if (!is_last) finished(event.result);
 }
 
 void Progress::ticked(double elapsed) {
@@ -101,7 +124,8 @@ void Progress::finished(const Result& result) {
 
 std::string Progress::heading() const {
   return std::string("[") + std::to_string(index_ + 1) + "/" + std::to_string(total_) + "] " +
-         title_of(code_);
+         title_of(code_) +
+         (attempts_ > 1 ? ", attempt " + std::to_string(attempt_) + " of " + std::to_string(attempts_) : "");
 }
 
 void Progress::erase_line() {

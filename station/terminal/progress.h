@@ -4,7 +4,7 @@
 #include <ostream>
 #include <string>
 
-#include "station/run/runner.h"
+#include "station/run/events.h"
 
 namespace t1station {
 
@@ -18,18 +18,19 @@ struct ProgressStyle {
 };
 
 /// Shows a run, or the wait for a board alone, on a stream.
-class Progress final : public Observer {
+class Progress final : public Listener {
  public:
   Progress(std::ostream& out, const ProgressStyle& style) : out_(out), style_(style) {}
 
   void notice(const std::string& text) override;
   void waiting(const std::string& reason, double elapsed) override;
-  void greeted(const std::vector<ServiceMessage>& greeting) override;
-  void started(std::size_t index, std::size_t total, std::int32_t code) override;
-  void ticked(double elapsed) override;
-  void finished(const Result& result) override;
+  void on(const RunEvent& event) override;
 
  private:
+  void greeted(const Connected& event);
+  void ticked(double elapsed);
+  void ended(const AttemptEnded& event);
+  void finished(const Result& result);
   std::string heading() const;
   void redraw(double elapsed, const std::string& rest);
   void erase_line();
@@ -39,6 +40,7 @@ class Progress final : public Observer {
   std::size_t index_ = 0;
   std::size_t total_ = 0;
   std::int32_t code_ = 0;
+  int attempt_ = 1, attempts_ = 1;
 };
 
 /// The outcome's label, in its color when `color` is set: green, red, or yellow for everything undecided.

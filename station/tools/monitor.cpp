@@ -65,19 +65,19 @@ class Watch {
     }
   }
 
-  int run(Session& session) {
+  Watched run(Session& session) {
     try {
       while (!is_over()) {
         const double left = limits_.seconds ? std::max(0.0, *limits_.seconds - elapsed()) : kLongWait;
         if (const std::optional<std::string> record = session.next_record(left)) show(*record);
       }
     } catch (const Interrupted&) {
-      return exit_code::kInterrupted;
+      return Watched::interrupted;
     } catch (const std::runtime_error& error) {
       print("ended: " + std::string(error.what()) + "\n");
-      return exit_code::kBroken;
+      return Watched::broken;
     }
-    return has_unreadable_ ? exit_code::kBroken : exit_code::kPassed;
+    return has_unreadable_ ? Watched::broken : Watched::to_the_limit;
   }
 
  private:
@@ -117,16 +117,17 @@ class Watch {
 
 }  // namespace
 
-int monitor(Opening& opening, const Clock& clock, const MonitorLimits& limits, bool quit, std::ostream& out) {
+Watched monitor(Opening& opening, const Clock& clock, const MonitorLimits& limits, bool quit,
+                std::ostream& out) {
   Watch watch(clock, limits, out);
   std::unique_ptr<Session> session;
   const std::unique_ptr<Link> link = opening.open([&](Link& fresh, double seconds, const Tick& tick) {
     session = std::make_unique<Session>(fresh, clock);
     watch.greet(*session, seconds, tick);
   });
-  const int code = watch.run(*session);
+  const Watched end = watch.run(*session);
   if (quit) session->leave(0);
-  return code;
+  return end;
 }
 
 }  // namespace t1station

@@ -17,11 +17,18 @@ struct MonitorLimits {
   std::optional<std::size_t> records;
 };
 
+/// How watching ended.
+enum class Watched {
+  to_the_limit,  ///< everything could be read
+  interrupted,   ///< by the operator
+  broken,        ///< the board closed, or something could not be read
+};
+
 /// Opens a connection and shows each record with the seconds since the first one, its kind and its texts,
 /// until a limit is reached and banner and menu have come, or `out` takes no more. Asks the board for
 /// nothing; with `quit` it sends the quit request at the end. A record that cannot be read is shown as such
-/// and spoils the exit code. Returns an exit code: 0 at a limit, 2 when interrupted, 6 when the board closed
-/// or sent anything unreadable. Throws as Opening::open() does.
-int monitor(Opening& opening, const Clock& clock, const MonitorLimits& limits, bool quit, std::ostream& out);
+/// and spoils what is returned. Throws as Opening::open() does.
+Watched monitor(Opening& opening, const Clock& clock, const MonitorLimits& limits, bool quit,
+                std::ostream& out);
 
 }  // namespace t1station

@@ -4,12 +4,11 @@
 #include <cstdio>
 #include <string_view>
 
-#include "station/link/serial_line.h"
-#include "station/run/result.h"
-
 namespace t1station {
 namespace {
 
+constexpr double kBoardListens = 5;  // seconds behind the request
+constexpr std::size_t kMostNoise = 4096;
 constexpr double kEndOfEcho = 0.05;  // seconds of silence that show that nothing comes behind it
 
 // A frame: a mark, the address, the kind, the length of the whole, the content, and the low 8 bits of the
@@ -37,36 +36,83 @@ std::string hexadecimal(std::string_view bytes) {
   return text;
 }
 
+const std::string& first_frame() {
+  static const std::string frame = frame_of(6, "\x11\x62\x80\x32\x34\x12\x78\x56\x9A\xBC");
+  return frame;
+}
+
+const std::string& second_frame() {
+  static const std::string frame = frame_of(2, "\x5A\xA5");
+  return frame;
+}
+
+std::string sent_line(const std::string& frame) {
+  return "sent     " + hexadecimal(frame);
+}
+
+std::string received_line(const std::string& bytes) {
+  return "received " + hexadecimal(bytes);
+}
+
+std::string finding(const std::string& echo) {
+  if (echo.empty()) return "no echo: the board is not waiting for it, or the line is open or turned round";
+  if (echo == first_frame()) return "the echo is right";
+  return echo.size() == first_frame().size() ? "the echo differs" : "the echo has another length";
+}
+
 }  // namespace
 
-int rs485_echo(const Rs485Echo& wanted, const Interrupt& interrupt, std::ostream& out) {
-  const std::string first = frame_of(6, "\x11\x62\x80\x32\x34\x12\x78\x56\x9A\xBC");
-  const std::string second = frame_of(2, "\x5A\xA5");
-
+Echoed rs485_echo(const Rs485Echo& wanted, const Interrupt& interrupt, std::ostream& out) {
   const SerialLine line(wanted.device, wanted.speed, interrupt);
   const auto send = [&](const std::string& frame) {
     line.send(frame);
-    out << "sent     " << hexadecimal(frame) << std::endl;
+    out << sent_line(frame) << std::endl;
   };
-  send(first);
-  std::string echo = line.receive(first.size(), wanted.timeout);
-  if (echo.size() == first.size()) echo += line.receive(first.size(), kEndOfEcho);
-  if (!echo.empty()) out << "received " << hexadecimal(echo) << std::endl;
+  send(first_frame());
+  std::string echo = line.receive(first_frame().size(), wanted.timeout);
+  if (echo.size() == first_frame().size()) echo += line.receive(first_frame().size(), kEndOfEcho);
+  if (!echo.empty()) out << received_line(echo) << std::endl;
   if (interrupt.is_raised()) {
     out << "interrupted" << std::endl;
-    return exit_code::kInterrupted;
+    return Echoed::interrupted;
   }
-  if (echo.empty()) {
-    out << "no echo: the board is not waiting for it, or the line is open or turned round" << std::endl;
-    return exit_code::kBroken;
+  if (echo == first_frame()) send(second_frame());
+  out << finding(echo) << std::endl;
+  if (echo.empty()) return Echoed::nothing;
+  return echo == first_frame() ? Echoed::right : Echoed::wrong;
+}
+
+Rs485Partner::Rs485Partner(const std::string& device, double speed, const Interrupt& interrupt)
+    : line_(device, Rs485Echo().speed, interrupt), begins_(kBoardListens / speed) {}
+
+void Rs485Partner::begin() {
+  is_sent_ = is_right_ = false;
+  echo_.clear();
+  words_.clear();
+  line_.receive(kMostNoise, 0);  // what is left of an attempt before
+}
+
+void Rs485Partner::tick(double elapsed) {
+  if (elapsed < begins_) return;
+  if (!is_sent_) {
+    is_sent_ = true;
+    line_.send(first_frame());
+    words_ = sent_line(first_frame()) + "\n";
   }
-  if (echo != first) {
-    out << (echo.size() == first.size() ? "the echo differs" : "the echo has another length") << std::endl;
-    return exit_code::kFailed;
+  echo_ += line_.receive(kMostNoise, 0);
+  if (echo_ == first_frame() && !is_right_) {
+    is_right_ = true;
+    line_.send(second_frame());
+    words_ += received_line(echo_) + "\n" + sent_line(second_frame()) + "\n";
+  } else if (is_right_ && echo_ != first_frame()) {
+    is_right_ = false;  // more came behind it
   }
-  send(second);
-  out << "the echo is right" << std::endl;
-  return exit_code::kPassed;
+}
+
+std::string Rs485Partner::words() const {
+  if (!is_sent_) return "nothing was sent: the reply came first";
+  const std::string heard = is_right_ || echo_.empty() ? "" : received_line(echo_) + "\n";
+  return words_ + heard + finding(echo_);
 }
 
 }  // namespace t1station
