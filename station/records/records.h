@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "station/plan/measure.h"
 #include "station/plan/plan.h"
 
 namespace t1station {
@@ -54,15 +55,6 @@ struct NewAttempt {
   std::int32_t code = 0;
   std::optional<std::int32_t> parameter;
   std::string request;  ///< bytes as they go over the wire, without length
-};
-
-/// A number that was looked for in a reply.
-struct Measurement {
-  std::string name;
-  std::optional<double> value;  ///< nothing: not found
-  std::string unit;
-  std::optional<double> low, high;
-  std::string outcome;  ///< "passed", "low", "high", "not_found"
 };
 
 /// What came of an attempt.
