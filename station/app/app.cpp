@@ -126,6 +126,8 @@ int obey(const CommandLine& line, const Environment& around) {
       return watch(line, around);
     case CommandLine::Command::rs485_echo:
       return echo(line, around);
+    case CommandLine::Command::other:
+      return line.action(around);
   }
   return exit_code::kUsage;
 }

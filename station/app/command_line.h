@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "station/app/command.h"
 #include "station/link/link.h"
 #include "station/run/opening.h"
 #include "station/tools/monitor.h"
@@ -21,10 +22,11 @@ struct WantedTest {
 
 /// A command line that was understood.
 struct CommandLine {
-  enum class Command { help, list, run, monitor, rs485_echo };
+  enum class Command { help, list, run, monitor, rs485_echo, other };
   enum class Color { automatic, always, never };
 
   Command command = Command::help;
+  Action action;     ///< what `other` does
   std::string help;  ///< the text to show for `help`, which may be the version
   std::optional<Address> board;
   std::optional<std::string> family;  ///< for `list`: whose tests to show; of one that there is

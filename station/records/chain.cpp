@@ -74,7 +74,8 @@ std::string canonical(const Value& value) {
   if (const auto* integer = std::get_if<std::int64_t>(&value)) {
     return "I" + eight_bytes(static_cast<std::uint64_t>(*integer));
   }
-  if (const auto* real = std::get_if<double>(&value)) return "R" + eight_bytes(std::bit_cast<std::uint64_t>(*real));
+  if (const auto* real = std::get_if<double>(&value))
+    return "R" + eight_bytes(std::bit_cast<std::uint64_t>(*real));
   if (const auto* text = std::get_if<std::string>(&value)) return canonical_text(*text);
   if (const auto* blob = std::get_if<Blob>(&value)) return with_size('B', blob->bytes);
   return "N";

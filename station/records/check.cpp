@@ -102,7 +102,8 @@ class Check {
       }
     }
     for (const auto& [name, parts] : found) {
-      if (!expected.contains(name) && !name.starts_with("sqlite_stat")) find("the schema: " + name + " was added");
+      if (!expected.contains(name) && !name.starts_with("sqlite_stat"))
+        find("the schema: " + name + " was added");
     }
     if (database_->single("PRAGMA user_version") != Value(kSchemaVersion)) {
       find("the schema's version is not " + std::to_string(kSchemaVersion));
@@ -110,7 +111,8 @@ class Check {
   }
 
   void look_at_references() {
-    Statement rows(*database_, "SELECT \"table\", parent, count(*) FROM pragma_foreign_key_check GROUP BY 1, 2");
+    Statement rows(*database_,
+                   "SELECT \"table\", parent, count(*) FROM pragma_foreign_key_check GROUP BY 1, 2");
     while (rows.step()) {
       find(rows.text(0) + ": " + std::to_string(rows.integer(2)) + " without their " + rows.text(1));
     }
@@ -163,7 +165,8 @@ class Check {
 
   void look_at_gap(std::int64_t last, const StoredRun& run) {
     if (*run.sequence == last + 1) return;
-    if (*run.sequence == last + 2) return find("the run of sequence " + std::to_string(last + 1) + " is missing");
+    if (*run.sequence == last + 2)
+      return find("the run of sequence " + std::to_string(last + 1) + " is missing");
     find("the runs of sequence " + std::to_string(last + 1) + " to " + std::to_string(*run.sequence - 1) +
          " are missing");
   }
@@ -178,7 +181,8 @@ class Check {
 
   // Runs that the chain does not hold.
   void look_at_ends() {
-    Statement rows(*database_, "SELECT id, serial, verdict, hash FROM run WHERE sequence IS NULL ORDER BY id");
+    Statement rows(*database_,
+                   "SELECT id, serial, verdict, hash FROM run WHERE sequence IS NULL ORDER BY id");
     while (rows.step()) {
       const std::string name = "run " + rows.text(0) + " (" + rows.text(1) + ")";
       if (rows.is_null(2) && rows.is_null(3)) {
@@ -207,7 +211,8 @@ class Check {
           "event " + rows.text(0) + " (sequence " + std::to_string(rows.integer(kSequence)) + ")";
       if (rows.integer(kSequence) != last + 1) find(name + ": the one before it is missing");
       if (values.back() != previous) find(name + ": it does not follow the event before it");
-      if (rows.text(kColumns) != row_hash("event", values)) find(name + ": it is not what it was: its hash differs");
+      if (rows.text(kColumns) != row_hash("event", values))
+        find(name + ": it is not what it was: its hash differs");
       last = rows.integer(kSequence);
       previous = rows.value(kColumns);
       ++report_.events;

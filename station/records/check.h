@@ -15,8 +15,8 @@ struct CheckReport {
 };
 
 /// Looks at everything in a file, which may be in use: the database's own integrity, the schema with its
-/// triggers, references, every plan's id, every hash, the order of runs and events, and that each pass is one.
-/// `head`: a hash that must be in the chain. Throws RecordsRefused when these are no records at all.
+/// triggers, references, every plan's id, every hash, the order of runs and events, and that each pass is
+/// one. `head`: a hash that must be in the chain. Throws RecordsRefused when these are no records at all.
 CheckReport check_records(const std::string& file, const std::optional<std::string>& head = std::nullopt);
 
 }  // namespace t1station

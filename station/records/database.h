@@ -69,7 +69,9 @@ class Statement {
   /// Goes to the next row; false behind the last one. Throws SqlError.
   bool step();
   /// Runs a statement that returns no rows. Throws SqlError.
-  void run() { while (step()) continue; }
+  void run() {
+    while (step()) continue;
+  }
 
   /// Columns of the row that step() found, from 0.
   Value value(int column) const;

@@ -60,8 +60,7 @@ std::string record_time() {
 
 std::string new_id() {
   const std::uint64_t tick = next_tick();
-  const std::uint64_t high =
-      tick / kNumbersPerMillisecond << 16U | 0x7000U | tick % kNumbersPerMillisecond;
+  const std::uint64_t high = tick / kNumbersPerMillisecond << 16U | 0x7000U | tick % kNumbersPerMillisecond;
   const std::uint64_t low = (random_number() & 0x3FFFFFFFFFFFFFFFU) | 0x8000000000000000U;
   std::string id;
   for (const std::uint64_t half : {high, low}) {

@@ -13,8 +13,8 @@ namespace t1station {
 /// The start of a SELECT that load_run_row() reads a row of: "SELECT ... FROM run JOIN plan ...".
 std::string_view select_runs();
 
-/// A run without its connections and attempts, from the row at which a statement that begins with select_runs()
-/// stands.
+/// A run without its connections and attempts, from the row at which a statement that begins with
+/// select_runs() stands.
 StoredRun load_run_row(const Statement& row);
 
 /// Adds the connections and attempts. Throws SqlError.

@@ -32,8 +32,8 @@ Owner::Owner(const std::string& file) {
     const std::string owner = content_of(lock_);
     close(lock_);
     if (reason != EWOULDBLOCK) throw RecordsBroken("cannot lock " + name + ": " + std::strerror(reason));
-    throw RecordsRefused(file + " belongs to another process: " +
-                         (owner.empty() ? "it has not said yet who it is" : owner));
+    throw RecordsRefused(
+        file + " belongs to another process: " + (owner.empty() ? "it has not said yet who it is" : owner));
   }
   const std::string text =
       "process " + std::to_string(getpid()) + " on " + host_name() + " since " + record_time() + "\n";

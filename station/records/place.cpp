@@ -79,14 +79,16 @@ std::string read_header(const std::string& file) {
 
 std::uint32_t number_at(const std::string& header, std::size_t place) {
   std::uint32_t number = 0;
-  for (std::size_t i = place; i < place + 4; ++i) number = number << 8U | static_cast<unsigned char>(header[i]);
+  for (std::size_t i = place; i < place + 4; ++i)
+    number = number << 8U | static_cast<unsigned char>(header[i]);
   return number;
 }
 
 // How many of the four bytes of the application's number are not ours.
 int foreign_bytes(std::uint32_t application) {
   int count = 0;
-  for (std::uint32_t rest = application ^ static_cast<std::uint32_t>(kApplicationId); rest != 0; rest >>= 8U) {
+  for (std::uint32_t rest = application ^ static_cast<std::uint32_t>(kApplicationId); rest != 0;
+       rest >>= 8U) {
     count += (rest & 0xFFU) != 0 ? 1 : 0;
   }
   return count;
@@ -103,8 +105,8 @@ FileKind kind_of(const std::string& header) {
   }
   if (!is_database) return FileKind::no_database;
   // What is new lies in the file beside it as yet: no number, and no table.
-  const bool has_no_table = header[kFirstTable] == kLeaf && header[kFirstTable + 3] == 0 &&
-                            header[kFirstTable + 4] == 0;
+  const bool has_no_table =
+      header[kFirstTable] == kLeaf && header[kFirstTable + 3] == 0 && header[kFirstTable + 4] == 0;
   if (application == 0 && has_no_table) return FileKind::empty;
   return foreign_bytes(application) == 1 ? FileKind::damaged : FileKind::foreign;
 }

@@ -17,15 +17,15 @@ enum class FileKind {
   foreign,      ///< another application's database
 };
 
-/// Looks at a file's first bytes. Throws RecordsRefused for a folder and everything else that is no plain file,
-/// and for a file that cannot be read.
+/// Looks at a file's first bytes. Throws RecordsRefused for a folder and everything else that is no plain
+/// file, and for a file that cannot be read.
 FileKind look_at(const std::string& file);
 
 /// Throws RecordsRefused unless records may be read at this path.
 void check_readable_records(const std::string& file);
 
-/// Throws RecordsRefused unless records may be written at this path, RecordsBroken where the file or its folder
-/// is read-only.
+/// Throws RecordsRefused unless records may be written at this path, RecordsBroken where the file or its
+/// folder is read-only.
 void check_writable_records(const std::string& file);
 
 /// The name of a file system whose locks or syncs cannot be trusted, by the number that statfs() gives; empty

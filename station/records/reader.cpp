@@ -84,7 +84,8 @@ std::unique_ptr<Database> open_for_reading(const std::string& file) {
     const bool has_log = std::filesystem::exists(real + "-wal");
     if (!is_closed_to_us || has_log) throw;
   }
-  return open_as(real, Database::Access::immutable);  // a medium that cannot be written: nobody else writes there
+  return open_as(real,
+                 Database::Access::immutable);  // a medium that cannot be written: nobody else writes there
 }
 
 std::optional<std::string> whole_time(std::string_view word) {
@@ -148,7 +149,8 @@ std::optional<StoredRun> RecordsReader::run(std::string_view id) {
 
 std::optional<std::string> RecordsReader::head() {
   return reading([&]() -> std::optional<std::string> {
-    const Value hash = database_->single("SELECT hash FROM run WHERE sequence IS NOT NULL ORDER BY sequence DESC LIMIT 1");
+    const Value hash =
+        database_->single("SELECT hash FROM run WHERE sequence IS NOT NULL ORDER BY sequence DESC LIMIT 1");
     const auto* text = std::get_if<std::string>(&hash);
     return text ? std::optional(*text) : std::nullopt;
   });

@@ -39,8 +39,8 @@ class RecordsReader {
   RecordsReader(const RecordsReader&) = delete;
   RecordsReader& operator=(const RecordsReader&) = delete;
 
-  /// Calls for each run, oldest first, without its connections and attempts. Throws RecordsBroken when the file
-  /// cannot be read.
+  /// Calls for each run, oldest first, without its connections and attempts. Throws RecordsBroken when the
+  /// file cannot be read.
   void for_each_row(const RunFilter& filter, const std::function<void(const StoredRun&)>& call);
   /// The same with all that belongs to the run.
   void for_each(const RunFilter& filter, const std::function<void(const StoredRun&)>& call);

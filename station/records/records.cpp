@@ -20,7 +20,8 @@ namespace {
 // In the order of the enumerations.
 constexpr std::array<std::string_view, 6> kOutcomeNames{"passed", "failed",  "timed_out",
                                                         "broken", "stopped", "interrupted"};
-constexpr std::array<std::string_view, 5> kVerdictNames{"passed", "failed", "error", "stopped", "interrupted"};
+constexpr std::array<std::string_view, 5> kVerdictNames{"passed", "failed", "error", "stopped",
+                                                        "interrupted"};
 
 // JSON text, whatever bytes the texts in it have.
 std::string json_text(const nlohmann::ordered_json& json) {
@@ -34,8 +35,7 @@ std::string json_text(std::string_view serial, std::string_view reason) {
 // What could not be opened, in the words of what to do about it.
 [[noreturn]] void refuse_to_open(const std::string& file, const SqlError& error) {
   if (error.kind() == SQLITE_NOTADB || error.kind() == SQLITE_CORRUPT) {
-    throw RecordsRefused(file + " is damaged (" + error.what() +
-                         "): \"t1station records check\" says where");
+    throw RecordsRefused(file + " is damaged (" + error.what() + "): \"t1station records check\" says where");
   }
   if (error.kind() == SQLITE_BUSY) {
     throw RecordsRefused(file + " is being written by another program: " + error.what());
@@ -43,8 +43,8 @@ std::string json_text(std::string_view serial, std::string_view reason) {
   throw RecordsBroken(file + " cannot be written: " + error.what());
 }
 
-// What an earlier process wrote and could not sync may stand in the PC's memory only, and later syncs would not
-// know: it is written once more, into the database itself, before anything is put behind it.
+// What an earlier process wrote and could not sync may stand in the PC's memory only, and later syncs would
+// not know: it is written once more, into the database itself, before anything is put behind it.
 void settle(Database& database) {
   database.single("PRAGMA wal_checkpoint(TRUNCATE)");
 }

@@ -28,8 +28,8 @@ struct StoredAttempt {
   std::optional<std::string> ended;
   std::optional<double> seconds;
   std::optional<std::string> outcome, board_name, description;
-  std::string request;                          ///< bytes
-  std::optional<std::string> reply, console;    ///< bytes
+  std::string request;                        ///< bytes
+  std::optional<std::string> reply, console;  ///< bytes
   std::optional<std::string> answer;
   std::vector<StoredMeasurement> measurements;
 };

@@ -63,8 +63,8 @@ constexpr std::string_view kAttemptTable = R"(CREATE TABLE attempt (
   CHECK ((outcome IS NULL) = (ended IS NULL))
 ) STRICT, WITHOUT ROWID)";
 
-// A replacing INSERT or UPDATE deletes without asking a trigger for deletions: what it would replace is looked
-// for before.
+// A replacing INSERT or UPDATE deletes without asking a trigger for deletions: what it would replace is
+// looked for before.
 constexpr std::string_view kRunInsert = R"(CREATE TRIGGER run_insert BEFORE INSERT ON run
 WHEN NEW.verdict IS NOT NULL OR NEW.ended IS NOT NULL OR NEW.hash IS NOT NULL OR NEW.previous IS NOT NULL
   OR EXISTS (SELECT 1 FROM run WHERE id = NEW.id)
@@ -177,16 +177,21 @@ BEGIN SELECT RAISE(ABORT, 'an event is stored once, behind all others'); END)"},
     {"forwarded_insert", R"(CREATE TRIGGER forwarded_insert BEFORE INSERT ON forwarded
 WHEN EXISTS (SELECT 1 FROM forwarded WHERE run_id = NEW.run_id)
 BEGIN SELECT RAISE(ABORT, 'a run is forwarded once'); END)"},
-    {"plan_update", "CREATE TRIGGER plan_update BEFORE UPDATE ON plan\n"
-                    "BEGIN SELECT RAISE(ABORT, 'a plan is never changed'); END"},
-    {"connection_update", "CREATE TRIGGER connection_update BEFORE UPDATE ON connection\n"
-                          "BEGIN SELECT RAISE(ABORT, 'a connection is never changed'); END"},
-    {"measurement_update", "CREATE TRIGGER measurement_update BEFORE UPDATE ON measurement\n"
-                           "BEGIN SELECT RAISE(ABORT, 'a measurement is never changed'); END"},
-    {"event_update", "CREATE TRIGGER event_update BEFORE UPDATE ON event\n"
-                     "BEGIN SELECT RAISE(ABORT, 'an event is never changed'); END"},
-    {"forwarded_update", "CREATE TRIGGER forwarded_update BEFORE UPDATE ON forwarded\n"
-                         "BEGIN SELECT RAISE(ABORT, 'what was forwarded stays so'); END"},
+    {"plan_update",
+     "CREATE TRIGGER plan_update BEFORE UPDATE ON plan\n"
+     "BEGIN SELECT RAISE(ABORT, 'a plan is never changed'); END"},
+    {"connection_update",
+     "CREATE TRIGGER connection_update BEFORE UPDATE ON connection\n"
+     "BEGIN SELECT RAISE(ABORT, 'a connection is never changed'); END"},
+    {"measurement_update",
+     "CREATE TRIGGER measurement_update BEFORE UPDATE ON measurement\n"
+     "BEGIN SELECT RAISE(ABORT, 'a measurement is never changed'); END"},
+    {"event_update",
+     "CREATE TRIGGER event_update BEFORE UPDATE ON event\n"
+     "BEGIN SELECT RAISE(ABORT, 'an event is never changed'); END"},
+    {"forwarded_update",
+     "CREATE TRIGGER forwarded_update BEFORE UPDATE ON forwarded\n"
+     "BEGIN SELECT RAISE(ABORT, 'what was forwarded stays so'); END"},
 }};
 
 constexpr std::array<std::string_view, 7> kTables{"plan",        "run",   "connection", "attempt",
@@ -196,8 +201,7 @@ std::vector<std::string> deletion_triggers() {
   std::vector<std::string> triggers;
   for (const std::string_view table : kTables) {
     triggers.push_back("CREATE TRIGGER " + std::string(table) + "_delete BEFORE DELETE ON " +
-                       std::string(table) +
-                       "\nBEGIN SELECT RAISE(ABORT, 'records are never deleted'); END");
+                       std::string(table) + "\nBEGIN SELECT RAISE(ABORT, 'records are never deleted'); END");
   }
   return triggers;
 }

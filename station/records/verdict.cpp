@@ -57,8 +57,8 @@ std::optional<std::string> trouble_with_measure(const StoredAttempt& attempt, co
   }
   if (!found) return measure.name + " was not measured";
   if (!found->value || found->outcome != "passed") return measure.name + " is " + found->outcome;
-  const bool is_inside = (!measure.low || *found->value >= *measure.low) &&
-                         (!measure.high || *found->value <= *measure.high);
+  const bool is_inside =
+      (!measure.low || *found->value >= *measure.low) && (!measure.high || *found->value <= *measure.high);
   return is_inside ? std::nullopt : std::optional(measure.name + " is outside the plan's limits");
 }
 
@@ -79,7 +79,8 @@ std::optional<std::string> doubt_about(const StoredAttempt& attempt, const Store
   return std::nullopt;
 }
 
-// Nothing when the attempts are numbered 1, 2, 3 ..., no more than the plan allows, all but the last not passed.
+// Nothing when the attempts are numbered 1, 2, 3 ..., no more than the plan allows, all but the last not
+// passed.
 std::optional<std::string> trouble_with_numbers(const Attempts& attempts, const Step& step) {
   if (attempts.size() > static_cast<std::size_t>(step.attempts)) return "more attempts than the plan allows";
   for (std::size_t i = 0; i < attempts.size(); ++i) {
@@ -94,7 +95,8 @@ std::string words_of(const StoredAttempt& attempt, std::size_t tries) {
   if (words == "timed_out") words = "no reply in time";
   for (const StoredMeasurement& measurement : attempt.measurements) {
     if (measurement.outcome == "passed") continue;
-    words += ", " + measurement.name + (measurement.outcome == "not_found" ? " not found" : " too " + measurement.outcome);
+    words += ", " + measurement.name +
+             (measurement.outcome == "not_found" ? " not found" : " too " + measurement.outcome);
   }
   if (attempt.answer == "no") words += ", answered no";
   if (tries > 1) words += " (attempt " + std::to_string(tries) + ")";
@@ -102,7 +104,7 @@ std::string words_of(const StoredAttempt& attempt, std::size_t tries) {
 }
 
 /// What is found on the way through the steps.
-struct Findings {
+struct Troubles {
   std::string error, failure;  // the first of each; empty: none
 };
 
@@ -110,13 +112,15 @@ void note(std::string& place, const std::string& text) {
   if (place.empty()) place = text;
 }
 
-void look_at_step(const StoredRun& run, const Plan& plan, std::size_t index, Findings& findings) {
+void look_at_step(const StoredRun& run, const Plan& plan, std::size_t index, Troubles& findings) {
   const Step& step = plan.steps[index];
   const Attempts attempts = attempts_at(run, index);
   if (attempts.empty()) return;
   const StoredAttempt& last = *attempts.back();
-  if (last.outcome == "failed") return note(findings.failure, quoted(step.name) + words_of(last, attempts.size()));
-  if (last.outcome != "passed") return note(findings.error, quoted(step.name) + words_of(last, attempts.size()));
+  if (last.outcome == "failed")
+    return note(findings.failure, quoted(step.name) + words_of(last, attempts.size()));
+  if (last.outcome != "passed")
+    return note(findings.error, quoted(step.name) + words_of(last, attempts.size()));
   std::optional<std::string> trouble = trouble_with_numbers(attempts, step);
   if (!trouble) trouble = doubt_about(last, run, step);
   if (trouble) note(findings.error, quoted(step.name) + "its pass does not count: " + *trouble);
@@ -142,7 +146,8 @@ bool has_stopped_attempt(const StoredRun& run) {
 }
 
 StoredVerdict verdict_of(Database& database, const StoredRun& run, const RunEnd& end) {
-  if (end.why == RunEnd::Why::stopped || has_stopped_attempt(run)) return {Verdict::stopped, "stopped by a person"};
+  if (end.why == RunEnd::Why::stopped || has_stopped_attempt(run))
+    return {Verdict::stopped, "stopped by a person"};
   if (end.why == RunEnd::Why::error) return {Verdict::error, "the run could not go on"};
   std::string trouble;
   const std::optional<Plan> plan = stored_plan(database, run.plan_id, trouble);
@@ -173,7 +178,7 @@ std::optional<Plan> stored_plan(Database& database, std::string_view id, std::st
 }
 
 StoredVerdict verdict_by_plan(const StoredRun& run, const Plan& plan) {
-  Findings findings;
+  Troubles findings;
   if (auto trouble = trouble_with_builds(run, plan)) findings.error = *trouble;
   for (std::size_t index = 0; index < plan.steps.size(); ++index) look_at_step(run, plan, index, findings);
   if (!findings.error.empty()) return {Verdict::error, findings.error};

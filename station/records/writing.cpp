@@ -146,9 +146,10 @@ void fill_attempt(Database& database, std::string_view attempt, const AttemptEnd
   for (const Measurement& measurement : end.measurements) {
     insert_measurement(database, attempt, position++, measurement);
   }
-  Statement(database,
-            "UPDATE attempt SET ended = ?, seconds = ?, outcome = ?, board_name = ?, description = ?, reply = ?, "
-            "console = ?, answer = ? WHERE id = ?")
+  Statement(
+      database,
+      "UPDATE attempt SET ended = ?, seconds = ?, outcome = ?, board_name = ?, description = ?, reply = ?, "
+      "console = ?, answer = ? WHERE id = ?")
       .bind(record_time())
       .bind(seconds_value(end.seconds))
       .bind(attempt_outcome_name(end.outcome))
