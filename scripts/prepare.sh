@@ -6,7 +6,9 @@ needed=(
   "c++ g++" "cmake cmake" "ninja ninja-build" "python3 python3"
   "/usr/include/CLI/CLI.hpp libcli11-dev" "/usr/include/nlohmann/json.hpp nlohmann-json3-dev"
   "/usr/include/pugixml.hpp libpugixml-dev" "/usr/include/gtest/gtest.h libgtest-dev"
-  "/usr/include/gmock/gmock.h libgmock-dev"
+  "/usr/include/gmock/gmock.h libgmock-dev" "/usr/include/toml++/toml.h libtomlplusplus-dev"
+  "/usr/include/re2/re2.h libre2-dev" "/usr/include/openssl/evp.h libssl-dev"
+  "/usr/include/sqlite3.h libsqlite3-dev"
 )
 
 # die STATUS TEXT: one clear line, and the end.

@@ -7,6 +7,8 @@
 #include <cmath>
 #include <cstdint>
 
+#include "station/app/plan_command.h"
+#include "station/app/records_command.h"
 #include "station/catalogue/codes.h"
 #include "station/link/serial_line.h"
 #include "station/report/whole_file.h"
@@ -275,7 +277,7 @@ void check_command(const CLI::App& app, const std::vector<std::string>& argument
   }
   words.resize(std::min<std::size_t>(words.size(), 2));
   if (std::any_of(words.begin(), words.end(), is_command)) return;
-  const std::string commands = "there are run, monitor, list and rs485-echo (t1station --help)";
+  const std::string commands = "there are run, monitor, list, plan, records and rs485-echo (t1station --help)";
   if (words.empty()) throw UsageError("which command? " + commands);
   const std::vector<std::string> meant = nearest(words.back(), names);
   if (words.size() == 1 && meant.empty())
@@ -291,29 +293,42 @@ void refuse_missing_values(const std::vector<std::string>& arguments) {
   }
 }
 
-std::string help_of(const CLI::App& app) {
-  for (const CLI::App* command : app.get_subcommands()) {
-    const bool has_board = command->get_name() == "run" || command->get_name() == "monitor";
-    return command->help(has_board ? "t1station HOST" : "t1station");
+// The command of a command that was given, or the command, or the program itself; with the words up to there.
+std::pair<const CLI::App*, std::string> given_command(const CLI::App& app) {
+  const CLI::App* command = &app;
+  std::string words;
+  while (!command->get_subcommands().empty()) {
+    command = command->get_subcommands().front();
+    words += (words.empty() ? "" : " ") + command->get_name();
   }
-  return app.help();
+  return {command, words};
+}
+
+std::string help_of(const CLI::App& app) {
+  const auto [command, words] = given_command(app);
+  if (command == &app) return app.help();
+  const std::string before = words.substr(0, words.size() - command->get_name().size());
+  const bool has_board = words == "run" || words == "monitor";
+  std::string program = "t1station " + (has_board ? "HOST" : before);
+  program.erase(program.find_last_not_of(' ') + 1);
+  return command->help(program);
 }
 
 // Words that are left over, with what they may have been.
 [[noreturn]] void refuse_extra(const CLI::App& app) {
-  for (const CLI::App* command : app.get_subcommands()) {
-    const std::string help = "; \"t1station " + command->get_name() + " --help\" shows what there is";
+  const auto [command, words] = given_command(app);
+  if (command != &app) {
+    const std::string help = "; \"t1station " + words + " --help\" shows what there is";
     for (const std::string& word : command->remaining()) {
       std::vector<std::string> options;
       for (const CLI::Option* option : command->get_options()) {
         if (!option->get_lnames().empty()) options.push_back("--" + option->get_lnames().front());
       }
       const std::string what = word.starts_with('-') ? "\" is no option of " : "\" is not expected behind ";
-      throw UsageError("\"" + word + what + command->get_name() + help +
-                       did_you_mean(nearest(word, options)));
+      throw UsageError("\"" + word + what + words + help + did_you_mean(nearest(word, options)));
     }
   }
-  throw UsageError("\"" + app.remaining().front() +
+  throw UsageError("\"" + app.remaining(true).front() +
                    "\" is not expected; \"t1station --help\" shows what there is");
 }
 
@@ -360,6 +375,8 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
   const CLI::App* run = add_run(app, line, words);
   const CLI::App* monitor = add_monitor(app, line, words);
   const CLI::App* echo = add_echo(app, line);
+  add_plan_command(app, line.action);
+  add_records_command(app, line.action);
 
   check_command(app, arguments);
   refuse_missing_values(arguments);
@@ -380,6 +397,7 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
   }
 
   line.quit = !words.no_quit;
+  if (line.action) line.command = CommandLine::Command::other;
   if (list->parsed()) line.command = CommandLine::Command::list;
   if (run->parsed()) line.command = CommandLine::Command::run;
   if (monitor->parsed()) line.command = CommandLine::Command::monitor;

@@ -26,6 +26,7 @@ struct CommandLine {
   enum class Color { automatic, always, never };
 
   Command command = Command::help;
+  Action action;     ///< what `other` does
   std::string help;  ///< the text to show for `help`, which may be the version
   std::optional<Address> board;
   std::optional<std::string> family;  ///< for `list`: whose tests to show; of one that there is

@@ -102,6 +102,12 @@ std::int32_t parse_parameter(const std::string& word) {
                    std::to_string(hundredths) + " for " + volts(hundredths));
 }
 
+std::string possible_voltages(const catalogue::Test& test) {
+  const catalogue::Voltages& range = test.voltages;
+  return std::to_string(range.lowest) + " to " + std::to_string(range.highest) + " hundredths of a volt (" +
+         volts(range.lowest) + " to " + volts(range.highest) + ")";
+}
+
 void check_parameter(std::int32_t code, std::optional<std::int32_t> parameter) {
   const catalogue::Test* test = catalogue::find_test(code);
   if (!test) return;  // nobody knows what it takes
@@ -112,9 +118,7 @@ void check_parameter(std::int32_t code, std::optional<std::int32_t> parameter) {
       throw UsageError(name + " takes no parameter; only the set-sub tests do, and codes outside the list");
     return;
   }
-  const std::string possible = std::to_string(range.lowest) + " to " + std::to_string(range.highest) +
-                               " hundredths of a volt (" + volts(range.lowest) + " to " +
-                               volts(range.highest) + ")";
+  const std::string possible = possible_voltages(*test);
   if (!parameter) {
     const std::string lowest = std::to_string(range.lowest);
     throw UsageError(name + " needs a voltage, " + possible + ": " + name + "=" + lowest + ", or --param " +

@@ -33,6 +33,10 @@ std::int32_t parse_code(const std::string& word);
 /// else.
 std::int32_t parse_parameter(const std::string& word);
 
+/// The voltages that a test takes which takes one, for people: "600 to 1019 hundredths of a volt (6.00 V
+/// to 10.19 V)".
+std::string possible_voltages(const catalogue::Test& test);
+
 /// Throws UsageError when this test cannot be asked for with this parameter, or without one: a test that
 /// takes none, one that needs one, a voltage that the board does not know. Codes outside the catalogue take
 /// anything.

@@ -55,7 +55,8 @@ struct Plan {
   bool wants_console() const;
   /// Whether a step asks a person.
   bool wants_person() const;
-  /// Seconds that the steps usually take on a healthy board, each tried once.
+  /// Seconds that the steps usually take on a healthy board, each tried once; nothing is known of codes
+  /// outside the catalogue, and they count as none.
   double usual_seconds() const;
 };
 

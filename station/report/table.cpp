@@ -60,8 +60,8 @@ std::string hexadecimal(std::int32_t code) {
 }
 
 // As on the command line.
-std::string typed_name(const Result& result) {
-  return name_of(result.code) + (result.parameter ? "=" + std::to_string(*result.parameter) : "");
+std::string typed_name(std::int32_t code, std::optional<std::int32_t> parameter) {
+  return name_of(code) + (parameter ? "=" + std::to_string(*parameter) : "");
 }
 
 // A name is one line whatever the board put into it.
@@ -86,6 +86,36 @@ std::string totals(const RunReport& report) {
   return line + ", " + seconds_text(report.seconds()) + " s";
 }
 
+std::string shortest(double number) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.10g", number);
+  return text.data();
+}
+
+// "temperature 10 to 60 degC"
+std::string limits_of(const Measure& measure) {
+  std::string text = measure.name;
+  if (measure.low) text += (measure.high ? " " : " from ") + shortest(*measure.low);
+  if (measure.high) text += " to " + shortest(*measure.high);
+  return measure.unit.empty() ? text : text + " " + measure.unit;
+}
+
+std::string remarks_on(const Step& step) {
+  std::vector<std::string> remarks;
+  for (const Measure& measure : step.measures) remarks.push_back("measures " + limits_of(measure));
+  if (step.confirm) remarks.emplace_back("asks a person");
+  if (step.stop_on_fail) remarks.emplace_back("stops when it fails");
+  if (step.always) remarks.emplace_back("always");
+  std::string text;
+  for (const std::string& remark : remarks) text += (text.empty() ? "" : ", ") + remark;
+  return text;
+}
+
+std::string usual_seconds_of(const Step& step) {
+  const catalogue::Test* test = catalogue::find_test(step.code);
+  return test ? std::to_string(test->seconds) : "?";
+}
+
 }  // namespace
 
 std::string results_table(const RunReport& report, bool color) {
@@ -95,7 +125,7 @@ std::string results_table(const RunReport& report, bool color) {
     std::vector<std::string> description = lines_of(result.description);
     if (description.empty()) description.emplace_back();
     for (std::string& line : description) line = one_line(line);
-    rows.push_back({typed_name(result), std::to_string(result.code),
+    rows.push_back({typed_name(result.code, result.parameter), std::to_string(result.code),
                     std::string(outcome_label(result.outcome)), seconds_text(result.seconds),
                     one_line(result.test_name), description.front()});
     origins.push_back(&result);
@@ -140,6 +170,19 @@ std::string tests_table(const std::optional<std::string>& family) {
   std::string table;
   for (const std::string& line : lay_out(rows, {0, 1, 3})) table += line + "\n";
   return table;
+}
+
+std::string plan_table(const Plan& plan) {
+  std::vector<Row> rows{{"Step", "Test", "Code", "Attempts", "Seconds", "Remarks"}};
+  for (const Step& step : plan.steps) {
+    rows.push_back({step.name, typed_name(step.code, step.parameter), std::to_string(step.code),
+                    std::to_string(step.attempts), usual_seconds_of(step), remarks_on(step)});
+  }
+  std::string table;
+  for (const std::string& line : lay_out(rows, {2, 3, 4})) table += line + "\n";
+  const std::size_t count = plan.steps.size();
+  return table + "\n" + std::to_string(count) + (count == 1 ? " step, usually " : " steps, usually ") +
+         whole_seconds_text(plan.usual_seconds()) + " s\n";
 }
 
 }  // namespace t1station

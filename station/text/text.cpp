@@ -3,6 +3,7 @@
 
 #include <iconv.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
@@ -113,6 +114,24 @@ class Converter {
   iconv_t handle_;
 };
 
+// One line, of which every byte that starts no GBK character is replaced.
+std::string gbk_as_far_as_it_is(const Converter& converter, std::string_view gbk) {
+  std::string input(gbk);
+  std::string output(gbk.size() * 3, '\0');  // neither a GBK character nor a replacement needs more
+  char* from = input.data();
+  char* to = output.data();
+  std::size_t from_left = input.size();
+  std::size_t to_left = output.size();
+  while (iconv(converter.get(), &from, &from_left, &to, &to_left) == static_cast<std::size_t>(-1)) {
+    to = std::copy(kReplacementUtf8.begin(), kReplacementUtf8.end(), to);
+    to_left -= kReplacementUtf8.size();
+    ++from;
+    --from_left;
+  }
+  output.resize(output.size() - to_left);
+  return output;
+}
+
 }  // namespace
 
 std::string gbk_to_utf8(std::string_view gbk) {
@@ -130,6 +149,43 @@ std::string gbk_to_utf8(std::string_view gbk) {
   }
   output.resize(output.size() - to_left);
   return output;
+}
+
+std::string gbk_to_utf8_as_far_as_it_is(std::string_view gbk) {
+  return gbk_as_far_as_it_is(Converter(), gbk);
+}
+
+std::string printed_text(std::string_view bytes) {
+  const Converter converter;
+  std::string text;
+  while (!bytes.empty()) {
+    const std::string_view line = bytes.substr(0, bytes.find('\n'));
+    if (utf8_length(line) == line.size()) {
+      text += line;
+    } else {
+      text += gbk_as_far_as_it_is(converter, line);
+    }
+    bytes.remove_prefix(line.size());
+    if (bytes.empty()) break;
+    text += '\n';
+    bytes.remove_prefix(1);
+  }
+  return text;
+}
+
+std::size_t utf8_length(std::string_view text) {
+  std::string_view rest = text;
+  while (!rest.empty()) {
+    const std::string_view bytes = first_character(rest).bytes;
+    if (bytes.size() == 1 && static_cast<unsigned char>(bytes[0]) >= 0x80) break;
+    rest.remove_prefix(bytes.size());
+  }
+  return text.size() - rest.size();
+}
+
+std::size_t count_characters(std::string_view utf8) {
+  const auto continued = std::count_if(utf8.begin(), utf8.end(), is_continuation);
+  return utf8.size() - static_cast<std::size_t>(continued);
 }
 
 std::string clean_text(std::string_view utf8) {

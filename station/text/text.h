@@ -11,6 +11,19 @@ namespace t1station {
 /// GBK bytes as UTF-8. Throws ProtocolError at the first byte that is no GBK, naming its position.
 std::string gbk_to_utf8(std::string_view gbk);
 
+/// The same as far as the bytes are GBK; each other byte becomes U+FFFD.
+std::string gbk_to_utf8_as_far_as_it_is(std::string_view gbk);
+
+/// Bytes that a board printed as UTF-8, line by line: a line that is UTF-8 is taken as it is, any other one
+/// as GBK. What is neither becomes U+FFFD.
+std::string printed_text(std::string_view bytes);
+
+/// The number of bytes up to the first that is no UTF-8: all of them when none is.
+std::size_t utf8_length(std::string_view text);
+
+/// The number of characters of a UTF-8 text.
+std::size_t count_characters(std::string_view utf8);
+
 /// The same UTF-8 text without anything that could steer a terminal or spoil a report: control characters
 /// other than line feed and tab, and whatever is no character, become U+FFFD. Carriage returns are dropped.
 std::string clean_text(std::string_view utf8);
