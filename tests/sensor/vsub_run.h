@@ -2,8 +2,6 @@
 // station.
 #pragma once
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -11,7 +9,6 @@
 #include <vector>
 
 #include "t1_sdk/boardtest/sensor/vsub/vsub.h"
-#include "t1_sdk/boardtest/service/dispatch.h"
 #include "tests/harness/station_run.h"
 #include "tests/sensor/vsub_records.h"
 #include "tests/sensor/vsub_script.h"
@@ -23,7 +20,6 @@ class VsubRun : public StationRun {
 
   static constexpr std::uint32_t kStored = 2694;  // 0xa86
   static constexpr const char* kTrimName = "微调sub电压";
-  static constexpr const char* kSetName = "设置vsub电压值";
 
   explicit VsubRun(std::string_view family = "6455") : StationRun(family) { begin(); }
   ~VsubRun() override {
@@ -52,18 +48,13 @@ class VsubRun : public StationRun {
   static vsub::Bytes never_written(std::size_t size = vsub::kVsubSize) { return vsub::Bytes(size, 0xFF); }
   unsigned flash_saves() const { return board->flash.erasures(vsub::kBlock); }
 
-  /// Hands a request over as the station's.
-  void request(int code, const std::string& parameters = "") {
-    std::string xml = "<TestItem><TestCode>" + std::to_string(code) + "</TestCode>";
-    if (!parameters.empty()) xml += "<Parameters>" + parameters + "</Parameters>";
-    xml += "</TestItem>";
-    EXPECT_EQ(
-        process_client_operation(reinterpret_cast<unsigned char*>(xml.data()), static_cast<int>(xml.size())),
-        0);
+  /// A reply of the trims, of the showing and of the automatic level, which share their name.
+  void expect_reply(int code, const std::string& value, const std::string& description) {
+    ::expect_reply(station, code, kTrimName, value, description);
   }
-  void expect_reply(int code, const std::string& name, const std::string& value,
-                    const std::string& description) {
-    ::expect_reply(station, code, name, value, description);
+  void expect_console(const std::string& out, const std::string& err = "") {
+    EXPECT_EQ(console.out(), out);
+    EXPECT_EQ(console.err(), err);
   }
 
  private:
