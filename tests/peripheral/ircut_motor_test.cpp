@@ -6,11 +6,16 @@
 #include <string>
 #include <vector>
 
+#include "t1_sdk/boardtest/peripheral/motor.h"
 #include "tests/peripheral/ircut_report.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+
+// The driver's numbers.
+static_assert(GPIO == 0 && BU24025MWV == 1 && AN41908A == 2 && AA88347 == 3 && DRV8835 == 4 &&
+              GPIO_IRIS == 5);
 
 constexpr const char* kHome = "到光电开关位置失败";
 constexpr const char* kFull = "红外截止满屏失败";

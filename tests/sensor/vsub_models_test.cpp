@@ -14,6 +14,8 @@
 
 namespace {
 
+static_assert(sizeof(VSUBNAME) == 12 && sizeof(VSUBNAME::voltage) == 8);
+
 using Rows = std::vector<std::pair<std::uint32_t, std::string>>;
 
 const Rows k6484 = {{2784, "8.1"},  {2778, "8.3"},  {2772, "8.5"},  {2766, "8.7"},  {2760, "8.9"},

@@ -23,9 +23,9 @@ class VsubSetTest : public VsubRun {
   /// What a set command says before it meets the store, the entry being 650.
   static constexpr const char* kOpening = "t1_sdk_vsub_set\ng_sub_value = 650\ntemp_sub_value = 65";
 
-  void set(int model, int entry, int code = 0x2600) {
+  void set(int model, int entry) {
     g_sub_value = entry;
-    t1_sdk_vsub_set(model, code);
+    t1_sdk_vsub_set(model, 0x2600);
     EXPECT_EQ(g_sub_value, 0) << "an entry is used once";
   }
   void expect_set(const std::string& value, const std::string& description, int code = 0x2600) {
@@ -41,51 +41,35 @@ class VsubSetTest : public VsubRun {
 
 // ---- healthy boards -----------------------------------------------------------------------
 
-/// One of the three set commands, its entry and the code that this stands for.
-struct Command {
-  const char* family;
-  void (*run)();
-  int code;
-  int entry;
-  const char* said;
-  std::uint32_t vsub;
-};
-
-void PrintTo(const Command& command, std::ostream* out) {
-  *out << command.family;
-}
-
-class VsubSetCommandTest : public VsubRun, public ::testing::WithParamInterface<Command> {
- protected:
-  VsubSetCommandTest() : VsubRun(GetParam().family) {}
-};
-
-INSTANTIATE_TEST_SUITE_P(Of, VsubSetCommandTest,
-                         ::testing::Values(Command{"6455", t1_sdk_setVsub6455, 0x2600, 650,
-                                                   "g_sub_value = 650\ntemp_sub_value = 65", 2742},
-                                           Command{"6485", t1_sdk_setVsub6485, 0x2700, 1005,
-                                                   "g_sub_value = 1005\ntemp_sub_value = 100", 2598},
-                                           Command{"6484", t1_sdk_setVsub6484, 0x2800, 950,
-                                                   "g_sub_value = 950\ntemp_sub_value = 95", 2744}),
-                         [](const auto& row) { return std::string("Model") + row.param.family; });
-
-TEST_P(VsubSetCommandTest, StoresItsCodeTwiceAndAppliesTheFactorysCodeNotTheOneThatWasSet) {
-  g_sub_value = GetParam().entry;
-  GetParam().run();
-  ::expect_reply(station, GetParam().code, "设置vsub电压值", "Pass", "设置成功");
-  expect_console(std::string("t1_sdk_vsub_set\n") + GetParam().said + "您输入的数字为 0xa86 \n");
-  Bytes bare_codes = never_written();
-  vsub::put_word(bare_codes, 0, GetParam().vsub);
-  vsub::put_word(bare_codes, 4, GetParam().vsub);
-  EXPECT_EQ(on_flash(), bare_codes);
-  EXPECT_EQ(luma_on_flash(), never_written(vsub::kLumaSize));
-  VsubScript expected;
-  expected.flash_save();
-  expected.flash_save();
-  expected.emmc_read(4);
-  expected.apply(kStored);
-  EXPECT_EQ(board.timed_hardware_trace(), expected.lines());
-  EXPECT_EQ(g_sub_value, 0);
+TEST_F(VsubSetTest, EachCommandStoresItsCodeTwiceAndAppliesTheFactorysCodeNotTheOneThatWasSet) {
+  const struct {
+    const char* family;
+    void (*run)();
+    int test_code;
+    int entry;
+    const char* said;
+    std::uint32_t code;
+  } commands[] = {
+      {"6455", t1_sdk_setVsub6455, 0x2600, 650, "g_sub_value = 650\ntemp_sub_value = 65", 2742},
+      {"6485", t1_sdk_setVsub6485, 0x2700, 1005, "g_sub_value = 1005\ntemp_sub_value = 100", 2598},
+      {"6484", t1_sdk_setVsub6484, 0x2800, 950, "g_sub_value = 950\ntemp_sub_value = 95", 2744}};
+  for (const auto& [family, run, test_code, entry, said, code] : commands) {
+    SCOPED_TRACE(family);
+    next_board(family);
+    g_sub_value = entry;
+    run();
+    expect_set("Pass", "设置成功", test_code);
+    expect_console(std::string("t1_sdk_vsub_set\n") + said + "您输入的数字为 0xa86 \n");
+    EXPECT_EQ(on_flash(), with_codes(never_written(), code));
+    EXPECT_EQ(luma_on_flash(), never_written(vsub::kLumaSize));
+    EXPECT_EQ(g_sub_value, 0);
+    VsubScript expected;
+    expected.flash_save();
+    expected.flash_save();
+    expected.emmc_read(4);
+    expected.apply(kStored);
+    EXPECT_EQ(board.timed_hardware_trace(), expected.lines());
+  }
 }
 
 TEST_F(VsubSetTest, WhateverTheEmmcHoldsIsShownAndAppliedARecordOrNot) {

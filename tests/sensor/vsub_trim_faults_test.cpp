@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <cstdint>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
