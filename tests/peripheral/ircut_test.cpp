@@ -25,7 +25,7 @@ class IrCutTest : public IrCutRun {
 TEST_F(IrCutTest, EachFamilyIsAskedUntilItsQuestionFitsAndRunsItsVariant) {
   const struct {
     const char* family;
-    std::size_t questions;
+    int questions;
     const char* banner;
     std::string shown;  ///< a call that only this variant makes
   } choices[] = {
@@ -49,12 +49,11 @@ TEST_F(IrCutTest, EachFamilyIsAskedUntilItsQuestionFitsAndRunsItsVariant) {
     expect_variant(shown);
     EXPECT_EQ(console.lines().front(), banner);
     HardwareScript asked;
-    for (std::size_t i = 0; i < questions; ++i) asked.query();
-    Lines calls = board.hardware_trace();
-    std::size_t answers = 0;
-    for (const std::string& call : calls) answers += call.find("0x80044801") == call.npos ? 0U : 1U;
-    EXPECT_EQ(answers, questions);
-    calls = board.timed_hardware_trace();
+    for (int i = 0; i < questions; ++i) asked.query();
+    Lines calls = board.timed_hardware_trace();
+    EXPECT_EQ(
+        std::ranges::count_if(calls, [](const auto& call) { return call.find("0x80044801") != call.npos; }),
+        questions);
     calls.resize(asked.lines().size());
     EXPECT_EQ(calls, asked.lines()) << "before anything else is done";
   }

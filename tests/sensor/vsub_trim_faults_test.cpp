@@ -132,7 +132,7 @@ TEST_F(VsubTrimUnappliedTest, AStepPassesWhenItsCodeCannotBeApplied) {
   board.fault("open /dev/fpga #2");
   t1_sdk_addVsub6455();
   expect_reply(11009, "Pass", "测试成功");
-  expect_console(kAdd + loaded_line(kStored) + step_lines(kTrimCommands[0], kStored - 1) +
+  expect_console(kAddLine + loaded_line(kStored) + step_lines(kTrimCommands[0], kStored - 1) +
                  "Open /dev/fpga error.\nQN_5RX6455\n");
   EXPECT_EQ(board->substrate_voltage.code(), 0U);
   EXPECT_EQ(on_flash(), vsub::record(kStored - 1, kStored, "7.6"));

@@ -184,7 +184,7 @@ class VsubTrimDeviceTest : public VsubRun {
     void (*run)(int dev, int code);
   };
   static constexpr Command kCommands[] = {
-      {kAdd, t1_sdk_add_trim_vsub}, {kDec, t1_sdk_dec_trim_vsub}, {kSave, t1_sdk_save_trim_vsub}};
+      {kAddLine, t1_sdk_add_trim_vsub}, {kDecLine, t1_sdk_dec_trim_vsub}, {kSaveLine, t1_sdk_save_trim_vsub}};
 
   /// Each command fails on this model before it asks the hardware for anything.
   void expect_all_refused(int dev, const std::string& description, const std::string& line) {

@@ -44,19 +44,20 @@ inline void PrintTo(const TrimCommand& command, std::ostream* out) {
   *out << command.name;
 }
 
-inline constexpr const char* kAdd = "t1_sdk_add_trim_vsub\n";
-inline constexpr const char* kDec = "t1_sdk_dec_trim_vsub\n";
-inline constexpr const char* kSave = "t1_sdk_save_trim_vsub\n";
+/// The first line of each command.
+inline constexpr const char* kAddLine = "t1_sdk_add_trim_vsub\n";
+inline constexpr const char* kDecLine = "t1_sdk_dec_trim_vsub\n";
+inline constexpr const char* kSaveLine = "t1_sdk_save_trim_vsub\n";
 inline constexpr TrimCommand kTrimCommands[] = {
-    {"Add6455", k6455Trim, t1_sdk_addVsub6455, 11009, -1, kAdd},
-    {"Dec6455", k6455Trim, t1_sdk_decVsub6455, 11010, +1, kDec},
-    {"Save6455", k6455Trim, t1_sdk_saveVsub6455, 11011, 0, kSave},
-    {"Add6485", k6485Trim, t1_sdk_addVsub6485, 11265, -1, kAdd},
-    {"Dec6485", k6485Trim, t1_sdk_decVsub6485, 11266, +1, kDec},
-    {"Save6485", k6485Trim, t1_sdk_saveVsub6485, 11267, 0, kSave},
-    {"Add6484", k6484Trim, t1_sdk_addVsub6484, 11521, -1, kAdd},
-    {"Dec6484", k6484Trim, t1_sdk_decVsub6484, 11522, +1, kDec},
-    {"Save6484", k6484Trim, t1_sdk_saveVsub6484, 11523, 0, kSave},
+    {"Add6455", k6455Trim, t1_sdk_addVsub6455, 11009, -1, kAddLine},
+    {"Dec6455", k6455Trim, t1_sdk_decVsub6455, 11010, +1, kDecLine},
+    {"Save6455", k6455Trim, t1_sdk_saveVsub6455, 11011, 0, kSaveLine},
+    {"Add6485", k6485Trim, t1_sdk_addVsub6485, 11265, -1, kAddLine},
+    {"Dec6485", k6485Trim, t1_sdk_decVsub6485, 11266, +1, kDecLine},
+    {"Save6485", k6485Trim, t1_sdk_saveVsub6485, 11267, 0, kSaveLine},
+    {"Add6484", k6484Trim, t1_sdk_addVsub6484, 11521, -1, kAddLine},
+    {"Dec6484", k6484Trim, t1_sdk_decVsub6484, 11522, +1, kDecLine},
+    {"Save6484", k6484Trim, t1_sdk_saveVsub6484, 11523, 0, kSaveLine},
 };
 
 // ---- what the console says ----------------------------------------------------------------
