@@ -131,6 +131,7 @@ TEST_P(XmlPositionTest, TakesTheNewElementWhichBecomesCurrent) {
   for (const bool insert : {false, true}) {
     for (const bool as_text : {false, true}) {
       const std::string expected = insert ? GetParam().inserted : GetParam().added;
+      SCOPED_TRACE(std::string(insert ? "inserted" : "added") + (as_text ? " as a text" : ""));
       start();
       if (as_text) {
         EXPECT_TRUE(insert ? doc.InsertChildSubDoc("<x>1</x>\r\n") : doc.AddChildSubDoc("<x>1</x>\r\n"));

@@ -282,7 +282,7 @@ TEST_P(XmlEditModelTest, ADocumentEditedByChanceEqualsAPlainModelAndItsOwnFreshP
 
 // --- Positions that are gone: names saved before a removal, or in another document ---
 
-/// One operation of any kind, wherever the position is; half of them move it.
+/// One operation of any kind, wherever the position is; many of them move it.
 void edit_anywhere(OpenDocument& doc, Chance& chance) {
   const std::string& name = chance.of(kNames);
   const std::string& data = chance.of(kData);
