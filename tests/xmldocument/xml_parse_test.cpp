@@ -13,6 +13,7 @@ using xml_support::entry;
 using xml_support::kHeader;
 using xml_support::next_of;
 using xml_support::Place;
+using xml_support::place_of;
 using xml_support::root_of;
 using xml_support::Visit;
 using xml_support::walk;
@@ -178,13 +179,19 @@ TEST_F(XmlParseTest, ADocumentTypeEndsOutsideItsSquareBracketsAndQuotationMarks)
 
 // --- The life of a document ---
 
-TEST_F(XmlParseTest, ANewDocumentIsEmpty) {
+TEST_F(XmlParseTest, ANewDocumentIsEmptyAndHasNoElementToReadOrEdit) {
   EXPECT_EQ(doc.GetDoc(), "");
   EXPECT_EQ(doc.m_strError, "");
   EXPECT_FALSE(doc.IsWellFormed());
   EXPECT_EQ(place_of(doc, 0), Place{});
-  EXPECT_FALSE(doc.FindElem());
-  EXPECT_FALSE(doc.FindChildElem());
+  EXPECT_FALSE(doc.FindElem() || doc.FindChildElem() || doc.IntoElem() || doc.OutOfElem());
+  EXPECT_EQ(doc.GetTagName() + doc.GetSubDoc() + doc.GetAttrib("a") + doc.GetAttribName(0), "");
+  EXPECT_EQ(doc.GetChildData() + doc.GetChildSubDoc() + doc.GetChildAttrib("a"), "");
+  EXPECT_FALSE(doc.SetData("x") || doc.SetAttrib("a", "x") || doc.RemoveElem());
+  EXPECT_FALSE(doc.SetChildData("x") || doc.SetChildAttrib("a", "x") || doc.RemoveChildElem());
+  EXPECT_FALSE(doc.AddChildElem("a") || doc.InsertChildSubDoc("<a/>"));
+  EXPECT_EQ(doc.next_free(), 1);
+  expect_text("");
 }
 
 TEST_F(XmlParseTest, AnEmptyTextIsNotADocument) {
