@@ -25,7 +25,8 @@ class AlarmLoopbackTest : public AlarmRoom, public ::testing::WithParamInterface
   void expect_failure(const PortFaults& first, const PortFaults& second, int errors,
                       const std::string& description) {
     run();
-    EXPECT_EQ(without_words(console.out()), run_console(variant, 0, first, second) + "fail num = 10\n");
+    EXPECT_EQ(without_words(variant, console.out()),
+              run_console(variant, 0, first, second) + "fail num = 10\n");
     EXPECT_EQ(console.err(), summary(2, errors));
     expect_fail(kCode, description);
   }
@@ -57,7 +58,7 @@ TEST_P(AlarmLoopbackTest, AHealthyBoardPassesInEveryModeAndSaysSoToTheLastLine) 
   for (unsigned mode = 0; mode <= variant.last_mode; ++mode) {
     forget();
     run(mode);
-    EXPECT_EQ(without_words(console.out()), run_console(variant, mode, {}, {})) << "mode " << mode;
+    EXPECT_EQ(without_words(variant, console.out()), run_console(variant, mode, {}, {})) << "mode " << mode;
     EXPECT_EQ(console.err(), summary(2, 0));
     expect_pass(kCode);
     EXPECT_EQ(gpiofd, -1);
@@ -97,7 +98,7 @@ TEST_P(AlarmLoopbackTest, WhatIsSaidOfAPortIsFlushedAtOnce) {
     const int end = i + 1 < variant.ports.size() ? begin_of(i + 1) : variant.cycle_ms;
     at_ms(end + 1, [this, said, &looked] {
       ++looked;
-      EXPECT_EQ(without_words(console.flushed()), said);
+      EXPECT_EQ(without_words(variant, console.flushed()), said);
     });
   }
   run();
@@ -137,7 +138,7 @@ TEST_P(AlarmLoopbackTest, AnInputThatFollowsItsOutputUpsideDownPassesToo) {
   }
   at_ms(begin_of(ports) + 1, [this] { board.clear_faults(); });
   run();
-  EXPECT_EQ(without_words(console.out()), run_console(variant, 0, {}, {}));
+  EXPECT_EQ(without_words(variant, console.out()), run_console(variant, 0, {}, {}));
   expect_pass(kCode);
 }
 

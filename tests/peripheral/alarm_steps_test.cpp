@@ -204,10 +204,9 @@ TEST_P(AlarmStepsTest, EveryTypeIsAcceptedAndOnlyTypeFourDrivesFiveRelays) {
 TEST_P(AlarmStepsTest, EachStepIsSaidWhenItIsDoneAndFlushedUpToTheThird) {
   std::string said = head(variant) + cycle_head(1);
   unsigned state = 0;
-  for (std::size_t step = 0; step < 3; ++step) {
-    said += step_console(variant, step, variant.steps[step].reference, state);
-    board.at(500ms * static_cast<int>(step + 1) + 1ms,
-             [this, said] { EXPECT_EQ(console.flushed().substr(0, said.size()), said); });
+  for (std::size_t step = 0; step < variant.steps.size(); ++step) {
+    if (step < 3) said += step_console(variant, step, variant.steps[step].reference, state);
+    board.at(500ms * static_cast<int>(step + 1) + 1ms, [this, said] { EXPECT_EQ(console.flushed(), said); });
   }
   run();
 }
