@@ -13,7 +13,6 @@
 namespace {
 
 using namespace std::chrono_literals;
-using Lines = std::vector<std::string>;
 
 struct Step {
   unsigned outputs;                     ///< register 0x2002, or what is handed to the driver
