@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "t1_sdk/boardtest/peripheral/alarm/alarm.h"

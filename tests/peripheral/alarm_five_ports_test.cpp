@@ -1,7 +1,5 @@
 // The loopback variants of boards with five inputs: which values each of the FPGA boards, the MA boards and
 // the boards with an alarm driver gets, every call with its time, and what only one of them does.
-#include <fcntl.h>
-#include <unistd.h>
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
@@ -11,6 +9,7 @@
 #include "t1_sdk/boardtest/peripheral/alarm/checks.h"
 #include "t1_sdk/boardtest/peripheral/alarm/variants.h"
 #include "tests/peripheral/alarm_room.h"
+#include "tests/platform/open_node.h"
 
 namespace {
 
@@ -125,13 +124,12 @@ TEST_F(AlarmFivePortsTest, ABoardThatCannotSayWhoItIsGetsLongValues) {
 }
 
 TEST_F(AlarmFivePortsTest, AMaskOfNoPortIsCheckedAsSync) {
-  const int io = gpiofd = ::open("/dev/qznio", O_RDWR);
-  const int fpga = ::open("/dev/fpga", O_RDWR);
-  char text[512] = {};
-  EXPECT_EQ(alarm_test_everyport(fpga, 1, 2, text, 32), 1);
+  const OpenNode io(board, "/dev/qznio");
+  const OpenNode fpga(board, "/dev/fpga");
+  gpiofd = io.fd();
+  char text[512];
+  EXPECT_EQ(alarm_test_everyport(fpga.fd(), 1, 2, text, 32), 1);
   EXPECT_EQ(console.out(), "F3+、F3-短路或T1、T3短路或T2、T4短路SYNC、GND短路\n");
-  ::close(fpga);
-  ::close(io);
 }
 
 // ---- MA boards -------------------------------------------------------------------------------------------

@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <string>
 
+#include "t1_sdk/boardtest/peripheral/alarm/checks.h"
 #include "tests/peripheral/alarm_loopback.h"
 #include "tests/peripheral/alarm_room.h"
+#include "tests/platform/open_node.h"
 
 namespace {
 
@@ -108,6 +110,18 @@ TEST_F(AlarmKTest, ASyncThatFollowsUpsideDownIsCalledShorted) {
   alarm_test_64xx_k(0, kCode);
   EXPECT_EQ(console.err(), summary(2, 1));
   expect_fail(kCode, "测试失败:SYNC口短路!!!");
+}
+
+TEST_F(AlarmKTest, ACheckOfSyncCountsOneErrorHoweverItFails) {
+  const OpenNode io(board, "/dev/qznio");
+  const OpenNode fpga(board, "/dev/fpga");
+  gpiofd = io.fd();
+  char text[512];
+  for (const char* fault : {"input SYNC stuck low", "input SYNC stuck high"}) {
+    board.clear_faults();
+    board.fault(fault);
+    EXPECT_EQ(alarm_test_everyport_k(fpga.fd(), 1, 2, 3, 4, text, 128), 1) << fault;
+  }
 }
 
 TEST_F(AlarmKTest, WithShortValuesThePortsButNotSyncNoticeAShortBetweenThem) {

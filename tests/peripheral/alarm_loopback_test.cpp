@@ -5,7 +5,6 @@
 #include <functional>
 #include <map>
 #include <string>
-#include <vector>
 
 #include "tests/peripheral/alarm_room.h"
 

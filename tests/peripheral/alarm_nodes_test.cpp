@@ -1,7 +1,6 @@
 // The alarm variants on boards where a node does not open: what is said, what stays open.
 #include <ostream>
 #include <string>
-#include <vector>
 
 #include "t1_sdk/boardtest/peripheral/alarm/variants.h"
 #include "tests/peripheral/alarm_room.h"

@@ -2,7 +2,6 @@
 #include <array>
 #include <chrono>
 #include <string>
-#include <vector>
 
 #include "t1_sdk/boardtest/peripheral/alarm/alarm.h"
 #include "t1_sdk/boardtest/peripheral/alarm/checks.h"

@@ -1,12 +1,15 @@
 // The alarm tests behind relays: two ports of one relay each, or one port of two.
+#include <algorithm>
 #include <chrono>
 #include <ostream>
 #include <string>
 #include <vector>
 
+#include "t1_sdk/boardtest/peripheral/alarm/checks.h"
 #include "t1_sdk/boardtest/peripheral/alarm/variants.h"
 #include "t1_sdk/boardtest/protocol/message.h"
 #include "tests/peripheral/alarm_room.h"
+#include "tests/platform/open_node.h"
 
 namespace {
 
@@ -264,12 +267,22 @@ TEST_P(AlarmRelayTest, LinesWithoutDirectionInBothCyclesStayCounted) {
   EXPECT_EQ(board.now(), 1500ms);
 }
 
-class AlarmTwoPortsTest : public AlarmRoom {
+class AlarmRelaySumTest : public AlarmRoom {
  protected:
-  AlarmTwoPortsTest() : AlarmRoom("rkd1") {}
+  AlarmRelaySumTest() : AlarmRoom("rkd1") {}
 };
 
-TEST_F(AlarmTwoPortsTest, ALineWithoutDirectionCancelsOneErrorOfTheOtherPort) {
+TEST_F(AlarmRelaySumTest, ACheckCountsItsFailedRepetitionsAndALineWithoutDirectionAsMinusOne) {
+  const OpenNode io(board, "/dev/qznio");
+  board.fault("gpio 200 stuck low");
+  EXPECT_EQ(t1_sdk_alarm_test_rkd_new(io.fd(), nullptr, 200, 201, 202), 2);
+  EXPECT_EQ(t1_sdk_alarm_test_rkd_1in3out(io.fd(), nullptr, 200, 201, 202, 203), 2);
+  board.fault("ioctl /dev/qznio 0x40044701");
+  EXPECT_EQ(t1_sdk_alarm_test_rkd_new(io.fd(), nullptr, 200, 201, 202), -1);
+  EXPECT_EQ(t1_sdk_alarm_test_rkd_1in3out(io.fd(), nullptr, 200, 201, 202, 203), -1);
+}
+
+TEST_F(AlarmRelaySumTest, ALineWithoutDirectionCancelsOneErrorOfTheOtherPort) {
   board.fault("ioctl /dev/qznio 0x40044701 #1");
   board.fault("ioctl /dev/qznio 0x80044703 #1");  // the other port's first reading
   alarm_test_rkd(0, 535);

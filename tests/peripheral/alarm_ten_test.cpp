@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <ostream>
 #include <string>
-#include <vector>
 
 #include "t1_sdk/boardtest/peripheral/alarm/variants.h"
 #include "tests/peripheral/alarm_room.h"

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <algorithm>
 #include <cctype>
-#include <cstdint>
 #include <cstdio>
 #include <sstream>
 #include <string>
