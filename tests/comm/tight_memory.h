@@ -5,7 +5,9 @@
 #include <malloc.h>
 #include <sys/resource.h>
 #include <unistd.h>
+#include <cstdlib>
 #include <fstream>
+#include <vector>
 
 /// While it lives, about half a megabyte can still be had, and no block of a megabyte. Sanitizers end the
 /// process then.
@@ -22,11 +24,17 @@ class TightMemory {
     rlimit tight = limit_;
     tight.rlim_cur = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + 0x80000;
     EXPECT_EQ(setrlimit(RLIMIT_AS, &tight), 0);
+    // What earlier tests gave back is taken again.
+    while (void* const block = std::malloc(0x100000)) taken_.push_back(block);
   }
-  ~TightMemory() { setrlimit(RLIMIT_AS, &limit_); }
+  ~TightMemory() {
+    setrlimit(RLIMIT_AS, &limit_);
+    for (void* const block : taken_) std::free(block);
+  }
   TightMemory(const TightMemory&) = delete;
   TightMemory& operator=(const TightMemory&) = delete;
 
  private:
   rlimit limit_{};
+  std::vector<void*> taken_;
 };
