@@ -3,17 +3,10 @@
 #include <string>
 
 #include "tests/comm/storage_board.h"
-#include "tests/comm/tight_memory.h"
 #include "tests/harness/gbk.h"
+#include "tests/platform/tight_memory.h"
 
 namespace {
-
-// Sanitizers end the process, and the emulator of ARM sets no limit.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(__arm__)
-constexpr bool kMemoryCanBeRefused = false;
-#else
-constexpr bool kMemoryCanBeRefused = true;
-#endif
 
 class StorageMemoryTest : public StorageRun {
  protected:
