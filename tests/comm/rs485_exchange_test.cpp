@@ -9,6 +9,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <utility>
 
 #include "tests/comm/rs485_run.h"
 #include "tests/platform/guarded_bytes.h"

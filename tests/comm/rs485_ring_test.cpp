@@ -5,6 +5,7 @@
 #include <array>
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "t1_sdk/boardtest/comm/rs485/variants.h"
