@@ -174,7 +174,7 @@ TEST_P(Rs485ExchangeTest, SilenceFailsAfterThreeSeconds) {
   EXPECT_EQ(received.text(), std::string(4, '\0') + left(124));
 }
 
-TEST_P(Rs485ExchangeTest, WhatIsIncompleteIsLookedAtOftenerOnOnePort) {
+TEST_P(Rs485ExchangeTest, WhatIsIncompleteIsLookedAtMoreOftenOnOnePort) {
   EXPECT_EQ(hearing(kFrameA.substr(0, 3)), -1);
   EXPECT_EQ(console.out(), sending(kFrameA) + missing());
   EXPECT_EQ(looks(), form.looks);
