@@ -264,15 +264,6 @@ TEST(ApplicationTest, OnASteppedBoardItAnswersWhenItsTimeHasCome) {
   close(fd);
 }
 
-TEST(ApplicationTest, OnAScaledBoardItAnswersToo) {
-  const Board board("normal", Pace::scaled, 1000);
-  const int fd = open_connection();
-  send_command(fd, 40, 0);
-  EXPECT_EQ(receive_all(fd).size(), 516U);
-  EXPECT_GE(board.now(), 20ms);
-  close(fd);
-}
-
 TEST(ApplicationTest, ASocketKeepsItsFlagsAndTimeouts) {
   Board board;
   board.fault("app silent");
@@ -308,46 +299,7 @@ TEST(ApplicationTest, OnlyAFreshTcpSocketCanBeConnected) {
   close(datagrams);
 }
 
-// ---- what can go wrong ------------------------------------------------------------------------------------
-
-TEST(ApplicationFaultsTest, NobodyListensWhereItIsRefused) {
-  Board board;
-  board.fault("app refused");
-  const int fd = socket(AF_INET, SOCK_STREAM, 0);
-  EXPECT_EQ(connect_to_application(fd), -1);
-  EXPECT_EQ(errno, ECONNREFUSED);
-  board.clear_faults();
-  EXPECT_EQ(connect_to_application(fd), 0);
-  close(fd);
-}
-
-TEST(ApplicationFaultsTest, ItReadsACommandAndIsSilentSlowShortOrCloses) {
-  struct Case {
-    const char* fault;
-    boardsim::Time over;
-    std::size_t size;
-  };
-  for (const auto& [fault, over, size] : {Case{"app silent", 1h, 0}, Case{"app slow 60", 60s + 20ms, 516},
-                                          Case{"app short", 20ms, 8}, Case{"app closes", 20ms, 0}}) {
-    Board board;
-    board.fault(fault);
-    const int fd = open_connection();
-    timeval limit{3600, 0};
-    ASSERT_EQ(setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit), 0);
-    send_command(fd, 40, 5);
-    const std::string reply = receive_all(fd);
-    EXPECT_EQ(reply.size(), size) << fault;
-    if (size >= 8) {
-      EXPECT_EQ(word(reply, 0), 40U) << fault;
-      EXPECT_EQ(word(reply, 1), 5U) << fault;
-    }
-    EXPECT_EQ(board.now(), over) << fault;
-    EXPECT_EQ(board->application.commands().size(), 1U) << fault;
-    close(fd);
-  }
-}
-
-TEST(ApplicationFaultsTest, FaultsDoNotHideACommandThatItDoesNotKnow) {
+TEST(ApplicationTest, FaultsDoNotHideACommandThatItDoesNotKnow) {
   for (const char* fault : {"app silent", "app slow 5", "app short", "app closes"}) {
     Board board;
     board.fault(fault);

@@ -297,15 +297,4 @@ TEST(JigTest, InputsHaveOtherLinesOnSomeBoards) {
   EXPECT_EQ(line_of({"T5", 20}, hardware_of(0xA6005)), 20U);
 }
 
-TEST(JigTest, EveryBoardHasAJigBeforeItsProgramDoesAnything) {
-  for (const std::uint32_t type :
-       {0x9601U, 0x960BU, 0x27202U, 0x27252U, 0x9615U, 0xA6001U, 0x96C1U, 0xA60A0U}) {
-    EXPECT_TRUE(std::ranges::any_of(jig_choices(),
-                                    [&](const JigChoice& choice) {
-                                      return choice.sign == Sign::always && fits(choice, hardware_of(type));
-                                    }))
-        << std::hex << type;
-  }
-}
-
 }  // namespace

@@ -134,11 +134,6 @@ TEST(DescriptorsTest, AnOpenNodeIsReadyInAPoll) {
   close(fd);
 }
 
-TEST(DescriptorsTest, WithoutABoardThePathsAreThePcs) {
-  EXPECT_EQ(open("/dev/qznio", O_RDWR), -1);
-  EXPECT_EQ(errno, ENOENT);
-}
-
 TEST(DescriptorsTest, ManyThreadsOpenAndCloseSideBySide) {
   const Board board;
   std::vector<std::thread> threads;

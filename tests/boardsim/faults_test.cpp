@@ -61,15 +61,6 @@ TEST_F(FaultsTest, ACountedFaultBefallsOneCallFromTheMomentItIsLaidAndWithAPlusA
   EXPECT_FALSE(opens("/dev/rtc"));
 }
 
-TEST_F(FaultsTest, FaultsThatAreTakenAwayAreGone) {
-  board.fault("open /dev/rtc");
-  board.fault("gpio 3 stuck high");
-  board.fault("interface eth0 none");
-  board.clear_faults();
-  EXPECT_TRUE(opens("/dev/rtc"));
-  EXPECT_EQ(board->general_io.level(3), 0);
-}
-
 TEST_F(FaultsTest, OneRequestOfANodeCanFailOrEvery) {
   const int fd = open("/dev/fpga", O_RDWR);
   std::uint32_t record[2] = {1, 2};

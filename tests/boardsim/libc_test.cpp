@@ -169,7 +169,9 @@ TEST(LibcTest, WhatWouldHarmThePcIsRefusedAndReported) {
                    "unlink of /nowhere", "sethostname", "settimeofday", "kill", "syscall(mount)"}));
 }
 
-TEST(LibcTest, WithoutABoardProgramsCanBeStarted) {
+TEST(LibcTest, WithoutABoardProgramsCanBeStartedAndPathsAreThePcs) {
+  EXPECT_EQ(open("/dev/qznio", O_RDWR), -1);
+  EXPECT_EQ(errno, ENOENT);
   EXPECT_EQ(system("exit 3") >> 8, 3);
   const pid_t pid = fork();
   if (pid == 0) _exit(5);

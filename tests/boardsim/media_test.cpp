@@ -340,25 +340,6 @@ TEST_F(MediaTest, WornBytesReadBackInverted) {
   close(fd);
 }
 
-TEST_F(MediaTest, ASlowMediumTakesItsTimeForEveryBlock) {
-  board_.fault("medium /dev/msb1 slow 40");
-  const int fd = create();
-  timeval start{};
-  gettimeofday(&start, nullptr);
-  EXPECT_EQ(write_text(fd, "ab"), 2);
-  EXPECT_EQ(board_.now(), 40ms);
-  EXPECT_EQ(write_text(fd, "cd"), 2);
-  EXPECT_EQ(lseek(fd, 0, SEEK_SET), 0);
-  EXPECT_EQ(board_.now(), 80ms);
-  EXPECT_EQ(read_text(fd), "abcd");
-  timeval end{};
-  gettimeofday(&end, nullptr);
-  EXPECT_EQ(end.tv_usec - start.tv_usec, 120000);
-  const Lines trace = board_.timed_hardware_trace();
-  EXPECT_EQ(trace.back(), "0.080000 read /mnt/test/usbtest.dat 64 = 4");
-  close(fd);
-}
-
 TEST_F(MediaTest, AMediumThatIsPulledOutDuringASlowWriteFailsIt) {
   board_.fault("medium /dev/msb1 slow 1000");
   const int fd = create();
@@ -402,27 +383,6 @@ TEST_F(MediaTest, AMediumIsPulledOutAtTheNthWrite) {
   EXPECT_EQ(board_->mounts.at(kStick).content("usbtest.dat"), "ab");
   board_.clear_faults();
   EXPECT_EQ(mount_stick(), 0) << "put in again";
-}
-
-TEST_F(MediaTest, TheNthCallFails) {
-  struct statfs space {};
-  for (const char* text : {"mount #2 EBUSY", "umount #1", "statfs #1", "mkdir #1 EACCES", "rmdir #2+ EBUSY",
-                           "unlink #1 EPERM"}) {
-    board_.fault(text);
-  }
-  EXPECT_EQ(mount_stick(), 0);
-  EXPECT_EQ(mount_stick("/dev/mmc01"), -EBUSY);
-  EXPECT_EQ(outcome(statfs(kPlace, &space)), -EIO);
-  EXPECT_EQ(outcome(unlink(kFile)), -EPERM);
-  EXPECT_EQ(outcome(mkdir("/mnt/other", 0777)), -EACCES);
-  EXPECT_EQ(outcome(umount(kPlace)), -EIO);
-  EXPECT_EQ(board_->mounts.mounted(), Lines{"/dev/msb1 on /mnt/test"});
-  EXPECT_EQ(umount(kPlace), 0);
-  EXPECT_EQ(mkdir("/mnt/other", 0777), 0);
-  EXPECT_EQ(rmdir(kPlace), 0);
-  EXPECT_EQ(outcome(rmdir("/mnt/other")), -EBUSY);
-  EXPECT_EQ(outcome(rmdir("/mnt/other")), -EBUSY);
-  EXPECT_EQ(board_->mounts.folders(), Lines{"/mnt/other"});
 }
 
 TEST_F(MediaTest, AnOpeningThatFailsCreatesNothingAndLeavesTheMediumFree) {

@@ -92,21 +92,6 @@ TEST(MotorsTest, TheMotorDriverKeepsItsChipsApart) {
   EXPECT_EQ(give(motor, kMove, 90), -EINVAL);
 }
 
-TEST(MotorsTest, MovesAreRejectedByTheirNumbersAndAllFromOneOn) {
-  Motor motor;
-  send(motor, kConfigure, kFilter);
-  lay(motor, "motor rejects move 1");
-  lay(motor, "motor rejects move 3+");
-  EXPECT_EQ(give(motor, kMove, 1), -EIO);
-  EXPECT_EQ(give(motor, kMove, 2), 0);
-  EXPECT_EQ(give(motor, kMoveBack, 3), -EIO);
-  EXPECT_EQ(give(motor, kMove, 4), -EIO);
-  EXPECT_EQ(motor.moves(), 1U);
-  EXPECT_EQ(motor.travel(), 2U);
-  motor.clear_faults();
-  EXPECT_EQ(give(motor, kMove, 5), 0);
-}
-
 TEST(MotorsTest, TheIrisMotorTakesValuesOnceItIsConfiguredInThisOpening) {
   IrisMotor motor;
   Words values;
@@ -148,14 +133,6 @@ TEST(IrisTest, OnlyTheEndsOfItsOwnDriveMoveIt) {
   write_fpga(0x2002, 0xC00);
   EXPECT_EQ(board->iris.state(), State::closed) << "another register";
   write_fpga(0x2001, 0xC00);
-  EXPECT_EQ(board->iris.state(), State::open);
-}
-
-TEST(IrisTest, AShellCommandThatFailsDoesNotMoveIt) {
-  Board board("loop");
-  board.fault("system #2");
-  EXPECT_EQ(system("openIRIS"), 0);
-  EXPECT_EQ(system("closeIRIS"), -1);
   EXPECT_EQ(board->iris.state(), State::open);
 }
 
@@ -301,22 +278,13 @@ TEST(IrFilterOnABoardTest, TheHomeSwitchIsReadOnLine26Of65xxBoardsOnlyUnlessItNe
   EXPECT_EQ(other.gpio_level(26), 0);
 }
 
-TEST(IrFilterOnABoardTest, AShellCommandThatFailsDoesNotMoveItAndAnyOtherIsRefused) {
-  Board board("63xx");
-  board.fault("system #2 EAGAIN");
-  EXPECT_EQ(std::system("dayICR"), 0);
-  errno = 0;
-  EXPECT_EQ(std::system("nightICR"), -1);
-  EXPECT_EQ(errno, EAGAIN);
-  EXPECT_EQ(board->ir_filter.side(), Side::day);
-  EXPECT_EQ(board.hardware_trace().back(), "system nightICR = -1 EAGAIN");
-  EXPECT_EQ(board.violations(), Lines{});
+TEST(IrFilterOnABoardTest, OnlyItsVeryShellCommandsMoveIt) {
+  const Board board("63xx");
   for (const char* command : {"true", "dayICR; true", "", " dayICR"}) {
     EXPECT_EQ(std::system(command), -1) << command;
   }
   EXPECT_EQ(board.violations().size(), 4U);
-  EXPECT_EQ(std::system("nightICR"), 0);
-  EXPECT_EQ(board->ir_filter.side(), Side::night);
+  EXPECT_EQ(board->ir_filter.side(), Side::unset);
 }
 
 // ---- the focus
@@ -326,9 +294,8 @@ class FocusMotorTest : public testing::Test {
  protected:
   ~FocusMotorTest() override { close(fd_); }
 
-  int step(unsigned long request) { return ioctl(fd_, request, 10); }
-  void step(unsigned long request, int times) {
-    for (int i = 0; i < times; ++i) EXPECT_EQ(step(request), 0);
+  void step(unsigned long request, int times) const {
+    for (int i = 0; i < times; ++i) EXPECT_EQ(ioctl(fd_, request, 10), 0);
   }
   int limit_switch() const { return board_->general_io.level(7); }
 
@@ -358,41 +325,6 @@ TEST_F(FocusMotorTest, AnotherStepLengthIsRefused) {
     EXPECT_EQ(errno, EINVAL);
   }
   EXPECT_EQ(board_->motor.focus().position(), 40);
-}
-
-TEST_F(FocusMotorTest, AStuckMotorTakesItsStepsAndStandsStill) {
-  board_.fault("focus motor stuck");
-  step(kToLimit, 100);
-  EXPECT_EQ(board_->motor.focus().position(), 40);
-  board_.clear_faults();
-  step(kToLimit, 1);
-  EXPECT_EQ(board_->motor.focus().position(), 39);
-}
-
-TEST_F(FocusMotorTest, ASwitchNeverClosesOrIsAlwaysClosed) {
-  board_.fault("limit switch always");
-  EXPECT_EQ(limit_switch(), 1);
-  step(kFromLimit, 80);
-  EXPECT_EQ(limit_switch(), 1);
-  EXPECT_EQ(board_->motor.focus().position(), 120);
-  board_.fault("limit switch never");
-  board_->motor.focus().set_position(0);
-  EXPECT_EQ(limit_switch(), 0);
-  board_.clear_faults();
-  EXPECT_EQ(limit_switch(), 1);
-}
-
-TEST_F(FocusMotorTest, ARejectedStepFailsAndMovesNothing) {
-  board_.fault("focus motor rejects step 2");
-  board_.fault("focus motor rejects step 4+");
-  EXPECT_EQ(step(kToLimit), 0);
-  EXPECT_EQ(step(kToLimit), -1);
-  EXPECT_EQ(errno, EIO);
-  EXPECT_EQ(step(kToLimit), 0);
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(step(kToLimit), -1);
-  EXPECT_EQ(board_->motor.focus().position(), 38);
-  board_.clear_faults();
-  EXPECT_EQ(step(kToLimit), 0);
 }
 
 }  // namespace

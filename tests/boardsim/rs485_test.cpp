@@ -187,13 +187,6 @@ TEST_F(Rs485WiringTest, ABlockWaitsForTheOneBeforeIt) {
   EXPECT_EQ(heard_after(1'000), "d") << "the line was free again";
 }
 
-TEST_F(Rs485WiringTest, BothDirectionsAreOnWiresOfTheirOwn) {
-  one_.send("from one");
-  two_.send("from two");
-  EXPECT_EQ(heard_after(10'000), "from one");
-  EXPECT_EQ(one_.receive(), "from two");
-}
-
 TEST_F(Rs485WiringTest, APortThatWasNotConfiguredOrIsNotOpenIsNotOnTheLine) {
   board_->rs485.set_fixture("ring3");
   {

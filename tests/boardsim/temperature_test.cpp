@@ -24,8 +24,7 @@ class TemperatureTest : public testing::Test {
     if (sensor == nullptr) return "no such file";
     std::array<char, 32> buffer{};
     const Answer answer = sensor->read(buffer.data(), buffer.size(), position);
-    return answer.error != 0 ? "error " + std::to_string(answer.error)
-                             : std::string(buffer.data(), static_cast<std::size_t>(answer.result));
+    return std::string(buffer.data(), static_cast<std::size_t>(answer.result));
   }
 
   TemperatureSensors sensors_;
@@ -90,20 +89,6 @@ TEST_F(TemperatureTest, ASensorGivesTheTextOfItsFaultWithALineEnd) {
   EXPECT_EQ(text("/proc/debug/temp3"), "\n");
   sensors_.clear_faults();
   EXPECT_EQ(text("/proc/debug/temp2"), "no such file");
-}
-
-TEST_F(TemperatureTest, ADirectoryOrAFileThatCannotBeReadCanStandInASensorsPlace) {
-  EXPECT_TRUE(lay(sensors_, "sensor 1 directory"));
-  Sensor* const sensor = sensors_.find("/proc/debug/temp1");
-  ASSERT_NE(sensor, nullptr);
-  EXPECT_TRUE(S_ISDIR(sensor->mode()));
-  EXPECT_EQ(outcome(sensor->open(O_RDONLY)), 0);
-  EXPECT_EQ(outcome(sensor->open(O_RDWR)), -EISDIR);
-  EXPECT_EQ(text("/proc/debug/temp1"), "error " + std::to_string(EISDIR));
-  EXPECT_TRUE(lay(sensors_, "sensor 1 unreadable"));
-  EXPECT_TRUE(S_ISREG(sensor->mode()));
-  EXPECT_EQ(outcome(sensor->open(O_RDONLY)), 0);
-  EXPECT_EQ(text("/proc/debug/temp1"), "error " + std::to_string(EIO));
 }
 
 }  // namespace

@@ -132,20 +132,6 @@ TEST_F(UartTest, BytesBeforeTheFirstOpeningAreLostAndThoseBehindItAreKept) {
   close(fd);
 }
 
-TEST_F(UartTest, ADeadPortReceivesNothingAndWithADeadDriverNothingLeaves) {
-  board_.fault("uart 1 dead");
-  board_->uart(1).receive("ab");
-  EXPECT_EQ(waiting(fd_), 0U);
-  EXPECT_EQ(write(fd_, "out", 3), 3);
-  EXPECT_EQ(board_->uart(1).sent(), "out");
-  board_.clear_faults();
-  board_.fault("uart 1 driver dead");
-  board_->uart(1).receive("cd");
-  EXPECT_EQ(read_some(fd_), "cd");
-  EXPECT_EQ(write(fd_, "more", 4), 4) << "the program does not notice";
-  EXPECT_EQ(board_->uart(1).sent(), "out");
-}
-
 TEST_F(UartTest, AnAddressThatIsNoneIsRefused) {
   char* const nowhere = nullptr;
   board_->uart(1).receive("ab");
