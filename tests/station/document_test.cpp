@@ -59,15 +59,10 @@ TEST(BoardTextTest, BytesThatAreNoCharacterAreReplacedOneByOne) {
   EXPECT_EQ(clean_text("\xF0\x9F\x98\x80"), "\xF0\x9F\x98\x80");
 }
 
-TEST(BoardTextTest, ChineseCharactersTakeTwoColumnsAndLatinOnesOne) {
-  EXPECT_EQ(display_width("RTC clock"), 9U);
+TEST(BoardTextTest, ChineseCharactersTakeTwoColumnsByWhichTextsArePaddedAndCut) {
   EXPECT_EQ(display_width(board_texts::rtc_name), 11U);
   EXPECT_EQ(display_width("，。（）"), 8U);
   EXPECT_EQ(display_width("e\u0301"), 1U);
-  EXPECT_EQ(display_width(""), 0U);
-}
-
-TEST(BoardTextTest, TextsArePaddedAndCutByColumnsNotByBytes) {
   EXPECT_EQ(pad_to_width("测试", 6), "测试  ");
   EXPECT_EQ(pad_to_width("测试", 3), "测试");
   EXPECT_EQ(cut_to_width("测试RTC", 5), "测试R");

@@ -90,17 +90,14 @@ TEST_F(OpeningTest, WhoInsistsLeavesAndWhatThatDoesIsSaid) {
   EXPECT_THAT(notices_, ElementsAre(busy, StartsWith(left)));
 }
 
-TEST_F(OpeningTest, ABoardThatIsNotThereYetIsTriedAgainForTheTimeAsked) {
+TEST_F(OpeningTest, ABoardThatIsNotThereYetIsTriedOnceOrForTheTimeAsked) {
+  EXPECT_EQ(error_of<LinkError>({}), "no connection to board: Connection refused");
+  EXPECT_DOUBLE_EQ(waited(), 0);
   patience_.absence = 60;
   open({{bytes_after(0, greeting())}}, 590);
   EXPECT_LE(waited(), 60);
   EXPECT_THROW(open({}, 0), LinkError);
   EXPECT_NEAR(waited(), 59 + 60, 0.5);
-}
-
-TEST_F(OpeningTest, ABoardThatIsNotThereIsTriedOnceUnlessAskedOtherwise) {
-  EXPECT_EQ(error_of<LinkError>({}), "no connection to board: Connection refused");
-  EXPECT_DOUBLE_EQ(waited(), 0);
 }
 
 TEST_F(OpeningTest, TheOperatorEndsTheWaitForABoardAtOnce) {

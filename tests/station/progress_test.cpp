@@ -6,7 +6,6 @@
 #include <sstream>
 
 #include "station/text.h"
-#include "tests/station/board_texts.h"
 
 namespace {
 
@@ -108,17 +107,6 @@ TEST_F(ProgressTest, ColorsTellPassFromFail) {
             "Fail\x1b[0m (6.0 s)\n"
             "[1/1] RTC clock: \x1b[33m"
             "broken\x1b[0m (6.0 s)\n");
-}
-
-TEST_F(ProgressTest, BannerAndMenuAreShownOnceUnlessHidden) {
-  const ServiceMessage banner{{"***\n", board_texts::title}};
-  const ServiceMessage menu{{"\n\tT1 test menu:\n", "\t[q] 退出测试\n"}};
-  Progress(out_, style_).greeted({banner, menu});
-  EXPECT_EQ(out_.str(), "***\n" + board_texts::title + "\tT1 test menu:\n\t[q] 退出测试\n");
-  style_.greeting = false;
-  std::ostringstream hidden;
-  Progress(hidden, style_).greeted({banner, menu});
-  EXPECT_EQ(hidden.str(), "");
 }
 
 }  // namespace

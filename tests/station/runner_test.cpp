@@ -172,12 +172,6 @@ TEST_F(RunnerTest, AnInterruptWhileTheBoardIsBusyEndsTheRunWhenItHasGreeted) {
       << "the board must not stay occupied";
 }
 
-TEST_F(RunnerTest, AfterARestartNoQuitRequestIsSent) {
-  connection({{bytes_after(0.1, reply(-15, "x", "Pass", success_gbk))}});
-  EXPECT_EQ(run({-15})[0].outcome, Outcome::passed);
-  EXPECT_EQ(sent(0), std::vector<std::string>{request(-15)});
-}
-
 TEST_F(RunnerTest, AnInterruptEndsTheRunAndKeepsWhatIsKnown) {
   connection({{bytes_after(6, rtc_pass())}, {interrupt_after(3)}});
   const std::vector<Result> results = run({1536, 14592, 7426});
