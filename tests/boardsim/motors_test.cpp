@@ -87,6 +87,12 @@ TEST(MotorsTest, TheMotorDriverKeepsItsChipsApart) {
   EXPECT_EQ(give(motor, kValue, 0xCFF), 0);
   EXPECT_EQ(give(motor, kMove, 90), 0) << "the filter's chip is still configured";
   EXPECT_EQ(motor.moves(), 1U);
+  send(motor, kConfigure, kFilter);
+  EXPECT_EQ(give(motor, kValue, 0xCFF), 0) << "and so is the iris's";
+  motor.open(O_RDWR);
+  EXPECT_EQ(give(motor, kValue, 0xCFF), -EINVAL) << "each opening is configured anew";
+  send(motor, kConfigure, kFilter);
+  send(motor, kConfigure, kChipIris);
   EXPECT_EQ(send(motor, kConfigure, configuration(1, 3)), -EINVAL);
   EXPECT_EQ(give(motor, kValue, 0xCFF), -EINVAL);
   EXPECT_EQ(give(motor, kMove, 90), -EINVAL);

@@ -376,6 +376,8 @@ TEST_F(Rs485PartnerTest, StartsAnewWheneverThePortIsConfigured) {
   EXPECT_EQ(answer_to(kFirst), kSecond);
   port_.configure(38'400);
   EXPECT_EQ(heard_by(5s), kFirst);
+  port_.send(kFirst);
+  EXPECT_EQ(heard_by(6s), kSecond);
 }
 
 TEST_F(Rs485PartnerTest, CaresForPort1Only) {
