@@ -106,8 +106,11 @@ TEST_F(RunnerTest, NoReplyIsSaidClearly) {
   EXPECT_EQ(results[0].description,
             "no reply within 30 s: the board does not know this code, or the test hangs");
   EXPECT_NEAR(results[0].seconds, 30, 1e-6);
+  EXPECT_EQ(sent(0), (std::vector<std::string>{request(1), request(62208)}));
+  settings_.quit = false;
   EXPECT_EQ(run({1}, 0.5)[0].description,
             "no reply within 0.5 s: the board does not know this code, or the test hangs");
+  EXPECT_EQ(sent(0), std::vector<std::string>{request(1)});
 }
 
 TEST_F(RunnerTest, AfterNoReplyTheNextTestGetsAConnectionOfItsOwn) {
@@ -170,6 +173,12 @@ TEST_F(RunnerTest, AnInterruptWhileTheBoardIsBusyEndsTheRunWhenItHasGreeted) {
   EXPECT_EQ(runner.run({{1536, std::nullopt, 48}})[0].outcome, Outcome::interrupted);
   EXPECT_EQ(connector.links[0]->sent, std::vector<std::string>{request(62208)})
       << "the board must not stay occupied";
+}
+
+TEST_F(RunnerTest, AfterARestartNoQuitRequestIsSent) {
+  connection({{bytes_after(0.1, reply(-15, "x", "Pass", success_gbk))}});
+  EXPECT_EQ(run({-15})[0].outcome, Outcome::passed);
+  EXPECT_EQ(sent(0), std::vector<std::string>{request(-15)});
 }
 
 TEST_F(RunnerTest, AnInterruptEndsTheRunAndKeepsWhatIsKnown) {
