@@ -207,6 +207,7 @@ TEST_F(BenchTest, InputsOnOneContactAreOneNetAndACutWireLeavesIt) {
   EXPECT_EQ(five(), "01000") << "a short leads it back";
   plug_in("6444-j");
   set_alarms(1);
+  EXPECT_EQ((*board_)->alarm.state(), 1U);
   board_->fault("short T1 T3");
   EXPECT_EQ(four(), "0100");
 }

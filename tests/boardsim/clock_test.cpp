@@ -1,4 +1,5 @@
 // Virtual time: sleeps, select, events, paces and threads.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <pthread.h>
@@ -237,7 +238,14 @@ TEST(ClockTest, AScaledBoardRunsAsOftenFasterThanThePc) {
   EXPECT_TRUE(ran);
 }
 
-TEST(ClockTest, ASpeedOfZeroAndAdvancingABoardThatIsNotSteppedAreRefused) {
+TEST(ClockTest, AnUnknownFamilyASpeedOfZeroAndAdvancingABoardThatIsNotSteppedAreRefused) {
+  try {
+    const Board board("nonsense");
+    FAIL() << "there is no such family";
+  } catch (const std::invalid_argument& error) {
+    EXPECT_THAT(error.what(),
+                testing::StartsWith("boardsim: there is no board \"nonsense\"; known are normal k "));
+  }
   EXPECT_THROW(Board("normal", Pace::scaled, 0), std::invalid_argument);
   Board board;
   EXPECT_THROW(board.advance(1s), std::logic_error);

@@ -281,6 +281,7 @@ TEST_F(MediaTest, AnAbsentMediumAnswersNothingAndTheOtherSlotsDo) {
   EXPECT_EQ(mount_stick("/dev/msbd1"), 0);
   board_.clear_faults();
   EXPECT_EQ(mount_stick(), 0);
+  EXPECT_EQ(close(open(kStick, O_RDWR)), 0);
 }
 
 TEST_F(MediaTest, AFullMediumTakesNothingAndANearlyFullOneWhatFits) {

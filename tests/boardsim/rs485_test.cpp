@@ -416,8 +416,9 @@ TEST_F(Rs485PartnerTest, IsSilentOrWrongOrNotHeardUntilTheFaultIsTakenAway) {
   EXPECT_EQ(second.substr(0, 4), kSecond.substr(0, 4)) << "its header is right";
 }
 
-TEST_F(Rs485PartnerTest, DoesNotHearAnEchoThatTheBoardsSideDamages) {
-  for (const char* fault : {"rs485 1 flips 15", "rs485 1 partner open", "uart 1 driver dead"}) {
+TEST_F(Rs485PartnerTest, DoesNotAnswerAnEchoThatTheBoardsSideDamagesOrWhenItFallsSilent) {
+  for (const char* fault :
+       {"rs485 1 flips 15", "rs485 1 partner open", "uart 1 driver dead", "rs485 partner silent"}) {
     port_.configure(38'400);
     heard_by(board_.now() + 2s);
     board_.fault(fault);

@@ -76,6 +76,9 @@ TEST_F(TerminalTest, LinesAreEditedAndEchoed) {
       "c\n");
   EXPECT_EQ(read_some(fd_), "ac\n");
   EXPECT_EQ(read_some(board_->terminal.far_end()), "ab\b \bc\r\n");
+  board_.at(90s, [&] { put(board_->terminal.far_end(), "d\n"); });
+  EXPECT_EQ(read_some(fd_), "d\n") << "a line is waited for without end";
+  EXPECT_EQ(board_.now(), 90s);
 }
 
 TEST_F(TerminalTest, AReadEndsWhenTheTerminalSaysSo) {

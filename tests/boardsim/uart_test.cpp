@@ -99,6 +99,8 @@ TEST_F(UartTest, AReadWaitsForItsFirstByteUnlessItMustNotOrAsksForNone) {
   EXPECT_EQ(read_some(other), "failed");
   EXPECT_EQ(errno, EAGAIN);
   EXPECT_EQ(read_some(fd_, 0), "");
+  EXPECT_EQ(write(fd_, "", 0), 0);
+  EXPECT_EQ(board_->uart(1).sent(), "");
   EXPECT_EQ(board_.now(), 0s);
   board_.at(7s, [&] { board_->uart(1).receive("late"); });
   EXPECT_EQ(read_some(fd_), "late");

@@ -261,7 +261,7 @@ TEST_F(SessionTest, AReplyThatComesByteByByteIsTaken) {
   double time = 0;
   for (const char byte : heartbeat() + rtc_pass())
     events.push_back(bytes_after(time += 0.01, std::string(1, byte)));
-  ScriptedLink link(clock_, {}, {events});
+  ScriptedLink link(clock_, {bytes_after(0, heartbeat())}, {events});
   EXPECT_TRUE(run(link).passed);
 }
 
