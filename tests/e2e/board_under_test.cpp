@@ -10,8 +10,11 @@
 #include <stdexcept>
 
 #include "tests/harness/gbk.h"
+#include "tests/harness/wire.h"
 
 namespace {
+
+constexpr std::uint16_t kPort = 36001;
 
 std::vector<std::string> split(const std::string& text) {
   std::vector<std::string> lines;
@@ -52,11 +55,11 @@ BoardUnderTest::BoardUnderTest(const std::vector<std::string>& launcher_options)
   command.insert(command.end(), launcher_options.begin(), launcher_options.end());
   command.insert(command.end(), {"--", BOARDTEST_PROGRAM});
   launcher_ = std::make_unique<Child>(command);
-  announcement_ = launcher_->next_line("the launcher's first line");
-  const std::size_t start = announcement_.rfind(" at ");
-  const std::size_t end = announcement_.rfind(':');
-  if (start == std::string::npos || end < start) throw std::runtime_error("no address in: " + announcement_);
-  address_ = announcement_.substr(start + 4, end - start - 4);
+  const std::string announcement = launcher_->next_line("the launcher's first line");
+  const std::size_t start = announcement.rfind(" at ");
+  const std::size_t end = announcement.rfind(':');
+  if (start == std::string::npos || end < start) throw std::runtime_error("no address in: " + announcement);
+  address_ = announcement.substr(start + 4, end - start - 4);
 }
 
 BoardUnderTest::~BoardUnderTest() {
@@ -82,8 +85,22 @@ boardsim::ControlClient& BoardUnderTest::control() {
   return *control_;
 }
 
-void BoardUnderTest::settle() {
-  control().settle();
+Station BoardUnderTest::station() {
+  settle();
+  const int socket = wire::connect(address_, kPort);
+  if (socket < 0) throw std::runtime_error("no server listens on the board");
+  return {socket, in_another_process};
+}
+
+Station BoardUnderTest::narrow_station() {
+  settle();
+  return {wire::connect_narrowly(address_, kPort), in_another_process};
+}
+
+Station BoardUnderTest::greeted_station() {
+  Station greeted = station();
+  greeted.take_greeting();
+  return greeted;
 }
 
 void BoardUnderTest::advance(Time span) {
@@ -97,26 +114,6 @@ void BoardUnderTest::advance_to_its_end(Time span) {
   } catch (const std::runtime_error&) {
     // The channel ends with the board. That it does is seen by its exit status.
   }
-}
-
-BoardUnderTest::Time BoardUnderTest::now() {
-  return control().now();
-}
-
-void BoardUnderTest::fault(std::string_view text) {
-  control().fault(text);
-}
-
-void BoardUnderTest::clear_faults() {
-  control().clear_faults();
-}
-
-int BoardUnderTest::threads() {
-  return control().threads();
-}
-
-std::vector<std::string> BoardUnderTest::open_nodes() {
-  return control().open_nodes();
 }
 
 std::filesystem::path BoardUnderTest::server_in_proc() {
@@ -150,13 +147,8 @@ void BoardUnderTest::expect_lines(const std::vector<std::string>& lines) {
   }
 }
 
-std::vector<std::string> BoardUnderTest::lines_until(std::string_view text) {
-  std::vector<std::string> lines;
-  for (;;) {
-    std::string line = next_line(text);
-    if (line.starts_with(text)) return lines;
-    lines.push_back(std::move(line));
-  }
+void BoardUnderTest::lines_until(std::string_view text) {
+  while (!next_line(text).starts_with(text)) continue;
 }
 
 std::vector<std::string> BoardUnderTest::remaining_lines() {
@@ -173,14 +165,5 @@ std::vector<std::string> BoardUnderTest::trace() const {
 std::vector<std::string> BoardUnderTest::trace_of(std::string_view text) const {
   std::vector<std::string> lines = trace();
   std::erase_if(lines, [&](const std::string& line) { return line.find(text) == std::string::npos; });
-  return lines;
-}
-
-std::vector<std::string> BoardUnderTest::hardware_trace() const {
-  std::vector<std::string> lines = trace();
-  std::erase_if(lines, [](const std::string& line) {
-    return line.find(" /dev/") == std::string::npos && line.find(" /proc/") == std::string::npos &&
-           line.find(" reboot ") == std::string::npos;
-  });
   return lines;
 }
