@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -116,24 +117,11 @@ void BoardUnderTest::advance_to_its_end(Time span) {
   }
 }
 
-std::filesystem::path BoardUnderTest::server_in_proc() {
+std::size_t BoardUnderTest::descriptors() {
   const int server = child_of(launcher_->pid());
   if (server < 0) throw std::runtime_error("the server does not run");
-  return "/proc/" + std::to_string(server);
-}
-
-std::size_t BoardUnderTest::descriptors() {
-  const std::filesystem::directory_iterator entries(server_in_proc() / "fd");
+  const std::filesystem::directory_iterator entries("/proc/" + std::to_string(server) + "/fd");
   return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
-}
-
-std::size_t BoardUnderTest::memory() {
-  std::ifstream file(server_in_proc() / "smaps_rollup");
-  for (std::string word; file >> word;) {
-    std::size_t kilobytes = 0;
-    if (word == "Private_Dirty:" && file >> kilobytes) return kilobytes;
-  }
-  throw std::runtime_error("the PC does not tell the server's memory");
 }
 
 std::string BoardUnderTest::next_line(std::string_view awaited) {

@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <cstddef>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -59,8 +58,6 @@ class BoardUnderTest {
   std::vector<std::string> open_nodes() { return control().open_nodes(); }
   /// Number of descriptors that the server's process holds.
   std::size_t descriptors();
-  /// Kilobytes of memory that the server's process has written and shares with no other.
-  std::size_t memory();
 
   /// Takes as many lines as are given and expects just these; a '*' at the end of one stands for any rest.
   void expect_lines(const std::vector<std::string>& lines);
@@ -82,7 +79,6 @@ class BoardUnderTest {
 
  private:
   boardsim::ControlClient& control();
-  std::filesystem::path server_in_proc();
   std::string next_line(std::string_view awaited);
   void expect_no_complaints();
 
