@@ -15,7 +15,7 @@
 #include "tests/harness/station.h"
 
 /// A board whose time stands still until the test lets it pass. What waits for the board throws
-/// std::runtime_error, which names what was awaited, when the board does not do it within kPatience; nothing
+/// std::runtime_error, which names what was awaited, when the board does not do it within 10 s; nothing
 /// else depends on the PC's clock.
 class BoardUnderTest {
  public:
