@@ -11,8 +11,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// ---- several boards
-// -----------------------------------------------------------------------------------------
+// ---- several boards -------------------------------------------------------------------------------------
 
 /// Lets the time pass that a clock test takes, once it has begun.
 void pass_clock_test(BoardUnderTest& board) {
@@ -68,8 +67,7 @@ TEST(SideBySideTest, AStationPlaysThePartnerOnASerialDeviceOfThePc) {
   EXPECT_TRUE(partner.rest().ends_with("the echo is right\n"));
 }
 
-// ---- a board that serves another client
-// -----------------------------------------------------------------------
+// ---- a board that serves another client -----------------------------------------------------------------
 
 constexpr char kBusy[] = "the board is busy with another station";
 
@@ -151,8 +149,7 @@ TEST_F(BusyBoardTest, AClosedTerminalCostsNoReport) {
   board.advance(6s);
 }
 
-// ---- what the PC refuses
-// ----------------------------------------------------------------------------------------
+// ---- what the PC refuses --------------------------------------------------------------------------------
 
 TEST(StandardOutputTest, ThatCannotBeWrittenIsNoticed) {
   for (const std::string redirection : {">/dev/full", ">&-"}) {

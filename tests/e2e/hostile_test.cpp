@@ -44,7 +44,7 @@ class HostileTest : public OnServer {
   Holdings before_;
 };
 
-// ---- packets ----------------------------------------------------------------------------------------------
+// ---- packets --------------------------------------------------------------------------------------------
 
 TEST_F(HostileTest, TwoRequestsMayBeDividedBetweenTwoPacketsAtAnyByte) {
   const std::string requests = kRequest + kRequest;
@@ -60,8 +60,7 @@ TEST_F(HostileTest, TwoRequestsMayBeDividedBetweenTwoPacketsAtAnyByte) {
   EXPECT_EQ(board.now(), 0s);
 }
 
-// ---- hanging up: the station sends no more, and reads what comes
-// --------------------------------------------
+// ---- hanging up: the station sends no more, and reads what comes ----------------------------------------
 
 TEST_F(HostileTest, AStationThatHangsUpBeforeItsTurnIsGreetedAndDroppedAtOnce) {
   Station first = board.greeted_station();
@@ -100,8 +99,7 @@ TEST_F(HostileTest, AHangUpInAnySecondOfATestEndsTheSessionBehindItsReply) {
   EXPECT_EQ(board.now(), 110s);
 }
 
-// ---- breaking the connection
-// --------------------------------------------------------------------------------
+// ---- breaking the connection ----------------------------------------------------------------------------
 
 TEST_F(HostileTest, AResetAmongTheFirstPromptsLeavesAWorkingServer) {
   for (int i = 0; i < 50; ++i) {
@@ -164,8 +162,7 @@ TEST_F(HostileTest, NeitherAResetNorAHangUpShortensTheSecondBehindTheQuitRequest
   EXPECT_EQ(board.now(), 6s);
 }
 
-// ---- stalls
-// -------------------------------------------------------------------------------------------------
+// ---- stalls ---------------------------------------------------------------------------------------------
 
 TEST_F(HostileTest, AStallBehindAnyByteOfARequestDoesNoHarmFor99SecondsAndAfter100RunsTheOneBefore) {
   for (std::size_t sent = 1; sent < kRequest.size(); ++sent) {
@@ -189,8 +186,7 @@ TEST_F(HostileTest, AStallBehindAnyByteOfARequestDoesNoHarmFor99SecondsAndAfter1
   }
 }
 
-// ---- stations that do not read
-// --------------------------------------------------------------------------------
+// ---- stations that do not read --------------------------------------------------------------------------
 
 TEST_F(HostileTest, AStationThatReadsNothingIsDroppedAfterHalfAnHourLikeAnyOther) {
   Station deaf = board.narrow_station();
