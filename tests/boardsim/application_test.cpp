@@ -19,7 +19,7 @@ using boardsim::Pace;
 using boardsim::Time;
 using namespace std::chrono_literals;
 using Lines = std::vector<std::string>;
-using Commands = std::vector<Application::Command>;
+using Commands = std::vector<boardsim::Application::Command>;
 
 int connect_to_application(int fd) {
   sockaddr_in place{};

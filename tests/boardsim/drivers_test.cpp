@@ -173,11 +173,11 @@ TEST_F(DriversTest, WhoeverWatchesIsToldOfEveryLineThatIsDriven) {
 
 TEST_F(DriversTest, TheIrCutDriveNotesItsStepsThoughTheyAreNone) {
   EXPECT_EQ(outcome(io_.ioctl(0x40046831, reinterpret_cast<void*>(std::uintptr_t{300}))), 0);
-  EXPECT_EQ(io_.ir_cut(), GeneralIo::IrCut::day);
+  EXPECT_EQ(io_.ir_cut(), IrFilter::Side::day);
   EXPECT_EQ(io_.ir_cut_steps(), 300U);
   EXPECT_EQ(outcome(io_.ioctl(0x40046832, nullptr)), 0);
   EXPECT_EQ(io_.words_in(0x40046832, nullptr), Words{0});
-  EXPECT_EQ(io_.ir_cut(), GeneralIo::IrCut::night);
+  EXPECT_EQ(io_.ir_cut(), IrFilter::Side::night);
   EXPECT_EQ(io_.ir_cut_steps(), 0U);
 }
 

@@ -281,7 +281,7 @@ TEST(IrFilterOnABoardTest, TheHomeSwitchIsReadOnLine26Of65xxBoardsOnlyUnlessItNe
     EXPECT_EQ(board->general_io.level(26), 1);
   }
   const Board other("normal");
-  EXPECT_EQ(other.gpio_level(26), 0);
+  EXPECT_EQ(other->general_io.level(26), 0);
 }
 
 TEST(IrFilterOnABoardTest, OnlyItsVeryShellCommandsMoveIt) {

@@ -57,11 +57,11 @@ class UartTest : public testing::Test {
 };
 
 TEST_F(UartTest, AConfigurationIsTakenAsItIsGiven) {
-  EXPECT_EQ(board_->uart(1).setup(), UartSetup{});
+  EXPECT_EQ(board_->uart(1).setup(), boardsim::UartSetup{});
   std::array<std::int32_t, 5> record{9600, 8, 1, -1, 7};
   EXPECT_EQ(ioctl(fd_, kConfigure, record.data()), 0);
-  EXPECT_EQ(board_->uart(1).setup(), (UartSetup{9600, 8, 1, -1, 7}));
-  EXPECT_EQ(board_->uart(2).setup(), UartSetup{}) << "every port has its own";
+  EXPECT_EQ(board_->uart(1).setup(), (boardsim::UartSetup{9600, 8, 1, -1, 7}));
+  EXPECT_EQ(board_->uart(2).setup(), boardsim::UartSetup{}) << "every port has its own";
   EXPECT_THROW(board_->uart(0).setup(), std::out_of_range);
   EXPECT_THROW(board_->uart(6).setup(), std::out_of_range);
 }

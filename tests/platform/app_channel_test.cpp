@@ -18,7 +18,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using boardsim::Board;
-using Commands = std::vector<Application::Command>;
+using Commands = std::vector<boardsim::Application::Command>;
 using Lines = std::vector<std::string>;
 
 constexpr int kPause = 0x31248;
@@ -47,7 +47,7 @@ class AppChannelTest : public OnBoard {
   ~AppChannelTest() override { std::memset(&test_item, 0, sizeof test_item); }
 
   /// Sends the pause command to an application that answers it so.
-  void ask(std::vector<Application::Reply> replies) {
+  void ask(std::vector<boardsim::Application::Reply> replies) {
     board->application.set_answer(kPause, std::move(replies));
     enableAPPCMD(kPause, 0);
   }
@@ -150,7 +150,7 @@ TEST_F(AppChannelTest, EachReplyIsShownAndTheLastOneStays) {
   std::string longest = reply(5, 6, 7);
   longest.resize(4096, 'x');
   struct {
-    std::vector<Application::Reply> replies;
+    std::vector<boardsim::Application::Reply> replies;
     const char* shown;
     std::string stored;
   } const rows[] = {
