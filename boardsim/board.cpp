@@ -52,7 +52,7 @@ Board* Board::current() {
   return current_board;
 }
 
-LockedDevices Board::operator->() BOARDSIM_LOCKS(no_thread_safety_analysis) {
+LockedDevices Board::operator->() const BOARDSIM_LOCKS(no_thread_safety_analysis) {
   return {state_->mutex, state_->devices};
 }
 

@@ -75,7 +75,7 @@ class Board {
   /// The board's devices, as boardsim/board/hardware.h lists them, and what hangs on them:
   /// `board->fpga.reg(0xB0)`, `board->uart(1).receive("...")`. Locked to the end of the expression, in which
   /// the program must not run.
-  LockedDevices operator->();
+  LockedDevices operator->() const;
 
   // ---- network --------------------------------------------------------------------------
   /// What SIOCGIFADDR answers for an interface ("eth0", "wlan0"); an empty address removes it. Throws

@@ -52,7 +52,7 @@ class Application {
   void serve();
 
   /// Scripts the answer to a command; see Board::set_app_answer.
-  void set_answer(std::uint32_t command, std::vector<Reply> replies, bool closes);
+  void set_answer(std::uint32_t command, std::vector<Reply> replies, bool closes = true);
   const std::vector<Command>& commands() const { return commands_; }
 
   FaultForms fault_forms();

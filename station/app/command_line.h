@@ -52,7 +52,6 @@ struct CommandLine {
   std::string junit_file;  ///< empty: no report
   MonitorLimits limits;
   Rs485Echo echo;
-  Action action;  ///< of `other` commands, each of which is a file of its own
 };
 
 /// Reads the arguments behind the program's name. Throws UsageError for everything that makes no sense.

@@ -1,5 +1,7 @@
 #include "station/app/plan_command.h"
 
+#include "station/app/exit_code.h"
+
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <string>

@@ -1,5 +1,7 @@
 #include "station/app/records_command.h"
 
+#include "station/app/exit_code.h"
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>

@@ -65,7 +65,6 @@ struct AttemptEnd {
   std::string reply;  ///< bytes as they came over the wire, without length, as far as they came
   std::optional<std::string> console;  ///< bytes; nothing without one
   std::string answer;                  ///< "yes", "no", or empty
-  std::string partner;  ///< what the station sent and heard on the RS485 line; empty without it
   std::vector<Measurement> measurements;
 };
 

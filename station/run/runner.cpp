@@ -1,7 +1,7 @@
 // Steps in a row, and what to do about the connection when one of them goes wrong.
 #include "station/run/runner.h"
 
-#include <algorithm>
+#include <utility>
 
 #include "station/catalogue/codes.h"
 #include "station/plan/measure.h"
@@ -158,8 +158,9 @@ void Runner::await_answer(const Step& step, AttemptEnd& end) {
 }
 
 void Runner::measure(const Step& step, AttemptEnd& end) {
+  const Findings findings{end.description, end.console, end.seconds};
   for (const Measure& measure : step.measures) {
-    end.measurements.push_back(measured(measure, end.description, end.console.value_or(""), end.seconds));
+    end.measurements.push_back(take_measurement(measure, findings));
     const bool is_right = end.measurements.back().outcome == "passed";
     if (!is_right && end.outcome == AttemptOutcome::passed) end.outcome = AttemptOutcome::failed;
   }
@@ -172,7 +173,7 @@ void Runner::finish_reply(const Step& step, const Reply& reply, AttemptEnd& end)
   finish_console(end);
   measure(step, end);
   if (slot_.rs485 != nullptr && step.code == kEchoTest) {
-    end.partner = slot_.rs485->words();
+    end.description += (end.description.empty() ? "" : "\n") + slot_.rs485->words();
     if (!slot_.rs485->is_right()) end.outcome = AttemptOutcome::failed;
   }
   await_answer(step, end);

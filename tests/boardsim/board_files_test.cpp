@@ -60,17 +60,16 @@ TEST_F(BoardFilesTest, AHealthyBoardHasATimingFileWithASectionForEachModel) {
   EXPECT_EQ(lines_of(kFile), expected);
 }
 
-TEST_F(BoardFilesTest, TheTimingFileHasABlockForTheHardwareOfTheBootBlock) {
-  const auto& block = board_.boot_block();
-  const std::string header = "[TF" + std::to_string(block[95]) + "V" + std::to_string(block[96]) + "][TS" +
-                             std::to_string(block[87]) + "V" + std::to_string(block[91]) + "]";
-  EXPECT_EQ(header, "[TF2V1][TS3V1]");
-}
-
-TEST_F(BoardFilesTest, AFileThatATestPutsInPlaceIsReadByteByByte) {
+TEST_F(BoardFilesTest, AFileThatATestPutsInPlaceIsReadByteByByteAsLongAsItIsOpen) {
   const std::string content("a\r\nb\0c\xFF", 7);
   board_->files.set("/devinfo/other.bin", content);
   const int fd = open("/devinfo/other.bin", O_RDONLY);
+  struct stat status {};
+  ASSERT_EQ(stat("/devinfo/other.bin", &status), 0);
+  EXPECT_TRUE(S_ISREG(status.st_mode));
+  EXPECT_EQ(status.st_size, 7);
+  EXPECT_EQ(access("/devinfo/other.bin", R_OK), 0);
+  board_->files.remove("/devinfo/other.bin");
   char bytes[32];
   EXPECT_EQ(read(fd, bytes, 3), 3);
   EXPECT_EQ(read(fd, bytes + 3, 10), 4);
@@ -84,13 +83,6 @@ TEST_F(BoardFilesTest, AFileThatATestPutsInPlaceIsReadByteByByte) {
   close(fd);
 }
 
-TEST_F(BoardFilesTest, AFileCanBeReplaced) {
-  board_->files.set(kFile, "first\nsecond");
-  EXPECT_EQ(lines_of(kFile), (Lines{"first", "second"}));
-  board_->files.set(kFile, "");
-  EXPECT_EQ(lines_of(kFile), Lines{});
-}
-
 TEST_F(BoardFilesTest, AFileThatWasTakenAwayIsMissingWhichIsNothingUnusual) {
   board_->files.remove(kFile);
   board_->files.remove("/devinfo/never.there");
@@ -102,25 +94,10 @@ TEST_F(BoardFilesTest, AFileThatWasTakenAwayIsMissingWhichIsNothingUnusual) {
   EXPECT_EQ(stat(kFile, &status), -1);
   EXPECT_EQ(access("/devinfo/never.there", F_OK), -1);
   board_->files.set(kFile, "back\n");
-  EXPECT_EQ(lines_of(kFile), Lines{"back"});
-}
-
-TEST_F(BoardFilesTest, AnOpenFileCanBeReadAfterItWasTakenAway) {
-  board_->files.set(kFile, "text");
-  const int fd = open(kFile, O_RDONLY);
-  board_->files.remove(kFile);
-  char text[8] = "";
-  EXPECT_EQ(read(fd, text, sizeof text), 4);
-  close(fd);
-}
-
-TEST_F(BoardFilesTest, ItIsARegularFileOfItsLength) {
-  board_->files.set(kFile, "12345");
-  struct stat status {};
-  ASSERT_EQ(stat(kFile, &status), 0);
-  EXPECT_TRUE(S_ISREG(status.st_mode));
-  EXPECT_EQ(status.st_size, 5);
-  EXPECT_EQ(access(kFile, R_OK), 0);
+  board_->files.set(kFile, "first\nsecond");
+  EXPECT_EQ(lines_of(kFile), (Lines{"first", "second"}));
+  board_->files.set(kFile, "");
+  EXPECT_EQ(lines_of(kFile), Lines{});
 }
 
 TEST_F(BoardFilesTest, AProgramCannotWriteIt) {
@@ -134,14 +111,7 @@ TEST_F(BoardFilesTest, AProgramCannotWriteIt) {
   close(fd);
 }
 
-TEST_F(BoardFilesTest, AFaultCanKeepItFromOpening) {
-  board_.fault("open /devinfo/TG.bin EACCES");
-  EXPECT_EQ(std::fopen(kFile, "r"), nullptr);
-  EXPECT_EQ(errno, EACCES);
-  EXPECT_EQ(board_.hardware_trace(), Lines{"fopen /devinfo/TG.bin = -1 EACCES"});
-}
-
-TEST_F(BoardFilesTest, AFaultOfItsReadsIsAnErrorOfTheStream) {
+TEST_F(BoardFilesTest, AFaultOfItsReadsIsAnErrorOfTheStreamAndAShortReadIsNone) {
   board_.fault("read /devinfo/TG.bin #2");
   std::string content(3 * 8192, 'x');
   board_->files.set(kFile, content);
@@ -152,22 +122,9 @@ TEST_F(BoardFilesTest, AFaultOfItsReadsIsAnErrorOfTheStream) {
   EXPECT_NE(std::ferror(file), 0);
   EXPECT_EQ(std::feof(file), 0);
   std::fclose(file);
-}
-
-TEST_F(BoardFilesTest, ShortReadsAreNoErrorOfTheStream) {
   board_->files.set(kFile, "first\nsecond\n");
   board_.fault("read /devinfo/TG.bin short 3");
   EXPECT_EQ(lines_of(kFile), (Lines{"first", "second"}));
-}
-
-TEST_F(BoardFilesTest, TheTraceShowsTheStream) {
-  board_->files.set(kFile, "text");
-  lines_of(kFile);
-  const Lines trace = board_.hardware_trace();
-  ASSERT_GE(trace.size(), 3U);
-  EXPECT_EQ(trace.front(), "fopen /devinfo/TG.bin = ok");
-  EXPECT_TRUE(trace[1].starts_with("read /devinfo/TG.bin ") && trace[1].ends_with(" = 4")) << trace[1];
-  EXPECT_EQ(trace.back(), "close /devinfo/TG.bin = 0");
 }
 
 TEST_F(BoardFilesTest, OnlyFilesBelowDevinfoCanBePutInPlace) {

@@ -144,12 +144,15 @@ TEST_F(BoundaryTest, ANodeCannotBeMapped) {
 }
 #endif
 
-TEST_F(BoundaryTest, AStreamOnANodesDescriptorReadsTheNode) {
-  std::FILE* const file = fdopen(open("/proc/debug/temp1", O_RDONLY), "r");
-  int value = 0;
-  EXPECT_EQ(std::fscanf(file, "%d", &value), 1);
-  EXPECT_EQ(value, 45500);
-  std::fclose(file);
+TEST_F(BoundaryTest, AStreamReadsTheNodeHoweverItWasOpened) {
+  for (std::FILE* const file :
+       {std::fopen("/proc/debug/temp1", "r"), fdopen(open("/proc/debug/temp1", O_RDONLY), "r")}) {
+    ASSERT_NE(file, nullptr);
+    int value = 0;
+    EXPECT_EQ(std::fscanf(file, "%d", &value), 1);
+    EXPECT_EQ(value, 45500);
+    std::fclose(file);
+  }
   EXPECT_EQ(board.open_nodes(), Lines{});
 }
 
@@ -184,22 +187,19 @@ TEST_F(BoundaryTest, WaitsWithASignalMaskAreReported) {
   EXPECT_EQ(board.violations().size(), 2U);
 }
 
-TEST_F(BoundaryTest, ARequestThatSocketsDoNotKnowIsReported) {
+TEST_F(BoundaryTest, ARequestThatSocketsDoNotKnowAndOneForTheConsoleAreReported) {
   const int fd = socket(AF_INET, SOCK_STREAM, 0);
   int count = 0;
   ifreq request{};
   EXPECT_EQ(ioctl(fd, FIONREAD, &count), -1);
   EXPECT_EQ(errno, ENOTTY);
   EXPECT_EQ(ioctl(fd, SIOCSIFADDR, &request), -1);
-  EXPECT_EQ(board.violations(), (Lines{"unknown request 0x0000541b on socket (ioctl)",
-                                       "unknown request 0x00008916 on socket (ioctl)"}));
-  close(fd);
-}
-
-TEST_F(BoundaryTest, ATerminalOfThePcDoesNotTakeItsConsole) {
-  const int fd = open("/dev/null", O_RDWR);
-  EXPECT_EQ(ioctl(fd, TIOCCONS, nullptr), -1);
-  EXPECT_EQ(reported(), Lines{"TIOCCONS on a file of the PC"});
+  const int terminal = open("/dev/null", O_RDWR);
+  EXPECT_EQ(ioctl(terminal, TIOCCONS, nullptr), -1) << "a terminal of the PC would take its console";
+  EXPECT_EQ(reported(),
+            (Lines{"unknown request 0x0000541b on socket (ioctl)",
+                   "unknown request 0x00008916 on socket (ioctl)", "TIOCCONS on a file of the PC"}));
+  close(terminal);
   close(fd);
 }
 

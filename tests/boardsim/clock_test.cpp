@@ -1,13 +1,18 @@
-// Virtual time: sleeps, select, events and paces.
+// Virtual time: sleeps, select, events, paces and threads.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <pthread.h>
+#include <sys/resource.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
+#include <mutex>
 #include <thread>
 
 #include "boardsim/board.h"
@@ -55,6 +60,10 @@ TEST(ClockTest, EverySleepIsOverAtOnceAndMovesTimeByItsLength) {
   EXPECT_EQ(board.now(), 4750ms);
   EXPECT_EQ(clock_nanosleep(CLOCK_MONOTONIC, 0, &span, nullptr), 0);
   EXPECT_EQ(board.now(), 6s);
+  const timespec impossible{0, 1'000'000'000};
+  EXPECT_EQ(nanosleep(&impossible, nullptr), -1);
+  EXPECT_EQ(errno, EINVAL);
+  EXPECT_EQ(board.now(), 6s);
 }
 
 TEST(ClockTest, ASleepUntilAPointOfTimeEndsThere) {
@@ -66,14 +75,6 @@ TEST(ClockTest, ASleepUntilAPointOfTimeEndsThere) {
   EXPECT_EQ(board.now(), 7s);
   EXPECT_EQ(clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr), 0);
   EXPECT_EQ(board.now(), 7s) << "it has passed already";
-}
-
-TEST(ClockTest, ASleepOfAnImpossibleLengthIsRefused) {
-  const Board board;
-  const timespec span{0, 1'000'000'000};
-  EXPECT_EQ(nanosleep(&span, nullptr), -1);
-  EXPECT_EQ(errno, EINVAL);
-  EXPECT_EQ(board.now(), 0s);
 }
 
 TEST(ClockTest, TheMonotonicClockFollowsVirtualTimeAndDoesNotBeginAtZero) {
@@ -91,7 +92,7 @@ TEST(ClockTest, TheWallClockStaysThatOfThePc) {
   EXPECT_LT(time(nullptr) - before, 100'000);
 }
 
-TEST(ClockTest, ASelectThatNothingEndsTimesOutInVirtualTime) {
+TEST(ClockTest, ASelectOrPollThatNothingEndsTimesOutInVirtualTime) {
   const Board board;
   const Wire wire;
   fd_set set;
@@ -101,6 +102,9 @@ TEST(ClockTest, ASelectThatNothingEndsTimesOutInVirtualTime) {
   EXPECT_EQ(board.now(), 100s);
   EXPECT_EQ(timeout.tv_sec, 0);
   EXPECT_EQ(timeout.tv_usec, 0);
+  pollfd awaited{wire.ends[0], POLLIN, 0};
+  EXPECT_EQ(poll(&awaited, 1, 2500), 0);
+  EXPECT_EQ(board.now(), 102500ms);
 }
 
 TEST(ClockTest, ASelectWritesBackWhatIsLeftOfItsTimeOut) {
@@ -169,7 +173,7 @@ TEST(ClockTest, AClosedPeerThatNobodyAskedAboutDoesNotEndASelect) {
   EXPECT_EQ(board.now(), 4s);
 }
 
-TEST(ClockTest, ASelectOnAClosedDescriptorFails) {
+TEST(ClockTest, ASelectOnAClosedDescriptorOrWithANegativeTimeOutFails) {
   const Board board;
   int closed = -1;
   {
@@ -180,21 +184,9 @@ TEST(ClockTest, ASelectOnAClosedDescriptorFails) {
   timeval timeout{1, 0};
   EXPECT_EQ(select_readable(closed, &timeout, &set), -1);
   EXPECT_EQ(errno, EBADF);
-}
-
-TEST(ClockTest, ASelectWithANegativeTimeOutFails) {
-  const Board board;
-  timeval timeout{-1, 0};
+  timeout = {-1, 0};
   EXPECT_EQ(select(0, nullptr, nullptr, nullptr, &timeout), -1);
   EXPECT_EQ(errno, EINVAL);
-}
-
-TEST(ClockTest, APollTimesOutInVirtualTime) {
-  const Board board;
-  const Wire wire;
-  pollfd awaited{wire.ends[0], POLLIN, 0};
-  EXPECT_EQ(poll(&awaited, 1, 2500), 0);
-  EXPECT_EQ(board.now(), 2500ms);
 }
 
 TEST(ClockTest, EventsRunInTheOrderOfTheirTimes) {
@@ -209,78 +201,32 @@ TEST(ClockTest, EventsRunInTheOrderOfTheirTimes) {
   EXPECT_EQ(seen, (std::vector<Time>{2s, 3s}));
   sleep(4);
   EXPECT_EQ(seen, (std::vector<Time>{2s, 3s, 5s}));
-}
-
-TEST(ClockTest, AnEventWhoseTimeHasPassedRunsInTheNextWait) {
-  Board board;
-  sleep(10);
-  bool ran = false;
-  board.at(3s, [&] { ran = true; });
-  EXPECT_FALSE(ran);
+  board.at(3s, [&] { seen.push_back(board.now()); });
+  EXPECT_EQ(seen.size(), 3U) << "its time has passed: it runs in the next wait";
   usleep(1);
-  EXPECT_TRUE(ran);
+  EXPECT_EQ(seen.back(), 8s);
 }
 
-TEST(ClockTest, AReceiveWaitsForBytesThatComeLater) {
-  Board board;
-  const Wire wire;
-  board.at(50s, [&] { send(wire.ends[1], "hello", 5, 0); });
-  char text[8];
-  EXPECT_EQ(recv(wire.ends[0], text, sizeof text, 0), 5);
-  EXPECT_EQ(board.now(), 50s);
-}
-
-TEST(ClockTest, AReceiveTimeOutIsSpentInVirtualTime) {
-  const Board board;
-  const Wire wire;
-  const timeval limit{2, 500'000};
-  setsockopt(wire.ends[0], SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-  char text[8];
-  EXPECT_EQ(recv(wire.ends[0], text, sizeof text, 0), -1);
-  EXPECT_EQ(errno, EAGAIN);
-  EXPECT_EQ(board.now(), 2500ms);
-}
-
-TEST(ClockTest, ASteppedBoardStandsStillUntilItIsAdvanced) {
+TEST(ClockTest, ASteppedBoardStandsStillUntilItIsAdvancedAndRunsEventsAndThreadsInOrder) {
   Board board("normal", Pace::stepped);
-  std::atomic<int> beats = 0;
+  std::vector<std::string> order;
+  board.at(7s, [&] { order.emplace_back("event"); });
   std::thread heartbeat([&] {
     for (int i = 0; i < 3; ++i) {
       sleep(5);
-      ++beats;
+      order.emplace_back("beat");
     }
   });
+  using Order = std::vector<std::string>;
   ASSERT_TRUE(board.settle());
-  EXPECT_EQ(beats, 0);
   ASSERT_TRUE(board.advance(4999ms));
-  EXPECT_EQ(beats, 0);
+  EXPECT_EQ(order, Order{});
   ASSERT_TRUE(board.advance(1ms));
-  EXPECT_EQ(beats, 1);
+  EXPECT_EQ(order, Order{"beat"});
   ASSERT_TRUE(board.advance(10s));
-  EXPECT_EQ(beats, 3);
+  EXPECT_EQ(order, (Order{"beat", "event", "beat", "beat"}));
   EXPECT_EQ(board.now(), 15s);
   heartbeat.join();
-}
-
-TEST(ClockTest, AdvancingRunsEventsAndThreadsInOrder) {
-  Board board("normal", Pace::stepped);
-  const Wire wire;
-  std::vector<std::string> order;
-  board.at(3s, [&] { order.emplace_back("event"); });
-  std::thread other([&] {
-    sleep(2);
-    order.emplace_back("thread");
-    sleep(2);
-    order.emplace_back("thread again");
-  });
-  ASSERT_TRUE(board.advance(10s));
-  EXPECT_EQ(order, (std::vector<std::string>{"thread", "event", "thread again"}));
-  other.join();
-}
-
-TEST(ClockTest, OnlyASteppedBoardCanBeAdvanced) {
-  Board board;
-  EXPECT_THROW(board.advance(1s), std::logic_error);
 }
 
 TEST(ClockTest, AScaledBoardRunsAsOftenFasterThanThePc) {
@@ -292,8 +238,17 @@ TEST(ClockTest, AScaledBoardRunsAsOftenFasterThanThePc) {
   EXPECT_TRUE(ran);
 }
 
-TEST(ClockTest, ASpeedOfZeroIsRefused) {
+TEST(ClockTest, AnUnknownFamilyASpeedOfZeroAndAdvancingABoardThatIsNotSteppedAreRefused) {
+  try {
+    const Board board("nonsense");
+    FAIL() << "there is no such family";
+  } catch (const std::invalid_argument& error) {
+    EXPECT_THAT(error.what(),
+                testing::StartsWith("boardsim: there is no board \"nonsense\"; known are normal k "));
+  }
   EXPECT_THROW(Board("normal", Pace::scaled, 0), std::invalid_argument);
+  Board board;
+  EXPECT_THROW(board.advance(1s), std::logic_error);
 }
 
 TEST(ClockTest, ASecondBoardIsRefusedWhileOneLives) {
@@ -307,13 +262,97 @@ TEST(ClockTest, ASecondBoardIsRefusedWhileOneLives) {
   EXPECT_EQ(Board::current(), &next);
 }
 
-TEST(ClockTest, AnUnknownFamilyIsRefusedWithTheKnownOnes) {
-  try {
-    const Board board("nonsense");
-    FAIL();
-  } catch (const std::invalid_argument& error) {
-    EXPECT_NE(std::string(error.what()).find("6444-j"), std::string::npos) << error.what();
+// ---- threads of a program share one virtual time, and none that waits for another stops it --------------
+
+TEST(ThreadsTest, TwoThreadsShareOneTime) {
+  Board board;
+  std::vector<Time> woken;
+  std::thread other([&] {
+    for (int i = 0; i < 3; ++i) {
+      sleep(5);
+      woken.push_back(board.now());
+    }
+  });
+  EXPECT_EQ(board.live_threads(), 1);
+  sleep(12);
+  EXPECT_EQ(board.now(), 12s);
+  other.join();
+  EXPECT_EQ(woken, (std::vector<Time>{5s, 10s, 15s}));
+  EXPECT_EQ(board.live_threads(), 0);
+}
+
+TEST(ThreadsTest, AThreadBlockedOnAMutexDoesNotStopTime) {
+  const Board board;
+  std::mutex mutex;
+  Time entered{};
+  std::unique_lock lock(mutex);
+  std::thread other([&] {
+    const std::lock_guard its_lock(mutex);
+    entered = board.now();
+  });
+  sleep(3);
+  lock.unlock();
+  sleep(100);
+  EXPECT_EQ(entered, 3s) << "the thread that was let in runs before time moves again";
+  other.join();
+}
+
+void* sleep_for_ever(void* /*unused*/) {
+  for (;;) sleep(5);
+}
+
+TEST(ThreadsTest, ACancelledSleepingThreadUnwindsItsObjectsAndIsGone) {
+  const Board board;
+  static std::atomic<bool> unwound;
+  unwound = false;
+  const auto body = [](void*) -> void* {
+    struct Guard {
+      ~Guard() { unwound = true; }
+    } const guard;
+    return sleep_for_ever(nullptr);
+  };
+  pthread_t heartbeat{};
+  ASSERT_EQ(pthread_create(&heartbeat, nullptr, body, nullptr), 0);
+  sleep(7);
+  EXPECT_EQ(board.live_threads(), 1);
+  EXPECT_EQ(pthread_cancel(heartbeat), 0);
+  void* result = nullptr;
+  EXPECT_EQ(pthread_join(heartbeat, &result), 0);
+  EXPECT_EQ(result, PTHREAD_CANCELED);
+  EXPECT_TRUE(unwound);
+  EXPECT_EQ(board.live_threads(), 0);
+  EXPECT_EQ(board.now(), 7s);
+}
+
+TEST(ThreadsTest, AThreadWithoutADescriptorDoesNotStart) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "the sanitizer looks at exceptions through a pipe of its own";
+#endif
+  const Board board;
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const rlimit none{0, limit.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  pthread_t thread{};
+  const int error = pthread_create(&thread, nullptr, sleep_for_ever, nullptr);
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_EQ(error, EAGAIN);
+  EXPECT_EQ(board.live_threads(), 0);
+}
+
+TEST(ThreadsTest, AThreadThatOutlivesItsBoardEndsByItself) {
+  std::atomic<bool> over = false;
+  std::thread other;
+  {
+    const Board board;
+    other = std::thread([&] {
+      usleep(20'000);
+      usleep(20'000);
+      over = true;
+    });
   }
+  other.join();
+  EXPECT_TRUE(over);
 }
 
 }  // namespace

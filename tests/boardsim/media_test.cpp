@@ -1,4 +1,5 @@
-// Storage media: mounting them on /mnt, their files and their space, and the time of day.
+// Storage media: mounting them on /mnt, their files and their space; what goes wrong with them; and the time
+// of day.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
@@ -12,6 +13,7 @@
 #include <cstdio>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "boardsim/board.h"
@@ -19,6 +21,7 @@
 namespace {
 
 using boardsim::Board;
+using namespace std::chrono_literals;
 using Lines = std::vector<std::string>;
 
 constexpr const char* kPlace = "/mnt/test";
@@ -37,12 +40,27 @@ long mount_stick(const char* node = kStick, const char* place = kPlace) {
 
 class MediaTest : public testing::Test {
  protected:
+  MediaTest() { mkdir(kPlace, 0777); }
   ~MediaTest() override { EXPECT_EQ(board_.violations(), Lines{}); }
 
-  /// A board on which the stick is mounted.
-  void mount_it() {
-    ASSERT_EQ(outcome(mkdir(kPlace, 0777)), 0);
-    ASSERT_EQ(mount_stick(), 0);
+  /// A new file on the stick, which is mounted for it.
+  static int create() {
+    EXPECT_EQ(mount_stick(), 0);
+    return open(kFile, kCreate, 0777);
+  }
+  static long write_text(int fd, const std::string& text) {
+    return outcome(write(fd, text.data(), text.size()));
+  }
+  /// What a read of at most 64 bytes yields, or its errno.
+  static std::string read_text(int fd) {
+    char bytes[64];
+    const ssize_t count = read(fd, bytes, sizeof bytes);
+    return count < 0 ? std::to_string(errno) : std::string(bytes, static_cast<std::size_t>(count));
+  }
+  static unsigned long free_clusters() {
+    struct statfs space {};
+    EXPECT_EQ(statfs(kPlace, &space), 0);
+    return space.f_bavail;
   }
 
   Board board_;
@@ -57,32 +75,7 @@ class RefusedMediaTest : public testing::Test {
   Board board_;
 };
 
-TEST_F(MediaTest, ASessionOnAMediumStandsInTheTrace) {
-  EXPECT_EQ(mkdir(kPlace, 0777), 0);
-  EXPECT_EQ(mount_stick(), 0);
-  EXPECT_EQ(outcome(unlink(kFile)), -ENOENT);
-  struct statfs space {};
-  EXPECT_EQ(statfs(kPlace, &space), 0);
-  const int fd = open(kFile, kCreate, 0777);
-  char bytes[8];
-  EXPECT_EQ(write(fd, "12345", 5), 5);
-  EXPECT_EQ(lseek(fd, 0, SEEK_SET), 0);
-  EXPECT_EQ(read(fd, bytes, sizeof bytes), 5);
-  EXPECT_EQ(std::string(bytes, 5), "12345");
-  EXPECT_EQ(close(fd), 0);
-  EXPECT_EQ(umount(kPlace), 0);
-  EXPECT_EQ(rmdir(kPlace), 0);
-  EXPECT_EQ(board_.hardware_trace(),
-            (Lines{"mkdir /mnt/test 0777 = 0", "mount /dev/msb1 /mnt/test vfat 0 = 0",
-                   "unlink /mnt/test/usbtest.dat = -1 ENOENT", "statfs /mnt/test = 0",
-                   "open /mnt/test/usbtest.dat = ok", "write /mnt/test/usbtest.dat 5 = 5",
-                   "lseek /mnt/test/usbtest.dat 0 = 0", "read /mnt/test/usbtest.dat 8 = 5",
-                   "close /mnt/test/usbtest.dat = 0", "umount /mnt/test = 0", "rmdir /mnt/test = 0"}));
-  EXPECT_EQ(board_->mounts.at(kStick).content("usbtest.dat"), "12345");
-}
-
 TEST_F(MediaTest, EverySlotHasAnEmptyMediumOf4Gb) {
-  ASSERT_EQ(mkdir(kPlace, 0777), 0);
   for (const char* node : {"/dev/mmc01", "/dev/mmc11", "/dev/msbd1", "/dev/msb1"}) {
     struct stat status {};
     EXPECT_EQ(stat(node, &status), 0);
@@ -99,7 +92,7 @@ TEST_F(MediaTest, EverySlotHasAnEmptyMediumOf4Gb) {
 }
 
 TEST_F(MediaTest, MountsAndFoldersAreListedInTheirOrder) {
-  mount_it();
+  ASSERT_EQ(mount_stick(), 0);
   mkdir("/mnt/other", 0700);
   mkdir("/mnt/other/inner", 0700);
   EXPECT_EQ(mount_stick("/dev/mmc01", "/mnt/other"), 0);
@@ -111,27 +104,8 @@ TEST_F(MediaTest, MountsAndFoldersAreListedInTheirOrder) {
   EXPECT_EQ(board_->mounts.folders(), (Lines{"/mnt/other", "/mnt/other/inner"}));
 }
 
-TEST_F(MediaTest, WhatIsOnAMediumStaysThereWhenItIsUnmounted) {
-  mount_it();
-  close(open(kFile, kCreate, 0777));
-  EXPECT_EQ(umount(kPlace), 0);
-  EXPECT_EQ(mount_stick(), 0);
-  EXPECT_EQ(access(kFile, F_OK), 0);
-  EXPECT_EQ(outcome(open(kFile, O_CREAT | O_EXCL | O_RDWR, 0777)), -EEXIST);
-}
-
-TEST_F(MediaTest, AMediumCanBeMountedOnMntItself) {
-  EXPECT_EQ(mount_stick("/dev/mmc01", "/mnt/"), 0);
-  const int fd = open("/mnt/usbtest.dat", kCreate, 0777);
-  EXPECT_EQ(write(fd, "x", 1), 1);
-  EXPECT_EQ(close(fd), 0);
-  EXPECT_EQ(board_->mounts.at("/dev/mmc01").content("usbtest.dat"), "x");
-  EXPECT_EQ(umount("/mnt"), 0);
-}
-
 TEST_F(MediaTest, TheMediumThatWasMountedLastIsSeen) {
-  mount_it();
-  close(open(kFile, kCreate, 0777));
+  close(create());
   EXPECT_EQ(mount_stick(), -EBUSY) << "the same one again";
   EXPECT_EQ(mount_stick("/dev/msbd1"), 0);
   EXPECT_EQ(outcome(access(kFile, F_OK)), -ENOENT);
@@ -143,24 +117,15 @@ TEST_F(MediaTest, TheMediumThatWasMountedLastIsSeen) {
 }
 
 TEST_F(MediaTest, AMediumIsMountedOnAFolderAndAsVfatOnly) {
-  EXPECT_EQ(mount_stick(), -ENOENT);
-  mount_it();
-  close(open(kFile, kCreate, 0777));
+  close(create());
   EXPECT_EQ(mount_stick("/dev/mmc01", kFile), -ENOTDIR);
   EXPECT_EQ(outcome(mount("/dev/mmc01", "/mnt", "ext4", 0, nullptr)), -EINVAL);
 }
 
-TEST_F(MediaTest, AMediumWithAnOpenFileIsNotUnmounted) {
-  mount_it();
-  const int fd = open(kFile, kCreate, 0777);
-  EXPECT_EQ(outcome(umount(kPlace)), -EBUSY);
-  EXPECT_EQ(board_.open_nodes(), Lines{kFile});
-  close(fd);
-  EXPECT_EQ(umount(kPlace), 0);
-}
-
 TEST_F(MediaTest, FoldersAreMadeAndRemovedAsOnLinux) {
+  EXPECT_EQ(rmdir(kPlace), 0);
   EXPECT_EQ(outcome(rmdir(kPlace)), -ENOENT);
+  EXPECT_EQ(mount_stick(), -ENOENT);
   EXPECT_EQ(mkdir("/mnt/../mnt//test/", 0777), 0);
   EXPECT_EQ(outcome(mkdir(kPlace, 0777)), -EEXIST);
   EXPECT_EQ(outcome(mkdir("/mnt", 0777)), -EEXIST);
@@ -181,8 +146,7 @@ TEST_F(MediaTest, FoldersAreMadeAndRemovedAsOnLinux) {
 }
 
 TEST_F(MediaTest, FilesAreReadAndWrittenAtPositions) {
-  mount_it();
-  const int fd = open(kFile, kCreate, 0777);
+  const int fd = create();
   EXPECT_EQ(write(fd, "abcdef", 6), 6);
   EXPECT_EQ(lseek(fd, -2, SEEK_END), 4);
   EXPECT_EQ(lseek(fd, -3, SEEK_CUR), 1);
@@ -204,25 +168,8 @@ TEST_F(MediaTest, FilesAreReadAndWrittenAtPositions) {
   EXPECT_EQ(board_->mounts.at(kStick).content("usbtest.dat"), "") << "truncated";
 }
 
-TEST_F(MediaTest, MegabytesArriveAsTheyWereWritten) {
-  mount_it();
-  std::string block(0x100000, '\0');
-  for (std::size_t i = 0; i < block.size(); ++i) block[i] = static_cast<char>(i * 7 >> 3);
-  const int fd = open(kFile, kCreate, 0777);
-  for (int i = 0; i < 25; ++i) EXPECT_EQ(write(fd, block.data(), block.size()), 0x100000);
-  lseek(fd, 0, SEEK_SET);
-  std::string read_back(block.size(), 'x');
-  for (int i = 0; i < 25; ++i) {
-    EXPECT_EQ(read(fd, read_back.data(), read_back.size()), 0x100000);
-    EXPECT_TRUE(read_back == block) << i;
-  }
-  close(fd);
-  EXPECT_EQ(board_->mounts.at(kStick).content("usbtest.dat").size(), 25U * 0x100000);
-  EXPECT_EQ(board_.now(), boardsim::Time(0)) << "a healthy medium takes no time";
-}
-
 TEST_F(MediaTest, AFileThatIsMissingOnAMediumIsNothingUnusual) {
-  mount_it();
+  ASSERT_EQ(mount_stick(), 0);
   struct stat status {};
   EXPECT_EQ(outcome(open(kFile, O_RDWR)), -ENOENT);
   EXPECT_EQ(outcome(stat(kFile, &status)), -ENOENT);
@@ -232,8 +179,7 @@ TEST_F(MediaTest, AFileThatIsMissingOnAMediumIsNothingUnusual) {
 }
 
 TEST_F(MediaTest, AFileThatIsTakenAwayWhileOpenStaysReadable) {
-  mount_it();
-  const int fd = open(kFile, kCreate, 0777);
+  const int fd = create();
   write(fd, "old", 3);
   EXPECT_EQ(unlink(kFile), 0);
   EXPECT_EQ(outcome(access(kFile, F_OK)), -ENOENT);
@@ -249,42 +195,21 @@ TEST_F(MediaTest, AFileThatIsTakenAwayWhileOpenStaysReadable) {
   EXPECT_EQ(umount(kPlace), 0);
 }
 
-TEST_F(MediaTest, StreamsWorkOnFiles) {
-  mount_it();
-  std::FILE* file = std::fopen(kFile, "w+");
-  ASSERT_NE(file, nullptr);
-  std::fputs("first\nsecond\n", file);
-  std::rewind(file);
-  char line[16];
-  EXPECT_STREQ(std::fgets(line, sizeof line, file), "first\n");
-  EXPECT_EQ(std::fclose(file), 0);
-  file = std::fopen(kFile, "a");
-  std::fputs("third\n", file);
-  EXPECT_EQ(std::fclose(file), 0);
-  EXPECT_EQ(board_->mounts.at(kStick).content("usbtest.dat"), "first\nsecond\nthird\n");
-}
-
 TEST_F(MediaTest, FilesTakeSpaceInClusters) {
-  mount_it();
-  const int fd = open(kFile, kCreate, 0777);
-  struct statfs space {};
+  const int fd = create();
   write(fd, "x", 1);
-  statfs(kPlace, &space);
-  EXPECT_EQ(space.f_bavail, 1048575U);
+  EXPECT_EQ(free_clusters(), 1048575U);
   write(fd, std::string(4096, 'x').data(), 4096);
-  statfs(kPlace, &space);
-  EXPECT_EQ(space.f_bavail, 1048574U);
+  EXPECT_EQ(free_clusters(), 1048574U);
   unlink(kFile);
-  statfs(kPlace, &space);
-  EXPECT_EQ(space.f_bavail, 1048574U) << "it is open still";
+  EXPECT_EQ(free_clusters(), 1048574U) << "it is open still";
   close(fd);
-  statfs(kPlace, &space);
-  EXPECT_EQ(space.f_bavail, 1048576U);
+  EXPECT_EQ(free_clusters(), 1048576U);
 }
 
 TEST_F(MediaTest, AMediumHasTheSpaceThatATestGivesIt) {
   board_->mounts.at(kStick).set_space(7.5, 0.01);
-  mount_it();
+  ASSERT_EQ(mount_stick(), 0);
   struct statfs space {};
   statfs(kPlace, &space);
   EXPECT_EQ(space.f_blocks, 1920U);
@@ -303,6 +228,35 @@ TEST_F(MediaTest, AMediumHasTheSpaceThatATestGivesIt) {
   close(fd);
 }
 
+TEST_F(MediaTest, StreamsWorkOnFilesAndFailOnAFullMediumWhenTheyAreFlushed) {
+  ASSERT_EQ(mount_stick(), 0);
+  std::FILE* file = std::fopen(kFile, "w+");
+  ASSERT_NE(file, nullptr);
+  std::fputs("first\nsecond\n", file);
+  std::rewind(file);
+  char line[16];
+  EXPECT_STREQ(std::fgets(line, sizeof line, file), "first\n");
+  EXPECT_EQ(std::fclose(file), 0);
+  file = std::fopen(kFile, "a");
+  std::fputs("third\n", file);
+  EXPECT_EQ(std::fflush(file), 0);
+  board_.fault("medium /dev/msb1 full");
+  std::fputs(std::string(5000, 'x').c_str(), file);
+  EXPECT_NE(std::fflush(file), 0);
+  std::fclose(file);
+  EXPECT_EQ(board_->mounts.at(kStick).content("usbtest.dat").substr(0, 19), "first\nsecond\nthird\n");
+}
+
+TEST_F(MediaTest, AMediumWithAnOpenFileIsNotUnmountedAndWhatIsOnItStaysThere) {
+  const int fd = create();
+  EXPECT_EQ(outcome(umount(kPlace)), -EBUSY);
+  EXPECT_EQ(board_.open_nodes(), Lines{kFile});
+  close(fd);
+  EXPECT_EQ(umount(kPlace), 0);
+  EXPECT_EQ(mount_stick(), 0);
+  EXPECT_EQ(outcome(open(kFile, O_CREAT | O_EXCL | O_RDWR, 0777)), -EEXIST);
+}
+
 TEST_F(MediaTest, TheTimeOfDayIsTheBoards) {
   timeval start{};
   timeval end{};
@@ -317,6 +271,134 @@ TEST_F(MediaTest, TheTimeOfDayIsTheBoards) {
   EXPECT_EQ(end.tv_sec - start.tv_sec, 2);
   EXPECT_EQ(end.tv_usec, 500001);
 }
+
+// ---- what goes wrong with media ---------------------------------------------------------------------------
+
+TEST_F(MediaTest, AnAbsentMediumAnswersNothingAndTheOtherSlotsDo) {
+  board_.fault("medium /dev/msb1 absent");
+  EXPECT_EQ(mount_stick(), -ENXIO);
+  EXPECT_EQ(outcome(open(kStick, O_RDWR)), -ENXIO);
+  EXPECT_EQ(mount_stick("/dev/msbd1"), 0);
+  board_.clear_faults();
+  EXPECT_EQ(mount_stick(), 0);
+  EXPECT_EQ(close(open(kStick, O_RDWR)), 0);
+}
+
+TEST_F(MediaTest, AFullMediumTakesNothingAndANearlyFullOneWhatFits) {
+  board_.fault("medium /dev/msb1 full");
+  const int fd = create();
+  EXPECT_EQ(free_clusters(), 0U);
+  EXPECT_EQ(write_text(fd, "x"), -ENOSPC);
+  EXPECT_EQ(write_text(fd, ""), 0);
+  board_.fault("medium /dev/msb1 full 2");
+  EXPECT_EQ(free_clusters(), 512U);
+  const std::string block(0x180000, 'x');
+  EXPECT_EQ(write_text(fd, block), 0x180000);
+  EXPECT_EQ(free_clusters(), 128U);
+  EXPECT_EQ(write_text(fd, block), 0x80000);
+  EXPECT_EQ(write_text(fd, block), -ENOSPC);
+  EXPECT_EQ(lseek(fd, 0, SEEK_SET), 0);
+  EXPECT_EQ(write_text(fd, block), 0x180000) << "it is written over";
+  board_.fault("medium /dev/msb1 full 1");
+  EXPECT_EQ(free_clusters(), 256U) << "beside what is there now";
+  board_.fault("medium /dev/msb1 full 9999");
+  EXPECT_EQ(free_clusters(), 1048576U - 512U) << "no more than there is";
+  close(fd);
+}
+
+TEST_F(MediaTest, AReadOnlyMediumIsOnlyRead) {
+  const int writer = create();
+  EXPECT_EQ(write_text(writer, "text"), 4);
+  close(writer);
+  board_.fault("medium /dev/msb1 read-only");
+  EXPECT_EQ(outcome(open("/mnt/test/new", kCreate, 0777)), -EROFS);
+  EXPECT_EQ(outcome(open("/mnt/test/new", O_CREAT | O_RDONLY, 0777)), -EROFS);
+  EXPECT_EQ(outcome(open(kFile, O_RDWR)), -EROFS);
+  EXPECT_EQ(outcome(open(kFile, O_TRUNC | O_RDONLY)), -EROFS);
+  EXPECT_EQ(outcome(unlink(kFile)), -EROFS);
+  const int reader = open(kFile, O_RDONLY);
+  EXPECT_EQ(read_text(reader), "text");
+  close(reader);
+  EXPECT_EQ(umount(kPlace), 0);
+  board_.clear_faults();
+  EXPECT_EQ(mount_stick(), 0);
+  EXPECT_EQ(unlink(kFile), 0);
+}
+
+TEST_F(MediaTest, WornBytesReadBackInverted) {
+  board_.fault("medium /dev/msb1 wrong 1 0x3 3 100");
+  const int fd = create();
+  EXPECT_EQ(write_text(fd, "abcdef"), 6);
+  EXPECT_EQ(lseek(fd, 0, SEEK_SET), 0);
+  EXPECT_EQ(read_text(fd),
+            "a\x9D"
+            "c\x9B"
+            "ef");
+  EXPECT_EQ(board_->mounts.at(kStick).content("usbtest.dat"), "abcdef") << "what was written";
+  board_.clear_faults();
+  EXPECT_EQ(lseek(fd, 0, SEEK_SET), 0);
+  EXPECT_EQ(read_text(fd), "abcdef");
+  close(fd);
+}
+
+TEST_F(MediaTest, AMediumThatIsPulledOutDuringASlowWriteFailsIt) {
+  board_.fault("medium /dev/msb1 slow 1000");
+  const int fd = create();
+  board_.at(500ms, [this] { board_.fault("medium /dev/msb1 absent"); });
+  EXPECT_EQ(write_text(fd, "ab"), -EIO) << "pulled out meanwhile";
+  close(fd);
+}
+
+TEST_F(MediaTest, AFileThatIsClosedDuringASlowReadFailsIt) {
+  const int fd = create();
+  board_.fault("medium /dev/msb1 slow 1000");
+  std::thread closer([fd] {
+    usleep(500000);
+    close(fd);
+  });
+  EXPECT_EQ(read_text(fd), std::to_string(EBADF));
+  EXPECT_EQ(board_.now(), 1s);
+  closer.join();
+  EXPECT_EQ(umount(kPlace), 0);
+}
+
+TEST_F(MediaTest, AMediumIsPulledOutAtTheNthWrite) {
+  const int fd = create();
+  board_.fault("medium /dev/msb1 pulled write 3");
+  EXPECT_EQ(write_text(fd, "a"), 1);
+  EXPECT_EQ(write_text(fd, "b"), 1);
+  EXPECT_EQ(write_text(fd, "c"), -EIO);
+  EXPECT_EQ(write_text(fd, "d"), -EIO);
+  struct stat status {};
+  struct statfs space {};
+  EXPECT_EQ(outcome(lseek(fd, 0, SEEK_SET)), -EIO);
+  EXPECT_EQ(read_text(fd), std::to_string(EIO));
+  EXPECT_EQ(outcome(fstat(fd, &status)), -EIO);
+  EXPECT_EQ(outcome(open(kFile, O_RDONLY)), -EIO);
+  EXPECT_EQ(outcome(unlink(kFile)), -EIO);
+  EXPECT_EQ(outcome(statfs(kPlace, &space)), -EIO);
+  EXPECT_EQ(outcome(close(fd)), -EIO);
+  EXPECT_EQ(board_.open_nodes(), Lines{}) << "closed all the same";
+  EXPECT_EQ(umount(kPlace), 0);
+  EXPECT_EQ(mount_stick(), -ENODEV);
+  EXPECT_EQ(board_->mounts.at(kStick).content("usbtest.dat"), "ab");
+  board_.clear_faults();
+  EXPECT_EQ(mount_stick(), 0) << "put in again";
+}
+
+TEST_F(MediaTest, AnOpeningThatFailsCreatesNothingAndLeavesTheMediumFree) {
+  mount_stick();
+  for (const char* fault : {"open /mnt/test/usbtest.dat ENOSPC", "open /mnt/test/usbtest.dat EMFILE"}) {
+    board_.fault(fault);
+    EXPECT_EQ(open(kFile, kCreate, 0777), -1);
+    board_.clear_faults();
+    EXPECT_EQ(outcome(access(kFile, F_OK)), -ENOENT) << fault;
+  }
+  EXPECT_EQ(umount(kPlace), 0);
+}
+
+// ---- calls that are refused loudly
+// ---------------------------------------------------------------------------
 
 TEST_F(RefusedMediaTest, OnlyMediaAreMountedAndOnlyBelowMnt) {
   EXPECT_EQ(outcome(mount("/dev/rtc", "/mnt", "vfat", 0, nullptr)), -EPERM);
@@ -345,16 +427,6 @@ TEST_F(RefusedMediaTest, FoldersAndFilesOfTheBoardAreLeftAlone) {
   EXPECT_EQ(mount_stick(kStick, "/mnt"), 0);
   EXPECT_EQ(outcome(mkdir("/mnt/folder", 0777)), -EPERM) << "media have no folders";
   EXPECT_EQ(outcome(rmdir("/mnt")), -EBUSY);
-}
-
-TEST_F(RefusedMediaTest, TheBareBlocksOfAMediumCannotBeRead) {
-  const int fd = open(kStick, O_RDWR);
-  char byte = 0;
-  EXPECT_EQ(outcome(read(fd, &byte, 1)), -EINVAL);
-  EXPECT_EQ(outcome(write(fd, &byte, 1)), -EINVAL);
-  EXPECT_EQ(board_.violations(),
-            (Lines{"reading /dev/msb1 is not known (read)", "writing /dev/msb1 is not known (write)"}));
-  close(fd);
 }
 
 }  // namespace

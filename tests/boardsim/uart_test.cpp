@@ -16,9 +16,7 @@
 namespace {
 
 using boardsim::Board;
-using boardsim::Pace;
 using namespace std::chrono_literals;
-using Lines = std::vector<std::string>;
 
 constexpr unsigned long kConfigure = 0x40045501;
 constexpr unsigned long kWaiting = 0x80045502;
@@ -58,78 +56,14 @@ class UartTest : public testing::Test {
   int fd_ = open("/dev/uart1", O_RDWR);
 };
 
-TEST_F(UartTest, EachOfTheFivePortsIsThere) {
-  for (const char* node : {"/dev/uart1", "/dev/uart2", "/dev/uart3", "/dev/uart4", "/dev/uart5"}) {
-    const int fd = open(node, O_RDWR | O_NONBLOCK);
-    EXPECT_GE(fd, 0) << node;
-    close(fd);
-  }
-  EXPECT_THROW(board_->uart(0).setup(), std::out_of_range);
-  EXPECT_THROW(board_->uart(6).setup(), std::out_of_range);
-}
-
 TEST_F(UartTest, AConfigurationIsTakenAsItIsGiven) {
-  EXPECT_EQ(board_->uart(1).setup(), UartSetup{});
+  EXPECT_EQ(board_->uart(1).setup(), boardsim::UartSetup{});
   std::array<std::int32_t, 5> record{9600, 8, 1, -1, 7};
   EXPECT_EQ(ioctl(fd_, kConfigure, record.data()), 0);
-  EXPECT_EQ(board_->uart(1).setup(), (UartSetup{9600, 8, 1, -1, 7}));
-  EXPECT_EQ(board_->uart(2).setup(), UartSetup{}) << "every port has its own";
-  EXPECT_EQ(ioctl(fd_, kConfigure, nullptr), -1);
-  EXPECT_EQ(errno, EFAULT);
-  EXPECT_EQ(ioctl(fd_, kWaiting, nullptr), -1);
-}
-
-TEST_F(UartTest, TheTraceShowsEveryCall) {
-  std::array<std::int32_t, 5> record{9600, 8, 1, 0, 0};
-  ioctl(fd_, kConfigure, record.data());
-  EXPECT_EQ(write(fd_, "abc", 3), 3);
-  board_->uart(1).receive("xy");
-  waiting(fd_);
-  read_some(fd_, 10);
-  EXPECT_EQ(
-      board_.hardware_trace(),
-      (Lines{"open /dev/uart1 = ok", "ioctl /dev/uart1 0x40045501 {9600, 8, 1, 0, 0} = 0",
-             "write /dev/uart1 3 = 3", "ioctl /dev/uart1 0x80045502 {} = 0", "read /dev/uart1 10 = 2"}));
-}
-
-TEST_F(UartTest, WhatArrivesWaitsToBeRead) {
-  EXPECT_EQ(waiting(fd_), 0U);
-  board_->uart(1).receive("abc");
-  board_->uart(1).receive(std::string_view("d\0e", 3));
-  EXPECT_EQ(waiting(fd_), 6U);
-  EXPECT_EQ(read_some(fd_, 2), "ab");
-  EXPECT_EQ(waiting(fd_), 4U);
-  EXPECT_EQ(read_some(fd_), std::string("cd\0e", 4));
-  EXPECT_EQ(waiting(fd_), 0U);
-}
-
-TEST_F(UartTest, WhatIsSentLeavesTheBoard) {
-  EXPECT_EQ(write(fd_, "one", 3), 3);
-  EXPECT_EQ(write(fd_, "two", 3), 3);
-  EXPECT_EQ(write(fd_, "", 0), 0);
-  EXPECT_EQ(board_->uart(1).sent(), "onetwo");
-  EXPECT_EQ(board_->uart(2).sent(), "");
-  EXPECT_EQ(waiting(fd_), 0U) << "nothing comes back by itself";
-}
-
-TEST_F(UartTest, AReadOfNoBytesReturnsAtOnce) {
-  EXPECT_EQ(read_some(fd_, 0), "");
-  EXPECT_EQ(board_.now(), 0s);
-}
-
-TEST_F(UartTest, AReadWaitsForItsFirstByte) {
-  board_.at(7s, [&] { board_->uart(1).receive("late"); });
-  EXPECT_EQ(read_some(fd_), "late");
-  EXPECT_EQ(board_.now(), 7s);
-  EXPECT_EQ(board_.timed_hardware_trace().back(), "0.000000 read /dev/uart1 100 = 4");
-}
-
-TEST_F(UartTest, AReadThatMustNotWaitDoesNot) {
-  const int other = open("/dev/uart1", O_RDWR | O_NONBLOCK);
-  EXPECT_EQ(read_some(other), "failed");
-  EXPECT_EQ(errno, EAGAIN);
-  EXPECT_EQ(fcntl(fd_, F_GETFL) & O_NONBLOCK, 0) << "each opening has flags of its own";
-  close(other);
+  EXPECT_EQ(board_->uart(1).setup(), (boardsim::UartSetup{9600, 8, 1, -1, 7}));
+  EXPECT_EQ(board_->uart(2).setup(), boardsim::UartSetup{}) << "every port has its own";
+  EXPECT_THROW(board_->uart(0).setup(), std::out_of_range);
+  EXPECT_THROW(board_->uart(6).setup(), std::out_of_range);
 }
 
 TEST_F(UartTest, SelectFollowsTheBytesInVirtualTime) {
@@ -146,81 +80,58 @@ TEST_F(UartTest, SelectFollowsTheBytesInVirtualTime) {
   EXPECT_EQ(board_.now(), 5s);
 }
 
-TEST_F(UartTest, APortCanAlwaysBeWritten) {
-  EXPECT_EQ(ready_events(fd_), POLLOUT);
-  board_->uart(1).receive("a");
-  EXPECT_EQ(ready_events(fd_), POLLIN | POLLOUT);
-  read_some(fd_);
-  EXPECT_EQ(ready_events(fd_), POLLOUT);
-}
-
-TEST_F(UartTest, EveryOpeningSeesTheSameBytes) {
-  const int other = open("/dev/uart1", O_RDWR);
-  board_->uart(1).receive("abcd");
-  EXPECT_EQ(ready_events(other) & POLLIN, POLLIN);
+TEST_F(UartTest, WhatArrivesWaitsToBeReadUpToTheEndOfTheBuffer) {
+  EXPECT_EQ(waiting(fd_), 0U);
+  board_->uart(1).receive("abc");
+  board_->uart(1).receive(std::string_view("d\0e", 3));
+  EXPECT_EQ(waiting(fd_), 6U);
   EXPECT_EQ(read_some(fd_, 2), "ab");
-  EXPECT_EQ(read_some(other, 2), "cd");
-  EXPECT_EQ(ready_events(fd_) & POLLIN, 0);
-  close(other);
-}
-
-TEST_F(UartTest, BytesBeforeTheFirstOpeningAreLost) {
-  board_->uart(2).receive("lost");
-  const int fd = open("/dev/uart2", O_RDWR);
-  EXPECT_EQ(waiting(fd), 0U);
-  EXPECT_EQ(ready_events(fd) & POLLIN, 0);
-  close(fd);
-}
-
-TEST_F(UartTest, OpeningAgainKeepsWhatWaits) {
-  board_->uart(1).receive("ab");
-  close(fd_);
-  board_->uart(1).receive("cd");
-  fd_ = open("/dev/uart1", O_RDWR);
-  EXPECT_EQ(ready_events(fd_) & POLLIN, POLLIN);
-  EXPECT_EQ(read_some(fd_), "abcd");
-}
-
-TEST_F(UartTest, TheBufferHasAnEnd) {
+  EXPECT_EQ(waiting(fd_), 4U);
+  EXPECT_EQ(read_some(fd_), std::string("cd\0e", 4));
   board_->uart(1).receive(std::string(4000, 'a'));
   board_->uart(1).receive(std::string(4000, 'b'));
   EXPECT_EQ(waiting(fd_), 4096U);
   EXPECT_EQ(read_some(fd_, 8000), std::string(4000, 'a') + std::string(96, 'b'));
 }
 
-TEST_F(UartTest, ADeadPortReceivesNothing) {
-  board_.fault("uart 1 dead");
-  board_->uart(1).receive("ab");
-  EXPECT_EQ(waiting(fd_), 0U);
-  EXPECT_EQ(write(fd_, "out", 3), 3);
-  EXPECT_EQ(board_->uart(1).sent(), "out");
-  board_.clear_faults();
-  board_->uart(1).receive("cd");
-  EXPECT_EQ(read_some(fd_), "cd");
-}
-
-TEST_F(UartTest, WithADeadDriverNothingLeaves) {
-  board_.fault("uart 1 driver dead");
-  EXPECT_EQ(write(fd_, "out", 3), 3) << "the program does not notice";
+TEST_F(UartTest, AReadWaitsForItsFirstByteUnlessItMustNotOrAsksForNone) {
+  const int other = open("/dev/uart1", O_RDWR | O_NONBLOCK);
+  EXPECT_EQ(read_some(other), "failed");
+  EXPECT_EQ(errno, EAGAIN);
+  EXPECT_EQ(read_some(fd_, 0), "");
+  EXPECT_EQ(write(fd_, "", 0), 0);
   EXPECT_EQ(board_->uart(1).sent(), "");
-  board_->uart(1).receive("ab");
-  EXPECT_EQ(waiting(fd_), 2U);
+  EXPECT_EQ(board_.now(), 0s);
+  board_.at(7s, [&] { board_->uart(1).receive("late"); });
+  EXPECT_EQ(read_some(fd_), "late");
+  EXPECT_EQ(board_.now(), 7s);
+  EXPECT_EQ(board_.timed_hardware_trace().back(), "0.000000 read /dev/uart1 100 = 4");
+  close(other);
 }
 
-TEST_F(UartTest, CallFaultsBefallItsCalls) {
-  board_.fault("read /dev/uart1 #1 EIO");
-  board_.fault("write /dev/uart1 #1 short 1");
-  board_.fault("ioctl /dev/uart1 0x40045501 EINVAL");
-  board_.fault("open /dev/uart3");
+TEST_F(UartTest, EveryOpeningSeesTheSameBytesAndCanBeWritten) {
+  const int other = open("/dev/uart1", O_RDWR);
+  EXPECT_EQ(ready_events(fd_), POLLOUT);
+  board_->uart(1).receive("abcd");
+  EXPECT_EQ(ready_events(other), POLLIN | POLLOUT);
+  EXPECT_EQ(read_some(fd_, 2), "ab");
+  EXPECT_EQ(read_some(other, 2), "cd");
+  EXPECT_EQ(ready_events(fd_), POLLOUT);
+  close(other);
+}
+
+TEST_F(UartTest, BytesBeforeTheFirstOpeningAreLostAndThoseBehindItAreKept) {
   board_->uart(1).receive("ab");
-  EXPECT_EQ(read_some(fd_), "failed");
-  EXPECT_EQ(errno, EIO);
-  EXPECT_EQ(read_some(fd_), "ab");
-  EXPECT_EQ(write(fd_, "xyz", 3), 1);
-  EXPECT_EQ(board_->uart(1).sent(), "x");
-  std::array<std::int32_t, 5> record{};
-  EXPECT_EQ(ioctl(fd_, kConfigure, record.data()), -1);
-  EXPECT_EQ(open("/dev/uart3", O_RDWR), -1);
+  close(fd_);
+  board_->uart(1).receive("cd");
+  fd_ = open("/dev/uart1", O_RDWR);
+  EXPECT_EQ(ready_events(fd_) & POLLIN, POLLIN);
+  EXPECT_EQ(read_some(fd_), "abcd");
+  board_->uart(2).receive("lost");
+  const int fd = open("/dev/uart2", O_RDWR);
+  EXPECT_EQ(waiting(fd), 0U);
+  EXPECT_EQ(ready_events(fd) & POLLIN, 0);
+  close(fd);
 }
 
 TEST_F(UartTest, AnAddressThatIsNoneIsRefused) {
@@ -231,39 +142,6 @@ TEST_F(UartTest, AnAddressThatIsNoneIsRefused) {
   EXPECT_EQ(write(fd_, nowhere, std::size_t{waiting(fd_)}), -1);
   EXPECT_EQ(errno, EFAULT);
   EXPECT_EQ(read_some(fd_), "ab");
-}
-
-TEST_F(UartTest, AnotherRequestIsAViolation) {
-  EXPECT_EQ(ioctl(fd_, 0x40045503UL, 0), -1);
-  EXPECT_EQ(errno, ENOTTY);
-  EXPECT_EQ(board_.violations().size(), 1U);
-  board_.clear_violations();
-}
-
-TEST_F(UartTest, AFaultThatItDoesNotKnowIsRefused) {
-  for (const char* text : {"uart", "uart 1", "uart 0 dead", "uart 6 dead", "uart 1 driver", "uart 1 hot"}) {
-    EXPECT_THROW(board_.fault(text), std::invalid_argument) << text;
-  }
-}
-
-TEST(UartPaceTest, OnASteppedBoardBytesArriveAtTheirTime) {
-  Board board("normal", Pace::stepped);
-  const int fd = open("/dev/uart5", O_RDWR | O_NONBLOCK);
-  board.at(10ms, [&] { board->uart(5).receive("ab"); });
-  ASSERT_TRUE(board.advance(9ms));
-  EXPECT_EQ(waiting(fd), 0U);
-  ASSERT_TRUE(board.advance(1ms));
-  EXPECT_EQ(read_some(fd), "ab");
-  close(fd);
-}
-
-TEST(UartPaceTest, OnAScaledBoardAReadWaitsToo) {
-  Board board("normal", Pace::scaled, 1000);
-  const int fd = open("/dev/uart5", O_RDWR);
-  board.at(board.now() + 1s, [&] { board->uart(5).receive("ab"); });
-  EXPECT_EQ(read_some(fd), "ab");
-  EXPECT_GE(board.now(), 1s);
-  close(fd);
 }
 
 }  // namespace

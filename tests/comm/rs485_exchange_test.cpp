@@ -1,302 +1,313 @@
-// One step between two RS485 ports: a frame sent from one, a frame checked on the other.
-#include <gtest/gtest.h>
-#include <algorithm>
-#include <string>
+// One step between two RS485 ports, or on one that is wired to itself: a frame is sent, a frame is checked.
+#include "t1_sdk/boardtest/comm/rs485/exchange.h"
 
-#include "tests/comm/rs485_exchange.h"
+#include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <sys/select.h>
+#include <unistd.h>
+#include <algorithm>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <utility>
+
+#include "tests/comm/rs485_run.h"
+#include "tests/platform/guarded_bytes.h"
+#include "tests/platform/open_node.h"
 
 namespace {
 
 using namespace rs485;
+using std::chrono::milliseconds;
 
-constexpr const char* kReceiveError = "</dev/uart2>接收数据错误.\n";
-constexpr const char* kWrongSeal = "</dev/uart2>接收的数据校验失败!!!\n";
-constexpr const char* kRightSeal = "</dev/uart2>接收的数据校验正确!!!\n";
+/// The two forms of the step: what is sent from port 1 arrives at `receiver`.
+struct Form {
+  const char* name;
+  decltype(rs485_process)* process;
+  unsigned receiver;
+  char left;          ///< what stands behind the bytes received, in a buffer that was full of '~'
+  std::size_t looks;  ///< at what has arrived
+  const char* right;  ///< printed of a frame that is right
+};
+constexpr Form kForms[] = {
+    {"TwoPorts", rs485_process, 2, '~', 6, "</dev/uart2>接收的数据校验正确!!!\n"},
+    {"OnePort", rs485_process_rkd037, 1, '\0', 11, ""},
+};
 
-class Rs485ExchangeTest : public Rs485Exchange {};
+void PrintTo(const Form& form, std::ostream* out) {
+  *out << form.name;
+}
+
+class Rs485ExchangeTest : public Rs485Run, public ::testing::WithParamInterface<Form> {
+ protected:
+  void TearDown() override {
+    port_2.reset();
+    port_1.reset();
+    Rs485Run::TearDown();
+  }
+
+  static fd_set only(int fd) {
+    fd_set set;
+    FD_ZERO(&set);
+    FD_SET(fd, &set);
+    return set;
+  }
+  /// Sends `frame` and receives into a buffer of 128 bytes that nobody may leave.
+  int exchange(const std::string& frame = kFrameA) {
+    std::copy(frame.begin(), frame.end(), to_send.data());
+    const int from = port_1->fd();
+    const int result = form.process(static_cast<int>(frame.size()), "/dev/uart1", to.c_str(), received.data(),
+                                    to_send.data(), from, only(from), receiver, only(receiver));
+    EXPECT_TRUE(received.front_is_intact());
+    EXPECT_TRUE(to_send.front_is_intact());
+    return result;
+  }
+  /// The exchange when this arrives a moment after the frame was sent.
+  int hearing(const std::string& bytes, const std::string& frame = kFrameA) {
+    arrive(now() + 10ms, form.receiver, bytes);
+    return exchange(frame);
+  }
+  /// Forgets what was received and said before.
+  void start_anew() {
+    ::ioctl(receiver, 0x5503, nullptr);
+    std::fill_n(received.data(), 128, static_cast<unsigned char>('~'));
+    console.clear();
+    board.clear_trace();
+  }
+  milliseconds now() const { return std::chrono::duration_cast<milliseconds>(board.now()); }
+  std::string sending(const std::string& frame, const std::string& write_error = "") const {
+    return "</dev/uart1>开始发送数据:" + printed(frame) + "\n" + write_error + "</dev/uart1>发送完毕\n<" +
+           to + ">开始接收数据\n";
+  }
+  std::string heard(const std::string& bytes) const {
+    return "<" + to + ">完成接收数据:" + printed(bytes) + "\n";
+  }
+  std::string missing() const { return "<" + to + ">接收数据错误.\n"; }
+  std::string wrong() const { return "<" + to + ">接收的数据校验失败!!!\n"; }
+  std::string left(std::size_t size) const { return std::string(size, form.left); }
+  std::size_t looks() const {
+    return static_cast<std::size_t>(std::ranges::count(board.trace(), 0x80045502, &boardsim::Call::request));
+  }
+
+  const Form& form = GetParam();
+  const std::string to = port(form.receiver);
+  std::optional<OpenNode> port_1{std::in_place, board, "/dev/uart1"};
+  std::optional<OpenNode> port_2{std::in_place, board, "/dev/uart2"};
+  const int receiver = form.receiver == 1 ? port_1->fd() : port_2->fd();
+  GuardedBytes received{128, '~'};
+  GuardedBytes to_send{128};
+};
+
+INSTANTIATE_TEST_SUITE_P(Of, Rs485ExchangeTest, ::testing::ValuesIn(kForms),
+                         [](const auto& form) { return std::string(form.param.name); });
 
 // ---- frames that arrive ---------------------------------------------------------------------------
 
-TEST_F(Rs485ExchangeTest, AFrameOf15BytesGoesOutAndComesIn) {
-  EXPECT_EQ(hearing(kFrameA), 0);
-  EXPECT_EQ(console.out(), sending(kFrameA) + heard(kFrameA) + kRightSeal);
+TEST_P(Rs485ExchangeTest, AFrameOfEitherLengthGoesOutAndComesIn) {
+  for (const std::string& sent : {kFrameA, kFrameB}) {
+    for (const std::string& came : {kFrameA, kFrameB}) {
+      start_anew();
+      EXPECT_EQ(hearing(came, sent), 0);
+      EXPECT_EQ(console.out(), sending(sent) + heard(came) + form.right);
+      EXPECT_TRUE(board->uart(1).sent().ends_with(sent));
+      EXPECT_EQ(received.text().substr(0, came.size()), came);
+    }
+  }
   EXPECT_EQ(console.err(), "");
-  EXPECT_EQ(board->uart(1).sent(), kFrameA);
-  EXPECT_EQ(received.text().substr(0, 15), kFrameA);
-  EXPECT_EQ(board.now(), 10ms);
+  EXPECT_EQ(board.now(), 40ms);
 }
 
-TEST_F(Rs485ExchangeTest, AFrameOf7BytesGoesOutAndComesIn) {
-  EXPECT_EQ(hearing(kFrameB, kFrameB), 0);
-  EXPECT_EQ(console.out(), sending(kFrameB) + heard(kFrameB) + kRightSeal);
-  EXPECT_EQ(board->uart(1).sent(), kFrameB);
+TEST_P(Rs485ExchangeTest, AFrameWithOtherContentAndARightChecksumPasses) {
+  const std::pair<std::string, std::string> rows[] = {
+      {frame_of(15, '\x99'), frame_of(15, '\x99')},
+      {frame_of(9), frame_of(9) + left(6)},  // shown in 15 fields
+      {frame_of(100), frame_of(100).substr(0, 15)},
+      {kShortestFrame, kShortestFrame + left(11)},
+      {kFrameA + "behind it", kFrameA},
+  };
+  for (const auto& [bytes, shown] : rows) {
+    SCOPED_TRACE(printed(bytes));
+    start_anew();
+    EXPECT_EQ(hearing(bytes), 0);
+    EXPECT_EQ(console.out(), sending(kFrameA) + heard(shown) + form.right);
+  }
 }
 
-TEST_F(Rs485ExchangeTest, TheReceiverIsEmptiedThenTheFrameSentThenTheFrameReceivedInTwoParts) {
-  hearing(kFrameA);
-  Lines trace = board.hardware_trace();
-  ASSERT_FALSE(trace.empty());
-  EXPECT_TRUE(trace.front().starts_with("ioctl /dev/uart2 0x00005503 ")) << trace.front();
-  trace.erase(trace.begin());
-  EXPECT_EQ(trace,
-            (Lines{"write /dev/uart1 15 = 15", "ioctl /dev/uart2 0x80045502 {} = 0", "read /dev/uart2 4 = 4",
-                   "ioctl /dev/uart2 0x80045502 {} = 0", "read /dev/uart2 11 = 11"}));
-}
-
-TEST_F(Rs485ExchangeTest, BothReceivesWaitThreeSeconds) {
-  hearing(kFrameA);
-  EXPECT_EQ(waits(), (std::vector<std::vector<std::uint32_t>>{{3, 0}, {3, 0}}));
-}
-
-TEST_F(Rs485ExchangeTest, TheLengthThatIsSentDecidesHowItIsShown) {
-  EXPECT_EQ(hearing(kFrameA, kFrameB), 0);
-  EXPECT_EQ(console.out(), sending(kFrameB) + heard(kFrameA) + kRightSeal);
-  console.clear();
-  EXPECT_EQ(hearing(kFrameB, kFrameA), 0);
-  EXPECT_EQ(console.out(), sending(kFrameA) + heard(kFrameB) + kRightSeal);
-}
-
-TEST_F(Rs485ExchangeTest, AFrameWithOtherContentAndARightChecksumPasses) {
-  const std::string other = frame_of(15, '\x99');
-  EXPECT_EQ(hearing(other), 0);
-  EXPECT_EQ(console.out(), sending(kFrameA) + heard(other) + kRightSeal);
-}
-
-TEST_F(Rs485ExchangeTest, AFrameOfAnotherLengthIsShownIn15FieldsWithWhatWasThereBefore) {
-  const std::string nine = frame_of(9);
-  EXPECT_EQ(hearing(nine), 0);
-  EXPECT_EQ(console.out(), sending(kFrameA) + heard(nine + std::string(6, '~')) + kRightSeal);
-}
-
-TEST_F(Rs485ExchangeTest, OfALongFrame15BytesAreShown) {
-  const std::string hundred = frame_of(100);
-  EXPECT_EQ(hearing(hundred), 0);
-  EXPECT_EQ(console.out(), sending(kFrameA) + heard(hundred.substr(0, 15)) + kRightSeal);
-}
-
-TEST_F(Rs485ExchangeTest, WhatWaitedBeforeTheFrameWasSentIsThrownAway) {
-  board->uart(2).receive("rubbish");
+TEST_P(Rs485ExchangeTest, WhatWaitedBeforeTheFrameWasSentIsThrownAwayOnTwoPortsOnly) {
+  board->uart(form.receiver).receive(kFrameB);
   EXPECT_EQ(hearing(kFrameA), 0);
-  EXPECT_EQ(console.out(), sending(kFrameA) + heard(kFrameA) + kRightSeal);
+  EXPECT_EQ(console.out(), sending(kFrameA) + heard(form.receiver == 1 ? kFrameB : kFrameA) + form.right);
 }
 
-TEST_F(Rs485ExchangeTest, BytesBehindTheFrameDoNotMatter) {
-  EXPECT_EQ(hearing(kFrameA + "rubbish"), 0);
-  EXPECT_EQ(hearing(kFrameB), 0) << "the next step throws them away";
+TEST_P(Rs485ExchangeTest, AHeaderAlonePassesBehindTheSameFrame) {
+  EXPECT_EQ(hearing(kFrameA), 0);
+  const bool cleared = form.left == '\0';
+  EXPECT_EQ(hearing(kFrameA.substr(0, 4)), cleared ? -1 : 0) << "the rest of the frame before is still there";
 }
 
-TEST_F(Rs485ExchangeTest, TheCallersSetsAreNotChanged) {
-  fd_set sender = only(port_1->fd());
-  fd_set receiver = only(port_2->fd());
-  rs485_process(15, "/dev/uart1", "/dev/uart2", received.data(), to_send.data(), port_1->fd(), sender,
-                port_2->fd(), receiver);
-  EXPECT_NE(FD_ISSET(port_1->fd(), &sender), 0);
-  EXPECT_NE(FD_ISSET(port_2->fd(), &receiver), 0) << "although nothing was heard";
+// ---- time ----------------------------------------------------------------------------------------
+
+TEST_P(Rs485ExchangeTest, AFrameMayTakeThreeSecondsToBeginAndAnotherThreeForItsRest) {
+  struct {
+    milliseconds header, rest;
+    int result;
+    milliseconds end;
+  } const rows[] = {{2900ms, 2900ms, 0, 2900ms},
+                    {3100ms, 3100ms, -1, 3000ms},
+                    {2900ms, 5800ms, 0, 5800ms},
+                    {10ms, 3100ms, -1, 3010ms}};
+  for (const auto& row : rows) {
+    const auto start = now();
+    start_anew();
+    arrive(start + row.header, form.receiver, kFrameA.substr(0, 4));
+    arrive(start + row.rest, form.receiver, kFrameA.substr(4));
+    EXPECT_EQ(exchange(), row.result);
+    EXPECT_EQ(now() - start, row.end);
+    ::sleep(1);  // of virtual time: what comes too late comes before the next row
+  }
 }
 
-// ---- headers that are none ---------------------------------------------------------------------------
-
-TEST_F(Rs485ExchangeTest, SilenceFailsAfterThreeSeconds) {
+TEST_P(Rs485ExchangeTest, SilenceFailsAfterThreeSeconds) {
   EXPECT_EQ(exchange(), -1);
-  EXPECT_EQ(console.out(), sending(kFrameA) + kReceiveError);
+  EXPECT_EQ(console.out(), sending(kFrameA) + missing());
   EXPECT_EQ(board.now(), 3s);
-  EXPECT_EQ(received.text().substr(0, 6), std::string(4, '\0') + "~~") << "four bytes are zeroed, no more";
+  EXPECT_EQ(received.text(), std::string(4, '\0') + left(124));
 }
 
-TEST_F(Rs485ExchangeTest, AFrameThatComesTooLateFails) {
-  arrive(3100ms, 2, kFrameA);
-  EXPECT_EQ(exchange(), -1);
-  EXPECT_EQ(board.now(), 3s);
+TEST_P(Rs485ExchangeTest, WhatIsIncompleteIsLookedAtMoreOftenOnOnePort) {
+  EXPECT_EQ(hearing(kFrameA.substr(0, 3)), -1);
+  EXPECT_EQ(console.out(), sending(kFrameA) + missing());
+  EXPECT_EQ(looks(), form.looks);
+  start_anew();
+  EXPECT_EQ(hearing(kFrameA.substr(0, 14)), -1);
+  EXPECT_EQ(looks(), 1 + form.looks) << "one for the header";
 }
 
-TEST_F(Rs485ExchangeTest, AFrameThatComesAtTheLastMomentPasses) {
-  arrive(2900ms, 2, kFrameA);
-  EXPECT_EQ(exchange(), 0);
-  EXPECT_EQ(board.now(), 2900ms);
-}
+// ---- frames that are none ---------------------------------------------------------------------------
 
-TEST_F(Rs485ExchangeTest, AnyOtherFirstByteFailsWhateverFollows) {
+TEST_P(Rs485ExchangeTest, AnyOtherFirstByteFailsAndNothingMoreIsReceived) {
   for (int byte = 0; byte < 256; ++byte) {
     if (byte == 0xD0) continue;
     SCOPED_TRACE(byte);
-    console.clear();
+    start_anew();
     ASSERT_EQ(hearing(sealed(with_byte(kFrameA, 0, static_cast<char>(byte)))), -1);
-    ASSERT_EQ(console.out(), sending(kFrameA) + kReceiveError);
+    ASSERT_EQ(console.out(), sending(kFrameA) + missing());
+    ASSERT_EQ(calls("select"), 1U);
   }
 }
 
-TEST_F(Rs485ExchangeTest, ABadHeaderIsNotFollowedByASecondReceive) {
-  hearing("x" + kFrameA);
-  EXPECT_EQ(board.hardware_trace().back(), "read /dev/uart2 4 = 4");
-  EXPECT_EQ(calls("select"), 1U);
-}
-
-TEST_F(Rs485ExchangeTest, AHeaderOfThreeBytesFailsAfterSixLooks) {
-  EXPECT_EQ(hearing(kFrameA.substr(0, 3)), -1);
-  EXPECT_EQ(console.out(), sending(kFrameA) + kReceiveError);
-  EXPECT_EQ(looks("/dev/uart2"), 6U);
-}
-
-TEST_F(Rs485ExchangeTest, AFloodPassesWhenItBeginsWithAFrameAndFailsWhenNot) {
-  std::string flood;
-  while (flood.size() < 4096) flood += kFrameA;
-  EXPECT_EQ(hearing(flood), 0);
-  EXPECT_EQ(hearing(flood.substr(1)), -1);
-  EXPECT_EQ(hearing(std::string(4096, '\xD0')), -1);
-  EXPECT_EQ(hearing(std::string(4096, '\xFF')), -1);
-}
-
-// ---- what follows the header ------------------------------------------------------------------------
-
-TEST_F(Rs485ExchangeTest, EveryWrongChecksumFails) {
+TEST_P(Rs485ExchangeTest, EveryWrongChecksumFails) {
   for (int byte = 0; byte < 256; ++byte) {
     if (byte == 0x75) continue;
     SCOPED_TRACE(byte);
-    console.clear();
+    start_anew();
     const std::string frame = with_byte(kFrameA, 14, static_cast<char>(byte));
     ASSERT_EQ(hearing(frame), -1);
-    ASSERT_EQ(console.out(), sending(kFrameA) + heard(frame) + kWrongSeal);
+    ASSERT_EQ(console.out(), sending(kFrameA) + heard(frame) + wrong());
   }
 }
 
-TEST_F(Rs485ExchangeTest, AFlippedBitAnywhereFails) {
-  for (std::size_t bit = 0; bit < kFrameB.size() * 8; ++bit) {
-    SCOPED_TRACE(bit);
-    const auto flipped = static_cast<char>(kFrameB[bit / 8] ^ 1 << bit % 8);
-    ASSERT_EQ(hearing(with_byte(kFrameB, bit / 8, flipped), kFrameB), -1);
-  }
-}
-
-TEST_F(Rs485ExchangeTest, TwoErrorsThatCancelOutPass) {
-  EXPECT_EQ(hearing(with_byte(with_byte(kFrameB, 4, '\x5B'), 5, '\xA4')), 0);
-}
-
-TEST_F(Rs485ExchangeTest, AHeaderAloneIsWaitedForAndCheckedWithWhatTheBufferHolds) {
-  EXPECT_EQ(hearing(kFrameA.substr(0, 4)), -1);
-  EXPECT_EQ(console.out(),
-            sending(kFrameA) + heard(kFrameA.substr(0, 4) + std::string(11, '~')) + kWrongSeal);
-  EXPECT_EQ(board.now(), 3010ms);
-}
-
-TEST_F(Rs485ExchangeTest, AHeaderAlonePassesBehindTheSameFrame) {
-  EXPECT_EQ(hearing(kFrameA), 0);
-  EXPECT_EQ(hearing(kFrameA.substr(0, 4)), 0) << "the rest of the frame before is still in the buffer";
-}
-
-TEST_F(Rs485ExchangeTest, AFrameThatLacksItsEndFails) {
+TEST_P(Rs485ExchangeTest, AFrameThatLacksItsEndIsCheckedWithWhatTheBufferHolds) {
   for (std::size_t size = 4; size < 15; ++size) {
     SCOPED_TRACE(size);
-    std::fill_n(received.data(), 128, static_cast<unsigned char>('~'));
-    console.clear();
+    start_anew();
     const std::string start = kFrameA.substr(0, size);
     ASSERT_EQ(hearing(start), -1);
-    ASSERT_EQ(console.out(), sending(kFrameA) + heard(start + std::string(15 - size, '~')) + kWrongSeal);
+    ASSERT_EQ(console.out(), sending(kFrameA) + heard(start + left(15 - size)) + wrong());
   }
 }
 
-TEST_F(Rs485ExchangeTest, TheRestOfAFrameMayComeASecondAfterItsHeader) {
-  arrive(10ms, 2, kFrameA.substr(0, 4));
-  arrive(1010ms, 2, kFrameA.substr(4));
-  EXPECT_EQ(exchange(), 0);
-  EXPECT_EQ(board.now(), 1010ms);
-}
-
-TEST_F(Rs485ExchangeTest, ARestThatComesTooLateIsNoRest) {
-  arrive(10ms, 2, kFrameA.substr(0, 4));
-  arrive(3100ms, 2, kFrameA.substr(4));
-  EXPECT_EQ(exchange(), -1);
-  EXPECT_EQ(board.now(), 3010ms);
-}
-
-TEST_F(Rs485ExchangeTest, EveryLengthFrom5To128PassesWhenTheFrameIsSealed) {
-  for (std::size_t length = 5; length <= 128; ++length) {
+TEST_P(Rs485ExchangeTest, EveryLengthFrom5To128PassesWhenTheFrameIsSealedAndNoneLeavesTheBuffer) {
+  for (std::size_t length = 0; length < 256; ++length) {
     SCOPED_TRACE(length);
-    ASSERT_EQ(hearing(frame_of(length)), 0);
-    ASSERT_EQ(received.text().substr(0, length), frame_of(length));
-  }
-}
-
-TEST_F(Rs485ExchangeTest, EveryLengthFrom5To128FailsWhenTheFrameIsNot) {
-  for (std::size_t length = 5; length <= 128; ++length) {
-    SCOPED_TRACE(length);
-    std::string frame = frame_of(length);
+    const bool fits = length > 4 && length <= 128;
+    std::string frame = frame_of(std::max<std::size_t>(length, 5));
+    frame[3] = static_cast<char>(length);
+    start_anew();
+    ASSERT_EQ(hearing(frame), fits ? 0 : -1);
+    if (fits) {
+      ASSERT_EQ(received.text().substr(0, length), frame);
+    }
+    start_anew();
     ++frame.back();
     ASSERT_EQ(hearing(frame), -1);
+    ASSERT_TRUE(console.out().ends_with(wrong()));
   }
 }
 
-TEST_F(Rs485ExchangeTest, AFrameOf4BytesIsAHeaderThatSealsItself) {
-  EXPECT_EQ(hearing(kShortestFrame), 0);
-  EXPECT_EQ(console.out(), sending(kFrameA) + heard(kShortestFrame + std::string(11, '~')) + kRightSeal);
-  EXPECT_EQ(hearing(with_byte(kShortestFrame, 2, '\x34')), -1);
-}
-
-TEST_F(Rs485ExchangeTest, ALengthBelow4IsNoFrame) {
+TEST_P(Rs485ExchangeTest, ALengthBelow4IsFollowedByAReceiveOfNothingThatWaitsThreeSeconds) {
   for (char length = 0; length < 4; ++length) {
     SCOPED_TRACE(static_cast<int>(length));
-    std::fill_n(received.data(), 128, static_cast<unsigned char>('~'));
-    console.clear();
     const std::string header{'\xD0', '\x01', '\x06', length};
+    start_anew();
+    auto start = now();
     ASSERT_EQ(hearing(header), -1);
-    ASSERT_EQ(console.out(), sending(kFrameA) + heard(header + std::string(11, '~')) + kWrongSeal);
-  }
-}
-
-TEST_F(Rs485ExchangeTest, ALengthBelow4IsFollowedByAReceiveOfNothingThatWaitsThreeSeconds) {
-  for (char length = 0; length < 4; ++length) {
-    SCOPED_TRACE(static_cast<int>(length));
-    board.clear_trace();
-    const auto start = now();
-    EXPECT_EQ(hearing({'\xD0', '\x01', '\x06', length}), -1);
+    EXPECT_EQ(console.out(), sending(kFrameA) + heard(header + left(11)) + wrong());
     EXPECT_EQ(now() - start, 3010ms);
-    EXPECT_EQ(waits(), (std::vector<std::vector<std::uint32_t>>{{3, 0}, {3, 0}}));
+    start_anew();
+    start = now();
+    ASSERT_EQ(hearing(header + "left"), -1);
+    EXPECT_EQ(now() - start, 10ms);
+    EXPECT_EQ(board.hardware_trace().back(), "read " + to + " 0 = 0");
+    EXPECT_EQ(received.text().substr(4, 4), left(4));
   }
 }
 
-TEST_F(Rs485ExchangeTest, BytesBehindALengthBelow4AreLeft) {
-  EXPECT_EQ(hearing({'\xD0', '\x01', '\x06', '\x03', 'l', 'e', 'f', 't'}), -1);
-  EXPECT_EQ(board.now(), 10ms);
-  EXPECT_EQ(board.hardware_trace().back(), "read /dev/uart2 0 = 0");
-  EXPECT_EQ(received.text().substr(4, 4), "~~~~");
-}
-
-TEST_F(Rs485ExchangeTest, ALengthBelow4IsNoFrameHoweverItsSumFits) {
+TEST_P(Rs485ExchangeTest, ALengthBelow4IsNoFrameHoweverItsSumFits) {
   for (char length = 1; length < 4; ++length) {
     for (int middle = 0; middle < 256; ++middle) {
       // The byte at length - 1 would be the sum of those before it.
       std::string header{'\xD0', static_cast<char>(middle), '\0', length};
       header[2] = static_cast<char>(0xD0 + middle);
+      start_anew();
       ASSERT_EQ(hearing(header + kFrameA), -1) << static_cast<int>(length) << " " << middle;
     }
   }
 }
 
-TEST_F(Rs485ExchangeTest, AFrameThatClaimsMoreThan128BytesFailsAndStaysInTheBuffer) {
-  for (std::size_t length = 129; length < 256; ++length) {
-    SCOPED_TRACE(length);
-    console.clear();
-    ASSERT_EQ(hearing(frame_of(length)), -1);
-    ASSERT_EQ(console.out(), sending(kFrameA) + heard(frame_of(length).substr(0, 15)) + kWrongSeal);
+// ---- calls that fail, are short or are interrupted --------------------------------------------------
+
+TEST_P(Rs485ExchangeTest, AWriteThatFailsIsSaidAndTheFrameAwaitedAllTheSame) {
+  for (const auto& [fault, written] :
+       {std::pair{"write /dev/uart1", -1}, {"write /dev/uart1 EINTR", -1}, {"write /dev/uart1 short 5", 5}}) {
+    SCOPED_TRACE(fault);
+    start_anew();
+    board.clear_faults();
+    board.fault(fault);
+    EXPECT_EQ(hearing(kFrameA), 0);
+    const std::string error = "<t1>write failed have write " + std::to_string(written) + "\n ";
+    EXPECT_EQ(console.out(), sending(kFrameA, error) + heard(kFrameA) + form.right);
   }
+  EXPECT_EQ(board->uart(1).sent(), kFrameA.substr(0, 5)) << "none is tried again, none is finished";
 }
 
-TEST_F(Rs485ExchangeTest, AHeaderAloneOfAnyLengthIsCheckedWithinTheBuffer) {
-  for (int length = 0; length < 256; ++length) {
-    SCOPED_TRACE(length);
-    std::fill_n(received.data(), 128, static_cast<unsigned char>(0));
-    // The header's bytes add up to 0 for a length of 46, which is what the buffer holds where the checksum
-    // is.
-    ASSERT_EQ(hearing({'\xD0', '\x01', '\x01', static_cast<char>(length)}), length == 46 ? 0 : -1);
-  }
+TEST_P(Rs485ExchangeTest, AReceiverThatCannotBeEmptiedIsUsedAllTheSame) {
+  board.fault("ioctl " + to + " 0x5503");
+  EXPECT_EQ(hearing(kFrameA), 0);
+  board->uart(form.receiver).receive("rubbish");
+  EXPECT_EQ(hearing(kFrameA), -1) << "what waited comes first";
 }
 
-TEST_F(Rs485ExchangeTest, AFloodBehindAHeaderOfAnyLengthStaysInTheBuffer) {
-  for (int length = 0; length < 256; ++length) {
-    SCOPED_TRACE(length);
-    std::string flood(4096, '\xEE');
-    flood.replace(0, 4, {'\xD0', '\x01', '\x01', static_cast<char>(length)});
-    hearing(flood);
-    ASSERT_FALSE(HasFailure());
+TEST_P(Rs485ExchangeTest, EachCallThatFailsWhileReceivingFailsTheStep) {
+  const std::string select_error = "<t1>: select error retRd = -1\n";
+  const std::string header_alone = heard(kFrameA.substr(0, 4) + left(11)) + wrong();
+  const std::pair<std::string, std::string> rows[] = {
+      {"select #1 EBADF", select_error + missing()},
+      {"select #1 EINTR", select_error + missing()},
+      {"select #2 EINTR", select_error + header_alone},
+      {"read " + to + " #1 EINTR", missing()},
+      {"read " + to + " #1 short 3", missing()},
+      {"read " + to + " #2", header_alone},
+      {"read " + to + " #2 short 10", heard(kFrameA.substr(0, 14) + left(1)) + wrong()},
+      {"ioctl " + to + " 0x80045502", missing()},
+  };
+  for (const auto& [fault, said] : rows) {
+    SCOPED_TRACE(fault);
+    start_anew();
+    board.clear_faults();
+    board.fault(fault);
+    EXPECT_EQ(hearing(kFrameA), -1);
+    EXPECT_EQ(console.out(), sending(kFrameA) + said);
   }
 }
 

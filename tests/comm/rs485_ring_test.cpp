@@ -1,348 +1,273 @@
-// Boards whose RS485 ports are wired to one another: what passes, and what is said of each pair that fails.
+// Boards whose RS485 ports are wired to one another: what passes, what is said of each pair that fails, and
+// of ports that do not open.
 #include <gtest/gtest.h>
 #include <algorithm>
+#include <array>
+#include <ostream>
 #include <string>
+#include <utility>
+#include <vector>
 
-#include "tests/comm/rs485_ring.h"
+#include "t1_sdk/boardtest/comm/rs485/variants.h"
+#include "tests/comm/rs485_run.h"
 
 namespace {
 
 using namespace rs485;
 
-class Rs485RingTest : public RingRun, public ::testing::WithParamInterface<Ring> {
+/// One pair of ports, and what is said when it fails.
+struct Pair {
+  unsigned from, to;
+  std::array<int, 2> codes;              ///< in the first and in the second group
+  std::string error;                     ///< printed
+  std::array<std::string, 2> described;  ///< to the station, in either group
+};
+
+/// One variant. Its steps are the pairs in the first group, then the same in the second.
+struct Ring {
+  const char* name;
+  void (*run)();
+  const char* family;   ///< a board that is given it
+  const char* fixture;  ///< what wires its ports so
+  unsigned ports;
+  std::vector<Pair> pairs;
+  std::string opened, completed;
+  std::vector<std::string> open_errors;  ///< printed when a port does not open, after the port's own line
+  std::string open_error;                ///< to the station then
+  bool tells_success = true;             ///< whether each checksum that is right is printed
+
+  std::size_t steps() const { return 2 * pairs.size(); }
+  std::size_t group(std::size_t step) const { return step / pairs.size(); }
+  const Pair& pair(std::size_t step) const { return pairs[step % pairs.size()]; }
+  const std::string& frame(std::size_t step) const { return group(step) == 0 ? kFrameA : kFrameB; }
+};
+
+void PrintTo(const Ring& ring, std::ostream* out) {
+  *out << ring.name;
+}
+
+// Texts that name another port than the one that failed, and codes that leave one out, are the board's own.
+const std::vector<Ring>& rings() {
+  // clang-format off
+  static const std::vector<Ring> all = {
+      {"Ex", rs485_test_Ex, "k", "ring5", 5,
+       {{1, 2, {3, 8},  "<t1>ERROR RS485_1/RS485_2测试不通过。", {"<t1>ERROR RS485_1/RS485_2测试不通过.", "<t1>ERROR RS485_1/RS485_2测试不通过."}},
+        {2, 3, {4, 9},  "<t1>ERROR RS485_2/RS485_3测试不通过。", {"<t1>ERROR RS485_2/RS485_3测试不通过.", "<t1>ERROR RS485_2/RS485_3测试不通过."}},
+        {3, 4, {5, 10}, "<t1>ERROR RS485_3/RS485_4测试不通过。", {"<t1>ERROR RS485_3/RS485_4测试不通过.", "<t1>ERROR RS485_3/RS485_4测试不通过."}},
+        {4, 5, {6, 11}, "<t1>ERROR RS485_4/RS485_5测试不通过。", {"<t1>ERROR RS485_4/RS485_5测试不通过.", "<t1>ERROR RS485_4/RS485_5测试不通过."}},
+        {5, 1, {7, 12}, "<t1>ERROR RS485_1/RS485_5测试不通过。", {"<t1>ERROR RS485_1/RS485_5测试不通过.", "<t1>ERROR RS485_1/RS485_5测试不通过."}}},
+       "打开五个485口成功。",
+       "<t1>RS485测试完成，RS485_1、RS485_2、RS485_3、RS485_4、RS485_5、测试均通过.",
+       {"<t1>打开RS485口错误."}, "<t1>打开RS485口错误."},
+      {"u", rs485_test_u, "ma", "ring3", 3,
+       {{1, 2, {3, 6}, "<t1>ERROR RS485_1/RS485_2测试不通过。", {"<t1>ERROR RS485_1/RS485_2测试不通过。", "<t1>ERROR RS485_1/RS485_2测试不通过。"}},
+        {2, 3, {4, 7}, "<t1>ERROR RS485_2/RS485_3测试不通过。", {"<t1>ERROR RS485_2/RS485_3测试不通过。", "<t1>ERROR RS485_2/RS485_3测试不通过。"}},
+        {3, 1, {5, 8}, "<t1>ERROR RS485_3/RS485_5测试不通过。", {"<t1>ERROR RS485_3/RS485_5测试不通过。", "<t1>ERROR RS485_3/RS485_5测试不通过。"}}},
+       "打开3个485口成功。",
+       "<t1>RS485测试完成，RS485_1、RS485_2、RS485_3测试均通过.",
+       {"<t1>打开RS485口错误.", "<t1>打开RS485口错误"}, "<t1>打开RS485口错误"},
+      {"rkd537", rs485_test_rkd537, "rkd1", "ring2", 2,
+       {{1, 2, {3, 6}, "<t1>ERROR RS485_1/RS485_2测试不通过。", {"<t1>ERROR RS485_1/RS485_2测试不通过。", "<t1>ERROR RS485_1/RS485_2测试不通过。"}},
+        {2, 1, {4, 7}, "<t1>ERROR RS485_2/RS485_1测试不通过。", {"<t1>ERROR RS485_2/RS485_1测试不通过。", "<t1>ERROR RS485_2/RS485_1测试不通过。"}}},
+       "打开2个485口成功。",
+       "<t1>RS485测试完成，RS485_1、RS485_2测试均通过.",
+       {"<t1>打开RS485口错误.", "<t1>打开RS485口错误"}, "<t1>打开RS485口错误"},
+      {"rkd037", rs485_test_rkd037, "normal", "self", 1,
+       {{1, 1, {3, 4}, "<t1>ERROR RS485_1 第一组测试不通过。", {"<t1>ERROR RS485_1 第一组测试不通过测试不通过。", "<t1>ERROR RS485_1 第一组测试不通过"}}},
+       "打开485口成功。",
+       "<t1>RS485测试完成.",
+       {"<t1>打开RS485口错误."}, "<t1>打开RS485_1 口错误", false},
+  };
+  // clang-format on
+  return all;
+}
+
+// ---- what a variant prints -----------------------------------------------------------------------
+
+/// Up to the opening of the ports.
+std::string beginning(const Ring& ring) {
+  return "rs485_test_" + std::string(ring.name) + "\n" + kAnswered + kWaiting;
+}
+
+std::string sent(const Ring& ring, std::size_t step) {
+  const std::string from = "<" + port(ring.pair(step).from) + ">";
+  return from + "开始发送数据:" + printed(ring.frame(step)) + "\n" + from + "发送完毕\n<" +
+         port(ring.pair(step).to) + ">开始接收数据\n";
+}
+
+std::string heard(const Ring& ring, std::size_t step, const std::string& bytes) {
+  const std::string to = "<" + port(ring.pair(step).to) + ">";
+  return to + "完成接收数据:" + printed(bytes) + "\n" +
+         (ring.tells_success ? to + "接收的数据校验正确!!!\n" : "");
+}
+
+/// From the start up to this step, with the starts of the groups.
+std::string all_before(const Ring& ring, std::size_t step) {
+  std::string text = beginning(ring) + ring.opened + "\n车检器检测线程已经停止，开始测试.\n";
+  for (std::size_t i = 0; i < ring.steps() && i <= step; ++i) {
+    if (i == 0) text += "RS485第一组测试数据[d0 01 06 0f 11 62 80 32 34 12 78 56 9a bc 75]测试开始.\n";
+    if (i == ring.pairs.size()) {
+      text += "RS485第一组测试数据测试结束.\n" + std::string(53, '*') +
+              "\nRS485第二组测试数据[d0 01 02 07 5a a5 d9]测试开始.\n";
+    }
+    if (i < step) text += sent(ring, i) + heard(ring, i, ring.frame(i));
+  }
+  return text;
+}
+
+std::string ending(const Ring& ring) {
+  return "RS485第二组测试数据测试结束.\n" + ring.completed + "\n";
+}
+
+class Rs485RingTest : public Rs485Run, public ::testing::WithParamInterface<Ring> {
  protected:
   const Ring& ring = GetParam();
 
-  /// Goes on with a board on which everything goes well before a step, and this is heard in it.
-  void run_until(std::size_t step, const std::string& bytes) {
-    next_board();
-    wire(ring, step);
-    if (!bytes.empty()) hear(ring, step, bytes);
-    ring.run();
+  /// Plays what arrives in one step. The ports are open by then, and every step ends where the next begins.
+  void hear(std::size_t step, const std::string& bytes) {
+    arrive(6000ms + step * 10ms, ring.pair(step).to, bytes);
+  }
+  /// Plays the wires: what is sent over each pair arrives at its receiver, for `steps` pairs in all.
+  void wire(std::size_t steps) {
+    for (std::size_t step = 0; step < steps; ++step) hear(step, ring.frame(step));
   }
   /// The test stopped with what this step has for its failure; `said` is what the step itself printed last.
   void expect_failure(std::size_t step, const std::string& said) {
-    const int group = static_cast<int>(step / ring.pairs.size());
-    const Pair& pair = ring.pairs[step % ring.pairs.size()];
-    const int code = pair.codes.at(static_cast<std::size_t>(group));
-    EXPECT_EQ(console.out(), beginning(ring) + opened(ring) + exchanges_before(ring, step) +
-                                 sent(pair, group) + said + pair.error + "\n" + failed(code));
+    const Pair& pair = ring.pair(step);
+    EXPECT_EQ(console.out(), all_before(ring, step) + sent(ring, step) + said + pair.error + "\n" +
+                                 failed(pair.codes.at(ring.group(step))));
     EXPECT_EQ(console.err(), "");
-    expect_fail(pair.described.at(static_cast<std::size_t>(group)));
+    expect_fail(pair.described.at(ring.group(step)));
     EXPECT_EQ(gpiofd, -1);
-    EXPECT_EQ(frames_sent(), step + 1) << "nothing is sent behind a failure";
+    EXPECT_EQ(calls("write"), step + 1) << "nothing is sent behind a failure";
   }
-  std::size_t frames_sent() const {
-    return static_cast<std::size_t>(
-        std::ranges::count_if(board.trace(), [](const auto& call) { return call.name == "write"; }));
-  }
-  const Pair& pair_of(std::size_t step) const { return ring.pairs[step % ring.pairs.size()]; }
-  const std::string& frame_in(std::size_t step) const {
-    return frame(static_cast<int>(step / ring.pairs.size()));
+  /// Runs with these ports missing. The ports that do open are left open.
+  void run_without(const std::vector<unsigned>& missing) {
+    Lines open;
+    std::string said = beginning(ring);
+    for (unsigned number = 1; number <= ring.ports; ++number) {
+      if (std::ranges::find(missing, number) == missing.end()) {
+        open.push_back(port(number));
+      } else {
+        board.fault("open " + port(number));
+        said += "<t1>打开RS485口【" + port(number) + "】错误\n";
+      }
+    }
+    for (const std::string& line : ring.open_errors) said += line + "\n";
+    expect_open(open);
+    ring.run();
+    EXPECT_EQ(console.out(), said + failed(2));
+    EXPECT_EQ(console.err(), "");
+    expect_fail(ring.open_error);
+    EXPECT_EQ(board.open_nodes(), open);
+    EXPECT_EQ(gpiofd, -1);
+    EXPECT_EQ(calls("write"), 0U);
   }
 };
 
 INSTANTIATE_TEST_SUITE_P(By, Rs485RingTest, ::testing::ValuesIn(rings()),
                          [](const auto& test) { return std::string(test.param.name); });
 
-TEST_P(Rs485RingTest, PassesWhenEveryPairCarriesBothFrames) {
-  wire(ring, steps_of(ring));
+TEST_P(Rs485RingTest, AHealthyRunFromTheFirstCallToTheLast) {
+  HardwareScript script = opened_io();
+  for (unsigned number = 1; number <= ring.ports; ++number) open_port(script, number);
+  for (std::size_t step = 0; step < ring.steps(); ++step) {
+    const Pair& pair = ring.pair(step);
+    const std::size_t size = ring.frame(step).size();
+    if (ring.tells_success) script.call("ioctl " + port(pair.to) + " 0x00005503 {} = 0");
+    send(script, pair.from, size);
+    script.wait(step == 0 ? 980ms : 10ms);
+    receive(script, pair.to, 4);
+    receive(script, pair.to, size - 4);
+  }
+  for (unsigned number = 1; number <= ring.ports; ++number) script.close(port(number));
+  script.close("/dev/qznio");
+
+  gpiofd = -1;
+  for (const auto time : {2000ms, 6005ms}) board.at(time, [] { EXPECT_GE(gpiofd, 0); });
+  wire(ring.steps());
   ring.run();
-  EXPECT_EQ(console.out(),
-            beginning(ring) + opened(ring) + exchanges_before(ring, steps_of(ring)) + ending(ring));
+  EXPECT_EQ(board.timed_hardware_trace(), script.lines());
+  EXPECT_EQ(console.out(), all_before(ring, ring.steps()) + ending(ring));
   EXPECT_EQ(console.err(), "");
   expect_pass();
   EXPECT_EQ(gpiofd, -1);
   for (unsigned number = 1; number <= 5; ++number) {
     EXPECT_EQ(board->uart(number).sent(), number <= ring.ports ? kFrameA + kFrameB : "") << number;
   }
+  expect_detector_stopped_and_nodes_opened_both_ways();
 }
 
-TEST_P(Rs485RingTest, PassesOnItsFixture) {
-  with_family(ring.family);
-  board->rs485.set_fixture(ring.fixture);
+TEST_P(Rs485RingTest, NamesEachPairThatIsSilentOrCarriesAWrongFrame) {
+  for (std::size_t step = 0; step < ring.steps(); ++step) {
+    const std::string to = "<" + port(ring.pair(step).to) + ">";
+    const std::string& good = ring.frame(step);
+    const std::string wrong = with_byte(good, 4, '\x44');
+    const std::pair<std::string, std::string> rows[] = {
+        {"", to + "接收数据错误.\n"},
+        {sealed(with_byte(good, 0, '\xD1')), to + "接收数据错误.\n"},
+        {wrong, to + "完成接收数据:" + printed(wrong) + "\n" + to + "接收的数据校验失败!!!\n"}};
+    for (const auto& [bytes, said] : rows) {
+      SCOPED_TRACE(std::to_string(step) + ": " + printed(bytes));
+      next_board();
+      wire(step);
+      if (!bytes.empty()) hear(step, bytes);
+      ring.run();
+      expect_failure(step, said);
+    }
+  }
+}
+
+TEST_P(Rs485RingTest, AHeaderAloneInTheSecondGroupIsFollowedByWhatThePairHeardInTheFirst) {
+  const auto first_frame = [](std::size_t pair) { return frame_of(15, static_cast<char>(0x41 + pair)); };
+  const std::size_t pairs = ring.pairs.size();
+  const std::size_t last = ring.steps() - 1;
+  for (std::size_t step = 0; step < last; ++step) hear(step, step < pairs ? first_frame(step) : kFrameB);
+  hear(last, first_frame(pairs - 1).substr(0, 4));
   ring.run();
-  EXPECT_EQ(console.out(),
-            beginning(ring) + opened(ring) + exchanges_before(ring, steps_of(ring)) + ending(ring));
-  expect_pass();
-}
-
-TEST_P(Rs485RingTest, StopsTheDetectorThreadAndWaitsFiveSeconds) {
-  wire(ring, steps_of(ring));
-  ring.run();
-  EXPECT_EQ(board->application.commands(), (std::vector<boardsim::Application::Command>{{12, 0x1333D0D, 0}}))
-      << "nothing starts it again";
-  const auto trace = board.trace();
-  const auto sleep = std::ranges::find(trace, "sleep", &boardsim::Call::name);
-  ASSERT_NE(sleep, trace.end());
-  EXPECT_EQ(sleep->record, std::vector<std::uint32_t>{5});
-  EXPECT_EQ(calls("sleep"), 1U);
-}
-
-TEST_P(Rs485RingTest, HoldsTheIoDriverWhileItRuns) {
-  gpiofd = -1;
-  for (const auto time : {2000ms, 6005ms}) board.at(time, [] { EXPECT_GE(gpiofd, 0); });
-  wire(ring, steps_of(ring));
-  ring.run();
-  EXPECT_EQ(gpiofd, -1);
-}
-
-TEST_P(Rs485RingTest, OpensEveryNodeForReadingAndWriting) {
-  wire(ring, steps_of(ring));
-  ring.run();
-  expect_opened_both_ways();
-}
-
-TEST_P(Rs485RingTest, SetsEveryPortTo38400Baud) {
-  wire(ring, steps_of(ring));
-  ring.run();
-  for (unsigned number = 1; number <= ring.ports; ++number) {
-    EXPECT_EQ(board->uart(number).setup(), (boardsim::UartSetup{38400, 3, 0, 0, 0})) << number;
-  }
-}
-
-TEST_P(Rs485RingTest, NamesEachPairThatStaysSilent) {
-  for (std::size_t step = 0; step < steps_of(ring); ++step) {
-    SCOPED_TRACE(step);
-    run_until(step, "");
-    expect_failure(step, "<" + port(pair_of(step).to) + ">接收数据错误.\n");
-  }
-}
-
-TEST_P(Rs485RingTest, NamesEachPairThatCarriesAWrongStartMark) {
-  for (std::size_t step = 0; step < steps_of(ring); ++step) {
-    SCOPED_TRACE(step);
-    run_until(step, sealed(with_byte(frame_in(step), 0, '\xD1')));
-    expect_failure(step, "<" + port(pair_of(step).to) + ">接收数据错误.\n");
-  }
-}
-
-TEST_P(Rs485RingTest, NamesEachPairThatCarriesAWrongChecksum) {
-  for (std::size_t step = 0; step < steps_of(ring); ++step) {
-    SCOPED_TRACE(step);
-    const std::string to = "<" + port(pair_of(step).to) + ">";
-    const std::string wrong = with_byte(frame_in(step), 4, '\x44');
-    run_until(step, wrong);
-    expect_failure(step, to + "完成接收数据:" + printed(wrong) + "\n" + to + "接收的数据校验失败!!!\n");
-  }
-}
-
-TEST_P(Rs485RingTest, PassesWithAnyFrameWhoseChecksumIsRight) {
-  for (std::size_t step = 0; step < steps_of(ring); ++step) {
-    hear(ring, step, frame_of(15 + step, static_cast<char>(step)));
-  }
-  ring.run();
-  expect_pass();
-}
-
-TEST_P(Rs485RingTest, PassesWithTheShortestAndTheLongestFrames) {
-  for (const std::size_t length : {5U, 128U}) {
-    next_board();
-    for (std::size_t step = 0; step < steps_of(ring); ++step) hear(ring, step, frame_of(length));
-    ring.run();
-    expect_pass();
-  }
-}
-
-TEST_P(Rs485RingTest, FailsWithEveryLengthThatIsNoFramesOrExceedsTheBuffer) {
-  for (std::size_t length = 0; length < 256; ++length) {
-    if (length >= 4 && length <= 128) continue;
-    SCOPED_TRACE(length);
-    std::string bytes = frame_of(std::max<std::size_t>(length, 15));
-    bytes[3] = static_cast<char>(length);
-    run_until(0, bytes);
-    expect_fail(ring.pairs[0].described[0]);
-    ASSERT_TRUE(console.out().ends_with(ring.pairs[0].error + "\nfail num = 3\n"));
-  }
-}
-
-TEST_P(Rs485RingTest, ClosesItsPortsAndThenTheIoDriver) {
-  wire(ring, steps_of(ring));
-  ring.run();
-  const Lines trace = board.hardware_trace();
-  Lines closed;
-  for (const std::string& call : trace) {
-    if (call.starts_with("close ")) closed.push_back(call);
-  }
-  Lines expected;
-  for (unsigned number = 1; number <= ring.ports; ++number)
-    expected.push_back("close " + port(number) + " = 0");
-  expected.push_back("close /dev/qznio = 0");
-  std::ranges::sort(closed.begin(), closed.end() - (closed.empty() ? 0 : 1));
-  EXPECT_EQ(closed, expected);
-  EXPECT_EQ(trace.back(), "close /dev/qznio = 0");
-}
-
-// ---- texts that are easily taken for another's
-// -------------------------------------------------------------
-
-class Rs485RingTextsTest : public RingRun {
- protected:
-  const Ring& ring(const char* name) const {
-    return *std::ranges::find_if(rings(), [&](const Ring& one) { return one.name == std::string(name); });
-  }
-};
-
-TEST_F(Rs485RingTextsTest, TheThirdPairOfThreePortsIsCalled3And5) {
-  wire(ring("u"), 2);
-  rs485_test_u();
-  expect_fail("<t1>ERROR RS485_3/RS485_5测试不通过。");
-}
-
-TEST_F(Rs485RingTextsTest, TheLastPairOfFivePortsIsCalled1And5) {
-  wire(ring("Ex"), 4);
-  rs485_test_Ex();
-  expect_fail("<t1>ERROR RS485_1/RS485_5测试不通过.");
-}
-
-TEST_F(Rs485RingTextsTest, TheSecondGroupOfOnePortIsCalledTheFirst) {
-  wire(ring("rkd037"), 1);
-  rs485_test_rkd037();
-  EXPECT_TRUE(console.out().ends_with("<t1>ERROR RS485_1 第一组测试不通过。\nfail num = 4\n"));
-  expect_fail("<t1>ERROR RS485_1 第一组测试不通过");
-}
-
-TEST_F(Rs485RingTextsTest, TheSecondGroupOfTwoPortsBeginsAtCode6) {
-  wire(ring("rkd537"), 2);
-  rs485_test_rkd537();
-  EXPECT_TRUE(console.out().ends_with("fail num = 6\n"));
-}
-
-TEST_F(Rs485RingTextsTest, OnePortHearsWhatWaitedBefore) {
-  const Ring& one = ring("rkd037");
-  hear(one, 0, kFrameA + kFrameB);
-  one.run();
-  expect_pass();
-}
-
-// ---- what a pair's buffer holds from the first group ------------------------------------------------------
-
-class Rs485RingBufferTest : public RingRun, public ::testing::WithParamInterface<Ring> {
- protected:
-  const Ring& ring = GetParam();
-
-  /// A frame of its own for each pair in the first group, and only its first bytes for the last in the
-  /// second.
-  void run_with_last(const std::string& last) {
-    const std::size_t pairs = ring.pairs.size();
-    for (std::size_t i = 0; i < pairs; ++i) hear(ring, i, first_frame(i));
-    for (std::size_t i = 0; i + 1 < pairs; ++i) hear(ring, pairs + i, kFrameB);
-    hear(ring, 2 * pairs - 1, last);
-    ring.run();
-  }
-  static std::string first_frame(std::size_t pair) { return frame_of(15, static_cast<char>(0x41 + pair)); }
-};
-
-INSTANTIATE_TEST_SUITE_P(By, Rs485RingBufferTest, ::testing::ValuesIn(rings()),
-                         [](const auto& test) { return std::string(test.param.name); });
-
-TEST_P(Rs485RingBufferTest, AHeaderAloneIsFollowedByWhatThePairHeardBefore) {
-  const Pair& pair = ring.pairs.back();
-  const std::string before = first_frame(ring.pairs.size() - 1);
-  run_with_last(before.substr(0, 4));
   if (!ring.tells_success) {  // the port wired to itself has its whole buffer cleared
-    expect_fail(pair.described[1]);
+    expect_fail(ring.pair(last).described[1]);
     return;
   }
   expect_pass();
-  EXPECT_TRUE(console.out().ends_with(heard(ring, pair, before) + ending(ring)));
+  EXPECT_TRUE(console.out().ends_with(heard(ring, last, first_frame(pairs - 1)) + ending(ring)));
 }
 
-TEST_P(Rs485RingBufferTest, ATailThatIsMissingIsWhatThePairHeardBefore) {
-  const Pair& pair = ring.pairs.back();
-  const std::string before = ring.tells_success ? first_frame(ring.pairs.size() - 1) : std::string(15, '\0');
-  run_with_last(kFrameB.substr(0, 5));
-  expect_fail(pair.described[1]);
-  EXPECT_NE(console.out().find("完成接收数据:" + printed(kFrameB.substr(0, 5) + before.substr(5, 2)) + "\n"),
-            std::string::npos);
-}
-
-TEST_F(Rs485RingTextsTest, ATailThatTheLineLosesIsPrintedAsTheFirstGroupLeftIt) {
-  next_board("rkd1");
-  board->rs485.set_fixture("ring2");
-  board.fault("rs485 1 loses 20 21 22");
-  rs485_test_rkd537();
-  EXPECT_TRUE(console.out().ends_with(
-      "</dev/uart2>完成接收数据:d0 01 02 07 11 62 80\n</dev/uart2>接收的数据校验失败!!!\n"
-      "<t1>ERROR RS485_1/RS485_2测试不通过。\nfail num = 6\n"));
-}
-
-TEST_F(Rs485RingTextsTest, TheHeaderOfTheFirstFramePassesAloneInTheSecondGroup) {
-  const Ring& two = ring("rkd537");
-  wire(two, 3);
-  hear(two, 3, std::string("\xD0\x01\x06\x0F", 4));
-  two.run();
-  expect_pass();
-}
-
-// ---- the fixtures' wires --------------------------------------------------------------------------------
-
-class Rs485FixtureTest : public RingRun, public ::testing::WithParamInterface<Ring> {};
-
-INSTANTIATE_TEST_SUITE_P(By, Rs485FixtureTest, ::testing::ValuesIn(rings()),
-                         [](const auto& test) { return std::string(test.param.name); });
-
-TEST_P(Rs485FixtureTest, NamesEachPairThatIsCut) {
-  const Ring& ring = GetParam();
+TEST_P(Rs485RingTest, OnItsFixtureNamesThePairOfEachBrokenWireOrDriver) {
   for (const Pair& pair : ring.pairs) {
-    SCOPED_TRACE(pair.error);
-    next_board(ring.family);
-    board->rs485.set_fixture(ring.fixture);
-    board.fault("rs485 " + std::to_string(pair.from) + " " + std::to_string(pair.to) + " open");
-    ring.run();
-    expect_fail(pair.described[0]);
-    EXPECT_TRUE(console.out().ends_with(pair.error + "\n" + failed(pair.codes[0])));
+    const std::string from = std::to_string(pair.from);
+    const std::pair<std::string, std::size_t> faults[] = {
+        {"rs485 " + from + " " + std::to_string(pair.to) + " open", 0},
+        {"rs485 " + from + " flips 16", 1},
+        {"rs485 " + from + " loses 10", 0},
+        {"uart " + from + " driver dead", 0}};
+    for (const auto& [fault, group] : faults) {
+      SCOPED_TRACE(fault);
+      next_board_on(ring.family, ring.fixture, fault);
+      ring.run();
+      expect_fail(pair.described.at(group));
+      EXPECT_TRUE(console.out().ends_with(pair.error + "\n" + failed(pair.codes.at(group))));
+    }
   }
 }
 
-TEST_P(Rs485FixtureTest, NamesEachPairThatBreaksInTheSecondGroup) {
-  const Ring& ring = GetParam();
-  for (const Pair& pair : ring.pairs) {
-    SCOPED_TRACE(pair.error);
-    next_board(ring.family);
-    board->rs485.set_fixture(ring.fixture);
-    board.fault("rs485 " + std::to_string(pair.from) + " flips 16");
-    ring.run();
-    expect_fail(pair.described[1]);
-    EXPECT_TRUE(console.out().ends_with(pair.error + "\n" + failed(pair.codes[1])));
+// ---- ports that do not open -------------------------------------------------------------------------
+
+TEST_P(Rs485RingTest, EachPortThatDoesNotOpenIsNamedAndTheOthersStayOpen) {
+  for (unsigned number = 1; number <= ring.ports; ++number) {
+    SCOPED_TRACE(number);
+    next_board();
+    run_without({number});
   }
 }
 
-TEST_P(Rs485FixtureTest, NamesThePairOfADriverThatIsDead) {
-  const Ring& ring = GetParam();
-  for (const Pair& pair : ring.pairs) {
-    SCOPED_TRACE(pair.error);
-    next_board(ring.family);
-    board->rs485.set_fixture(ring.fixture);
-    board.fault("uart " + std::to_string(pair.from) + " driver dead");
-    ring.run();
-    expect_fail(pair.described[0]);
-  }
-}
-
-TEST_P(Rs485FixtureTest, NamesThePairThatLosesAByte) {
-  const Ring& ring = GetParam();
-  for (const Pair& pair : ring.pairs) {
-    SCOPED_TRACE(pair.error);
-    next_board(ring.family);
-    board->rs485.set_fixture(ring.fixture);
-    board.fault("rs485 " + std::to_string(pair.from) + " loses 10");
-    ring.run();
-    expect_fail(pair.described[0]);
-  }
-}
-
-TEST_P(Rs485FixtureTest, WaitsForAPairThatIsTwoSecondsLateAndNotForOneOfFour) {
-  const Ring& ring = GetParam();
-  board->rs485.set_fixture(ring.fixture);
-  board.fault("rs485 1 late 2000");
-  ring.run();
-  expect_pass();
-  next_board();
-  board->rs485.set_fixture(ring.fixture);
-  board.fault("rs485 1 late 4000");
-  ring.run();
-  expect_fail(ring.pairs[0].described[0]);
+TEST_P(Rs485RingTest, AllPortsAreTriedBeforeAnyResultIsLookedAt) {
+  std::vector<unsigned> all;
+  for (unsigned number = 1; number <= ring.ports; ++number) all.push_back(number);
+  run_without(all);
+  EXPECT_EQ(count("close /dev/qznio = 0"), 1U);
+  EXPECT_EQ(count("close -1 = -1 EBADF"), all.size()) << "by each further port, and by the test itself";
+  for (const unsigned number : all) EXPECT_EQ(count("open " + port(number) + " = -1 ENODEV"), 1U) << number;
 }
 
 }  // namespace

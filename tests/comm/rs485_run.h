@@ -1,19 +1,20 @@
-// What the tests of the RS485 ports share: frames, a board whose ports nobody is wired to, a station.
+// What the tests of the RS485 ports share: frames, what the ports are asked, a board whose ports nobody is
+// wired to.
 #pragma once
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <cstdio>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "t1_sdk/boardtest/platform/gpio.h"
 #include "tests/harness/station_run.h"
+#include "tests/peripheral/hardware_script.h"
 
 namespace rs485 {
 
@@ -77,17 +78,58 @@ inline std::string port(unsigned number) {
   return "/dev/uart" + std::to_string(number);
 }
 
+inline std::string failed(int code) {
+  return "fail num = " + std::to_string(code) + "\n";
+}
+
+inline std::string repeated(const std::string& text, int times) {
+  std::string all;
+  for (int i = 0; i < times; ++i) all += text;
+  return all;
+}
+
+/// What a test that uses the detector's ports asks of the hardware up to the opening of its ports.
+inline HardwareScript opened_io() {
+  HardwareScript script;
+  script.open("/dev/qznio");
+  script.wait(5020ms);  // the application's answer and the pause
+  return script;
+}
+
+inline void open_port(HardwareScript& script, unsigned number, const char* baud = "38400") {
+  script.open(port(number));
+  script.call("ioctl " + port(number) + " 0x40045501 {" + baud + ", 3, 0, 0, 0} = 0");
+}
+
+inline void receive(HardwareScript& script, unsigned number, std::size_t size) {
+  const std::string bytes = std::to_string(size);
+  script.call("ioctl " + port(number) + " 0x80045502 {} = 0");
+  script.call("read " + port(number) + " " + bytes + " = " + bytes);
+}
+
+inline void send(HardwareScript& script, unsigned number, std::size_t size) {
+  const std::string bytes = std::to_string(size);
+  script.call("write " + port(number) + " " + bytes + " = " + bytes);
+}
+
 }  // namespace rs485
 
 /// A healthy board whose RS485 ports are wired to nothing: tests play what arrives there.
 class Rs485Run : public StationRun {
  protected:
   explicit Rs485Run(std::string_view family = "normal") : StationRun(family) { unplug(); }
+  ~Rs485Run() override { gpiofd = -1; }
 
   /// Goes on with another board.
   void next_board(std::string_view family = "normal") {
     StationRun::next_board(family);
     unplug();
+  }
+  /// The same on a fixture that wires the ports, with a fault if there is one.
+  void next_board_on(std::string_view family, const std::string& fixture, const std::string& fault) {
+    next_board(family);
+    board->rs485.set_fixture(fixture);
+    if (!fault.empty()) board.fault(fault);
   }
   /// Bytes reach a port at a virtual time.
   void arrive(std::chrono::milliseconds when, unsigned port, std::string bytes) {
@@ -100,11 +142,14 @@ class Rs485Run : public StationRun {
   void expect_fail(const std::string& description) { expect_reply("Fail", description); }
   /// How often a call stands in the trace.
   std::size_t count(const std::string& call) const {
-    std::size_t number = 0;
-    for (const std::string& text : board.hardware_trace()) number += text == call ? 1U : 0U;
-    return number;
+    return static_cast<std::size_t>(std::ranges::count(board.hardware_trace(), call));
   }
-  /// Every node that was opened was opened for reading and writing.
+  /// The detector was stopped and is not started again; every node was opened for reading and writing.
+  void expect_detector_stopped_and_nodes_opened_both_ways() const {
+    EXPECT_EQ(board->application.commands(),
+              (std::vector<boardsim::Application::Command>{{12, 0x1333D0D, 0}}));
+    expect_opened_both_ways();
+  }
   void expect_opened_both_ways() const {
     for (const boardsim::Call& call : board.trace()) {
       if (call.name == "open") {
@@ -112,14 +157,6 @@ class Rs485Run : public StationRun {
       }
     }
     EXPECT_GE(calls("open"), 2U);
-  }
-  /// The time-outs of all waits for a port.
-  std::vector<std::vector<std::uint32_t>> waits() const {
-    std::vector<std::vector<std::uint32_t>> records;
-    for (const boardsim::Call& call : board.trace()) {
-      if (call.name == "select" && call.node != "station") records.push_back(call.record);
-    }
-    return records;
   }
 
  private:

@@ -49,9 +49,15 @@ class StorageRun : public StationRun {
  protected:
   using Lines = std::vector<std::string>;
 
+  static constexpr int kStick = 2;
+  static constexpr const char* kStickNode = "/dev/msb1";
+
   explicit StorageRun(std::string_view family = "normal") : StationRun(family) {}
 
   void TearDown() override {
+    if (folder_made_) {
+      EXPECT_EQ(::rmdir("/mnt/test"), 0);
+    }
     StationRun::TearDown();
     expect_nothing_left();
   }
@@ -64,10 +70,12 @@ class StorageRun : public StationRun {
     EXPECT_EQ(board->mounts.mounted(), mounts_left_);
     EXPECT_EQ(board->mounts.folders(), folders_left_);
   }
-  /// Goes on with another board.
-  void next_board(std::string_view family) {
+  /// Goes on with another board, with a fault if there is one.
+  void next_board(std::string_view family, const std::string& fault = "") {
     expect_nothing_left();
+    expect_left({}, {});
     StationRun::next_board(family);
+    if (!fault.empty()) board.fault(fault);
   }
   /// The calls of the given names, in order.
   Lines calls_named(const std::vector<std::string>& names) const {
@@ -86,61 +94,41 @@ class StorageRun : public StationRun {
     }
     return nodes;
   }
-  void lose_all_media() {
-    for (const char* node : storage::kMedia) board.fault(std::string("medium ") + node + " absent");
-  }
-  /// Whether the console shows these lines next to one another, with line ends around them.
-  bool console_has(const std::string& lines) const {
-    return ("\n" + console.out()).find("\n" + lines + "\n") != std::string::npos;
-  }
 
- private:
-  Lines mounts_left_;
-  Lines folders_left_;
-};
+  // ---- the USB test, on the one stick of a board of no special family (/dev/msb1)
 
-/// The USB test, on the one stick of a board of no special family (/dev/msb1).
-class UsbRun : public StorageRun {
- protected:
-  using StorageRun::StorageRun;
-
-  void expect_reply(const std::string& value, const std::string& description) {
-    ::expect_reply(station, 4608, "测试USB", value, description);
+  void expect_usb(const std::string& value, const std::string& description) {
+    expect_reply(station, 4608, "测试USB", value, description);
   }
-  void expect_pass() {
-    expect_reply("Pass", "测试成功");
+  void expect_usb_pass() {
+    expect_usb("Pass", "测试成功");
     EXPECT_EQ(console.out().find("fail num"), std::string::npos);
   }
-  void expect_fail(int number, const std::string& description) {
-    expect_reply("Fail", description);
+  void expect_usb_fail(int number, const std::string& description) {
+    expect_usb("Fail", description);
     const std::string last = "fail num = " + std::to_string(number) + "\n";
     EXPECT_TRUE(console.out().ends_with(last)) << last;
   }
-};
 
-/// One medium's test alone: /mnt/test stands already, as its callers make it.
-class MediumRun : public StorageRun {
- protected:
-  static constexpr int kStick = 2;
-  static constexpr const char* kStickNode = "/dev/msb1";
+  // ---- one medium's test alone
 
-  MediumRun() {
+  /// Makes /mnt/test, as the callers of the medium's test do. It goes at the end.
+  void make_folder() {
     EXPECT_EQ(::mkdir("/mnt/test", 0777), 0);
+    folder_made_ = true;
     board.clear_trace();
   }
-  void TearDown() override {
-    EXPECT_EQ(::rmdir("/mnt/test"), 0);
-    StorageRun::TearDown();
-  }
-  void run(int type = kStick) { t1_sdk_hdisk_test(type, &result, description); }
+  void run_medium(int type = kStick) { t1_sdk_hdisk_test(type, &result, verdict); }
   /// The test file on a medium that has one.
   std::string file(std::string_view node = kStickNode) const {
     return board->mounts.at(node).content("usbtest.dat");
   }
-  void expect_no_file(std::string_view node) const {
-    EXPECT_THROW(board->mounts.at(node).content("usbtest.dat"), std::invalid_argument) << node;
-  }
 
   int result = 77;
-  char description[512] = "untouched";
+  char verdict[512] = "untouched";  ///< the description, as the program leaves it
+
+ private:
+  Lines mounts_left_;
+  Lines folders_left_;
+  bool folder_made_ = false;
 };

@@ -1,7 +1,8 @@
-// Which media the USB and the SD test take on each board family, how they are framed, and whose result
-// counts.
+// Which media the USB and the SD test take on each board family, how they are framed, what they ask of the
+// hardware, and whose result counts.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <ostream>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "tests/comm/storage_board.h"
+#include "tests/peripheral/hardware_script.h"
 
 namespace {
 
@@ -63,287 +65,230 @@ std::vector<BoardMedia> boards() {
   return boards;
 }
 
-class BoardMediaTest : public UsbRun, public ::testing::WithParamInterface<BoardMedia> {
- protected:
-  BoardMediaTest() {
-    board.set_type(GetParam().code);
-    lose_all_media();
-  }
-};
+class BoardMediaTest : public StorageRun, public ::testing::WithParamInterface<BoardMedia> {};
 
-TEST_P(BoardMediaTest, TheUsbTestTakesItsSticksInOrderAndFramesThem) {
+TEST_P(BoardMediaTest, TheTestsTakeTheirMediaInOrderAndFrameThem) {
+  board.set_type(GetParam().code);
+  for (const char* node : storage::kMedia) board.fault(std::string("medium ") + node + " absent");
+  board.clear_trace();
   t1_sdk_usb_test();
   EXPECT_EQ(mounted_nodes(), GetParam().usb);
   EXPECT_EQ(console.out(), GetParam().usb_console);
-  expect_fail(1, "挂载失败");
-}
+  expect_usb_fail(1, "挂载失败");
 
-TEST_P(BoardMediaTest, TheSdTestTakesItsCard) {
+  forget();
+  board.clear_trace();
   t1_sdk_sd_rw_test();
   const std::string sd = GetParam().sd;
   EXPECT_EQ(mounted_nodes(), Lines{sd});
   EXPECT_EQ(console.out(),
             "sd_rw_test\nSD[" + sd + "]测试开始.\n" + kMissing + "SD[" + sd + "]测试完毕.\n\nfail num = 1\n");
+  expect_reply(station, 4352, "测试SD卡", "Fail", "挂载失败");
 }
 
 INSTANTIATE_TEST_SUITE_P(AllCodes, BoardMediaTest, ::testing::ValuesIn(boards()));
 
-// ---- USB: whole consoles ------------------------------------------------------------------------
+// ---- healthy media --------------------------------------------------------------------------------
 
-class UsbTest : public UsbRun {};
+/// A healthy run: how often the board is asked who it is, the media in order, and the whole console.
+struct HealthyRun {
+  const char* family;
+  void (*test)();
+  int questions;
+  Lines nodes;
+  std::string text;
+};
 
-TEST_F(UsbTest, ABoardOfNoFamilyTestsOneStick) {
-  t1_sdk_usb_test();
-  expect_pass();
-  EXPECT_EQ(console.out(), usb_begins("USB", "/dev/msb1") + measured() + finished("USB2") + "\n" +
-                               usb_ends("USB", "/dev/msb1") + "\n");
+/// A stick between its frames; `label` and what follows it close its test.
+std::string stick(const std::string& name, const std::string& node, const std::string& label,
+                  const std::string& gap = "\n") {
+  return usb_begins(name, node) + measured() + finished(label) + "\n" + usb_ends(name, node) + gap;
 }
 
-TEST_F(UsbTest, AnMaBoardNamesAnotherStickThanItTests) {
-  next_board("ma");
-  t1_sdk_usb_test();
-  expect_pass();
-  EXPECT_EQ(mounted_nodes(), Lines{"/dev/msb1"});
-  EXPECT_EQ(console.out(), usb_begins("USB", "/dev/sda1") + measured() + finished("sda1") + "\n\n" +
-                               usb_ends("USB", "/dev/sda1") + "\n");
+std::string card(const std::string& node, const std::string& label, const std::string& gap) {
+  return "sd_rw_test\nSD[" + node + "]测试开始.\n" + measured() + finished(label) + gap + "SD[" + node +
+         "]测试完毕.\n\n";
 }
 
-TEST_F(UsbTest, AKBoardTestsTwoSticks) {
-  next_board("k");
-  t1_sdk_usb_test();
-  expect_pass();
-  EXPECT_EQ(console.out(), usb_begins("USB1", "/dev/msbd1") + measured() + finished("USB1") + "\n" +
-                               usb_ends("USB1", "/dev/msbd1") + "\n\n" + usb_begins("USB2", "/dev/msb1") +
-                               measured() + finished("USB2") + "\n" + usb_ends("USB2", "/dev/msb1") + "\n");
-  EXPECT_EQ(board.now(), 1s);
+std::vector<HealthyRun> healthy_runs() {
+  // MA boards name another stick than they test; 65xx boards swap their sticks, whose closing lines keep
+  // their numbers.
+  const std::string ma = usb_begins("USB", "/dev/sda1") + measured() + finished("sda1") + "\n\n" +
+                         usb_ends("USB", "/dev/sda1") + "\n";
+  const std::string k = stick("USB1", "/dev/msbd1", "USB1", "\n\n") + stick("USB2", "/dev/msb1", "USB2");
+  const std::string level = stick("USB1", "/dev/msb1", "USB2", "\n\n") + stick("USB2", "/dev/msbd1", "USB1");
+  const std::string second_slot = card("/dev/mmc11", "mmc11", "\n");
+  return {{"normal", t1_sdk_usb_test, 3, {"/dev/msb1"}, stick("USB", "/dev/msb1", "USB2")},
+          {"ma", t1_sdk_usb_test, 1, {"/dev/msb1"}, ma},
+          {"k", t1_sdk_usb_test, 2, {"/dev/msbd1", "/dev/msb1"}, k},
+          {"65xx", t1_sdk_usb_test, 3, {"/dev/msb1", "/dev/msbd1"}, level},
+          {"65xx-level", t1_sdk_usb_test, 3, {"/dev/msb1", "/dev/msbd1"}, level},
+          {"normal", t1_sdk_sd_rw_test, 2, {"/dev/mmc01"}, card("/dev/mmc01", "SD卡", "\n\n")},
+          {"ma", t1_sdk_sd_rw_test, 1, {"/dev/mmc11"}, second_slot},
+          {"rkd1", t1_sdk_sd_rw_test, 2, {"/dev/mmc11"}, second_slot},
+          {"rkd2", t1_sdk_sd_rw_test, 2, {"/dev/mmc11"}, second_slot}};
 }
 
-TEST_F(UsbTest, A65xxBoardSwapsItsSticksAndTheirClosingLinesKeepTheirNumbers) {
-  for (const char* family : {"65xx", "65xx-level"}) {
-    next_board(family);
-    t1_sdk_usb_test();
-    expect_pass();
-    EXPECT_EQ(console.out(), usb_begins("USB1", "/dev/msb1") + measured() + finished("USB2") + "\n" +
-                                 usb_ends("USB1", "/dev/msb1") + "\n\n" + usb_begins("USB2", "/dev/msbd1") +
-                                 measured() + finished("USB1") + "\n" + usb_ends("USB2", "/dev/msbd1") +
-                                 "\n");
+/// What the hardware is asked on media that take no time, with their files new.
+HardwareScript script_of(const HealthyRun& run) {
+  HardwareScript script;
+  script.call("mkdir /mnt/test 0777 = 0");
+  for (int question = 0; question < run.questions; ++question) script.query();
+  for (const std::string& node : run.nodes) {
+    script.call("mount " + node + " /mnt/test vfat 0 = 0").call("unlink /mnt/test/usbtest.dat = -1 ENOENT");
+    script.call("statfs /mnt/test = 0").open("/mnt/test/usbtest.dat");
+    for (int i = 0; i < 25; ++i) script.call("write /mnt/test/usbtest.dat 1048576 = 1048576");
+    script.call("lseek /mnt/test/usbtest.dat 0 = 0");
+    for (int i = 0; i < 25; ++i) script.call("read /mnt/test/usbtest.dat 1048576 = 1048576");
+    script.close("/mnt/test/usbtest.dat").call("umount /mnt/test = 0").wait(500ms);
+  }
+  return script.call("rmdir /mnt/test = 0");
+}
+
+class StorageBoardsTest : public StorageRun {};
+
+TEST_F(StorageBoardsTest, AHealthyRunOfEachFamilyFromTheFirstCallToTheLast) {
+  for (const HealthyRun& run : healthy_runs()) {
+    SCOPED_TRACE(run.family);
+    next_board(run.family);
+    run.test();
+    EXPECT_EQ(board.timed_hardware_trace(), script_of(run).lines());
+    EXPECT_EQ(console.out(), run.text);
+    EXPECT_EQ(console.err(), "");
+    const bool usb = run.test == t1_sdk_usb_test;
+    expect_reply(station, usb ? 4608 : 4352, usb ? "测试USB" : "测试SD卡", "Pass", "测试成功");
   }
 }
 
-TEST_F(UsbTest, ABoardThatCannotBeIdentifiedTestsOneStick) {
-  next_board("k");
-  board.fault("open /dev/qznio");
+TEST_F(StorageBoardsTest, TheReplyComesWhenEverythingIsTidy) {
   t1_sdk_usb_test();
-  expect_pass();
-  const std::string unknown = "open /dev/qznio error.\n";
-  EXPECT_EQ(console.out(), unknown + unknown + unknown + usb_begins("USB", "/dev/msb1") + measured() +
-                               finished("USB2") + "\n" + usb_ends("USB", "/dev/msb1") + "\n");
+  const std::vector<boardsim::Call> trace = board.trace();
+  const auto sent = std::ranges::find(trace, "send", &boardsim::Call::name);
+  const auto removed = std::ranges::find(trace, "rmdir", &boardsim::Call::name);
+  ASSERT_NE(sent, trace.end());
+  EXPECT_LT(removed - trace.begin(), sent - trace.begin());
 }
 
-TEST_F(UsbTest, EachQuestionReadsTheBoardAnew) {
-  next_board("k");
-  board.fault("ioctl /dev/qznio #2");  // whether it is a K board
+TEST_F(StorageBoardsTest, ABoardThatCannotBeIdentifiedTestsOneStickAndMmc01) {
+  next_board("k", "open /dev/qznio");
   t1_sdk_usb_test();
-  expect_pass();
+  expect_usb_pass();
+  const std::string unknown = "open /dev/qznio error.\n";
+  EXPECT_EQ(console.out(), unknown + unknown + unknown + stick("USB", "/dev/msb1", "USB2"));
+  next_board("ma", "ioctl /dev/qznio");
+  t1_sdk_sd_rw_test();
+  EXPECT_EQ(station.reply().value, "Pass");
+  EXPECT_EQ(mounted_nodes(), Lines{"/dev/mmc01"});
+}
+
+TEST_F(StorageBoardsTest, EachQuestionReadsTheBoardAnew) {
+  next_board("k", "ioctl /dev/qznio #2");  // whether it is a K board
+  t1_sdk_usb_test();
+  expect_usb_pass();
   EXPECT_EQ(mounted_nodes(), Lines{"/dev/msb1"});
   EXPECT_TRUE(console.out().starts_with("ioctl error,ret = -1\n" + usb_begins("USB", "/dev/msb1")));
 }
 
-// ---- USB: whose result counts -------------------------------------------------------------------
+// ---- whose result counts --------------------------------------------------------------------------
 
-struct TwoSticks {
-  const char* name;
-  std::vector<std::string> faults;
-  int code;
-  const char* description;
-};
-
-void PrintTo(const TwoSticks& sticks, std::ostream* out) {
-  *out << sticks.name;
+TEST_F(StorageBoardsTest, TheLastFailingStickGivesTheCodeAndTheText) {
+  struct {
+    const char *first, *second;  ///< what is wrong with the sticks
+    int code;
+    const char* description;
+    std::size_t mounts;
+  } const rows[] = {{"", "", 0, "", 2},
+                    {"absent", "", 1, "挂载失败", 2},
+                    {"", "absent", 1, "挂载失败", 2},
+                    {"full", "", 2, "空间不足", 2},
+                    {"read-only", "", 3, "创建测试文件失败", 7},
+                    {"absent", "full", 2, "空间不足", 2},
+                    {"full", "absent", 1, "挂载失败", 2},
+                    {"absent", "read-only", 3, "创建测试文件失败", 7},
+                    {"read-only", "read-only", 3, "创建测试文件失败", 12},  // counted anew for the second
+                    {"wrong 1", "wrong 1", 0, "", 2}};
+  for (const std::string family : {"k", "65xx"}) {
+    const std::string nodes[] = {family == "k" ? "/dev/msbd1" : "/dev/msb1",
+                                 family == "k" ? "/dev/msb1" : "/dev/msbd1"};
+    for (const auto& row : rows) {
+      SCOPED_TRACE(family + ": first " + row.first + ", second " + row.second);
+      next_board(family);
+      if (*row.first != '\0') board.fault("medium " + nodes[0] + " " + row.first);
+      if (*row.second != '\0') board.fault("medium " + nodes[1] + " " + row.second);
+      t1_sdk_usb_test();
+      row.code == 0 ? expect_usb_pass() : expect_usb_fail(row.code, row.description);
+      EXPECT_EQ(calls("mount"), row.mounts) << "both sticks are tested";
+    }
+  }
 }
 
-/// On K boards msbd1 comes first, on 65xx boards msb1.
-class TwoSticksTest : public UsbRun, public ::testing::WithParamInterface<TwoSticks> {
+// ---- the folder -----------------------------------------------------------------------------------
+
+/// The two tests, and their codes for a folder that cannot be made.
+struct FolderCase {
+  void (*test)();
+  int code;
+  const char* name;
+  int no_folder;
+  std::string begins, healthy;
+};
+
+class StorageFolderTest : public StorageRun, public ::testing::WithParamInterface<FolderCase> {
  protected:
-  void expect_on(std::string_view family) {
-    next_board(family);
-    for (const std::string& fault : GetParam().faults) board.fault(fault);
-    t1_sdk_usb_test();
-    GetParam().code == 0 ? expect_pass() : expect_fail(GetParam().code, GetParam().description);
-    EXPECT_EQ(calls("mount"), GetParam().code == 3 ? 7U : 2U) << "both sticks are tested";
+  void expect_fail(const std::string& description) {
+    expect_reply(station, GetParam().code, GetParam().name, "Fail", description);
   }
 };
 
-class KSticksTest : public TwoSticksTest {};
-class LevelSticksTest : public TwoSticksTest {};
+const FolderCase kUsb{t1_sdk_usb_test, 4608, "测试USB", 4, "", stick("USB", "/dev/msb1", "USB2")};
+const FolderCase kSd{
+    t1_sdk_sd_rw_test, 4352, "测试SD卡", 1, "sd_rw_test\n", card("/dev/mmc01", "SD卡", "\n\n")};
+INSTANTIATE_TEST_SUITE_P(UsbAndSd, StorageFolderTest, ::testing::Values(kUsb, kSd));
 
-TEST_P(KSticksTest, TheLastFailingStickGivesTheCodeAndTheText) {
-  expect_on("k");
-}
-
-TEST_P(LevelSticksTest, TheLastFailingStickGivesTheCodeAndTheText) {
-  expect_on("65xx");
-}
-
-const auto name_of_sticks = [](const auto& sticks) { return std::string(sticks.param.name); };
-
-INSTANTIATE_TEST_SUITE_P(
-    Msbd1First, KSticksTest,
-    ::testing::Values(
-        TwoSticks{"BothHealthy", {}, 0, "测试成功"},
-        TwoSticks{"FirstMissing", {"medium /dev/msbd1 absent"}, 1, "挂载失败"},
-        TwoSticks{"SecondMissing", {"medium /dev/msb1 absent"}, 1, "挂载失败"},
-        TwoSticks{"FirstFull", {"medium /dev/msbd1 full"}, 2, "空间不足"},
-        TwoSticks{"FirstReadOnly", {"medium /dev/msbd1 read-only"}, 3, "创建测试文件失败"},
-        TwoSticks{
-            "FirstMissingSecondFull", {"medium /dev/msbd1 absent", "medium /dev/msb1 full"}, 2, "空间不足"},
-        TwoSticks{
-            "FirstFullSecondMissing", {"medium /dev/msbd1 full", "medium /dev/msb1 absent"}, 1, "挂载失败"},
-        TwoSticks{"FirstMissingSecondReadOnly",
-                  {"medium /dev/msbd1 absent", "medium /dev/msb1 read-only"},
-                  3,
-                  "创建测试文件失败"},
-        TwoSticks{"BothWrong", {"medium /dev/msbd1 wrong 1", "medium /dev/msb1 wrong 1"}, 0, "测试成功"}),
-    name_of_sticks);
-
-INSTANTIATE_TEST_SUITE_P(
-    Msb1First, LevelSticksTest,
-    ::testing::Values(
-        TwoSticks{"BothHealthy", {}, 0, "测试成功"},
-        TwoSticks{"FirstMissing", {"medium /dev/msb1 absent"}, 1, "挂载失败"},
-        TwoSticks{"SecondFull", {"medium /dev/msbd1 full"}, 2, "空间不足"},
-        TwoSticks{
-            "FirstMissingSecondFull", {"medium /dev/msb1 absent", "medium /dev/msbd1 full"}, 2, "空间不足"},
-        TwoSticks{
-            "FirstFullSecondMissing", {"medium /dev/msb1 full", "medium /dev/msbd1 absent"}, 1, "挂载失败"}),
-    name_of_sticks);
-
-TEST_F(UsbTest, TheSecondStickCountsItsAttemptsAnew) {
-  next_board("k");
-  board.fault("medium /dev/msbd1 read-only");
-  board.fault("medium /dev/msb1 read-only");
-  t1_sdk_usb_test();
-  expect_fail(3, "创建测试文件失败");
-  EXPECT_EQ(calls("mount"), 12U);
-  EXPECT_EQ(board.now(), 30s);
-  const std::string out = console.out();
-  EXPECT_NE(out.find("goto remount the 1 time"), out.rfind("goto remount the 1 time"));
-  EXPECT_EQ(out.find("goto remount the 6 time"), std::string::npos);
-}
-
-// ---- USB: the folder ----------------------------------------------------------------------------
-
-TEST_F(UsbTest, AFolderThatCannotBeMadeFailsWithCode4) {
+TEST_P(StorageFolderTest, AFolderThatCannotBeMadeFailsWithCode4OfTheUsbTestAndCode1OfTheSdTest) {
   board.fault("mkdir EROFS");
-  board.clear_trace();
-  t1_sdk_usb_test();
-  expect_fail(4, "创建test测试目录失败");
-  EXPECT_EQ(console.out(), "创建test测试目录失败\nfail num = 4\n");
+  GetParam().test();
+  expect_fail("创建test测试目录失败");
+  EXPECT_EQ(console.out(), GetParam().begins + "创建test测试目录失败\nfail num = " +
+                               std::to_string(GetParam().no_folder) + "\n");
   EXPECT_EQ(board.hardware_trace(), Lines{"mkdir /mnt/test 0777 = -1 EROFS"}) << "nothing else is touched";
 }
 
-TEST_F(UsbTest, AFolderThatIsThereAlreadyFailsWithCode4AndStays) {
+TEST_P(StorageFolderTest, AFolderThatIsThereAlreadyFailsTheTestAndStays) {
   ASSERT_EQ(::mkdir("/mnt/test", 0777), 0);
   expect_left({}, {"/mnt/test"});
-  t1_sdk_usb_test();
-  expect_fail(4, "创建test测试目录失败");
+  GetParam().test();
+  expect_fail("创建test测试目录失败");
   EXPECT_EQ(calls("mount"), 0U);
 }
 
-TEST_F(UsbTest, AFolderThatCannotBeRemovedFailsWithCode5) {
+TEST_P(StorageFolderTest, AFolderThatCannotBeRemovedFailsWithCode5) {
   board.fault("rmdir EBUSY");
   expect_left({}, {"/mnt/test"});
-  t1_sdk_usb_test();
-  expect_fail(5, "删除test测试目录失败");
-  EXPECT_EQ(console.out(), usb_begins("USB", "/dev/msb1") + measured() + finished("USB2") + "\n" +
-                               usb_ends("USB", "/dev/msb1") + "\n删除test测试目录失败\nfail num = 5\n");
+  GetParam().test();
+  expect_fail("删除test测试目录失败");
+  EXPECT_EQ(console.out(), GetParam().healthy + "删除test测试目录失败\nfail num = 5\n");
 }
 
-TEST_F(UsbTest, TheFailingRemovalReplacesTheCodeOfTheStick) {
-  board.fault("medium /dev/msb1 absent");
+TEST_P(StorageFolderTest, TheFailingRemovalReplacesTheCodeOfTheMedium) {
+  for (const char* node : storage::kMedia) board.fault(std::string("medium ") + node + " absent");
   board.fault("rmdir EBUSY");
   expect_left({}, {"/mnt/test"});
-  t1_sdk_usb_test();
-  expect_fail(5, "删除test测试目录失败");
+  GetParam().test();
+  expect_fail("删除test测试目录失败");
+  EXPECT_TRUE(console.out().ends_with("\nfail num = 5\n"));
 }
 
-// ---- SD -----------------------------------------------------------------------------------------
-
-class SdTest : public StorageRun {
- protected:
-  void expect_reply(const std::string& value, const std::string& description) {
-    ::expect_reply(station, 4352, "测试SD卡", value, description);
+TEST_F(StorageBoardsTest, AStickThatCannotBeUnmountedMakesTheRemovalOfTheFolderFail) {
+  for (const char* fault : {"umount #1", "umount #2"}) {
+    SCOPED_TRACE(fault);
+    next_board("k", fault);
+    t1_sdk_usb_test();
+    expect_usb_fail(5, "删除test测试目录失败");
+    EXPECT_EQ(calls("umount"), 2U) << "one a stick";
+    EXPECT_EQ(board->mounts.mounted().size(), 1U);
+    expect_left(board->mounts.mounted(), {"/mnt/test"});
   }
-  static std::string framed(const std::string& node, const std::string& text) {
-    return "sd_rw_test\nSD[" + node + "]测试开始.\n" + text + "SD[" + node + "]测试完毕.\n\n";
-  }
-  /// A fault, and how the test of /dev/mmc01 fails with it.
-  void expect_failure(const std::string& fault, int code, const std::string& description) {
-    next_board("normal");
-    board.fault(fault);
-    t1_sdk_sd_rw_test();
-    expect_reply("Fail", description);
-    EXPECT_TRUE(console.out().ends_with("fail num = " + std::to_string(code) + "\n")) << fault;
-  }
-};
-
-TEST_F(SdTest, TheCardOfMostBoardsIsMmc01) {
-  t1_sdk_sd_rw_test();
-  expect_reply("Pass", "测试成功");
-  EXPECT_EQ(console.out(), framed("/dev/mmc01", measured() + finished("SD卡") + "\n\n"));
-}
-
-TEST_F(SdTest, TheCardOfMaAndRkdBoardsIsMmc11) {
-  for (const char* family : {"ma", "rkd1", "rkd2"}) {
-    next_board(family);
-    t1_sdk_sd_rw_test();
-    expect_reply("Pass", "测试成功");
-    EXPECT_EQ(console.out(), framed("/dev/mmc11", measured() + finished("mmc11") + "\n"));
-  }
-}
-
-TEST_F(SdTest, ABoardThatCannotBeIdentifiedTestsMmc01) {
-  next_board("ma");
-  board.fault("ioctl /dev/qznio");
-  t1_sdk_sd_rw_test();
-  expect_reply("Pass", "测试成功");
-  EXPECT_EQ(mounted_nodes(), Lines{"/dev/mmc01"});
-}
-
-TEST_F(SdTest, EachFailureOfTheCardIsReported) {
-  expect_failure("medium /dev/mmc01 absent", 1, "挂载失败");
-  expect_failure("medium /dev/mmc01 full", 2, "空间不足");
-  expect_failure("medium /dev/mmc01 read-only", 3, "创建测试文件失败");
-}
-
-TEST_F(SdTest, WrongBytesPass) {
-  board.fault("medium /dev/mmc01 wrong 1 2 3");
-  t1_sdk_sd_rw_test();
-  expect_reply("Pass", "测试成功");
-  EXPECT_TRUE(console_has(finished("SD卡", 3)));
-}
-
-TEST_F(SdTest, AFolderThatCannotBeMadeFailsWithCode1) {
-  expect_failure("mkdir EROFS", 1, "创建test测试目录失败");
-  EXPECT_EQ(console.out(), "sd_rw_test\n创建test测试目录失败\nfail num = 1\n");
-  EXPECT_EQ(calls("mount") + calls("rmdir"), 0U);
-}
-
-TEST_F(SdTest, AFolderThatCannotBeRemovedFailsWithCode5) {
-  expect_left({}, {"/mnt/test"});
-  board.fault("rmdir EBUSY");
-  t1_sdk_sd_rw_test();
-  expect_reply("Fail", "删除test测试目录失败");
-  EXPECT_EQ(console.out(), framed("/dev/mmc01", measured() + finished("SD卡") + "\n\n") +
-                               "删除test测试目录失败\nfail num = 5\n");
-}
-
-TEST_F(SdTest, TheFailingRemovalReplacesTheCodeOfTheCard) {
-  expect_left({}, {"/mnt/test"});
-  board.fault("medium /dev/mmc01 absent");
-  board.fault("rmdir EBUSY");
-  t1_sdk_sd_rw_test();
-  expect_reply("Fail", "删除test测试目录失败");
 }
 
 }  // namespace

@@ -1,12 +1,13 @@
 // One medium: what is mounted, written, read back, measured and said.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/mount.h>
 #include <chrono>
 #include <cstdlib>
-#include <ostream>
+#include <cstring>
 #include <set>
+#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/comm/storage_board.h"
@@ -19,107 +20,66 @@ using namespace std::chrono_literals;
 using storage::finished;
 using storage::kBlock;
 using storage::kBlocks;
-using storage::kLostBlock;
 using storage::measured;
 
 constexpr std::size_t kTestSize = kBlocks * kBlock;
 
-class StorageMediumTest : public MediumRun {
+class StorageMediumTest : public StorageRun {
  protected:
+  StorageMediumTest() { make_folder(); }
+
+  /// Goes on as on a board that was just switched on.
+  void start_anew() {
+    EXPECT_EQ(::rmdir("/mnt/test"), 0);
+    next_board("normal");
+    EXPECT_EQ(::mkdir("/mnt/test", 0777), 0);
+    board.clear_trace();
+    result = 77;
+    std::strcpy(verdict, "untouched");
+  }
+  void run() { run_medium(); }
   void expect_pass() {
     EXPECT_EQ(result, 0);
-    EXPECT_EQ(utf8(description), "untouched");
-  }
-  void expect_wrong_bytes(std::size_t number) {
-    run();
-    expect_pass();
-    EXPECT_EQ(console.out(), measured() + finished("USB2", number) + "\n");
-  }
-  void expect_speeds(const std::string& write, const std::string& read) {
-    run();
-    expect_pass();
-    EXPECT_EQ(console.out(), measured(write, read) + finished("USB2") + "\n");
-  }
-  /// Leaves a file on the stick, as an earlier test would have.
-  void leave_old_file(std::size_t size) {
-    ASSERT_EQ(::mount(kStickNode, "/mnt/test", "vfat", 0, nullptr), 0);
-    const int fd = ::open("/mnt/test/usbtest.dat", O_RDWR | O_CREAT, 0777);
-    ASSERT_GE(fd, 0);
-    const std::string content(size, 'o');
-    ASSERT_EQ(::write(fd, content.data(), content.size()), static_cast<ssize_t>(content.size()));
-    ASSERT_EQ(::close(fd), 0);
-    ASSERT_EQ(::umount("/mnt/test"), 0);
-    board.clear_trace();
+    EXPECT_EQ(utf8(verdict), "untouched");
   }
 };
 
-// ---- the disk types ---------------------------------------------------------------------------
-
-struct DiskType {
-  int number;
-  const char* node;
-  const char* closing;  ///< the last the console shows
-};
-
-void PrintTo(const DiskType& type, std::ostream* out) {
-  *out << "type " << type.number;
-}
-
-class DiskTypeTest : public StorageMediumTest, public ::testing::WithParamInterface<DiskType> {};
-
-TEST_P(DiskTypeTest, AHealthyMediumOfItsNodePasses) {
-  run(GetParam().number);
-  expect_pass();
-}
-
-TEST_P(DiskTypeTest, ItsNodeAloneIsMountedAndWritten) {
-  run(GetParam().number);
-  EXPECT_EQ(mounted_nodes(), Lines{GetParam().node});
-  for (const std::string node : storage::kMedia) {
-    if (node == GetParam().node) {
-      EXPECT_EQ(file(node).size(), kTestSize);
-    } else {
-      expect_no_file(node);
+TEST_F(StorageMediumTest, EveryTypeHasItsNodeAndItsClosingLine) {
+  struct {
+    int type;
+    const char *node, *name, *line_end;
+  } const types[] = {
+      {0, "/dev/mmc01", "SD卡", "\n\n"}, {1, "/dev/msbd1", "USB1", "\n"}, {2, "/dev/msb1", "USB2", "\n"},
+      {3, "/dev/msb1", "sda1", "\n\n"},  // called sda1, and still the stick of type 2
+      {4, "/dev/mmc11", "mmc11", "\n"},  {5, "/dev/msb1", "USB2", "\n"},  {1000, "/dev/msb1", "USB2", "\n"},
+      {-1, "/dev/msb1", "USB2", "\n"}};
+  for (const auto& type : types) {
+    SCOPED_TRACE(type.type);
+    start_anew();
+    for (const char* node : storage::kMedia) {
+      board.fault(std::string("medium ") + node + " wrong 7 300 9000000");
     }
+    run_medium(type.type);
+    expect_pass();
+    EXPECT_EQ(console.out(), measured() + finished(type.name, 3) + type.line_end);
+    EXPECT_EQ(console.err(), "");
+    for (const std::string node : storage::kMedia) {
+      if (node == type.node) {
+        EXPECT_EQ(file(node).size(), kTestSize) << "the file stays on the medium";
+      } else {
+        EXPECT_THROW(file(node), std::invalid_argument) << node;
+      }
+    }
+    board.fault(std::string("medium ") + type.node + " absent");
+    console.clear();
+    run_medium(type.type);
+    EXPECT_EQ(result, 1);
+    EXPECT_EQ(utf8(verdict), "挂载失败");
+    EXPECT_EQ(console.out(), "挂载失败\n");
   }
 }
-
-TEST_P(DiskTypeTest, TheConsoleShowsSpaceMarksSpeedsAndItsOwnClosingLine) {
-  run(GetParam().number);
-  EXPECT_EQ(console.out(), measured() + GetParam().closing);
-  EXPECT_EQ(console.err(), "");
-}
-
-TEST_P(DiskTypeTest, AMissingMediumFailsWithCode1) {
-  board.fault(std::string("medium ") + GetParam().node + " absent");
-  run(GetParam().number);
-  EXPECT_EQ(result, 1);
-  EXPECT_EQ(utf8(description), "挂载失败");
-  EXPECT_EQ(console.out(), "挂载失败\n");
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    AllTypes, DiskTypeTest,
-    ::testing::Values(DiskType{0, "/dev/mmc01", "SD卡完成25(M)读写数据测试,错误数据0(8bit)\n\n"},
-                      DiskType{1, "/dev/msbd1", "USB1完成25(M)读写数据测试,错误数据0(8bit)\n"},
-                      DiskType{2, "/dev/msb1", "USB2完成25(M)读写数据测试,错误数据0(8bit)\n"},
-                      // Labelled sda1, and still the stick of type 2.
-                      DiskType{3, "/dev/msb1", "sda1完成25(M)读写数据测试,错误数据0(8bit)\n\n"},
-                      DiskType{4, "/dev/mmc11", "mmc11完成25(M)读写数据测试,错误数据0(8bit)\n"},
-                      DiskType{5, "/dev/msb1", "USB2完成25(M)读写数据测试,错误数据0(8bit)\n"},
-                      DiskType{1000, "/dev/msb1", "USB2完成25(M)读写数据测试,错误数据0(8bit)\n"},
-                      DiskType{-1, "/dev/msb1", "USB2完成25(M)读写数据测试,错误数据0(8bit)\n"}),
-    [](const auto& type) {
-      const int number = type.param.number;
-      return "Type" + (number < 0 ? "Minus" + std::to_string(-number) : std::to_string(number));
-    });
 
 // ---- what is written --------------------------------------------------------------------------
-
-TEST_F(StorageMediumTest, TheMediumIsMountedAsVfatWithoutFlags) {
-  run();
-  EXPECT_EQ(calls_named({"mount"}), Lines{"mount /dev/msb1 /mnt/test vfat 0 = 0"});
-}
 
 TEST_F(StorageMediumTest, TheFileIsCreatedOrTruncatedForReadingAndWriting) {
   run();
@@ -131,29 +91,15 @@ TEST_F(StorageMediumTest, TheFileIsCreatedOrTruncatedForReadingAndWriting) {
   EXPECT_EQ(calls("open"), 1U);
 }
 
-TEST_F(StorageMediumTest, TheFileOfAnEarlierTestIsRemovedFirst) {
-  leave_old_file(30 * kBlock);
+TEST_F(StorageMediumTest, TheFileOfAnEarlierTestIsRemovedFirstAndTakesNoSpace) {
+  board->mounts.at(kStickNode).set_space(30, 30);
+  run();
+  board.clear_trace();
   run();
   expect_pass();
   EXPECT_EQ(calls_named({"mount", "unlink", "statfs", "open"}),
             (Lines{"mount /dev/msb1 /mnt/test vfat 0 = 0", "unlink /mnt/test/usbtest.dat = 0",
                    "statfs /mnt/test = 0", "open /mnt/test/usbtest.dat = ok"}));
-  EXPECT_EQ(file().size(), kTestSize);
-}
-
-TEST_F(StorageMediumTest, TheFileOfAnEarlierTestTakesNoSpace) {
-  board->mounts.at(kStickNode).set_space(30, 30);
-  run();
-  run();
-  expect_pass();
-}
-
-TEST_F(StorageMediumTest, AnOldFileThatCannotBeRemovedIsTruncated) {
-  leave_old_file(30 * kBlock);
-  board.fault("unlink EIO");
-  run();
-  expect_pass();
-  EXPECT_EQ(file().size(), kTestSize);
 }
 
 TEST_F(StorageMediumTest, AFileOnDescriptorZeroIsCreatedLikeAnyOther) {
@@ -161,18 +107,6 @@ TEST_F(StorageMediumTest, AFileOnDescriptorZeroIsCreatedLikeAnyOther) {
   run();
   expect_pass();
   EXPECT_EQ(calls("mount"), 1U);
-}
-
-TEST_F(StorageMediumTest, TheTestFileStaysOnTheMedium) {
-  run();
-  EXPECT_EQ(file().size(), kTestSize);
-}
-
-TEST_F(StorageMediumTest, TwentyFiveBlocksOfOneMegabyteAreWrittenAndRead) {
-  run();
-  Lines expected(kBlocks, "write /mnt/test/usbtest.dat 1048576 = 1048576");
-  expected.insert(expected.end(), kBlocks, "read /mnt/test/usbtest.dat 1048576 = 1048576");
-  EXPECT_EQ(calls_named({"write", "read"}), expected);
 }
 
 TEST_F(StorageMediumTest, ThePatternCountsUpwardsWithAPeriodOf256) {
@@ -188,76 +122,49 @@ TEST_F(StorageMediumTest, ThePatternCountsUpwardsWithAPeriodOf256) {
   }
 }
 
-TEST_F(StorageMediumTest, ThePatternDependsOnTheTimeOfDay) {
-  std::set<char> first_bytes;
+TEST_F(StorageMediumTest, ThePatternDependsOnTheTimeOfDayAndOnNoEarlierSeed) {
+  std::set<char> at_other_times;
   for (int number = 0; number < 4; ++number) {
     run();
-    first_bytes.insert(file().at(0));
+    at_other_times.insert(file().at(0));
     ::usleep(1'234'567);
   }
-  EXPECT_GT(first_bytes.size(), 1U);
-}
-
-TEST_F(StorageMediumTest, AnEarlierSeedDoesNotMatter) {
-  std::set<char> first_bytes;
+  EXPECT_GT(at_other_times.size(), 1U);
+  std::set<char> at_one_time;
   for (const unsigned seed : {1U, 2U, 3U}) {
+    start_anew();
     ::srandom(seed);
     run();
-    first_bytes.insert(file().at(0));
-    EXPECT_EQ(::rmdir("/mnt/test"), 0);
-    next_board("normal");  // the time of day starts anew
-    EXPECT_EQ(::mkdir("/mnt/test", 0777), 0);
+    at_one_time.insert(file().at(0));
   }
-  EXPECT_EQ(first_bytes.size(), 1U);
+  EXPECT_EQ(at_one_time.size(), 1U);
 }
 
 // ---- marks and speeds -------------------------------------------------------------------------
 
-TEST_F(StorageMediumTest, AWriteThatTakesNoTimeCountsAsOneSecond) {
-  expect_speeds("25.00", "25.00");
-  EXPECT_EQ(board.now(), 500ms);
-}
-
-TEST_F(StorageMediumTest, HalfASecondIs50MegabytesASecond) {
-  board.fault("medium /dev/msb1 slow 20");
-  expect_speeds("50.00", "50.00");
-  EXPECT_EQ(board.now(), 1500ms);
-}
-
-TEST_F(StorageMediumTest, ASecondExactlyIsTheSpeedOfNoTimeAtAll) {
-  board.fault("medium /dev/msb1 slow 40");
-  expect_speeds("25.00", "25.00");
-  EXPECT_EQ(board.now(), 2500ms);
-}
-
-TEST_F(StorageMediumTest, SpeedsAreRoundedToTwoDigits) {
-  board.fault("medium /dev/msb1 slow 30");
-  expect_speeds("33.33", "33.33");
-}
-
-TEST_F(StorageMediumTest, AFastMediumShowsFourDigitsBeforeThePoint) {
-  board.fault("medium /dev/msb1 slow 1");
-  expect_speeds("1000.00", "1000.00");
-}
-
-TEST_F(StorageMediumTest, AMediumThatTakesAMinuteABlockIsWaitedFor) {
-  board.fault("medium /dev/msb1 slow 60000");
-  expect_speeds("0.02", "0.02");
-}
-
-TEST_F(StorageMediumTest, ASecondThatEndsInBetweenDoesNotMatter) {
-  for (const int microseconds : {900'000, 999'999, 400'001}) {
-    console.clear();
-    board.fault("medium /dev/msb1 slow 20");
-    ::usleep(static_cast<useconds_t>(microseconds));
-    expect_speeds("50.00", "50.00");
+TEST_F(StorageMediumTest, SpeedsHaveTwoDigitsAndATransferThatTakesNoTimeCountsAsOneSecond) {
+  struct {
+    int milliseconds;  ///< a block
+    const char* speed;
+    boardsim::Time end;
+  } const rows[] = {{0, "25.00", 500ms},   {20, "50.00", 1500ms}, {40, "25.00", 2500ms},
+                    {30, "33.33", 2000ms}, {1, "1000.00", 550ms}, {60000, "0.02", 3000500ms}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.milliseconds);
+    start_anew();
+    if (row.milliseconds != 0) board.fault("medium /dev/msb1 slow " + std::to_string(row.milliseconds));
+    run();
+    expect_pass();
+    EXPECT_EQ(console.out(), measured(row.speed, row.speed) + finished("USB2") + "\n");
+    EXPECT_EQ(board.now(), row.end);
   }
 }
 
 TEST_F(StorageMediumTest, WritingAndReadingAreMeasuredApart) {
   board.fault("medium /dev/msb1 slow 100");
   board.at(2450ms, [this] { board.fault("medium /dev/msb1 slow 200"); });  // within the last block written
-  expect_speeds("10.00", "5.00");
+  run();
+  EXPECT_EQ(console.out(), measured("10.00", "5.00") + finished("USB2") + "\n");
 }
 
 TEST_F(StorageMediumTest, APersonSeesAMarkForEachBlockAsItIsWritten) {
@@ -284,69 +191,24 @@ TEST_F(StorageMediumTest, TheClosingLineIsSeenBeforeThePauseOf500Milliseconds) {
 
 // ---- wrong bytes ------------------------------------------------------------------------------
 
-TEST_F(StorageMediumTest, AWrongByteIsCountedAndDoesNotFailTheTest) {
-  board.fault("medium /dev/msb1 wrong 1000000");
-  expect_wrong_bytes(1);
-}
-
-TEST_F(StorageMediumTest, TheFirstAndTheLastByteOfTheFileAreCompared) {
-  board.fault("medium /dev/msb1 wrong 0 26214399");
-  expect_wrong_bytes(2);
-}
-
-TEST_F(StorageMediumTest, TheFirstAndTheLastByteOfEachBlockAreCompared) {
-  std::string fault = "medium /dev/msb1 wrong";
+TEST_F(StorageMediumTest, EveryWrongByteIsCountedAndDoesNotFailTheTest) {
+  std::string of_each_block, neighbours;
   for (std::size_t block = 0; block < kBlocks; ++block) {
-    fault += " " + std::to_string(block * kBlock) + " " + std::to_string((block + 1) * kBlock - 1);
+    of_each_block += " " + std::to_string(block * kBlock) + " " + std::to_string((block + 1) * kBlock - 1);
   }
-  board.fault(fault);
-  expect_wrong_bytes(50);
-}
-
-TEST_F(StorageMediumTest, NeighboursAreCountedOneByOne) {
-  std::string fault = "medium /dev/msb1 wrong";
-  for (std::size_t offset = 5'000'001; offset < 5'000'101; ++offset) fault += " " + std::to_string(offset);
-  board.fault(fault);
-  expect_wrong_bytes(100);
-}
-
-TEST_F(StorageMediumTest, AByteBehindTheFileIsNotCounted) {
-  board.fault("medium /dev/msb1 wrong 26214400");
-  expect_wrong_bytes(0);
-}
-
-TEST_F(StorageMediumTest, WhatAnotherMediumGetsWrongIsNotCounted) {
-  board.fault("medium /dev/msbd1 wrong 0");
-  expect_wrong_bytes(0);
-}
-
-struct Wrong {
-  int type;
-  const char* label;
-};
-
-TEST_F(StorageMediumTest, EveryClosingLineTellsTheWrongBytes) {
-  for (const char* node : storage::kMedia)
-    board.fault(std::string("medium ") + node + " wrong 7 300 9000000");
-  for (const Wrong& wrong : {Wrong{0, "SD卡"}, {1, "USB1"}, {2, "USB2"}, {3, "sda1"}, {4, "mmc11"}}) {
-    result = 77;
-    run(wrong.type);
+  for (int offset = 5'000'001; offset < 5'000'101; ++offset) neighbours += " " + std::to_string(offset);
+  const std::pair<std::string, std::size_t> rows[] = {{" 1000000", 1},
+                                                      {of_each_block, 50},
+                                                      {neighbours, 100},
+                                                      {" 26214400", 0}};  // the last lies behind the file
+  for (const auto& [offsets, number] : rows) {
+    SCOPED_TRACE(offsets);
+    start_anew();
+    board.fault("medium /dev/msb1 wrong" + offsets);
+    run();
     expect_pass();
-    EXPECT_TRUE(console_has(finished(wrong.label, 3))) << wrong.label;
+    EXPECT_EQ(console.out(), measured() + finished("USB2", number) + "\n");
   }
-}
-
-// ---- short reads ------------------------------------------------------------------------------
-
-TEST_F(StorageMediumTest, WhatAShortReadDoesNotBringIsWrongButForTheZerosOfThePattern) {
-  board.fault("medium /dev/msb1 short 524288");
-  expect_wrong_bytes(kBlocks * kLostBlock / 2);
-}
-
-TEST_F(StorageMediumTest, ABlockIsNotReadOnAfterAShortRead) {
-  board.fault("medium /dev/msb1 short 524288");
-  run();
-  EXPECT_EQ(calls_named({"read"}), Lines(kBlocks, "read /mnt/test/usbtest.dat 1048576 = 524288"));
 }
 
 TEST_F(StorageMediumTest, AShortReadThatShiftsThePatternMakesTheBlocksBehindItWrong) {
@@ -356,7 +218,7 @@ TEST_F(StorageMediumTest, AShortReadThatShiftsThePatternMakesTheBlocksBehindItWr
   expect_pass();
   const bool ends_in_zero = file().at(kBlock - 1) == '\0';
   const std::size_t wrong = (kBlocks - 1) * kShort + (ends_in_zero ? 0 : kBlocks);
-  EXPECT_TRUE(console_has(finished("USB2", wrong)));
+  EXPECT_TRUE(console.out().ends_with("\n" + finished("USB2", wrong) + "\n"));
 }
 
 }  // namespace

@@ -4,14 +4,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
 
 #include "tests/harness/gbk.h"
+#include "tests/harness/wire.h"
 
 namespace {
+
+constexpr std::uint16_t kPort = 36001;
 
 std::vector<std::string> split(const std::string& text) {
   std::vector<std::string> lines;
@@ -52,11 +56,11 @@ BoardUnderTest::BoardUnderTest(const std::vector<std::string>& launcher_options)
   command.insert(command.end(), launcher_options.begin(), launcher_options.end());
   command.insert(command.end(), {"--", BOARDTEST_PROGRAM});
   launcher_ = std::make_unique<Child>(command);
-  announcement_ = launcher_->next_line("the launcher's first line");
-  const std::size_t start = announcement_.rfind(" at ");
-  const std::size_t end = announcement_.rfind(':');
-  if (start == std::string::npos || end < start) throw std::runtime_error("no address in: " + announcement_);
-  address_ = announcement_.substr(start + 4, end - start - 4);
+  const std::string announcement = launcher_->next_line("the launcher's first line");
+  const std::size_t start = announcement.rfind(" at ");
+  const std::size_t end = announcement.rfind(':');
+  if (start == std::string::npos || end < start) throw std::runtime_error("no address in: " + announcement);
+  address_ = announcement.substr(start + 4, end - start - 4);
 }
 
 BoardUnderTest::~BoardUnderTest() {
@@ -82,8 +86,22 @@ boardsim::ControlClient& BoardUnderTest::control() {
   return *control_;
 }
 
-void BoardUnderTest::settle() {
-  control().settle();
+Station BoardUnderTest::station() {
+  settle();
+  const int socket = wire::connect(address_, kPort);
+  if (socket < 0) throw std::runtime_error("no server listens on the board");
+  return {socket, in_another_process};
+}
+
+Station BoardUnderTest::narrow_station() {
+  settle();
+  return {wire::connect_narrowly(address_, kPort), in_another_process};
+}
+
+Station BoardUnderTest::greeted_station() {
+  Station greeted = station();
+  greeted.take_greeting();
+  return greeted;
 }
 
 void BoardUnderTest::advance(Time span) {
@@ -99,44 +117,11 @@ void BoardUnderTest::advance_to_its_end(Time span) {
   }
 }
 
-BoardUnderTest::Time BoardUnderTest::now() {
-  return control().now();
-}
-
-void BoardUnderTest::fault(std::string_view text) {
-  control().fault(text);
-}
-
-void BoardUnderTest::clear_faults() {
-  control().clear_faults();
-}
-
-int BoardUnderTest::threads() {
-  return control().threads();
-}
-
-std::vector<std::string> BoardUnderTest::open_nodes() {
-  return control().open_nodes();
-}
-
-std::filesystem::path BoardUnderTest::server_in_proc() {
+std::size_t BoardUnderTest::descriptors() {
   const int server = child_of(launcher_->pid());
   if (server < 0) throw std::runtime_error("the server does not run");
-  return "/proc/" + std::to_string(server);
-}
-
-std::size_t BoardUnderTest::descriptors() {
-  const std::filesystem::directory_iterator entries(server_in_proc() / "fd");
+  const std::filesystem::directory_iterator entries("/proc/" + std::to_string(server) + "/fd");
   return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
-}
-
-std::size_t BoardUnderTest::memory() {
-  std::ifstream file(server_in_proc() / "smaps_rollup");
-  for (std::string word; file >> word;) {
-    std::size_t kilobytes = 0;
-    if (word == "Private_Dirty:" && file >> kilobytes) return kilobytes;
-  }
-  throw std::runtime_error("the PC does not tell the server's memory");
 }
 
 std::string BoardUnderTest::next_line(std::string_view awaited) {
@@ -150,13 +135,8 @@ void BoardUnderTest::expect_lines(const std::vector<std::string>& lines) {
   }
 }
 
-std::vector<std::string> BoardUnderTest::lines_until(std::string_view text) {
-  std::vector<std::string> lines;
-  for (;;) {
-    std::string line = next_line(text);
-    if (line.starts_with(text)) return lines;
-    lines.push_back(std::move(line));
-  }
+void BoardUnderTest::lines_until(std::string_view text) {
+  while (!next_line(text).starts_with(text)) continue;
 }
 
 std::vector<std::string> BoardUnderTest::remaining_lines() {
@@ -173,14 +153,5 @@ std::vector<std::string> BoardUnderTest::trace() const {
 std::vector<std::string> BoardUnderTest::trace_of(std::string_view text) const {
   std::vector<std::string> lines = trace();
   std::erase_if(lines, [&](const std::string& line) { return line.find(text) == std::string::npos; });
-  return lines;
-}
-
-std::vector<std::string> BoardUnderTest::hardware_trace() const {
-  std::vector<std::string> lines = trace();
-  std::erase_if(lines, [](const std::string& line) {
-    return line.find(" /dev/") == std::string::npos && line.find(" /proc/") == std::string::npos &&
-           line.find(" reboot ") == std::string::npos;
-  });
   return lines;
 }

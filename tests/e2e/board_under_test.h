@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <cstddef>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,9 +12,10 @@
 #include "boardsim/control/client.h"
 #include "tests/e2e/child.h"
 #include "tests/harness/own_directory.h"
+#include "tests/harness/station.h"
 
 /// A board whose time stands still until the test lets it pass. What waits for the board throws
-/// std::runtime_error, which names what was awaited, when the board does not do it within kPatience; nothing
+/// std::runtime_error, which names what was awaited, when the board does not do it within 10 s; nothing
 /// else depends on the PC's clock.
 class BoardUnderTest {
  public:
@@ -31,62 +31,60 @@ class BoardUnderTest {
 
   /// Address of the board in dotted form, as the launcher announced it.
   const std::string& address() const { return address_; }
-  /// The launcher's first line.
-  const std::string& announcement() const { return announcement_; }
+
+  /// A station that connects as soon as the server listens. Throws std::runtime_error when it does not.
+  Station station();
+  /// The same, but some hundred records that it has not read fill its connection: then the board can send no
+  /// more.
+  Station narrow_station();
+  /// A station that has taken banner, menu and the first prompt.
+  Station greeted_station();
 
   /// Waits until the server waits and nothing has arrived that it could go on with.
-  void settle();
+  void settle() { control().settle(); }
   /// settle(), lets time pass, waking the server whenever something is due, and settles again.
   void advance(Time span);
   /// Lets time pass in which the server ends.
   void advance_to_its_end(Time span);
   /// Virtual time since the board was switched on.
-  Time now();
+  Time now() { return control().now(); }
 
   /// Lays a fault over the board; throws std::runtime_error when the board does not understand it.
-  void fault(std::string_view text);
-  void clear_faults();
+  void fault(std::string_view text) { control().fault(text); }
+  void clear_faults() { control().clear_faults(); }
   /// Number of the server's threads beside its main one.
-  int threads();
+  int threads() { return control().threads(); }
   /// Device nodes that are open.
-  std::vector<std::string> open_nodes();
+  std::vector<std::string> open_nodes() { return control().open_nodes(); }
   /// Number of descriptors that the server's process holds.
   std::size_t descriptors();
-  /// Kilobytes of memory that the server's process has written and shares with no other.
-  std::size_t memory();
 
   /// Takes as many lines as are given and expects just these; a '*' at the end of one stands for any rest.
   void expect_lines(const std::vector<std::string>& lines);
-  /// Takes lines up to the first that starts like `text`; returns those before it.
-  std::vector<std::string> lines_until(std::string_view text);
+  /// Takes lines up to the first that starts like `text`.
+  void lines_until(std::string_view text);
   /// Takes all lines until the board's console is closed.
   std::vector<std::string> remaining_lines();
 
   /// Waits for the end of the launcher: its exit status.
   int exit_status() { return launcher_->exit_status(); }
   bool has_ended() { return launcher_->has_ended(); }
-  /// Ends the board now, as an operator does.
-  void switch_off() { launcher_->terminate(); }
   /// Allows standard error to have lines that contain `text`.
   void expect_complaint(std::string_view text) { complaints_.emplace_back(text); }
 
   /// Every call of the server so far, each with its time.
   std::vector<std::string> trace() const;
-  /// Those on device nodes and sensor files, and restarts.
-  std::vector<std::string> hardware_trace() const;
   /// Those that contain `text`.
   std::vector<std::string> trace_of(std::string_view text) const;
 
  private:
   boardsim::ControlClient& control();
-  std::filesystem::path server_in_proc();
   std::string next_line(std::string_view awaited);
   void expect_no_complaints();
 
   OwnDirectory directory_;
   std::unique_ptr<Child> launcher_;
   std::optional<boardsim::ControlClient> control_;
-  std::string announcement_;
   std::string address_;
   std::vector<std::string> complaints_;
 };

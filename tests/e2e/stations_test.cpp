@@ -2,98 +2,36 @@
 #include <chrono>
 
 #include "tests/e2e/on_server.h"
-#include "tests/harness/golden.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 
-/// Errno of a broken connection, as the board prints it.
-constexpr char kBroken[] = "send error,errno=104";
+using StationsTest = OnServer;
 
-class StationsTest : public OnServer {
- protected:
-  /// A new station is greeted, prompted in time and tested.
-  void expect_service() {
-    Station station(board);
-    const BoardUnderTest::Time start = board.now();
-    station.take_greeting();
-    station.request(1536);
-    board.advance(6s);
-    int prompts = 0;
-    EXPECT_EQ(station.next_reply(prompts), golden::kClockPasses);
-    EXPECT_EQ(prompts, 1);
-    EXPECT_EQ(board.now(), start + 6s);
-  }
-  void quit(Station& station) {
-    station.request(62208);
-    board.advance(1s);
-    EXPECT_EQ(station.records_until_close(), Records());
-  }
-};
-
-TEST_F(StationsTest, TwoStationsAreServedOneAfterTheOther) {
-  for (int i = 0; i < 2; ++i) {
-    Station station(board);
-    station.take_greeting();
-    station.request(7426);
-    EXPECT_EQ(station.next_record(), golden::kTemperature);
-    quit(station);
-  }
-  EXPECT_EQ(board.trace_of(" accept ").size(), 2U);
-}
-
-TEST_F(StationsTest, AStationThatComesDuringAnotherWaitsAndIsThenGreeted) {
-  Station first(board);
-  first.take_greeting();
-  Station second(board);
+TEST_F(StationsTest, AStationThatComesDuringAnotherIsGreetedAndAnsweredWhenItsTurnComes) {
+  Station first = board.greeted_station();
+  Station second = board.station();
+  second.request(kTemperature);
   board.advance(60s);
-  EXPECT_EQ(second.pending(), Records());
+  EXPECT_EQ(second.bytes(), "");
   first.expect_prompts(12);
-  first.request(7426);
-  EXPECT_EQ(first.next_record(), golden::kTemperature);
+  expect_temperature(first);
   quit(first);
-  second.take_greeting();
+  second.next_record("the banner");
+  EXPECT_EQ(second.next_reply(), golden::kMenu);
+  EXPECT_EQ(second.next_reply(), golden::kTemperature);
   EXPECT_EQ(board.trace_of("61.000000 accept ").size(), 1U);
-  board.advance(5s);
-  second.expect_prompts(1);
 }
 
-TEST_F(StationsTest, WhatAWaitingStationSentIsDoneWhenItsTurnComes) {
-  Station first(board);
-  first.take_greeting();
-  Station second(board);
-  second.request(7426);
-  quit(first);
-  int prompts = 0;
-  EXPECT_NE(second.next_reply(prompts), "");
-  EXPECT_EQ(second.next_reply(prompts), golden::kMenu);
-  EXPECT_EQ(second.next_reply(prompts), golden::kTemperature);
-}
-
-TEST_F(StationsTest, TheNextStationDoesNotWaitForTheHeartbeatOfTheLast) {
-  {
-    Station first(board);
-    first.take_greeting();
-    board.advance(3s);
-    first.reset();
-  }
-  Station second(board);
-  second.take_greeting();
+TEST_F(StationsTest, TheNextStationNeitherWaitsForTheHeartbeatOfTheLastNorHearsIt) {
+  Station first = board.greeted_station();
+  board.advance(3s);
+  first.reset();
+  Station second = board.greeted_station();
   EXPECT_EQ(board.now(), 3s) << "the last heartbeat would have slept until 5 s";
-}
-
-TEST_F(StationsTest, AHeartbeatNeverSendsToTheNextStation) {
-  {
-    Station first(board);
-    first.take_greeting();
-    board.advance(3s);
-    first.reset();
-  }
-  Station second(board);
-  second.take_greeting();
-  board.advance(4999999us);  // the first one's prompt was due at 5 s
-  EXPECT_EQ(second.pending(), Records());
+  board.advance(4999999us);
+  EXPECT_EQ(second.bytes(), "");
   board.advance(1us);
   second.expect_prompts(1);
   board.advance(50s);
@@ -101,110 +39,76 @@ TEST_F(StationsTest, AHeartbeatNeverSendsToTheNextStation) {
   EXPECT_EQ(board.threads(), 1);
 }
 
-TEST_F(StationsTest, TheHeartbeatEndsWithItsConnection) {
-  Station station(board);
-  station.take_greeting();
-  board.settle();
-  EXPECT_EQ(board.threads(), 1);
-  quit(station);
-  board.settle();
-  EXPECT_EQ(board.threads(), 0);
-}
-
-TEST_F(StationsTest, ABrokenConnectionIsClosedAtOnceAndTheNextStationIsServed) {
-  Station station(board);
-  station.take_greeting();
+TEST_F(StationsTest, ABreakThatTheHeartbeatMeetsFirstLooksLikeACloseAndUsesUpAllEighteenWaits) {
+  Station station = board.greeted_station();
+  station.request(kLight);
+  board.advance(3s);
   station.reset();
-  board.expect_lines({"HeartBeatThread started", kBroken, kBroken});
-  EXPECT_EQ(board.now(), 0s);
-  expect_service();
-}
-
-TEST_F(StationsTest, AStationThatVanishesDuringATestEndsNeitherTheTestNorTheServer) {
-  {
-    Station station(board);
-    station.take_greeting();
-    station.request(14592);
-    board.advance(3s);
-    station.reset();
-  }
-  board.advance(7s);
-  board.lines_until("pwm.chan:0,duty:5000,period:10000");
-  board.lines_until("pwm.chan:0,duty:0,period:10000");
-  expect_service();
-}
-
-TEST_F(StationsTest, HeartbeatAndReplyIntoABrokenConnectionDoNotEndTheServer) {
-  {
-    Station station(board);
-    station.take_greeting();
-    station.request(14592);
-    board.advance(3s);
-    station.reset();
-  }
   board.advance(2s);
   ASSERT_EQ(board.trace_of("5.000000 send station").size(), 1U);
   EXPECT_NE(board.trace_of("5.000000 send station").front().find("= -1 "), std::string::npos);
-  board.advance(5s);
+  board.advance(5s);  // the light test goes on until 10 s
   ASSERT_EQ(board.trace_of("10.000000 send station").size(), 1U);
   EXPECT_NE(board.trace_of("10.000000 send station").front().find("= -1 EPIPE"), std::string::npos);
-  expect_service();
-}
-
-TEST_F(StationsTest, ABreakThatTheHeartbeatMeetsFirstLooksLikeACloseAndUsesUpAllEighteenWaits) {
-  {
-    Station station(board);
-    station.take_greeting();
-    station.request(14592);
-    board.advance(3s);
-    station.reset();
-  }
-  board.advance(7s);  // the heartbeat meets the break at 5 s, the light test goes on until 10 s
   board.lines_until("pwm.chan:0,duty:0,period:10000");
   for (int wait = 0; wait < 18; ++wait) board.expect_lines({empty_wait(wait)});
   board.expect_lines({kHalfHourOver, kClosing});
   EXPECT_EQ(board.now(), 10s);
   EXPECT_EQ(board.trace_of("10.000000 recv station 4 = 0").size(), 18U);
+  expect_service();
 }
 
 TEST_F(StationsTest, AStationThatVanishesBeforeItsTurnEndsTheServer) {
-  Station first(board);
-  first.take_greeting();
-  {
-    Station second(board);
-    second.reset();
-  }
-  first.request(62208);
+  Station first = board.greeted_station();
+  board.station().reset();
+  first.request(kQuit);
   board.advance_to_its_end(1s);
   EXPECT_EQ(board.exit_status(), 255);
-  const Lines lines = board.remaining_lines();
-  ASSERT_FALSE(lines.empty());
-  EXPECT_EQ(lines.back(), "send_start_info failed!");
+  EXPECT_EQ(board.remaining_lines().back(), "send_start_info failed!");
 }
 
-TEST_F(StationsTest, TwoHundredBrokenConnectionsWhileHeartbeatsFlowLeaveAWorkingServer) {
-  for (int i = 0; i < 200; ++i) {
-    Station station(board);
+/// A board whose time runs by itself, forty times as fast as usual: it prompts eight times a second.
+/// Stations, requests and heartbeats meet in ever different orders.
+class RunningTimeTest : public OnServer {
+ protected:
+  RunningTimeTest() : OnServer({"--pace", "scaled", "--speed", "40"}) {}
+
+  void wait_for(BoardUnderTest::Time when) {
+    while (board.now() < when) {
+    }
+  }
+  /// Breaks the connection of a new station, which has its banner and menu then, at a moment that differs
+  /// from station to station.
+  void break_connection(int number) {
+    Station station = board.station();
     station.next_record("the banner");
     EXPECT_EQ(station.next_record("the menu"), golden::kMenu);
-    switch (i % 4) {
+    const BoardUnderTest::Time start = board.now();
+    switch (number % 4) {
       case 0:
-        break;  // in the middle of the first prompt
+        break;  // the heartbeat begins
       case 1:
-        board.advance(5s);
+        EXPECT_EQ(station.next_record("the first prompt"), golden::kPrompt);
         break;
       case 2:
-        station.request(1536);
+        station.send_at_once(record_of(request_of(kTemperature)));
         break;
       default:
-        station.request(14592);
-        board.advance(4s);
+        wait_for(start + 4900ms + number * 1ms);  // from shortly before the second prompt to shortly after
     }
     station.reset_at_once();
-    board.advance(10s);
   }
-  EXPECT_LE(board.threads(), 1);
-  expect_service();
+};
+
+TEST_F(RunningTimeTest, TwoHundredConnectionsThatBreakAtChangingMomentsLeaveAWorkingServer) {
+  for (int i = 0; i < 200; ++i) break_connection(i);
+  Station station = board.greeted_station();
+  expect_temperature(station);
+  EXPECT_EQ(board.threads(), 1);
+  EXPECT_EQ(board.trace_of(" accept ").size(), 201U);
+  EXPECT_EQ(board.trace_of("thread ended").size(), 200U);
+  station.request(kQuit);
+  station.records_until_close();
 }
 
 }  // namespace

@@ -24,22 +24,41 @@ class Station;
 void expect_reply(Station& station, int code, const std::string& name, const std::string& value,
                   const std::string& description);
 
+/// The document that asks for a test.
+std::string request_of(int code);
+
+/// Tells the socket at the board's end of a connection, -1 where there is none: a station sees there what of
+/// its doing has arrived.
+using BoardEnd = int (*)();
+/// The board's program is linked into this process: its client socket.
+int in_this_process();
+/// The board's program runs in a process of its own, so that the kernel must tell what has arrived: -1.
+inline int in_another_process() {
+  return -1;
+}
+
 /// A station's end of a TCP connection. Its system calls go around the simulated board, so that they
 /// appear in no trace, meet no fault and take no virtual time; they may be made inside Board::at events.
-/// What is sent has reached the board's end when the call returns.
+/// What is sent has reached the board's end when the call returns, but for what is sent "at once".
 class Station {
  public:
-  Station() = default;
+  /// Not connected yet, for a board in this process.
+  Station() : Station(-1, in_this_process) {}
+  /// Takes a connected socket over.
+  Station(int socket, BoardEnd board_end) : socket_(socket), board_end_(board_end) {}
   /// Closes in good order.
   ~Station();
-  Station(const Station&) = delete;
-  Station& operator=(const Station&) = delete;
+  /// Takes the other one's place.
+  Station(Station&& other) noexcept;
+  Station& operator=(Station&&) = delete;
 
   /// Connects to a loopback address in dotted form. Fails the test when nothing listens there.
   void connect(const std::string& address, std::uint16_t port);
 
   /// Sends bytes as they are, without a length in front.
   void send(std::string_view bytes);
+  /// The same, but does not wait until they have arrived.
+  void send_at_once(std::string_view bytes);
   /// Sends a whole document in one record.
   void send_record(std::string_view xml);
   /// Requests a test by its code.
@@ -51,8 +70,12 @@ class Station {
   void shut_down();
   /// Breaks the connection: the board's next call on it fails with ECONNRESET.
   void reset();
+  /// The same, but does not wait until the board's end is broken.
+  void reset_at_once();
 
-  /// All bytes received so far, including those that are on their way. Does not wait for more.
+  // What has arrived, without waiting for more.
+
+  /// All bytes received so far and not taken, including those that are on their way.
   std::string bytes();
   /// The XML texts (GBK) of all records received so far. Fails the test when the bytes are not whole records.
   std::vector<std::string> records();
@@ -62,15 +85,35 @@ class Station {
   Reply reply();
   /// Forgets what has been received so far.
   void forget();
-  /// Whether the board has closed the connection, after all that it sent has been read.
+  /// Whether the connection has ended: closed by the board, after all that it sent has been read, or broken.
   bool closed_by_board();
 
- protected:
-  void attach(int socket) { socket_ = socket; }
-  void drain();
+  // What a board in a process of its own sends next. These wait for it and take it; when it does not come
+  // within 10 s of the PC's time, or the connection ends before, they throw std::runtime_error, which names
+  // what was awaited. Records are in hexadecimal digits, as golden.h has them.
+
+  /// Takes the next record.
+  std::string next_record(std::string_view awaited = "a reply");
+  /// Takes the next record that is no prompt; counts the prompts before it.
+  std::string next_reply(int* prompts = nullptr);
+  /// The same as a test's reply.
+  Reply next_result();
+  /// Takes what the board sends to every station: banner, menu and the first prompt.
+  void take_greeting();
+  /// Takes that many records and expects each to be a prompt, with nothing behind the last.
+  void expect_prompts(int count);
+  /// Waits until the board closes the connection, and takes the records before that. Half a one fails the
+  /// test.
+  std::vector<std::string> records_until_close();
 
  private:
-  int socket_ = -1;
+  void drain();
+  bool has_whole_record() const;
+  std::string take_record(std::string_view awaited);
+  void wait_for_more(std::string_view awaited);
+
+  int socket_;
+  BoardEnd board_end_;
   std::string received_;
   bool ended_ = false;
 };

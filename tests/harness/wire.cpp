@@ -23,11 +23,12 @@ constexpr int kLooks = 10000;
 /// Milliseconds without any change that make a connection a full one, where nothing tells so.
 constexpr int kStillness = 200;
 
-/// The state of a connection that is none any more, as the kernel numbers it.
-constexpr unsigned kNotConnected = 7;
+// States of a connection as the kernel numbers them.
+constexpr unsigned kFinWait1 = 4;      // its end is on its way
+constexpr unsigned kNotConnected = 7;  // it is none any more
 
-[[noreturn]] void give_up(const std::string& awaited) {
-  throw std::runtime_error("waited 10 s in vain until " + awaited);
+[[noreturn]] void give_up(std::string_view awaited) {
+  throw std::runtime_error("waited 10 s in vain until " + std::string(awaited));
 }
 
 template <typename Argument>
@@ -193,14 +194,13 @@ void fill(int socket) {
   constexpr int smallest = 1;  // the kernel makes it as small as it can
   set_option(socket, SOL_SOCKET, SO_SNDBUF, &smallest, sizeof smallest);
   const std::array<char, 65536> bytes = {};
-  for (int look = 0; look < kLooks; ++look) {
+  const auto is_full_at_last = [&] {  // what is on its way inside the PC makes room a little later
     while (call(SYS_sendto, socket, bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL, nullptr, 0) >
            0) {
     }
-    if (is_full(socket)) return;
-    pause_briefly();  // what is on its way inside the PC makes room a little later
-  }
-  give_up("a connection was full");
+    return is_full(socket);
+  };
+  wait_until(is_full_at_last, "a connection was full");
 }
 
 void shut_down_sending(int socket) {
@@ -229,12 +229,24 @@ bool are_connected(int one, int other) {
   return is_peer_of(one, other) && is_peer_of(other, one);
 }
 
-void wait_until_delivered(int from, int to, const std::function<bool()>& enough) {
+void wait_until(const std::function<bool()>& done, std::string_view what) {
   for (int look = 0; look < kLooks; ++look) {
-    if (delivered(from, to) || (enough && enough())) return;
+    if (done()) return;
     if (look > 0) pause_briefly();
   }
-  give_up("the other end had what was sent");
+  give_up(what);
+}
+
+void wait_until_delivered(int from, int to, const std::function<bool()>& enough) {
+  wait_until([&] { return delivered(from, to) || (enough && enough()); }, "the other end had what was sent");
+}
+
+void wait_until_readable(int socket, std::string_view awaited) {
+  if (!has_event(socket, POLLIN, kLooks)) give_up("there was " + std::string(awaited));
+}
+
+void wait_until_end_has_arrived(int socket) {
+  wait_until([socket] { return info_of(socket).tcpi_state != kFinWait1; }, "the other end had the end");
 }
 
 void wait_until_ended(int socket) {

@@ -39,6 +39,12 @@ bool are_connected(int one, int other);
 /// end, as soon as the PC has received it; at once when `from` is -1, closed or broken, or when `enough` says
 /// so.
 void wait_until_delivered(int from, int to, const std::function<bool()>& enough = {});
+/// Returns when `done` says so.
+void wait_until(const std::function<bool()>& done, std::string_view what);
+/// Returns when there is something to read, be it the end. `awaited` is for the exception.
+void wait_until_readable(int socket, std::string_view awaited);
+/// Returns when the peer has received the end of what `socket` sends.
+void wait_until_end_has_arrived(int socket);
 /// Returns when the peer's close or reset has reached `socket`; at once when that is no socket.
 void wait_until_ended(int socket);
 /// Returns when there is room in the socket's send buffer again.

@@ -7,6 +7,7 @@ import tree
 
 LONGEST_FILE = 500
 LONGEST_FUNCTION = 60
+DEEPEST_SUITE = 4  # OnBoard, StationRun, the room's fixture, the suite
 SOURCES = (".h", ".cpp")
 SCRIPTS = (".sh", ".py", ".cmake", "CMakeLists.txt")
 
@@ -55,6 +56,31 @@ def real_time(complain):
             for number, line in tree.lines(path):
                 if re.search(r"\b(u|nano|clock_nano)?sleep(_for|_until)?\(", line.partition("//")[0]):
                     complain(path, number, "a test that sleeps")
+
+
+def fixtures(complain):
+    """A suite is at most the fourth class below testing::Test: two fixtures of the harness, one of its room, itself."""
+    bases = {}  # by folder and class, from its definition or alias: where it stands, and what it is made from
+    for path in tree.files(*SOURCES, below="tests/"):
+        text, folder = tree.text(path), path.rpartition("/")[0]
+        for found in re.finditer(r"^ *(?:class|struct) (\w+)(?: final)?\s*:([^{;]+)\{|^using (\w+) = ([\w:]+);", text, re.M):
+            of = re.findall(r"\b(?:::)?([\w:]+)", re.sub(r"<.*?>", "", found[2] or found[4]))
+            line = text[:found.start(1 if found[1] else 3)].count("\n") + 1
+            bases[folder, found[1] or found[3]] = (path, line, of, bool(found[1]))
+
+    def depth(folder, name):
+        if name.endswith(("testing::Test", "testing::TestWithParam")):
+            return 0
+        for place in (folder, "tests/harness"):
+            if (place, name) in bases and name not in bases[place, name][2]:
+                _, _, of, counts = bases[place, name]
+                below = max((depth(place, base) for base in of), default=-1)
+                return below + counts if below >= 0 else -1
+        return -1  # no fixture
+
+    for (folder, name), (path, line, _, _) in bases.items():
+        if depth(folder, name) > DEEPEST_SUITE:
+            complain(path, line, f"{name} is class number {depth(folder, name)} below testing::Test; {DEEPEST_SUITE} are the most")
 
 
 def foreign_words(line):

@@ -5,7 +5,6 @@
 #include <map>
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tests/matrix/faults.h"
@@ -15,12 +14,7 @@ namespace {
 /// Tables that are the same for several codes or boards stand once.
 struct Section {
   std::string table;
-  std::vector<std::pair<int, std::vector<std::string>>> boards{};  ///< by code
-
-  void add(int code, const std::string& board) {
-    if (boards.empty() || boards.back().first != code) boards.push_back({code, {}});
-    boards.back().second.push_back(board);
-  }
+  std::map<int, std::vector<std::string>> boards{};  ///< by code
 };
 
 std::string join(const std::vector<std::string>& texts, const char* between) {
@@ -39,7 +33,7 @@ std::string row(const std::string& fault, const Outcome& outcome) {
 /// What a board's codes do not find, by the fault's effect on the board: its name with the codes that meet
 /// it.
 struct Missed {
-  std::string name;
+  std::string effect, name;
   std::vector<std::string> codes{};
 };
 
@@ -48,7 +42,7 @@ class Matrix {
  public:
   void add(const TestedBoard& board) {
     std::set<std::string> found;
-    std::vector<std::pair<std::string, Missed>> missed;  // by effect
+    std::vector<Missed> missed;
     std::vector<std::string> codes;
     for (const int code : board.codes) {
       codes.push_back(std::to_string(code));
@@ -59,12 +53,12 @@ class Matrix {
         if (!outcome.passed) found.insert(fault.effect);
         if (outcome.passed) note(missed, fault, codes.back());
       }
-      section(table).add(code, board.title());
+      section(table).boards[code].push_back(board.title());
     }
-    std::erase_if(missed, [&](const auto& entry) { return found.contains(entry.first); });
+    std::erase_if(missed, [&](const Missed& fault) { return found.contains(fault.effect); });
     std::vector<std::string> texts;
     std::string all_codes = join(codes, ", ");
-    for (const auto& [effect, fault] : missed) {
+    for (const Missed& fault : missed) {
       const bool by_all = fault.codes.size() == codes.size();
       texts.push_back(fault.name + (by_all ? "" : " (" + join(fault.codes, ", ") + ")"));
     }
@@ -89,7 +83,7 @@ class Matrix {
         boards_;
     for (const Section& section : sections_) {
       std::vector<std::string> heads;
-      for (const auto& [code, boards] : by_code(section)) {
+      for (const auto& [code, boards] : section.boards) {
         heads.push_back("code " + std::to_string(code) + ": " + join(boards, ", "));
       }
       heads[0][0] = 'C';
@@ -106,18 +100,10 @@ class Matrix {
   }
 
  private:
-  static std::map<int, std::vector<std::string>> by_code(const Section& section) {
-    std::map<int, std::vector<std::string>> all;
-    for (const auto& [code, boards] : section.boards) {
-      all[code].insert(all[code].end(), boards.begin(), boards.end());
-    }
-    return all;
-  }
-  static void note(std::vector<std::pair<std::string, Missed>>& missed, const JigFault& fault,
-                   const std::string& code) {
-    auto known = std::ranges::find(missed, fault.effect, &std::pair<std::string, Missed>::first);
-    if (known == missed.end()) known = missed.insert(known, {fault.effect, {fault.text, {}}});
-    known->second.codes.push_back(code);
+  static void note(std::vector<Missed>& missed, const JigFault& fault, const std::string& code) {
+    auto known = std::ranges::find(missed, fault.effect, &Missed::effect);
+    if (known == missed.end()) known = missed.insert(known, {fault.effect, fault.text});
+    known->codes.push_back(code);
   }
   Section& section(const std::string& table) {
     const auto known = std::ranges::find(sections_, table, &Section::table);

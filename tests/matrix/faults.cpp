@@ -7,50 +7,25 @@
 #include <iterator>
 #include <map>
 #include <set>
-#include <stdexcept>
 
 #include "boardsim/board.h"
 #include "boardsim/families/families.h"
 #include "boardsim/jigs/wiring.h"
 #include "catalogue/catalogue.h"
-#include "t1_sdk/boardtest/peripheral/alarm/alarm.h"
+#include "tests/harness/ask.h"
 #include "tests/harness/console.h"
 #include "tests/harness/station_link.h"
 
 namespace {
 
-struct AlarmCode {
-  int code;
-  const char* jig;
-  void (*test)();
-};
-
-// clang-format off
-const AlarmCode kCodes[] = {
-    {513,   "1in1out",          t1_sdk_alarm_test_1in1out},
-    {518,   "4in5out",          t1_sdk_alarm_test_4in5out},
-    {519,   "4in7out",          t1_sdk_alarm_test_4in7out},
-    {520,   "5in3out",          t1_sdk_alarm_test_5in3out},
-    {521,   "5in3out",          t1_sdk_alarm_test_5in4out},
-    {528,   "5in3out",          t1_sdk_alarm_test_5in5out},
-    {530,   "8in9out",          t1_sdk_alarm_test_8in9out},
-    {531,   "10in10out-switch", t1_sdk_alarm_test_10in10out_switch},
-    {532,   "10in10out-level",  t1_sdk_alarm_test_10in10out_level},
-    {534,   "3in2out",          t1_sdk_alarm_test_3in2out},
-    {535,   "2in4out",          t1_sdk_alarm_test_2in4out},
-    {69634, "1in3out",          t1_sdk_alarm_test_1in3out},
-};
-// clang-format on
-
-const AlarmCode& alarm_code(int code) {
-  const auto* found = std::ranges::find(kCodes, code, &AlarmCode::code);
-  if (found == std::end(kCodes)) throw std::invalid_argument(std::to_string(code) + " is no alarm code");
-  return *found;
-}
+const std::map<int, const char*> kJigs = {
+    {513, "1in1out"},         {518, "4in5out"}, {519, "4in7out"}, {520, "5in3out"},
+    {521, "5in3out"},         {528, "5in3out"}, {530, "8in9out"}, {531, "10in10out-switch"},
+    {532, "10in10out-level"}, {534, "3in2out"}, {535, "2in4out"}, {69634, "1in3out"}};
 
 void plug_in(boardsim::Board& simulated, const TestedBoard& board, int code) {
   if (board.type != 0) simulated.set_type(board.type);
-  simulated->bench.set_jig(alarm_code(code).jig);
+  simulated->bench.set_jig(kJigs.at(code));
 }
 
 std::string where(const boardsim::JigInput& input, std::uint32_t type) {
@@ -95,7 +70,8 @@ Run run(const TestedBoard& board, int code, const std::string& fault) {
   if (!fault.empty()) simulated.fault(fault);
   const Console console;
   StationLink station;
-  alarm_code(code).test();
+  start_anew();
+  ask(code);
   Run result{console.lines(), number_behind(console.err(), "错误次数"), station.reply()};
   if (result.errors.empty()) result.errors = number_behind(console.out(), "失败-");
   return result;

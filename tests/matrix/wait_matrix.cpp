@@ -1,5 +1,6 @@
-// The waits of every test add up to what is prescribed: how long each test code takes on every family of
-// healthy boards, to the microsecond. Fails when a run takes more or less.
+// The waits that are prescribed for each test code on every family of healthy boards, to the microsecond.
+#include "tests/matrix/wait_matrix.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -8,11 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "boardsim/board.h"
-#include "tests/harness/ask.h"
-#include "tests/harness/console.h"
-#include "tests/harness/station_link.h"
-#include "tests/matrix/codes.h"
+#include "catalogue/catalogue.h"
 
 namespace {
 
@@ -215,19 +212,6 @@ const Row* find(int code, std::string_view family) {
   return others;
 }
 
-/// How long a code takes on a healthy board of a family.
-Time run(int code, std::string_view family) {
-  boardsim::Board board(family);
-  const Console console;
-  StationLink station;
-  start_anew();
-  const Time begin = board.now();
-  ask(code);
-  const Time taken = board.now() - begin;
-  station.reset();  // a close in good order would keep a port of the PC for a minute: runs are many
-  return taken;
-}
-
 /// "6,500 ms", "3.906 ms".
 std::string text(Time span) {
   std::string number = std::to_string(span.count() / 1000);
@@ -236,55 +220,36 @@ std::string text(Time span) {
   return number + " ms";
 }
 
-/// Whether a code takes on a family what is prescribed; says so when it does not.
-bool is_kept(int code, std::string_view family) {
+}  // namespace
+
+bool is_prescribed(int code, std::string_view family, Time taken) {
   const Row* const row = find(code, family);
   if (row == nullptr) {
-    std::printf("code %d on %s: nothing prescribed\n", code, family.data());
+    std::printf("code %d on %s: no time prescribed\n", code, family.data());
     return false;
   }
   const Time devices = sum(row->devices);
-  const Time taken = run(code, family) - devices;
-  if (taken == sum(row->waits)) return true;
+  if (taken == sum(row->waits) + devices) return true;
   std::printf("code %d on %s: %s prescribed, %s taken", code, family.data(), text(sum(row->waits)).c_str(),
-              text(taken).c_str());
+              text(taken - devices).c_str());
   if (devices > 0s) std::printf(" besides %s of the devices' time", text(devices).c_str());
   std::printf("\n");
   return false;
 }
 
-/// Whether the table has no code and no family that does not exist; says so when it has.
-bool is_right() {
+bool prescribes_what_exists() {
   bool right = true;
+  const auto complain = [&](int code, std::string_view what) {
+    std::printf("the times of code %d: there is no %s\n", code, what.data());
+    right = false;
+  };
   for (const Row& row : kRows) {
-    if (catalogue::find_test(row.code) == nullptr) {
-      std::printf("there is no code %d\n", row.code);
-      right = false;
-    }
+    if (catalogue::find_test(row.code) == nullptr) complain(row.code, "such code");
     for (const std::string_view name : row.families) {
-      if (std::ranges::find(boardsim::families(), name, &boardsim::Family::name) !=
-          boardsim::families().end())
-        continue;
-      std::printf("code %d: there is no family %s\n", row.code, name.data());
-      right = false;
+      const auto families = boardsim::families();
+      if (std::ranges::find(families, name, &boardsim::Family::name) == families.end())
+        complain(row.code, name);
     }
   }
   return right;
-}
-
-}  // namespace
-
-int main() {
-  const bool right = is_right();
-  int runs = 0;
-  int different = 0;
-  for (const int code : test_codes()) {
-    for (const boardsim::Family& family : boardsim::families()) {
-      ++runs;
-      different += !is_kept(code, family.name);
-    }
-  }
-  std::printf("%d runs, %zu codes on %zu families: %d take another time than prescribed\n", runs,
-              catalogue::tests().size(), boardsim::families().size(), different);
-  return right && different == 0 ? 0 : 1;
 }

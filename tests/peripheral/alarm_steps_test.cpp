@@ -1,308 +1,316 @@
-// Alarm tests in fixed steps: four inputs behind the FPGA and its relays.
-#include <gtest/gtest.h>
-#include <array>
+// Alarm tests in fixed steps: four inputs behind the FPGA and its relays, or behind the alarm driver.
+#include <fcntl.h>
 #include <chrono>
+#include <cstdio>
+#include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "t1_sdk/boardtest/peripheral/alarm/alarm.h"
 #include "t1_sdk/boardtest/peripheral/alarm/variants.h"
-#include "tests/peripheral/alarm_reports.h"
-#include "tests/peripheral/alarm_step_lines.h"
+#include "tests/peripheral/alarm_room.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 
 struct Step {
-  unsigned outputs;               ///< register 0x2002
-  std::array<unsigned, 5> five;   ///< relays 81 to 85 of boards with seven outputs
-  std::array<unsigned, 3> three;  ///< relays 81 to 83 of the others
+  unsigned outputs;                     ///< register 0x2002, or what is handed to the driver
+  unsigned reference;                   ///< what the inputs should then be
+  std::vector<unsigned> wide_relays{};  ///< relays 81 to 85, of type 4
+  std::vector<unsigned> relays{};       ///< relays 81 to 83, of any other
 };
 
-constexpr std::array<Step, 4> kSteps = {{
-    {0x80000018, {1, 1, 1, 1, 0}, {1, 1, 0}},
-    {0xC0000018, {0, 0, 0, 0, 0}, {0, 0, 0}},
-    {0x80000018, {0, 0, 0, 1, 1}, {1, 0, 1}},
-    {0xC0000018, {0, 0, 0, 0, 0}, {0, 0, 0}},
-}};
-constexpr StepReferences kReferences = {0x0, 0xF, 0x0, 0xF};
+/// One test. Where the device is the alarm driver, the FPGA is not used.
+struct Variant {
+  const char* name;
+  const char* family;
+  void (*run)(int type, int code);
+  const char* banner;
+  int type;
+  const char* device;
+  unsigned at_rest;  ///< the inputs when all outputs are off
+  std::vector<Step> steps;
 
-class AlarmRelayStepsTest : public AlarmRun {
- protected:
-  AlarmRelayStepsTest() : AlarmRun("6444") {}
+  bool has_driver() const { return std::string_view(device) == "/dev/alarm"; }
+};
 
-  void run_seven() { alarm_test_64xx_u(4, 519); }
-  void run_five() { alarm_test_64xx_u(5, 518); }
+const std::vector<Step> kFpgaSteps = {
+    {0x80000018, 0x0, {1, 1, 1, 1, 0}, {1, 1, 0}},
+    {0xC0000018, 0xF, {0, 0, 0, 0, 0}, {0, 0, 0}},
+    {0x80000018, 0x0, {0, 0, 0, 1, 1}, {1, 0, 1}},
+    {0xC0000018, 0xF, {0, 0, 0, 0, 0}, {0, 0, 0}},
+};
 
-  static Lines script(int type) {
-    HardwareScript it;
-    it.open("/dev/qznio");
-    it.open("/dev/qznitc");
-    it.open("/dev/fpga");
-    it.fpga(0x60, 0);
-    it.fpga(0x2006, 1);
-    it.fpga(0x2009, 1);
-    it.fpga(0x2014, 1);
-    it.fpga(0x2008, 0);
-    it.test_control(1);
-    for (int cycle = 0; cycle < 5; ++cycle) {
-      for (const Step& step : kSteps) {
-        it.fpga(0x2002, step.outputs);
-        unsigned relay = 81;
-        if (type == 4) {
-          for (const unsigned level : step.five) it.fpga(relay++, level);
-        } else {
-          for (const unsigned level : step.three) it.fpga(relay++, level);
-        }
-        it.wait(500ms);
-        it.read_eight();
-      }
-    }
+// clang-format off
+const Variant kSevenOutputs = {"SevenOutputs", "6444",      alarm_test_64xx_u,  "alarm_test_65xx",    4, "/dev/fpga",  0xF, kFpgaSteps};
+const Variant kFiveOutputs  = {"FiveOutputs",  "68xx-fpga", alarm_test_64xx_u,  "alarm_test_65xx",    5, "/dev/fpga",  0xF, kFpgaSteps};
+const Variant kLoop         = {"Loop",         "loop",      alarm_test_wpf_u,   "alarm_test_wpf_u",   5, "/dev/alarm", 0x3, {{0, 0x3}, {15, 0xC}, {0, 0x3}, {27, 0xC}}};
+// Without a fourth step: the driver is only read once more.
+const Variant kThreeInputs  = {"ThreeInputs",  "6444-j",    alarm_test_wpf_u_j, "alarm_test_wpf_u_j", 2, "/dev/alarm", 0xF, {{0, 0xF}, {15, 0x2}, {0, 0xF}}};
+// clang-format on
+
+void PrintTo(const Variant& variant, std::ostream* out) {
+  *out << variant.name;
+}
+
+// ---- what a run asks of the board ------------------------------------------------------------------------
+
+void read_driver(HardwareScript& it) {
+  it.open("/dev/alarm").read_outputs().close("/dev/alarm");
+}
+
+void step_script(HardwareScript& it, const Variant& variant, int type, const Step& step) {
+  if (variant.has_driver()) {
+    read_driver(it);
+    it.open("/dev/alarm").outputs(step.outputs).close("/dev/alarm");
+    read_driver(it);
+  } else {
+    it.fpga(0x2002, step.outputs);
+    unsigned relay = 81;
+    for (const unsigned level : type == 4 ? step.wide_relays : step.relays) it.fpga(relay++, level);
+  }
+  it.wait(500ms).read_eight();
+}
+
+HardwareScript run_script(const Variant& variant, int type) {
+  HardwareScript it = opened(variant.device);
+  if (!variant.has_driver()) set_up_fpga(it, 0);
+  it.test_control(1);
+  for (int cycle = 0; cycle < 5; ++cycle) {
+    for (const Step& step : variant.steps) step_script(it, variant, type, step);
+    if (variant.steps.size() == 3) read_driver(it);
+  }
+  if (!variant.has_driver()) {
     it.fpga(0x2002, 0x80000018);
     for (unsigned relay = 81; relay <= 85; ++relay) it.fpga(relay, 0);
-    it.wait(500ms);
-    it.test_control(0);
-    it.close("/dev/qznio");
-    it.close("/dev/qznitc");
-    it.close("/dev/fpga");
-    return it.lines();
   }
+  finish(it);
+  return variant.has_driver() ? it.call("close -1 = -1 EBADF") : it.close("/dev/fpga");
+}
 
-  /// The console of a run in which the inputs read the same words in each cycle.
-  std::string said(int type, const std::array<unsigned, 4>& words) {
-    return "alarm_test_65xx\ntype: " + std::to_string(type) + "\n" + said_by_cycles(words, kReferences) +
-           "\n";
+// ---- what it says ----------------------------------------------------------------------------------------
+
+/// The driver's state, as it is read back.
+std::string state_line(unsigned state) {
+  char text[32];
+  std::snprintf(text, sizeof text, "alarm_all_value:%x\n", state);
+  return text;
+}
+
+std::string words_line(unsigned word, unsigned reference) {
+  char text[64];
+  std::snprintf(text, sizeof text, "trigger_in=0x%04x,ref=0x%04x\n", word, reference);
+  return (word == reference ? ", 成功," : ", 失败,") + std::string(text);
+}
+
+std::string head(const Variant& variant) {
+  return std::string(variant.banner) + "\ntype: " + std::to_string(variant.type) + "\n";
+}
+
+/// What a step (0 to 3) that read a word prints. `state` is the driver's before it, and then behind it. The
+/// register values are those of one FPGA board, whatever the board is.
+std::string step_console(const Variant& variant, std::size_t step, unsigned word, unsigned& state) {
+  static const char* const kLabels[] = {
+      "##1 0x1 0x1 0x1 0x1 0x0 0x80000018",
+      "##2 0x0 0x0 0x0 0x0 0x0 0xC0000018",
+      "##3 0x0 0x0 0x0 0x1 0x1 0x80000018",
+      "##4 0x0 0x0 0x0 0x0 0x0 0xC0000018",
+  };
+  std::string text;
+  if (variant.has_driver()) {
+    text += state_line(state);
+    state = variant.steps[step].outputs;
+    text += std::string(3, static_cast<char>('1' + step)) + state_line(state);
   }
-};
-
-TEST_F(AlarmRelayStepsTest, ABoardWithSevenOutputsDrivesFiveRelaysInFourSteps) {
-  const Lines expected = script(4);
-  run_seven();
-  EXPECT_EQ(board.timed_hardware_trace(), expected);
-  EXPECT_EQ(board.now(), 10500ms);
+  return text + kLabels[step] + words_line(word, variant.steps[step].reference);
 }
 
-TEST_F(AlarmRelayStepsTest, OtherBoardsDriveThreeRelaysButReleaseFive) {
-  with_family("normal");
-  const Lines expected = script(5);
-  run_five();
-  EXPECT_EQ(board.timed_hardware_trace(), expected);
-}
-
-TEST_F(AlarmRelayStepsTest, EveryTypeButFourDrivesThreeRelays) {
-  for (const int type : {0, 3, -1, 2147483647}) {
-    with_family("normal");
-    station.forget();
-    const Lines expected = script(type);
-    alarm_test_64xx_u(type, 518);
-    EXPECT_EQ(board.timed_hardware_trace(), expected) << type;
-    expect_pass(518);
+/// The console of a run in which each cycle's steps read these words.
+std::string run_console(const Variant& variant, const std::vector<unsigned>& words) {
+  std::string text = head(variant);
+  unsigned state = 0;
+  for (int cycle = 1; cycle <= 5; ++cycle) {
+    text += cycle_head(cycle);
+    for (std::size_t step = 0; step < words.size(); ++step) {
+      text += step_console(variant, step, words[step], state);
+    }
+    if (words.size() == 3) text += state_line(state);
   }
+  return text + "\n";
 }
 
-TEST_F(AlarmRelayStepsTest, AHealthyBoardWithSevenOutputsPasses) {
-  run_seven();
-  EXPECT_EQ(console.out(), said(4, {0x0, 0xF, 0x0, 0xF}));
-  EXPECT_EQ(console.err(), summary(5, 0));
-  expect_pass(519);
-  EXPECT_EQ(gpiofd, -1);
-}
+// ---- all of them -----------------------------------------------------------------------------------------
 
-TEST_F(AlarmRelayStepsTest, AHealthyBoardWithFiveOutputsPasses) {
-  with_family("normal");
-  run_five();
-  EXPECT_EQ(console.out(), said(5, {0x0, 0xF, 0x0, 0xF}));
-  EXPECT_EQ(console.err(), summary(5, 0));
-  expect_pass(518);
-}
-
-TEST_F(AlarmRelayStepsTest, TheEntriesRunTheSameTest) {
-  t1_sdk_alarm_test_4in7out();
-  EXPECT_EQ(console.out(), said(4, {0x0, 0xF, 0x0, 0xF}));
-  expect_pass(519);
-  with_family("normal");
-  station.forget();
-  console.clear();
-  t1_sdk_alarm_test_4in5out();
-  EXPECT_EQ(console.out(), said(5, {0x0, 0xF, 0x0, 0xF}));
-  expect_pass(518);
-}
-
-TEST_F(AlarmRelayStepsTest, TheLinesOfTheEightInputsAreReadInTheirOrder) {
-  run_seven();
-  std::vector<unsigned> lines;
-  for (const boardsim::Call& call : board.trace()) {
-    if (call.request == 0x80044703) lines.push_back(call.record.at(0));
-  }
-  std::vector<unsigned> expected;
-  for (int step = 0; step < 20; ++step) expected.insert(expected.end(), {74, 76, 77, 78, 20, 17, 15, 94});
-  EXPECT_EQ(lines, expected);
-}
-
-TEST_F(AlarmRelayStepsTest, EachStepIsSaidWhenItIsDoneAndFlushedUpToTheThird) {
-  for (int step = 1; step <= 3; ++step) {
-    board.at(boardsim::Time(500ms) * step + 1ms, [this, step] {
-      std::string expected = "alarm_test_65xx\ntype: 4\n" + cycle_head(1);
-      for (int done = 1; done <= step; ++done)
-        expected += step_line(done, kReferences[step_index(done)], kReferences);
-      EXPECT_EQ(console.flushed(), expected) << step;
-    });
-  }
-  run_seven();
-}
-
-TEST_F(AlarmRelayStepsTest, TheIoDriverStaysOpenWhileTheTestRuns) {
-  board.at(5s, [this] {
-    EXPECT_GT(gpiofd, 0);
-    EXPECT_EQ(board.open_nodes(), (Lines{"/dev/qznio", "/dev/qznitc", "/dev/fpga"}));
-  });
-  run_seven();
-  EXPECT_EQ(gpiofd, -1);
-}
-
-TEST_F(AlarmRelayStepsTest, AllRelaysAreReleasedInTheEndAndTheOutputsKeepTheirEndValue) {
-  run_seven();
-  EXPECT_EQ(board->fpga.reg(0x2002), 0x80000018U);
-  for (unsigned relay = 81; relay <= 85; ++relay) EXPECT_EQ(board->fpga.reg(relay), 0U) << relay;
-}
-
-// ---- faults -----------------------------------------------------------------------------
-
-struct StepFault {
-  const char* fault;
-  std::array<unsigned, 4> words;  ///< what the steps read
-  int errors;                     ///< in five cycles
-};
-
-// clang-format off
-const StepFault kFaults[] = {
-  {"input T1 stuck high",             {0x1, 0xF, 0x1, 0xF}, 10},
-  {"input T2 stuck high",             {0x2, 0xF, 0x2, 0xF}, 10},
-  {"input T3 stuck high",             {0x4, 0xF, 0x4, 0xF}, 10},
-  {"input T4 stuck high",             {0x8, 0xF, 0x8, 0xF}, 10},
-  {"input T1 stuck low",              {0x0, 0xE, 0x0, 0xE}, 10},
-  {"input T2 stuck low",              {0x0, 0xD, 0x0, 0xD}, 10},
-  {"input T3 stuck low",              {0x0, 0xB, 0x0, 0xB}, 10},
-  {"input T4 stuck low",              {0x0, 0x7, 0x0, 0x7}, 10},
-  {"wire T1 cut",                     {0x1, 0xF, 0x1, 0xF}, 10},
-  {"wire T2 cut",                     {0x2, 0xF, 0x2, 0xF}, 10},
-  {"wire T3 cut",                     {0x4, 0xF, 0x4, 0xF}, 10},
-  {"wire T4 cut",                     {0x8, 0xF, 0x8, 0xF}, 10},
-  {"short T1 GND",                    {0x0, 0xE, 0x0, 0xE}, 10},
-  // T4 hangs on F1, F2 and F3 in a row in the first step, on F5 in the third.
-  {"output F1 dead",                  {0x8, 0xF, 0x0, 0xF},  5},
-  {"output F2 dead",                  {0x8, 0xF, 0x0, 0xF},  5},
-  {"output F3 dead",                  {0x8, 0xF, 0x0, 0xF},  5},
-  {"output F4 dead",                  {0x4, 0xF, 0x4, 0xF}, 10},
-  {"output F5 dead",                  {0x0, 0xF, 0x8, 0xF},  5},
-  {"output F6 dead",                  {0x1, 0xF, 0x1, 0xF}, 10},
-  {"output F7 dead",                  {0x2, 0xF, 0x2, 0xF}, 10},
-  {"output F4 closed",                {0x0, 0xB, 0x0, 0xB}, 10},
-  {"output F5 closed",                {0x0, 0x7, 0x0, 0x7}, 10},
-  {"output F6 closed",                {0x0, 0xE, 0x0, 0xE}, 10},
-  {"output F7 closed",                {0x0, 0xD, 0x0, 0xD}, 10},
-  // Not found: one of three in a row, and inputs that are always pulled together.
-  {"output F1 closed",                {0x0, 0xF, 0x0, 0xF},  0},
-  {"output F2 closed",                {0x0, 0xF, 0x0, 0xF},  0},
-  {"output F3 closed",                {0x0, 0xF, 0x0, 0xF},  0},
-  {"short T1 T2",                     {0x0, 0xF, 0x0, 0xF},  0},
-  {"short T1 T3",                     {0x0, 0xF, 0x0, 0xF},  0},
-  {"short T1 T4",                     {0x0, 0xF, 0x0, 0xF},  0},
-  {"short T2 T3",                     {0x0, 0xF, 0x0, 0xF},  0},
-  {"short T2 T4",                     {0x0, 0xF, 0x0, 0xF},  0},
-  {"short T3 T4",                     {0x0, 0xF, 0x0, 0xF},  0},
-  {"gpio 74 stuck high",              {0x1, 0xF, 0x1, 0xF}, 10},
-  {"gpio 76 stuck low",               {0x0, 0xD, 0x0, 0xD}, 10},
-  {"gpio 20 stuck high",              {0x0, 0xF, 0x0, 0xF},  0},
-  {"gpio 94 stuck low",               {0x0, 0xF, 0x0, 0xF},  0},
-  {"ioctl /dev/qznio 0x80044703",     {0x0, 0x0, 0x0, 0x0}, 10},
-  {"ioctl /dev/fpga",                 {0xF, 0xF, 0xF, 0xF}, 10},
-};
-// clang-format on
-
-void PrintTo(const StepFault& row, std::ostream* out) {
-  *out << row.fault;
-}
-
-class AlarmRelayStepsFaultTest : public AlarmRelayStepsTest,
-                                 public ::testing::WithParamInterface<StepFault> {};
-
-INSTANTIATE_TEST_SUITE_P(Each, AlarmRelayStepsFaultTest, ::testing::ValuesIn(kFaults),
-                         [](const auto& row) { return fault_name(row.param.fault); });
-
-TEST_P(AlarmRelayStepsFaultTest, ShowsInTheStepsThatItSpoilsAndInTheCount) {
-  board.fault(GetParam().fault);
-  run_seven();
-  const int errors = GetParam().errors;
-  EXPECT_EQ(console.out(), said(4, GetParam().words) + (errors != 0 ? "fail num = 10\n" : ""));
-  EXPECT_EQ(console.err(), summary(5, errors));
-  expect_reply(519, errors != 0 ? "Fail" : "Pass", errors != 0 ? "测试失败" : "测试成功");
-}
-
-// clang-format off
-const StepFault kFiveOutputFaults[] = {
-  {"wire T1 cut",        {0x1, 0xF, 0x1, 0xF}, 10},
-  {"wire T2 cut",        {0x2, 0xF, 0x2, 0xF}, 10},
-  {"wire T3 cut",        {0x4, 0xF, 0x4, 0xF}, 10},
-  {"wire T4 cut",        {0x8, 0xF, 0x8, 0xF}, 10},
-  {"input T1 stuck low", {0x0, 0xE, 0x0, 0xE}, 10},
-  {"input T2 stuck low", {0x0, 0xD, 0x0, 0xD}, 10},
-  {"input T3 stuck low", {0x0, 0xB, 0x0, 0xB}, 10},
-  {"input T4 stuck low", {0x0, 0x7, 0x0, 0x7}, 10},
-  {"short T3 GND",       {0x0, 0xB, 0x0, 0xB}, 10},
-  // T4 hangs on F2 in the first step, on F3 in the third.
-  {"output F1 dead",     {0x4, 0xF, 0x4, 0xF}, 10},
-  {"output F2 dead",     {0x8, 0xF, 0x0, 0xF},  5},
-  {"output F3 dead",     {0x0, 0xF, 0x8, 0xF},  5},
-  {"output F4 dead",     {0x1, 0xF, 0x1, 0xF}, 10},
-  {"output F5 dead",     {0x2, 0xF, 0x2, 0xF}, 10},
-  {"output F1 closed",   {0x0, 0xB, 0x0, 0xB}, 10},
-  {"output F2 closed",   {0x0, 0x7, 0x0, 0x7}, 10},
-  {"output F3 closed",   {0x0, 0x7, 0x0, 0x7}, 10},
-  {"output F4 closed",   {0x0, 0xE, 0x0, 0xE}, 10},
-  {"output F5 closed",   {0x0, 0xD, 0x0, 0xD}, 10},
-  // Not found: inputs that are always pulled together.
-  {"short T1 T2",        {0x0, 0xF, 0x0, 0xF},  0},
-  {"short T1 T3",        {0x0, 0xF, 0x0, 0xF},  0},
-  {"short T1 T4",        {0x0, 0xF, 0x0, 0xF},  0},
-  {"short T2 T3",        {0x0, 0xF, 0x0, 0xF},  0},
-  {"short T2 T4",        {0x0, 0xF, 0x0, 0xF},  0},
-  {"short T3 T4",        {0x0, 0xF, 0x0, 0xF},  0},
-};
-// clang-format on
-
-class AlarmFiveOutputsFaultTest : public AlarmRelayStepsFaultTest {
+class AlarmStepsTest : public AlarmRoom, public ::testing::WithParamInterface<Variant> {
  protected:
-  AlarmFiveOutputsFaultTest() { with_family("68xx-fpga"); }
+  static constexpr int kCode = 518;
+
+  AlarmStepsTest() : AlarmRoom(GetParam().family) {
+    if (variant.has_driver()) expect_open({"/dev/alarm"});
+  }
+
+  /// Goes on with another such board, unless this one is still new.
+  void next_board() {
+    if (!board.trace().empty()) AlarmRoom::next_board(variant.family);
+  }
+  void run() { variant.run(variant.type, kCode); }
+  std::vector<unsigned> healthy() const {
+    std::vector<unsigned> words;
+    for (const Step& step : variant.steps) words.push_back(step.reference);
+    return words;
+  }
+  int errors_in(const std::vector<unsigned>& words) const {
+    int errors = 0;
+    for (std::size_t step = 0; step < words.size(); ++step) {
+      if (words[step] != variant.steps[step].reference) errors += 5;
+    }
+    return errors;
+  }
+  /// Runs, and expects all that is said when each cycle's steps read these words.
+  void expect_words(const std::vector<unsigned>& words) {
+    run();
+    const int errors = errors_in(words);
+    EXPECT_EQ(console.out(), run_console(variant, words) + (errors != 0 ? "fail num = 10\n" : ""));
+    EXPECT_EQ(console.err(), summary(5, errors));
+    expect_reply(kCode, errors != 0 ? "Fail" : "Pass", errors != 0 ? "测试失败" : "测试成功");
+  }
+
+  const Variant& variant = GetParam();
 };
 
-INSTANTIATE_TEST_SUITE_P(Each, AlarmFiveOutputsFaultTest, ::testing::ValuesIn(kFiveOutputFaults),
-                         [](const auto& row) { return fault_name(row.param.fault); });
+INSTANTIATE_TEST_SUITE_P(On, AlarmStepsTest,
+                         ::testing::Values(kSevenOutputs, kFiveOutputs, kLoop, kThreeInputs),
+                         [](const auto& row) { return std::string(row.param.name); });
 
-TEST_P(AlarmFiveOutputsFaultTest, ShowsOnABoardWithFiveOutputsToo) {
-  board.fault(GetParam().fault);
-  t1_sdk_alarm_test_4in5out();
-  const int errors = GetParam().errors;
-  EXPECT_EQ(console.out(), said(5, GetParam().words) + (errors != 0 ? "fail num = 10\n" : ""));
-  EXPECT_EQ(console.err(), summary(5, errors));
-  expect_reply(518, errors != 0 ? "Fail" : "Pass", errors != 0 ? "测试失败" : "测试成功");
+TEST_P(AlarmStepsTest, AHealthyBoardPassesWithEachCallInItsTime) {
+  expect_words(healthy());
+  expect_trace(run_script(variant, variant.type));
+  EXPECT_EQ(board.now(), 500ms * (5 * static_cast<int>(variant.steps.size()) + 1));
+  EXPECT_EQ(gpiofd, -1);
 }
 
-TEST_F(AlarmRelayStepsTest, OneBadStepOfTwentyFailsTheTest) {
-  board.at(2100ms, [this] { board.fault("gpio 77 stuck high"); });
-  board.at(2600ms, [this] { board.clear_faults(); });
-  run_seven();
+TEST_P(AlarmStepsTest, EveryTypeIsAcceptedAndOnlyTypeFourDrivesFiveRelays) {
+  for (const int type : {-1, 0, 3, 4, 5, 2147483647}) {
+    SCOPED_TRACE(type);
+    next_board();
+    variant.run(type, kCode);
+    EXPECT_EQ(console.lines().at(1), "type: " + std::to_string(type));
+    expect_trace(run_script(variant, type));
+  }
+}
+
+TEST_P(AlarmStepsTest, EachStepIsSaidWhenItIsDoneAndFlushedUpToTheThird) {
+  std::string said = head(variant) + cycle_head(1);
+  unsigned state = 0;
+  for (std::size_t step = 0; step < variant.steps.size(); ++step) {
+    if (step < 3) said += step_console(variant, step, variant.steps[step].reference, state);
+    board.at(500ms * static_cast<int>(step + 1) + 1ms, [this, said] { EXPECT_EQ(console.flushed(), said); });
+  }
+  run();
+}
+
+TEST_P(AlarmStepsTest, EachStepInWhichAnInputIsWrongCounts) {
+  for (unsigned bit = 0; bit < 4; ++bit) {
+    for (const bool high : {false, true}) {
+      const std::string fault = "input T" + std::to_string(bit + 1) + (high ? " stuck high" : " stuck low");
+      SCOPED_TRACE(fault);
+      next_board();
+      board.fault(fault);
+      std::vector<unsigned> words = healthy();
+      for (unsigned& word : words) word = high ? word | 1U << bit : word & ~(1U << bit);
+      expect_words(words);
+    }
+  }
+}
+
+TEST_P(AlarmStepsTest, OneBadStepFailsTheTest) {
+  const bool is_high = (variant.steps[0].reference & 1U) != 0;
+  board.at(100ms, [this, is_high] { board.fault(is_high ? "input T1 stuck low" : "input T1 stuck high"); });
+  board.at(600ms, [this] { board.clear_faults(); });
+  run();
   EXPECT_EQ(console.err(), summary(5, 1));
-  expect_fail(519, "测试失败");
+  expect_fail(kCode, "测试失败");
 }
 
-TEST_F(AlarmRelayStepsTest, StepsAreCountedNotCycles) {
-  board.at(3900ms, [this] { board.fault("ioctl /dev/qznio 0x80044703"); });  // steps 4, 2, 4
-  board.at(6100ms, [this] { board.clear_faults(); });
-  run_seven();
-  EXPECT_EQ(console.err(), summary(5, 3));
-  expect_fail(519, "测试失败");
+TEST_P(AlarmStepsTest, OnlyTheFirstFourInputsCount) {
+  board.fault("gpio 20 stuck high");
+  board.fault("gpio 94 stuck low");
+  expect_words(healthy());
+}
+
+TEST_P(AlarmStepsTest, InputsThatCannotBeReadAreLow) {
+  board.fault("ioctl /dev/qznio 0x80044703");
+  expect_words(std::vector<unsigned>(variant.steps.size(), 0));
+}
+
+TEST_P(AlarmStepsTest, WithOutputsThatStayOffTheStepsFailInWhichTheyShouldBeOn) {
+  board.fault(variant.has_driver() ? "ioctl /dev/alarm 0x40044101 #2+" : "ioctl /dev/fpga");
+  run();
+  EXPECT_EQ(console.err(),
+            summary(5, errors_in(std::vector<unsigned>(variant.steps.size(), variant.at_rest))));
+  expect_fail(kCode, "测试失败");
+}
+
+// ---- the alarm driver ------------------------------------------------------------------------------------
+
+class AlarmDriverStepsTest : public AlarmRoom {
+ protected:
+  /// Runs each of the driver's variants with a fault on a board of its own, and hands it over behind that.
+  template <class Check>
+  void on_each(const char* fault, Check check) {
+    for (const Variant& variant : {kLoop, kThreeInputs}) {
+      SCOPED_TRACE(variant.name);
+      next_board(variant.family);
+      expect_open({"/dev/alarm"});
+      if (fault != nullptr) board.fault(fault);
+      variant.run(variant.type, 518);
+      check(variant);
+    }
+  }
+  /// So many lines of the first step.
+  Lines first_lines(int count) const {
+    const Lines lines = console.lines();
+    return {lines.begin() + 4, lines.begin() + 4 + count};
+  }
+};
+
+TEST_F(AlarmDriverStepsTest, ADescriptorThatWasNeverOpenedIsClosedInThePlaceOfTheAlarmNode) {
+  on_each(nullptr, [this](const Variant&) {
+    EXPECT_EQ(board.hardware_trace().back(), "close -1 = -1 EBADF");
+    for (const int standard : {0, 1, 2}) EXPECT_NE(::fcntl(standard, F_GETFD), -1) << standard;
+    EXPECT_NE(::fcntl(station.board_socket(), F_GETFD), -1);
+  });
+}
+
+TEST_F(AlarmDriverStepsTest, OneMoreAlarmNodeStaysOpenWithEachRun) {
+  on_each(nullptr, [this](const Variant& variant) {
+    EXPECT_EQ(board.open_nodes(), Lines{"/dev/alarm"});
+    variant.run(variant.type, 518);
+    expect_open({"/dev/alarm", "/dev/alarm"});
+  });
+}
+
+TEST_F(AlarmDriverStepsTest, ADriverThatRefusesToSetOutputsIsSaid) {
+  on_each("ioctl /dev/alarm 0x40044101 #1 EIO", [this](const Variant&) {
+    EXPECT_EQ(first_lines(3), (Lines{"alarm_all_value:0", "set alarm out stat fail!(Input/output error)",
+                                     "111alarm_all_value:0"}));
+  });
+}
+
+TEST_F(AlarmDriverStepsTest, AFailedReadingOfTheDriverIsShownAsAllOnesAndTheTestPasses) {
+  on_each("ioctl /dev/alarm 0x80044102 #1 EIO", [this](const Variant&) {
+    EXPECT_EQ(first_lines(3), (Lines{"get alarm out stat fail!(Input/output error)",
+                                     "get all_alarm stat fail!(-1)", "alarm_all_value:ffffffff"}));
+    expect_pass(518);
+  });
+}
+
+TEST_F(AlarmDriverStepsTest, ADriverThatDoesNotOpenForAReadingIsShownAsZeroAndTheTestPasses) {
+  on_each("open /dev/alarm #2", [this](const Variant&) {  // the first one is the test's own
+    EXPECT_EQ(first_lines(2), (Lines{"boardtest:alarm_get,open /dev/alarm error.", "alarm_all_value:0"}));
+    expect_pass(518);
+  });
 }
 
 }  // namespace

@@ -1,255 +1,148 @@
 // The alarm test of ten inputs and ten outputs, of switches and of levels.
-#include <gtest/gtest.h>
-#include <array>
 #include <chrono>
+#include <cstdio>
+#include <ostream>
 #include <string>
-#include <vector>
 
-#include "t1_sdk/boardtest/peripheral/alarm/alarm.h"
 #include "t1_sdk/boardtest/peripheral/alarm/variants.h"
-#include "tests/peripheral/alarm_reports.h"
-#include "tests/peripheral/alarm_step_lines.h"
+#include "tests/peripheral/alarm_room.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 
-/// The two ways in which ten inputs are tested.
+/// What the inputs should be, and are called: two ways, and a third one that names nothing.
 struct Way {
   unsigned mode;
-  int code;
-  const char* name;  ///< as printed
+  const char* jig;
+  const char* line;  ///< printed first
   unsigned idle, alarm;
-  void (*entry)();
 };
 
-constexpr Way kSwitch = {0, 531, "开关量(10进10出)..", 0x3FF, 0x000, t1_sdk_alarm_test_10in10out_switch};
-constexpr Way kLevel = {1, 532, "电平量(10进10出)..", 0x300, 0x0FF, t1_sdk_alarm_test_10in10out_level};
-constexpr const char* kLines[] = {"74", "76", "77", "78", "20", "17", "15", "8", "59", "94"};
+constexpr Way kSwitch = {0, "10in10out-switch", "开关量(10进10出)..\n", 0x3FF, 0x000};
+constexpr Way kLevel = {1, "10in10out-level", "电平量(10进10出)..\n", 0x300, 0x0FF};
+constexpr Way kNeither = {2, "10in10out-switch", "", 0x000, 0x000};
 
 void PrintTo(const Way& way, std::ostream* out) {
-  *out << way.name;
+  *out << way.jig;
 }
 
-class AlarmTenTest : public AlarmRun {
- protected:
-  AlarmTenTest() : AlarmRun("65xx") {}
-
-  static Lines script(bool selects_board) {
-    HardwareScript it;
-    it.open("/dev/qznio");
-    it.open("/dev/qznitc");
-    it.open("/dev/fpga");
-    if (selects_board) it.fpga(0x60, 0);
-    it.test_control(1);
-    for (int cycle = 0; cycle < 5; ++cycle) {
-      for (const unsigned closed : {0U, 1U}) {
-        it.fpga(0x2018, 0x180038);
-        it.fpga(0x2002, closed != 0 ? 0xC0180038 : 0x80180038);
-        it.fpga(81, closed);
-        it.fpga(82, closed);
-        it.wait(500ms);
-        it.read_ten();
-      }
+HardwareScript run_script(bool selects_board) {
+  HardwareScript it = opened("/dev/fpga");
+  if (selects_board) it.fpga(0x60, 0);
+  it.test_control(1);
+  for (int cycle = 0; cycle < 5; ++cycle) {
+    for (const unsigned closed : {0U, 1U}) {
+      it.fpga(0x2018, 0x180038).fpga(0x2002, closed != 0 ? 0xC0180038 : 0x80180038);
+      it.fpga(81, closed).fpga(82, closed).wait(500ms).read_ten();
     }
-    it.fpga(81, 0);
-    it.fpga(82, 0);
-    it.fpga(0x2002, 0x180038);
-    it.wait(500ms);
-    it.test_control(0);
-    it.close("/dev/qznio");
-    it.close("/dev/qznitc");
-    it.close("/dev/fpga");
-    return it.lines();
   }
+  it.fpga(81, 0).fpga(82, 0).fpga(0x2002, 0x180038);
+  return finish(it).close("/dev/fpga");
+}
 
-  static std::string line(const char* what, unsigned word, unsigned reference) {
-    char words[64];
-    std::snprintf(words, sizeof words, "ret=0x%04x,ref=0x%04x\n", word, reference);
-    return std::string("##") + what + "报警输入测试," + (word == reference ? "成功," : "失败,") + words;
-  }
-  /// The console of a run in which each cycle reads the same two words.
-  static std::string said(const char* name, unsigned idle, unsigned alarm, unsigned idle_reference,
-                          unsigned alarm_reference) {
-    std::string text = "alarm_test_65xx\n";
-    if (name != nullptr) text.append(name).append("\n");
-    for (int cycle = 1; cycle <= 5; ++cycle) {
-      text += cycle_head(cycle) + line("无", idle, idle_reference) + line("有", alarm, alarm_reference);
-    }
-    return text + "\n";
-  }
-  static std::string said(const Way& way, unsigned idle, unsigned alarm) {
-    return said(way.name, idle, alarm, way.idle, way.alarm);
-  }
-};
+std::string line(const char* what, unsigned word, unsigned reference) {
+  char words[64];
+  std::snprintf(words, sizeof words, "ret=0x%04x,ref=0x%04x\n", word, reference);
+  return std::string("##") + what + "报警输入测试," + (word == reference ? "成功," : "失败,") + words;
+}
 
-class AlarmTenWaysTest : public AlarmTenTest, public ::testing::WithParamInterface<Way> {
+/// The console of a run in which each cycle reads the same two words.
+std::string run_console(const Way& way, unsigned idle, unsigned alarm) {
+  std::string text = std::string("alarm_test_65xx\n") + way.line;
+  for (int cycle = 1; cycle <= 5; ++cycle) {
+    text += cycle_head(cycle) + line("无", idle, way.idle) + line("有", alarm, way.alarm);
+  }
+  return text + "\n";
+}
+
+class AlarmTenTest : public AlarmRoom, public ::testing::WithParamInterface<Way> {
  protected:
-  AlarmTenWaysTest() { plug_in(); }
+  static constexpr int kCode = 531;
 
-  /// Goes on with a new board, which the jig of this way is plugged into.
-  void next_board() {
-    AlarmTenTest::next_board("65xx");
-    plug_in();
+  AlarmTenTest() : AlarmRoom("65xx") { board->bench.set_jig(way.jig); }
+
+  void run() { alarm_test_65xx(way.mode, kCode); }
+  /// Runs, and expects all that is said when each cycle reads these words.
+  void expect_words(unsigned idle, unsigned alarm) {
+    run();
+    const int errors = (idle != way.idle ? 5 : 0) + (alarm != way.alarm ? 5 : 0);
+    EXPECT_EQ(console.out(), run_console(way, idle, alarm) + (errors != 0 ? "fail num = 10\n" : ""));
+    EXPECT_EQ(console.err(), summary(5, errors));
+    expect_reply(kCode, errors != 0 ? "Fail" : "Pass", errors != 0 ? "测试失败" : "测试成功");
   }
-  void plug_in() { board->bench.set_jig(way.mode == 0 ? "10in10out-switch" : "10in10out-level"); }
+  /// The same on a new board with an input, counted from 1, that is held.
+  void expect_held(unsigned input, bool high) {
+    next_board("65xx");
+    board->bench.set_jig(way.jig);
+    board.fault("input T" + std::to_string(input) + (high ? " stuck high" : " stuck low"));
+    const unsigned bit = 1U << (input - 1);
+    expect_words(high ? way.idle | bit : way.idle & ~bit, high ? way.alarm | bit : way.alarm & ~bit);
+  }
 
   const Way& way = GetParam();
-
-  void run() { alarm_test_65xx(way.mode, way.code); }
-
-  /// Runs a board with a fault that keeps an input, counted from 1, at one level: one step of each cycle is
-  /// wrong.
-  void expect_held(const std::string& fault, unsigned input, bool high) {
-    SCOPED_TRACE(fault);
-    next_board();
-    board.fault(fault);
-    run();
-    const unsigned bit = 1U << (input - 1);
-    const unsigned idle = high ? way.idle | bit : way.idle & ~bit;
-    const unsigned alarm = high ? way.alarm | bit : way.alarm & ~bit;
-    EXPECT_EQ(console.out(), said(way, idle, alarm) + "fail num = 10\n");
-    EXPECT_EQ(console.err(), summary(5, 5));
-    expect_fail(way.code, "测试失败");
-  }
 };
 
-INSTANTIATE_TEST_SUITE_P(By, AlarmTenWaysTest, ::testing::Values(kSwitch, kLevel), [](const auto& row) {
+INSTANTIATE_TEST_SUITE_P(By, AlarmTenTest, ::testing::Values(kSwitch, kLevel), [](const auto& row) {
   return std::string(row.param.mode == 0 ? "Switch" : "Level");
 });
 
-TEST_P(AlarmTenWaysTest, DrivesAllOutputsAtOnceInTwoSteps) {
-  const Lines expected = script(true);
-  run();
-  EXPECT_EQ(board.timed_hardware_trace(), expected);
+TEST_P(AlarmTenTest, AHealthyBoardPassesWithAllOutputsDrivenAtOnceInTwoSteps) {
+  expect_words(way.idle, way.alarm);
+  expect_trace(run_script(true));
   EXPECT_EQ(board.now(), 5500ms);
-}
-
-TEST_P(AlarmTenWaysTest, PassesOnAHealthyBoard) {
-  way.entry();
-  EXPECT_EQ(console.out(), said(way, way.idle, way.alarm));
-  EXPECT_EQ(console.err(), summary(5, 0));
-  expect_pass(way.code);
   EXPECT_EQ(gpiofd, -1);
 }
 
-TEST_P(AlarmTenWaysTest, LeavesTheOutputsAtTheirEndValues) {
-  run();
-  EXPECT_EQ(board->fpga.reg(0x2002), 0x180038U);
-  EXPECT_EQ(board->fpga.reg(0x2018), 0x180038U);
-  EXPECT_EQ(board->fpga.reg(81), 0U);
-  EXPECT_EQ(board->fpga.reg(82), 0U);
-}
-
-TEST_P(AlarmTenWaysTest, FindsEachInputThatIsStuck) {
+TEST_P(AlarmTenTest, EachInputThatIsHeldFailsOneStepOfEachCycle) {
   for (unsigned input = 1; input <= 10; ++input) {
-    const std::string line = std::string("gpio ") + kLines[input - 1];
-    expect_held(line + " stuck high", input, true);
-    expect_held(line + " stuck low", input, false);
+    SCOPED_TRACE(input);
+    expect_held(input, true);
+    expect_held(input, false);
   }
 }
 
-TEST_P(AlarmTenWaysTest, FindsEachInputWhoseWireIsCut) {
-  for (unsigned input = 1; input <= 10; ++input) {
-    expect_held("wire T" + std::to_string(input) + " cut", input, true);
-  }
+TEST_P(AlarmTenTest, InputsThatCannotBeReadAreLow) {
+  board.fault("ioctl /dev/qznio 0x80044703");
+  expect_words(0, 0);
 }
 
-TEST_P(AlarmTenWaysTest, FindsEachOutputThatIsDeadOrAlwaysClosed) {
-  for (unsigned output = 1; output <= 10; ++output) {
-    const bool is_level = way.mode == 1 && output <= 8;  // its contacts conduct at rest
-    expect_held("output F" + std::to_string(output) + " dead", output, !is_level);
-    expect_held("output F" + std::to_string(output) + " closed", output, false);
-  }
-}
-
-TEST_P(AlarmTenWaysTest, FindsShortsBetweenALevelInputAndASwitchOnly) {
-  for (unsigned one = 1; one <= 10; ++one) {
-    for (unsigned other = one + 1; other <= 10; ++other) {
-      const std::string fault = "short T" + std::to_string(one) + " T" + std::to_string(other);
-      SCOPED_TRACE(fault);
-      next_board();
-      board.fault(fault);
-      run();
-      const bool found = way.mode == 1 && one <= 8 && other > 8;
-      // While one of the two is low, so is the other.
-      const unsigned idle = found ? way.idle & ~(1U << (other - 1)) : way.idle;
-      const unsigned alarm = found ? way.alarm & ~(1U << (one - 1)) : way.alarm;
-      EXPECT_EQ(console.out(), said(way, idle, alarm) + (found ? "fail num = 10\n" : ""));
-      EXPECT_EQ(console.err(), summary(5, found ? 10 : 0));
-      expect_reply(way.code, found ? "Fail" : "Pass", found ? "测试失败" : "测试成功");
-    }
-  }
-}
-
-TEST_P(AlarmTenWaysTest, OneBadStepOfTenFailsTheTest) {
+TEST_P(AlarmTenTest, OneBadStepOfTenFailsTheTest) {
   board.at(1100ms, [this] { board.fault("ioctl /dev/qznio 0x80044703"); });
   board.at(1600ms, [this] { board.clear_faults(); });
   run();
   EXPECT_EQ(console.err(), summary(5, 1));
-  expect_fail(way.code, "测试失败");
+  expect_fail(kCode, "测试失败");
 }
 
-TEST_P(AlarmTenWaysTest, InputsThatCannotBeReadAreLow) {
-  board.fault("ioctl /dev/qznio 0x80044703");
-  run();
-  EXPECT_EQ(console.out(), said(way, 0, 0) + "fail num = 10\n");
-  EXPECT_EQ(console.err(), summary(5, way.alarm == 0 ? 5 : 10));
-}
+// ---- other modes -----------------------------------------------------------------------------------------
 
-TEST_F(AlarmTenTest, AllTenLinesAreReadInTheirOrder) {
-  alarm_test_65xx(0, 531);
-  std::string lines;
-  for (const boardsim::Call& call : board.trace()) {
-    if (call.request == 0x80044703) lines += std::to_string(call.record.at(0)) + " ";
-  }
-  std::string once, expected;
-  for (const char* number : kLines) once.append(number).append(" ");
-  for (int step = 0; step < 10; ++step) expected += once;
-  EXPECT_EQ(lines, expected);
-}
+class AlarmTenModesTest : public AlarmRoom {
+ protected:
+  AlarmTenModesTest() : AlarmRoom("65xx") {}
+};
 
-TEST_F(AlarmTenTest, ModeTwoNamesNothingSelectsNothingAndComparesWithZero) {
-  const Lines expected = script(false);
-  alarm_test_65xx(2, 532);
-  EXPECT_EQ(board.timed_hardware_trace(), expected);
-}
-
-TEST_F(AlarmTenTest, ModeTwoFailsTheStepsInWhichAnInputIsHigh) {
-  board.fault("ioctl /dev/qznio 0x80044703");
+TEST_F(AlarmTenModesTest, ModeTwoNamesNothingSelectsNothingAndFailsTheStepsInWhichAnInputIsHigh) {
   alarm_test_65xx(2, 531);
-  EXPECT_EQ(console.out(), said(nullptr, 0, 0, 0, 0));
-  EXPECT_EQ(console.err(), summary(5, 0));
-  expect_pass(531);
-  with_family("65xx");
-  station.forget();
-  console.clear();
-  for (const char* line : kLines) board.fault(std::string("gpio ") + line + " stuck high");
-  alarm_test_65xx(2, 531);
-  EXPECT_EQ(console.out(), said(nullptr, 0x3FF, 0x3FF, 0, 0) + "fail num = 10\n");
-  EXPECT_EQ(console.err(), summary(5, 10));
+  expect_trace(run_script(false));
+  EXPECT_EQ(console.out(), run_console(kNeither, 0x3FF, 0) + "fail num = 10\n");
   expect_fail(531, "测试失败");
+  next_board("65xx");
+  board.fault("ioctl /dev/qznio 0x80044703");
+  alarm_test_65xx(2, 531);
+  EXPECT_EQ(console.out(), run_console(kNeither, 0, 0));
+  expect_pass(531);
 }
 
-TEST_F(AlarmTenTest, ModeThreeIsAnErrorThatAlsoBlamesTheIoDriverOnTheConsole) {
+TEST_F(AlarmTenModesTest, ModeThreeIsAnErrorThatAlsoBlamesTheIoDriverOnTheConsole) {
   for (const unsigned mode : {3U, 4U, 0xFFFFFFFFU}) {
-    station.forget();
-    console.clear();
+    forget();
     alarm_test_65xx(mode, 531);
     EXPECT_EQ(console.out(), "alarm_test_65xx\n扩展板模式出错\n打开/dev/qznio失败\nfail num = 1\n") << mode;
     EXPECT_EQ(console.err(), "");
     expect_fail(531, "扩展板模式出错");
   }
   EXPECT_EQ(board.hardware_trace(), Lines{});
-}
-
-TEST_F(AlarmTenTest, TheIoDriverStaysOpenWhileTheTestRuns) {
-  board.at(3s, [this] {
-    EXPECT_GT(gpiofd, 0);
-    EXPECT_EQ(board.open_nodes(), (Lines{"/dev/qznio", "/dev/qznitc", "/dev/fpga"}));
-  });
-  alarm_test_65xx(0, 531);
-  EXPECT_EQ(gpiofd, -1);
 }
 
 }  // namespace

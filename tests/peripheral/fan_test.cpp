@@ -16,26 +16,25 @@ using Lines = std::vector<std::string>;
 
 class FanTest : public StationRun {};
 
-TEST_F(FanTest, TheFanIsSwitchedOnAndOffTwice) {
-  board.clear_trace();
+TEST_F(FanTest, TheFanRunsForOneSecondAndRestsForTwoTwice) {
   fan_test_wpf();
-  EXPECT_EQ(requests(board),
-            (Lines{"ioctl /dev/tcs 0x40045402 {4, 1} = 0", "ioctl /dev/tcs 0x40045402 {67, 6} = 0",
-                   "ioctl /dev/tcs 0x40045402 {68, 6} = 0", "ioctl /dev/tcs 0x40045402 {67, 6} = 0",
-                   "ioctl /dev/tcs 0x40045402 {68, 6} = 0"}));
-}
-
-TEST_F(FanTest, TheFanRunsForOneSecondAndRestsForTwo) {
-  fan_test_wpf();
-  std::vector<boardsim::Time> times;
-  for (const boardsim::Call& call : board.trace()) {
-    if (call.name == "ioctl") times.push_back(call.at);
+  Lines expected = {"0.000000 ioctl /dev/tcs 0x40045402 {4, 1} = 0"};
+  for (const std::string start : {"0", "3"}) {
+    expected.push_back(start + ".000000 ioctl /dev/tcs 0x40045402 {67, 6} = 0");
+    expected.push_back((start == "0" ? "1" : "4") +
+                       std::string(".000000 ioctl /dev/tcs 0x40045402 {68, 6} = 0"));
   }
-  EXPECT_EQ(times, (std::vector<boardsim::Time>{0s, 0s, 1s, 3s, 4s}));
+  Lines requests;
+  for (const boardsim::Call& call : board.trace()) {
+    if (call.name == "ioctl") requests.push_back(call.timed_text());
+  }
+  EXPECT_EQ(requests, expected);
   EXPECT_EQ(board.now(), 6s);
 }
 
-TEST_F(FanTest, EachStepIsSaidOnTheConsole) {
+TEST_F(FanTest, EachStepIsSaidOnTheConsoleBeforeIt) {
+  board.at(500ms, [this] { EXPECT_EQ(console.lines(), (Lines{"手动控制风扇模式", "打开风扇"})); });
+  board.at(2s, [this] { EXPECT_EQ(console.lines(), (Lines{"手动控制风扇模式", "打开风扇", "关闭风扇"})); });
   fan_test_wpf();
   EXPECT_EQ(console.lines(),
             (Lines{"手动控制风扇模式", "打开风扇", "关闭风扇", "打开风扇", "关闭风扇", "风扇开关测试结束"}));
@@ -71,12 +70,6 @@ TEST_F(FanTest, AFanThatDoesNotSwitchOnDoesNotStopTheTest) {
   EXPECT_EQ(requests(board).size(), 5U);
   EXPECT_EQ(board.now(), 6s);
   expect_open({"/dev/tcs"});
-}
-
-TEST_F(FanTest, TheTextBeforeASwitchIsSaidBeforeIt) {
-  board.at(500ms, [this] { EXPECT_EQ(console.lines(), (Lines{"手动控制风扇模式", "打开风扇"})); });
-  board.at(2s, [this] { EXPECT_EQ(console.lines(), (Lines{"手动控制风扇模式", "打开风扇", "关闭风扇"})); });
-  fan_test_wpf();
 }
 
 }  // namespace

@@ -18,8 +18,8 @@ class IrCutRun : public StationRun {
 
   explicit IrCutRun(std::string_view family = "normal") : StationRun(family) {}
 
-  void expect_reply(const std::string& value, const std::string& description) {
-    ::expect_reply(station, 1792, "IR CUT测试", value, description);
+  void expect_ircut(const std::string& value, const std::string& description) {
+    expect_reply(station, 1792, "IR CUT测试", value, description);
   }
   /// The node was opened so many times, each time for reading and writing and with no other flag.
   void expect_opened_read_write(const std::string& node, int times) {
@@ -31,6 +31,10 @@ class IrCutRun : public StationRun {
     }
     EXPECT_EQ(opened, times);
   }
-  void expect_pass() { expect_reply("Pass", "测试成功"); }
-  void expect_fail(const std::string& description) { expect_reply("Fail", description); }
+  void expect_console(const std::string& out) {
+    EXPECT_EQ(console.out(), out);
+    EXPECT_EQ(console.err(), "");
+  }
+  void expect_pass() { expect_ircut("Pass", "测试成功"); }
+  void expect_fail(const std::string& description) { expect_ircut("Fail", description); }
 };

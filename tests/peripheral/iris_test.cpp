@@ -1,36 +1,121 @@
-// The auto-iris on healthy boards.
+// The auto-iris: its four drives, which board has which, and drives that do not play along.
 #include "t1_sdk/boardtest/peripheral/iris.h"
 
 #include <gtest/gtest.h>
 #include <algorithm>
+#include <chrono>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "tests/peripheral/iris_report.h"
+#include "tests/harness/station_run.h"
+#include "tests/peripheral/hardware_script.h"
 #include "tests/platform/open_node.h"
 
 namespace {
 
+using namespace std::chrono_literals;
 using Iris = boardsim::Iris::State;
+using Commands = std::vector<boardsim::Application::Command>;
+using Lines = std::vector<std::string>;
 
-class IrisDriveTest : public IrisDriveRun {
- protected:
-  /// The time that one run takes.
-  std::chrono::milliseconds duration() const {
-    return kAppAnswer + kIrisPause + 2 * test.after_close + test.after_open + test.after_last_open +
-           kAppAnswer;
+/// One drive, from outside.
+struct IrisTest {
+  const char* name;
+  const char* family;  ///< a board that has it
+  void (*run)();
+  std::string banner;
+  const char* node;       ///< what it opens, empty for the shell
+  const char* configure;  ///< the call that configures it, null when none does
+  const char* prepare;    ///< the call before the first cycle, null when there is none
+  const char* close;      ///< the call that closes the iris
+  const char* open;       ///< the call that opens it
+  std::chrono::milliseconds after_close;
+  std::chrono::milliseconds after_open;       ///< in the first cycle
+  std::chrono::milliseconds after_last_open;  ///< in the second
+  unsigned off_command, on_command;           ///< for the camera's application
+
+  std::string off_line() const { return line(off_command, 0); }
+  std::string on_line() const { return line(on_command, 1); }
+  /// The commands that the application is sent.
+  Commands commands() const { return {{12, off_command, 0}, {12, on_command, 1}}; }
+
+ private:
+  /// What the program prints of the application's answer.
+  static std::string line(unsigned command, unsigned value) {
+    return "MAtest:CMD:" + std::to_string(command) + ", maHeart:" + std::to_string(value) +
+           ", maStartOK:0x0\n";
   }
+};
+
+void PrintTo(const IrisTest& test, std::ostream* out) {
+  *out << test.name;
+}
+
+// clang-format off
+const IrisTest kFpgaIris = {"Fpga", "normal", auto_iris_test, "auto_iris_test_65xx\n", "/dev/fpga",
+    nullptr,                                          "ioctl /dev/fpga 0x40044603 {8193, 639} = 0",
+    "ioctl /dev/fpga 0x40044603 {8193, 3327} = 0",    "ioctl /dev/fpga 0x40044603 {8193, 3072} = 0",
+    1500ms, 3500ms, 2000ms, 201288, 201288};
+const IrisTest kShellIris = {"Shell", "63xx", auto_iris_test_63xx, "auto_iris_test_63xx\n", "",
+    nullptr,                                          nullptr,
+    "system closeIRIS = 0",                           "system openIRIS = 0",
+    1500ms, 3500ms, 2000ms, 40, 39};
+const IrisTest kChipIris = {"Chip", "65xx", auto_iris_test_65xx, "auto_iris_test_65xx\n", "/dev/motor",
+    "ioctl /dev/motor 0x40044301 {3, 3, 0} = 0",      "ioctl /dev/motor 0x40046901 {639} = 0",
+    "ioctl /dev/motor 0x40046901 {3327} = 0",         "ioctl /dev/motor 0x40046901 {3072} = 0",
+    3000ms, 2000ms, 2000ms, 201288, 201288};
+const IrisTest kGpioIris = {"Gpio", "68xx", auto_iris_test_68xx, "auto_iris_test_68xx\n", "/dev/motor1",
+    "ioctl /dev/motor1 0x40044301 {1, 3, 0} = 0",     nullptr,
+    "ioctl /dev/motor1 0x40046901 {512} = 0",         "ioctl /dev/motor1 0x40046901 {767} = 0",
+    1500ms, 3500ms, 2000ms, 201288, 201288};
+// clang-format on
+
+/// How long the healthy application takes to answer, and the pause behind that.
+constexpr auto kAppAnswer = 20ms;
+constexpr auto kPause = 50ms;
+
+constexpr const char* kEnd = "自动光圈测试结束.\n";
+
+/// What a run says of its two cycles, with this behind each line.
+std::string cycles(const std::string& behind = "") {
+  return "第1次测试开始:关闭光圈...\n" + behind + "打开光圈...\n" + behind + "第2次测试开始:关闭光圈...\n" +
+         behind + "打开光圈...\n" + behind;
+}
+
+class IrisRun : public StationRun {
+ protected:
+  void expect_iris(const std::string& value, const std::string& description) {
+    expect_reply(station, 9472, "自动光圈测试", value, description);
+  }
+  void expect_pass() { expect_iris("Pass", "测试成功"); }
+  void expect_console(const std::string& out) {
+    EXPECT_EQ(console.out(), out);
+    EXPECT_EQ(console.err(), "");
+  }
+};
+
+// ---- the drives -------------------------------------------------------------------------------
+
+class IrisDriveTest : public IrisRun, public ::testing::WithParamInterface<IrisTest> {
+ protected:
+  IrisDriveTest() { next_board(GetParam().family); }
+
+  const IrisTest& test = GetParam();
+  /// When the first cycle begins, and how long both take.
+  static constexpr auto kStart = kAppAnswer + kPause;
+  const std::chrono::milliseconds both_cycles = 2 * test.after_close + test.after_open + test.after_last_open;
 };
 
 INSTANTIATE_TEST_SUITE_P(By, IrisDriveTest, ::testing::Values(kFpgaIris, kShellIris, kChipIris, kGpioIris),
                          [](const auto& row) { return std::string(row.param.name); });
 
-TEST_P(IrisDriveTest, IsAskedForTheseCallsAtTheseTimes) {
+TEST_P(IrisDriveTest, IsTakenFromTheApplicationClosedAndOpenedTwiceWithTheseWaitsAndGivenBack) {
   HardwareScript expected;
   if (*test.node != '\0') expected.open(test.node);
   if (test.configure != nullptr) expected.call(test.configure);
-  expected.wait(kAppAnswer + kIrisPause);
+  expected.wait(kStart);
   if (test.prepare != nullptr) expected.call(test.prepare);
   for (const auto after_open : {test.after_open, test.after_last_open}) {
     expected.call(test.close);
@@ -40,146 +125,110 @@ TEST_P(IrisDriveTest, IsAskedForTheseCallsAtTheseTimes) {
   }
   if (*test.node != '\0') expected.close(test.node);
   test.run();
-  EXPECT_EQ(timed_calls(), expected.lines());
-  EXPECT_EQ(board.now(), duration());
-}
-
-TEST_P(IrisDriveTest, PassesOnAHealthyBoard) {
-  test.run();
-  EXPECT_EQ(console.out(), test.banner + test.off_line() + kIrisCycles + test.on_line() + kIrisEnd);
-  EXPECT_EQ(console.err(), "");
-  expect_pass();
-}
-
-TEST_P(IrisDriveTest, IsClosedAndOpenedTwice) {
-  const auto start = kAppAnswer + kIrisPause;
-  const auto second = start + test.after_close + test.after_open;
-  const std::vector<std::pair<std::chrono::milliseconds, Iris>> expected = {
-      {start - 1ms, Iris::unset},
-      {start + 1ms, Iris::closed},
-      {start + test.after_close - 1ms, Iris::closed},
-      {start + test.after_close + 1ms, Iris::open},
-      {second - 1ms, Iris::open},
-      {second + 1ms, Iris::closed},
-      {second + test.after_close + 1ms, Iris::open},
-  };
-  std::vector<Iris> seen;
-  for (const auto& [when, iris] : expected) {
-    board.at(when, [&] { seen.push_back(board->iris.state()); });
-  }
-  test.run();
-  ASSERT_EQ(seen.size(), expected.size());
-  for (std::size_t i = 0; i < seen.size(); ++i) {
-    EXPECT_EQ(seen[i], expected[i].second) << expected[i].first.count() << " ms";
-  }
+  EXPECT_EQ(board.timed_hardware_trace(), expected.lines());
   EXPECT_EQ(board->iris.state(), Iris::open);
-}
-
-TEST_P(IrisDriveTest, IsTakenFromTheApplicationBeforeAndGivenBackAfterwards) {
-  test.run();
+  expect_console(test.banner + test.off_line() + cycles() + test.on_line() + kEnd);
+  expect_pass();
   EXPECT_EQ(board->application.commands(), test.commands());
   std::vector<boardsim::Time> connected;
   for (const boardsim::Call& call : board.trace()) {
     if (call.name == "connect") connected.push_back(call.at);
   }
-  EXPECT_EQ(connected, (std::vector<boardsim::Time>{0ms, duration() - kAppAnswer}));
+  EXPECT_EQ(connected, (std::vector<boardsim::Time>{0ms, kStart + both_cycles}));
+  EXPECT_EQ(board.now(), kStart + both_cycles + kAppAnswer);
 }
 
 TEST_P(IrisDriveTest, AnnouncesEachMoveAsItBegins) {
-  std::string at_first_open;
-  std::string at_second_close;
-  const auto start = kAppAnswer + kIrisPause;
-  board.at(start + 1ms,
-           [&] { EXPECT_EQ(console.out(), test.banner + test.off_line() + "第1次测试开始:关闭光圈...\n"); });
-  board.at(start + test.after_close + 1ms, [&] { at_first_open = console.out(); });
-  board.at(start + test.after_close + test.after_open + 1ms, [&] { at_second_close = console.out(); });
+  const std::string start = test.banner + test.off_line();
+  const std::string all = cycles();
+  const std::size_t third = all.find("第2次");
+  const std::size_t second = all.find("打开");
+  const auto say = [&](auto when, const std::string& said) {
+    board.at(kStart + when + 1ms, [this, said] { EXPECT_EQ(console.out(), said); });
+  };
+  say(0ms, start + all.substr(0, second));
+  say(test.after_close, start + all.substr(0, third));
+  say(test.after_close + test.after_open, start + all.substr(0, all.rfind("打开")));
   test.run();
-  EXPECT_EQ(at_first_open, test.banner + test.off_line() + "第1次测试开始:关闭光圈...\n打开光圈...\n");
-  EXPECT_EQ(at_second_close, test.banner + test.off_line() +
-                                 "第1次测试开始:关闭光圈...\n打开光圈...\n第2次测试开始:关闭光圈...\n");
 }
 
-// ---- waits ---------------------------------------------------------------------------------------
+TEST_P(IrisDriveTest, PassesWhenNoApplicationListens) {
+  board.fault("app refused");
+  test.run();
+  const std::string refused = "connect failre errno=111";
+  expect_console(test.banner + refused + cycles() + refused + kEnd);
+  EXPECT_EQ(board.now(), kPause + both_cycles);
+  EXPECT_EQ(board->iris.state(), Iris::open);
+  expect_pass();
+}
 
-class IrisWaitTest : public IrisRun {
- protected:
-  /// Time from each opening of the iris to the next call.
-  std::vector<std::chrono::milliseconds> waits_after(const std::string& opening) const {
-    std::vector<boardsim::Call> calls;
-    for (const boardsim::Call& call : board.trace()) {
-      if (call.name == "system" || call.name == "connect" || call.node.starts_with("/"))
-        calls.push_back(call);
-    }
-    std::vector<std::chrono::milliseconds> waits;
-    for (std::size_t i = 0; i + 1 < calls.size(); ++i) {
-      if (calls[i].text() != opening) continue;
-      waits.push_back(std::chrono::duration_cast<std::chrono::milliseconds>(calls[i + 1].at - calls[i].at));
-    }
-    return waits;
-  }
-};
+// ---- drives that do not play along ------------------------------------------------------------
 
-TEST_F(IrisWaitTest, TheFirstOpenIrisIsShownFor3500MillisecondsAndTheSecondFor2000) {
-  for (const IrisTest& test : {kFpgaIris, kShellIris, kGpioIris}) {
-    SCOPED_TRACE(test.name);
+class IrisFaultTest : public IrisRun {};
+
+TEST_F(IrisFaultTest, ADriveThatCannotBeHadFailsAndTheIrisIsNeverAskedFor) {
+  const struct {
+    const IrisTest& test;
+    const char* fault;
+    const char* lines;
+    const char* description;  ///< another node's for the chip, that of success for the GPIO iris
+  } rows[] = {
+      {kFpgaIris, "open /dev/fpga", "Open /dev/fpga error.\nfail num = 1\n", "打开/dev/fpga失败"},
+      {kChipIris, "open /dev/motor", "Open /dev/motor error.\nfail num = 1\n", "打开/dev/qznio失败"},
+      {kChipIris, "ioctl /dev/motor 0x40044301",
+       "MOTORS_SET_CONFIG, ret=-1\nAA83477_init失败\nfail num = 2\n", "AA83477_init失败"},
+      {kGpioIris, "open /dev/motor1", "Open /dev/motor1 error.\nfail num = 1\n", "测试成功"},
+      {kGpioIris, "ioctl /dev/motor1 0x40044301", "MOTORS_SET_CONFIG, ret=-1\nfail num = 2\n", "测试成功"},
+  };
+  for (const auto& [test, fault, lines, description] : rows) {
+    SCOPED_TRACE(fault);
     next_board(test.family);
+    board.fault(fault);
     test.run();
-    EXPECT_EQ(waits_after(test.open), (std::vector<std::chrono::milliseconds>{3500ms, 2000ms}));
+    expect_console(test.banner + lines);
+    expect_iris("Fail", description);
+    EXPECT_EQ(board->application.commands(), Commands{});
+    EXPECT_EQ(board.now(), 0s);
+    EXPECT_EQ(board->iris.state(), Iris::unset);
   }
 }
 
-TEST_F(IrisWaitTest, BothOpenIrisesOfTheMotorChipAreShownFor2000Milliseconds) {
-  next_board("65xx");
-  auto_iris_test_65xx();
-  EXPECT_EQ(waits_after(kChipIris.open), (std::vector<std::chrono::milliseconds>{2000ms, 2000ms}));
-}
-
-// ---- quirks ----------------------------------------------------------------------------------------
-
-class IrisTextTest : public IrisRun {};
-
-TEST_F(IrisTextTest, TheFpgasBannerIsThatOfAnotherBoard) {
-  auto_iris_test();
-  EXPECT_EQ(console.lines().front(), "auto_iris_test_65xx");
-}
-
-TEST_F(IrisTextTest, TheShellVariantTakesTheIrisWithCommand40AndGivesItBackWith39) {
-  next_board("63xx");
-  auto_iris_test_63xx();
-  EXPECT_EQ(board->application.commands(), (Commands{{12, 40, 0}, {12, 39, 1}}));
-}
-
-TEST_F(IrisTextTest, TheGpioIrisIsOpenedWithTheRequestThatCloses) {
-  next_board("68xx");
-  auto_iris_test_68xx();
-  std::vector<std::uint32_t> values;
-  for (const boardsim::Call& call : board.trace()) {
-    EXPECT_NE(call.request, 0x40046902U);
-    EXPECT_NE(call.request, 0x40046903U);
-    if (call.request == 0x40046901) values.push_back(call.record.at(0));
+TEST_F(IrisFaultTest, AnIrisThatNeverMovesPasses) {
+  const std::string refused = "IRIS_OUT failed, ret=-1\n";
+  const struct {
+    const IrisTest& test;
+    const char* fault;
+    std::string lines;
+  } rows[] = {{kFpgaIris, "ioctl /dev/fpga", cycles()},
+              {kShellIris, "system", cycles()},
+              {kChipIris, "ioctl /dev/motor 0x40046901", refused + cycles(refused)},
+              {kGpioIris, "ioctl /dev/motor1 0x40046901", cycles(refused)}};
+  for (const auto& [test, fault, lines] : rows) {
+    SCOPED_TRACE(fault);
+    next_board(test.family);
+    board.fault(fault);
+    test.run();
+    EXPECT_EQ(board->iris.state(), Iris::unset);
+    expect_console(test.banner + test.off_line() + lines + test.on_line() + kEnd);
+    EXPECT_EQ(board->application.commands(), test.commands());
+    expect_pass();
   }
-  EXPECT_EQ(values, (std::vector<std::uint32_t>{512, 767, 512, 767}));
 }
 
-// ---- which drive a board has ------------------------------------------------------------------------
+// ---- which drive a board has ------------------------------------------------------------------
 
 class IrisEntryTest : public IrisRun {
  protected:
   /// Runs the entry on the board and expects it to do what this drive's test does.
-  void expect_drive(const IrisTest& test) {
+  void expect_drive(const IrisTest& test, const std::string& first = "") {
     t1_sdk_auto_iris_test();
-    EXPECT_EQ(console.out(), test.banner + test.off_line() + kIrisCycles + test.on_line() + kIrisEnd);
+    expect_console(first + test.banner + test.off_line() + cycles() + test.on_line() + kEnd);
     EXPECT_EQ(board->application.commands(), test.commands());
-    const Lines calls = untimed_calls();
-    EXPECT_EQ(std::count(calls.begin(), calls.end(), test.close), 2);
-    EXPECT_EQ(std::count(calls.begin(), calls.end(), test.open), 2);
-    EXPECT_EQ(board->iris.state(), Iris::open);
-    expect_pass();
-  }
-  Lines untimed_calls() const {
     Lines calls;
     for (const boardsim::Call& call : board.trace()) calls.push_back(call.text());
-    return calls;
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), test.close), 2);
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), test.open), 2);
+    expect_pass();
   }
 };
 
@@ -215,35 +264,13 @@ TEST_F(IrisEntryTest, EveryCodeOfTheSpecialBoardsHasItsDrive) {
 
 TEST_F(IrisEntryTest, ABoardThatCannotBeIdentifiedIsTestedThroughItsFpga) {
   board.fault("ioctl /dev/qznio 0x80044801");
-  t1_sdk_auto_iris_test();
-  EXPECT_EQ(board->application.commands(), kFpgaIris.commands());
-  const Lines calls = untimed_calls();
-  EXPECT_EQ(std::count(calls.begin(), calls.end(), kFpgaIris.close), 2);
-  expect_pass();
+  const std::string deaf = "ioctl error,ret = -1\n";  // to each of its four questions
+  expect_drive(kFpgaIris, deaf + deaf + deaf + deaf);
 }
 
-// ---- requests --------------------------------------------------------------------------------------
+// ---- requests ---------------------------------------------------------------------------------
 
-class IrisRequestTest : public OnBoard {
- protected:
-  using Lines = std::vector<std::string>;
-
-  Console console;
-};
-
-TEST_F(IrisRequestTest, TheMotorChipIsConfiguredInEntry3) {
-  const OpenNode motor(board, "/dev/motor");
-  EXPECT_EQ(AA83477_init(motor.fd()), 0);
-  EXPECT_EQ(board.hardware_trace(), (Lines{"ioctl /dev/motor 0x40044301 {3, 3, 0} = 0"}));
-  EXPECT_EQ(console.out(), "");
-}
-
-TEST_F(IrisRequestTest, TheGpioDriverIsConfiguredInEntry1) {
-  const OpenNode motor(board, "/dev/motor1");
-  EXPECT_EQ(GPIO_IRIS_init(motor.fd()), 0);
-  EXPECT_EQ(board.hardware_trace(), (Lines{"ioctl /dev/motor1 0x40044301 {1, 3, 0} = 0"}));
-  EXPECT_EQ(console.out(), "");
-}
+class IrisRequestTest : public IrisRun {};
 
 TEST_F(IrisRequestTest, ValuesGoToTheDriversThemselves) {
   const OpenNode chip(board, "/dev/motor");
@@ -251,22 +278,45 @@ TEST_F(IrisRequestTest, ValuesGoToTheDriversThemselves) {
   AA83477_init(chip.fd());
   GPIO_IRIS_init(gpio.fd());
   board.clear_trace();
-  EXPECT_EQ(set_AA83477_val(chip.fd(), 0xCFF), 0);
+  EXPECT_EQ(set_AA83477_val(chip.fd(), 0xFFFFFFFF), 0);
   EXPECT_EQ(set_GPIO_IRIS_close(gpio.fd(), 512), 0);
   EXPECT_EQ(set_GPIO_IRIS_open(gpio.fd(), 100), 0);
   EXPECT_EQ(set_GPIO_IRIS_speed(gpio.fd(), 7), 0);
   EXPECT_EQ(board.hardware_trace(),
-            (Lines{"ioctl /dev/motor 0x40046901 {3327} = 0", "ioctl /dev/motor1 0x40046901 {512} = 0",
+            (Lines{"ioctl /dev/motor 0x40046901 {-1} = 0", "ioctl /dev/motor1 0x40046901 {512} = 0",
                    "ioctl /dev/motor1 0x40046902 {100} = 0", "ioctl /dev/motor1 0x40046903 {7} = 0"}));
   EXPECT_EQ(console.out(), "");
 }
 
-TEST_F(IrisRequestTest, ValuesAreUnsigned32BitWords) {
+TEST_F(IrisRequestTest, ARequestThatIsRefusedIsReportedAndAPositiveResultReturnedInSilence) {
   const OpenNode chip(board, "/dev/motor");
-  AA83477_init(chip.fd());
-  board.clear_trace();
-  set_AA83477_val(chip.fd(), 0xFFFFFFFF);
-  EXPECT_EQ(board.trace().at(0).record, (std::vector<std::uint32_t>{0xFFFFFFFF}));
+  const OpenNode gpio(board, "/dev/motor1");
+  using Request = int (*)(int fd, unsigned value);
+  const struct {
+    Request send;
+    const OpenNode& node;
+    const char* refused;
+  } requests[] = {
+      {[](int fd, unsigned) { return AA83477_init(fd); }, chip, "MOTORS_SET_CONFIG, ret=-1\n"},
+      {[](int fd, unsigned) { return GPIO_IRIS_init(fd); }, gpio, "MOTORS_SET_CONFIG, ret=-1\n"},
+      {set_AA83477_val, chip, "IRIS_OUT failed, ret=-1\n"},
+      {set_GPIO_IRIS_close, gpio, "IRIS_OUT failed, ret=-1\n"},
+      {set_GPIO_IRIS_open, gpio, "IRIS_OUT failed, ret=-1\n"},
+      {set_GPIO_IRIS_speed, gpio, "IRIS_SET_SPEED failed, ret=-1\n"},
+  };
+  for (const auto& [send, node, refused] : requests) {
+    board.clear_faults();
+    board.fault("ioctl /dev/motor");
+    board.fault("ioctl /dev/motor1");
+    console.clear();
+    EXPECT_EQ(send(node.fd(), 1), -1);
+    EXPECT_EQ(console.out(), refused);
+    board.clear_faults();
+    board.fault("ioctl /dev/motor result 5");
+    board.fault("ioctl /dev/motor1 result 5");
+    EXPECT_EQ(send(node.fd(), 1), 5);
+    EXPECT_EQ(console.out(), refused);
+  }
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/harness/console.h"
@@ -17,7 +18,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using boardsim::Board;
-using Commands = std::vector<Application::Command>;
+using Commands = std::vector<boardsim::Application::Command>;
 using Lines = std::vector<std::string>;
 
 constexpr int kPause = 0x31248;
@@ -46,7 +47,7 @@ class AppChannelTest : public OnBoard {
   ~AppChannelTest() override { std::memset(&test_item, 0, sizeof test_item); }
 
   /// Sends the pause command to an application that answers it so.
-  void ask(std::vector<Application::Reply> replies) {
+  void ask(std::vector<boardsim::Application::Reply> replies) {
     board->application.set_answer(kPause, std::move(replies));
     enableAPPCMD(kPause, 0);
   }
@@ -100,22 +101,6 @@ TEST_F(AppChannelTest, ACommandIsSentAndItsAnswerStoredAndShown) {
   EXPECT_EQ(board.now(), 20ms);
 }
 
-TEST_F(AppChannelTest, TheSelfTestsAnswerIsShown) {
-  enableAPPCMD(0x23, 0);
-  EXPECT_EQ(console.out(), "MAtest:CMD:35, maHeart:1, maStartOK:0x3\n");
-  EXPECT_EQ(test_item.cmd, 0x23);
-  EXPECT_EQ(test_item.test_data[1], 3U);
-}
-
-TEST_F(AppChannelTest, EveryCommandInUseArrivesAsItIs) {
-  enableAPPCMD(0x1333D0D, 0);
-  enableAPPCMD(0x31248, 0);
-  enableAPPCMD(0x31248, 1);
-  enableAPPCMD(0x23, 0);
-  EXPECT_EQ(board->application.commands(),
-            (Commands{{12, 0x1333D0D, 0}, {12, 0x31248, 0}, {12, 0x31248, 1}, {12, 0x23, 0}}));
-}
-
 TEST_F(AppChannelTest, CommandsAndValuesHaveAll32Bits) {
   for (const std::uint32_t code : {0xFFFFFFFFU, 0x01020304U}) board->application.set_answer(code, {});
   enableAPPCMD(-1, 0xFFFFFFFF);
@@ -132,27 +117,12 @@ TEST_F(AppChannelTest, OneConnectionIsMadeForEachCommandAndClosed) {
     if (call.name != "connect") continue;
     EXPECT_EQ(call.node, "127.0.0.1:7001");
   }
+  EXPECT_EQ(board.hardware_trace(), Lines{});
   enableAPPCMD(kPause, 0);
   expect_all_closed();
 }
 
-TEST_F(AppChannelTest, NoHardwareIsTouched) {
-  enableAPPCMD(kPause, 0);
-  EXPECT_EQ(board.hardware_trace(), Lines{});
-}
-
 // ---- replies ------------------------------------------------------------------------------
-
-TEST_F(AppChannelTest, AReplyOf516BytesIsStoredWhole) {
-  ask({{0ms, reply(5, 6, 0x7F)}});
-  EXPECT_EQ(stored(), reply(5, 6, 0x7F));
-  EXPECT_EQ(console.out(), "MAtest:CMD:5, maHeart:6, maStartOK:0x7f\n");
-}
-
-TEST_F(AppChannelTest, CommandAndHeartAreShownWithTheirSignTheStartInHexadecimal) {
-  ask({{0ms, reply(0xFFFFFFFE, 0xFFFFFFFF, 0xFFFFFFFD)}});
-  EXPECT_EQ(console.out(), "MAtest:CMD:-2, maHeart:-1, maStartOK:0xfffffffd\n");
-}
 
 TEST_F(AppChannelTest, OfALongerReplyTheFirst516BytesAreStored) {
   for (const std::size_t size : {517U, 1000U, 1032U, 4095U, 4096U}) {
@@ -166,16 +136,6 @@ TEST_F(AppChannelTest, OfALongerReplyTheFirst516BytesAreStored) {
   }
 }
 
-TEST_F(AppChannelTest, WhatLiesBehind4096BytesCountsAsAnotherReply) {
-  std::string bytes = reply(5, 6, 7);
-  bytes.resize(4096, 'x');
-  bytes += words({8, 9, 10});
-  ask({{0ms, bytes}});
-  EXPECT_EQ(console.out(),
-            "MAtest:CMD:5, maHeart:6, maStartOK:0x7\nMAtest:CMD:8, maHeart:9, maStartOK:0xa\n");
-  EXPECT_EQ(stored(), stored_of(words({8, 9, 10})));
-}
-
 TEST_F(AppChannelTest, AShorterReplyCountsAsFollowedByZeros) {
   const std::string whole = reply(0x11121314, 0x21222324, 0x31323334);
   for (const std::size_t size : {1U, 2U, 3U, 4U, 5U, 8U, 11U, 12U, 13U, 100U, 515U}) {
@@ -186,53 +146,51 @@ TEST_F(AppChannelTest, AShorterReplyCountsAsFollowedByZeros) {
   }
 }
 
-TEST_F(AppChannelTest, AReplyOfOneByteIsShownAsACommand) {
-  ask({{0ms, "\x23"}});
-  EXPECT_EQ(console.out(), "MAtest:CMD:35, maHeart:0, maStartOK:0x0\n");
-}
-
-TEST_F(AppChannelTest, AShortReplyLeavesNothingOfTheOneBefore) {
-  ask({{0ms, reply(5, 6, 7)}, {10ms, words({8})}});
-  EXPECT_EQ(console.out(),
-            "MAtest:CMD:5, maHeart:6, maStartOK:0x7\nMAtest:CMD:8, maHeart:0, maStartOK:0x0\n");
-  EXPECT_EQ(stored(), stored_of(words({8})));
-}
-
-TEST_F(AppChannelTest, AReplyCutByTheApplicationCountsAsFollowedByZeros) {
-  board.fault("app short");
-  enableAPPCMD(0x23, 0);
-  EXPECT_EQ(console.out(), "MAtest:CMD:35, maHeart:1, maStartOK:0x0\n");
-  EXPECT_EQ(stored(), stored_of(words({0x23, 1})));
-}
-
-TEST_F(AppChannelTest, EachOfSeveralRepliesIsShownAndTheLastOneStays) {
-  ask({{0ms, reply(1, 10, 100)}, {100ms, reply(2, 20, 200)}, {100ms, reply(3, 30, 300)}});
-  EXPECT_EQ(console.out(),
-            "MAtest:CMD:1, maHeart:10, maStartOK:0x64\nMAtest:CMD:2, maHeart:20, maStartOK:0xc8\n"
-            "MAtest:CMD:3, maHeart:30, maStartOK:0x12c\n");
-  EXPECT_EQ(stored(), reply(3, 30, 300));
-  EXPECT_EQ(board.now(), 200ms);
-}
-
-TEST_F(AppChannelTest, RepliesThatArriveTogetherCountAsOne) {
-  ask({{0ms, reply(1, 10, 100) + reply(2, 20, 200)}});
-  EXPECT_EQ(console.out(), "MAtest:CMD:1, maHeart:10, maStartOK:0x64\n");
-  EXPECT_EQ(stored(), reply(1, 10, 100));
+TEST_F(AppChannelTest, EachReplyIsShownAndTheLastOneStays) {
+  std::string longest = reply(5, 6, 7);
+  longest.resize(4096, 'x');
+  struct {
+    std::vector<boardsim::Application::Reply> replies;
+    const char* shown;
+    std::string stored;
+  } const rows[] = {
+      {{{0ms, reply(5, 6, 0x7F)}}, "MAtest:CMD:5, maHeart:6, maStartOK:0x7f\n", reply(5, 6, 0x7F)},
+      {{{0ms, reply(0xFFFFFFFE, 0xFFFFFFFF, 0xFFFFFFFD)}},  // with their sign, the start in hexadecimal
+       "MAtest:CMD:-2, maHeart:-1, maStartOK:0xfffffffd\n",
+       reply(0xFFFFFFFE, 0xFFFFFFFF, 0xFFFFFFFD)},
+      {{{0ms, longest + words({8, 9, 10})}},  // what lies behind 4096 bytes counts as another reply
+       "MAtest:CMD:5, maHeart:6, maStartOK:0x7\nMAtest:CMD:8, maHeart:9, maStartOK:0xa\n",
+       stored_of(words({8, 9, 10}))},
+      {{{0ms, reply(5, 6, 7)}, {10ms, words({8})}},  // nothing of the one before is left
+       "MAtest:CMD:5, maHeart:6, maStartOK:0x7\nMAtest:CMD:8, maHeart:0, maStartOK:0x0\n",
+       stored_of(words({8}))},
+      {{{0ms, reply(1, 10, 100)}, {100ms, reply(2, 20, 200)}, {100ms, reply(3, 30, 300)}},
+       "MAtest:CMD:1, maHeart:10, maStartOK:0x64\nMAtest:CMD:2, maHeart:20, maStartOK:0xc8\n"
+       "MAtest:CMD:3, maHeart:30, maStartOK:0x12c\n",
+       reply(3, 30, 300)},
+      {{{0ms, reply(1, 10, 100) + reply(2, 20, 200)}},  // together they count as one
+       "MAtest:CMD:1, maHeart:10, maStartOK:0x64\n",
+       reply(1, 10, 100)}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.shown);
+    console.clear();
+    ask(row.replies);
+    EXPECT_EQ(console.out(), row.shown);
+    EXPECT_EQ(stored(), row.stored);
+  }
 }
 
 TEST_F(AppChannelTest, ThePiecesOfASplitReplyCountAsRepliesOfTheirOwn) {
   const std::string whole = reply(5, 6, 7);
+  const std::string shown =
+      "MAtest:CMD:5, maHeart:6, maStartOK:0x0\nMAtest:CMD:7, maHeart:4099, maStartOK:0x1004\n";
   ask({{0ms, whole.substr(0, 8)}, {50ms, whole.substr(8)}});
-  EXPECT_EQ(console.out(),
-            "MAtest:CMD:5, maHeart:6, maStartOK:0x0\nMAtest:CMD:7, maHeart:4099, maStartOK:0x1004\n");
+  EXPECT_EQ(console.out(), shown);
   EXPECT_EQ(stored(), stored_of(whole.substr(8)));
-}
-
-TEST_F(AppChannelTest, AReadThatComesShortSplitsAReplyToo) {
+  console.clear();
   board.fault("recv #1 short 8");
-  ask({{0ms, reply(5, 6, 7)}});
-  EXPECT_EQ(console.out(),
-            "MAtest:CMD:5, maHeart:6, maStartOK:0x0\nMAtest:CMD:7, maHeart:4099, maStartOK:0x1004\n");
+  ask({{0ms, whole}});
+  EXPECT_EQ(console.out(), shown);
 }
 
 TEST_F(AppChannelTest, AnApplicationThatClosesWithoutAReplyChangesNothing) {
@@ -244,67 +202,34 @@ TEST_F(AppChannelTest, AnApplicationThatClosesWithoutAReplyChangesNothing) {
   expect_all_closed();
 }
 
-TEST_F(AppChannelTest, TheLastReplyStaysForWhoeverAsksNext) {
-  ask({{0ms, reply(0x23, 1, 3)}});
-  board.fault("app refused");
-  enableAPPCMD(kPause, 0);
-  EXPECT_EQ(test_item.cmd, 0x23);
-  EXPECT_EQ(test_item.test_data[1], 3U);
-}
-
-// ---- waiting ------------------------------------------------------------------------------
-
-TEST_F(AppChannelTest, ASlowApplicationIsWaitedFor) {
-  board.fault("app slow 30");
-  enableAPPCMD(0x23, 0);
-  EXPECT_EQ(board.now(), 30020ms);
-  EXPECT_EQ(console.out(), "MAtest:CMD:35, maHeart:1, maStartOK:0x3\n");
-}
-
 TEST_F(AppChannelTest, ASilentApplicationHoldsTheBoardForAsLongAsItLikes) {
-  ask({{1h, reply(5, 6, 7)}});
-  EXPECT_EQ(board.now(), 1h);
-  EXPECT_EQ(console.out(), "MAtest:CMD:5, maHeart:6, maStartOK:0x7\n");
-}
-
-TEST_F(AppChannelTest, APauseBetweenRepliesMayBeAsLong) {
-  ask({{10ms, reply(1, 0, 0)}, {24h, reply(2, 0, 0)}, {1h, reply(3, 0, 0)}});
-  EXPECT_EQ(board.now(), 25h + 10ms);
+  ask({{1h, reply(1, 0, 0)}, {24h, reply(2, 0, 0)}, {1h, reply(3, 0, 0)}});
+  EXPECT_EQ(board.now(), 26h);
   EXPECT_EQ(test_item.cmd, 3);
-}
-
-TEST_F(AppChannelTest, NobodyIsLeftWaitingForAnApplicationThatHasClosed) {
-  ask({});
-  EXPECT_LT(board.now(), 1s);
-  EXPECT_TRUE(nothing_stored());
-  expect_all_closed();
 }
 
 // ---- failures -----------------------------------------------------------------------------
 
 TEST_F(AppChannelTest, ARefusedConnectionIsReportedWithoutALineEnd) {
-  board.fault("app refused");
+  const std::pair<const char*, int> rows[] = {
+      {"app refused", 111}, {"connect ETIMEDOUT", 110}, {"socket EMFILE", 24}};
+  for (const auto& [fault, error] : rows) {
+    SCOPED_TRACE(fault);
+    console.clear();
+    board.fault(fault);
+    enableAPPCMD(kPause, 0);
+    board.clear_faults();
+    EXPECT_EQ(console.out(), "connect failre errno=" + std::to_string(error));
+    EXPECT_EQ(board->application.commands(), Commands{});
+    EXPECT_TRUE(nothing_stored());
+    EXPECT_EQ(calls("send"), 0U);
+    EXPECT_EQ(board.now(), 0s);
+    expect_all_closed();
+  }
+  console.clear();
   enableAPPCMD(kPause, 0);
-  EXPECT_EQ(console.out(), "connect failre errno=111");
-  EXPECT_EQ(board->application.commands(), Commands{});
-  EXPECT_TRUE(nothing_stored());
-  EXPECT_EQ(board.now(), 0s);
-  expect_all_closed();
-}
-
-TEST_F(AppChannelTest, AConnectionThatFailsIsReportedWithItsError) {
-  board.fault("connect ETIMEDOUT");
-  enableAPPCMD(kPause, 0);
-  EXPECT_EQ(console.out(), "connect failre errno=110");
-  EXPECT_EQ(calls("send"), 0U);
-  expect_all_closed();
-}
-
-TEST_F(AppChannelTest, ASocketThatCannotBeMadeIsReportedAlike) {
-  board.fault("socket EMFILE");
-  enableAPPCMD(kPause, 0);
-  EXPECT_EQ(console.out(), "connect failre errno=24");
-  EXPECT_EQ(board->application.commands(), Commands{});
+  EXPECT_EQ(console.out(), "MAtest:CMD:201288, maHeart:0, maStartOK:0x0\n")
+      << "the next command goes through";
 }
 
 TEST_F(AppChannelTest, ACommandThatDoesNotGoOutWholeIsNotWaitedFor) {
@@ -322,32 +247,17 @@ TEST_F(AppChannelTest, ACommandThatDoesNotGoOutWholeIsNotWaitedFor) {
   }
 }
 
-TEST_F(AppChannelTest, AFailedReadEndsTheCommand) {
-  for (const char* const fault : {"recv #1 ECONNRESET", "recv #1 EINTR"}) {
-    SCOPED_TRACE(fault);
-    board.fault(fault);
-    enableAPPCMD(kPause, 0);
-    EXPECT_EQ(console.out(), "");
-    EXPECT_TRUE(nothing_stored());
+TEST_F(AppChannelTest, AFailedReadEndsTheCommandAndKeepsTheReplyBeforeIt) {
+  for (const char* const error : {"ECONNRESET", "EINTR"}) {
+    SCOPED_TRACE(error);
+    console.clear();
+    board.fault(std::string("recv #2 ") + error);
+    ask({{0ms, reply(5, 6, 7)}, {50ms, reply(8, 9, 10)}});
+    EXPECT_EQ(stored(), reply(5, 6, 7));
+    EXPECT_EQ(console.out(), "MAtest:CMD:5, maHeart:6, maStartOK:0x7\n");
     expect_all_closed();
     board.clear_faults();
   }
-}
-
-TEST_F(AppChannelTest, AFailedReadKeepsTheReplyBeforeIt) {
-  board.fault("recv #2 ECONNRESET");
-  ask({{0ms, reply(5, 6, 7)}, {50ms, reply(8, 9, 10)}});
-  EXPECT_EQ(stored(), reply(5, 6, 7));
-  EXPECT_EQ(console.out(), "MAtest:CMD:5, maHeart:6, maStartOK:0x7\n");
-  expect_all_closed();
-}
-
-TEST_F(AppChannelTest, TheNextCommandGoesThroughAfterAFailure) {
-  board.fault("connect #1 ECONNREFUSED");
-  enableAPPCMD(kPause, 0);
-  enableAPPCMD(kPause, 0);
-  EXPECT_EQ(console.out(), "connect failre errno=111MAtest:CMD:201288, maHeart:0, maStartOK:0x0\n");
-  EXPECT_EQ(board->application.commands().size(), 1U);
 }
 
 }  // namespace

@@ -84,30 +84,23 @@ std::set<std::uint32_t> codes_to_try() {
   return codes;
 }
 
-class BoardFamiliesTest : public OnBoard {
- protected:
-  void check(const Classification& classification, std::uint32_t code) {
+class BoardFamilyListTest : public OnBoard, public ::testing::WithParamInterface<Classification> {};
+
+TEST_P(BoardFamilyListTest, KnowsEachOfItsBoardsAndNoOther) {
+  board.set_alarm_outputs(2);
+  const Classification& classification = GetParam();
+  for (const std::uint32_t code : codes_to_try()) {
     board.set_type(code);
     const auto known = classification.answers.find(code);
     const int expected = known == classification.answers.end() ? classification.otherwise : known->second;
     EXPECT_EQ(classification.ask(), expected) << classification.name << " for 0x" << std::hex << code;
   }
-};
-
-class BoardFamilyListTest : public BoardFamiliesTest, public ::testing::WithParamInterface<Classification> {};
-
-TEST_P(BoardFamilyListTest, KnowsEachOfItsBoards) {
-  board.set_alarm_outputs(2);
-  for (const auto& [code, answer] : GetParam().answers) check(GetParam(), code);
-}
-
-TEST_P(BoardFamilyListTest, KnowsNoOtherBoard) {
-  board.set_alarm_outputs(2);
-  for (const std::uint32_t code : codes_to_try()) check(GetParam(), code);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, BoardFamilyListTest, ::testing::ValuesIn(classifications()),
                          [](const auto& test) { return std::string(test.param.name); });
+
+class BoardFamiliesTest : public OnBoard {};
 
 TEST_F(BoardFamiliesTest, TheCodeOfEveryBoardIsReadAsItIsWritten) {
   for (const std::uint32_t code : codes_to_try()) {
@@ -116,20 +109,12 @@ TEST_F(BoardFamiliesTest, TheCodeOfEveryBoardIsReadAsItIsWritten) {
   }
 }
 
-TEST_F(BoardFamiliesTest, A6444BoardWith7AlarmOutputsIsNotTheJVariant) {
-  board.set_type(0x96C0);
-  board.set_alarm_outputs(7);
-  EXPECT_EQ(get_device_type(), static_cast<int>(DEV_TYPE_WPF44X));
-  EXPECT_EQ(is_6444_u(), 4);
-}
-
-TEST_F(BoardFamiliesTest, A6444BoardWithAnyOtherNumberOfAlarmOutputsIsTheJVariant) {
+TEST_F(BoardFamiliesTest, A6444BoardIsTheJVariantButWith7AlarmOutputs) {
   board.set_type(0x96C0);
   for (unsigned count = 0; count < 256; ++count) {
-    if (count == 7) continue;
     board.set_alarm_outputs(static_cast<std::uint8_t>(count));
-    EXPECT_EQ(get_device_type(), static_cast<int>(DEV_TYPE_WPF44X_J)) << count << " alarm outputs";
-    EXPECT_EQ(is_6444_u(), 3) << count << " alarm outputs";
+    EXPECT_EQ(get_device_type(), static_cast<int>(count == 7 ? DEV_TYPE_WPF44X : DEV_TYPE_WPF44X_J)) << count;
+    EXPECT_EQ(is_6444_u(), count == 7 ? 4 : 3) << count;
   }
 }
 
@@ -141,40 +126,6 @@ TEST_F(BoardFamiliesTest, SevenAlarmOutputsMakeNoOtherBoardA6444) {
     EXPECT_EQ(is_6444_u(), 0) << std::hex << code;
     EXPECT_NE(get_device_type(), static_cast<int>(DEV_TYPE_WPF44X)) << std::hex << code;
   }
-}
-
-TEST_F(BoardFamiliesTest, Board9726IsAKBoardByItsListButNormalByItsClass) {
-  board.set_type(0x9726);
-  EXPECT_EQ(is_K_devType(), 1);
-  EXPECT_EQ(get_device_type(), static_cast<int>(DEV_TYPE_NORMAL));
-}
-
-TEST_F(BoardFamiliesTest, Board27254IsA68xxByItsListButNormalByItsClass) {
-  board.set_type(0x27254);
-  EXPECT_EQ(is_68xx_devType(), 2);
-  EXPECT_EQ(get_device_type(), static_cast<int>(DEV_TYPE_NORMAL));
-}
-
-TEST_F(BoardFamiliesTest, LoopCBoardsAreNormalByTheirClass) {
-  for (const std::uint32_t code : {0x96C4U, 0x96C5U}) {
-    board.set_type(code);
-    EXPECT_EQ(is_loop_devType_c(), 1);
-    EXPECT_EQ(is_loop_devType(), 0);
-    EXPECT_EQ(get_device_type(), static_cast<int>(DEV_TYPE_NORMAL));
-  }
-}
-
-TEST_F(BoardFamiliesTest, TheTwoRkdVariantsAnswerDifferentNumbers) {
-  board.set_type(0xA60A0);
-  EXPECT_EQ(is_RKD_devType(), 1);
-  board.set_type(0xA60A3);
-  EXPECT_EQ(is_RKD_devType(), 2);
-}
-
-TEST_F(BoardFamiliesTest, TheFpgaVariantOfThe68xxIsToldApart) {
-  board.set_type(0x27251);
-  EXPECT_EQ(is_68xx_devType(), 1);
-  EXPECT_EQ(get_device_type(), static_cast<int>(DEV_TYPE_68XX_FPGA));
 }
 
 }  // namespace

@@ -44,13 +44,6 @@ TEST_F(SystemConsoleTest, ATerminalThatRefusesIsNamedWithTheReason) {
   EXPECT_EQ(board.hardware_trace().back(), "close /dev/qznio = 0");
 }
 
-TEST_F(SystemConsoleTest, ADeviceThatIsNoTerminalIsNamedWithThatReason) {
-  board.fault("ioctl /dev/led 0x541d ENOTTY");
-  EXPECT_EQ(setconsole("/dev/led"), 0);
-  EXPECT_EQ(console.out(), "TIOCCONS[/dev/led]: failed,Inappropriate ioctl for device\n");
-  EXPECT_EQ(board.hardware_trace().back(), "close /dev/led = 0");
-}
-
 TEST_F(SystemConsoleTest, ATerminalThatReturnsAPositiveNumberCountsAsRefused) {
   board.fault("ioctl /dev/qznio 0x541d result 5");
   EXPECT_EQ(setconsole("/dev/qznio"), 0);

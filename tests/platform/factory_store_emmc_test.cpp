@@ -38,9 +38,9 @@ void PrintTo(const StoreCall& call, std::ostream* out) {
   *out << call.name;
 }
 
-class EmmcStore : public OnBoard {
+class EmmcStoreRun : public OnBoard {
  protected:
-  explicit EmmcStore(std::string_view family = "ma") : OnBoard(family) {
+  explicit EmmcStoreRun(std::string_view family = "ma") : OnBoard(family) {
     board->emmc.set_bytes(0, before);
     board.clear_trace();
   }
@@ -56,7 +56,7 @@ class EmmcStore : public OnBoard {
   }
 };
 
-class EmmcStoreTest : public EmmcStore, public ::testing::WithParamInterface<StoreCall> {
+class EmmcStoreTest : public EmmcStoreRun, public ::testing::WithParamInterface<StoreCall> {
  protected:
   const StoreCall& call = GetParam();
 
@@ -103,59 +103,47 @@ TEST_P(EmmcStoreTest, BytesAreMovedInOneCallBehindOneSeek) {
   EXPECT_EQ(calls_on(board, kFlashNode), Lines{});
 }
 
-TEST_P(EmmcStoreTest, Block21HasTwoOffsetsOnly) {
-  EXPECT_EQ(run(21, 0), -1);
-  EXPECT_EQ(run(21, 0x7FFF), -1);
-  EXPECT_EQ(run(21, 0xFC04), -1);
-  EXPECT_EQ(run(21, 0xFC40), -1);
-  expect_lines_on_standard_error(
-      "blkNum 21 offset : 0 error\nblkNum 21 offset : 32767 error\n"
-      "blkNum 21 offset : 64516 error\nblkNum 21 offset : 64576 error\n");
-  EXPECT_EQ(calls_on(board, kEmmcNode), Lines{});
-}
-
-TEST_P(EmmcStoreTest, AnyOtherBlockIsRefused) {
+TEST_P(EmmcStoreTest, AnAddressThatThePartitionLacksIsRefused) {
+  for (const unsigned offset : {0U, 0x7FFFU, 0xFC04U, 0xFC40U}) EXPECT_EQ(run(21, offset), -1);
   EXPECT_EQ(run(0, 0), -1);
   EXPECT_EQ(run(18, 0xF800), -1);
   EXPECT_EQ(run(20, 5), -1);
   EXPECT_EQ(run(22, 0x8000), -1);
   expect_lines_on_standard_error(
+      "blkNum 21 offset : 0 error\nblkNum 21 offset : 32767 error\n"
+      "blkNum 21 offset : 64516 error\nblkNum 21 offset : 64576 error\n"
       "blkNum: 0 offset: 0 error \nblkNum: 18 offset: 63488 error \n"
       "blkNum: 20 offset: 5 error \nblkNum: 22 offset: 32768 error \n");
   EXPECT_EQ(calls_on(board, kEmmcNode), Lines{});
 }
 
-TEST_P(EmmcStoreTest, APartitionThatCannotBeOpenedIsNamedWithItsErrorNumber) {
-  board.fault("open /dev/mmcblk0p7");
-  EXPECT_EQ(run(19, 0), -1);
-  expect_lines_on_standard_error("open: /dev/mmcblk0p7 error: 19 \n");
-}
-
-TEST_P(EmmcStoreTest, AFailedSeekIsNamedAndNothingIsMoved) {
-  board.fault("lseek /dev/mmcblk0p7");
-  EXPECT_EQ(run(19, 0), -1);
-  expect_lines_on_standard_error("lseek: /dev/mmcblk0p7 error: 5 \n");
-  EXPECT_TRUE(all() == before);
-  EXPECT_EQ(calls_on(board, kEmmcNode).size(), 3U) << "opened, not sought, closed";
-}
-
-TEST_P(EmmcStoreTest, AFailedTransferIsNamedWithItsErrorNumber) {
-  board.fault(verb() + " /dev/mmcblk0p7 EROFS");
-  EXPECT_EQ(run(19, 0), -1);
-  expect_lines_on_standard_error(verb() + ": /dev/mmcblk0p7 error: 30 \n");
-  EXPECT_TRUE(all() == before);
+TEST_P(EmmcStoreTest, ACallThatFailsIsNamedWithItsErrorNumber) {
+  struct {
+    std::string fault, call;
+    int error;
+    std::size_t calls;
+  } const rows[] = {{"open /dev/mmcblk0p7", "open", 19, 1},
+                    {"lseek /dev/mmcblk0p7", "lseek", 5, 3},  // nothing is moved
+                    {verb() + " /dev/mmcblk0p7 EROFS", verb(), 30, 4}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.fault);
+    console.clear();
+    board.clear_trace();
+    board.clear_faults();
+    board.fault(row.fault);
+    EXPECT_EQ(run(19, 0), -1);
+    expect_lines_on_standard_error(row.call + ": /dev/mmcblk0p7 error: " + std::to_string(row.error) + " \n");
+    EXPECT_EQ(calls_on(board, kEmmcNode).size(), row.calls);
+    EXPECT_TRUE(all() == before);
+  }
 }
 
 TEST_P(EmmcStoreTest, AShortCountIsAFailure) {
+  EXPECT_EQ(run(19, 0x2FFE0), -1) << "the partition ends behind 32 bytes";
   board.fault(verb() + " /dev/mmcblk0p7 short 63");
   EXPECT_EQ(run(19, 0), -1);
   EXPECT_EQ(console.err().rfind(verb() + ": /dev/mmcblk0p7 error: ", 0), 0U) << console.err();
   EXPECT_EQ(console.out(), "");
-}
-
-TEST_P(EmmcStoreTest, ARecordThatDoesNotFitThePartitionIsAFailure) {
-  EXPECT_EQ(run(19, 0x2FFE0), -1);
-  EXPECT_EQ(console.err().rfind(verb() + ": /dev/mmcblk0p7 error: ", 0), 0U) << console.err();
 }
 
 TEST_P(EmmcStoreTest, AnOffsetFarBeyondThePartitionReachesNoOtherRecord) {
@@ -163,27 +151,16 @@ TEST_P(EmmcStoreTest, AnOffsetFarBeyondThePartitionReachesNoOtherRecord) {
   EXPECT_TRUE(all() == before);
 }
 
-TEST_P(EmmcStoreTest, NoBufferIsRefused) {
-  EXPECT_EQ(call.run(19, 0, nullptr, 4), -1);
+TEST_P(EmmcStoreTest, NoBufferIsRefusedBeforeTheLengthAndTheAddressAreLookedAt) {
+  EXPECT_EQ(call.run(1, 2, nullptr, 0), -1);
   expect_lines_on_standard_error(!call.checks ? "" : verb() + " mmcblk0p7 info is null \n");
   EXPECT_EQ(calls_on(board, kEmmcNode), Lines{});
 }
 
-TEST_P(EmmcStoreTest, NoBufferIsNoticedBeforeTheLengthAndTheAddress) {
-  EXPECT_EQ(call.run(1, 2, nullptr, 0), -1);
-  expect_lines_on_standard_error(!call.checks ? "" : verb() + " mmcblk0p7 info is null \n");
-}
-
-TEST_P(EmmcStoreTest, ALengthOfZeroIsRefusedByTheEmmcCallsOnly) {
-  EXPECT_EQ(call.run(19, 0, as_info(info), 0), call.checks ? -1 : 0);
+TEST_P(EmmcStoreTest, ALengthOfZeroIsRefusedByTheEmmcCallsOnlyBeforeTheAddressIsLookedAt) {
+  EXPECT_EQ(call.run(call.checks ? 1 : 19, 0, as_info(info), 0), call.checks ? -1 : 0);
   expect_lines_on_standard_error(call.checks ? "len mmcblk0p7 is error \n" : "");
   EXPECT_EQ(calls_on(board, kEmmcNode).empty(), call.checks);
-}
-
-TEST_P(EmmcStoreTest, ALengthOfZeroIsNoticedBeforeTheAddress) {
-  if (!call.checks) return;
-  EXPECT_EQ(call.run(1, 2, as_info(info), 0), -1);
-  expect_lines_on_standard_error("len mmcblk0p7 is error \n");
 }
 
 TEST_P(EmmcStoreTest, EveryMaBoardUsesItsEmmc) {
@@ -200,9 +177,9 @@ TEST_P(EmmcStoreTest, TheBoardIsAskedForItsTypeOnlyWhereThatDecides) {
   EXPECT_EQ(calls_on(board, "/dev/qznio").empty(), call.checks);
 }
 
-class EmmcOnAnyBoardTest : public EmmcStore {
+class EmmcOnAnyBoardTest : public EmmcStoreRun {
  protected:
-  EmmcOnAnyBoardTest() : EmmcStore("normal") {}
+  EmmcOnAnyBoardTest() : EmmcStoreRun("normal") {}
 };
 
 TEST_F(EmmcOnAnyBoardTest, TheEmmcCallsReachTheEmmcOnEveryBoard) {
@@ -225,7 +202,7 @@ TEST_F(EmmcOnAnyBoardTest, ABoardWhoseTypeIsUnknownIsSavedToTheFlashAndReadFromT
   EXPECT_TRUE(all() == before);
 }
 
-class EmmcOnMaBoardTest : public EmmcStore {};
+class EmmcOnMaBoardTest : public EmmcStoreRun {};
 
 TEST_F(EmmcOnMaBoardTest, WhatIsSavedIsWhatTheReadersRead) {
   EXPECT_EQ(flash_save_dev_info(21, 0xFC00, as_info(info), 64), 64);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <array>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "t1_sdk/boardtest/platform/factory_store.h"
@@ -48,19 +49,14 @@ class FlashPowerCutTest : public OnBoard {
   Bytes left() const { return board->flash.bytes(0, kFlashSize); }
 };
 
-TEST_F(FlashPowerCutTest, BeforeTheEraseEverythingIsAsItWas) {
-  EXPECT_EQ(save_with("open /dev/mtd4"), -5);
-  EXPECT_TRUE(left() == before);
-  EXPECT_EQ(save_with("lseek /dev/mtd4"), -6);
-  EXPECT_TRUE(left() == before);
-  EXPECT_EQ(save_with("read /dev/mtd4"), -6);
-  EXPECT_TRUE(left() == before);
-}
-
-TEST_F(FlashPowerCutTest, AtTheEraseEverythingIsAsItWas) {
-  EXPECT_EQ(save_with("flash cut erase"), -7);
-  EXPECT_TRUE(left() == before);
-  EXPECT_EQ(console.out(), "mtd erase error\n");
+TEST_F(FlashPowerCutTest, UpToTheEraseEverythingIsAsItWas) {
+  const std::pair<const char*, int> rows[] = {
+      {"open /dev/mtd4", -5}, {"lseek /dev/mtd4", -6}, {"read /dev/mtd4", -6}, {"flash cut erase", -7}};
+  for (const auto& [fault, code] : rows) {
+    SCOPED_TRACE(fault);
+    EXPECT_EQ(save_with(fault), code);
+    EXPECT_TRUE(left() == before);
+  }
 }
 
 TEST_F(FlashPowerCutTest, AmidTheEraseOfTwoBlocksTheFirstIsEmptyAndTheSecondAsItWas) {
@@ -68,78 +64,49 @@ TEST_F(FlashPowerCutTest, AmidTheEraseOfTwoBlocksTheFirstIsEmptyAndTheSecondAsIt
   EXPECT_TRUE(left() == with(before, kStart, ones(kEraseBlock)));
 }
 
-TEST_F(FlashPowerCutTest, BetweenEraseAndWriteTheBlockIsEmptyWithAllThatStoodAroundTheRecord) {
-  EXPECT_EQ(save_with("flash cut 0"), -8);
-  EXPECT_TRUE(left() == with(before, kStart, ones(kEraseBlock)));
-  EXPECT_EQ(console.out(), "write error!\n");
-}
-
-TEST_F(FlashPowerCutTest, BetweenEraseAndWriteBothBlocksOfALongRecordAreEmpty) {
-  EXPECT_EQ(save_with("flash cut 0", 0xFFFF), -8);
-  EXPECT_TRUE(left() == with(before, kStart, ones(2 * kEraseBlock)));
-}
-
-class FlashPowerCutAtTest : public FlashPowerCutTest, public ::testing::WithParamInterface<std::size_t> {};
-
-TEST_P(FlashPowerCutAtTest, WhatWasWrittenIsNewAndTheRestOfTheBlockIsEmpty) {
-  const std::size_t written = GetParam();
-  EXPECT_EQ(save_with("flash cut " + std::to_string(written)), -8);
-  EXPECT_TRUE(left() == image_up_to(written));
-}
-
-// Before the record, at its first bytes, in it, at its last bytes, behind it.
-INSTANTIATE_TEST_SUITE_P(Bytes, FlashPowerCutAtTest,
-                         ::testing::Values(1, 2, 0x8000, kOffset - 1, kOffset, kOffset + 1, kOffset + 4,
-                                           kOffset + 700, kOffset + kRecord - 1, kOffset + kRecord,
-                                           kOffset + kRecord + 1, kEraseBlock - 1));
-
-TEST_F(FlashPowerCutTest, AnywhereInTheWriteNoOtherBlockIsTouched) {
-  for (std::size_t written = 0; written < kEraseBlock; written += 1009) {
-    SCOPED_TRACE(written);
-    EXPECT_EQ(save_with("flash cut " + std::to_string(written)), -8);
-    EXPECT_TRUE(left() == image_up_to(written));
+TEST_F(FlashPowerCutTest, InTheWriteWhatWasWrittenIsNewAndTheRestOfTheBlockIsEmpty) {
+  // Before the record, at its first bytes, in it, at its last bytes, behind it, and here and there.
+  std::vector<std::size_t> cuts = {0,
+                                   1,
+                                   2,
+                                   kOffset - 1,
+                                   kOffset,
+                                   kOffset + 1,
+                                   kOffset + 4,
+                                   kOffset + 700,
+                                   kOffset + kRecord - 1,
+                                   kOffset + kRecord,
+                                   kOffset + kRecord + 1,
+                                   kEraseBlock - 1};
+  for (std::size_t cut = 1009; cut < kEraseBlock; cut += 1009) cuts.push_back(cut);
+  for (const std::size_t cut : cuts) {
+    SCOPED_TRACE(cut);
+    EXPECT_EQ(save_with("flash cut " + std::to_string(cut)), -8);
+    EXPECT_TRUE(left() == image_up_to(cut)) << "and no other block is touched";
   }
 }
 
-TEST_F(FlashPowerCutTest, BetweenTheTwoBlocksOfALongRecordTheFirstIsNewAndTheSecondEmpty) {
-  EXPECT_EQ(save_with("flash cut 65536", 0xFFFF), -8);
-  EXPECT_TRUE(left() == image_up_to(kEraseBlock, 0xFFFF, 2));
-}
-
-TEST_F(FlashPowerCutTest, InTheSecondBlockOfALongRecordTheFirstIsWhole) {
-  EXPECT_EQ(save_with("flash cut 66000", 0xFFFF), -8);
-  EXPECT_TRUE(left() == image_up_to(66000, 0xFFFF, 2));
+TEST_F(FlashPowerCutTest, InTheWriteOfTwoBlocksWhatWasWrittenIsNewAndTheRestOfBothIsEmpty) {
+  for (const std::size_t cut : {std::size_t{0}, kEraseBlock, std::size_t{66000}}) {
+    SCOPED_TRACE(cut);
+    EXPECT_EQ(save_with("flash cut " + std::to_string(cut), 0xFFFF), -8);
+    EXPECT_TRUE(left() == image_up_to(cut, 0xFFFF, 2));
+  }
 }
 
 TEST_F(FlashPowerCutTest, ARecordThatWasLostReadsAsOnesWithoutAnError) {
-  save_with("flash cut 100");
-  Bytes back(kRecord);
-  EXPECT_EQ(flash_read_dev_info(kBlock, kOffset, as_info(back), kRecord), static_cast<int>(kRecord));
-  EXPECT_EQ(back, ones(kRecord));
-}
-
-TEST_F(FlashPowerCutTest, AHalfWrittenRecordReadsWithoutAnError) {
-  save_with("flash cut " + std::to_string(kOffset + 700));
-  Bytes back(kRecord);
-  EXPECT_EQ(flash_read_dev_info(kBlock, kOffset, as_info(back), kRecord), static_cast<int>(kRecord));
-  EXPECT_EQ(back, with(ones(kRecord), 0, std::span(info).first(700)));
+  for (const std::size_t written : {0U, 700U}) {
+    save_with("flash cut " + std::to_string(kOffset + written));
+    Bytes back(kRecord);
+    EXPECT_EQ(flash_read_dev_info(kBlock, kOffset, as_info(back), kRecord), static_cast<int>(kRecord));
+    EXPECT_EQ(back, with(ones(kRecord), 0, std::span(info).first(written)));
+  }
 }
 
 TEST_F(FlashPowerCutTest, SavingAgainMakesTheRecordWholeButNotWhatStoodAroundIt) {
   save_with("flash cut 100");
   EXPECT_EQ(save(), 0x10000);
   EXPECT_TRUE(left() == with(image_up_to(100), kStart + kOffset, info));
-}
-
-TEST_F(FlashPowerCutTest, TheBoardSavesAsEverWhenThePowerIsBack) {
-  save_with("flash cut erase");
-  EXPECT_EQ(save(), 0x10000);
-  EXPECT_TRUE(left() == image());
-}
-
-TEST_F(FlashPowerCutTest, AfterTheLastByteTheRecordAndItsSurroundingsAreWhole) {
-  save_with("flash cut 65536");
-  EXPECT_TRUE(left() == image());
 }
 
 class EmmcPowerCutTest : public OnBoard {
@@ -159,15 +126,10 @@ TEST_F(EmmcPowerCutTest, TheBytesBeforeTheCutAreNewAndTheOthersAsTheyWere) {
     EXPECT_EQ(flash_save_dev_info(kBlock, kOffset, as_info(info), kRecord), -1);
     board.clear_faults();
     EXPECT_TRUE(board->emmc.bytes(0, 0x40000) == with(before, 0x20000, std::span(info).first(written)));
+    EXPECT_EQ(flash_save_dev_info(kBlock, kOffset, as_info(info), kRecord), static_cast<int>(kRecord));
+    EXPECT_TRUE(board->emmc.bytes(0, 0x40000) == with(before, 0x20000, info))
+        << "saving again makes it whole";
   }
-}
-
-TEST_F(EmmcPowerCutTest, SavingAgainMakesTheRecordWhole) {
-  board.fault("emmc cut 100");
-  EXPECT_EQ(flash_save_dev_info(kBlock, kOffset, as_info(info), kRecord), -1);
-  board.clear_faults();
-  EXPECT_EQ(flash_save_dev_info(kBlock, kOffset, as_info(info), kRecord), static_cast<int>(kRecord));
-  EXPECT_TRUE(board->emmc.bytes(0, 0x40000) == with(before, 0x20000, info));
 }
 
 }  // namespace

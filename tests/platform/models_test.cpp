@@ -69,24 +69,4 @@ TEST(ModelsTest, EveryOtherCodeIsAnErrorThatNamesIt) {
   EXPECT_EQ(console.out(), expected);
 }
 
-TEST(ModelsTest, Board9604HasEntry3ByTheRangeRule) {
-  EXPECT_EQ(get_model_index(0x9604), 3);
-}
-
-TEST(ModelsTest, Board9600LiesBeforeTheRange) {
-  const Console console;
-  EXPECT_EQ(get_model_index(0x9600), -1);
-  EXPECT_EQ(console.out(), "devType in bootInfo error. devType = 0x9600\n");
-}
-
-TEST(ModelsTest, Board9608LiesBehindTheRangeAndHasEntry11OfItsOwn) {
-  EXPECT_EQ(get_model_index(0x9608), 11);
-}
-
-TEST(ModelsTest, AKBoardMayLackAModel) {
-  const Console console;
-  EXPECT_EQ(get_model_index(0x9713), 6) << "a K board with one";
-  EXPECT_EQ(get_model_index(0x9615), -1) << "a K board without";
-}
-
 }  // namespace

@@ -51,36 +51,20 @@ TEST(PinsTest, BeforeTheyAreFilledAllPinsAreZero) {
   EXPECT_EQ(kPinsAtStart, Pins{});
 }
 
-TEST(PinsTest, AfterFillingTheTransmitPinIs38AndTheFilterEnableIs0) {
-  gpio_pin_cfg();
-  EXPECT_EQ(g_gpio_sets.RS485_tx_en, 38);
-  EXPECT_EQ(g_gpio_sets.IRCUT_en, 0);
-}
-
 class PinFillingTest : public OnBoard {};
 
 TEST_F(PinFillingTest, EveryBoardHasTheSameNinePinsAndTheOtherTenStayZero) {
+  const Console console;
   const Pins expected = {28, 29, 30, 31, 83, 82, 0, 0, 0, 0, 0, 0, 0, 0, 38, 0, 32, 0, 36};
   for (const boardsim::Family& family : boardsim::families()) {
     with_family(family.name);
+    board.clear_trace();
     g_gpio_sets = {};
     EXPECT_EQ(gpio_pin_cfg(), 0);
     EXPECT_EQ(pins_of(g_gpio_sets), expected) << family.name;
+    EXPECT_TRUE(board.hardware_trace().empty());
   }
-}
-
-TEST_F(PinFillingTest, FillingTouchesNoHardwareAndPrintsNothing) {
-  const Console console;
-  gpio_pin_cfg();
-  EXPECT_TRUE(board.hardware_trace().empty());
   EXPECT_EQ(console.out(), "");
-}
-
-TEST_F(PinFillingTest, FillingAgainChangesNothing) {
-  gpio_pin_cfg();
-  const Pins once = pins_of(g_gpio_sets);
-  EXPECT_EQ(gpio_pin_cfg(), 0);
-  EXPECT_EQ(pins_of(g_gpio_sets), once);
 }
 
 }  // namespace

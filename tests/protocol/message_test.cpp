@@ -37,16 +37,13 @@ constexpr char kClockReply[] =
 
 // ---- records ----------------------------------------------------------------------------
 
-TEST(RecordTest, LengthAndTextStandSideBySide) {
+TEST(RecordTest, ASignedLengthAndTheTextStandSideBySide) {
+  EXPECT_LT((T1_MSG_STRU{.iMsgLen = -1, .acXmlContent = {}}).iMsgLen, 0);
   EXPECT_EQ(offsetof(T1_MSG_STRU, iMsgLen), 0U);
   EXPECT_EQ(sizeof(T1_MSG_STRU::iMsgLen), 4U);
   EXPECT_EQ(offsetof(T1_MSG_STRU, acXmlContent), 4U);
   EXPECT_EQ(sizeof(T1_MSG_STRU::acXmlContent), 2048U);
   EXPECT_EQ(sizeof(T1_MSG_STRU), 2052U);
-}
-
-TEST(RecordTest, TheLengthIsSigned) {
-  EXPECT_LT((T1_MSG_STRU{.iMsgLen = -1, .acXmlContent = {}}).iMsgLen, 0);
 }
 
 TEST(RecordTest, ThereIsNoStationBeforeTheFirstOne) {
@@ -70,12 +67,6 @@ TEST_F(MessageTest, ARecordIsTheLengthLittleEndianThenTheTextWithoutTerminator) 
   EXPECT_EQ(station.bytes(), std::string("\x2c\x01\x00\x00", 4) + document_of(300));
 }
 
-TEST_F(MessageTest, ChineseTextTravelsAsTheBytesItWasGiven) {
-  start(1536, gbk("测试RTC时钟"));
-  EXPECT_EQ(tcp_send_xml_msg(&msg), 0);
-  EXPECT_NE(hex(station.bytes()).find("b2e2cad4525443cab1d6d3"), std::string::npos);
-}
-
 TEST_F(MessageTest, ADocumentStaysAsItIsAndCanBeSentAgain) {
   start(1536, "RTC");
   const std::string before = msg.GetDoc();
@@ -91,13 +82,6 @@ TEST_F(MessageTest, AnEmptyDocumentIsARecordOfLengthZero) {
   EXPECT_EQ(station.bytes(), length_field(0));
 }
 
-TEST_F(MessageTest, ADocumentOf2047BytesGoesOut) {
-  XmlDocument document;
-  document.SetDoc(document_of(2047).c_str());
-  EXPECT_EQ(tcp_send_xml_msg(&document), 0);
-  EXPECT_EQ(station.records(), std::vector<std::string>{document_of(2047)});
-}
-
 TEST_F(MessageTest, ADocumentOf2048BytesOrMoreIsRefusedWhole) {
   XmlDocument document;
   for (const std::size_t size : {2048U, 2049U, 2052U, 5000U, 1000000U}) {
@@ -107,17 +91,13 @@ TEST_F(MessageTest, ADocumentOf2048BytesOrMoreIsRefusedWhole) {
   EXPECT_EQ(station.bytes(), "");
   EXPECT_EQ(calls("send"), 0U);
 
-  document.SetDoc("<a/>");
+  document.SetDoc(document_of(2047).c_str());
   EXPECT_EQ(tcp_send_xml_msg(&document), 0) << "the next document goes out";
-  EXPECT_EQ(station.records(), std::vector<std::string>{"<a/>"});
+  EXPECT_EQ(station.records(), std::vector<std::string>{document_of(2047)});
 }
 
-TEST_F(MessageTest, NoDocumentIsRefused) {
+TEST_F(MessageTest, WithoutADocumentOrAStationNothingTouchesTheNetwork) {
   EXPECT_EQ(tcp_send_xml_msg(nullptr), -1);
-  EXPECT_EQ(station.bytes(), "");
-}
-
-TEST_F(MessageTest, WithoutAStationNothingTouchesTheNetwork) {
   start(1536, "RTC");
   g_iSockClient = -1;
   EXPECT_EQ(tcp_send_xml_msg(&msg), -1);
@@ -166,45 +146,13 @@ TEST_F(MessageTest, RecordsOfTwoThreadsNeverMixEvenWhenEverySendIsShort) {
 
 // ---- starting a reply -------------------------------------------------------------------
 
-TEST_F(MessageTest, AReplyStartsWithCodeNameAndTheResultItem) {
-  start(1536, "RTC");
-  EXPECT_EQ(utf8(msg.GetDoc()),
-            "<?xml version=\"1.0\" encoding=\"GBK\"?>\r\n"
-            "<TestItem>\r\n"
-            "<TestCode>1536</TestCode>\r\n"
-            "<TestName>RTC</TestName>\r\n"
-            "<Result>\r\n"
-            "<ResultItem>\r\n"
-            "<Name>测试结果</Name>\r\n"
-            "</ResultItem>\r\n"
-            "</Result>\r\n"
-            "</TestItem>\r\n");
-}
-
-TEST_F(MessageTest, StartingAReplySendsNothing) {
-  start(1536, "RTC");
-  EXPECT_EQ(station.bytes(), "");
-}
-
 TEST_F(MessageTest, StartingAReplyDiscardsTheLastOne) {
   start(1536, "RTC");
   const std::string first = msg.GetDoc();
   msg.AddChildElem("Value", "Fail");
   start(1536, "RTC");
   EXPECT_EQ(msg.GetDoc(), first);
-}
-
-TEST_F(MessageTest, ChildrenAddedNextStandBehindTheName) {
-  start(1536, "RTC");
-  EXPECT_EQ(msg.GetTagName(), "ResultItem");
-  msg.AddChildElem("Value", "Pass");
-  EXPECT_NE(utf8(msg.GetDoc()).find("<Name>测试结果</Name>\r\n<Value>Pass</Value>\r\n</ResultItem>"),
-            std::string::npos);
-}
-
-TEST_F(MessageTest, ACodeBelowZeroIsWrittenWithItsSign) {
-  start(static_cast<unsigned>(-15), "x");
-  EXPECT_NE(msg.GetDoc().find("<TestCode>-15</TestCode>"), std::string::npos);
+  EXPECT_EQ(station.bytes(), "") << "nothing is sent yet";
 }
 
 TEST_F(MessageTest, AReplyWithoutADocumentIsNotStarted) {

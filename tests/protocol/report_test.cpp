@@ -93,14 +93,9 @@ TEST_F(ReportTest, AnEmptyDescriptionIsAnEmptyElement) {
   EXPECT_NE(station.reply().raw.find("<Description/>\r\n"), std::string::npos);
 }
 
-TEST_F(ReportTest, ADescriptionOf511BytesIsKeptWhole) {
-  TestReport report(1536, name.c_str(), "");
-  report.fail(1, std::string(511, 'x').c_str());
+TEST_F(ReportTest, ADescriptionOfMoreThan511BytesIsCut) {
+  TestReport report(1536, name.c_str(), std::string(511, 'x').c_str());
   EXPECT_EQ(report.description(), std::string(511, 'x'));
-}
-
-TEST_F(ReportTest, ALongerDescriptionIsCutTo511Bytes) {
-  TestReport report(1536, name.c_str(), "");
   report.fail(1, std::string(512, 'x').c_str());
   EXPECT_EQ(report.description(), std::string(511, 'x'));
   report.send();
@@ -118,34 +113,12 @@ TEST_F(ReportTest, ALongChineseDescriptionIsCutBetweenCharacters) {
   EXPECT_EQ(utf8(report.description()), std::string("a").append(characters, 0, 255 * 3)) << "511 bytes";
 }
 
-TEST_F(ReportTest, MarkupInADescriptionArrivesAsText) {
-  TestReport report(1536, name.c_str(), "a<b&c>d");
-  report.send();
-  EXPECT_EQ(station.reply().description, "a<b&c>d");
-  EXPECT_NE(station.reply().raw.find("a&lt;b&amp;c&gt;d"), std::string::npos);
-}
-
 TEST_F(ReportTest, AReportWithoutAStationStillPrintsItsFailure) {
   g_iSockClient = -1;
   TestReport report(1536, name.c_str(), succeeded.c_str());
   report.fail(2, failed.c_str());
   EXPECT_EQ(report.send(), -1);
   EXPECT_EQ(console.out(), "fail num = 2\n");
-}
-
-TEST_F(ReportTest, AReportThatCannotBeSentIsNotTriedAgain) {
-  board.fault("send #1 EPIPE");
-  TestReport report(1536, name.c_str(), succeeded.c_str());
-  EXPECT_EQ(report.send(), -1);
-  EXPECT_EQ(calls("send"), 1U);
-}
-
-TEST_F(ReportTest, ANewReportDiscardsTheLastOne) {
-  TestReport(1536, name.c_str(), succeeded.c_str()).fail(1, failed.c_str());
-  TestReport second(7426, "second", "fine");
-  second.send();
-  EXPECT_EQ(station.reply().code, 7426);
-  EXPECT_EQ(station.reply().value, "Pass");
 }
 
 }  // namespace

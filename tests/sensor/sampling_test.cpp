@@ -51,25 +51,9 @@ class SamplingTest : public OnBoard {
   TypedConsole keys{board};
 };
 
-TEST_F(SamplingTest, ChoosingQLeavesTheMenu) {
-  EXPECT_EQ(calls_with("q\n"), (Lines{kOpen, kClose}));
-  EXPECT_EQ(console.out(), kMenu + "q\n");
-  EXPECT_EQ(test_status, ST_MAIN_MENU);
-}
-
-TEST_F(SamplingTest, Choosing1SetsTheLeftBound) {
+TEST_F(SamplingTest, TheMenuIsShownAgainAfterEachChoiceUntilItIsQ) {
   EXPECT_EQ(calls_with("1\nq\n"), (Lines{kOpen, kLeft, kClose}));
   EXPECT_EQ(board->fpga.reg(0x1041), 0x231U);
-  EXPECT_EQ(console.out(), kMenu + "1\n" + kMenu + "q\n");
-}
-
-TEST_F(SamplingTest, Choosing2SetsTheRightBound) {
-  EXPECT_EQ(calls_with("2\nq\n"), (Lines{kOpen, kRight, kClose}));
-  EXPECT_EQ(board->fpga.reg(0x1041), 0x251U);
-  EXPECT_EQ(console.out(), kMenu + "2\n" + kMenu + "q\n");
-}
-
-TEST_F(SamplingTest, TheMenuIsShownAgainAfterEachChoice) {
   EXPECT_EQ(calls_with("1\n2\n1\nq\n"), (Lines{kOpen, kLeft, kRight, kLeft, kClose}));
   EXPECT_EQ(console.out(), kMenu + "1\n" + kMenu + "2\n" + kMenu + "1\n" + kMenu + "q\n");
 }
@@ -92,16 +76,6 @@ TEST_F(SamplingTest, ALineEndsWithItsFourthCharacter) {
   EXPECT_EQ(calls_with("1abcq\n"), (Lines{kOpen, kLeft, kClose}));
   EXPECT_EQ(console.out(), kMenu + "1abc\n" + kMenu + "q\n");
   EXPECT_EQ(board.now(), 10ms);
-}
-
-TEST_F(SamplingTest, ATabEndsALineToo) {
-  EXPECT_EQ(calls_with("2\tq\t"), (Lines{kOpen, kRight, kClose}));
-  EXPECT_EQ(console.out(), kMenu + "2\n" + kMenu + "q\n");
-}
-
-TEST_F(SamplingTest, AChoiceCanBeTakenBack) {
-  EXPECT_EQ(calls_with("1\b2\nq\n"), (Lines{kOpen, kRight, kClose}));
-  EXPECT_EQ(console.out(), kMenu + "1\b \b2\n" + kMenu + "q\n");
 }
 
 TEST_F(SamplingTest, TheStatusIsSamplingAfterABoundWasSetAndTheMainMenuAtTheEnd) {
@@ -128,19 +102,6 @@ TEST_F(SamplingTest, AChoiceThatSetsNothingLeavesTheStatusAlone) {
   keys.type(3s, "q\n");
   sampling_test();
   EXPECT_EQ(after, ST_ERROR);
-}
-
-TEST_F(SamplingTest, TheMenuWaitsAsLongAsItTakes) {
-  keys.type(90s, "1\n");
-  keys.type(180s, "q\n");
-  sampling_test();
-  EXPECT_EQ(board->fpga.reg(0x1041), 0x231U);
-  EXPECT_EQ(board.now(), 180s);
-}
-
-TEST_F(SamplingTest, TheStatesHaveTheirNumbers) {
-  EXPECT_EQ(ST_MAIN_MENU, 1);
-  EXPECT_EQ(ST_TEST_SAMPLING, 22);
 }
 
 TEST_F(SamplingTest, WithoutTheFpgaThereIsNoMenu) {

@@ -1,14 +1,12 @@
 // Showing the timing-generator parameters: from the factory store to the console and the station.
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "t1_sdk/boardtest/sensor/timing_generator/timing_generator.h"
 #include "tests/sensor/sensor_run.h"
 #include "tests/sensor/tg_bytes.h"
 
 namespace {
-
-using tg::Bytes;
 
 constexpr std::size_t kLongest = 511;  // bytes of a description
 
@@ -44,8 +42,8 @@ std::string description_of(std::uint32_t version, const tg::Pairs& pairs) {
 
 class TgPrintTest : public SensorRun {
  protected:
-  void expect_reply(const char* value, const std::string& description) {
-    SensorRun::expect_reply(0x2A00, "显示TG参数", value, description);
+  void expect_print(const char* value, const std::string& description) {
+    expect_reply(station, 0x2A00, "显示TG参数", value, description);
   }
   /// The store holds these pairs when they are shown.
   void show(std::uint32_t version, const tg::Pairs& pairs) {
@@ -54,67 +52,32 @@ class TgPrintTest : public SensorRun {
     t1_sdk_printTGParam();
   }
   void expect_shown(std::uint32_t version, const tg::Pairs& pairs) {
-    expect_reply("Pass", description_of(version, pairs));
-    EXPECT_EQ(console.out(), console_of(version, pairs));
-    EXPECT_EQ(console.err(), "");
-  }
-  void expect_failure(const std::string& code) {
-    expect_reply("Fail", "TG param ERROR");
-    EXPECT_EQ(console.out(), "printTGParam\nTG param ERROR. ret = " + code + "\nfail num = 1\n");
+    expect_print("Pass", description_of(version, pairs));
+    expect_console(console_of(version, pairs));
   }
 };
 
-TEST_F(TgPrintTest, TheFactorysRecordIsShown) {
+TEST_F(TgPrintTest, TheFactorysRecordIsReadOnceWithoutAWaitAndShown) {
   t1_sdk_printTGParam();
-  expect_reply("Pass",
+  expect_print("Pass",
                "\nTG param OK. num = [3] TGVer[10002]\n\n"
                "{0x00000010, 0x00000001} [0us]\n{0x00000011, 0x00000022} [100us]\n"
                "{0x0000002f, 0x0000abcd} [5000us]\n\n");
-  EXPECT_EQ(console.out(),
-            "printTGParam\nTG param OK. num = [3] TGVer[10002]\n"
-            "{0x00000010, 0x00000001} [0us]\n{0x00000011, 0x00000022} [100us]\n"
-            "{0x0000002f, 0x0000abcd} [5000us]\n");
-  EXPECT_EQ(console.err(), "");
-}
-
-TEST_F(TgPrintTest, TheStoreIsReadOnceWithoutAWait) {
-  t1_sdk_printTGParam();
+  expect_console(
+      "printTGParam\nTG param OK. num = [3] TGVer[10002]\n"
+      "{0x00000010, 0x00000001} [0us]\n{0x00000011, 0x00000022} [100us]\n"
+      "{0x0000002f, 0x0000abcd} [5000us]\n");
   EXPECT_EQ(board.timed_hardware_trace(),
             (Lines{"0.000000 open /dev/mmcblk0p7 = ok", "0.000000 lseek /dev/mmcblk0p7 131072 = 131072",
                    "0.000000 read /dev/mmcblk0p7 1580 = 1580", "0.000000 close /dev/mmcblk0p7 = 0"}));
   EXPECT_EQ(board.now(), boardsim::Time{0});
 }
 
-TEST_F(TgPrintTest, WhatAnMaBoardHasSetIsShown) {
-  next_board("ma");
-  t1_sdk_setTGParam();
-  forget();
-  t1_sdk_printTGParam();
-  expect_shown(tg::kFileVersion, tg::kFilePairs);
-}
-
-TEST_F(TgPrintTest, ABoardThatSavesToItsFlashGoesOnShowingTheFactorysRecord) {
-  t1_sdk_setTGParam();
-  forget();
-  t1_sdk_printTGParam();
-  expect_shown(tg::kFactoryVersion, tg::kFactoryPairs);
-}
-
-TEST_F(TgPrintTest, ARecordWithoutPairsIsShownAsItsHeadline) {
-  show(0x10002, {});
-  expect_reply("Pass", "\nTG param OK. num = [0] TGVer[10002]\n\n\n");
-  EXPECT_EQ(console.out(), "printTGParam\nTG param OK. num = [0] TGVer[10002]\n");
-}
-
-TEST_F(TgPrintTest, LargeNumbersAreShownWhole) {
-  show(0xFFFFFFFF, {{0xFFFFFFFF, 0x89ABCDEF, 0x7FFFFFFF}});
-  expect_reply("Pass",
-               "\nTG param OK. num = [1] TGVer[ffffffff]\n\n{0xffffffff, 0x89abcdef} [2147483647us]\n\n");
-}
-
-TEST_F(TgPrintTest, ADelayBeyond31BitsIsShownAsNegative) {
-  show(0, {{1, 2, 0xFFFFFFFF}});
-  expect_reply("Pass", "\nTG param OK. num = [1] TGVer[0]\n\n{0x00000001, 0x00000002} [-1us]\n\n");
+TEST_F(TgPrintTest, LargeNumbersAreShownWholeAndADelayBeyond31BitsAsNegative) {
+  show(0xFFFFFFFF, {{0xFFFFFFFF, 0x89ABCDEF, 0x7FFFFFFF}, {1, 2, 0xFFFFFFFF}});
+  expect_print("Pass",
+               "\nTG param OK. num = [2] TGVer[ffffffff]\n\n{0xffffffff, 0x89abcdef} [2147483647us]\n"
+               "{0x00000001, 0x00000002} [-1us]\n\n");
 }
 
 // ---- the description's length ----
@@ -125,15 +88,6 @@ TEST_F(TgPrintTest, ADescriptionEndsAtALineEndAndTheConsoleShowsEveryPair) {
     show(tg::kFileVersion, tg::many(count));
     expect_shown(tg::kFileVersion, tg::many(count));
   }
-}
-
-TEST_F(TgPrintTest, OfAFullRecordTheDescriptionHoldsWholeLinesOnlyAndItsLastLineFeed) {
-  show(tg::kFileVersion, tg::many(128));
-  const std::string description = station.reply().description;
-  EXPECT_LE(description.size(), kLongest);
-  EXPECT_EQ(description.rfind("us]\n\n"), description.size() - 5);
-  EXPECT_EQ(console_of(tg::kFileVersion, tg::many(128)).find(description.substr(1, 34)), 13U);
-  EXPECT_EQ(console.lines().size(), 2U + 128U);
 }
 
 TEST_F(TgPrintTest, ADescriptionOfExactly511BytesIsWholeAndOneOf512LosesALine) {
@@ -166,55 +120,17 @@ TEST_F(TgPrintTest, TheReplyOfAFullRecordIsAWholeDocument) {
   EXPECT_EQ(raw.rfind("</TestItem>\r\n"), raw.size() - 13);
 }
 
-// ---- failures ----
-
-TEST_F(TgPrintTest, AStoreThatCannotBeOpenedFailsWithCode1) {
-  board.fault("open /dev/mmcblk0p7");
-  t1_sdk_printTGParam();
-  expect_failure("-1");
-  EXPECT_EQ(console.err(), "open: /dev/mmcblk0p7 error: 19 \n");
-}
-
-TEST_F(TgPrintTest, AStoreThatCannotBeReadFailsWithCode1) {
-  board.fault("read /dev/mmcblk0p7");
-  t1_sdk_printTGParam();
-  expect_failure("-1");
-  EXPECT_EQ(console.err(), "read: /dev/mmcblk0p7 error: 5 \n");
-}
-
-TEST_F(TgPrintTest, AMissingRecordFailsWithCode1) {
-  board.fault("record timing none");
-  t1_sdk_printTGParam();
-  expect_failure("-11");
-  EXPECT_EQ(console.err(), "");
-}
-
-TEST_F(TgPrintTest, AWrongMagicFailsWithCode1) {
-  board.fault("record timing magic");
-  t1_sdk_printTGParam();
-  expect_failure("-11");
-}
-
-TEST_F(TgPrintTest, TooManyPairsFailWithCode1) {
-  Bytes bytes = tg::record(1, tg::many(3));
-  tg::put_word(bytes, 4, 129);
-  board->emmc.set_bytes(tg::kOnEmmc, bytes);
-  t1_sdk_printTGParam();
-  expect_failure("-12");
-}
-
-TEST_F(TgPrintTest, AWrongChecksumFailsWithCode1) {
-  board.fault("record timing checksum");
-  t1_sdk_printTGParam();
-  expect_failure("-13");
-}
-
-TEST_F(TgPrintTest, AFailureIsForgottenByTheNextRun) {
-  board.fault("open /dev/mmcblk0p7 #1");
-  t1_sdk_printTGParam();
-  forget();
-  t1_sdk_printTGParam();
-  expect_shown(tg::kFactoryVersion, tg::kFactoryPairs);
+TEST_F(TgPrintTest, ARecordThatCannotBeReadFailsWithCode1AndItsOwnCodeIsOnTheConsoleOnly) {
+  const std::pair<const char*, const char*> faults[] = {
+      {"open /dev/mmcblk0p7", "-1"}, {"record timing magic", "-11"}, {"record timing checksum", "-13"}};
+  for (const auto& [fault, code] : faults) {
+    SCOPED_TRACE(fault);
+    next_board("normal");
+    board.fault(fault);
+    t1_sdk_printTGParam();
+    expect_print("Fail", "TG param ERROR");
+    EXPECT_EQ(console.out(), std::string("printTGParam\nTG param ERROR. ret = ") + code + "\nfail num = 1\n");
+  }
 }
 
 }  // namespace

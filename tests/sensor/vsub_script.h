@@ -8,15 +8,9 @@
 
 class VsubScript : public HardwareScript {
  public:
-  /// Asks for the boot block.
-  void identify() {
-    open("/dev/qznio");
-    call("ioctl /dev/qznio 0x80044801 {} = 0");
-    close("/dev/qznio");
-  }
   /// Applies a code on a board that is no 65xx.
   void apply(std::uint32_t code) {
-    identify();
+    query();
     open("/dev/fpga");
     fpga(0x2001, code);
     fpga(0x2102, 1);
@@ -24,7 +18,7 @@ class VsubScript : public HardwareScript {
   }
   /// Saves something in block 21 of the flash: the block is read, erased and written whole.
   void flash_save() {
-    identify();
+    query();
     open("/dev/mtd4");
     call("lseek /dev/mtd4 1376256 = 1376256");
     call("read /dev/mtd4 65536 = 65536");
@@ -35,7 +29,7 @@ class VsubScript : public HardwareScript {
   }
   /// Saves so many bytes at the voltage record of an MA board's eMMC.
   void emmc_save(int size) {
-    identify();
+    query();
     on_emmc("write", size);
   }
   /// Reads so many bytes of the voltage record on the eMMC.

@@ -2,15 +2,16 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 struct StoreFault {
   const char* call;
-  int calls = 1;  ///< such calls in one access of the store
-  int which = 1;  ///< the one of them that fails
+  int calls;  ///< such calls in one access of the store
+  int which;  ///< the one of them that fails
   const char* error;
-  int number;             ///< of the error
-  int result;             ///< of the store
-  const char* line = "";  ///< on standard output
+  int number;        ///< of the error
+  int result;        ///< of the store
+  const char* line;  ///< on standard output
 
   /// The fault on the N-th access, counted from 1.
   std::string on(int access) const {
@@ -18,27 +19,19 @@ struct StoreFault {
   }
 };
 
-/// What can go wrong when the flash is saved to, and on the eMMC.
-inline constexpr StoreFault kFlashSaveFaults[] = {
-    {.call = "open /dev/mtd4", .error = "ENXIO", .number = 6, .result = -5},
-    {.call = "lseek /dev/mtd4", .calls = 2, .error = "EINVAL", .number = 22, .result = -6},
-    {.call = "read /dev/mtd4", .error = "EIO", .number = 5, .result = -6},
-    {.call = "ioctl /dev/mtd4 0x40084d02",
-     .error = "EACCES",
-     .number = 13,
-     .result = -7,
-     .line = "mtd erase error\n"},
-    {.call = "lseek /dev/mtd4",
-     .calls = 2,
-     .which = 2,
-     .error = "EINVAL",
-     .number = 22,
-     .result = -8,
-     .line = "write error!\n"},
-    {.call = "write /dev/mtd4", .error = "ENOSPC", .number = 28, .result = -8, .line = "write error!\n"},
-};
-inline constexpr StoreFault kEmmcReadFaults[] = {
-    {.call = "open /dev/mmcblk0p7", .error = "ENXIO", .number = 6, .result = -1},
-    {.call = "lseek /dev/mmcblk0p7", .error = "EINVAL", .number = 22, .result = -1},
-    {.call = "read /dev/mmcblk0p7", .error = "EIO", .number = 5, .result = -1},
-};
+/// What can go wrong when the flash is saved to.
+inline std::vector<StoreFault> flash_save_faults() {
+  return {{"open /dev/mtd4", 1, 1, "ENXIO", 6, -5, ""},
+          {"lseek /dev/mtd4", 2, 1, "EINVAL", 22, -6, ""},
+          {"read /dev/mtd4", 1, 1, "EIO", 5, -6, ""},
+          {"ioctl /dev/mtd4 0x40084d02", 1, 1, "EACCES", 13, -7, "mtd erase error\n"},
+          {"lseek /dev/mtd4", 2, 2, "EINVAL", 22, -8, "write error!\n"},
+          {"write /dev/mtd4", 1, 1, "ENOSPC", 28, -8, "write error!\n"}};
+}
+
+/// What can go wrong when the eMMC is read.
+inline std::vector<StoreFault> emmc_read_faults() {
+  return {{"open /dev/mmcblk0p7", 1, 1, "ENXIO", 6, -1, ""},
+          {"lseek /dev/mmcblk0p7", 1, 1, "EINVAL", 22, -1, ""},
+          {"read /dev/mmcblk0p7", 1, 1, "EIO", 5, -1, ""}};
+}

@@ -1,72 +1,49 @@
-// Trims on boards whose hardware or store does not play along.
+// Trims on boards whose hardware or store does not play along. The model makes no difference to that.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <cstdint>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "tests/sensor/vsub_store_faults.h"
-#include "tests/sensor/vsub_trim_model.h"
+#include "tests/sensor/vsub_trims.h"
 
 namespace {
 
-using ::testing::EndsWith;
 using ::testing::HasSubstr;
 
-/// A step in one direction on one model.
-struct Step {
-  const char* name;
-  const TrimModel& model;
-  void (*run)();
-  int code;
-  int change;
-  const char* says;
-};
-
-const Step kSteps[] = {
-    {"Add6455", k6455Trim, t1_sdk_addVsub6455, 0x2B01, -1, "t1_sdk_add_trim_vsub\n"},
-    {"Dec6455", k6455Trim, t1_sdk_decVsub6455, 0x2B02, +1, "t1_sdk_dec_trim_vsub\n"},
-    {"Add6485", k6485Trim, t1_sdk_addVsub6485, 0x2C01, -1, "t1_sdk_add_trim_vsub\n"},
-    {"Dec6485", k6485Trim, t1_sdk_decVsub6485, 0x2C02, +1, "t1_sdk_dec_trim_vsub\n"},
-    {"Add6484", k6484Trim, t1_sdk_addVsub6484, 0x2D01, -1, "t1_sdk_add_trim_vsub\n"},
-    {"Dec6484", k6484Trim, t1_sdk_decVsub6484, 0x2D02, +1, "t1_sdk_dec_trim_vsub\n"},
-};
-
-void PrintTo(const Step& step, std::ostream* out) {
-  *out << step.name;
-}
-
-class VsubTrimFaultsTest : public TrimRun, public ::testing::WithParamInterface<Step> {
+class VsubTrimFaultsTest : public VsubRun, public ::testing::WithParamInterface<TrimCommand> {
  protected:
-  const Step& step = GetParam();
-  const TrimModel& model = step.model;
-  const std::uint32_t trimmed = model.base + static_cast<std::uint32_t>(step.change);
+  const TrimCommand& command = GetParam();
+  const std::uint32_t trimmed = command.trimmed();
 
-  VsubTrimFaultsTest() : TrimRun(GetParam().model) {}
-
-  void fresh_board() { next_model_board(model, model.family); }
-  void expect_step_fails(const std::string& description) {
-    expect_reply(step.code, kTrimName, "Fail", description);
+  /// Runs the command on a board with this fault.
+  void run_with(const std::string& fault) {
+    next_board("6455");
+    board.fault(fault);
+    command.run();
   }
-  /// What a step says before it meets the store for the second time.
+  void expect_fails(const std::string& description) { expect_reply(command.code, "Fail", description); }
+  void expect_passes() { expect_reply(command.code, "Pass", "测试成功"); }
+  /// What the command says before it meets the store for the second time.
   std::string said_before_saving() const {
-    return step.says + loaded_line(model.base) + range_line(model.range) + trimmed_line(trimmed) + model.says;
+    return command.entry + loaded_line(kStored) + step_lines(command, trimmed) + "QN_5RX6455\n";
   }
-  /// The step was made: the trim stands at the new code, the FPGA is out of trimming again.
-  void expect_step_made() {
-    EXPECT_EQ(board->substrate_voltage.code(), trimmed);
-    EXPECT_EQ(g_trim_vsub[model.slot], static_cast<int>(trimmed));
-    EXPECT_EQ(g_base_vsub[model.slot], static_cast<int>(model.base));
-    EXPECT_EQ(board->fpga.reg(0xD1), 0U);
+  /// The code is applied and counted although saving it failed; the FPGA is out of trimming again.
+  void expect_done() {
+    EXPECT_EQ(board->substrate_voltage.code(), command.saves() ? 0U : trimmed);
+    EXPECT_EQ(g_trim_vsub[0], static_cast<int>(trimmed));
+    EXPECT_EQ(g_base_vsub[0], static_cast<int>(kStored));
     const Lines calls = board.hardware_trace();
     EXPECT_EQ(calls.at(calls.size() - 2), "ioctl /dev/fpga 0x40044603 {209, 0} = 0");
     EXPECT_EQ(calls.back(), "close /dev/fpga = 0");
   }
   /// Nothing was loaded, applied or saved.
   void expect_nothing_done() {
-    EXPECT_EQ(g_trim_vsub[model.slot], 0);
-    EXPECT_EQ(g_base_vsub[model.slot], 0);
-    EXPECT_EQ(board->substrate_voltage.code(), 0U);
+    EXPECT_EQ(g_trim_vsub[0], 0);
+    EXPECT_EQ(g_base_vsub[0], 0);
     EXPECT_EQ(flash_saves(), 0U);
     for (const std::string& call : board.hardware_trace()) {
       EXPECT_EQ(call.find("0x40044603"), std::string::npos) << call;
@@ -75,186 +52,99 @@ class VsubTrimFaultsTest : public TrimRun, public ::testing::WithParamInterface<
   }
 };
 
-INSTANTIATE_TEST_SUITE_P(By, VsubTrimFaultsTest, ::testing::ValuesIn(kSteps),
+INSTANTIATE_TEST_SUITE_P(By, VsubTrimFaultsTest,
+                         ::testing::Values(kTrimCommands[0], kTrimCommands[1], kTrimCommands[2]),
                          [](const auto& row) { return std::string(row.param.name); });
 
 TEST_P(VsubTrimFaultsTest, FailsWithoutTheFpga) {
-  board.fault("open /dev/fpga");
-  step.run();
-  expect_step_fails("Open fpgaFd error");
-  EXPECT_EQ(console.out(), std::string(step.says) + "Open /dev/fpga error.\nfail num = 2\n");
+  run_with("open /dev/fpga");
+  expect_fails("Open fpgaFd error");
+  expect_console(command.entry + std::string("Open /dev/fpga error.\nfail num = 2\n"));
   EXPECT_EQ(board.hardware_trace(), Lines{"open /dev/fpga = -1 ENODEV"});
-  EXPECT_EQ(g_base_vsub[model.slot], 0);
+  EXPECT_EQ(g_base_vsub[0], 0);
 }
 
-TEST_P(VsubTrimFaultsTest, FailsWhenTheFirstWordCannotBeRead) {
-  for (const StoreFault& fault : kEmmcReadFaults) {
-    SCOPED_TRACE(fault.call);
-    fresh_board();
-    board.fault(fault.on(1));
-    step.run();
-    expect_step_fails("read vsub error");
-    EXPECT_EQ(console.out(), std::string(step.says) + "read vsub error = " + std::to_string(fault.result) +
-                                 "\nfail num = 2\n");
-    expect_nothing_done();
-  }
-}
-
-TEST_P(VsubTrimFaultsTest, FailsWhenTheSecondWordCannotBeRead) {
-  for (const StoreFault& fault : kEmmcReadFaults) {
-    SCOPED_TRACE(fault.call);
-    fresh_board();
-    board.fault(fault.on(2));
-    step.run();
-    expect_step_fails("read vsub2 error");
-    EXPECT_EQ(console.out(), std::string(step.says) + "read vsub2 error = " + std::to_string(fault.result) +
-                                 "\nfail num = 2\n");
-    expect_nothing_done();
-  }
-}
-
-TEST_P(VsubTrimFaultsTest, FailsWhenAWordComesShort) {
-  struct {
-    const char* fault;
-    const char* text;
-  } const cases[] = {{"read /dev/mmcblk0p7 #1 short 3", "read vsub error"},
-                     {"read /dev/mmcblk0p7 #2 short 7", "read vsub2 error"},
-                     {"read /dev/mmcblk0p7 #2 short 4", "read vsub2 error"}};
-  for (const auto& [fault, text] : cases) {
-    SCOPED_TRACE(fault);
-    fresh_board();
-    board.fault(fault);
-    step.run();
-    expect_step_fails(text);
-    expect_nothing_done();
-  }
-}
-
-TEST_P(VsubTrimFaultsTest, ReadsTheStoreAgainAfterAFailedReading) {
-  for (const int access : {1, 2}) {
-    fresh_board();
-    board.fault(kEmmcReadFaults[2].on(access));
-    step.run();
+TEST_P(VsubTrimFaultsTest, FailsWhenAWordCannotBeReadAndReadsTheStoreAgainTheNextTime) {
+  for (const auto& [access, text, cut] : {std::tuple{1, "read vsub error", 3}, {2, "read vsub2 error", 7}}) {
+    std::vector<std::string> faults;
+    for (const StoreFault& fault : emmc_read_faults()) faults.push_back(fault.on(access));
+    faults.push_back("read /dev/mmcblk0p7 #" + std::to_string(access) + " short " + std::to_string(cut));
+    for (const std::string& fault : faults) {
+      SCOPED_TRACE(fault);
+      run_with(fault);
+      expect_fails(text);
+      EXPECT_EQ(console.out(), command.entry + std::string(text) + " = -1\nfail num = 2\n");
+      expect_nothing_done();
+    }
     forget();
-    step.run();
-    expect_reply(step.code, kTrimName, "Pass", "测试成功");
-    EXPECT_THAT(console.out(), HasSubstr(loaded_line(model.base)));
-    expect_step_made();
+    command.run();
+    expect_passes();
+    EXPECT_THAT(console.out(), HasSubstr(loaded_line(kStored)));
+    expect_done();
   }
 }
 
-TEST_P(VsubTrimFaultsTest, FailsWhenTheRecordCannotBeSavedAndKeepsTheStep) {
-  for (const StoreFault& fault : kFlashSaveFaults) {
+TEST_P(VsubTrimFaultsTest, FailsWhenTheRecordCannotBeSavedAndGoesOnFromThere) {
+  for (const StoreFault& fault : flash_save_faults()) {
     SCOPED_TRACE(fault.call);
-    fresh_board();
-    board.fault(fault.on(1));
-    step.run();
-    expect_step_fails("Save vsub to flash error");
+    run_with(fault.on(1));
+    expect_fails("Save vsub to flash error");
     EXPECT_EQ(console.out(), said_before_saving() + fault.line + "Save vsub to flash error = " +
                                  std::to_string(fault.result) + "\nfail num = 2\n");
-    expect_step_made();
+    expect_done();
+    forget();
+    command.run();
+    expect_passes();
+    // A write that failed has left the block erased: the record is all there is now.
+    EXPECT_EQ(on_flash(), vsub::record(command.trimmed(2), kStored, "7.6"));
   }
 }
 
-TEST_P(VsubTrimFaultsTest, FailsWhenTheRecordCannotBeReadBackAndKeepsTheStep) {
-  for (const StoreFault& fault : kEmmcReadFaults) {
+TEST_P(VsubTrimFaultsTest, FailsWhenTheRecordCannotBeReadBack) {
+  for (const StoreFault& fault : emmc_read_faults()) {
     SCOPED_TRACE(fault.call);
-    fresh_board();
-    board.fault(fault.on(3));
-    step.run();
-    expect_step_fails("Read vsub from flash error");
-    EXPECT_EQ(console.out(), said_before_saving() + "Read vsub from flash error = " +
-                                 std::to_string(fault.result) + "\nfail num = 2\n");
-    expect_step_made();
-    EXPECT_EQ(on_flash(), vsub::record(trimmed, model.base, model.voltage)) << "it was saved before";
+    run_with(fault.on(3));
+    expect_fails("Read vsub from flash error");
+    EXPECT_EQ(console.out(), said_before_saving() + "Read vsub from flash error = -1\nfail num = 2\n");
+    expect_done();
+    EXPECT_EQ(on_flash(), vsub::record(trimmed, kStored, "7.6")) << "it was saved before";
   }
 }
 
 TEST_P(VsubTrimFaultsTest, FailsWhenWhatIsReadBackIsNoRecord) {
-  struct {
-    std::size_t byte;
-    int result;
-  } const cases[] = {{16, -11}, {40, -13}};
-  for (const auto& [byte, result] : cases) {
-    fresh_board();
-    vsub::Bytes bytes = vsub::record(model.base, model.base, model.voltage);
+  for (const auto& [byte, result] : {std::pair{16U, "-11"}, {40U, "-13"}}) {
+    next_board("6455");
+    vsub::Bytes bytes = vsub::record(kStored, kStored, "7.6");
     bytes[byte] ^= 1;
     board->emmc.set_bytes(vsub::kEmmcVsub, bytes);
-    step.run();
-    expect_step_fails("Read vsub from flash error");
-    EXPECT_EQ(console.out(), said_before_saving() + "Read vsub from flash error = " + std::to_string(result) +
-                                 "\nfail num = 2\n");
-    expect_step_made();
+    command.run();
+    expect_fails("Read vsub from flash error");
+    expect_console(said_before_saving() + "Read vsub from flash error = " + result + "\nfail num = 2\n");
+    expect_done();
   }
 }
 
-TEST_P(VsubTrimFaultsTest, GoesOnFromAStepThatCouldNotBeSaved) {
-  for (const StoreFault& fault : kFlashSaveFaults) {
-    SCOPED_TRACE(fault.call);
-    fresh_board();
-    board.fault(fault.on(1));
-    step.run();
-    forget();
-    step.run();
-    expect_reply(step.code, kTrimName, "Pass", "测试成功");
-    const std::uint32_t next = trimmed + static_cast<std::uint32_t>(step.change);
-    EXPECT_EQ(board->substrate_voltage.code(), next);
-    // A write that failed has left the block erased: the record is all there is now.
-    EXPECT_EQ(on_flash(), vsub::record(next, model.base, model.voltage));
-  }
-}
+// ---- an FPGA that takes nothing -----------------------------------------------------------
 
-TEST_P(VsubTrimFaultsTest, PassesWhenTheCodeCannotBeApplied) {
+class VsubTrimUnappliedTest : public VsubRun {};
+
+TEST_F(VsubTrimUnappliedTest, AStepPassesWhenItsCodeCannotBeApplied) {
   board.fault("open /dev/fpga #2");
-  step.run();
-  expect_reply(step.code, kTrimName, "Pass", "测试成功");
-  EXPECT_EQ(console.out(), step.says + loaded_line(model.base) + range_line(model.range) +
-                               trimmed_line(trimmed) + "Open /dev/fpga error.\n" + model.says);
+  t1_sdk_addVsub6455();
+  expect_reply(11009, "Pass", "测试成功");
+  expect_console(kAddLine + loaded_line(kStored) + step_lines(kTrimCommands[0], kStored - 1) +
+                 "Open /dev/fpga error.\nQN_5RX6455\n");
   EXPECT_EQ(board->substrate_voltage.code(), 0U);
-  EXPECT_EQ(on_flash(), vsub::record(trimmed, model.base, model.voltage));
+  EXPECT_EQ(on_flash(), vsub::record(kStored - 1, kStored, "7.6"));
   EXPECT_EQ(board.hardware_trace().back(), "close /dev/fpga = 0");
 }
 
-TEST_P(VsubTrimFaultsTest, PassesWhenTheFpgaRefusesEveryWrite) {
+TEST_F(VsubTrimUnappliedTest, AStepPassesWhenTheFpgaRefusesEveryWrite) {
   board.fault("ioctl /dev/fpga 0x40044603");
-  step.run();
-  expect_reply(step.code, kTrimName, "Pass", "测试成功");
-  EXPECT_EQ(console.out(), said_before_saving());
+  t1_sdk_decVsub6455();
+  expect_reply(11010, "Pass", "测试成功");
   EXPECT_EQ(board->substrate_voltage.code(), 0U);
-  EXPECT_EQ(g_trim_vsub[model.slot], static_cast<int>(trimmed));
-}
-
-TEST_P(VsubTrimFaultsTest, PowerThatFailsWhileSavingLeavesTheStepUnsaved) {
-  for (const char* const cut : {"flash cut erase", "flash cut 0", "flash cut 100"}) {
-    SCOPED_TRACE(cut);
-    fresh_board();
-    board.fault(cut);
-    step.run();
-    expect_step_fails("Save vsub to flash error");
-    expect_step_made();
-    EXPECT_EQ(on_flash(), never_written());
-  }
-}
-
-TEST_P(VsubTrimFaultsTest, OnAnMaBoardAnEmmcThatCannotBeWrittenFailsTheStep) {
-  next_model_board(model, "ma");
-  board.fault("write /dev/mmcblk0p7 ENOSPC");
-  step.run();
-  expect_step_fails("Save vsub to flash error");
-  EXPECT_EQ(console.out(), said_before_saving() + "Save vsub to flash error = -1\nfail num = 2\n");
-  EXPECT_EQ(console.err(), "write: /dev/mmcblk0p7 error: 28 \n");
-  expect_step_made();
-  EXPECT_EQ(on_emmc(), vsub::record(model.base, model.base, model.voltage));
-}
-
-TEST_P(VsubTrimFaultsTest, OnAnMaBoardThatDoesNotKnowItselfTheFlashIsSavedTo) {
-  next_model_board(model, "ma");
-  board.fault("ioctl /dev/qznio 0x80044801 #2");  // the first query belongs to the applying of the code
-  step.run();
-  expect_reply(step.code, kTrimName, "Pass", "测试成功");
-  EXPECT_EQ(on_flash(), vsub::record(trimmed, model.base, model.voltage));
-  EXPECT_EQ(on_emmc(), vsub::record(model.base, model.base, model.voltage));
-  EXPECT_THAT(console.out(), EndsWith("ioctl error,ret = -1\n"));
+  EXPECT_EQ(g_trim_vsub[0], static_cast<int>(kStored) + 1);
 }
 
 }  // namespace

@@ -17,42 +17,6 @@ constexpr int kQuit = 62208;
 
 // ---- known codes ------------------------------------------------------------------------
 
-TEST_F(DispatchTest, TheClockTestRunsUnderItsCodeAndPrintsNoCodeName) {
-  EXPECT_EQ(dispatch(1536), 0);
-  EXPECT_EQ(console.lines().front(), "t1_sdk_rtc_test");
-  EXPECT_EQ(station.reply().code, 1536);
-  EXPECT_EQ(station.reply().name, "测试RTC时钟");
-}
-
-TEST_F(DispatchTest, TheTemperatureTestRunsUnderItsCodeAndPrintsItsCodeName) {
-  EXPECT_EQ(dispatch(7426), 0);
-  EXPECT_EQ(console.lines()[0], "T1_TESTCODE_TEMP");
-  EXPECT_EQ(console.lines()[1], "t1_sdk_tmp_test");
-  EXPECT_EQ(station.reply().code, 7426);
-}
-
-TEST_F(DispatchTest, TheLightTestRunsUnderItsCodeAndPrintsItsCodeName) {
-  EXPECT_EQ(dispatch(14592), 0);
-  EXPECT_EQ(console.lines()[0], "T1_TESTCODE_LIGHT");
-  EXPECT_EQ(console.lines()[1], "t1_sdk_light");
-  EXPECT_EQ(station.reply().code, 14592);
-}
-
-TEST_F(DispatchTest, TheSteadyLightTestRunsUnderItsCodeAndPrintsItsCodeName) {
-  EXPECT_EQ(dispatch(69633), 0);
-  EXPECT_EQ(console.lines()[0], "T1_TESTCODE_IN_LIGHT");
-  EXPECT_EQ(console.lines()[1], "t1_sdk_in_light_rkd");
-  EXPECT_EQ(station.reply().code, 69633);
-}
-
-TEST_F(DispatchTest, TheRestartRunsUnderItsNegativeCodeAndPrintsItsCodeName) {
-  EXPECT_EQ(dispatch(-15), 0);
-  EXPECT_EQ(console.lines()[0], "T1_TESTCODE_CENTAURUS");
-  EXPECT_EQ(console.lines()[1], "t1_sdk_centaurus_test");
-  EXPECT_EQ(station.reply().code, -15);
-  EXPECT_EQ(board.reboots().size(), 1U);
-}
-
 TEST_F(DispatchTest, AKnownCodeResetsTheIdleCounterAndAnUnfinishedTrim) {
   for (const int code : {-15, 1536, 7426, 14592, 69633}) {
     g_iTimeCount = kNoted;
@@ -75,27 +39,20 @@ TEST_F(DispatchTest, CounterAndTrimAreResetBeforeTheTestBegins) {
   EXPECT_TRUE(looked);
 }
 
-TEST_F(DispatchTest, AFailedTestGivesZeroToo) {
+TEST_F(DispatchTest, ATestThatFailsOrWhoseReplyCannotBeSentGivesZeroToo) {
   board.fault("open /dev/rtc");
   EXPECT_EQ(dispatch(1536), 0);
   EXPECT_EQ(station.reply().value, "Fail");
-}
-
-TEST_F(DispatchTest, ATestWhoseReplyCannotBeSentGivesZeroToo) {
-  board.fault("send #1 EPIPE");
+  board.fault("send #2 EPIPE");
   EXPECT_EQ(dispatch(7426), 0);
 }
 
 // ---- quit -------------------------------------------------------------------------------
 
-TEST_F(DispatchTest, QuitGivesTwoAndSendsNothing) {
+TEST_F(DispatchTest, QuitGivesTwoSendsNothingAndLeavesTrimAndIdleCounterAlone) {
   EXPECT_EQ(dispatch(kQuit), 2);
   EXPECT_EQ(console.out(), "recv q command\n");
   EXPECT_EQ(station.bytes(), "");
-}
-
-TEST_F(DispatchTest, QuitLeavesTrimAndIdleCounterAlone) {
-  EXPECT_EQ(dispatch(kQuit), 2);
   EXPECT_TRUE(trim_is_untouched());
   EXPECT_EQ(g_iTimeCount, kNoted);
 }
@@ -121,50 +78,30 @@ class SetCommandTest : public DispatchTest, public ::testing::WithParamInterface
 INSTANTIATE_TEST_SUITE_P(Vsub, SetCommandTest, ::testing::Values(9728, 9984, 10240),
                          [](const auto& code) { return "Code" + std::to_string(code.param); });
 
-TEST_P(SetCommandTest, TheParameterIsReadAndPrintedFirst) {
-  EXPECT_EQ(dispatch(with("<Parameters>120</Parameters>")), 0);
-  expect_parameter(120);
-}
-
-TEST_P(SetCommandTest, AMissingParameterIsZeroNeverAnotherElementsText) {
-  EXPECT_EQ(dispatch(with("")), 0);
-  expect_parameter(0);
-}
-
-TEST_P(SetCommandTest, AParameterBehindOtherElementsIsFound) {
-  dispatch(with("<Operator>55</Operator><Parameters>120</Parameters>"));
-  expect_parameter(120);
-}
-
-TEST_P(SetCommandTest, OtherElementsAreNotTakenForTheParameter) {
-  dispatch(with("<Operator>55</Operator>"));
-  expect_parameter(0);
+TEST_P(SetCommandTest, TheParameterIsReadAndPrintedFirstAndIsZeroWithoutANumber) {
+  const struct {
+    const char* elements;
+    int parameter;
+  } rows[] = {
+      {"<Parameters>120</Parameters>", 120}, {"<Operator>55</Operator><Parameters>120</Parameters>", 120},
+      {"<Parameters>-3</Parameters>", -3},   {"", 0},
+      {"<Operator>55</Operator>", 0},  // never another element's text
+      {"<Parameters>abc</Parameters>", 0},   {"<Parameters/>", 0},
+      {"<Parameters></Parameters>", 0},      {"<Parameters><a>120</a></Parameters>", 0}};
+  for (const auto& [elements, parameter] : rows) {
+    g_sub_value = 77;
+    begin_trim();
+    console.clear();
+    EXPECT_EQ(dispatch(with(elements)), 0) << elements;
+    expect_parameter(parameter);
+    EXPECT_TRUE(trim_is_reset()) << elements;
+  }
 }
 
 TEST_P(SetCommandTest, AParameterBeforeTheCodeIsNotFound) {
   const std::string code = std::to_string(GetParam());
   dispatch("<TestItem><Parameters>120</Parameters><TestCode>" + code + "</TestCode></TestItem>");
   expect_parameter(0);
-}
-
-TEST_P(SetCommandTest, AParameterMayBeNegative) {
-  dispatch(with("<Parameters>-3</Parameters>"));
-  expect_parameter(-3);
-}
-
-TEST_P(SetCommandTest, AParameterThatIsNoNumberIsZero) {
-  for (const char* text : {"<Parameters>abc</Parameters>", "<Parameters/>", "<Parameters></Parameters>",
-                           "<Parameters><a>120</a></Parameters>"}) {
-    g_sub_value = 77;
-    console.clear();
-    dispatch(with(text));
-    expect_parameter(0);
-  }
-}
-
-TEST_P(SetCommandTest, ASetCommandDiscardsAnUnfinishedTrim) {
-  dispatch(with("<Parameters>120</Parameters>"));
-  EXPECT_TRUE(trim_is_reset());
 }
 
 TEST_F(DispatchTest, OtherRequestsDoNotReadAParameter) {
@@ -191,11 +128,6 @@ TEST_F(DispatchTest, TheCodesBesideTheTrimStepsDiscardTheTrim) {
     dispatch(code);
     EXPECT_TRUE(trim_is_reset()) << code;
   }
-}
-
-TEST_F(DispatchTest, ARequestThatIsNotXmlDiscardsTheTrim) {
-  dispatch(std::string("hello"));
-  EXPECT_TRUE(trim_is_reset());
 }
 
 }  // namespace

@@ -149,17 +149,4 @@ TEST_F(HostileTest, StationsThatNeverReadLoseTheirRepliesAfter100SecondsAndLeave
   expect_same(late, early);
 }
 
-TEST_F(HostileTest, AStationAfterOneThatNeverReadsIsServed) {
-  Station& deaf = connect_at(0s);
-  at(2s, [] { wire::fill(g_iSockClient); });
-  at(3s, [&] { deaf.request(7426); });
-  at(210s, [&] { deaf.reset(); });
-  Station& next = connect_at(220s, [](Station& self) { self.request(7426); });
-  at(222s, [&] { next.request(kQuit); });
-  run();
-  EXPECT_EQ(printed("T1_TESTCODE_TEMP"), 2);
-  EXPECT_EQ(next.records().size(), 4U) << "banner, menu, prompt, reply";
-  EXPECT_EQ(elapsed(), 223s);
-}
-
 }  // namespace

@@ -15,13 +15,6 @@ constexpr char kHalfHour[] = "T1 exit cause' there is no operation over half an 
 
 // ---- heartbeat --------------------------------------------------------------------------
 
-TEST_F(ServerTest, APromptComesEvery5Seconds) {
-  Station& station = connect_at(0s);
-  for (int i = 0; i < 20; ++i) at(5s * i + 1s, [&, i] { EXPECT_EQ(prompts(station), i + 1); });
-  at(100s - 1ms, [&] { station.request(kQuit); });
-  run();
-}
-
 TEST_F(ServerTest, PromptsComeWhileATestRuns) {
   Station& station = connect_at(0s, [](Station& self) { self.request(14592); });
   at(9s, [&] { EXPECT_EQ(prompts(station), 2); });
@@ -53,23 +46,6 @@ TEST_F(ServerTest, TheHeartbeatEndsWithItsConnection) {
   run();
   EXPECT_EQ(printed(kHeartbeatStarted), 2);
   EXPECT_EQ(board.live_threads(), 0);
-}
-
-TEST_F(ServerTest, AThousandShortConnectionsLeaveNoHeartbeatBehind) {
-  for (int i = 0; i < 1000; ++i) {
-    Station& station = connect_at(10ms * i, [this](Station& self) {
-      EXPECT_LE(board.live_threads(), 1);
-      self.send(length_field(513));
-    });
-    at(10ms * i + 5ms, [&] {
-      EXPECT_TRUE(station.closed_by_board());
-      station.reset();  // no more than a few sockets are open at a time
-    });
-  }
-  EXPECT_EQ(run(), -1);
-  EXPECT_EQ(printed(kHeartbeatStarted), 1000);
-  EXPECT_EQ(board.live_threads(), 0);
-  EXPECT_EQ(elapsed(), 9990ms) << "no station waits for an old heartbeat";
 }
 
 TEST_F(ServerTest, APromptThatAStationDoesNotReadDoesNotHoldUpTheNextStation) {

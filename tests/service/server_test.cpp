@@ -18,55 +18,36 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
-using ::testing::Not;
 
 // ---- failures that end the process ------------------------------------------------------
 
-TEST_F(ServerTest, ASocketThatCannotBeCreatedEndsTheServer) {
-  board.fault("socket #1 EMFILE");
-  EXPECT_EQ(run_server(), -1);
-  EXPECT_THAT(console.lines(), ElementsAre("T1 started!", "create socket error!"));
-}
-
-TEST_F(ServerTest, AnAddressThatCannotBeBoundEndsTheServer) {
-  board.fault("bind #1 EADDRINUSE");
-  EXPECT_EQ(run_server(), -1);
-  EXPECT_THAT(console.lines(), ElementsAre("T1 started!", "bind socket failed!"));
-}
-
-TEST_F(ServerTest, ASocketThatCannotListenEndsTheServer) {
-  board.fault("listen #1 EADDRINUSE");
-  EXPECT_EQ(run_server(), -1);
-  EXPECT_THAT(console.lines(), ElementsAre("T1 started!", "enter listen state failed!"));
-  EXPECT_FALSE(still_listening());
-}
-
-TEST_F(ServerTest, AStationThatCannotBeAcceptedEndsTheServer) {
-  EXPECT_EQ(run(), -1);
-  EXPECT_THAT(console.lines(), ElementsAre("T1 started!", "accept client failed!"));
-  EXPECT_FALSE(still_listening());
-}
-
-TEST_F(ServerTest, ABannerThatCannotBeSentEndsTheServer) {
-  board.fault("send #1 EPIPE");
-  connect_at(0s);
-  EXPECT_EQ(run(), -1);
-  EXPECT_THAT(console.lines(), ElementsAre("T1 started!", "send_start_info failed!"));
+TEST_F(ServerTest, WhatCannotBeStartedEndsTheServerWithItsText) {
+  const struct {
+    const char* fault;
+    const char* text;
+  } rows[] = {{"socket #1 EMFILE", "create socket error!"},
+              {"bind #1 EADDRINUSE", "bind socket failed!"},
+              {"listen #1 EADDRINUSE", "enter listen state failed!"},
+              {"accept #1 EMFILE", "accept client failed!"}};
+  for (const auto& [fault, text] : rows) {
+    with_family("normal");
+    console.clear();
+    board.fault(fault);
+    EXPECT_EQ(run_server(), -1) << fault;
+    EXPECT_THAT(console.lines(), ElementsAre("T1 started!", text));
+    EXPECT_FALSE(still_listening()) << fault;
+  }
 }
 
 TEST_F(ServerTest, AfterAFailedBannerNothingIsClosed) {
+  g_gpio_sets = {};
   board.fault("send #1 EPIPE");
   Station& station = connect_at(0s);
-  run();
-  EXPECT_FALSE(station.closed_by_board());
-  EXPECT_TRUE(still_listening());
-}
-
-TEST_F(ServerTest, AMenuThatCannotBeSentEndsTheServerToo) {
-  board.fault("send #2 EPIPE");
-  connect_at(0s);
   EXPECT_EQ(run(), -1);
   EXPECT_THAT(console.lines(), ElementsAre("T1 started!", "send_start_info failed!"));
+  EXPECT_EQ(g_gpio_sets.RS485_tx_en, 0) << "no pins are configured for a station that could not be greeted";
+  EXPECT_FALSE(station.closed_by_board());
+  EXPECT_TRUE(still_listening());
 }
 
 TEST_F(ServerTest, ListeningIsRepeatedForEveryStation) {
@@ -80,12 +61,6 @@ TEST_F(ServerTest, ListeningIsRepeatedForEveryStation) {
     if (call.name == "listen") backlogs.push_back(call.record.at(0));
   }
   EXPECT_THAT(backlogs, ElementsAre(128, 128));
-}
-
-TEST_F(ServerTest, ALaterAcceptThatFailsEndsTheServerToo) {
-  connect_at(0s, [](Station& station) { station.request(kQuit); });
-  EXPECT_EQ(run(), -1);
-  EXPECT_EQ(console.lines().back(), "accept client failed!");
 }
 
 // ---- connections ------------------------------------------------------------------------
@@ -104,14 +79,6 @@ TEST_F(ServerTest, AStationIsGreetedThenPinsAreConfiguredThenTheHeartbeatStarts)
   EXPECT_THAT(station.texts()[2], HasSubstr("请选择"));
   EXPECT_EQ(console.lines()[0], "T1 started!");
   EXPECT_EQ(console.lines()[1], kHeartbeatStarted);
-}
-
-TEST_F(ServerTest, PinsAreNotConfiguredForAStationThatCouldNotBeGreeted) {
-  g_gpio_sets = {};
-  board.fault("send #1 EPIPE");
-  connect_at(0s);
-  run();
-  EXPECT_EQ(g_gpio_sets.RS485_tx_en, 0);
 }
 
 TEST_F(ServerTest, AddressesAreNotReused) {
@@ -168,34 +135,6 @@ TEST_F(ServerTest, TheSocketOfAConnectionThatHasEndedKeepsItsNumberUntilTheNextS
   EXPECT_GE(connected, 0);
   EXPECT_EQ(ended, connected);
   EXPECT_EQ(printed("recv q command"), 2) << "the old number does not hinder the next station";
-}
-
-TEST_F(ServerTest, AnUnknownCodeIsNotAnsweredAndTheConnectionGoesOn) {
-  Station& station = connect_at(0s, [](Station& self) {
-    self.request(1);
-    self.request(kQuit);
-  });
-  run();
-  EXPECT_EQ(printed("testCode is invalid"), 1);
-  EXPECT_EQ(static_cast<long>(station.records().size()), 2 + prompts(station));
-}
-
-TEST_F(ServerTest, ALengthOf513ClosesTheConnection) {
-  Station& station = connect_at(0s, [](Station& self) { self.send(length_field(513)); });
-  EXPECT_EQ(run(), -1);
-  EXPECT_TRUE(station.closed_by_board());
-  EXPECT_THAT(console.lines(), Contains(MatchesRegex("send error,errno=[0-9]+")).Times(2));
-  EXPECT_EQ(elapsed(), 0s);
-}
-
-TEST_F(ServerTest, ALengthOf512KeepsTheConnection) {
-  connect_at(0s, [](Station& self) {
-    self.send_record(std::string(512, ' '));
-    self.request(kQuit);
-  });
-  run();
-  EXPECT_EQ(printed("recv q command"), 1);
-  EXPECT_THAT(console.lines(), Not(Contains(MatchesRegex("send error.*"))));
 }
 
 /// Leaves marks where the next call will have its variables.

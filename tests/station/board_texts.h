@@ -2,8 +2,10 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "tests/harness/framing.h"
+#include "tests/harness/golden.h"
 
 namespace board_texts {
 
@@ -24,20 +26,54 @@ inline const std::string title_gbk =
 inline const std::string title = "*           VELTRONIX IPC 外设测试程序           *\n";
 // clang-format on
 
-/// A reply as a document, texts as GBK bytes. An empty description becomes an empty element.
-std::string reply_document(int code, const std::string& name_gbk, const std::string& value,
-                           const std::string& description_gbk);
+/// Bytes from their hexadecimal digits.
+inline std::string bytes_of(std::string_view hex) {
+  std::string bytes;
+  for (std::size_t at = 0; at < hex.size(); at += 2) {
+    bytes.push_back(static_cast<char>(std::stoi(std::string(hex.substr(at, 2)), nullptr, 16)));
+  }
+  return bytes;
+}
 
-std::string banner();     ///< the banner's record
-std::string menu();       ///< the menu's record
-std::string heartbeat();  ///< the heartbeat's record
-std::string greeting();   ///< banner and menu in one piece
+/// A reply as a document, texts as GBK bytes. An empty description becomes an empty element.
+inline std::string reply_document(int code, const std::string& name_gbk, const std::string& value,
+                                  const std::string& description_gbk) {
+  const std::string description =
+      description_gbk.empty() ? "<Description/>" : "<Description>" + description_gbk + "</Description>";
+  return "<?xml version=\"1.0\" encoding=\"GBK\"?>\r\n<TestItem>\r\n<TestCode>" + std::to_string(code) +
+         "</TestCode>\r\n<TestName>" + name_gbk + "</TestName>\r\n<Result>\r\n<ResultItem>\r\n<Name>" +
+         result_gbk + "</Name>\r\n<Value>" + value + "</Value>\r\n" + description +
+         "\r\n</ResultItem>\r\n</Result>\r\n</TestItem>\r\n";
+}
+
+/// The records of banner, menu and heartbeat; banner and menu in one piece.
+inline std::string banner() {
+  return bytes_of(golden::kBanner);
+}
+inline std::string menu() {
+  return bytes_of(golden::kMenu);
+}
+inline std::string heartbeat() {
+  return bytes_of(golden::kPrompt);
+}
+inline std::string greeting() {
+  return banner() + menu();
+}
+
 /// A reply's record.
-std::string reply(int code, const std::string& name_gbk, const std::string& value,
-                  const std::string& description_gbk);
+inline std::string reply(int code, const std::string& name_gbk, const std::string& value,
+                         const std::string& description_gbk) {
+  return record_of(reply_document(code, name_gbk, value, description_gbk));
+}
+
 /// The record of the clock's "Pass".
-std::string rtc_pass();
+inline std::string rtc_pass() {
+  return bytes_of(golden::kClockPasses);
+}
+
 /// A request's record.
-std::string request(int code);
+inline std::string request(int code) {
+  return record_of("<TestItem><TestCode>" + std::to_string(code) + "</TestCode></TestItem>");
+}
 
 }  // namespace board_texts

@@ -26,12 +26,6 @@ TEST(CodesTest, AllTestsOfBoardsAreThere) {
   EXPECT_EQ(catalogue::tests().size(), expected.size());
 }
 
-TEST(CodesTest, TheRestartIsTheLastTestOfEveryFamily) {
-  for (const catalogue::Family& family : catalogue::families()) {
-    EXPECT_EQ(catalogue::tests_of(family.name).back()->code, t1station::kRestartCode) << family.name;
-  }
-}
-
 TEST(CodesTest, NamesAndTitlesAreUniqueAndNamesAreEasyToType) {
   std::set<std::string_view> names, titles;
   for (const catalogue::Test& test : catalogue::tests()) {
@@ -44,30 +38,26 @@ TEST(CodesTest, NamesAndTitlesAreUniqueAndNamesAreEasyToType) {
   }
 }
 
-TEST(CodesTest, OnlyTheThreeTestsThatSetAVoltageTakeAParameter) {
-  std::set<std::int32_t> found;
+TEST(CodesTest, EveryTestCanBeAskedForAndAnswered) {
+  std::set<std::int32_t> with_parameter;
   for (const catalogue::Test& test : catalogue::tests()) {
-    if (t1station::takes_parameter(test)) found.insert(test.code);
+    EXPECT_EQ(parse_code(std::string(test.name)), test.code);
+    EXPECT_EQ(t1station::reply_code(test.code), test.code == -16 ? 1024 : test.code)
+        << "the pan-and-tilt port";
+    EXPECT_LE(t1station::make_request(test.code, -2147483647 - 1).size(), 512U) << "what a board takes";
+    if (t1station::takes_parameter(test)) with_parameter.insert(test.code);
   }
-  EXPECT_EQ(found, (std::set<std::int32_t>{9728, 9984, 10240}));
+  EXPECT_EQ(with_parameter, (std::set<std::int32_t>{9728, 9984, 10240})) << "those that set a voltage";
+  for (const catalogue::Family& family : catalogue::families()) {
+    EXPECT_EQ(catalogue::tests_of(family.name).back()->code, t1station::kRestartCode) << family.name;
+  }
 }
 
-TEST(CodesTest, ATestIsChosenByDecimalCodeHexadecimalCodeOrName) {
+TEST(CodesTest, ATestIsChosenByItsCodeWhichNoTableNeedsToKnow) {
   EXPECT_EQ(parse_code("1536"), 1536);
   EXPECT_EQ(parse_code("0x600"), 1536);
   EXPECT_EQ(parse_code("0X1d02"), 7426);
-  EXPECT_EQ(parse_code("rtc"), 1536);
-  EXPECT_EQ(parse_code("light"), 14592);
-  EXPECT_EQ(parse_code("in-light"), 69633);
-  EXPECT_EQ(parse_code("temp"), 7426);
-  EXPECT_EQ(parse_code("restart"), -15);
   EXPECT_EQ(parse_code("-15"), -15);
-  EXPECT_EQ(parse_code("-16"), -16);
-  EXPECT_EQ(parse_code("rs485"), 1024);
-  EXPECT_EQ(parse_code("alarm-4in5out"), 518);
-}
-
-TEST(CodesTest, ACodeThatNoTableKnowsMayBeAskedForAllTheSame) {
   EXPECT_EQ(parse_code("1"), 1);
   EXPECT_EQ(parse_code("2147483647"), 2147483647);
   EXPECT_EQ(parse_code("-2147483648"), -2147483647 - 1);
@@ -76,23 +66,11 @@ TEST(CodesTest, ACodeThatNoTableKnowsMayBeAskedForAllTheSame) {
   EXPECT_EQ(t1station::name_of(1), "1");
 }
 
-TEST(CodesTest, WordsThatAreNoTestAreRefused) {
-  for (const std::string word : {"", "clock", "RTC", "15x", "0x", "-", "--15", "1.5", "2147483648",
-                                 "-2147483649", "0x-5", "99999999999999999999", "-99999999999999999999"}) {
+TEST(CodesTest, WordsThatAreNoTestServiceMessagesAndTheQuitRequestAreRefused) {
+  for (const std::string word :
+       {"", "clock", "RTC", "15x", "0x", "-", "--15", "1.5", "2147483648", "-2147483649", "0x-5",
+        "99999999999999999999", "-99999999999999999999", "255", "0xFF", "62208", "0xF300"}) {
     EXPECT_THROW(parse_code(word), UsageError) << word;
-  }
-}
-
-TEST(CodesTest, ServiceMessagesAndTheQuitRequestAreNoTests) {
-  EXPECT_THROW(parse_code("255"), UsageError);
-  EXPECT_THROW(parse_code("0xFF"), UsageError);
-  EXPECT_THROW(parse_code("62208"), UsageError);
-  EXPECT_THROW(parse_code("0xF300"), UsageError);
-}
-
-TEST(CodesTest, ThePanAndTiltPortIsAnsweredAsAnRs485Test) {
-  for (const catalogue::Test& test : catalogue::tests()) {
-    EXPECT_EQ(t1station::reply_code(test.code), test.code == -16 ? 1024 : test.code);
   }
 }
 
@@ -101,12 +79,6 @@ TEST(CodesTest, AStationWaitsThreeTimesTheUsualLengthAndHalfAMinute) {
   EXPECT_DOUBLE_EQ(t1station::default_timeout(14592), 60);
   EXPECT_DOUBLE_EQ(t1station::default_timeout(1), 30);
   EXPECT_DOUBLE_EQ(t1station::default_timeout(1024), 255) << "a board that is echoed may take 245 s";
-}
-
-TEST(CodesTest, EveryRequestFitsWhatABoardTakes) {
-  for (const catalogue::Test& test : catalogue::tests()) {
-    EXPECT_LE(t1station::make_request(test.code, -2147483647 - 1).size(), 512U) << test.name;
-  }
 }
 
 }  // namespace

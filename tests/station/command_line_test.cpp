@@ -5,6 +5,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <sstream>
 
 #include "station/text/errors.h"
 #include "tests/harness/own_directory.h"
@@ -16,6 +18,11 @@ using t1station::parse_command_line;
 using t1station::UsageError;
 using Words = std::vector<std::string>;
 using Codes = std::vector<std::int32_t>;
+
+Words split(const std::string& line) {
+  std::istringstream words(line);
+  return {std::istream_iterator<std::string>(words), {}};
+}
 
 std::string refusal_of(const Words& words) {
   try {
@@ -57,27 +64,10 @@ TEST(CommandLineTest, NegativeCodesAreTestsNotOptions) {
   EXPECT_EQ(codes_of({"b", "run", "--timeout", "5", "--", "rtc", "-15"}), (Codes{1536, -15}));
 }
 
-TEST(CommandLineTest, TheOptionsOfARunAreRead) {
-  const CommandLine line = parse_command_line({"b:7",
-                                               "run",
-                                               "4711",
-                                               "--param",
-                                               "-120",
-                                               "--timeout",
-                                               "2.5",
-                                               "--speed",
-                                               "20",
-                                               "--no-quit",
-                                               "--quiet",
-                                               "--fail-fast",
-                                               "--color",
-                                               "always",
-                                               "--connect-timeout",
-                                               "3",
-                                               "--greeting-wait",
-                                               "600",
-                                               "--wait",
-                                               "90"});
+TEST(CommandLineTest, TheOptionsOfACommandAreRead) {
+  const CommandLine line = parse_command_line(
+      split("b:7 run 4711 --param -120 --timeout 2.5 --speed 20 --no-quit --quiet --fail-fast --color always "
+            "--connect-timeout 3 --greeting-wait 600 --wait 90"));
   EXPECT_EQ(line.tests.at(0).parameter, -120);
   EXPECT_EQ(line.timeout, 2.5);
   EXPECT_EQ(line.speed, 20);
@@ -88,25 +78,22 @@ TEST(CommandLineTest, TheOptionsOfARunAreRead) {
   EXPECT_EQ(line.connect_timeout, 3);
   EXPECT_EQ(line.patience.greeting, 600);
   EXPECT_EQ(line.patience.absence, 90);
-}
-
-TEST(CommandLineTest, GoingOnAfterAFailMayBeSaidThoughItIsTheRule) {
-  EXPECT_TRUE(parse_command_line({"b", "run", "rtc", "--keep-going"}).keep_going);
-}
-
-TEST(CommandLineTest, AMonitorHasLimits) {
-  const CommandLine line = parse_command_line({"b", "monitor", "--for", "12", "--records", "3"});
-  EXPECT_EQ(line.command, CommandLine::Command::monitor);
-  EXPECT_EQ(line.limits.seconds, 12);
-  EXPECT_EQ(line.limits.records, 3U);
+  EXPECT_TRUE(parse_command_line({"b", "run", "rtc", "--keep-going"}).keep_going) << "the rule may be said";
+  const CommandLine monitor = parse_command_line(split("b monitor --for 12 --records 3 --greeting-wait 20"));
+  EXPECT_EQ(monitor.command, CommandLine::Command::monitor);
+  EXPECT_EQ(monitor.limits.seconds, 12);
+  EXPECT_EQ(monitor.limits.records, 3U);
+  EXPECT_EQ(monitor.patience.greeting, 20);
   EXPECT_FALSE(parse_command_line({"b", "monitor"}).limits.seconds);
-}
-
-TEST(CommandLineTest, AStationWaits300SecondsForABusyBoardUnlessSaidOtherwise) {
-  for (const std::string command : {"run", "monitor"}) {
-    EXPECT_EQ(parse_command_line({"b", command}).patience.greeting, 300);
-    EXPECT_EQ(parse_command_line({"b", command, "--greeting-wait", "20"}).patience.greeting, 20);
-  }
+  EXPECT_EQ(parse_command_line({"b", "monitor"}).patience.greeting, 300);
+  EXPECT_EQ(parse_command_line({"b", "run"}).patience.greeting, 300);
+  const CommandLine echo = parse_command_line({"rs485-echo", "/dev/ttyUSB0"});
+  EXPECT_EQ(echo.command, CommandLine::Command::rs485_echo);
+  EXPECT_EQ(echo.echo.device, "/dev/ttyUSB0");
+  EXPECT_EQ(echo.echo.speed, 38'400);
+  EXPECT_EQ(echo.echo.timeout, 5);
+  EXPECT_EQ(parse_command_line({"rs485-echo", "x", "--timeout", "1.5"}).echo.timeout, 1.5);
+  EXPECT_EQ(parse_command_line({"--version"}).help, "t1station " PROJECT_VERSION "\n");
 }
 
 TEST(CommandLineTest, AFamilyStandsForAllItsTestsWithItsUsualVoltage) {
@@ -200,7 +187,8 @@ TEST(CommandLineTest, OneFileForTwoReportsIsRefusedHoweverItIsSpelled) {
 }
 
 TEST(CommandLineTest, AWordThatNobodyKnowsIsRefusedWithThoseThatAreMeant) {
-  const std::string commands = "there are run, monitor, list, plan, records and rs485-echo (t1station --help)";
+  const std::string commands =
+      "there are run, monitor, list, plan, records and rs485-echo (t1station --help)";
   EXPECT_EQ(refusal_of({"b", "runn", "rtc"}), "\"runn\" is no command; " + commands + ". Did you mean run?");
   EXPECT_EQ(refusal_of({"b", "rtc"}), "\"rtc\" is no command; " + commands);
   EXPECT_EQ(refusal_of({"b"}), "what is to be done with b? " + commands);
@@ -221,35 +209,38 @@ TEST(CommandLineTest, AWordThatNobodyKnowsIsRefusedWithThoseThatAreMeant) {
 }
 
 TEST(CommandLineTest, WhatMakesNoSenseIsRefused) {
-  const std::vector<Words> lines{
-      {"run", "rtc"},
-      {"monitor"},
-      {"b", "run", "255"},
-      {"b", "run", "-15x"},
-      {"b", "run", "rtc", "--timeout"},
-      {"b", "run", "rtc", "--timeout", "0"},
-      {"b", "run", "rtc", "--timeout", "-5"},
-      {"b", "run", "rtc", "--timeout", "nan"},
-      {"b", "run", "rtc", "--timeout", "inf"},
-      {"b", "run", "rtc", "--speed", "fast"},
-      {"b", "run", "rtc", "--color", "1"},
-      {"b", "run", "rtc", "--keep-going", "--fail-fast"},
-      {"b", "run", "rtc", "--greeting-wait", "0"},
-      {"b", "run", "rtc", "--json", "/no/such/directory/report"},
-      {"b", "run", "rtc", "--junit", "/dev/null"},
-      {"b", "run", "rtc", "--json", ""},
-      {"b", "run", "rtc", "--json=", "--quiet"},
-      {"b", "monitor", "--records", "0"},
-      {"b", "monitor", "--records", "99999999999999999999"},
-      {"rs485-echo", "/dev/ttyUSB0", "--speed", "fast"},
-      {"rs485-echo", "/dev/ttyUSB0", "--speed", "1"},
-      {"b:99999", "run", "rtc"},
-  };
-  for (const Words& words : lines) {
-    std::string shown;
-    for (const std::string& word : words) shown += word + " ";
-    EXPECT_THROW(parse_command_line(words), UsageError) << shown;
+  for (const char* line : {"run rtc",
+                           "monitor",
+                           "b run 255",
+                           "b run -15x",
+                           "b run rtc --timeout",
+                           "b run rtc --timeout 0",
+                           "b run rtc --timeout -5",
+                           "b run rtc --timeout nan",
+                           "b run rtc --timeout inf",
+                           "b run rtc --speed fast",
+                           "b run rtc --color 1",
+                           "b run rtc --keep-going --fail-fast",
+                           "b run rtc --greeting-wait 0",
+                           "b run rtc --json /no/such/directory/report",
+                           "b run rtc --junit /dev/null",
+                           "b run rtc --json= --quiet",
+                           "b monitor --records 0",
+                           "b monitor --records 99999999999999999999",
+                           "b:99999 run rtc",
+                           "rs485-echo",
+                           "rs485-echo a b",
+                           "rs485-echo a --speed",
+                           "rs485-echo a --speed 0",
+                           "rs485-echo a --speed 1",
+                           "rs485-echo a --speed -9600",
+                           "rs485-echo a --speed fast",
+                           "rs485-echo a --timeout 0",
+                           "rs485-echo a --timeout nan",
+                           "rs485-echo a --json x"}) {
+    EXPECT_THROW(parse_command_line(split(line)), UsageError) << line;
   }
+  EXPECT_THROW(parse_command_line({"b", "run", "rtc", "--json", ""}), UsageError);
 }
 
 TEST(CommandLineTest, EachCommandHasAHelpOfItsOwnWhichNeedsNoBoard) {
@@ -272,10 +263,6 @@ TEST(CommandLineTest, EachCommandHasAHelpOfItsOwnWhichNeedsNoBoard) {
     EXPECT_NE(line.help.find(one.exit_code), std::string::npos) << line.help;
   }
   EXPECT_EQ(parse_command_line({"rs485-echo", "--help"}).help.find("nothing selected"), std::string::npos);
-}
-
-TEST(CommandLineTest, TheVersionIsThatOfTheProject) {
-  EXPECT_EQ(parse_command_line({"--version"}).help, "t1station " PROJECT_VERSION "\n");
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Real connections over the loopback network.
+// Real connections over the loopback network, and the operator who ends their waits.
 #include "station/link/link.h"
 
 #include <arpa/inet.h>
@@ -7,8 +7,12 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <cstdlib>
 #include <string>
+#include <vector>
 
+#include "station/link/interrupt.h"
 #include "station/text/errors.h"
 #include "tests/station/fake_board.h"
 
@@ -33,29 +37,22 @@ TEST(AddressTest, WhatIsNoAddressIsRefused) {
 
 class LinkTest : public testing::Test {
  protected:
-  // Everything up to the end of the connection.
-  Received receive_all(TcpLink& link, std::string& bytes) {
-    Received received = link.receive(kLongTime);
-    while (received.kind == Received::Kind::data) {
-      bytes += received.bytes;
-      received = link.receive(kLongTime);
-    }
-    return received;
-  }
-
   Interrupt interrupt_;
 };
 
-TEST_F(LinkTest, BytesGoBothWays) {
-  FakeBoard board({{hears(), sends("answer"), awaits_close()}});
-  {
-    TcpLink link(parse_address(board.address()), kLongTime, interrupt_);
-    link.send(std::string("\x02\0\0\0hi", 6));
-    const Received received = link.receive(kLongTime);
-    EXPECT_EQ(received.kind, Received::Kind::data);
-    EXPECT_EQ(received.bytes, "answer");
-  }
-  EXPECT_EQ(board.requests(), std::vector<std::string>{"hi"});
+TEST_F(LinkTest, BytesGoBothWaysUntilTheBoardCloses) {
+  FakeBoard board({{hears(), sends("answer"), hears()}});
+  TcpLink link(parse_address(board.address()), kLongTime, interrupt_);
+  EXPECT_EQ(link.receive(0).kind, Received::Kind::nothing) << "nobody waits for a silent board";
+  link.send(std::string("\x02\0\0\0hi", 6));
+  const Received received = link.receive(kLongTime);
+  EXPECT_EQ(received.kind, Received::Kind::data);
+  EXPECT_EQ(received.bytes, "answer");
+  link.send(std::string("\x01\0\0\0x", 5));
+  const Received end = link.receive(kLongTime);
+  EXPECT_EQ(end.kind, Received::Kind::closed);
+  EXPECT_EQ(end.bytes, "the board closed the connection");
+  EXPECT_EQ(board.requests(), (std::vector<std::string>{"hi", "x"}));
 }
 
 TEST_F(LinkTest, ABoardIsFoundByNameToo) {
@@ -65,40 +62,17 @@ TEST_F(LinkTest, ABoardIsFoundByNameToo) {
   EXPECT_EQ(link.receive(kLongTime).bytes, "x");
 }
 
-TEST_F(LinkTest, ABoardThatClosesIsNoticedBehindItsLastBytes) {
-  FakeBoard board({{sends("last words")}});
-  TcpLink link(parse_address(board.address()), kLongTime, interrupt_);
-  std::string bytes;
-  const Received end = receive_all(link, bytes);
-  EXPECT_EQ(bytes, "last words");
-  EXPECT_EQ(end.kind, Received::Kind::closed);
-  EXPECT_EQ(end.bytes, "the board closed the connection");
-}
-
-TEST_F(LinkTest, ABoardThatResetsTheConnectionIsNoticed) {
+TEST_F(LinkTest, AResetIsNoticedAndSendingAfterItFailsWithoutEndingTheProcess) {
   FakeBoard board({{hears(), resets()}});
   TcpLink link(parse_address(board.address()), kLongTime, interrupt_);
   link.send(std::string("\x01\0\0\0x", 5));
   const Received end = link.receive(kLongTime);
   EXPECT_EQ(end.kind, Received::Kind::closed);
   EXPECT_EQ(end.bytes, "the connection broke: Connection reset by peer");
-}
-
-TEST_F(LinkTest, SendingToABoardThatIsGoneFailsWithoutEndingTheProcess) {
-  FakeBoard board({{hears(), resets()}});
-  TcpLink link(parse_address(board.address()), kLongTime, interrupt_);
-  link.send(std::string("\x01\0\0\0x", 5));
-  EXPECT_EQ(link.receive(kLongTime).kind, Received::Kind::closed);
   EXPECT_THROW(link.send("more"), LinkError);
 }
 
-TEST_F(LinkTest, ASilentBoardGivesNothingWhenNobodyWaits) {
-  FakeBoard board({{awaits_close()}});
-  TcpLink link(parse_address(board.address()), kLongTime, interrupt_);
-  EXPECT_EQ(link.receive(0).kind, Received::Kind::nothing);
-}
-
-TEST_F(LinkTest, NobodyListeningIsSaidWithTheAddress) {
+TEST_F(LinkTest, NobodyListeningIsSaidWithTheAddressAndMayListenLater) {
   std::string address;
   {
     FakeBoard board({});
@@ -110,10 +84,8 @@ TEST_F(LinkTest, NobodyListeningIsSaidWithTheAddress) {
   } catch (const NotThereYet& error) {
     EXPECT_EQ(error.what(), "no connection to " + address + ": Connection refused");
   }
-}
-
-TEST_F(LinkTest, ANameThatNobodyKnowsMayBeKnownLater) {
-  EXPECT_THROW(TcpLink({"256.256.256.256.", "1"}, kLongTime, interrupt_), NotThereYet);
+  EXPECT_THROW(TcpLink({"256.256.256.256.", "1"}, kLongTime, interrupt_), NotThereYet)
+      << "a name that nobody knows may be known later, too";
 }
 
 TEST_F(LinkTest, AHostThatDoesNotAnswerMayAnswerLater) {
@@ -136,17 +108,66 @@ TEST_F(LinkTest, AHostThatDoesNotAnswerMayAnswerLater) {
   close(board);
 }
 
-TEST_F(LinkTest, AnInterruptedStationMakesNoConnection) {
-  interrupt_.raise();
-  EXPECT_THROW(TcpLink({"127.0.0.1", "1"}, kLongTime, interrupt_), LinkError);
-}
-
 TEST_F(LinkTest, TheOperatorEndsAWaitAtOnce) {
   FakeBoard board({{hears(), does([this] { interrupt_.raise(); }), awaits_close()}});
   TcpLink link(parse_address(board.address()), kLongTime, interrupt_);
   link.send(std::string("\x01\0\0\0x", 5));
   EXPECT_EQ(link.receive(kLongTime).kind, Received::Kind::interrupted);
   EXPECT_EQ(link.receive(kLongTime).kind, Received::Kind::interrupted) << "and every later one";
+  EXPECT_THROW(TcpLink({"127.0.0.1", "1"}, kLongTime, interrupt_), LinkError) << "nor is a connection made";
+}
+
+// ---- an operator who wants to stop ------------------------------------------------------------------------
+
+TEST(InterruptTest, AnInterruptStaysRaised) {
+  Interrupt interrupt;
+  EXPECT_FALSE(interrupt.is_raised()) << "not by itself";
+  for (int i = 0; i < 100000; ++i) interrupt.raise();  // more than the pipe holds
+  EXPECT_TRUE(interrupt.is_raised());
+  EXPECT_TRUE(interrupt.is_raised());
+}
+
+TEST(InterruptTest, WhileHeldTheFirstWishIsNotedAndTheSecondCountsOrTheEndOfTheHold) {
+  Interrupt interrupt;
+  const HeldInterrupt held(interrupt);
+  EXPECT_FALSE(interrupt.is_noted());
+  interrupt.raise();
+  EXPECT_TRUE(interrupt.is_noted());
+  EXPECT_FALSE(interrupt.is_raised());
+  interrupt.raise();
+  EXPECT_TRUE(interrupt.is_raised());
+  Interrupt other;
+  {
+    const HeldInterrupt its_hold(other);
+    other.raise();
+    EXPECT_FALSE(other.is_raised());
+  }
+  EXPECT_TRUE(other.is_raised());
+}
+
+/// Raises these signals in a station that watches them; it ends with exit code 1 when it was interrupted.
+[[noreturn]] void raise_in_a_station(const std::vector<int>& signals) {
+  Interrupt interrupt;
+  interrupt.watch_signals();
+  for (const int signal : signals) std::raise(signal);
+  std::_Exit(interrupt.is_raised() ? 1 : 0);
+}
+
+TEST(InterruptTest, TheFirstSignalThatAsksForTheEndInterruptsAndTheSecondEndsTheStation) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    EXPECT_EXIT(raise_in_a_station({signal}), testing::ExitedWithCode(1), "") << signal;
+  }
+  EXPECT_EXIT(raise_in_a_station({SIGTERM, SIGINT}), testing::KilledBySignal(SIGINT), "");
+  EXPECT_EXIT(raise_in_a_station({SIGHUP, SIGHUP}), testing::ExitedWithCode(1), "")
+      << "a hang-up that is told twice is one";
+}
+
+TEST(InterruptTest, AHangUpThatTheShellIgnoresStaysIgnored) {
+  const auto ignored = [] {
+    std::signal(SIGHUP, SIG_IGN);
+    raise_in_a_station({SIGHUP});
+  };
+  EXPECT_EXIT(ignored(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

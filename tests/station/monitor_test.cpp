@@ -59,6 +59,7 @@ TEST_F(MonitorTest, EveryRecordOfABoardIsShownInReadableChinese) {
             "            请选择测试项(默认值=0): \n"
             "     0.1 s  reply to 1536 测试RTC时钟: Pass\n"
             "            测试成功\n");
+  EXPECT_TRUE(sent_.empty()) << "watching asks the board for nothing";
 }
 
 TEST_F(MonitorTest, WatchingEndsAfterTheSecondsAsked) {
@@ -84,18 +85,17 @@ TEST_F(MonitorTest, ARecordThatCannotBeReadIsShownAndWatchingGoesOn) {
   EXPECT_EQ(out_.str(),
             "     0.0 s  unreadable record of 2 bytes: the document is no GBK text: byte 0 of 2 is wrong\n"
             "     0.0 s  message of 1 line\n            请选择测试项(默认值=0): \n");
+  EXPECT_EQ(watch({bytes_after(0, record_of("\xFF\xFF") + menu())}, {std::nullopt, 2}), 6) << "a banner, too";
+  EXPECT_NE(out_.str().find("message of 3 lines"), std::string::npos) << out_.str();
 }
 
-TEST_F(MonitorTest, ALengthThatNoBoardCanSendEndsWatching) {
-  EXPECT_EQ(watch_greeted({bytes_after(0, length_field(-5))}, {}), 6);
-  EXPECT_EQ(out_.str(),
-            "     0.0 s  ended: the board announced a record of -5 bytes; 1 to 2048 are possible\n");
-}
-
-TEST_F(MonitorTest, ABoardThatClosesEndsWatching) {
+TEST_F(MonitorTest, ABoardThatClosesOrSendsALengthThatNoneCanEndsWatching) {
   EXPECT_EQ(watch_greeted({close_after(3)}, {}, true), 6);
   EXPECT_EQ(out_.str(), "     3.0 s  ended: the board closed the connection\n");
   EXPECT_TRUE(sent_.empty());
+  EXPECT_EQ(watch_greeted({bytes_after(0, length_field(-5))}, {}), 6);
+  EXPECT_EQ(out_.str(),
+            "     0.0 s  ended: the board announced a record of -5 bytes; 1 to 2048 are possible\n");
 }
 
 TEST_F(MonitorTest, TheOperatorEndsWatchingAndTheBoardIsLeftFree) {
@@ -115,20 +115,10 @@ TEST_F(MonitorTest, ABoardThatIsBusyIsWaitedForAndTheTimeAskedBeginsWithItsFirst
   EXPECT_NE(out_.str().find("     9.0 s  message of 1 line"), std::string::npos) << out_.str();
 }
 
-TEST_F(MonitorTest, AnUnreadableBannerIsShownLikeAnyOtherRecord) {
-  EXPECT_EQ(watch({bytes_after(0, record_of("\xFF\xFF") + menu())}, {std::nullopt, 2}), 6);
-  EXPECT_NE(out_.str().find("message of 3 lines"), std::string::npos) << out_.str();
-}
-
 TEST_F(MonitorTest, WatchingEndsWhenNobodyCanSeeIt) {
   out_.setstate(std::ios::badbit);
   EXPECT_EQ(watch({bytes_after(0, greeting()), bytes_after(5, heartbeat())}, {}, true), 0);
   EXPECT_EQ(sent_, std::vector<std::string>{request(62208)});
-}
-
-TEST_F(MonitorTest, WatchingAsksTheBoardForNothing) {
-  watch({bytes_after(0, greeting())}, {20, {}});
-  EXPECT_TRUE(sent_.empty());
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include <sstream>
 
 #include "station/text/text.h"
-#include "tests/station/board_texts.h"
 
 namespace {
 
@@ -54,37 +53,27 @@ TEST_F(ProgressTest, OnATerminalOneLineIsRedrawnWithABar) {
   EXPECT_EQ(visible(), "[1/4] RTC clock: Pass (6.0 s)\n");
 }
 
-TEST_F(ProgressTest, ATestThatTakesLongerThanUsualFillsTheBarAndGoesOn) {
+TEST_F(ProgressTest, TheBarGoesByTheUsualLengthOfATestOnThisBoardAndByTheTerminal) {
+  struct Case {
+    std::int32_t code;
+    double speed, elapsed;
+    const char* line;
+  };
   style_.live = true;
-  Progress progress(out_, style_);
-  progress.started(0, 1, 1536);
-  progress.ticked(40);
-  EXPECT_EQ(visible(), "| [1/1] RTC clock  [####################] 40 s of about 6 s");
-}
-
-TEST_F(ProgressTest, AFasterBoardIsExpectedToTakeLess) {
-  style_.live = true;
-  style_.speed = 10;
-  Progress progress(out_, style_);
-  progress.started(0, 1, 1536);
-  progress.ticked(0.3);
-  EXPECT_EQ(visible(), "\\ [1/1] RTC clock  [##########..........] 0 s of about 0.6 s");
-}
-
-TEST_F(ProgressTest, ACodeWithoutUsualLengthShowsSecondsOnly) {
-  style_.live = true;
-  Progress progress(out_, style_);
-  progress.started(0, 1, 4711);
-  progress.ticked(12.7);
-  EXPECT_EQ(visible(), "\\ [1/1] test 4711  12 s");
-}
-
-TEST_F(ProgressTest, ALiveLineNeverReachesTheEndOfANarrowTerminal) {
-  style_.live = true;
+  for (const auto& [code, speed, elapsed, line] :
+       {Case{1536, 1, 40, "| [1/1] RTC clock  [####################] 40 s of about 6 s"},
+        Case{1536, 10, 0.3, "\\ [1/1] RTC clock  [##########..........] 0 s of about 0.6 s"},
+        Case{4711, 1, 12.7, "\\ [1/1] test 4711  12 s"}}) {
+    style_.speed = speed;
+    Progress progress(out_, style_);
+    progress.started(0, 1, code);
+    progress.ticked(elapsed);
+    EXPECT_EQ(visible(), line);
+  }
   style_.columns = 30;
-  Progress progress(out_, style_);
-  progress.started(0, 1, 1536);
-  EXPECT_EQ(display_width(visible()), 29U);
+  Progress narrow(out_, style_);
+  narrow.started(0, 1, 1536);
+  EXPECT_EQ(display_width(visible()), 29U) << "a line never reaches the end of a narrow terminal";
 }
 
 TEST_F(ProgressTest, AWaitForABoardIsSeenOnATerminalAndWhatMustBeKnownEverywhere) {
@@ -118,17 +107,6 @@ TEST_F(ProgressTest, ColorsTellPassFromFail) {
             "Fail\x1b[0m (6.0 s)\n"
             "[1/1] RTC clock: \x1b[33m"
             "broken\x1b[0m (6.0 s)\n");
-}
-
-TEST_F(ProgressTest, BannerAndMenuAreShownOnceUnlessHidden) {
-  const ServiceMessage banner{{"***\n", board_texts::title}};
-  const ServiceMessage menu{{"\n\tT1 test menu:\n", "\t[q] 退出测试\n"}};
-  Progress(out_, style_).greeted({banner, menu});
-  EXPECT_EQ(out_.str(), "***\n" + board_texts::title + "\tT1 test menu:\n\t[q] 退出测试\n");
-  style_.greeting = false;
-  std::ostringstream hidden;
-  Progress(hidden, style_).greeted({banner, menu});
-  EXPECT_EQ(hidden.str(), "");
 }
 
 }  // namespace

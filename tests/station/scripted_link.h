@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "station/link/clock.h"
-#include "station/text/errors.h"
 #include "station/link/link.h"
 #include "station/run/opening.h"
+#include "station/text/errors.h"
 
 /// A clock that stands still until it is moved.
 class ManualClock final : public t1station::Clock {

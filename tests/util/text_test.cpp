@@ -28,28 +28,24 @@ std::string copied(const std::string& text, std::size_t size) {
   return buffer.data();
 }
 
-TEST(TextTest, ATextThatFitsIsCopiedWhole) {
-  EXPECT_EQ(copied("ok", 3), "ok");
-  EXPECT_EQ(copied(kTwoCharacters, 5), kTwoCharacters);
-  EXPECT_EQ(copied(kTwoCharacters, 32), kTwoCharacters);
-  EXPECT_EQ(copied("", 8), "");
-}
-
 TEST(TextTest, ATextThatDoesNotFitIsCutBetweenCharacters) {
-  EXPECT_EQ(copied(kTwoCharacters, 4), "\xB2\xE2");
-  EXPECT_EQ(copied(kTwoCharacters, 3), "\xB2\xE2");
-  EXPECT_EQ(copied(kTwoCharacters, 2), "");
-  EXPECT_EQ(copied(kTwoCharacters, 1), "");
-}
-
-TEST(TextTest, ASingleByteShiftsTheCut) {
-  EXPECT_EQ(copied("a" + kTwoCharacters, 5), "a\xB2\xE2");
-  EXPECT_EQ(copied("a" + kTwoCharacters, 4), "a\xB2\xE2");
-  EXPECT_EQ(copied("a" + kTwoCharacters, 3), "a");
-}
-
-TEST(TextTest, ASecondByteThatLooksLikeALetterBelongsToItsCharacter) {
-  EXPECT_EQ(copied("\x81\x41\x81\x42", 4), "\x81\x41");
+  struct {
+    std::string text;
+    std::size_t size;
+    std::string copy;
+  } const rows[] = {{"ok", 3, "ok"},
+                    {kTwoCharacters, 5, kTwoCharacters},
+                    {kTwoCharacters, 32, kTwoCharacters},
+                    {"", 8, ""},
+                    {kTwoCharacters, 4, "\xB2\xE2"},
+                    {kTwoCharacters, 3, "\xB2\xE2"},
+                    {kTwoCharacters, 2, ""},
+                    {kTwoCharacters, 1, ""},
+                    {"a" + kTwoCharacters, 5, "a\xB2\xE2"},
+                    {"a" + kTwoCharacters, 4, "a\xB2\xE2"},
+                    {"a" + kTwoCharacters, 3, "a"},
+                    {"\x81\x41\x81\x42", 4, "\x81\x41"}};  // a second byte that looks like a letter
+  for (const auto& row : rows) EXPECT_EQ(copied(row.text, row.size), row.copy) << row.size;
 }
 
 TEST(TextTest, HalfACharacterAtTheEndIsNotReadPast) {
@@ -58,29 +54,24 @@ TEST(TextTest, HalfACharacterAtTheEndIsNotReadPast) {
   EXPECT_LE(text.size(), 2U);
 }
 
-TEST(TextTest, ANumberIsReadFromTheStartOfAText) {
-  EXPECT_EQ(parse_int("1536"), 1536);
-  EXPECT_EQ(parse_int("  1536"), 1536);
-  EXPECT_EQ(parse_int("+1536"), 1536);
-  EXPECT_EQ(parse_int("-15"), -15);
-  EXPECT_EQ(parse_int("1536abc"), 1536);
-  EXPECT_EQ(parse_int("0x600"), 0);
-  EXPECT_EQ(parse_int("0600"), 600);
-}
-
-TEST(TextTest, ATextWithoutANumberIsZero) {
-  EXPECT_EQ(parse_int(""), 0);
-  EXPECT_EQ(parse_int("abc"), 0);
-  EXPECT_EQ(parse_int("-"), 0);
-}
-
-TEST(TextTest, ANumberBeyond32BitsIsTheNearestOneThatTheBoardHas) {
-  EXPECT_EQ(parse_int("2147483647"), INT_MAX);
-  EXPECT_EQ(parse_int("2147483648"), INT_MAX);
-  EXPECT_EQ(parse_int("99999999999999999999999"), INT_MAX);
-  EXPECT_EQ(parse_int("-2147483648"), INT_MIN);
-  EXPECT_EQ(parse_int("-2147483649"), INT_MIN);
-  EXPECT_EQ(parse_int("-99999999999999999999999"), INT_MIN);
+TEST(TextTest, ANumberIsReadFromTheStartOfATextAsTheNearestOneThatTheBoardHas) {
+  const std::pair<const char*, int> rows[] = {{"1536", 1536},
+                                              {"  1536", 1536},
+                                              {"+1536", 1536},
+                                              {"-15", -15},
+                                              {"1536abc", 1536},
+                                              {"0x600", 0},
+                                              {"0600", 600},
+                                              {"", 0},
+                                              {"abc", 0},
+                                              {"-", 0},
+                                              {"2147483647", INT_MAX},
+                                              {"2147483648", INT_MAX},
+                                              {"-2147483648", INT_MIN},
+                                              {"-2147483649", INT_MIN},
+                                              {"99999999999999999999999", INT_MAX},
+                                              {"-99999999999999999999999", INT_MIN}};
+  for (const auto& [text, number] : rows) EXPECT_EQ(parse_int(text), number) << text;
 }
 
 // ---- numbers in a pattern -----------------------------------------------------------------
@@ -118,30 +109,30 @@ Scan not_matched(Numbers numbers = {}) {
 }
 
 TEST(ScanNumbersTest, DecimalNumbersAreClampedToThoseOfTheBoard) {
-  EXPECT_EQ(scan("2147483646", "#"), matched({2147483646}));
-  EXPECT_EQ(scan("2147483647", "#"), matched({2147483647}));
-  EXPECT_EQ(scan("2147483648", "#"), matched({2147483647}));
-  EXPECT_EQ(scan("4294967296", "#"), matched({2147483647}));
-  EXPECT_EQ(scan("9223372036854775807", "#"), matched({2147483647}));
-  EXPECT_EQ(scan("9223372036854775808", "#"), matched({2147483647}));
-  EXPECT_EQ(scan("99999999999999999999999", "#"), matched({2147483647}));
-  EXPECT_EQ(scan("-2147483647", "#"), matched({-2147483647}));
-  EXPECT_EQ(scan("-2147483648", "#"), matched({-2147483648LL}));
-  EXPECT_EQ(scan("-2147483649", "#"), matched({-2147483648LL}));
-  EXPECT_EQ(scan("-99999999999999999999999", "#"), matched({-2147483648LL}));
+  const std::pair<const char*, long long> rows[] = {{"2147483646", 2147483646},
+                                                    {"2147483647", 2147483647},
+                                                    {"2147483648", 2147483647},
+                                                    {"4294967296", 2147483647},
+                                                    {"99999999999999999999999", 2147483647},
+                                                    {"-2147483647", -2147483647},
+                                                    {"-2147483648", -2147483648LL},
+                                                    {"-2147483649", -2147483648LL},
+                                                    {"-99999999999999999999999", -2147483648LL}};
+  for (const auto& [text, number] : rows) EXPECT_EQ(scan(text, "#"), matched({number})) << text;
 }
 
 TEST(ScanNumbersTest, HexadecimalNumbersHaveAll32BitsAndAreClampedAbove) {
-  EXPECT_EQ(scan("7fffffff", "$"), matched({0x7FFFFFFF}));
-  EXPECT_EQ(scan("80000000", "$"), matched({0x80000000LL}));
-  EXPECT_EQ(scan("fffffffe", "$"), matched({0xFFFFFFFELL}));
-  EXPECT_EQ(scan("FFFFFFFF", "$"), matched({0xFFFFFFFFLL}));
-  EXPECT_EQ(scan("100000000", "$"), matched({0xFFFFFFFFLL}));
-  EXPECT_EQ(scan("ffffffffffffffffffffffff", "$"), matched({0xFFFFFFFFLL}));
-  EXPECT_EQ(scan("-1", "$"), matched({-1}));
-  EXPECT_EQ(scan("-80000000", "$"), matched({-2147483648LL}));
-  EXPECT_EQ(scan("-80000001", "$"), matched({-2147483648LL}));
-  EXPECT_EQ(scan("-ffffffffffffffffffffffff", "$"), matched({-2147483648LL}));
+  const std::pair<const char*, long long> rows[] = {{"7fffffff", 0x7FFFFFFF},
+                                                    {"80000000", 0x80000000LL},
+                                                    {"fffffffe", 0xFFFFFFFELL},
+                                                    {"FFFFFFFF", 0xFFFFFFFFLL},
+                                                    {"100000000", 0xFFFFFFFFLL},
+                                                    {"ffffffffffffffffffffffff", 0xFFFFFFFFLL},
+                                                    {"-1", -1},
+                                                    {"-80000000", -2147483648LL},
+                                                    {"-80000001", -2147483648LL},
+                                                    {"-ffffffffffffffffffffffff", -2147483648LL}};
+  for (const auto& [text, number] : rows) EXPECT_EQ(scan(text, "$"), matched({number})) << text;
 }
 
 TEST(ScanNumbersTest, ADecimalNumberEndsAtALetterAndAHexadecimalOneMayHaveItsPrefix) {

@@ -13,7 +13,7 @@
 
 #include "t1_sdk/boardtest/sensor/vsub/records.h"
 #include "t1_sdk/boardtest/sensor/vsub/vsub.h"
-#include "tests/sensor/vsub_sweep_board.h"
+#include "tests/sensor/vsub_sweeps.h"
 
 namespace {
 
@@ -38,7 +38,6 @@ extern "C" int __wrap__Z16readVsubLumaDataP14VSUB_LUMA_DATA(VSUB_LUMA_DATA* pDat
 namespace {
 
 using ::testing::HasSubstr;
-using ::testing::Not;
 using vsub::Bytes;
 using vsub::Pair;
 
@@ -68,122 +67,72 @@ std::string line_of(std::uint32_t n) {
   return line;
 }
 
-template <class Base>
-class WithReader : public Base {
- protected:
-  WithReader() {
-    reading = {};
-    times_asked = 0;
-  }
-  ~WithReader() override { reading = {}; }
-};
-
-// ---- showing ------------------------------------------------------------------------------
-
 struct Count {
   std::uint32_t number;
   const char* said;
   std::uint32_t shown;  ///< pairs
 };
 
-class ShownPairsTest : public WithReader<VsubRun>, public ::testing::WithParamInterface<Count> {};
+class ReadPairsTest : public VsubRun {
+ protected:
+  ReadPairsTest() {
+    reading = {};
+    times_asked = 0;
+  }
+  ~ReadPairsTest() override { reading = {}; }
+};
 
-INSTANTIATE_TEST_SUITE_P(Counts, ShownPairsTest,
-                         ::testing::Values(Count{0, "0", 0}, Count{1, "1", 1}, Count{19, "19", 19},
-                                           Count{40, "40", 40}, Count{41, "41", 40},
-                                           Count{0xFFFFFFFF, "-1", 40}),
-                         [](const auto& count) { return "Of" + std::to_string(count.param.number); });
-
-TEST_P(ShownPairsTest, AreAllOnTheConsoleAndTheLastInTheDescription) {
-  reading.record = record_of(GetParam().number);
-  t1_sdk_printVsub();
-  std::string expected = std::string("t1_sdk_printVsub\n") + kShown + "\n";
-  expected += std::string("vsub group num: ") + GetParam().said + "\n";
-  for (std::uint32_t n = 1; n <= GetParam().shown; ++n) expected += line_of(n);
-  EXPECT_EQ(console.out(), expected);
-  expect_reply(0x2F00, kTrimName, "Pass", GetParam().shown == 0 ? kShown : line_of(GetParam().shown));
-  EXPECT_EQ(times_asked, 1);
+TEST_F(ReadPairsTest, AreAllOnTheConsoleAsFarAsARecordHoldsThemAndTheLastInTheDescription) {
+  for (const Count& count : {Count{0, "0", 0}, Count{1, "1", 1}, Count{19, "19", 19}, Count{40, "40", 40},
+                             Count{41, "41", 40}, Count{0xFFFFFFFF, "-1", 40}}) {
+    SCOPED_TRACE(count.said);
+    forget();
+    times_asked = 0;
+    reading.record = record_of(count.number);
+    t1_sdk_printVsub();
+    std::string expected = std::string("t1_sdk_printVsub\n") + kShown + "\n";
+    expected += std::string("vsub group num: ") + count.said + "\n";
+    for (std::uint32_t n = 1; n <= count.shown; ++n) expected += line_of(n);
+    EXPECT_EQ(console.out(), expected);
+    expect_reply(0x2F00, "Pass", count.shown == 0 ? kShown : line_of(count.shown));
+    EXPECT_EQ(times_asked, 1);
+  }
 }
 
-TEST_P(ShownPairsTest, AreNeverMoreThanARecordHolds) {
-  reading.record = record_of(GetParam().number);
-  t1_sdk_printVsub();
-  EXPECT_THAT(console.out(), Not(HasSubstr("deadbeef")));
-  EXPECT_THAT(console.out(), Not(HasSubstr(std::to_string(static_cast<std::int32_t>(kGuard)))));
-}
-
-class ShowingPairsTest : public WithReader<VsubRun> {};
-
-TEST_F(ShowingPairsTest, ABrightnessIsASignedNumberAndACodeIsNot) {
+TEST_F(ReadPairsTest, ABrightnessIsASignedNumberAndACodeIsNot) {
   reading.record = vsub::luma_record({{0xFFFFFFFF, 0xFFFFFFFF}, {0, 0x80000000}});
   t1_sdk_printVsub();
   EXPECT_THAT(console.out(), HasSubstr("sub: 0xffffffff, luma: -1\nsub: 0x0, luma: -2147483648\n"));
   EXPECT_EQ(station.reply().description, "sub: 0x0, luma: -2147483648\n");
 }
 
-TEST_F(ShowingPairsTest, AReaderThatFailsIsReportedWithItsResult) {
-  for (const int result : {-1, -11, -13}) {
+TEST_F(ReadPairsTest, AReaderThatFailsIsReportedWithItsResult) {
+  for (const int result : {-11, -13}) {
     forget();
     reading.result = result;
     reading.record = record_of(3);
     t1_sdk_printVsub();
-    expect_reply(0x2F00, kTrimName, "Fail", "read vsub luma from flash error");
+    expect_reply(0x2F00, "Fail", "read vsub luma from flash error");
     EXPECT_EQ(console.out(), std::string("t1_sdk_printVsub\n") + kShown +
                                  "\nread vsub luma from flash error ret = " + std::to_string(result) +
                                  "\nfail num = 2\n");
   }
 }
 
-// ---- sweeps -------------------------------------------------------------------------------
-
-class SweepsReadBackTest : public WithReader<SweepRun> {};
-
-TEST_F(SweepsReadBackTest, ASweepTellsHowManyPairsItStored) {
-  board.fault("fpga 0xb0 stuck 5");
-  reading.record = vsub::luma_record(sweep_of(kStored, 5));
-  t1_sdk_autoCCDLevel();
-  expect_auto();
-  EXPECT_EQ(console.out(), std::string("t1_sdk_autoCCDLevel\nflash vsub: 0xa86\n") + kPaused +
-                               "vsub_luma pair number: 19\n" + kResumed);
-  EXPECT_EQ(pairs(), sweep_of(kStored, 5));
-  expect_paused_and_resumed();
-  expect_left_behind();
-  EXPECT_EQ(times_asked, 1);
-}
-
-TEST_F(SweepsReadBackTest, ASamplingTellsHowManyPairsItStored) {
-  next_board("normal");
-  board.fault("fpga 0xb0 stuck 5");
-  reading.record = vsub::luma_record(samples_of(5));
-  t1_sdk_autoCCDLevel();
-  expect_auto();
-  EXPECT_EQ(console.out(),
-            std::string("t1_sdk_autoCCDLevel\n") + kPaused + "luma pair number: 19\n" + kResumed);
-  EXPECT_EQ(pairs(), samples_of(5));
-  expect_paused_and_resumed();
-  expect_left_behind();
-}
-
-TEST_F(SweepsReadBackTest, TheReaderIsOnlyAskedOnceThePairsAreWritten) {
-  board.fault("open /dev/mtd4");
-  t1_sdk_autoCCDLevel();
-  expect_auto();
-  EXPECT_EQ(times_asked, 0);
-  EXPECT_THAT(console.out(), HasSubstr("write vsub luma to flash error ret = -5\n"));
-  EXPECT_THAT(console.out(), Not(HasSubstr("pair number")));
-}
-
-TEST_F(SweepsReadBackTest, AReaderThatFailsIsReportedAndTheApplicationGoesOn) {
-  for (const std::string_view family : {"6455", "normal"}) {
-    SCOPED_TRACE(family);
-    next_board(family);
-    reading.result = -13;
+TEST_F(ReadPairsTest, ASweepTellsHowManyPairsItStored) {
+  for (const Sweep& sweep : kSweeps) {
+    SCOPED_TRACE(sweep.name);
+    next_board(sweep.family);
+    times_asked = 0;
+    board.fault("fpga 0xb0 stuck 5");
+    reading.record = vsub::luma_record(sweep.pairs(kStored, 5));
     t1_sdk_autoCCDLevel();
-    expect_auto();
-    EXPECT_THAT(console.out(),
-                HasSubstr(std::string("read vsub luma from flash error ret = -13\n") + kResumed));
-    EXPECT_THAT(console.out(), Not(HasSubstr("pair number")));
-    expect_left_behind();
+    expect_reply(kAutoLevel, "Pass", "测试成功");
+    EXPECT_EQ(console.out(),
+              std::string("t1_sdk_autoCCDLevel\n") + sweep.opening + kPaused + sweep.stored + kResumed);
+    EXPECT_EQ(stored_pairs(board), sweep.pairs(kStored, 5));
+    expect_put_back(board);
+    EXPECT_EQ(times_asked, 1);
   }
 }
 

@@ -1,4 +1,5 @@
-// Building: the text, the index and the position after every element that is added.
+// Building: where elements that are added or inserted go, as a root, a sibling or a child, and what is
+// refused.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -9,35 +10,14 @@
 
 namespace {
 
-using xml_support::child_of;
 using xml_support::entry;
-using xml_support::next_of;
+using xml_support::kGbkText;
+using xml_support::kHeader;
 using xml_support::Place;
-using xml_support::place_of;
 using xml_support::root_of;
-using xml_support::Visit;
-using xml_support::walk;
-using xml_support::walk_of_fresh_parse;
+using xml_support::Trace;
 
-const std::string kHeader = "<?xml version=\"1.0\" encoding=\"GBK\"?>\r\n";
-
-class XmlBuildTest : public testing::Test {
- protected:
-  XmlDocument doc;
-
-  /// Starts from that text, with the root as the main element.
-  void start_from(const std::string& text) {
-    ASSERT_TRUE(doc.SetDoc(text.c_str())) << doc.m_strError;
-    ASSERT_TRUE(doc.FindElem());
-  }
-
-  /// The text is that one, and the index is what parsing it anew gives.
-  void expect_text(const std::string& text) {
-    EXPECT_EQ(doc.GetDoc(), text);
-    EXPECT_EQ(walk(doc), walk_of_fresh_parse(text));
-    EXPECT_EQ(doc.IsWellFormed(), root_of(doc) != 0);
-  }
-};
+using XmlBuildTest = xml_support::XmlTest;
 
 // --- The root ---
 
@@ -49,38 +29,28 @@ TEST_F(XmlBuildTest, AHeaderAloneIsNotWellFormedButTakesARoot) {
   ASSERT_TRUE(doc.AddElem("TestItem"));
   expect_text(kHeader + "<TestItem/>\r\n");
   const int at = static_cast<int>(kHeader.size());
-  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{at, at + 10, at + 9, at + 10}));
+  EXPECT_EQ(root_place(), (Place{at, at + 10, at + 9, at + 10}));
   EXPECT_EQ(doc.GetTagName(), "TestItem");
 }
 
-TEST_F(XmlBuildTest, ANewDocumentTakesARoot) {
-  ASSERT_TRUE(doc.AddElem("r"));
-  expect_text("<r/>\r\n");
-  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 3, 2, 3}));
-}
-
-TEST_F(XmlBuildTest, ARootMayHoldData) {
-  ASSERT_TRUE(doc.AddElem("root", "a&b"));
-  expect_text("<root>a&amp;b</root>\r\n");
-  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 5, 13, 19}));
+TEST_F(XmlBuildTest, ARootIsInsertedBeforeEverythingElse) {
+  ASSERT_FALSE(parse(kHeader));
+  ASSERT_TRUE(doc.InsertElem("TestItem"));
+  ASSERT_TRUE(doc.AddChildElem("TestCode", 1)) << "it takes children like any root";
+  expect_text("<TestItem>\r\n<TestCode>1</TestCode>\r\n</TestItem>\r\n" + kHeader);
 }
 
 TEST_F(XmlBuildTest, ASecondRootIsRefused) {
-  ASSERT_TRUE(doc.AddElem("r"));
-  EXPECT_FALSE(doc.AddElem("second"));
-  EXPECT_FALSE(doc.AddElem("r", "data"));
-  EXPECT_EQ(doc.GetTagName(), "r");
-  expect_text("<r/>\r\n");
-  doc.ResetPos();
-  EXPECT_FALSE(doc.AddElem("second"));
-  EXPECT_EQ(doc.GetTagName(), "");
-  expect_text("<r/>\r\n");
-}
-
-TEST_F(XmlBuildTest, ARootThatWasParsedRefusesASecondOneToo) {
-  ASSERT_TRUE(doc.SetDoc("<r/>"));
-  EXPECT_FALSE(doc.AddElem("second"));
-  expect_text("<r/>");
+  start_from("<r/>");
+  for (const bool with_main : {true, false}) {
+    if (!with_main) doc.ResetPos();
+    const Trace before(doc);
+    EXPECT_FALSE(doc.AddElem("second", "data"));
+    EXPECT_FALSE(doc.InsertElem("second"));
+    EXPECT_FALSE(doc.AddSubDoc("<second/>"));
+    EXPECT_FALSE(doc.InsertSubDoc("<second/>"));
+    EXPECT_EQ(Trace(doc), before);
+  }
 }
 
 TEST_F(XmlBuildTest, ATextThatDidNotParseTakesARootAtItsEnd) {
@@ -88,7 +58,7 @@ TEST_F(XmlBuildTest, ATextThatDidNotParseTakesARootAtItsEnd) {
   ASSERT_TRUE(doc.AddElem("r", "1"));
   EXPECT_EQ(doc.GetDoc(), "<a><b></a> \r\n<r>1</r>\r\n");
   EXPECT_TRUE(doc.IsWellFormed());
-  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{13, 15, 17, 20}));
+  EXPECT_EQ(root_place(), (Place{13, 15, 17, 20}));
 }
 
 TEST_F(XmlBuildTest, TheEndOfTheContentFollowsTheText) {
@@ -103,221 +73,121 @@ TEST_F(XmlBuildTest, TheEndOfTheContentFollowsTheText) {
   expect_text(doc.GetDoc());
 }
 
-// --- The first child ---
+// --- Where an element goes ---
 
-TEST_F(XmlBuildTest, AnEmptyParentIsOpenedForItsFirstChild) {
-  ASSERT_TRUE(doc.AddElem("TestItem"));
-  ASSERT_TRUE(doc.AddChildElem("TestCode", "1"));
-  expect_text("<TestItem>\r\n<TestCode>1</TestCode>\r\n</TestItem>\r\n");
-  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 9, 36, 46}));
-  EXPECT_EQ(place_of(doc, child_of(doc, root_of(doc))), (Place{12, 21, 23, 33}));
+/// The same element goes to the same place as a child, beside the current child, and as a sibling, beside the
+/// main element; written by the document, and as a text.
+struct Position {
+  const char* name;
+  const char* text;
+  const char* beside;    ///< a child of the root; null when none is current
+  const char* added;     ///< the text after <x>1</x> was added
+  const char* inserted;  ///< the text after it was inserted
+};
+
+// clang-format off
+const Position kPositions[] = {
+    {"AnEmptyParentIsOpened", "<r/>", nullptr,
+     "<r>\r\n<x>1</x>\r\n</r>", "<r>\r\n<x>1</x>\r\n</r>"},
+    {"AnEmptyParentKeepsItsAttributesAndBlanks", "<r a=\"1\" b='2' /> tail", nullptr,
+     "<r a=\"1\" b='2' >\r\n<x>1</x>\r\n</r> tail", "<r a=\"1\" b='2' >\r\n<x>1</x>\r\n</r> tail"},
+    {"AParentOfNothingGetsALineEndBehindItsStartTag", "<r a=\"1\"></r>", nullptr,
+     "<r a=\"1\">\r\n<x>1</x>\r\n</r>", "<r a=\"1\">\r\n<x>1</x>\r\n</r>"},
+    {"AParentWithBlanksTakesItBehindThem", "<r> \r\n</r>", nullptr,
+     "<r> \r\n<x>1</x>\r\n</r>", "<r> \r\n<x>1</x>\r\n</r>"},
+    {"AParentWithTextTakesItOnEitherSide", "<r>text</r>", nullptr,
+     "<r>text<x>1</x>\r\n</r>", "<r><x>1</x>\r\ntext</r>"},
+    {"BesideNoneItGoesLastOrFirst", "<r>\r\n<a/>\r\n<b/>\r\n</r>\r\n", nullptr,
+     "<r>\r\n<a/>\r\n<b/>\r\n<x>1</x>\r\n</r>\r\n", "<r>\r\n<x>1</x>\r\n<a/>\r\n<b/>\r\n</r>\r\n"},
+    {"BesideTheFirst", "<r><a/><b/></r>", "a",
+     "<r><a/><x>1</x>\r\n<b/></r>", "<r><x>1</x>\r\n<a/><b/></r>"},
+    {"BesideTheLast", "<r><a/><b/></r>", "b",
+     "<r><a/><b/><x>1</x>\r\n</r>", "<r><a/><x>1</x>\r\n<b/></r>"},
+    {"BesideOneWithChildren", "<r><a/><b><c>2</c></b>\r\n<d/></r>", "b",
+     "<r><a/><b><c>2</c></b>\r\n<x>1</x>\r\n<d/></r>", "<r><a/><x>1</x>\r\n<b><c>2</c></b>\r\n<d/></r>"},
+    {"BlanksBeforeATagStayBeforeIt", "<r> <a/> \t\r\n<b/></r>", "a",
+     "<r> <a/> \t\r\n<x>1</x>\r\n<b/></r>", "<r> <x>1</x>\r\n<a/> \t\r\n<b/></r>"},
+    {"BlanksBeforeTextStayBehindIt", "<r><a/> text<b/></r>", "a",
+     "<r><a/><x>1</x>\r\n text<b/></r>", "<r><x>1</x>\r\n<a/> text<b/></r>"},
+    {"ACommentIsATag", "<r><a/>\r\n<!-- <x> --><b/></r>", "a",
+     "<r><a/>\r\n<x>1</x>\r\n<!-- <x> --><b/></r>", "<r><x>1</x>\r\n<a/>\r\n<!-- <x> --><b/></r>"},
+};
+// clang-format on
+
+class XmlPositionTest : public xml_support::XmlTest, public testing::WithParamInterface<Position> {
+ protected:
+  void start() {
+    start_from(GetParam().text);
+    if (GetParam().beside != nullptr) {
+      ASSERT_TRUE(doc.FindChildElem(GetParam().beside));
+    }
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(All, XmlPositionTest, testing::ValuesIn(kPositions),
+                         [](const auto& row) { return row.param.name; });
+
+TEST_P(XmlPositionTest, TakesTheNewElementWhichBecomesCurrent) {
+  for (const bool insert : {false, true}) {
+    for (const bool as_text : {false, true}) {
+      const std::string expected = insert ? GetParam().inserted : GetParam().added;
+      SCOPED_TRACE(std::string(insert ? "inserted" : "added") + (as_text ? " as a text" : ""));
+      start();
+      if (as_text) {
+        EXPECT_TRUE(insert ? doc.InsertChildSubDoc("<x>1</x>\r\n") : doc.AddChildSubDoc("<x>1</x>\r\n"));
+      } else {
+        EXPECT_TRUE(insert ? doc.InsertChildElem("x", "1") : doc.AddChildElem("x", "1"));
+      }
+      expect_text(expected);
+      EXPECT_EQ(doc.GetTagName(), "r");
+      EXPECT_EQ(doc.GetChildSubDoc().substr(0, 8), "<x>1</x>");
+
+      start();
+      ASSERT_TRUE(doc.IntoElem());
+      if (as_text) {
+        EXPECT_TRUE(insert ? doc.InsertSubDoc("<x>1</x>\r\n") : doc.AddSubDoc("<x>1</x>\r\n"));
+      } else {
+        EXPECT_TRUE(insert ? doc.InsertElem("x", "1") : doc.AddElem("x", "1"));
+      }
+      expect_text(expected);
+      EXPECT_EQ(doc.GetTagName(), "x");
+      EXPECT_EQ(doc.GetChildSubDoc(), "");
+    }
+  }
 }
 
-TEST_F(XmlBuildTest, AnEmptyParentIsOpenedForAnEmptyChild) {
-  start_from("<p/>");
-  ASSERT_TRUE(doc.AddChildElem("c"));
-  expect_text("<p>\r\n<c/>\r\n</p>");
-  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 2, 11, 14}));
-  EXPECT_EQ(place_of(doc, child_of(doc, root_of(doc))), (Place{5, 8, 7, 8}));
-}
-
-TEST_F(XmlBuildTest, AnEmptyParentKeepsItsAttributesAndBlanks) {
-  start_from("<p x=\"1\" y='2' />");
-  ASSERT_TRUE(doc.AddChildElem("c"));
-  expect_text("<p x=\"1\" y='2' >\r\n<c/>\r\n</p>");
-}
-
-TEST_F(XmlBuildTest, WhatFollowsAnEmptyParentStaysBehindIt) {
-  start_from("<r><p/>text<q/> </r>tail");
-  ASSERT_TRUE(doc.FindChildElem("p"));
-  ASSERT_TRUE(doc.IntoElem());
-  ASSERT_TRUE(doc.AddChildElem("c", "1"));
-  expect_text("<r><p>\r\n<c>1</c>\r\n</p>text<q/> </r>tail");
-}
-
-TEST_F(XmlBuildTest, AGbkParentClosesWithItsOwnName) {
-  ASSERT_TRUE(doc.AddElem("\xB2\xE2\xCA\xD4"));
-  ASSERT_TRUE(doc.AddChildElem("\xBD\xE1", "\xB9\xFB"));
-  expect_text("<\xB2\xE2\xCA\xD4>\r\n<\xBD\xE1>\xB9\xFB</\xBD\xE1>\r\n</\xB2\xE2\xCA\xD4>\r\n");
-}
-
-TEST_F(XmlBuildTest, AParentOfNothingGetsALineEndBehindItsStartTag) {
-  start_from("<p></p>");
-  ASSERT_TRUE(doc.AddChildElem("c"));
-  expect_text("<p>\r\n<c/>\r\n</p>");
-  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 2, 11, 14}));
-  EXPECT_EQ(place_of(doc, child_of(doc, root_of(doc))), (Place{5, 8, 7, 8}));
-}
-
-TEST_F(XmlBuildTest, AParentOfNothingWithAttributesGetsALineEndToo) {
-  start_from("<p x=\"1\"></p>\r\n");
-  ASSERT_TRUE(doc.AddChildElem("c", "d"));
-  expect_text("<p x=\"1\">\r\n<c>d</c>\r\n</p>\r\n");
-}
-
-TEST_F(XmlBuildTest, AParentWithTextTakesItsChildBeforeItsEndTag) {
-  start_from("<p>text</p>");
-  ASSERT_TRUE(doc.AddChildElem("c", "1"));
-  expect_text("<p>text<c>1</c>\r\n</p>");
-}
-
-TEST_F(XmlBuildTest, AParentWithBlanksTakesItsChildBeforeItsEndTag) {
-  start_from("<p> \r\n</p>");
-  ASSERT_TRUE(doc.AddChildElem("c"));
-  expect_text("<p> \r\n<c/>\r\n</p>");
-}
-
-// --- More children ---
-
-TEST_F(XmlBuildTest, AChildGoesBehindTheCurrentChild) {
-  start_from("<p><a/><b/></p>");
-  ASSERT_TRUE(doc.FindChildElem("a"));
-  ASSERT_TRUE(doc.AddChildElem("c"));
-  expect_text("<p><a/><c/>\r\n<b/></p>");
-  const int first = child_of(doc, root_of(doc));
-  EXPECT_EQ(place_of(doc, first), (Place{3, 6, 5, 6}));
-  EXPECT_EQ(place_of(doc, next_of(doc, first)), (Place{7, 10, 9, 10}));
-  EXPECT_EQ(place_of(doc, next_of(doc, next_of(doc, first))), (Place{13, 16, 15, 16}));
-  EXPECT_EQ(place_of(doc, root_of(doc)), (Place{0, 2, 17, 20}));
-}
-
-TEST_F(XmlBuildTest, WithoutACurrentChildAChildGoesLast) {
-  start_from("<p><a/><b/> </p>");
-  ASSERT_TRUE(doc.AddChildElem("c"));
-  expect_text("<p><a/><b/> <c/>\r\n</p>");
-}
-
-TEST_F(XmlBuildTest, BlanksBeforeTheNextTagStayBeforeTheNewElement) {
-  start_from("<p><a/> \t\r\n<b/></p>");
-  ASSERT_TRUE(doc.FindChildElem("a"));
-  ASSERT_TRUE(doc.AddChildElem("c"));
-  expect_text("<p><a/> \t\r\n<c/>\r\n<b/></p>");
-}
-
-TEST_F(XmlBuildTest, BlanksBeforeAnEndTagStayBeforeTheNewElement) {
-  start_from("<p><a/>\r\n </p>");
-  ASSERT_TRUE(doc.FindChildElem("a"));
-  ASSERT_TRUE(doc.AddChildElem("c"));
-  expect_text("<p><a/>\r\n <c/>\r\n</p>");
-}
-
-TEST_F(XmlBuildTest, BlanksBeforeTextStayBehindTheNewElement) {
-  start_from("<p><a/> text<b/></p>");
-  ASSERT_TRUE(doc.FindChildElem("a"));
-  ASSERT_TRUE(doc.AddChildElem("c"));
-  expect_text("<p><a/><c/>\r\n text<b/></p>");
-}
-
-TEST_F(XmlBuildTest, AChildBehindACommentGoesBeforeTheComment) {
-  start_from("<p><a/>\r\n<!-- <x> --><b/></p>");
-  ASSERT_TRUE(doc.FindChildElem("a"));
-  ASSERT_TRUE(doc.AddChildElem("c"));
-  expect_text("<p><a/>\r\n<c/>\r\n<!-- <x> --><b/></p>");
-}
-
-TEST_F(XmlBuildTest, AChildMovesEverythingBehindItAndTheEndsOfAllAroundIt) {
-  start_from("<r><p><q/></p><s/></r>");
-  ASSERT_TRUE(doc.IntoElem());
-  ASSERT_TRUE(doc.FindChildElem("q"));
-  ASSERT_TRUE(doc.IntoElem());
-  ASSERT_TRUE(doc.AddChildElem("c"));
-  expect_text("<r><p><q>\r\n<c/>\r\n</q></p><s/></r>");
-  EXPECT_EQ(walk(doc), (std::vector<Visit>{{0, {0, 2, 29, 32}},
-                                           {1, {3, 5, 21, 24}},
-                                           {2, {6, 8, 17, 20}},
-                                           {3, {11, 14, 13, 14}},
-                                           {1, {25, 28, 27, 28}}}));
-}
+// --- What is refused ---
 
 TEST_F(XmlBuildTest, AChildNeedsAMainElement) {
-  EXPECT_FALSE(doc.AddChildElem("c"));
-  EXPECT_EQ(doc.GetDoc(), "");
-  ASSERT_TRUE(doc.SetDoc("<r/>"));
-  EXPECT_FALSE(doc.AddChildElem("c"));
-  EXPECT_FALSE(doc.AddChildElem("c", "1"));
-  EXPECT_FALSE(doc.AddChildElem("c", 1));
-  expect_text("<r/>");
-  EXPECT_EQ(doc.GetTagName(), "");
+  for (const char* text : {"", "<r><a/></r>"}) {
+    parse(text);
+    const Trace before(doc);
+    EXPECT_FALSE(doc.AddChildElem("c", "1"));
+    EXPECT_FALSE(doc.AddChildElem("c", 1));
+    EXPECT_FALSE(doc.InsertChildElem("c", "1"));
+    EXPECT_FALSE(doc.InsertChildElem("c", 1));
+    EXPECT_FALSE(doc.AddChildSubDoc("<c/>"));
+    EXPECT_FALSE(doc.InsertChildSubDoc("<c/>"));
+    EXPECT_EQ(Trace(doc), before);
+  }
 }
 
-TEST_F(XmlBuildTest, AddedChildrenStandInTheOrderInWhichTheyWereAdded) {
-  ASSERT_TRUE(doc.AddElem("r"));
-  ASSERT_TRUE(doc.AddChildElem("a", "1"));
-  expect_text("<r>\r\n<a>1</a>\r\n</r>\r\n");
-  ASSERT_TRUE(doc.AddChildElem("b"));
-  expect_text("<r>\r\n<a>1</a>\r\n<b/>\r\n</r>\r\n");
-  ASSERT_TRUE(doc.AddChildElem("c", "3"));
-  expect_text("<r>\r\n<a>1</a>\r\n<b/>\r\n<c>3</c>\r\n</r>\r\n");
-}
+TEST_F(XmlBuildTest, AnElementWithoutANameIsRefusedAndNothingChanges) {
+  for (const char* name : {static_cast<const char*>(nullptr), ""}) {
+    doc.SetDoc(nullptr);
+    EXPECT_FALSE(doc.AddElem(name)) << "as a root";
+    EXPECT_EQ(doc.next_free(), 1);
 
-// --- Siblings ---
-
-TEST_F(XmlBuildTest, ASiblingGoesBehindTheMainElementAndBecomesIt) {
-  start_from("<r><a/><b/></r>");
-  ASSERT_TRUE(doc.FindChildElem("a"));
-  ASSERT_TRUE(doc.IntoElem());
-  ASSERT_TRUE(doc.AddElem("x", "1"));
-  expect_text("<r><a/><x>1</x>\r\n<b/></r>");
-  EXPECT_EQ(doc.GetTagName(), "x");
-  ASSERT_TRUE(doc.FindElem());
-  EXPECT_EQ(doc.GetTagName(), "b");
-}
-
-TEST_F(XmlBuildTest, WithoutAMainElementASiblingGoesLast) {
-  start_from("<r><a/><b/></r>");
-  ASSERT_TRUE(doc.IntoElem());
-  ASSERT_TRUE(doc.AddElem("x"));
-  expect_text("<r><a/><b/><x/>\r\n</r>");
-  EXPECT_EQ(doc.GetTagName(), "x");
-  EXPECT_FALSE(doc.FindElem());
-}
-
-TEST_F(XmlBuildTest, ASiblingInsideAnEmptyParentOpensIt) {
-  start_from("<r/>");
-  ASSERT_TRUE(doc.IntoElem());
-  ASSERT_TRUE(doc.AddElem("x"));
-  expect_text("<r>\r\n<x/>\r\n</r>");
-  EXPECT_EQ(doc.GetTagName(), "x");
-}
-
-TEST_F(XmlBuildTest, ASiblingBehindAnElementWithChildrenGoesBehindItsEndTag) {
-  start_from("<r><a><b/></a>\r\n</r>");
-  ASSERT_TRUE(doc.FindChildElem("a"));
-  ASSERT_TRUE(doc.IntoElem());
-  ASSERT_TRUE(doc.FindChildElem("b"));
-  ASSERT_TRUE(doc.AddElem("x"));
-  expect_text("<r><a><b/></a>\r\n<x/>\r\n</r>");
-}
-
-// --- The position ---
-
-TEST_F(XmlBuildTest, AnAddedChildBecomesTheCurrentChildUnderTheSameMainElement) {
-  ASSERT_TRUE(doc.AddElem("r"));
-  ASSERT_TRUE(doc.AddChildElem("a", "1"));
-  EXPECT_EQ(doc.GetTagName(), "r");
-  EXPECT_EQ(doc.GetChildData(), "1");
-  ASSERT_TRUE(doc.AddChildElem("b", "2"));
-  EXPECT_EQ(doc.GetChildData(), "2");
-  ASSERT_TRUE(doc.IntoElem());
-  EXPECT_EQ(doc.GetTagName(), "b");
-}
-
-TEST_F(XmlBuildTest, AnAddedSiblingHasNoCurrentChild) {
-  start_from("<r><a><b>1</b></a></r>");
-  ASSERT_TRUE(doc.IntoElem());
-  ASSERT_TRUE(doc.FindChildElem("b"));
-  EXPECT_EQ(doc.GetChildData(), "1");
-  ASSERT_TRUE(doc.AddElem("x"));
-  EXPECT_EQ(doc.GetChildData(), "");
-  EXPECT_FALSE(doc.FindChildElem());
-}
-
-TEST_F(XmlBuildTest, AnAddedRootCanBeGoneInto) {
-  ASSERT_TRUE(doc.AddElem("r"));
-  EXPECT_FALSE(doc.OutOfElem());
-  ASSERT_TRUE(doc.IntoElem());
-  ASSERT_TRUE(doc.OutOfElem());
-  EXPECT_EQ(doc.GetTagName(), "r");
+    start_inside("<r><a>1</a></r>", "a");
+    const Trace before(doc);
+    EXPECT_FALSE(doc.AddElem(name, "data"));
+    EXPECT_FALSE(doc.InsertElem(name));
+    EXPECT_FALSE(doc.AddChildElem(name, "data"));
+    EXPECT_FALSE(doc.AddChildElem(name, 7));
+    EXPECT_FALSE(doc.InsertChildElem(name));
+    EXPECT_FALSE(doc.InsertChildElem(name, 7));
+    EXPECT_EQ(Trace(doc), before);
+  }
 }
 
 // --- Data ---
@@ -329,21 +199,23 @@ TEST_F(XmlBuildTest, AnElementWithoutDataIsWrittenEmpty) {
   expect_text("<r>\r\n<a/>\r\n<b/>\r\n</r>\r\n");
 }
 
-TEST_F(XmlBuildTest, PlacesCountTheEscapedData) {
-  ASSERT_TRUE(doc.AddElem("r"));
-  ASSERT_TRUE(doc.AddChildElem("d", "<&>"));
-  expect_text("<r>\r\n<d>&lt;&amp;&gt;</d>\r\n</r>\r\n");
-  EXPECT_EQ(place_of(doc, child_of(doc, root_of(doc))), (Place{5, 7, 21, 24}));
+TEST_F(XmlBuildTest, DataIsEscapedAndGbkBytesPass) {
+  ASSERT_TRUE(doc.AddElem("r", ("<&>\"'" + kGbkText).c_str()));
+  expect_text("<r>&lt;&amp;&gt;\"'" + kGbkText + "</r>\r\n");
+  EXPECT_EQ(root_place(), (Place{0, 2, 31, 34}));
 }
 
-TEST_F(XmlBuildTest, AnIntegerIsWrittenInDecimal) {
-  ASSERT_TRUE(doc.AddElem("r"));
-  for (const int value : {0, 1536, -1, INT_MAX, INT_MIN}) {
+TEST_F(XmlBuildTest, ANumberIsWrittenInDecimal) {
+  start_from("<r/>");
+  for (const int value : {0, INT_MAX, INT_MIN}) {
     ASSERT_TRUE(doc.AddChildElem("n", value));
-    EXPECT_EQ(doc.GetChildData(), std::to_string(value));
+    ASSERT_TRUE(doc.InsertChildElem("n", value));
   }
+  EXPECT_TRUE(doc.SetAttrib("min", INT_MIN));
+  EXPECT_TRUE(doc.SetChildAttrib("max", INT_MAX));
   expect_text(
-      "<r>\r\n<n>0</n>\r\n<n>1536</n>\r\n<n>-1</n>\r\n<n>2147483647</n>\r\n<n>-2147483648</n>\r\n</r>\r\n");
+      "<r min=\"-2147483648\">\r\n<n>0</n>\r\n<n>2147483647</n>\r\n"
+      "<n max=\"2147483647\">-2147483648</n>\r\n<n>-2147483648</n>\r\n<n>2147483647</n>\r\n<n>0</n>\r\n</r>");
 }
 
 TEST_F(XmlBuildTest, AReplyGrowsLineByLine) {

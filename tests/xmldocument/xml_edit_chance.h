@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "tests/xmldocument/xml_edit_model.h"
-#include "tests/xmldocument/xml_edit_support.h"
+#include "tests/xmldocument/xml_support.h"
 
 namespace xml_support {
 

@@ -2,28 +2,32 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <functional>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "tests/harness/own_directory.h"
 #include "tests/xmldocument/xml_edit_chance.h"
 #include "tests/xmldocument/xml_edit_model.h"
-#include "tests/xmldocument/xml_file_support.h"
+#include "tests/xmldocument/xml_support.h"
 
 namespace {
 
 using xml_support::Chance;
-using xml_support::EditDocument;
 using xml_support::EditModel;
 using xml_support::escaped;
 using xml_support::kBroken;
 using xml_support::kData;
+using xml_support::kHeaders;
 using xml_support::kLeads;
 using xml_support::kNames;
 using xml_support::kSaved;
 using xml_support::kValues;
 using xml_support::ModelNode;
+using xml_support::OpenDocument;
 using xml_support::Texts;
 using xml_support::Trace;
 using xml_support::walk;
@@ -156,7 +160,7 @@ class EditedByChance {
 
   /// Another document, assigned from this one, is alike and then apart; this one does not notice.
   void copy() {
-    EditDocument other;
+    OpenDocument other;
     other = doc_;
     other.m_strError = doc_.m_strError;  // all that is not taken over, with the names
     EXPECT_EQ(Trace(other), Trace(doc_));
@@ -200,7 +204,7 @@ class EditedByChance {
   void assign() {
     EditModel source;
     chance_.fill(source);
-    EditDocument other;
+    OpenDocument other;
     other.SetDoc(source.text().c_str());
     for (std::size_t steps = chance_.below(4); steps > 0; --steps) {
       EXPECT_EQ(other.FindElem(), source.find(""));
@@ -258,19 +262,76 @@ class EditedByChance {
   Chance chance_;
   std::string file_;
   EditModel model_;
-  EditDocument doc_;
+  OpenDocument doc_;
 };
 
-class XmlEditModelTest : public xml_support::XmlFileTest, public testing::WithParamInterface<unsigned> {};
+class XmlEditModelTest : public testing::TestWithParam<unsigned> {
+ protected:
+  const OwnDirectory directory;
+};
+
+INSTANTIATE_TEST_SUITE_P(FixedSeeds, XmlEditModelTest, testing::Range(0U, 40U));
 
 TEST_P(XmlEditModelTest, ADocumentEditedByChanceEqualsAPlainModelAndItsOwnFreshParse) {
-  EditedByChance edited(GetParam(), path("saved.xml"));
+  EditedByChance edited(GetParam(), directory.file("saved.xml"));
   for (int step = 0; step < 200; ++step) {
     edited.step();
     ASSERT_FALSE(HasFailure()) << "step " << step << ": " << edited.text();
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(FixedSeeds, XmlEditModelTest, testing::Range(0U, 40U));
+// --- Positions that are gone: names saved before a removal, or in another document ---
+
+/// One operation of any kind, wherever the position is; many of them move it.
+void edit_anywhere(OpenDocument& doc, Chance& chance) {
+  const std::string& name = chance.of(kNames);
+  const std::string& data = chance.of(kData);
+  const std::string element = chance.element(1)->written();
+  const std::function<void()> operations[] = {
+      [&] { doc.AddElem(name.c_str(), data.c_str()); },
+      [&] { doc.InsertElem(name.c_str(), data.c_str()); },
+      [&] { doc.AddChildElem(name.c_str(), 7); },
+      [&] { doc.InsertChildElem(name.c_str(), -7); },
+      [&] { doc.AddSubDoc(element.c_str()); },
+      [&] { doc.InsertSubDoc(element.c_str()); },
+      [&] { doc.AddChildSubDoc(element.c_str()); },
+      [&] { doc.InsertChildSubDoc(chance.of(kBroken).c_str()); },
+      [&] { doc.SetData(data.c_str()); },
+      [&] { doc.SetChildData(data.c_str(), 1); },
+      [&] { doc.SetAttrib(name.c_str(), 17); },
+      [&] { doc.SetChildAttrib(name.c_str(), data.c_str()); },
+      [&] { doc.RemoveElem(); },
+      [&] { doc.RemoveChildElem(); },
+      [&] { doc.FindElem(chance.wanted().c_str()); },
+      [&] { doc.FindChildElem(chance.wanted().c_str()); },
+      [&] { doc.IntoElem(); },
+      [&] { doc.OutOfElem(); },
+      [&] { doc.SavePos(chance.of(kSaved).c_str()); },
+  };
+  const std::size_t operation = chance.below(std::size(operations) + 5);
+  if (operation < std::size(operations)) {
+    operations[operation]();
+  } else {
+    doc.RestorePos(chance.of(kSaved).c_str());
+  }
+}
+
+TEST_P(XmlEditModelTest, PositionsThatAreStaleDoNoHarmWhateverIsDoneThere) {
+  Chance chance(GetParam());
+  OpenDocument docs[2];
+  docs[0].SetDoc((chance.of(kHeaders) + chance.element(3)->written()).c_str());
+  for (int step = 0; step < 200; ++step) {
+    OpenDocument& doc = docs[chance.below(2)];
+    // Names saved in one document are restored in another one's index.
+    if (chance.below(25) == 0) doc = docs[chance.below(2)];
+    edit_anywhere(doc, chance);
+    doc.GetTagName();
+    doc.GetSubDoc();
+    doc.GetChildSubDoc();
+    doc.GetChildData();
+    doc.GetAttribName(0);
+    ASSERT_EQ(walk(doc), walk_of_fresh_parse(doc.GetDoc())) << "step " << step << ": " << doc.GetDoc();
+  }
+}
 
 }  // namespace

@@ -8,11 +8,13 @@
 #include <string>
 
 #include "tests/harness/own_directory.h"
-#include "tests/xmldocument/xml_edit_support.h"
+#include "tests/xmldocument/xml_support.h"
 
 namespace xml_support {
 
-class XmlFileTest : public XmlEditTest {
+const inline std::string kFileText = kHeader + "<r>\r\n<a>" + kGbkText + "</a>\r\n</r>\r\n";
+
+class XmlFileTest : public XmlTest {
  protected:
   std::string path(const std::string& name) const { return directory_.file(name); }
   void write_file(const std::string& name, const std::string& content) const {

@@ -1,6 +1,8 @@
-// The parser's and the editor's inner steps: nodes, one element in place, shifting, escaping for attributes.
+// The parser's and the editor's inner steps, of which a document itself shows only a part: nodes, one element
+// in place, shifting.
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -10,117 +12,77 @@ namespace {
 
 using xml_support::child_of;
 using xml_support::next_of;
-using xml_support::OpenDocument;
 using xml_support::Place;
 using xml_support::place_of;
 using xml_support::root_of;
 
-class XmlNodeTest : public testing::Test {
- protected:
-  /// What a node at that offset of a text is taken for, and where scanning goes on.
-  struct Node {
-    int type = 0;
-    int starts = 0;
-    int next = 0;
-    bool operator==(const Node&) const = default;
-  };
-  friend void PrintTo(const Node& node, std::ostream* out) {
-    *out << "type " << node.type << " from " << node.starts << ", next " << node.next;
-  }
-
-  Node node_of(const std::string& text, int offset = 0) {
-    doc.SetDoc(text.c_str());
-    TokenPos token(text.c_str());
-    token.nNext = offset;
-    const int type = doc.x_ParseNode(token);
-    return {type, token.nL, token.nNext};
-  }
-  int type_of(const std::string& text) { return node_of(text).type; }
-
-  OpenDocument doc;
-};
-
 // --- Nodes ---
 
-TEST_F(XmlNodeTest, TextEndsBeforeTheNextTagOrAtTheEnd) {
-  EXPECT_EQ(node_of("text<a/>"), (Node{MNT_TEXT, 0, 4}));
-  EXPECT_EQ(node_of("<a> text </a>", 3), (Node{MNT_TEXT, 3, 9}));
-  EXPECT_EQ(node_of("text"), (Node{MNT_TEXT, 0, 4}));
+/// What a node at an offset of a text is taken for, and where scanning goes on.
+struct Node {
+  const char* name;
+  const char* text;
+  int offset;
+  int type;
+  int next;
+};
+
+// clang-format off
+const Node kNodes[] = {
+    {"TextEndsBeforeTheNextTag",                 "text<a/>",               0, MNT_TEXT,        4},
+    {"TextAndItsBlanksAreOneNode",               "<a> text </a>",          3, MNT_TEXT,        9},
+    {"TextEndsAtTheEnd",                         "text",                   0, MNT_TEXT,        4},
+    {"BlanksBeforeATagAreNotPassed",             " \t\r\n<a/>",            0, MNT_WHITESPACE,  0},
+    {"BlanksBeforeTheEndAreNotPassed",           "<a/>\r\n",               4, MNT_WHITESPACE,  4},
+    {"AtTheEndThereIsNone",                      "<a/>",                   4, 0,               4},
+    {"AnEmptyTextHasNone",                       "",                       0, 0,               0},
+    {"AnInstructionEndsBehindItsQuestionMark",   "<a/><?x > ?>",           4, MNT_PROCESSING_INSTRUCTION, 12},
+    {"AnInstructionsMarkMayBeItsEnd",            "<?><a/>",                0, MNT_PROCESSING_INSTRUCTION, 3},
+    {"ASectionEndsBehindItsTwoBrackets",         "<![CDATA[a]>b]]>c",      0, MNT_CDATA_SECTION, 16},
+    {"ACommentEndsBehindItsTwoDashes",           "<!-- a -> b --><c/>",    0, MNT_COMMENT,    15},
+    {"ACommentsDashesMayBeItsEnd",               "<!--><a/>",              0, MNT_COMMENT,     5},
+    {"ACommentOfThreeDashes",                    "<!---><a/>",             0, MNT_COMMENT,     6},
+    {"ADocumentType",                            "<!DOCTYPE a><a/>",       0, MNT_DOCUMENT_TYPE, 12},
+    {"ADocumentTypeEndsOutsideItsBrackets",      "<!DOCTYPE a [<!ENTITY b \"]>\">]><a/>", 0, MNT_DOCUMENT_TYPE, 31},
+    {"AnElementIsNotPassed",                     "text<a/>",               4, MNT_ELEMENT,     4},
+    {"AnEndTagIsNone",                           "</a>",                   0, 0,               0},
+};
+// clang-format on
+
+class XmlNodeTest : public xml_support::XmlTest, public testing::WithParamInterface<Node> {};
+
+INSTANTIATE_TEST_SUITE_P(All, XmlNodeTest, testing::ValuesIn(kNodes),
+                         [](const auto& row) { return row.param.name; });
+
+TEST_P(XmlNodeTest, IsOfItsTypeAndScanningGoesOnBehindIt) {
+  TokenPos token(GetParam().text);
+  token.nNext = GetParam().offset;
+  EXPECT_EQ(doc.x_ParseNode(token), GetParam().type);
+  EXPECT_EQ(token.nL, GetParam().offset);
+  EXPECT_EQ(token.nNext, GetParam().next);
 }
 
-TEST_F(XmlNodeTest, BlanksBeforeATagOrTheEndAreWhitespaceAndAreNotPassed) {
-  EXPECT_EQ(node_of(" \t\r\n<a/>"), (Node{MNT_WHITESPACE, 0, 0}));
-  EXPECT_EQ(node_of("<a/>\r\n", 4), (Node{MNT_WHITESPACE, 4, 4}));
-}
+using XmlStepTest = xml_support::XmlTest;
 
-TEST_F(XmlNodeTest, AtTheEndOfTheTextThereIsNoNode) {
-  EXPECT_EQ(node_of("<a/>", 4), (Node{0, 4, 4}));
-  EXPECT_EQ(node_of(""), (Node{0, 0, 0}));
-}
-
-TEST_F(XmlNodeTest, AProcessingInstructionEndsBehindItsQuestionMark) {
-  EXPECT_EQ(node_of("<?xml version=\"1.0\"?><a/>"), (Node{MNT_PROCESSING_INSTRUCTION, 0, 21}));
-  EXPECT_EQ(node_of("<a/><?x > ?>", 4), (Node{MNT_PROCESSING_INSTRUCTION, 4, 12}));
-}
-
-TEST_F(XmlNodeTest, ACdataSectionEndsBehindItsTwoSquareBrackets) {
-  EXPECT_EQ(node_of("<![CDATA[a]>b]]>c"), (Node{MNT_CDATA_SECTION, 0, 16}));
-}
-
-TEST_F(XmlNodeTest, ACommentEndsBehindItsTwoDashes) {
-  EXPECT_EQ(node_of("<!-- a -> b --><c/>"), (Node{MNT_COMMENT, 0, 15}));
-}
-
-TEST_F(XmlNodeTest, ADocumentTypeEndsOutsideItsSquareBrackets) {
-  EXPECT_EQ(node_of("<!DOCTYPE a><a/>"), (Node{MNT_DOCUMENT_TYPE, 0, 12}));
-  EXPECT_EQ(node_of("<!DOCTYPE a [<!ENTITY b \"]>\">]><a/>"), (Node{MNT_DOCUMENT_TYPE, 0, 31}));
-}
-
-TEST_F(XmlNodeTest, AnElementIsNotPassed) {
-  EXPECT_EQ(node_of("<a>text</a>"), (Node{MNT_ELEMENT, 0, 0}));
-  EXPECT_EQ(node_of("text<a/>", 4), (Node{MNT_ELEMENT, 4, 4}));
-}
-
-TEST_F(XmlNodeTest, AnEndTagIsNoNode) {
-  EXPECT_EQ(node_of("</a>"), (Node{0, 0, 0}));
-}
-
-TEST_F(XmlNodeTest, ALeftBracketWithLessThanTwoCharactersBehindItIsNoNode) {
-  for (const char* text : {"<", "<a", "<?", "<!", "</"}) EXPECT_EQ(type_of(text), 0) << text;
-}
-
-TEST_F(XmlNodeTest, ANodeWithoutItsEndIsNoNode) {
-  for (const char* text : {"<?x", "<?x ? >", "<![CDATA[", "<![CDATA[a] ]>", "<!-- a ->", "<!-- a -", "<!D",
-                           "<!DOCTYPE a [ >", "<!DOCTYPE \"a>"}) {
-    EXPECT_EQ(type_of(text), 0) << text;
-  }
-}
-
-TEST_F(XmlNodeTest, ANodeMayUseTheCharactersOfItsBeginningForItsEnd) {
-  EXPECT_EQ(node_of("<?><a/>"), (Node{MNT_PROCESSING_INSTRUCTION, 0, 3}));
-  EXPECT_EQ(node_of("<!--><a/>"), (Node{MNT_COMMENT, 0, 5}));
-  EXPECT_EQ(node_of("<!---><a/>"), (Node{MNT_COMMENT, 0, 6}));
-}
-
-TEST_F(XmlNodeTest, TheNodesWithTheShortestEndsArePassedOverBeforeTheRoot) {
-  for (const char* node : {"<?>", "<!-->", "<!--->"}) {
-    EXPECT_TRUE(doc.SetDoc((std::string(node) + "<a/>").c_str())) << node;
+TEST_F(XmlStepTest, ANodeWithoutItsEndIsNone) {
+  for (const char* text : {"<", "<a", "<?", "<!", "</", "<?x", "<?x ? >", "<![CDATA[", "<![CDATA[a] ]>",
+                           "<!-- a ->", "<!-- a -", "<!D", "<!DOCTYPE a [ >", "<!DOCTYPE \"a>"}) {
+    TokenPos token(text);
+    EXPECT_EQ(doc.x_ParseNode(token), 0) << text;
   }
 }
 
 // --- One element in place ---
 
-class XmlElementInPlaceTest : public testing::Test {
+class XmlElementInPlaceTest : public xml_support::XmlTest {
  protected:
   /// A document of an empty root with more text behind it, which is read when a test asks for it.
   int parse_behind_root(const std::string& text) {
-    EXPECT_TRUE(doc.SetDoc(("<r/>" + text).c_str()));
+    EXPECT_TRUE(parse("<r/>" + text));
     EXPECT_EQ(doc.next_free(), 2);
     doc.x_Elem(0).nEndL = 4;
     return doc.x_ParseElem(0);
   }
-
-  OpenDocument doc;
 };
 
 TEST_F(XmlElementInPlaceTest, AnElementIsReadFromTheEndOfItsParentsContent) {
@@ -167,74 +129,31 @@ TEST_F(XmlElementInPlaceTest, AnErrorIsSaidAndGivesTheLastEntryBack) {
 
 // --- Shifting ---
 
-class XmlAdjustTest : public testing::Test {
- protected:
-  void SetUp() override { parse(); }
-  void parse() {
-    before.clear();
-    ASSERT_TRUE(doc.SetDoc("<r><a><b/></a><c/><d><e>1</e></d></r>"));
-    for (int index = 0; index <= 6; ++index) before.push_back(place_of(doc, index));
+TEST_F(XmlStepTest, WhatFollowsAnElementMovesAndOfWhatLiesAroundItTheEnds) {
+  const struct {
+    int element;
+    bool after_it;        ///< its children stay as well
+    std::set<int> moved;  ///< wholly
+    std::set<int> end_moved;
+  } rows[] = {{2, false, {3, 4, 5, 6}, {0, 1}},
+              {2, true, {4, 5, 6}, {0, 1}},
+              {6, false, {}, {0, 1, 5}},
+              {6, true, {}, {0, 1, 5}},
+              {1, true, {}, {0}}};
+  for (const auto& row : rows) {
+    ASSERT_TRUE(parse("<r><a><b/></a><c/><d><e>1</e></d></r>"));  // r is 1, a 2, b 3, c 4, d 5, e 6
+    std::vector<Place> expected;
+    for (int index = 0; index <= 6; ++index) {
+      const Place at = place_of(doc, index);
+      const int start = row.moved.contains(index) ? 10 : 0;
+      const int end = start != 0 || row.end_moved.contains(index) ? 10 : 0;
+      expected.push_back({at.start_l + start, at.start_r + start, at.end_l + end, at.end_r + end});
+    }
+    doc.x_Adjust(row.element, 10, row.after_it);
+    std::vector<Place> places;
+    for (int index = 0; index <= 6; ++index) places.push_back(place_of(doc, index));
+    EXPECT_EQ(places, expected) << "behind " << row.element;
   }
-  Place unmoved(int index) const { return before.at(static_cast<std::size_t>(index)); }
-  Place moved(int index) const {
-    const Place place = unmoved(index);
-    return {place.start_l + 10, place.start_r + 10, place.end_l + 10, place.end_r + 10};
-  }
-  Place end_moved(int index) const {
-    const Place place = unmoved(index);
-    return {place.start_l, place.start_r, place.end_l + 10, place.end_r + 10};
-  }
-
-  /// Entries: r is 1, a 2, b 3, c 4, d 5, e 6.
-  OpenDocument doc;
-  std::vector<Place> before;
-};
-
-TEST_F(XmlAdjustTest, WhatFollowsAnElementMovesWithItsChildrenAndTheElementStays) {
-  doc.x_Adjust(2, 10, false);
-  EXPECT_EQ(place_of(doc, 0), end_moved(0));
-  EXPECT_EQ(place_of(doc, 1), end_moved(1));
-  EXPECT_EQ(place_of(doc, 2), unmoved(2));
-  for (const int index : {3, 4, 5, 6}) EXPECT_EQ(place_of(doc, index), moved(index)) << index;
-}
-
-TEST_F(XmlAdjustTest, BehindAnElementItsChildrenStayToo) {
-  doc.x_Adjust(2, 10, true);
-  EXPECT_EQ(place_of(doc, 0), end_moved(0));
-  EXPECT_EQ(place_of(doc, 1), end_moved(1));
-  for (const int index : {2, 3}) EXPECT_EQ(place_of(doc, index), unmoved(index)) << index;
-  for (const int index : {4, 5, 6}) EXPECT_EQ(place_of(doc, index), moved(index)) << index;
-}
-
-TEST_F(XmlAdjustTest, BehindTheLastElementOnlyTheEndsAroundItMove) {
-  for (const bool after : {false, true}) {
-    parse();
-    doc.x_Adjust(6, 10, after);
-    for (const int index : {0, 1, 5}) EXPECT_EQ(place_of(doc, index), end_moved(index)) << index;
-    for (const int index : {2, 3, 4, 6}) EXPECT_EQ(place_of(doc, index), unmoved(index)) << index;
-  }
-}
-
-TEST_F(XmlAdjustTest, BehindTheRootOnlyTheDocumentsEndMoves) {
-  doc.x_Adjust(1, 10, true);
-  EXPECT_EQ(place_of(doc, 0), end_moved(0));
-  for (const int index : {1, 2, 3, 4, 5, 6}) EXPECT_EQ(place_of(doc, index), unmoved(index)) << index;
-}
-
-// --- Escaping for attributes ---
-
-TEST(XmlAttributeTextTest, QuotationMarksAreEscapedInAnAttributeOnly) {
-  const char* const text = "a'b\"c<d>e&f";
-  EXPECT_EQ(OpenDocument::x_TextToDoc(text, true), "a&apos;b&quot;c&lt;d&gt;e&amp;f");
-  EXPECT_EQ(OpenDocument::x_TextToDoc(text, false), "a'b\"c&lt;d&gt;e&amp;f");
-}
-
-TEST(XmlAttributeTextTest, WhatIsEscapedForAnAttributeReadsBackPlain) {
-  XmlDocument doc;
-  const std::string text = "'\"<>&\xB2\xE2";
-  ASSERT_TRUE(doc.SetDoc(("<r><a>" + OpenDocument::x_TextToDoc(text.c_str(), true) + "</a></r>").c_str()));
-  ASSERT_TRUE(doc.FindChildElem("a"));
-  EXPECT_EQ(doc.GetChildData(), text);
 }
 
 }  // namespace

@@ -13,35 +13,19 @@
 namespace {
 
 namespace fs = std::filesystem;
-using xml_support::kGbkText;
+
+using xml_support::kFileText;
 using xml_support::Trace;
 using XmlSaveTest = xml_support::XmlFileTest;
-
-const std::string kHeader = "<?xml version=\"1.0\" encoding=\"GBK\"?>\r\n";
-const std::string kText = kHeader + "<r>\r\n<a>" + kGbkText + "</a>\r\n</r>\r\n";
 
 // --- Saving ---
 
 TEST_F(XmlSaveTest, TheTextIsWrittenAsItIs) {
-  start_from(kText, "a");
+  start_from(kFileText, "a");
   const Trace before(doc);
   EXPECT_TRUE(doc.Save(path("a.xml").c_str()));
-  EXPECT_EQ(read_file("a.xml"), kText);
+  EXPECT_EQ(read_file("a.xml"), kFileText);
   EXPECT_EQ(Trace(doc), before) << "the document stays";
-}
-
-TEST_F(XmlSaveTest, WhatIsSavedLoadsAgain) {
-  start_from(kHeader + "<r/>");
-  ASSERT_TRUE(doc.AddChildElem("a", ("<" + kGbkText + "\">").c_str()));
-  ASSERT_TRUE(doc.SetChildAttrib("n", kGbkText.c_str()));
-  const std::string text = doc.GetDoc();
-  ASSERT_TRUE(doc.Save(path("a.xml").c_str()));
-  XmlDocument other;
-  EXPECT_TRUE(other.Load(path("a.xml").c_str()));
-  EXPECT_EQ(other.GetDoc(), text);
-  ASSERT_TRUE(other.FindChildElem("a"));
-  EXPECT_EQ(other.GetChildData(), "<" + kGbkText + "\">");
-  EXPECT_EQ(other.GetChildAttrib("n"), kGbkText);
 }
 
 TEST_F(XmlSaveTest, ALongerFileIsReplacedWhole) {
@@ -56,6 +40,7 @@ TEST_F(XmlSaveTest, AnEmptyDocumentWritesAnEmptyFile) {
   EXPECT_TRUE(doc.Save(path("a.xml").c_str()));
   EXPECT_TRUE(fs::exists(path("a.xml")));
   EXPECT_EQ(read_file("a.xml"), "");
+  EXPECT_TRUE(doc.Save("/dev/full")) << "it fits on a full device";
 }
 
 TEST_F(XmlSaveTest, ATextThatDidNotParseIsWrittenToo) {
@@ -65,17 +50,18 @@ TEST_F(XmlSaveTest, ATextThatDidNotParseIsWrittenToo) {
 }
 
 TEST_F(XmlSaveTest, AFileThatCannotBeOpenedForWritingIsReported) {
-  start_from(kText, "a");
+  start_from(kFileText, "a");
   const Trace before(doc);
   EXPECT_FALSE(doc.Save(path("no/such/folder.xml").c_str()));
   EXPECT_FALSE(doc.Save(path("").c_str())) << "a folder";
   EXPECT_FALSE(doc.Save(""));
+  EXPECT_FALSE(doc.Save(nullptr));
   EXPECT_FALSE(fs::exists(path("no")));
   EXPECT_EQ(Trace(doc), before);
 }
 
 TEST_F(XmlSaveTest, AFullDeviceIsReported) {
-  start_from(kText, "a");
+  start_from(kFileText, "a");
   const Trace before(doc);
   EXPECT_FALSE(doc.Save("/dev/full"));
   EXPECT_EQ(Trace(doc), before);
@@ -83,28 +69,20 @@ TEST_F(XmlSaveTest, AFullDeviceIsReported) {
   EXPECT_FALSE(doc.Save("/dev/full")) << "nor does a text larger than any buffer fit";
 }
 
-TEST_F(XmlSaveTest, AnEmptyDocumentFitsOnAFullDevice) {
-  EXPECT_TRUE(doc.Save("/dev/full"));
-}
-
-TEST_F(XmlSaveTest, APipeThatNobodyReadsIsNotWaitedFor) {
+TEST_F(XmlSaveTest, APipeTakesWhatItHasRoomForAndIsNotWaitedFor) {
   ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
-  start_from(kText, "a");
+  start_from(kFileText, "a");
   const Trace before(doc);
-  EXPECT_FALSE(doc.Save(path("pipe").c_str()));
+  EXPECT_FALSE(doc.Save(path("pipe").c_str())) << "nobody reads it";
   EXPECT_EQ(Trace(doc), before);
-}
-
-TEST_F(XmlSaveTest, APipeTakesWhatItHasRoomFor) {
-  ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
   const int other_end = open(path("pipe").c_str(), O_RDONLY | O_NONBLOCK);
   ASSERT_GE(other_end, 0);
-  start_from(kText);
+  start_from(kFileText);
   EXPECT_TRUE(doc.Save(path("pipe").c_str()));
-  std::string received(kText.size() + 1, '\0');
-  EXPECT_EQ(read(other_end, received.data(), received.size()), static_cast<ssize_t>(kText.size()));
+  std::string received(kFileText.size() + 1, '\0');
+  EXPECT_EQ(read(other_end, received.data(), received.size()), static_cast<ssize_t>(kFileText.size()));
   received.pop_back();
-  EXPECT_EQ(received, kText);
+  EXPECT_EQ(received, kFileText);
   start_from("<r>" + std::string(10'000'000, 'x') + "</r>");
   EXPECT_FALSE(doc.Save(path("pipe").c_str())) << "a reader that does not read is not waited for";
   close(other_end);
@@ -123,7 +101,7 @@ TEST_F(XmlSaveTest, ANewFileMayBeReadAndWrittenAsTheProcessLetsOthers) {
 // --- Descriptors ---
 
 TEST_F(XmlSaveTest, NoFileStaysOpen) {
-  write_file("good.xml", kText);
+  write_file("good.xml", kFileText);
   write_file("bad.xml", "<a>");
   ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
   const auto open_files = [] {

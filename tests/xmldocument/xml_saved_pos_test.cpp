@@ -2,15 +2,18 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
-#include "tests/xmldocument/xml_edit_support.h"
+#include "tests/xmldocument/xml_support.h"
 
 namespace {
 
+using xml_support::OpenDocument;
 using xml_support::Trace;
 using xml_support::walk;
+using xml_support::walk_of_fresh_parse;
 
-using XmlSavedPosTest = xml_support::XmlEditTest;
+using XmlSavedPosTest = xml_support::XmlTest;
 
 const std::string kText = "<r><a><x>1</x><y>2</y></a><b><z>3</z></b></r>";
 
@@ -27,63 +30,6 @@ TEST_F(XmlSavedPosTest, AllThreePartsOfAPositionAreBroughtBack) {
   EXPECT_EQ(doc.GetTagName(), "r");
 }
 
-TEST_F(XmlSavedPosTest, APositionWithoutAMainElementCanBeSaved) {
-  start_from(kText);
-  ASSERT_TRUE(doc.IntoElem());
-  EXPECT_TRUE(doc.SavePos("level"));
-  ASSERT_TRUE(doc.FindElem("b"));
-  EXPECT_TRUE(doc.RestorePos("level"));
-  EXPECT_EQ(doc.GetTagName(), "");
-  EXPECT_FALSE(doc.RemoveElem()) << "nothing is current";
-  ASSERT_TRUE(doc.FindElem());
-  EXPECT_EQ(doc.GetTagName(), "a");
-}
-
-TEST_F(XmlSavedPosTest, TheSameNameAgainReplacesTheEarlierPosition) {
-  start_from(kText, "a");
-  EXPECT_TRUE(doc.SavePos("p"));
-  ASSERT_TRUE(doc.FindChildElem("b"));
-  EXPECT_TRUE(doc.SavePos("p"));
-  doc.ResetPos();
-  EXPECT_TRUE(doc.RestorePos("p"));
-  EXPECT_EQ(doc.GetChildSubDoc(), "<b><z>3</z></b>");
-}
-
-TEST_F(XmlSavedPosTest, NamesAreToldApartByteByByte) {
-  start_inside(kText, "a");
-  EXPECT_TRUE(doc.SavePos("p"));
-  ASSERT_TRUE(doc.FindElem("b"));
-  EXPECT_TRUE(doc.SavePos("P"));
-  ASSERT_TRUE(doc.OutOfElem());
-  EXPECT_TRUE(doc.SavePos("\xB2\xE2"));
-  EXPECT_TRUE(doc.RestorePos("p"));
-  EXPECT_EQ(doc.GetTagName(), "a");
-  EXPECT_TRUE(doc.RestorePos("P"));
-  EXPECT_EQ(doc.GetTagName(), "b");
-  EXPECT_TRUE(doc.RestorePos("\xB2\xE2"));
-  EXPECT_EQ(doc.GetTagName(), "r");
-  EXPECT_FALSE(doc.RestorePos("\xB2"));
-}
-
-TEST_F(XmlSavedPosTest, AnEmptyNameIsANameToo) {
-  start_from(kText);
-  EXPECT_FALSE(doc.RestorePos(""));
-  EXPECT_TRUE(doc.SavePos(""));
-  doc.ResetPos();
-  EXPECT_TRUE(doc.RestorePos(""));
-  EXPECT_EQ(doc.GetTagName(), "r");
-}
-
-TEST_F(XmlSavedPosTest, ANameServesAnyNumberOfTimes) {
-  start_from(kText, "b");
-  EXPECT_TRUE(doc.SavePos("p"));
-  for (int i = 0; i < 3; ++i) {
-    doc.ResetPos();
-    EXPECT_TRUE(doc.RestorePos("p"));
-    EXPECT_EQ(doc.GetChildSubDoc(), "<b><z>3</z></b>");
-  }
-}
-
 TEST_F(XmlSavedPosTest, NoNameAndAnUnknownNameAreRefusedAndThePositionStays) {
   start_from(kText, "a");
   EXPECT_TRUE(doc.SavePos("known"));
@@ -92,9 +38,12 @@ TEST_F(XmlSavedPosTest, NoNameAndAnUnknownNameAreRefusedAndThePositionStays) {
   EXPECT_FALSE(doc.SavePos(nullptr));
   EXPECT_FALSE(doc.RestorePos(nullptr));
   EXPECT_FALSE(doc.RestorePos("unknown"));
+  EXPECT_FALSE(doc.RestorePos("")) << "which can be a name too";
   EXPECT_FALSE(doc.RestorePos("know"));
   EXPECT_FALSE(doc.RestorePos("known2"));
   EXPECT_EQ(Trace(doc), before);
+  EXPECT_TRUE(doc.SavePos(""));
+  EXPECT_TRUE(doc.RestorePos(""));
 }
 
 TEST_F(XmlSavedPosTest, ANewTextForgetsAllNames) {
@@ -109,34 +58,8 @@ TEST_F(XmlSavedPosTest, ANewTextForgetsAllNames) {
   EXPECT_FALSE(doc.RestorePos("p")) << "a broken text too";
 }
 
-TEST_F(XmlSavedPosTest, AnEmptyDocumentHasAPositionToSave) {
-  EXPECT_TRUE(doc.SavePos("start"));
-  ASSERT_TRUE(doc.AddElem("r"));
-  EXPECT_TRUE(doc.RestorePos("start"));
-  EXPECT_EQ(doc.GetTagName(), "");
-  ASSERT_TRUE(doc.FindElem());
-  EXPECT_EQ(doc.GetTagName(), "r");
-}
-
-TEST_F(XmlSavedPosTest, EditsBeforeAndBehindASavedElementLeaveTheNameOnIt) {
-  start_from(kText, "b");
-  EXPECT_TRUE(doc.SavePos("b"));
-  doc.ResetChildPos();
-  ASSERT_TRUE(doc.FindChildElem("a"));
-  EXPECT_TRUE(doc.SetChildAttrib("n", "123"));
-  EXPECT_TRUE(doc.InsertChildElem("first", "data"));
-  EXPECT_TRUE(doc.FindChildElem("a"));
-  EXPECT_TRUE(doc.RemoveChildElem());
-  doc.ResetChildPos();
-  EXPECT_TRUE(doc.AddChildElem("last"));
-  EXPECT_TRUE(doc.RestorePos("b"));
-  EXPECT_EQ(doc.GetChildSubDoc(), "<b><z>3</z></b>");
-  EXPECT_TRUE(doc.SetChildAttrib("m", 1));
-  expect_text("<r><first>data</first>\r\n<b m=\"1\"><z>3</z></b><last/>\r\n</r>");
-}
-
 /// Everything that can be asked of a document whose position may lie anywhere.
-void read_all(const xml_support::EditDocument& doc) {
+void read_all(const OpenDocument& doc) {
   doc.GetTagName();
   doc.GetChildData();
   doc.GetSubDoc();
@@ -147,7 +70,15 @@ void read_all(const xml_support::EditDocument& doc) {
 }
 
 TEST_F(XmlSavedPosTest, ANameWhoseElementsAreGoneDoesNoHarm) {
-  for (int edit = 0; edit < 12; ++edit) {
+  const std::vector<void (*)(OpenDocument&)> edits = {
+      [](OpenDocument& d) { d.SetAttrib("n", "1"); }, [](OpenDocument& d) { d.SetChildAttrib("n", "1"); },
+      [](OpenDocument& d) { d.SetData("data"); },     [](OpenDocument& d) { d.SetChildData("data", 1); },
+      [](OpenDocument& d) { d.RemoveElem(); },        [](OpenDocument& d) { d.RemoveChildElem(); },
+      [](OpenDocument& d) { d.AddElem("n"); },        [](OpenDocument& d) { d.AddChildElem("n"); },
+      [](OpenDocument& d) { d.InsertElem("n"); },     [](OpenDocument& d) { d.InsertChildElem("n"); },
+      [](OpenDocument& d) { d.AddSubDoc("<n/>"); },   [](OpenDocument& d) { d.InsertChildSubDoc("<n/>"); },
+  };
+  for (std::size_t edit = 0; edit < edits.size(); ++edit) {
     start_inside(kText, "b");
     ASSERT_TRUE(doc.FindChildElem());
     ASSERT_TRUE(doc.SavePos("gone"));
@@ -156,45 +87,8 @@ TEST_F(XmlSavedPosTest, ANameWhoseElementsAreGoneDoesNoHarm) {
     EXPECT_EQ(doc.GetDoc(), "");
     EXPECT_TRUE(doc.RestorePos("gone")) << "only a new text forgets a name";
     read_all(doc);
-    switch (edit) {
-      case 0:
-        doc.SetAttrib("n", "1");
-        break;
-      case 1:
-        doc.SetChildAttrib("n", "1");
-        break;
-      case 2:
-        doc.SetData("data");
-        break;
-      case 3:
-        doc.SetChildData("data", 1);
-        break;
-      case 4:
-        doc.RemoveElem();
-        break;
-      case 5:
-        doc.RemoveChildElem();
-        break;
-      case 6:
-        doc.AddElem("n");
-        break;
-      case 7:
-        doc.AddChildElem("n");
-        break;
-      case 8:
-        doc.InsertElem("n");
-        break;
-      case 9:
-        doc.InsertChildElem("n");
-        break;
-      case 10:
-        doc.AddSubDoc("<n/>");
-        break;
-      default:
-        doc.InsertChildSubDoc("<n/>");
-        break;
-    }
-    EXPECT_EQ(walk(doc), xml_support::walk_of_fresh_parse(doc.GetDoc())) << edit << ": " << doc.GetDoc();
+    edits[edit](doc);
+    EXPECT_EQ(walk(doc), walk_of_fresh_parse(doc.GetDoc())) << edit << ": " << doc.GetDoc();
     read_all(doc);
     for (int i = 0; i < 5 && doc.OutOfElem(); ++i) read_all(doc);
     while (doc.FindElem()) read_all(doc);
@@ -209,26 +103,7 @@ TEST_F(XmlSavedPosTest, ANameOnARemovedChildLeavesItsSiblingsWhole) {
   read_all(doc);
   doc.RemoveChildElem();
   doc.SetChildData("data");
-  EXPECT_EQ(walk(doc), xml_support::walk_of_fresh_parse(doc.GetDoc())) << doc.GetDoc();
-}
-
-TEST_F(XmlSavedPosTest, ANameOnAnIndexThatTheDocumentNeverHadDoesNoHarm) {
-  ASSERT_TRUE(doc.AddElem("r"));
-  for (int i = 0; i < 100; ++i) ASSERT_TRUE(doc.AddChildElem("n", i));
-  ASSERT_TRUE(doc.IntoElem());
-  ASSERT_TRUE(doc.AddChildElem("last"));
-  ASSERT_TRUE(doc.SavePos("far"));
-  const XmlDocument small;
-  static_cast<XmlDocument&>(doc) = small;
-  doc.RestorePos("far");
-  read_all(doc);
-  EXPECT_FALSE(doc.RemoveElem());
-  EXPECT_FALSE(doc.RemoveChildElem());
-  EXPECT_FALSE(doc.SetData("x"));
-  EXPECT_FALSE(doc.SetAttrib("n", 1));
-  doc.FindElem();
-  doc.FindChildElem();
-  EXPECT_EQ(doc.GetDoc(), "");
+  EXPECT_EQ(walk(doc), walk_of_fresh_parse(doc.GetDoc())) << doc.GetDoc();
 }
 
 TEST_F(XmlSavedPosTest, ALevelThatTheDocumentNeverHadIsDocumentLevel) {
@@ -240,6 +115,13 @@ TEST_F(XmlSavedPosTest, ALevelThatTheDocumentNeverHadIsDocumentLevel) {
   ASSERT_TRUE(doc.IntoElem());
   ASSERT_TRUE(doc.AddChildElem("deeper"));
   ASSERT_TRUE(doc.SavePos("far"));
+  const XmlDocument empty;
+  static_cast<XmlDocument&>(doc) = empty;
+  EXPECT_TRUE(doc.RestorePos("far"));
+  read_all(doc);
+  EXPECT_FALSE(doc.RemoveElem());
+  EXPECT_FALSE(doc.SetData("x"));
+  EXPECT_FALSE(doc.FindChildElem());
   XmlDocument small;
   ASSERT_TRUE(small.SetDoc("<s/>"));
   static_cast<XmlDocument&>(doc) = small;
@@ -250,6 +132,62 @@ TEST_F(XmlSavedPosTest, ALevelThatTheDocumentNeverHadIsDocumentLevel) {
   ASSERT_TRUE(doc.FindElem());
   EXPECT_EQ(doc.GetTagName(), "s");
   expect_text("<s/>");
+}
+
+// --- What an assignment makes of them ---
+
+class XmlAssignTest : public xml_support::XmlTest {
+ protected:
+  OpenDocument target;
+};
+
+TEST_F(XmlAssignTest, TheErrorTextStaysTheTargetsOwn) {
+  EXPECT_FALSE(target.SetDoc("<a><b></a>"));
+  const std::string error = target.m_strError;
+  ASSERT_FALSE(error.empty());
+  start_from(kText);
+  target = doc;
+  EXPECT_EQ(target.m_strError, error);
+  EXPECT_TRUE(target.IsWellFormed());
+
+  EXPECT_FALSE(doc.SetDoc("<a"));
+  ASSERT_NE(doc.m_strError, error);
+  target = doc;
+  EXPECT_EQ(target.m_strError, error);
+  EXPECT_FALSE(target.IsWellFormed());
+  EXPECT_EQ(target.GetDoc(), "<a");
+}
+
+TEST_F(XmlAssignTest, TheSavedPositionsStayTheTargetsOwn) {
+  ASSERT_TRUE(target.SetDoc(kText.c_str()));
+  ASSERT_TRUE(target.FindElem());
+  ASSERT_TRUE(target.SavePos("own"));
+  start_from(kText, "b");
+  ASSERT_TRUE(doc.SavePos("foreign"));
+  target = doc;
+  EXPECT_FALSE(target.RestorePos("foreign"));
+  EXPECT_EQ(target.GetChildSubDoc(), "<b><z>3</z></b>");
+  EXPECT_TRUE(target.RestorePos("own"));
+  EXPECT_EQ(target.GetTagName(), "r");
+  EXPECT_EQ(target.GetChildSubDoc(), "");
+}
+
+TEST_F(XmlAssignTest, ADocumentAssignedToItselfIsTheSame) {
+  start_from(kText, "b");
+  ASSERT_TRUE(doc.SavePos("p"));
+  const Trace before(doc);
+  const OpenDocument& itself = doc;
+  doc = itself;
+  EXPECT_EQ(Trace(doc), before);
+  EXPECT_TRUE(doc.RestorePos("p"));
+}
+
+TEST_F(XmlAssignTest, AssignmentsCanBeChained) {
+  start_from(kText);
+  OpenDocument third;
+  EXPECT_EQ(&(third = target = doc), &third);
+  EXPECT_EQ(third.GetDoc(), kText);
+  EXPECT_EQ(target.GetDoc(), kText);
 }
 
 }  // namespace

@@ -1,6 +1,10 @@
-// What the tests of the XML document share: reading its element index, and saying where an element stands.
+// What the tests of the XML document share: a document whose inner steps a test can call, where its elements
+// stand, and what must hold after every edit.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <array>
 #include <cstddef>
 #include <ostream>
 #include <stdexcept>
@@ -11,16 +15,20 @@
 
 namespace xml_support {
 
+/// What every message of the board begins with.
+inline const std::string kHeader = "<?xml version=\"1.0\" encoding=\"GBK\"?>\r\n";
+/// A text in GBK whose second bytes look like letters, backslashes and brackets.
+inline const std::string kGbkText = "\xB2\xE2\xCA\xD4 \x81\x5C\x81\x40\xD5\x5B\xFE\x7E";
+
 /// A document whose inner operations a test can call.
 class OpenDocument : public XmlDocument {
  public:
-  using XmlDocument::x_AddElem;
   using XmlDocument::x_Adjust;
   using XmlDocument::x_Elem;
+  using XmlDocument::x_FindAttrib;
   using XmlDocument::x_GetFreePos;
   using XmlDocument::x_ParseElem;
   using XmlDocument::x_ParseNode;
-  using XmlDocument::x_TextToDoc;
 
   /// The index entry that the next element takes. A copy is asked, since taking one can make the index grow.
   int next_free() const {
@@ -119,5 +127,78 @@ inline std::string repeated(const std::string& piece, std::size_t count) {
   for (std::size_t i = 0; i < count; ++i) text += piece;
   return text;
 }
+
+/// One entry of the index, field by field.
+using Fields = std::array<int, 8>;
+
+inline Fields fields_of(const ElemPos& e) {
+  return {e.nStartL, e.nStartR, e.nEndL, e.nEndR, e.nReserved, e.iElemParent, e.iElemChild, e.iElemNext};
+}
+
+/// Everything that an operation which is refused leaves alone.
+struct Trace {
+  explicit Trace(const OpenDocument& doc)
+      : text(doc.GetDoc()),
+        error(doc.m_strError),
+        next_free(doc.next_free()),
+        level(level_of(doc)),
+        tag_name(doc.GetTagName()),
+        element(doc.GetSubDoc()),
+        child(doc.GetChildSubDoc()) {
+    for (const ElemPos& elem : doc.m_aPos) index.push_back(fields_of(elem));
+  }
+  bool operator==(const Trace&) const = default;
+  friend void PrintTo(const Trace& trace, std::ostream* out) {
+    *out << testing::PrintToString(trace.text) << " error " << testing::PrintToString(trace.error)
+         << " index " << testing::PrintToString(trace.index) << " next " << trace.next_free << " in "
+         << trace.level << " at " << trace.tag_name << ": " << trace.element << " / " << trace.child;
+  }
+
+  std::string text;
+  std::string error;
+  std::vector<Fields> index;
+  int next_free = 0;
+  std::string level;
+  std::string tag_name;
+  std::string element;
+  std::string child;
+
+ private:
+  /// The text of the parent, "" at document level.
+  static std::string level_of(const OpenDocument& doc) {
+    OpenDocument copy;
+    copy = doc;
+    return copy.OutOfElem() ? copy.GetSubDoc() : "";
+  }
+};
+
+class XmlTest : public testing::Test {
+ protected:
+  OpenDocument doc;
+
+  bool parse(const std::string& text) { return doc.SetDoc(text.c_str()); }
+  /// Starts from that text, with the root as the main element.
+  void start_from(const std::string& text) {
+    ASSERT_TRUE(parse(text)) << doc.m_strError;
+    ASSERT_TRUE(doc.FindElem());
+  }
+  /// The same, with that child of the root as the current child.
+  void start_from(const std::string& text, const char* child) {
+    start_from(text);
+    ASSERT_TRUE(doc.FindChildElem(child)) << child;
+  }
+  /// The same, with that child of the root as the main element.
+  void start_inside(const std::string& text, const char* child) {
+    start_from(text, child);
+    ASSERT_TRUE(doc.IntoElem());
+  }
+  /// The text is that one, and the index is what parsing it anew gives.
+  void expect_text(const std::string& text) {
+    EXPECT_EQ(doc.GetDoc(), text);
+    EXPECT_EQ(walk(doc), walk_of_fresh_parse(text));
+    EXPECT_EQ(doc.IsWellFormed(), root_of(doc) != 0);
+  }
+  Place root_place() const { return place_of(doc, root_of(doc)); }
+};
 
 }  // namespace xml_support

@@ -11,12 +11,6 @@
 
 namespace {
 
-TEST_F(LauncherTest, AnAddressOutsideOfLoopbackIsRefused) {
-  Process process(launch({"--address", "192.0.2.1"}, {"exit", "0"}));
-  EXPECT_EQ(process.wait(), 64);
-  EXPECT_NE(process.err.find("192.0.2.1 is no loopback address"), std::string::npos) << process.err;
-}
-
 TEST_F(LauncherTest, AnAddressThatABoardHasIsNotGivenTwice) {
   Process first(launch({"--address", address(0)}, {"wait"}));
   ASSERT_TRUE(first.wait_for("waiting\n"));
@@ -26,25 +20,28 @@ TEST_F(LauncherTest, AnAddressThatABoardHasIsNotGivenTwice) {
       << second.err;
 }
 
-/// A listener at the service port of an address.
-int listener_at(const std::string& address) {
-  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+sockaddr_in service_port(const std::string& address) {
   sockaddr_in place{};
   place.sin_family = AF_INET;
   place.sin_port = htons(36001);
   inet_pton(AF_INET, address.c_str(), &place.sin_addr);
-  EXPECT_EQ(bind(fd, reinterpret_cast<const sockaddr*>(&place), sizeof place), 0) << std::strerror(errno);
-  EXPECT_EQ(listen(fd, 1), 0);
-  return fd;
+  return place;
+}
+
+/// A socket, and what `call` (bind, connect) makes of it and the service port of an address.
+template <typename Call>
+std::pair<int, int> socket_at(const std::string& address, Call call) {
+  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const sockaddr_in place = service_port(address);
+  return {fd, call(fd, reinterpret_cast<const sockaddr*>(&place), sizeof place)};
 }
 
 TEST_F(LauncherTest, APortThatIsStillClosingIsSaidWithTheTimeThatItTakes) {
-  const int listener = listener_at(address(3));
-  const int station = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in place{};
-  socklen_t size = sizeof place;
-  ASSERT_EQ(getsockname(listener, reinterpret_cast<sockaddr*>(&place), &size), 0);
-  ASSERT_EQ(connect(station, reinterpret_cast<const sockaddr*>(&place), size), 0);
+  const auto [listener, bound] = socket_at(address(3), ::bind);
+  ASSERT_EQ(bound, 0) << std::strerror(errno);
+  ASSERT_EQ(listen(listener, 1), 0);
+  const auto [station, connected] = socket_at(address(3), ::connect);
+  ASSERT_EQ(connected, 0);
   Process served(launch({"--address", address(3)}, {"exit", "0"}));
   EXPECT_EQ(served.wait(), 70);
   EXPECT_NE(served.err.find("a program of this PC has port 36001 there"), std::string::npos) << served.err;
@@ -60,24 +57,10 @@ TEST_F(LauncherTest, APortThatIsStillClosingIsSaidWithTheTimeThatItTakes) {
       << closing.err;
 }
 
-TEST_F(LauncherTest, AnInterfaceOutsideOfLoopbackIsAUsageError) {
-  for (const Words& options : {Words{"--interface", "eth0=192.0.2.1"}, Words{"--interface", "wlan0=x"},
-                               Words{"--fault", "interface eth0 192.0.2.1"}}) {
-    Process process(launch(options, {"exit", "0"}));
-    EXPECT_EQ(process.wait(), 64) << options.back();
-    EXPECT_NE(process.err.find("interface: "), std::string::npos) << process.err;
-  }
-}
-
 std::string exchange(const std::string& address, const std::string& text) {
-  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in place{};
-  place.sin_family = AF_INET;
-  place.sin_port = htons(36001);
-  inet_pton(AF_INET, address.c_str(), &place.sin_addr);
+  const auto [fd, connected] = socket_at(address, ::connect);
   std::string answer(text.size(), '\0');
-  if (connect(fd, reinterpret_cast<const sockaddr*>(&place), sizeof place) != 0 ||
-      send(fd, text.data(), text.size(), 0) < 0 ||
+  if (connected != 0 || send(fd, text.data(), text.size(), 0) < 0 ||
       recv(fd, answer.data(), answer.size(), MSG_WAITALL) != static_cast<ssize_t>(text.size())) {
     answer = "failed";
   }
@@ -85,16 +68,23 @@ std::string exchange(const std::string& address, const std::string& text) {
   return answer;
 }
 
-TEST_F(LauncherTest, TwoBoardsRunSideBySideOnOnePort) {
-  Process one(launch({"--address", address(1), "--control", file("one")}, {"echo"}));
-  ASSERT_TRUE(one.wait_for(":36001\n"));
-  Process two(launch({"--board", "loop", "--address", address(2), "--control", file("two")}, {"echo"}));
-  ASSERT_TRUE(two.wait_for(":36001\n"));
-  for (const char* name : {"one", "two"}) boardsim::ControlClient(file(name)).settle();
-  EXPECT_EQ(exchange(address(2), "to two"), "to two");
-  EXPECT_EQ(exchange(address(1), "to one"), "to one");
-  EXPECT_EQ(one.wait(), 0);
-  EXPECT_EQ(two.wait(), 0);
+TEST_F(LauncherTest, TwoBoardsRunSideBySideOnOnePortWithInterfacesOrWithout) {
+  const std::pair<Words, Words> pairs[] = {
+      {{"--address", address(1)}, {"--board", "loop", "--address", address(2)}},
+      {{"--fault", "interface eth0 none"}, {"--fault", "interface eth0 none"}}};
+  for (auto [first, second] : pairs) {
+    first.insert(first.end(), {"--control", file("one")});
+    second.insert(second.end(), {"--control", file("two")});
+    Process one(launch(first, {"echo"}));
+    ASSERT_TRUE(one.wait_for(":36001\n"));
+    Process two(launch(second, {"echo"}));
+    ASSERT_TRUE(two.wait_for(":36001\n"));
+    for (const char* name : {"one", "two"}) boardsim::ControlClient(file(name)).settle();
+    EXPECT_EQ(exchange(address_in(two.out), "to two"), "to two");
+    EXPECT_EQ(exchange(address_in(one.out), "to one"), "to one");
+    EXPECT_EQ(one.wait(), 0);
+    EXPECT_EQ(two.wait(), 0);
+  }
 }
 
 /// How a board is given its addresses, and where its program is to be found then.
@@ -124,18 +114,6 @@ TEST_F(LauncherTest, TheAnnouncedAddressIsTheOneThatTheProgramServes) {
     EXPECT_EQ(exchange(address(board.found_at), "hello"), "hello") << board.name;
     EXPECT_EQ(process.wait(), 0) << board.name;
   }
-}
-
-TEST_F(LauncherTest, BoardsWithoutInterfacesRunSideBySideToo) {
-  Process one(launch({"--fault", "interface eth0 none", "--control", file("one")}, {"echo"}));
-  ASSERT_TRUE(one.wait_for(":36001\n"));
-  Process two(launch({"--fault", "interface eth0 none", "--control", file("two")}, {"echo"}));
-  ASSERT_TRUE(two.wait_for(":36001\n"));
-  for (const char* name : {"one", "two"}) boardsim::ControlClient(file(name)).settle();
-  EXPECT_EQ(exchange(address_in(two.out), "to two"), "to two");
-  EXPECT_EQ(exchange(address_in(one.out), "to one"), "to one");
-  EXPECT_EQ(one.wait(), 0);
-  EXPECT_EQ(two.wait(), 0);
 }
 
 }  // namespace

@@ -13,231 +13,172 @@
 namespace {
 
 using namespace std::chrono_literals;
+using testing::HasSubstr;
+using testing::StartsWith;
 
-TEST_F(LauncherTest, TheFirstLineNamesTheBoardAndItsAddress) {
-  Process process(launch({"--board", "loop", "--address", address(0)}, {"exit", "0"}));
-  EXPECT_EQ(process.wait(), 0);
-  EXPECT_EQ(process.out, "boardsim: board loop (0x96c1) at " + address(0) + ":36001\n");
-}
+// ---- the command line -------------------------------------------------------------------------------------
 
-TEST_F(LauncherTest, EndsWithTheProgramsExitStatus) {
-  Process three(launch({}, {"exit", "3"}));
-  EXPECT_EQ(three.wait(), 3);
-  Process minus_one(launch({}, {"exit", "-1"}));
-  EXPECT_EQ(minus_one.wait(), 255);
-}
-
-TEST_F(LauncherTest, ABoardGetsALoopbackAddressOfItsOwn) {
-  Process process(launch({}, {"exit", "0"}));
-  process.wait();
-  EXPECT_NE(address_in(process.out), "");
-  EXPECT_NE(address_in(process.out), "127.0.0.1");
-}
-
-TEST_F(LauncherTest, ListsTheBoardsWithTheirTypeCodes) {
-  Process process(bare({"--board", "list"}));
-  EXPECT_EQ(process.wait(), 0);
-  EXPECT_TRUE(std::regex_search(process.out, std::regex("\n6444 +0x96c0 +7 "))) << process.out;
-  EXPECT_TRUE(std::regex_search(process.out, std::regex("\nrkd2 +0xa60a3 "))) << process.out;
-}
-
-TEST_F(LauncherTest, ABoardCanBeNamedByItsTypeCode) {
-  Process known(launch({"--board", "0x96C4"}, {"exit", "0"}));
-  EXPECT_EQ(known.wait(), 0);
-  EXPECT_TRUE(known.out.starts_with("boardsim: board loop-c (0x96c4) at ")) << known.out;
-  Process another(launch({"--board", "0x9726"}, {"exit", "0"}));
-  EXPECT_EQ(another.wait(), 0);
-  EXPECT_TRUE(another.out.starts_with("boardsim: board k (0x9726) at ")) << another.out;
-  EXPECT_EQ(another.err, "");
+TEST_F(LauncherTest, TheFirstLineNamesTheBoardByItsNameOrTypeCodeAndItsAddress) {
+  const std::pair<const char*, const char*> boards[] = {
+      {"loop", "loop (0x96c1)"}, {"0x96C4", "loop-c (0x96c4)"}, {"0x9726", "k (0x9726)"}};
+  for (const auto& [name, shown] : boards) {
+    Process process(launch({"--board", name, "--address", address(0)}, {"exit", "0"}));
+    EXPECT_EQ(process.wait(), 0);
+    EXPECT_EQ(process.out, std::string("boardsim: board ") + shown + " at " + address(0) + ":36001\n");
+    EXPECT_EQ(process.err, "");
+  }
 }
 
 TEST_F(LauncherTest, ATypeCodeOfNoFamilyIsSaidToBeSimulatedAsANormalBoard) {
   Process process(launch({"--board", "0x97c2"}, {"exit", "0"}));
   EXPECT_EQ(process.wait(), 0);
-  EXPECT_TRUE(process.out.starts_with("boardsim: board normal (0x97c2) at ")) << process.out;
+  EXPECT_THAT(process.out, StartsWith("boardsim: board normal (0x97c2) at 127."));
+  EXPECT_NE(address_in(process.out), "127.0.0.1") << "a board has an address of its own";
   EXPECT_EQ(process.err,
             "boardsim: no family has the type code 0x97c2: simulated as a normal board of that type\n");
 }
 
-TEST_F(LauncherTest, AScriptCanAskWhichFamilyABoardIsOf) {
-  const std::pair<const char*, const char*> boards[] = {
-      {"loop", "loop\n"}, {"0x9c0a", "65xx\n"}, {"0xA6004", "ma\n"}, {"0x97c2", "normal\n"}};
-  for (const auto& [board, family] : boards) {
-    Process process(bare({"--board", board, "--print-family"}));
-    EXPECT_EQ(process.wait(), 0) << board;
-    EXPECT_EQ(process.out, family) << board;
+TEST_F(LauncherTest, EndsWithTheProgramsExitStatus) {
+  for (const auto& [status, seen] : {std::pair{"3", 3}, std::pair{"-1", 255}}) {
+    Process process(launch({}, {"exit", status}));
+    EXPECT_EQ(process.wait(), seen);
   }
 }
 
-TEST_F(LauncherTest, AnUnknownBoardIsAUsageErrorThatListsTheKnownOnes) {
-  Process process(launch({"--board", "nonsense"}, {"exit", "0"}));
-  EXPECT_EQ(process.wait(), 64);
-  EXPECT_NE(process.err.find("6444-j"), std::string::npos) << process.err;
-  EXPECT_EQ(process.out, "");
+TEST_F(LauncherTest, ScriptsAndPeopleCanAskForFamiliesFaultsAndTheVersion) {
+  const std::pair<Words, const char*> questions[] = {
+      {{"--board", "loop", "--print-family"}, "^loop\n$"},
+      {{"--board", "0x9c0a", "--print-family"}, "^65xx\n$"},
+      {{"--board", "0xA6004", "--print-family"}, "^ma\n$"},
+      {{"--board", "0x97c2", "--print-family"}, "^normal\n$"},
+      {{"--board", "list"}, "\n6444 +0x96c0 +7 "},
+      {{"--board", "rkd1", "--fault", "list"}, "\nrtc stopped\n    the clock stands still from now on\n"},
+      {{"--board", "rkd1", "--fault", "list"},
+       "\n    OUTPUT: F1, F2, A1, A2, F3, F4, F5, F6, F7, F8 or F9\n"},
+      {{"--version"}, "^boardsim [0-9]+\\.[0-9]+\\.[0-9]+\n$"}};
+  for (const auto& [words, answer] : questions) {
+    Process process(bare(words));
+    EXPECT_EQ(process.wait(), 0) << answer;
+    EXPECT_TRUE(std::regex_search(process.out, std::regex(answer))) << process.out;
+  }
 }
 
-TEST_F(LauncherTest, AFaultThatIsNotUnderstoodIsAUsageError) {
-  Process process(launch({"--fault", "rtc confused"}, {"exit", "0"}));
-  EXPECT_EQ(process.wait(), 64);
-  EXPECT_NE(process.err.find("rtc"), std::string::npos) << process.err;
-}
-
-TEST_F(LauncherTest, AnOptionThatHasNoEffectBesideTheOthersIsAUsageError) {
+TEST_F(LauncherTest, WhatMakesNoSenseIsAUsageErrorThatTellsWhatThereIs) {
   const std::pair<Words, const char*> lines[] = {
-      {{"--speed", "3", "--pace", "virtual", "--", "x"}, "--speed: it counts for --pace scaled only"},
-      {{"--pace", "stepped", "--", "x"}, "--pace: stepped time stands still without --control"},
-      {{"--uart1", "x", "--fault", "rs485 fixture ring5", "--", "x"},
-       "--uart1: it plugs in the RS485 fixture"},
+      {{"--board", "nonsense", "--", "x"}, "6444-j"},
+      {{"--board", "loop"}, "PROGRAM"},
+      {{"--bord", "loop", "--", "x"}, "--bord (boardsim --help shows the options)"},
+      {{"--fault", "rtc confused", "--", "x"}, "expected rtc stopped"},
+      {{"--fault", "open /dev/rtcc", "--", "x"}, "the board has no /dev/rtcc; it has "},
+      {{"--fault", "interface eth0 192.0.2.1", "--", "x"}, "interface: "},
+      {{"--interface", "eth0=192.0.2.1", "--", "x"}, "interface: "},
+      {{"--interface", "wlan0=x", "--", "x"}, "interface: "},
       {{"--interface", "eth0=none", "--interface", "eth0=127.0.0.2", "--", "x"},
-       "--interface: eth0 is given twice"},
-      {{"--board", "list", "--fault", "rtc stopped"}, "--fault: it has no effect beside --board list"},
-      {{"--board", "list", "--", "x"}, "x: --board list starts no program"},
-      {{"--print-family", "--speed", "2"}, "--speed: it has no effect beside --print-family"},
+       "boardsim: --interface: eth0 is given twice"},
+      {{"--address", "192.0.2.1", "--", "x"}, "192.0.2.1 is no loopback address"},
+      {{"--devinfo", file("none"), "--", "x"}, "none: No such file or directory"},
+      {{"--uart1", file("uart1"), "--pace", "virtual", "--", "x"}, "--uart1"},
+      {{"--uart1", "x", "--fault", "rs485 fixture ring5", "--", "x"},
+       "boardsim: --uart1: it plugs in the RS485 fixture"},
+      {{"--speed", "3", "--pace", "virtual", "--", "x"},
+       "boardsim: --speed: it counts for --pace scaled only"},
+      {{"--pace", "stepped", "--", "x"}, "boardsim: --pace: stepped time stands still without --control"},
+      {{"--board", "list", "--fault", "rtc stopped"},
+       "boardsim: --fault: it has no effect beside --board list"},
+      {{"--board", "list", "--", "x"}, "boardsim: x: --board list starts no program"},
+      {{"--print-family", "--speed", "2"}, "boardsim: --speed: it has no effect beside --print-family"},
       {{"--fault", "list", "--fault", "rtc stopped"},
-       "--fault: other faults have no effect beside --fault list"}};
+       "boardsim: --fault: other faults have no effect beside --fault list"}};
   for (const auto& [options, message] : lines) {
     Process process(bare(options));
     EXPECT_EQ(process.wait(), 64) << message;
-    EXPECT_TRUE(process.err.starts_with(std::string("boardsim: ") + message)) << process.err;
+    EXPECT_THAT(process.err, HasSubstr(message));
+    EXPECT_EQ(process.out, "") << message;
   }
 }
 
 TEST_F(LauncherTest, WhatFollowsTheProgramIsItsOwn) {
   Process process({BOARDSIM_PROGRAM, "--speed", "2", BOARDSIM_PROBE, "--help", "--board", "nonsense"});
   EXPECT_EQ(process.wait(), 99) << "the probe knows no such deed";
-  Process misspelled(bare({"--bord", "loop", "--", BOARDSIM_PROBE}));
-  EXPECT_EQ(misspelled.wait(), 64);
-  EXPECT_NE(misspelled.err.find("--bord (boardsim --help shows the options)"), std::string::npos)
-      << misspelled.err;
-}
-
-TEST_F(LauncherTest, TellsItsVersion) {
-  Process process(bare({"--version"}));
-  EXPECT_EQ(process.wait(), 0);
-  EXPECT_TRUE(std::regex_match(process.out, std::regex("boardsim [0-9]+\\.[0-9]+\\.[0-9]+\n")))
-      << process.out;
 }
 
 TEST_F(LauncherTest, ASpeedAtWhichDelaysOfThePcCountIsPointedOut) {
   Process fast(launch({"--speed", "1000"}, {"exit", "0"}));
   EXPECT_EQ(fast.wait(), 0);
-  EXPECT_NE(fast.err.find("1 ms of delay on this PC are a second of the board's"), std::string::npos)
-      << fast.err;
+  EXPECT_THAT(fast.err, HasSubstr("1 ms of delay on this PC are a second of the board's"));
   Process usual(launch({"--speed", "40"}, {"exit", "0"}));
   EXPECT_EQ(usual.wait(), 0);
   EXPECT_EQ(usual.err, "");
 }
 
-TEST_F(LauncherTest, ExplainsTheFaultsThatABoardTakes) {
-  Process process(bare({"--board", "rkd1", "--fault", "list"}));
-  EXPECT_EQ(process.wait(), 0);
-  EXPECT_NE(process.out.find("\nrtc stopped\n    the clock stands still from now on\n"), std::string::npos);
-  EXPECT_NE(process.out.find("\n    OUTPUT: F1, F2, A1, A2, F3, F4, F5, F6, F7, F8 or F9\n"),
-            std::string::npos)
-      << process.out;
-}
-
-TEST_F(LauncherTest, WithoutAProgramThereIsAUsageError) {
-  Process process(bare({"--board", "loop"}));
-  EXPECT_EQ(process.wait(), 64);
-  EXPECT_NE(process.err.find("PROGRAM"), std::string::npos) << process.err;
-}
-
-TEST_F(LauncherTest, AProgramThatDoesNotExistIsSaidClearly) {
-  Process process(bare({"--", "/no/such/program"}));
-  EXPECT_EQ(process.wait(), 70);
-  EXPECT_NE(process.err.find("/no/such/program: No such file or directory"), std::string::npos)
-      << process.err;
-}
-
-TEST_F(LauncherTest, AStaticProgramIsRefusedBeforeItStarts) {
-  Process process(bare({"--", BOARDSIM_STATIC_PROBE}));
-  EXPECT_EQ(process.wait(), 70);
-  EXPECT_NE(process.err.find("is linked statically"), std::string::npos) << process.err;
-  EXPECT_EQ(program_output(process), "");
-}
-
-TEST_F(LauncherTest, WhatIsNoProgramIsRefused) {
+TEST_F(LauncherTest, WhatCannotBeSimulatedIsRefusedBeforeItStarts) {
   const std::string script = file("script");
   std::ofstream(script) << "#!/bin/sh\n";
   std::filesystem::permissions(script, std::filesystem::perms::owner_all);
-  Process process(bare({"--", script}));
-  EXPECT_EQ(process.wait(), 70);
-  EXPECT_NE(process.err.find("is no program for this PC"), std::string::npos) << process.err;
+  const std::pair<std::string, const char*> programs[] = {
+      {"/no/such/program", "/no/such/program: No such file or directory"},
+      {BOARDSIM_STATIC_PROBE, "is linked statically"},
+      {script, "is no program for this PC"}};
+  for (const auto& [program, message] : programs) {
+    Process process(bare({"--", program}));
+    EXPECT_EQ(process.wait(), 70) << program;
+    EXPECT_THAT(process.err, HasSubstr(message));
+    EXPECT_EQ(program_output(process), "") << program;
+  }
 }
 
-TEST_F(LauncherTest, AnUnknownNodeEndsTheProgramLoudly) {
+// ---- what a program may do, and what it sees
+// ---------------------------------------------------------------
+
+TEST_F(LauncherTest, WhatAProgramMayNotDoEndsItLoudly) {
   Process process(launch({}, {"unknown-node"}));
   EXPECT_EQ(process.wait(), 70);
   EXPECT_EQ(program_output(process), "before\n");
   EXPECT_EQ(process.err, "boardsim: unknown node /dev/foo (open)\n");
+  Process starter(launch({}, {"shell"}));
+  EXPECT_EQ(starter.wait(), 70);
+  EXPECT_EQ(starter.err, "boardsim: system of true is nothing that a program may do on this board\n");
 }
 
-TEST_F(LauncherTest, AnUnknownRequestEndsTheProgramLoudly) {
-  Process process(launch({}, {"unknown-request"}));
-  EXPECT_EQ(process.wait(), 70);
-  EXPECT_EQ(process.err, "boardsim: unknown request 0x00001234 on /dev/led (ioctl)\n");
-}
-
-TEST_F(LauncherTest, AProgramCannotStartOthers) {
-  Process process(launch({}, {"shell"}));
-  EXPECT_EQ(process.wait(), 70);
-  EXPECT_EQ(process.err, "boardsim: system of true is nothing that a program may do on this board\n");
-}
-
-TEST_F(LauncherTest, ARestartEndsTheProgramAndNotThePc) {
+TEST_F(LauncherTest, ARestartEndsTheProgramAndNotThePcOrReturns) {
   Process process(launch({"--trace", file("trace")}, {"restart"}));
   EXPECT_EQ(process.wait(), 0);
   EXPECT_EQ(program_output(process), "restarting\nboardsim: the board restarts\n");
-  EXPECT_TRUE(contents(file("trace")).ends_with("reboot 0x1234567 = 0\n")) << contents(file("trace"));
+  EXPECT_THAT(contents(file("trace")), testing::EndsWith("reboot 0x1234567 = 0\n"));
+  Process returning(launch({"--reboot", "return"}, {"restart"}));
+  EXPECT_EQ(returning.wait(), 0);
+  EXPECT_EQ(program_output(returning), "restarting\nreturned 0\n");
 }
 
-TEST_F(LauncherTest, ARestartCanReturnToTheProgram) {
-  Process process(launch({"--reboot", "return"}, {"restart"}));
-  EXPECT_EQ(process.wait(), 0);
-  EXPECT_EQ(program_output(process), "restarting\nreturned 0\n");
-}
-
-TEST_F(LauncherTest, TheProgramCannotRestartThePcByARawSystemCallEither) {
+TEST_F(LauncherTest, TheProgramSeesNothingOfTheLauncherAndHasNoPowerOverThePc) {
   constexpr std::uint64_t kBoot = 1ULL << 22;
   constexpr std::uint64_t kAdmin = 1ULL << 21;
   Process process(launch({}, {"surroundings"}));
   EXPECT_EQ(process.wait(), 0);
+  EXPECT_THAT(process.out, HasSubstr("LD_PRELOAD unset\nBOARDSIM_CONFIG unset\n"));
   std::smatch match;
   ASSERT_TRUE(std::regex_search(process.out, match, std::regex("CapEff:\\s*([0-9a-f]+)"))) << process.out;
   EXPECT_EQ(std::stoull(match[1].str(), nullptr, 16) & (kBoot | kAdmin), 0U);
   EXPECT_TRUE(std::regex_search(process.out, std::regex("NoNewPrivs:\\s*1"))) << process.out;
 }
 
-TEST_F(LauncherTest, TheProgramSeesNothingOfTheLauncherInItsEnvironment) {
-  Process process(launch({}, {"surroundings"}));
-  process.wait();
-  EXPECT_NE(process.out.find("LD_PRELOAD unset\nBOARDSIM_CONFIG unset\n"), std::string::npos) << process.out;
+TEST_F(LauncherTest, TimeRunsAsManyTimesFasterAsAskedAndVirtualTimeAtOnce) {
+  Process scaled(launch({"--speed", "1000000"}, {"measure"}));
+  ASSERT_EQ(scaled.wait(), 0) << "more than a day by the board's clock, a moment by the PC's";
+  EXPECT_GE(std::stol(program_output(scaled)), 99'999);
+  Process virtual_time(launch({"--pace", "virtual"}, {"measure"}));
+  EXPECT_EQ(virtual_time.wait(), 0);
+  EXPECT_EQ(program_output(virtual_time), "100000\n");
 }
 
-TEST_F(LauncherTest, TimeRunsAsManyTimesFasterAsAsked) {
-  Process process(launch({"--speed", "1000000"}, {"measure"}));
-  ASSERT_EQ(process.wait(), 0) << "more than a day by the board's clock, a moment by the PC's";
-  EXPECT_GE(std::stol(program_output(process)), 99'999);
-}
-
-TEST_F(LauncherTest, InVirtualTimeASleepIsOverAtOnce) {
-  Process process(launch({"--pace", "virtual"}, {"measure"}));
-  EXPECT_EQ(process.wait(), 0);
-  EXPECT_EQ(program_output(process), "100000\n");
-}
-
-TEST_F(LauncherTest, ChineseOutputIsShownAsUtf8) {
+TEST_F(LauncherTest, ChineseOutputIsShownAsUtf8UnlessItIsLeftAsItIs) {
   Process process(launch({}, {"gbk"}));
   EXPECT_EQ(process.wait(), 0);
   EXPECT_EQ(program_output(process), "测试 ok ?!\n");
   EXPECT_EQ(process.err, "失败\n");
-}
-
-TEST_F(LauncherTest, OutputCanBeLeftAsItIs) {
-  Process process(launch({"--console", "gbk"}, {"gbk"}));
-  EXPECT_EQ(process.wait(), 0);
-  EXPECT_EQ(program_output(process), "\xB2\xE2\xCA\xD4 ok \xFF!\n");
+  Process plain(launch({"--console", "gbk"}, {"gbk"}));
+  EXPECT_EQ(plain.wait(), 0);
+  EXPECT_EQ(program_output(plain), "\xB2\xE2\xCA\xD4 ok \xFF!\n");
 }
 
 TEST_F(LauncherTest, TheTraceHoldsEveryCallWithItsTime) {
@@ -245,9 +186,8 @@ TEST_F(LauncherTest, TheTraceHoldsEveryCallWithItsTime) {
   EXPECT_EQ(process.wait(), 0);
   EXPECT_EQ(program_output(process), "45500\n");
   const std::string trace = contents(file("trace"));
-  EXPECT_TRUE(trace.starts_with("0.000000 fopen /proc/debug/temp1 = ok\n0.000000 read /proc/debug/temp1 "))
-      << trace;
-  EXPECT_TRUE(trace.ends_with("0.000000 close /proc/debug/temp1 = 0\n")) << trace;
+  EXPECT_THAT(trace, StartsWith("0.000000 fopen /proc/debug/temp1 = ok\n0.000000 read /proc/debug/temp1 "));
+  EXPECT_THAT(trace, testing::EndsWith("0.000000 close /proc/debug/temp1 = 0\n"));
 }
 
 TEST_F(LauncherTest, FaultsLieOverTheBoardFromTheStart) {
@@ -256,78 +196,14 @@ TEST_F(LauncherTest, FaultsLieOverTheBoardFromTheStart) {
   EXPECT_EQ(program_output(process), "38000\n");
 }
 
-TEST_F(LauncherTest, ATerminationIsPassedOnToTheProgram) {
+TEST_F(LauncherTest, SignalsAreThePrograms) {
   Process process(launch({}, {"wait"}));
   ASSERT_TRUE(process.wait_for("waiting\n"));
   process.signal(SIGTERM);
   EXPECT_EQ(process.wait(), 128 + SIGTERM);
-}
-
-TEST_F(LauncherTest, AStateFolderRemembersItsBoard) {
-  Process first(launch({"--board", "loop", "--state", file("board")}, {"exit", "0"}));
-  EXPECT_EQ(first.wait(), 0);
-  EXPECT_EQ(contents(file("board/board")), "loop\n");
-  Process again(launch({"--board", "loop", "--state", file("board")}, {"exit", "0"}));
-  EXPECT_EQ(again.wait(), 0);
-  Process other(launch({"--board", "k", "--state", file("board")}, {"exit", "0"}));
-  EXPECT_EQ(other.wait(), 70);
-  EXPECT_NE(other.err.find("belongs to a board \"loop\", not \"k\""), std::string::npos) << other.err;
-}
-
-TEST_F(LauncherTest, AStateFolderKeepsBothPartitionsFromRunToRun) {
-  const Words options{"--board", "loop", "--state", file("board")};
-  Process first(launch(options, {"storage"}));
-  EXPECT_EQ(first.wait(), 0);
-  EXPECT_EQ(program_output(first), "/dev/mtd4 ffffffff\n/dev/mmcblk0p7 565a514e\n");
-  Process again(launch(options, {"storage"}));
-  EXPECT_EQ(again.wait(), 0);
-  EXPECT_EQ(program_output(again), "/dev/mtd4 00000000\n/dev/mmcblk0p7 00000000\n");
-  EXPECT_EQ(std::filesystem::file_size(file("board/mtd4")), 0x160000U);
-  EXPECT_EQ(std::filesystem::file_size(file("board/mmcblk0p7")), 0x40000U);
-}
-
-TEST_F(LauncherTest, WithoutAStateFolderEveryRunStartsWithABoardFromTheFactory) {
-  for (int run = 0; run < 2; ++run) {
-    Process process(launch({}, {"storage"}));
-    EXPECT_EQ(process.wait(), 0);
-    EXPECT_EQ(program_output(process), "/dev/mtd4 ffffffff\n/dev/mmcblk0p7 565a514e\n");
-  }
-}
-
-TEST_F(LauncherTest, ARecordThatAFaultTookAwayIsMissingInTheNextRunToo) {
-  Process first(launch({"--state", file("board"), "--fault", "record dead-pixels none"}, {"exit", "0"}));
-  EXPECT_EQ(first.wait(), 0);
-  Process again(launch({"--state", file("board")}, {"storage"}));
-  EXPECT_EQ(again.wait(), 0);
-  EXPECT_EQ(program_output(again), "/dev/mtd4 ffffffff\n/dev/mmcblk0p7 ffffffff\n");
-}
-
-TEST_F(LauncherTest, AStateFolderWithAPartitionOfAnotherSizeIsRefused) {
-  std::filesystem::create_directories(file("board"));
-  std::ofstream(file("board/mtd4")) << "short";
-  Process process(launch({"--state", file("board")}, {"exit", "0"}));
-  EXPECT_EQ(process.wait(), 70);
-  EXPECT_NE(process.err.find("/mtd4 has 5 bytes; the partition has 1441792"), std::string::npos)
-      << process.err;
-}
-
-TEST_F(LauncherTest, AStateFolderServesOneBoardAtATime) {
-  Process first(launch({"--state", file("board")}, {"wait"}));
-  ASSERT_TRUE(first.wait_for("waiting\n"));
-  Process second(launch({"--state", file("board")}, {"exit", "0"}));
-  EXPECT_EQ(second.wait(), 70);
-  EXPECT_NE(second.err.find("is in use"), std::string::npos) << second.err;
-  first.signal(SIGTERM);
-  first.wait();
-  Process third(launch({"--state", file("board")}, {"exit", "0"}));
-  EXPECT_EQ(third.wait(), 0) << third.err;
-}
-
-TEST_F(LauncherTest, AStateFolderWhoseLabelCannotBeOpenedSaysWhy) {
-  std::filesystem::create_directories(file("board/board"));
-  Process process(launch({"--state", file("board")}, {"exit", "0"}));
-  EXPECT_EQ(process.wait(), 70);
-  EXPECT_EQ(process.err, "boardsim: " + file("board/board") + ": Is a directory\n");
+  Process careless(launch({}, {"broken-pipe"}));
+  EXPECT_EQ(careless.wait(), 128 + SIGPIPE) << "it does not care for a broken pipe";
+  EXPECT_EQ(program_output(careless), "");
 }
 
 TEST_F(LauncherTest, TheProgramsDescriptorsAreNumberedAsWithoutTheLauncher) {
@@ -343,59 +219,78 @@ TEST_F(LauncherTest, TheProgramsDescriptorsAreNumberedAsWithoutTheLauncher) {
   EXPECT_EQ(program_output(controlled), alone.out);
 }
 
-TEST_F(LauncherTest, AControlSocketThatCannotBeReachedSaysWhy) {
-  const auto error_at = [](const std::string& path) -> std::string {
-    try {
-      const boardsim::ControlClient control(path);
-    } catch (const std::runtime_error& error) {
-      return error.what();
-    }
-    return "";
+// ---- the folders of a board
+// ---------------------------------------------------------------------------------
+
+TEST_F(LauncherTest, AStateFolderKeepsBothPartitionsFromRunToRunAndRemembersItsBoard) {
+  const char* const from_the_factory = "/dev/mtd4 ffffffff\n/dev/mmcblk0p7 565a514e\n";
+  const Words options{"--board", "loop", "--state", file("board")};
+  for (const char* found : {from_the_factory, "/dev/mtd4 00000000\n/dev/mmcblk0p7 00000000\n"}) {
+    Process process(launch(options, {"storage"}));
+    EXPECT_EQ(process.wait(), 0);
+    EXPECT_EQ(program_output(process), found);
+  }
+  EXPECT_EQ(std::filesystem::file_size(file("board/mtd4")), 0x160000U);
+  EXPECT_EQ(std::filesystem::file_size(file("board/mmcblk0p7")), 0x40000U);
+  EXPECT_EQ(contents(file("board/board")), "loop\n");
+  Process without(launch({"--board", "loop"}, {"storage"}));
+  EXPECT_EQ(without.wait(), 0);
+  EXPECT_EQ(program_output(without), from_the_factory);
+  Process other(launch({"--board", "k", "--state", file("board")}, {"exit", "0"}));
+  EXPECT_EQ(other.wait(), 70);
+  EXPECT_THAT(other.err, HasSubstr("belongs to a board \"loop\", not \"k\""));
+}
+
+TEST_F(LauncherTest, ARecordThatAFaultTookAwayIsMissingInTheNextRunToo) {
+  Process first(launch({"--state", file("board"), "--fault", "record dead-pixels none"}, {"exit", "0"}));
+  EXPECT_EQ(first.wait(), 0);
+  Process again(launch({"--state", file("board")}, {"storage"}));
+  EXPECT_EQ(again.wait(), 0);
+  EXPECT_EQ(program_output(again), "/dev/mtd4 ffffffff\n/dev/mmcblk0p7 ffffffff\n");
+}
+
+TEST_F(LauncherTest, AStateFolderThatCannotBeUsedSaysWhy) {
+  std::filesystem::create_directories(file("small"));
+  std::ofstream(file("small/mtd4")) << "short";
+  Process small(launch({"--state", file("small")}, {"exit", "0"}));
+  EXPECT_EQ(small.wait(), 70);
+  EXPECT_THAT(small.err, HasSubstr("/mtd4 has 5 bytes; the partition has 1441792"));
+  std::filesystem::create_directories(file("unlabelled/board"));
+  Process unlabelled(launch({"--state", file("unlabelled")}, {"exit", "0"}));
+  EXPECT_EQ(unlabelled.wait(), 70);
+  EXPECT_EQ(unlabelled.err, "boardsim: " + file("unlabelled/board") + ": Is a directory\n");
+}
+
+TEST_F(LauncherTest, AStateFolderServesOneBoardAtATime) {
+  Process first(launch({"--state", file("board")}, {"wait"}));
+  ASSERT_TRUE(first.wait_for("waiting\n"));
+  Process second(launch({"--state", file("board")}, {"exit", "0"}));
+  EXPECT_EQ(second.wait(), 70);
+  EXPECT_THAT(second.err, HasSubstr("is in use"));
+  first.signal(SIGTERM);
+  first.wait();
+  Process third(launch({"--state", file("board")}, {"exit", "0"}));
+  EXPECT_EQ(third.wait(), 0) << third.err;
+}
+
+TEST_F(LauncherTest, TheFilesOfAFolderStandAtDevinfoInsteadOfTheBoardsOwn) {
+  const auto files = [this](const Words& options) {
+    Process process(launch(options, {"files"}));
+    EXPECT_EQ(process.wait(), 0) << process.err;
+    return program_output(process);
   };
-  const std::string plain = file("plain");
-  std::ofstream(plain) << "no folder";
-  EXPECT_EQ(error_at(plain + "/control"), "no board listens at " + plain + "/control: Not a directory");
-  const std::string long_path(108, 'x');
-  EXPECT_EQ(error_at(long_path), "the path of the control socket is too long: " + long_path);
-}
-
-TEST_F(LauncherTest, AHealthyBoardHasATimingFileAndNoOtherFiles) {
-  Process process(launch({}, {"files"}));
-  EXPECT_EQ(process.wait(), 0) << process.err;
-  EXPECT_EQ(program_output(process),
+  EXPECT_EQ(files({}),
             "/devinfo/TG.bin: [QN-5RX6454]\n\n/devinfo/more/notes.txt: No such file or directory\n");
-}
-
-TEST_F(LauncherTest, TheFilesOfAFolderStandAtDevinfoInsteadOfItsOwn) {
   std::filesystem::create_directories(file("info/more"));
   std::ofstream(file("info/more/notes.txt")) << "a note";
-  Process process(launch({"--devinfo", file("info")}, {"files"}));
-  EXPECT_EQ(process.wait(), 0) << process.err;
-  EXPECT_EQ(program_output(process),
+  EXPECT_EQ(files({"--devinfo", file("info")}),
             "/devinfo/TG.bin: No such file or directory\n/devinfo/more/notes.txt: a note\n");
   std::ofstream(file("info/TG.bin")) << "[ours]";
-  Process again(launch({"--devinfo", file("info")}, {"files"}));
-  EXPECT_EQ(again.wait(), 0) << again.err;
-  EXPECT_EQ(program_output(again), "/devinfo/TG.bin: [ours]\n/devinfo/more/notes.txt: a note\n");
+  EXPECT_EQ(files({"--devinfo", file("info")}), "/devinfo/TG.bin: [ours]\n/devinfo/more/notes.txt: a note\n");
 }
 
-TEST_F(LauncherTest, AFolderForDevinfoThatDoesNotExistIsAUsageError) {
-  Process process(launch({"--devinfo", file("none")}, {"exit", "0"}));
-  EXPECT_EQ(process.wait(), 64);
-  EXPECT_NE(process.err.find("none: No such file or directory"), std::string::npos) << process.err;
-}
-
-TEST_F(LauncherTest, AFaultOnANodeThatTheBoardLacksIsAUsageError) {
-  Process process(launch({"--fault", "open /dev/rtcc"}, {"exit", "0"}));
-  EXPECT_EQ(process.wait(), 64);
-  EXPECT_NE(process.err.find("the board has no /dev/rtcc; it has "), std::string::npos) << process.err;
-}
-
-TEST_F(LauncherTest, ABrokenPipeEndsAProgramThatDoesNotCareForIt) {
-  Process process(launch({}, {"broken-pipe"}));
-  EXPECT_EQ(process.wait(), 128 + SIGPIPE);
-  EXPECT_EQ(program_output(process), "");
-}
+// ---- the first serial port, and control from outside
+// -----------------------------------------------------------
 
 /// Reads `size` bytes of a serial device; fewer when it ends.
 std::string read_exactly(int fd, std::size_t size) {
@@ -422,7 +317,7 @@ TEST_F(LauncherTest, TheFirstSerialPortIsASerialDeviceOfThePcForSomebodyElse) {
   EXPECT_EQ(read_exactly(fd, frame.size()), frame);
   ASSERT_EQ(write(fd, "goodbye", 7), 7);
   EXPECT_EQ(process.wait(), 0) << process.err;
-  EXPECT_TRUE(process.out.ends_with("goodbye\n")) << process.out;
+  EXPECT_THAT(process.out, testing::EndsWith("goodbye\n"));
   close(fd);
   EXPECT_FALSE(std::filesystem::is_symlink(file("uart1"))) << "the device is gone";
 }
@@ -431,18 +326,11 @@ TEST_F(LauncherTest, ASerialDeviceIsNotPutInThePlaceOfAFile) {
   std::ofstream(file("uart1")) << "kept";
   Process process(launch({"--uart1", file("uart1")}, {"exit", "0"}));
   EXPECT_EQ(process.wait(), 70);
-  EXPECT_NE(process.err.find("--uart1: " + file("uart1") + " cannot be made: File exists"), std::string::npos)
-      << process.err;
+  EXPECT_THAT(process.err, HasSubstr("--uart1: " + file("uart1") + " cannot be made: File exists"));
   EXPECT_EQ(contents(file("uart1")), "kept");
   Process nowhere(launch({"--uart1", file("none") + "/uart1"}, {"exit", "0"}));
   EXPECT_EQ(nowhere.wait(), 70);
-  EXPECT_NE(nowhere.err.find("No such file or directory"), std::string::npos) << nowhere.err;
-}
-
-TEST_F(LauncherTest, ASerialDeviceInVirtualTimeIsAUsageError) {
-  Process process(launch({"--uart1", file("uart1"), "--pace", "virtual"}, {"exit", "0"}));
-  EXPECT_EQ(process.wait(), 64);
-  EXPECT_NE(process.err.find("--uart1"), std::string::npos) << process.err;
+  EXPECT_THAT(nowhere.err, HasSubstr("No such file or directory"));
 }
 
 TEST_F(LauncherTest, ASteppedProgramRunsOnlyAsFarAsTimeIsAdvanced) {
@@ -462,6 +350,22 @@ TEST_F(LauncherTest, ASteppedProgramRunsOnlyAsFarAsTimeIsAdvanced) {
   EXPECT_THROW(control.advance(48s), std::runtime_error) << "the program ends then, and its board with it";
   EXPECT_EQ(process.wait(), 0);
   EXPECT_FALSE(std::filesystem::exists(file("control")));
+}
+
+TEST_F(LauncherTest, AControlSocketThatCannotBeReachedSaysWhy) {
+  const auto error_at = [](const std::string& path) -> std::string {
+    try {
+      const boardsim::ControlClient control(path);
+    } catch (const std::runtime_error& error) {
+      return error.what();
+    }
+    return "";
+  };
+  const std::string plain = file("plain");
+  std::ofstream(plain) << "no folder";
+  EXPECT_EQ(error_at(plain + "/control"), "no board listens at " + plain + "/control: Not a directory");
+  const std::string long_path(108, 'x');
+  EXPECT_EQ(error_at(long_path), "the path of the control socket is too long: " + long_path);
 }
 
 }  // namespace

@@ -19,7 +19,6 @@ class Process {
   /// Waits for the end; the exit status, 128 and the signal's number when one ended it.
   int wait();
   void signal(int number) const;
-  pid_t pid() const { return pid_; }
 
   std::string out{};
   std::string err{};

@@ -26,11 +26,6 @@ int unknown_node() {
   return 0;
 }
 
-int unknown_request() {
-  ioctl(open("/dev/led", O_RDWR), 0x1234U, nullptr);
-  return 0;
-}
-
 int restart() {
   std::printf("restarting\n");
   std::printf("returned %d\n", reboot(RB_AUTOBOOT));
@@ -204,7 +199,6 @@ int wait_for_ever() {
 
 const std::map<std::string, int (*)()> kDeeds{
     {"unknown-node", unknown_node},
-    {"unknown-request", unknown_request},
     {"restart", restart},
     {"shell", run_shell},
     {"measure", measure},
