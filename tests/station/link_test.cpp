@@ -51,7 +51,7 @@ TEST_F(LinkTest, BytesGoBothWaysUntilTheBoardCloses) {
   link.send(std::string("\x01\0\0\0x", 5));
   const Received end = link.receive(kLongTime);
   EXPECT_EQ(end.kind, Received::Kind::closed);
-  EXPECT_EQ(end.bytes, "the board closed the connection");
+  EXPECT_EQ(end.reason, "the board closed the connection");
   EXPECT_EQ(board.requests(), (std::vector<std::string>{"hi", "x"}));
 }
 
@@ -68,7 +68,7 @@ TEST_F(LinkTest, AResetIsNoticedAndSendingAfterItFailsWithoutEndingTheProcess) {
   link.send(std::string("\x01\0\0\0x", 5));
   const Received end = link.receive(kLongTime);
   EXPECT_EQ(end.kind, Received::Kind::closed);
-  EXPECT_EQ(end.bytes, "the connection broke: Connection reset by peer");
+  EXPECT_EQ(end.reason, "the connection broke: Connection reset by peer");
   EXPECT_THROW(link.send("more"), LinkError);
 }
 

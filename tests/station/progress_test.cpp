@@ -21,6 +21,11 @@ class ProgressTest : public testing::Test {
     return made;
   }
 
+  void start(Progress& progress, std::size_t index, std::size_t total, std::int32_t code) {
+    step_.code = code;
+    progress.on(StepStarted{index, total, step_});
+  }
+
   // The line that a terminal shows in the end.
   std::string visible() const {
     const std::string text = out_.str();
@@ -29,27 +34,28 @@ class ProgressTest : public testing::Test {
 
   std::ostringstream out_;
   ProgressStyle style_;
+  Step step_;
 };
 
 TEST_F(ProgressTest, WithoutATerminalATestIsOneLine) {
   Progress progress(out_, style_);
-  progress.started(0, 2, 1536);
-  for (int i = 0; i < 60; ++i) progress.ticked(i / 10.0);
-  progress.finished(result(Outcome::passed, 6.01));
-  progress.started(1, 2, 1);
-  progress.finished(result(Outcome::timed_out, 30));
+  start(progress, 0, 2, 1536);
+  for (int i = 0; i < 60; ++i) progress.on(AttemptTicked{i / 10.0});
+  progress.on(StepEnded{step_, result(Outcome::passed, 6.01)});
+  start(progress, 1, 2, 1);
+  progress.on(StepEnded{step_, result(Outcome::timed_out, 30)});
   EXPECT_EQ(out_.str(), "[1/2] RTC clock: Pass (6.0 s)\n[2/2] test 1: no reply (30.0 s)\n");
 }
 
 TEST_F(ProgressTest, OnATerminalOneLineIsRedrawnWithABar) {
   style_.live = true;
   Progress progress(out_, style_);
-  progress.started(0, 4, 1536);
+  start(progress, 0, 4, 1536);
   EXPECT_EQ(visible(), "| [1/4] RTC clock  [....................] 0 s of about 6 s");
-  progress.ticked(3.1);
+  progress.on(AttemptTicked{3.1});
   EXPECT_EQ(visible(), "\\ [1/4] RTC clock  [##########..........] 3 s of about 6 s");
   EXPECT_EQ(out_.str().find('\n'), std::string::npos);
-  progress.finished(result(Outcome::passed, 6.0));
+  progress.on(StepEnded{step_, result(Outcome::passed, 6.0)});
   EXPECT_EQ(visible(), "[1/4] RTC clock: Pass (6.0 s)\n");
 }
 
@@ -66,25 +72,25 @@ TEST_F(ProgressTest, TheBarGoesByTheUsualLengthOfATestOnThisBoardAndByTheTermina
         Case{4711, 1, 12.7, "\\ [1/1] test 4711  12 s"}}) {
     style_.speed = speed;
     Progress progress(out_, style_);
-    progress.started(0, 1, code);
-    progress.ticked(elapsed);
+    start(progress, 0, 1, code);
+    progress.on(AttemptTicked{elapsed});
     EXPECT_EQ(visible(), line);
   }
   style_.columns = 30;
   Progress narrow(out_, style_);
-  narrow.started(0, 1, 1536);
+  start(narrow, 0, 1, 1536);
   EXPECT_EQ(display_width(visible()), 29U) << "a line never reaches the end of a narrow terminal";
 }
 
 TEST_F(ProgressTest, AWaitForABoardIsSeenOnATerminalAndWhatMustBeKnownEverywhere) {
   Progress plain(out_, style_);
-  plain.started(0, 1, 1536);
+  start(plain, 0, 1, 1536);
   plain.waiting("the board is busy with another station", 12);
   plain.notice("the board is busy");
   EXPECT_EQ(out_.str(), "t1station: the board is busy\n");
   style_.live = true;
   Progress live(out_, style_);
-  live.started(0, 1, 1536);
+  start(live, 0, 1, 1536);
   live.waiting("the board is busy with another station", 12.3);
   EXPECT_EQ(visible(), "\\ [1/1] RTC clock  the board is busy with another station, 12 s");
   live.notice("the board is busy");
@@ -97,10 +103,10 @@ TEST_F(ProgressTest, AWaitForABoardIsSeenOnATerminalAndWhatMustBeKnownEverywhere
 TEST_F(ProgressTest, ColorsTellPassFromFail) {
   style_.color = true;
   Progress progress(out_, style_);
-  progress.started(0, 1, 1536);
-  progress.finished(result(Outcome::passed, 6));
-  progress.finished(result(Outcome::failed, 6));
-  progress.finished(result(Outcome::broken, 6));
+  start(progress, 0, 1, 1536);
+  progress.on(StepEnded{step_, result(Outcome::passed, 6)});
+  progress.on(StepEnded{step_, result(Outcome::failed, 6)});
+  progress.on(StepEnded{step_, result(Outcome::broken, 6)});
   EXPECT_EQ(out_.str(),
             "[1/1] RTC clock: \x1b[32mPass\x1b[0m (6.0 s)\n"
             "[1/1] RTC clock: \x1b[31m"

@@ -14,6 +14,7 @@
 #include <sstream>
 #include <system_error>
 
+#include "station/app/exit_code.h"
 #include "station/catalogue/codes.h"
 #include "station/report/json.h"
 #include "station/report/junit.h"

@@ -13,20 +13,23 @@ namespace {
 using namespace board_texts;
 using namespace t1station;
 
-class Recorder final : public Observer {
+class Recorder final : public Listener {
  public:
   void notice(const std::string& text) override { events.push_back(text); }
   void waiting(const std::string& /*reason*/, double /*elapsed*/) override {
     if (on_waiting) on_waiting();
   }
-  void greeted(const std::vector<ServiceMessage>& /*greeting*/) override { events.push_back("greeted"); }
-  void started(std::size_t index, std::size_t total, std::int32_t code) override {
-    events.push_back("start " + std::to_string(index + 1) + "/" + std::to_string(total) + " " +
-                     std::to_string(code));
-  }
-  void ticked(double /*elapsed*/) override {}
-  void finished(const Result& result) override {
-    events.push_back("end " + std::string(outcome_name(result.outcome)));
+  void on(const RunEvent& event) override {
+    if (const auto* connected = std::get_if<Connected>(&event); connected && connected->is_first) {
+      events.push_back("greeted");
+    }
+    if (const auto* started = std::get_if<StepStarted>(&event)) {
+      events.push_back("start " + std::to_string(started->index + 1) + "/" + std::to_string(started->total) +
+                       " " + std::to_string(started->step.code));
+    }
+    if (const auto* ended = std::get_if<StepEnded>(&event)) {
+      events.push_back("end " + std::string(outcome_name(ended->result.outcome)));
+    }
   }
 
   std::vector<std::string> events;
@@ -40,13 +43,23 @@ class RunnerTest : public testing::Test {
   // The n-th connection greets and then gives these answers. Without any left, the board is unreachable.
   void connection(const Answers& answers) { connections_.push_back(answers); }
 
+  std::vector<Step> steps_of(const std::vector<std::int32_t>& codes, double timeout) const {
+    std::vector<Step> steps;
+    for (const std::int32_t code : codes) {
+      Step& step = steps.emplace_back();
+      step.code = code;
+      step.timeout = timeout;
+      step.stop_on_fail = !keep_going_;
+    }
+    return steps;
+  }
+
   std::vector<Result> run(const std::vector<std::int32_t>& codes, double timeout = 30) {
-    std::vector<TestRequest> requests;
-    for (const std::int32_t code : codes) requests.push_back({code, std::nullopt, timeout});
+    const std::vector<Step> steps = steps_of(codes, timeout);
     std::vector<std::vector<Event>> starts(connections_.size(), {bytes_after(0, greeting())});
     connector_ = std::make_unique<ScriptedConnector>(clock_, starts, connections_);
-    Runner runner(*connector_, clock_, interrupt_, recorder_, settings_);
-    std::vector<Result> results = runner.run(requests);
+    Runner runner(*connector_, clock_, interrupt_, recorder_, journal_, {}, settings_);
+    std::vector<Result> results = runner.run(steps);
     build_ = runner.build();
     return results;
   }
@@ -56,7 +69,9 @@ class RunnerTest : public testing::Test {
   ManualClock clock_;
   Interrupt interrupt_;
   Recorder recorder_;
+  NoJournal journal_;
   RunSettings settings_;
+  bool keep_going_ = true;
   std::string build_;
   std::vector<Answers> connections_;
   std::unique_ptr<ScriptedConnector> connector_;
@@ -89,7 +104,7 @@ TEST_F(RunnerTest, TestsRunOverOneConnectionWhetherTheyPassOrFailAndTheBoardIsLe
 }
 
 TEST_F(RunnerTest, AFailedTestStopsTheOthersAndNothingFollowsItWhenAskedFor) {
-  settings_.keep_going = false;
+  keep_going_ = false;
   settings_.quit = false;
   connection({{bytes_after(6, rtc_fail)}});
   const std::vector<Result> results = run({1536, 14592});
@@ -157,8 +172,8 @@ TEST_F(RunnerTest, EachConnectionOfARunWaitsForABoardThatIsStarting) {
   const std::vector<Event> greets{bytes_after(0, greeting())};
   ScriptedConnector connector(clock_, {greets, {close_after(0)}, greets},
                               {{{close_after(2)}}, {}, {{bytes_after(6, rtc_pass())}}});
-  Runner runner(connector, clock_, interrupt_, recorder_, settings_);
-  const std::vector<Result> results = runner.run({{1536, std::nullopt, 48}, {1536, std::nullopt, 48}});
+  Runner runner(connector, clock_, interrupt_, recorder_, journal_, {}, settings_);
+  const std::vector<Result> results = runner.run(steps_of({1536, 1536}, 48));
   EXPECT_EQ(results[0].outcome, Outcome::broken);
   EXPECT_EQ(results[1].outcome, Outcome::passed);
 }
@@ -169,8 +184,8 @@ TEST_F(RunnerTest, AnInterruptWhileTheBoardIsBusyEndsTheRunWhenItHasGreeted) {
   recorder_.on_waiting = [&] {
     if (!std::exchange(is_raised, true)) interrupt_.raise();
   };
-  Runner runner(connector, clock_, interrupt_, recorder_, settings_);
-  EXPECT_EQ(runner.run({{1536, std::nullopt, 48}})[0].outcome, Outcome::interrupted);
+  Runner runner(connector, clock_, interrupt_, recorder_, journal_, {}, settings_);
+  EXPECT_EQ(runner.run(steps_of({1536}, 48))[0].outcome, Outcome::interrupted);
   EXPECT_EQ(connector.links[0]->sent, std::vector<std::string>{request(62208)})
       << "the board must not stay occupied";
 }

@@ -30,13 +30,13 @@ struct Event {
 };
 
 inline Event bytes_after(double seconds, std::string bytes) {
-  return {seconds, {t1station::Received::Kind::data, std::move(bytes)}};
+  return {seconds, {t1station::Received::Kind::data, std::move(bytes), {}}};
 }
 inline Event close_after(double seconds) {
-  return {seconds, {t1station::Received::Kind::closed, "the board closed the connection"}};
+  return {seconds, {t1station::Received::Kind::closed, {}, "the board closed the connection"}};
 }
 inline Event interrupt_after(double seconds) {
-  return {seconds, {t1station::Received::Kind::interrupted, {}}};
+  return {seconds, {t1station::Received::Kind::interrupted, {}, {}}};
 }
 
 /// Waiting moves the clock. Events of one cause must be in the order of their times.
