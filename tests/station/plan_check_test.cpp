@@ -248,6 +248,7 @@ TEST_F(PlanCheckTest, AFileThatCannotBeReadIsABadPlan) {
 
 TEST_F(PlanCheckTest, TheCommandSaysWhatItNeeds) {
   EXPECT_EQ(run({"plan"}), 4);
+  EXPECT_EQ(err(), "t1station: plan what? there is: t1station plan check FILE ...\n");
   EXPECT_EQ(run({"plan", "check"}), 4);
   EXPECT_NE(err().find("FILE"), std::string::npos) << err();
   EXPECT_EQ(run({"plan", "check", "--fiel", "x"}), 4);
