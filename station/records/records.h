@@ -14,15 +14,15 @@
 
 namespace t1station {
 
-/// The file is not what it should be, belongs to another process, or is of another version: nothing was
-/// changed.
+/// The file is not what it should be, belongs to another process, or is of another version; or the unit may
+/// not be run: nothing was changed.
 class RecordsRefused : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// Storing failed: nothing more may be started or shown, and the same file must be opened anew before it is
-/// written again.
+/// Storing failed, or the file cannot be written at all: nothing more may be started or shown, and the file
+/// must be opened anew before it is written again.
 class RecordsBroken : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -92,33 +92,43 @@ struct EndedRun {
 /// Today's time as records write it: UTC, "2026-11-22T03:17:12.345Z".
 std::string record_time();
 
-/// The one writer of a file. All members throw RecordsBroken when storing fails; after that every call does.
+/// The one writer of a file, for one or several threads. All members throw RecordsBroken when storing fails;
+/// after that every call does, and nothing is tried again. A call in the wrong order (an end of what has
+/// ended, an unknown id) is such a failure too.
 class Records {
  public:
-  /// Opens a file, or makes it. Runs without an end get one, `interrupted`. Throws RecordsRefused: the file
-  /// is of another application, of a newer version, of another process (it says which), on a file system
-  /// whose locks or syncs cannot be trusted, or cannot be opened for writing.
-  explicit Records(const std::string& file);
+  /// Opens a file, or makes it. Runs without an end get one, `interrupted`, and so do their attempts. `vfs`
+  /// names the part of SQLite that speaks with the system; empty: the usual one. Throws RecordsRefused: the
+  /// file is of another application, of a newer version, of another process (it says which), damaged, or on a
+  /// file system whose locks or syncs cannot be trusted. Throws RecordsBroken when it cannot be written:
+  /// read-only, the disk is full.
+  explicit Records(const std::string& file, const std::string& vfs = {});
+  /// Stores that the station ended, and closes the file.
   ~Records();
   Records(const Records&) = delete;
   Records& operator=(const Records&) = delete;
 
-  /// Stores the plan, when it is new, and the run. Throws RecordsRefused, with the reason, for a unit with
-  /// max_runs behind it; that refusal is an event. Returns the run's id.
+  /// Stores the plan, when it is new, and the run. Throws RecordsRefused, with the reason, for a unit that is
+  /// in a run now and for one with max_runs behind it; that refusal is an event. Returns the run's id.
   std::string begin_run(const NewRun& run, const Plan& plan);
-  /// A connection of the run came about: its board and the build line that greeted it. Returns the
-  /// connection's id.
+  /// A connection of the run came about: its board (HOST:PORT) and the build line that greeted it. Returns
+  /// the connection's id.
   std::string add_connection(std::string_view run, std::string_view board, std::string_view build);
   /// Returns the attempt's id; its request may be sent then.
   std::string begin_attempt(const NewAttempt& attempt);
+  /// Its result may be shown then.
   void end_attempt(std::string_view attempt, const AttemptEnd& end);
-  /// Finds the verdict from what is stored, closes the run and chains it.
+  /// Finds the verdict from what is stored, closes the run and chains it. Attempts without an end become
+  /// broken.
   EndedRun end_run(std::string_view run, const RunEnd& end);
-  /// `detail` is JSON text.
+  /// `detail` is JSON text or empty; its "serial", if it has one, is what events of a unit are found by.
   void add_event(std::string_view kind, std::string_view slot, std::string_view run,
                  std::string_view operator_name, std::string_view detail);
-  /// Lets a unit with max_runs behind it run again.
+  /// Lets a unit with max_runs behind it run again; its runs count from zero. Throws RecordsRefused for a
+  /// unit that has never been run.
   void release(std::string_view serial, std::string_view reason, std::string_view operator_name);
+  /// The run is in the central database.
+  void mark_forwarded(std::string_view run);
 
  private:
   struct State;

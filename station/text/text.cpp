@@ -151,6 +151,10 @@ std::string gbk_to_utf8(std::string_view gbk) {
   return output;
 }
 
+std::string gbk_to_utf8_as_far_as_it_is(std::string_view gbk) {
+  return gbk_as_far_as_it_is(Converter(), gbk);
+}
+
 std::string printed_text(std::string_view bytes) {
   const Converter converter;
   std::string text;

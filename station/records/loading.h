@@ -1,0 +1,26 @@
+// Rows of the records as objects; for all that reads them inside this room.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "station/records/database.h"
+#include "station/records/rows.h"
+
+namespace t1station {
+
+/// The start of a SELECT that load_run_row() reads a row of: "SELECT ... FROM run JOIN plan ...".
+std::string_view select_runs();
+
+/// A run without its connections and attempts, from the row at which a statement that begins with
+/// select_runs() stands.
+StoredRun load_run_row(const Statement& row);
+
+/// Adds the connections and attempts. Throws SqlError.
+void load_parts(Database& database, StoredRun& run);
+
+/// A whole run; nothing when there is none. Throws SqlError.
+std::optional<StoredRun> load_run(Database& database, std::string_view id);
+
+}  // namespace t1station

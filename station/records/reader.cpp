@@ -1,0 +1,159 @@
+#include "station/records/reader.h"
+
+#include <charconv>
+#include <chrono>
+#include <filesystem>
+#include <vector>
+
+#include "station/records/database.h"
+#include "station/records/loading.h"
+#include "station/records/place.h"
+#include "station/records/records.h"
+#include "station/records/schema.h"
+
+namespace t1station {
+namespace {
+
+// The number that all of these digits are.
+std::optional<unsigned> number_of(std::string_view digits) {
+  unsigned number = 0;
+  const char* end = digits.data() + digits.size();
+  const auto [stop, error] = std::from_chars(digits.data(), end, number);
+  return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
+}
+
+bool is_date(std::string_view word) {
+  if (word.size() != 10 || word[4] != '-' || word[7] != '-') return false;
+  const auto year = number_of(word.substr(0, 4)), month = number_of(word.substr(5, 2)),
+             day = number_of(word.substr(8, 2));
+  return year && month && day &&
+         std::chrono::year_month_day(std::chrono::year(static_cast<int>(*year)), std::chrono::month(*month),
+                                     std::chrono::day(*day))
+             .ok();
+}
+
+bool is_time_of_day(std::string_view word) {
+  if (word.size() != 8 || word[2] != ':' || word[5] != ':') return false;
+  const auto hour = number_of(word.substr(0, 2)), minute = number_of(word.substr(3, 2)),
+             second = number_of(word.substr(6, 2));
+  return hour && minute && second && *hour < 24 && *minute < 60 && *second < 60;
+}
+
+/// A SELECT and what is bound to it.
+struct Query {
+  std::string sql;
+  std::vector<Value> values;
+};
+
+Query query_of(const RunFilter& filter) {
+  Query query{std::string(select_runs()), {}};
+  const auto add = [&query](std::string_view condition, const std::optional<std::string>& value) {
+    if (!value) return;
+    query.sql += (query.values.empty() ? "WHERE " : "AND ") + std::string(condition) + " ";
+    query.values.emplace_back(*value);
+  };
+  add("run.id = ?", filter.id);
+  add("run.serial = ?", filter.serial);
+  add("run.verdict = ?", filter.verdict);
+  add("run.started >= ?", filter.from);
+  add("run.started < ?", filter.to);
+  add("run.id < ?", filter.before);
+  query.sql += filter.newest_first ? "ORDER BY run.id DESC" : "ORDER BY run.id";
+  if (filter.limit) query.sql += " LIMIT " + std::to_string(*filter.limit);
+  return query;
+}
+
+std::unique_ptr<Database> open_as(const std::string& file, Database::Access access) {
+  auto database = std::make_unique<Database>(file, access);
+  prepare_connection(*database, file, access);
+  const Value application = database->single("PRAGMA application_id");
+  if (application == Value(std::int64_t{0})) throw RecordsRefused("there are no records in " + file + " yet");
+  if (application != Value(kApplicationId)) throw RecordsRefused(file + " is another application's database");
+  return database;
+}
+
+}  // namespace
+
+std::unique_ptr<Database> open_for_reading(const std::string& file) {
+  const std::string real = file.empty() ? file : real_file(file);
+  check_readable_records(real);
+  try {
+    return open_as(real, Database::Access::read);
+  } catch (const SqlError& error) {
+    const bool is_closed_to_us = error.kind() == SQLITE_CANTOPEN || error.kind() == SQLITE_READONLY;
+    const bool has_log = std::filesystem::exists(real + "-wal");
+    if (!is_closed_to_us || has_log) throw;
+  }
+  return open_as(real,
+                 Database::Access::immutable);  // a medium that cannot be written: nobody else writes there
+}
+
+std::optional<std::string> whole_time(std::string_view word) {
+  const std::string_view date = word.substr(0, 10);
+  if (!is_date(date)) return std::nullopt;
+  if (word.size() == 10) return std::string(word) + "T00:00:00.000Z";
+  if (word.size() < 20 || word[10] != 'T' || word.back() != 'Z' || !is_time_of_day(word.substr(11, 8))) {
+    return std::nullopt;
+  }
+  const std::string_view fraction = word.substr(19, word.size() - 20);
+  if (fraction.empty()) return std::string(word.substr(0, 19)) + ".000Z";
+  if (fraction.size() != 4 || fraction[0] != '.' || !number_of(fraction.substr(1))) return std::nullopt;
+  return std::string(word);
+}
+
+// What damage shows while reading is said with the file's name.
+template <typename Reading>
+auto RecordsReader::reading(const Reading& read) {
+  try {
+    return read();
+  } catch (const SqlError& error) {
+    throw RecordsBroken("cannot read " + file_ + ": " + error.what());
+  }
+}
+
+RecordsReader::RecordsReader(const std::string& file) : file_(file) {
+  reading([&] { database_ = open_for_reading(file); });
+}
+
+RecordsReader::~RecordsReader() = default;
+
+void RecordsReader::go_through(const RunFilter& filter, bool whole,
+                               const std::function<void(const StoredRun&)>& call) {
+  reading([&] {
+    const Query query = query_of(filter);
+    Statement rows(*database_, query.sql);
+    for (const Value& value : query.values) rows.bind(value);
+    while (rows.step()) {
+      StoredRun run = load_run_row(rows);
+      if (whole) load_parts(*database_, run);
+      call(run);
+    }
+  });
+}
+
+void RecordsReader::for_each_row(const RunFilter& filter, const std::function<void(const StoredRun&)>& call) {
+  go_through(filter, false, call);
+}
+
+void RecordsReader::for_each(const RunFilter& filter, const std::function<void(const StoredRun&)>& call) {
+  go_through(filter, true, call);
+}
+
+std::optional<StoredRun> RecordsReader::run(std::string_view id) {
+  std::optional<StoredRun> found;
+  RunFilter filter;
+  filter.id = std::string(id);
+  for_each(filter, [&found](const StoredRun& run) { found = run; });
+  return found;
+}
+
+std::optional<std::string> RecordsReader::head() {
+  return reading([&]() -> std::optional<std::string> {
+    const Value hash =
+        database_->single("SELECT hash FROM run WHERE sequence IS NOT NULL ORDER BY sequence DESC LIMIT 1");
+    const auto* text = std::get_if<std::string>(&hash);
+    return text ? std::optional(*text) : std::nullopt;
+  });
+}
+
+}  // namespace t1station

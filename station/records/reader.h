@@ -1,0 +1,61 @@
+// Reading records, also beside the process that writes them.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "station/records/rows.h"
+
+namespace t1station {
+
+class Database;
+
+/// Opens a file for reading only: no other connection is disturbed, and nothing is written into it. Throws
+/// RecordsRefused when these are no records.
+std::unique_ptr<Database> open_for_reading(const std::string& file);
+
+/// A time or a date as records write it, "2026-11-22T03:17:12.345Z": a date is its midnight, in UTC, and
+/// thousandths may be left out. Nothing for anything else.
+std::optional<std::string> whole_time(std::string_view word);
+
+/// Which runs are wanted; what is not said chooses none away.
+struct RunFilter {
+  std::optional<std::string> id, serial, verdict;
+  std::optional<std::string> from, to;  ///< of `started`, as whole_time() gives them; `to` itself is outside
+  std::optional<std::string> before;    ///< a run's id: only older ones
+  std::optional<int> limit;
+  bool newest_first = false;
+};
+
+/// Reads one file, as it stands at each call.
+class RecordsReader {
+ public:
+  /// Throws RecordsRefused when these are no records.
+  explicit RecordsReader(const std::string& file);
+  ~RecordsReader();
+  RecordsReader(const RecordsReader&) = delete;
+  RecordsReader& operator=(const RecordsReader&) = delete;
+
+  /// Calls for each run, oldest first, without its connections and attempts. Throws RecordsBroken when the
+  /// file cannot be read.
+  void for_each_row(const RunFilter& filter, const std::function<void(const StoredRun&)>& call);
+  /// The same with all that belongs to the run.
+  void for_each(const RunFilter& filter, const std::function<void(const StoredRun&)>& call);
+  /// One whole run; nothing when there is none.
+  std::optional<StoredRun> run(std::string_view id);
+  /// The hash of the run that ended last; nothing when none has.
+  std::optional<std::string> head();
+
+ private:
+  void go_through(const RunFilter& filter, bool whole, const std::function<void(const StoredRun&)>& call);
+  template <typename Reading>
+  auto reading(const Reading& read);
+
+  std::string file_;
+  std::unique_ptr<Database> database_;
+};
+
+}  // namespace t1station
