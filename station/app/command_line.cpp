@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "station/app/plan_command.h"
+#include "station/app/records_command.h"
 #include "station/catalogue/codes.h"
 #include "station/link/serial_line.h"
 #include "station/report/whole_file.h"
@@ -249,7 +250,8 @@ void check_command(const CLI::App& app, const std::vector<std::string>& argument
   }
   words.resize(std::min<std::size_t>(words.size(), 2));
   if (std::any_of(words.begin(), words.end(), is_command)) return;
-  const std::string commands = "there are run, monitor, list, plan and rs485-echo (t1station --help)";
+  const std::string commands =
+      "there are run, monitor, list, plan, records and rs485-echo (t1station --help)";
   if (words.empty()) throw UsageError("which command? " + commands);
   const std::vector<std::string> meant = nearest(words.back(), names);
   if (words.size() == 1 && meant.empty())
@@ -336,6 +338,7 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
   const CLI::App* monitor = add_monitor(app, line, words);
   const CLI::App* echo = add_echo(app, line);
   add_plan_command(app, line.action);
+  add_records_command(app, line.action);
 
   check_command(app, arguments);
   refuse_missing_values(arguments);

@@ -70,15 +70,19 @@ bool is_same_file(const std::string& one, const std::string& other) {
 }
 
 void write_whole_file(const std::string& path, std::string_view content) {
+  write_whole_file(path, [content](const WritePiece& write) { write(content); });
+}
+
+void write_whole_file(const std::string& path, const std::function<void(const WritePiece& write)>& make) {
   const fs::path target = real_path(path);
   std::string temporary = (directory_of(target) / (target.filename().string() + ".XXXXXX")).string();
   const int file = mkstemp(temporary.data());
   if (file < 0) fail(path);
   try {
-    write_all(file, content, path);
+    make([file, &path](std::string_view piece) { write_all(file, piece, path); });
     if (fchmod(file, usual_mode()) != 0 || fsync(file) != 0) fail(path);
     if (rename(temporary.c_str(), target.c_str()) != 0) fail(path);
-  } catch (const std::system_error&) {
+  } catch (...) {
     close(file);
     unlink(temporary.c_str());
     throw;

@@ -1,6 +1,7 @@
 // Files that are there as a whole, or not at all.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -17,5 +18,12 @@ bool is_same_file(const std::string& one, const std::string& other);
 /// stays as it was until then; a symbolic link stays a link, unless it leads nowhere: then it is replaced.
 /// Throws std::system_error, leaving nothing behind.
 void write_whole_file(const std::string& path, std::string_view content);
+
+/// Takes a piece of a file's content.
+using WritePiece = std::function<void(std::string_view piece)>;
+
+/// The same for content that is handed over piece by piece while `make` runs. What `make` throws goes on, and
+/// leaves nothing behind either.
+void write_whole_file(const std::string& path, const std::function<void(const WritePiece& write)>& make);
 
 }  // namespace t1station

@@ -1,0 +1,219 @@
+#include "station/app/records_command.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <system_error>
+
+#include "station/records/check.h"
+#include "station/records/reader.h"
+#include "station/records/records.h"
+#include "station/report/run_csv.h"
+#include "station/report/run_json.h"
+#include "station/report/run_text.h"
+#include "station/report/whole_file.h"
+#include "station/run/result.h"
+#include "station/text/errors.h"
+#include "station/text/text.h"
+
+namespace t1station {
+namespace {
+
+constexpr std::array<std::string_view, 5> kVerdicts{"passed", "failed", "error", "stopped", "interrupted"};
+
+/// The words behind `records`.
+struct Words {
+  std::string file, run, serial, verdict, from, to, head, format, out, reason, operator_name;
+};
+
+std::optional<std::string> word_or_nothing(const std::string& word) {
+  return word.empty() ? std::nullopt : std::optional(word);
+}
+
+std::optional<std::string> time_of(const std::string& option, const std::string& word) {
+  if (word.empty()) return std::nullopt;
+  const std::optional<std::string> time = whole_time(word);
+  if (time) return time;
+  throw UsageError(option + " is no time: \"" + word +
+                   "\"; it is 2026-11-22 or 2026-11-22T03:17:12.345Z, in UTC");
+}
+
+RunFilter filter_of(const Words& words) {
+  RunFilter filter;
+  filter.id = word_or_nothing(words.run);
+  filter.serial = word_or_nothing(words.serial);
+  filter.verdict = word_or_nothing(words.verdict);
+  filter.from = time_of("--from", words.from);
+  filter.to = time_of("--to", words.to);
+  return filter;
+}
+
+int check(const Words& words, const Environment& around) {
+  const CheckReport report = check_records(words.file, word_or_nothing(words.head));
+  for (const std::string& finding : report.findings) around.out << clean_text(finding) << "\n";
+  for (const std::string& note : report.notes) around.err << clean_text(note) << std::endl;
+  if (!report.findings.empty()) return exit_code::kFailed;
+  around.out << report.runs << " runs and " << report.events << " events are as they were stored\n";
+  return exit_code::kPassed;
+}
+
+int list(const Words& words, const Environment& around) {
+  const RunFilter filter = filter_of(words);
+  RecordsReader reader(words.file);
+  around.out << runs_heading();
+  reader.for_each_row(filter, [&around](const StoredRun& run) { around.out << runs_line(run); });
+  return exit_code::kPassed;
+}
+
+int show(const Words& words, const Environment& around) {
+  RecordsReader reader(words.file);
+  const std::optional<StoredRun> run = reader.run(words.run);
+  if (!run) throw UsageError("there is no run " + clean_text(words.run) + " in " + words.file);
+  around.out << run_text(*run);
+  return exit_code::kPassed;
+}
+
+int head(const Words& words, const Environment& around) {
+  const std::optional<std::string> hash = RecordsReader(words.file).head();
+  if (hash) {
+    around.out << *hash << "\n";
+  } else {
+    around.err << "t1station: no run has ended in " << words.file << " yet" << std::endl;
+  }
+  return exit_code::kPassed;
+}
+
+void write_runs(const Words& words, const WritePiece& write) {
+  const RunFilter filter = filter_of(words);
+  RecordsReader reader(words.file);
+  if (filter.id && !reader.run(*filter.id)) {
+    throw UsageError("there is no run " + clean_text(*filter.id) + " in " + words.file);
+  }
+  const bool is_csv = words.format == "csv";
+  if (is_csv) write(csv_header());
+  reader.for_each(filter,
+                  [&](const StoredRun& run) { write(is_csv ? csv_rows(run) : run_json(run) + "\n"); });
+}
+
+int export_runs(const Words& words, const Environment& around) {
+  if (words.out.empty()) {
+    write_runs(words, [&around](std::string_view piece) { around.out << piece; });
+    return exit_code::kPassed;
+  }
+  check_writable(words.out);
+  if (is_same_file(words.out, words.file))
+    throw UsageError("the runs cannot be written over their own records");
+  try {
+    write_whole_file(words.out, [&words](const WritePiece& write) { write_runs(words, write); });
+    return exit_code::kPassed;
+  } catch (const std::system_error& error) {
+    around.err << "t1station: " << error.what() << std::endl;
+    return exit_code::kUnwritten;
+  }
+}
+
+int release(const Words& words, const Environment& around) {
+  RecordsReader{words.file};  // a file that is not there is a mistake, not a new one
+  Records(words.file).release(words.serial, words.reason, words.operator_name);
+  around.out << clean_text(words.serial) << " may be run again\n";
+  return exit_code::kPassed;
+}
+
+using Doing = int (*)(const Words&, const Environment&);
+
+// Refusals and trouble of the records as exit codes.
+int obey(Doing doing, const Words& words, const Environment& around) {
+  try {
+    return doing(words, around);
+  } catch (const RecordsRefused& refusal) {
+    around.err << "t1station: " << refusal.what() << std::endl;
+    return exit_code::kUsage;
+  } catch (const RecordsBroken& trouble) {
+    around.err << "t1station: " << trouble.what() << std::endl;
+    return exit_code::kBroken;
+  }
+}
+
+std::string check_verdict(const std::string& word) {
+  if (std::find(kVerdicts.begin(), kVerdicts.end(), word) != kVerdicts.end()) return {};
+  return "\"" + word + "\" is no verdict: there are passed, failed, error, stopped and interrupted";
+}
+
+std::string check_format(const std::string& word) {
+  if (word == "jsonl" || word == "csv") return {};
+  if (word == "junit" || word == "ocp" || word == "cfx" || word == "html") {
+    return "the format " + word + " is not offered yet: there are jsonl and csv";
+  }
+  return "\"" + word + "\" is no format: there are jsonl and csv";
+}
+
+/// Makes the commands below `records`.
+class Builder {
+ public:
+  Builder(CLI::App& records, Action& action) : records_(records), action_(action) {}
+
+  CLI::App& add(const std::string& name, const std::string& text, Doing doing) {
+    CLI::App* command = records_.add_subcommand(name, text);
+    command->add_option("FILE", words_->file, "The records")->required();
+    command->callback([this_action = &action_, words = words_, doing] {
+      *this_action = [words, doing](const Environment& around) { return obey(doing, *words, around); };
+    });
+    command->footer(
+        "Exit codes: 0 done, 1 there are findings (check), 4 usage, or these are no records that can be "
+        "used,\n"
+        "6 the records cannot be read or written, 7 the output could not be written.");
+    return *command;
+  }
+
+  void add_window(CLI::App& command) {
+    command.add_option("--serial", words_->serial, "Only runs of this unit");
+    command.add_option("--from", words_->from,
+                       "Only runs that started then or later: 2026-11-22, or a time in UTC");
+    command.add_option("--to", words_->to, "Only runs that started before");
+  }
+
+  Words& words() { return *words_; }
+
+ private:
+  CLI::App& records_;
+  Action& action_;
+  std::shared_ptr<Words> words_ = std::make_shared<Words>();
+};
+
+}  // namespace
+
+void add_records_command(CLI::App& app, Action& action) {
+  CLI::App* records = app.add_subcommand("records", "Look at records of runs; needs no board");
+  records->callback([records] {
+    if (!records->get_subcommands().empty()) return;
+    throw UsageError("records what? there are check, list, show, head, export and release");
+  });
+  records->footer("t1station records COMMAND --help shows the options and exit codes of a command.");
+  Builder builder(*records, action);
+  Words& words = builder.words();
+
+  builder.add("check", "Say what in the records is not as it was stored", check)
+      .add_option("--head", words.head, "A run's hash that must be in the chain");
+  CLI::App& listing = builder.add("list", "Show runs, one a line", list);
+  builder.add_window(listing);
+  listing.add_option("--verdict", words.verdict, "Only runs that ended so")
+      ->check(CLI::Validator(check_verdict, ""));
+  builder.add("show", "Show one run with its attempts", show)
+      .add_option("RUN", words.run, "The run's id")
+      ->required();
+  builder.add("head", "Print the hash of the run that ended last", head);
+  CLI::App& exporting = builder.add("export", "Write whole runs in a form for other programs", export_runs);
+  exporting.add_option("--format", words.format, "jsonl (one run a line) or csv (one attempt a row)")
+      ->required()
+      ->check(CLI::Validator(check_format, ""));
+  exporting.add_option("--run", words.run, "Only the run with this id");
+  builder.add_window(exporting);
+  exporting.add_option("-o,--out", words.out, "Write to this file instead of standard output");
+  CLI::App& releasing = builder.add("release", "Let a unit run again that has used up its runs", release);
+  releasing.add_option("SERIAL", words.serial, "The unit's serial number")->required();
+  releasing.add_option("--reason", words.reason, "Why; kept with the records")->required();
+  releasing.add_option("--operator", words.operator_name, "Who says so");
+}
+
+}  // namespace t1station

@@ -1,0 +1,88 @@
+#include "station/report/run_csv.h"
+
+#include <array>
+#include <charconv>
+#include <vector>
+
+#include "station/report/run_json.h"
+
+namespace t1station {
+namespace {
+
+// In the order of row_of().
+constexpr std::string_view kHeader =
+    "run_id,run_serial,run_plan_id,run_plan_name,run_plan_version,run_kind,run_station,run_slot,run_operator,"
+    "run_board,run_build,run_number,run_started,run_ended,run_seconds,run_verdict,run_reason,run_retried,"
+    "run_software,run_sequence,run_hash,id,connection_id,step,step_index,number,code,parameter,started,ended,"
+    "seconds,outcome,board_name,description,request_base64,reply_base64,console_base64,answer,"
+    "measurements\r\n";
+
+std::string field(const std::string& text) {
+  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+  std::string quoted = "\"";
+  for (const char letter : text) quoted += letter == '"' ? std::string("\"\"") : std::string(1, letter);
+  return quoted + '"';
+}
+
+std::string field(const std::optional<std::string>& text) {
+  return text ? field(*text) : std::string();
+}
+
+std::string field(std::int64_t number) {
+  return std::to_string(number);
+}
+
+std::string field(const std::optional<std::int64_t>& number) {
+  return number ? field(*number) : std::string();
+}
+
+// The shortest text that is read back as the same number.
+std::string field(const std::optional<double>& number) {
+  if (!number) return {};
+  std::array<char, 32> text{};
+  return {text.data(), std::to_chars(text.data(), text.data() + text.size(), *number).ptr};
+}
+
+std::string bytes_field(const std::optional<std::string>& bytes) {
+  return bytes ? base64(*bytes) : std::string();
+}
+
+std::string joined(const std::vector<std::string>& fields) {
+  std::string line;
+  for (const std::string& text : fields) line += (&text == fields.data() ? "" : ",") + text;
+  return line;
+}
+
+std::string run_fields(const StoredRun& run) {
+  return joined({field(run.id),        field(run.serial),       field(run.plan_id),
+                 field(run.plan_name), field(run.plan_version), field(run.kind),
+                 field(run.station),   field(run.slot),         field(run.operator_name),
+                 field(run.board),     field(run.build),        field(run.number),
+                 field(run.started),   field(run.ended),        field(run.seconds),
+                 field(run.verdict),   field(run.reason),       field(run.retried),
+                 field(run.software),  field(run.sequence),     field(run.hash)});
+}
+
+std::string attempt_fields(const StoredAttempt& attempt) {
+  return joined({field(attempt.id), field(attempt.connection_id), field(attempt.step),
+                 field(attempt.step_index), field(attempt.number), field(attempt.code),
+                 field(attempt.parameter), field(attempt.started), field(attempt.ended),
+                 field(attempt.seconds), field(attempt.outcome), field(attempt.board_name),
+                 field(attempt.description), base64(attempt.request), bytes_field(attempt.reply),
+                 bytes_field(attempt.console), field(attempt.answer), field(measurements_json(attempt))});
+}
+
+}  // namespace
+
+std::string csv_header() {
+  return std::string(kHeader);
+}
+
+std::string csv_rows(const StoredRun& run) {
+  const std::string common = run_fields(run);
+  std::string rows;
+  for (const StoredAttempt& attempt : run.attempts) rows += common + "," + attempt_fields(attempt) + "\r\n";
+  return rows;
+}
+
+}  // namespace t1station
