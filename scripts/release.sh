@@ -40,7 +40,7 @@ station() {
   document docs/installing-station.md
   packages_of "$folder/t1station" >"$folder/NEEDS"
   local package
-  for package in libcli11-dev nlohmann-json3-dev; do # their headers are compiled in
+  for package in libcli11-dev nlohmann-json3-dev libtomlplusplus-dev; do # their headers are compiled in
     install -m 644 "/usr/share/doc/$package/copyright" "$folder/licences/$package.copyright"
   done
 }

@@ -10,6 +10,7 @@
 #include "station/plan/plan_file.h"
 #include "station/report/table.h"
 #include "station/run/result.h"
+#include "station/text/errors.h"
 #include "station/text/text.h"
 
 namespace t1station {
@@ -45,7 +46,10 @@ int check(const std::vector<std::string>& files, const Environment& around) {
 
 void add_plan_command(CLI::App& app, Action& action) {
   CLI::App* plan = app.add_subcommand("plan", "Check plan files; needs no board");
-  plan->require_subcommand(1);
+  plan->callback([plan] {
+    if (plan->get_subcommands().empty())
+      throw UsageError("plan what? there is: t1station plan check FILE ...");
+  });
   plan->footer("t1station plan check --help shows its exit codes.");
   CLI::App* check_files =
       plan->add_subcommand("check", "Say what is wrong with plans, or what their steps are");

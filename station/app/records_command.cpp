@@ -187,7 +187,10 @@ class Builder {
 
 void add_records_command(CLI::App& app, Action& action) {
   CLI::App* records = app.add_subcommand("records", "Look at records of runs; needs no board");
-  records->require_subcommand(1);
+  records->callback([records] {
+    if (!records->get_subcommands().empty()) return;
+    throw UsageError("records what? there are check, list, show, head, export and release");
+  });
   records->footer("t1station records COMMAND --help shows the options and exit codes of a command.");
   Builder builder(*records, action);
   Words& words = builder.words();

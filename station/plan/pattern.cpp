@@ -41,7 +41,8 @@ std::shared_ptr<const re2::RE2> compile(std::string_view utf8) {
 Pattern::Pattern(std::string_view utf8) : text_(utf8), regex_(compile(utf8)) {}
 
 bool Pattern::matches(std::string_view utf8) const {
-  return regex_->Match({utf8.data(), utf8.size()}, 0, utf8.size(), re2::RE2::ANCHOR_BOTH, nullptr, 0);
+  return utf8_length(utf8) == utf8.size() &&  // RE2 takes halves of characters for characters
+         regex_->Match({utf8.data(), utf8.size()}, 0, utf8.size(), re2::RE2::ANCHOR_BOTH, nullptr, 0);
 }
 
 std::optional<std::string> Pattern::find(std::string_view utf8) const {

@@ -1,6 +1,6 @@
 #include "station/records/check.h"
 
-#include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -21,8 +21,23 @@
 namespace t1station {
 namespace {
 
-// Bytes of a database's header that stay zero.
-constexpr std::size_t kUnusedFrom = 72, kUnusedTo = 92;
+/// Bytes of a database's header that are the same in all records.
+struct FixedBytes {
+  std::size_t place;
+  std::string_view bytes;
+};
+using namespace std::string_view_literals;
+constexpr std::array<FixedBytes, 4> kFixed{{
+    {20, "\0\x40\x20\x20"sv},  // nothing reserved; shares of a page
+    {44,
+     "\0\0\0\4"
+     "\0\0\0\0"
+     "\0\0\0\0"
+     "\0\0\0\1"sv},                                      // format; cache, largest root: none; UTF-8
+    {64, "\0\0\0\0"sv},                                  // no incremental vacuum
+    {72, "\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0"sv},  // not used
+}};
+constexpr std::size_t kHeader = 100;
 
 class Check {
  public:
@@ -31,7 +46,8 @@ class Check {
   CheckReport run(const std::optional<std::string>& head) {
     const FileKind kind = look_at(file_);
     if (kind == FileKind::damaged) find("the file's header is damaged");
-    const bool is_empty = kind == FileKind::empty && !std::filesystem::exists(file_ + "-wal");
+    const bool is_empty = kind == FileKind::empty && !std::filesystem::exists(file_ + "-wal") &&
+                          !std::filesystem::exists(file_ + "-journal");
     if (is_empty) find("the file is empty");
     if (!report_.findings.empty()) return report_;
     stage("the file", [this] {
@@ -65,12 +81,13 @@ class Check {
 
   void look_at_header() {
     std::ifstream file(file_, std::ios::binary);
-    std::string header(kUnusedTo, '\0');
+    std::string header(kHeader, '\0');
     file.read(header.data(), static_cast<std::streamsize>(header.size()));
-    if (!file) return;  // all of it is in the log beside it
-    const auto is_set = [](char byte) { return byte != 0; };
-    if (std::any_of(header.begin() + kUnusedFrom, header.end(), is_set)) {
-      find("the file's header is damaged: bytes 72 to 91 are not zero");
+    if (!file || look_at(file_) != FileKind::records) return;  // all of it is in the log beside it
+    for (const FixedBytes& fixed : kFixed) {
+      if (header.compare(fixed.place, fixed.bytes.size(), fixed.bytes) != 0) {
+        find("the file's header is damaged behind byte " + std::to_string(fixed.place));
+      }
     }
   }
 
@@ -84,8 +101,8 @@ class Check {
   // By name: what each thing of the schema is.
   static std::map<std::string, std::vector<std::string>> schema_of(Database& database) {
     std::map<std::string, std::vector<std::string>> schema;
-    Statement rows(database, "SELECT name, type, tbl_name, sql FROM sqlite_schema");
-    while (rows.step()) schema[rows.text(0)] = {rows.text(1), rows.text(2), rows.text(3)};
+    Statement rows(database, "SELECT name, type, tbl_name, sql, rootpage = 0 FROM sqlite_schema");
+    while (rows.step()) schema[rows.text(0)] = {rows.text(1), rows.text(2), rows.text(3), rows.text(4)};
     return schema;
   }
 

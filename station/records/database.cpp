@@ -159,7 +159,10 @@ void Database::execute(const std::string& sql) {
 
 Value Database::single(std::string_view sql) {
   Statement statement(*this, sql);
-  return statement.step() ? statement.value(0) : Value();
+  if (!statement.step()) return {};
+  Value value = statement.value(0);
+  statement.run();  // some fail only behind their row
+  return value;
 }
 
 std::int64_t Database::changes() const {

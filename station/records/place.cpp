@@ -84,14 +84,22 @@ std::uint32_t number_at(const std::string& header, std::size_t place) {
   return number;
 }
 
-// How many of the four bytes of the application's number are not ours.
-int foreign_bytes(std::uint32_t application) {
-  int count = 0;
-  for (std::uint32_t rest = application ^ static_cast<std::uint32_t>(kApplicationId); rest != 0;
-       rest >>= 8U) {
-    count += (rest & 0xFFU) != 0 ? 1 : 0;
+// Whether an application's number may have been ours: one byte of it was changed, or some are not written
+// yet.
+bool was_ours(std::uint32_t application) {
+  int changed = 0, missing = 0;
+  for (unsigned shift = 0; shift < 32; shift += 8) {
+    const std::uint32_t byte = application >> shift & 0xFFU;
+    if (byte == (static_cast<std::uint32_t>(kApplicationId) >> shift & 0xFFU)) continue;
+    ++(byte == 0 ? missing : changed);
   }
-  return count;
+  return changed + missing == 1 || (changed == 0 && missing < 4);
+}
+
+// Whether a log or journal lies beside a file, whose own header then does not have the last word.
+bool has_log(const std::string& file) {
+  const auto log = status_of(file + "-wal"), journal = status_of(file + "-journal");
+  return (log && log->st_size > 0) || (journal && journal->st_size > 0);
 }
 
 FileKind kind_of(const std::string& header) {
@@ -108,7 +116,7 @@ FileKind kind_of(const std::string& header) {
   const bool has_no_table =
       header[kFirstTable] == kLeaf && header[kFirstTable + 3] == 0 && header[kFirstTable + 4] == 0;
   if (application == 0 && has_no_table) return FileKind::empty;
-  return foreign_bytes(application) == 1 ? FileKind::damaged : FileKind::foreign;
+  return was_ours(application) ? FileKind::damaged : FileKind::foreign;
 }
 
 bool may_be_written(const std::string& path, mode_t mode) {
@@ -133,7 +141,9 @@ FileKind look_at(const std::string& file) {
   if (!status) return FileKind::missing;
   if (S_ISDIR(status->st_mode)) throw RecordsRefused(file + " is a folder, records are a file");
   if (!S_ISREG(status->st_mode)) throw RecordsRefused(file + " is no plain file");
-  return kind_of(read_header(file));
+  const FileKind kind = kind_of(read_header(file));
+  const bool is_torn = (kind == FileKind::damaged || kind == FileKind::no_database) && has_log(file);
+  return is_torn ? FileKind::empty : kind;
 }
 
 void check_readable_records(const std::string& file) {

@@ -9,7 +9,7 @@ namespace t1station {
 /// What the first bytes of a file say.
 enum class FileKind {
   missing,      ///< nothing is there
-  empty,        ///< of no bytes, or a database in which nothing was made yet
+  empty,        ///< of no bytes, or nothing was made in it yet, or its log beside it must say
   records,      ///< records, as far as its header says
   newer,        ///< records of a version that this program does not know
   damaged,      ///< records whose header has been changed

@@ -291,24 +291,26 @@ void bring_up_to_date(Database& database, const std::string& file, std::span<con
   if (application != kApplicationId) {
     throw RecordsRefused(file + " is another application's database");
   }
-  std::int64_t version = pragma(database, "user_version");
+  const std::int64_t version = pragma(database, "user_version");
   if (version > target) {
     throw RecordsRefused(file + " was written by a newer t1station (version " + std::to_string(version) +
                          " of the records, this one knows " + std::to_string(target) + ")");
   }
   if (version == target) return;
-  make_copy(database, file, version);
-  Transaction transaction(database);
-  for (; version < target; ++version) {
+  std::vector<const Migration*> way;
+  for (std::int64_t from = version; from < target; ++from) {
     const auto step = std::find_if(steps.begin(), steps.end(),
-                                   [version](const Migration& known) { return known.from == version; });
+                                   [from](const Migration& known) { return known.from == from; });
     if (step == steps.end()) {
       throw RecordsRefused(file + " is of version " + std::to_string(version) +
                            " of the records, which this t1station cannot bring up to date");
     }
-    database.execute(step->sql);
-    set_version(database, version + 1);
+    way.push_back(&*step);
   }
+  make_copy(database, file, version);
+  Transaction transaction(database);
+  for (const Migration* step : way) database.execute(step->sql);
+  set_version(database, target);
   transaction.commit();
 }
 

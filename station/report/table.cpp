@@ -96,7 +96,7 @@ std::string shortest(double number) {
 std::string limits_of(const Measure& measure) {
   std::string text = measure.name;
   if (measure.low) text += (measure.high ? " " : " from ") + shortest(*measure.low);
-  if (measure.high) text += " to " + shortest(*measure.high);
+  if (measure.high) text += (measure.low ? " to " : " up to ") + shortest(*measure.high);
   return measure.unit.empty() ? text : text + " " + measure.unit;
 }
 

@@ -1,7 +1,10 @@
 """What documents point to exists: links, headings, files, targets, options."""
 import re
 import shutil
+import sqlite3
 import subprocess
+import sys
+import tempfile
 
 import tree
 
@@ -12,7 +15,7 @@ OPTIONS = {
     "./bench": ("bench", r"^ +((?:-\w+ \| )?--[\w-]+)\)"),
     "./run": ("run", r"(--[\w-]+)(?= *[|)])"),
     "boardsim": ("boardsim/tool/options.cpp", r'(?:add_option|add_flag|set_version_flag)\("(?:-\w,)?(--[\w-]+)'),
-    "t1station": ("station/app/command_line.cpp", r'(--[\w-]+)[",]'),
+    "t1station": ("station/app/command_line.cpp station/app/records_command.cpp", r'(--[\w-]+)[",]'),
 }
 
 
@@ -82,7 +85,7 @@ def options(complain):
     """Options that a document gives to one of the project's commands are known to it."""
     known = {}
     for command, (path, pattern) in OPTIONS.items():
-        known[command] = set(re.findall(r"--[\w-]+", " ".join(re.findall(pattern, tree.text(path), re.M)))) | {"--help"}
+        known[command] = set(re.findall(r"--[\w-]+", " ".join(re.findall(pattern, "".join(map(tree.text, path.split())), re.M)))) | {"--help"}
     for path in tree.files(".md"):
         joined = re.sub(r"\\\n", "  ", tree.text(path))
         for number, line in enumerate(joined.splitlines(), 1):
@@ -109,6 +112,24 @@ def api_reference(complain, build):
         complain(*(where.groups() if where else ("docs/Doxyfile", 1, line)))
     if run.returncode != 0:
         complain("docs/Doxyfile", 1, f"doxygen ended with status {run.returncode}")
+
+
+def chain(complain):
+    """The program in docs/records.md finds the same hashes as the station in records that it once wrote."""
+    program = re.search(r"^```python\n(import hashlib.*?)^```", tree.text("docs/records.md"), re.M | re.S)[1]
+    with tempfile.TemporaryDirectory() as folder:
+        records = sqlite3.connect(f"{folder}/records.db")
+        records.executescript(tree.text("tests/station/data/records-1.sql"))
+        records.close()
+        for damage, word in ((None, "as stored"), ("UPDATE attempt SET description = 'x'", "CHANGED")):
+            if damage:
+                records = sqlite3.connect(f"{folder}/records.db")
+                records.executescript(f"DROP TRIGGER attempt_update; {damage};")
+                records.close()
+            run = subprocess.run([sys.executable, "-c", program, f"{folder}/records.db"], capture_output=True, text=True)
+            said = [line.split(" ", 1)[1] for line in run.stdout.splitlines()]
+            if run.returncode != 0 or not said or said[0] != word or (not damage and set(said) != {word}):
+                complain("docs/records.md", 1, f"its program says {said or run.stderr} where it should say {word}")
 
 
 def quirks(complain):
