@@ -20,10 +20,10 @@ struct Environment {
   std::string started;   ///< the time of day, as RunReport::started
   bool out_is_terminal = false;
   bool err_is_terminal = false;
-  bool in_is_terminal = false;
   bool no_color = false;     ///< the environment variable NO_COLOR is set and not empty
   std::size_t columns = 80;  ///< width of the terminal behind `err`
-  std::string host;          ///< this PC's name, the station's where nothing else is said
+  bool in_is_terminal = false;
+  std::string host{};  ///< this PC's name, the station's where nothing else is said
 };
 
 /// Does what the arguments (without the program's name) say and returns the exit code.

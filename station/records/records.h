@@ -47,14 +47,14 @@ struct NewRun {
 
 /// What is known of an attempt before its request is sent.
 struct NewAttempt {
-  std::string run;         ///< the run's id
-  std::string connection;  ///< id of the connection that it goes over; empty when none could be made
-  std::string step;
+  std::string run{};         ///< the run's id
+  std::string connection{};  ///< id of the connection that it goes over; empty when none could be made
+  std::string step{};
   std::size_t step_index = 0;  ///< from 0
   int number = 1;              ///< from 1
   std::int32_t code = 0;
   std::optional<std::int32_t> parameter;
-  std::string request;  ///< bytes as they go over the wire, without length
+  std::string request{};  ///< bytes as they go over the wire, without length
 };
 
 /// What came of an attempt.

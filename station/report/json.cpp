@@ -14,6 +14,33 @@ double rounded_to_milliseconds(double seconds) {
   return std::round(seconds * 1000) / 1000;
 }
 
+Json or_null(const std::optional<double>& number) {
+  return number ? Json(*number) : Json(nullptr);
+}
+
+Json measurement_of(const Measurement& measurement) {
+  Json json;
+  json["name"] = measurement.name;
+  json["value"] = or_null(measurement.value);
+  json["unit"] = measurement.unit.empty() ? Json(nullptr) : Json(measurement.unit);
+  json["low"] = or_null(measurement.low);
+  json["high"] = or_null(measurement.high);
+  json["outcome"] = measurement.outcome;
+  return json;
+}
+
+/// What a unit's way through a plan has besides.
+void add_unit(Json& json, const RunReport& report) {
+  if (!report.ended) return;
+  json["serial"] = report.serial;
+  json["plan"] = {{"name", report.plan}, {"version", report.plan_version}};
+  json["run"] = report.run;
+  json["verdict"] = verdict_name(report.ended->verdict);
+  json["reason"] = report.ended->reason.empty() ? Json(nullptr) : Json(report.ended->reason);
+  json["retried"] = report.ended->retried;
+  json["hash"] = report.ended->hash;
+}
+
 Json test_of(const Result& result) {
   Json test;
   test["code"] = result.code;
@@ -24,6 +51,13 @@ Json test_of(const Result& result) {
   test["result"] = outcome_name(result.outcome);
   test["seconds"] = rounded_to_milliseconds(result.seconds);
   test["description"] = result.description;
+  if (result.step.empty()) return test;
+  test["step"] = result.step;
+  test["attempts"] = result.attempts;
+  test["answer"] = result.answer.empty() ? Json(nullptr) : Json(result.answer);
+  test["measurements"] = Json::array();
+  for (const Measurement& measurement : result.measurements)
+    test["measurements"].push_back(measurement_of(measurement));
   return test;
 }
 
@@ -42,6 +76,7 @@ std::string json_report(const RunReport& report) {
   json["build"] = report.build;
   json["started"] = report.started + "Z";
   json["exit_code"] = report.exit_code;
+  add_unit(json, report);
   json["summary"] = summary;
   json["tests"] = Json::array();
   for (const Result& result : report.results) json["tests"].push_back(test_of(result));

@@ -18,6 +18,12 @@ std::string milliseconds_text(double seconds) {
   return text.data();
 }
 
+std::string number_text(double number) {
+  std::array<char, 64> text{};
+  std::snprintf(text.data(), text.size(), "%.10g", number);
+  return text.data();
+}
+
 void set(pugi::xml_node& element, const char* name, const std::string& value) {
   element.append_attribute(name).set_value(value.c_str());
 }
@@ -32,6 +38,18 @@ void set_counts(pugi::xml_node& element, const RunReport& report) {
   set(element, "tests", std::to_string(report.results.size()));
   set(element, "failures", std::to_string(report.count(Outcome::failed)));
   set(element, "errors", std::to_string(report.count(Outcome::timed_out) + report.count(Outcome::broken)));
+}
+
+void add_step(pugi::xml_node details, const Result& result) {
+  add_property(details, "step", result.step);
+  add_property(details, "attempts", std::to_string(result.attempts));
+  if (!result.answer.empty()) add_property(details, "answer", result.answer);
+  for (const Measurement& measurement : result.measurements) {
+    const std::string value =
+        measurement.value ? number_text(*measurement.value) + " " + measurement.unit : "";
+    add_property(details, ("measurement " + measurement.name).c_str(),
+                 clean_text(value + " " + measurement.outcome));
+  }
 }
 
 void add_verdict(pugi::xml_node& test_case, const Result& result) {
@@ -79,15 +97,28 @@ std::string junit_report(const RunReport& report) {
   set(suite, "timestamp", report.started);
   set(suite, "hostname", report.board);
 
-  add_property(suite.append_child("properties"), "build", clean_text(report.build));
+  pugi::xml_node properties = suite.append_child("properties");
+  add_property(properties, "build", clean_text(report.build));
+  if (report.ended) {
+    add_property(properties, "serial", clean_text(report.serial));
+    add_property(properties, "plan", report.plan + " " + report.plan_version);
+    add_property(properties, "run", report.run);
+    add_property(properties, "verdict", std::string(verdict_name(report.ended->verdict)));
+    add_property(properties, "reason", clean_text(report.ended->reason));
+    add_property(properties, "retried", report.ended->retried ? "1" : "0");
+    add_property(properties, "hash", report.ended->hash);
+  }
 
   for (const Result& result : report.results) {
     pugi::xml_node test_case = suite.append_child("testcase");
     set(test_case, "classname", "boardtest." + name_of(result.code));
     set(test_case, "name", std::to_string(result.code) + " " + title_of(result.code));
     set(test_case, "time", milliseconds_text(result.seconds));
-    if (result.parameter)
-      add_property(test_case.append_child("properties"), "parameter", std::to_string(*result.parameter));
+    if (result.parameter || !result.step.empty()) {
+      pugi::xml_node details = test_case.append_child("properties");
+      if (result.parameter) add_property(details, "parameter", std::to_string(*result.parameter));
+      if (!result.step.empty()) add_step(details, result);
+    }
     add_verdict(test_case, result);
   }
   std::ostringstream text;

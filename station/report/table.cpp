@@ -64,6 +64,12 @@ std::string typed_name(std::int32_t code, std::optional<std::int32_t> parameter)
   return name_of(code) + (parameter ? "=" + std::to_string(*parameter) : "");
 }
 
+// A step by its name in the plan, and how often it was tried.
+std::string row_name(const Result& result) {
+  if (result.step.empty()) return typed_name(result.code, result.parameter);
+  return result.step + (result.attempts > 1 ? " x" + std::to_string(result.attempts) : "");
+}
+
 // A name is one line whatever the board put into it.
 std::string one_line(const std::string& text) {
   std::string line = text;
@@ -84,6 +90,15 @@ std::string totals(const RunReport& report) {
     line += counted;
   }
   return line + ", " + seconds_text(report.seconds()) + " s";
+}
+
+// Last of all, so that whoever looks up sees it.
+std::string verdict_line(const RunReport& report) {
+  if (!report.ended) return "";
+  std::string line = clean_text(report.serial) + ": " + std::string(verdict_name(report.ended->verdict));
+  if (report.ended->retried) line += ", retried";
+  if (!report.ended->reason.empty()) line += " (" + one_line(clean_text(report.ended->reason)) + ")";
+  return line + "\n";
 }
 
 std::string shortest(double number) {
@@ -125,9 +140,8 @@ std::string results_table(const RunReport& report, bool color) {
     std::vector<std::string> description = lines_of(result.description);
     if (description.empty()) description.emplace_back();
     for (std::string& line : description) line = one_line(line);
-    rows.push_back({typed_name(result.code, result.parameter), std::to_string(result.code),
-                    std::string(outcome_label(result.outcome)), seconds_text(result.seconds),
-                    one_line(result.test_name), description.front()});
+    rows.push_back({row_name(result), std::to_string(result.code), std::string(outcome_label(result.outcome)),
+                    seconds_text(result.seconds), one_line(result.test_name), description.front()});
     origins.push_back(&result);
     for (std::size_t i = 1; i < description.size(); ++i) {
       rows.push_back({"", "", "", "", "", description[i]});
@@ -152,7 +166,7 @@ std::string results_table(const RunReport& report, bool color) {
       table += lay_out({rule}, {}).front() + "\n";
     }
   }
-  return table + "\n" + totals(report) + "\n";
+  return table + "\n" + totals(report) + "\n" + verdict_line(report);
 }
 
 std::string tests_table(const std::optional<std::string>& family) {

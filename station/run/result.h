@@ -48,11 +48,11 @@ struct Result {
   std::string description;  ///< the board's explanation, or ours when the outcome is neither Pass nor Fail
   double seconds = 0;       ///< from the request to the reply, or to giving up
   std::optional<std::int32_t> parameter = std::nullopt;  ///< what went with the request
-  std::string step;                                      ///< its name in the plan; empty without one
+  std::string step{};                                    ///< its name in the plan; empty without one
   std::size_t index = 0;                                 ///< place among the tests, from 0
   int attempts = 0;  ///< how often it was asked for; the rest is of the last
-  std::vector<Measurement> measurements;
-  std::string answer;  ///< a person's, "yes" or "no"; empty where nobody was asked
+  std::vector<Measurement> measurements{};
+  std::string answer{};  ///< a person's, "yes" or "no"; empty where nobody was asked
 };
 
 /// A whole run, as tables and reports show it.

@@ -123,6 +123,7 @@ TEST(ReportJsonTest, ARunIsDescribedByDocumentedFieldsAndReadableChinese) {
   report.results = {{1536, Outcome::passed, board_texts::rtc_name, board_texts::success, 6.00449},
                     {1, Outcome::timed_out, "", "no reply", 30, 650}};
   EXPECT_THAT(json_report(report), HasSubstr("测试成功"));
+  report.exit_code = exit_code_of(report);
   EXPECT_EQ(json::parse(json_report(report)), json::parse(R"({
     "board": "192.0.2.7:36001",
     "build": "BUILD: Mar 29 2019-22:09:55",
