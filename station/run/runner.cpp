@@ -279,7 +279,8 @@ std::vector<Result> Runner::run(const std::vector<Step>& steps) {
     result.step = step.name;
     result.code = step.code;
     result.parameter = step.parameter;
-    if (skip_reason_.empty() && interrupt_.is_raised()) stop(kStopped);
+    // Behind a failure that stops the run, too: the stop must not reach what always runs.
+    if (!is_over_ && interrupt_.is_raised()) stop(kStopped);
     if (may_run(step)) {
       listener_.on(StepStarted{result.index, steps.size(), step});
       run_step(step, result);
