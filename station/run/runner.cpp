@@ -133,11 +133,10 @@ void Runner::tick(const Step& step, double elapsed, AttemptEnd& end) {
   listener_.on(AttemptTicked{elapsed});
 }
 
-void Runner::await_answer(const Step& step, AttemptEnd& end) {
+void Runner::await_answer(const Step& step, double replied, AttemptEnd& end) {
   if (!step.confirm) return;
-  const double start = clock_.now();
   while (end.answer.empty() && slot_.person != nullptr) {
-    const double left = kAnswerTime - (clock_.now() - start);
+    const double left = kAnswerTime - (clock_.now() - replied);
     if (left <= 0) break;
     if (const std::optional<bool> answer = slot_.person->answer()) {
       end.answer = *answer ? "yes" : "no";
@@ -167,6 +166,7 @@ void Runner::measure(const Step& step, AttemptEnd& end) {
 }
 
 void Runner::finish_reply(const Step& step, const Reply& reply, AttemptEnd& end) {
+  const double replied = clock_.now();
   end.outcome = reply.passed ? AttemptOutcome::passed : AttemptOutcome::failed;
   end.board_name = reply.test_name;
   end.description = reply.description;
@@ -176,7 +176,7 @@ void Runner::finish_reply(const Step& step, const Reply& reply, AttemptEnd& end)
     end.description += (end.description.empty() ? "" : "\n") + slot_.rs485->words();
     if (!slot_.rs485->is_right()) end.outcome = AttemptOutcome::failed;
   }
-  await_answer(step, end);
+  await_answer(step, replied, end);
 }
 
 /// Everything between request and verdict of one attempt; what goes wrong on the way is its outcome.
