@@ -104,9 +104,16 @@ void Runner::give_up(bool say_quit) {
   link_.reset();
 }
 
+/// What was printed before is none of this attempt's: a number in it would be of another one.
+void Runner::start_console(AttemptEnd& end) {
+  if (slot_.console == nullptr) return;
+  slot_.console->take();
+  end.console.emplace();
+}
+
 void Runner::take_console(AttemptEnd& end) {
   if (slot_.console == nullptr) return;
-  std::string& kept = end.console.emplace(end.console.value_or(""));
+  std::string& kept = *end.console;
   kept += slot_.console->take();
   if (kept.size() > kMostConsole) kept.erase(0, kept.size() - kMostConsole);
 }
@@ -115,7 +122,7 @@ void Runner::finish_console(AttemptEnd& end) {
   if (slot_.console == nullptr) return;
   const double start = clock_.now();
   double heard = start;
-  std::size_t size = end.console.value_or("").size();
+  std::size_t size = end.console->size();
   while (clock_.now() - heard < kConsoleQuiet && clock_.now() - start < kConsoleWait) {
     connector_.pause(kConsoleQuiet / 5);
     take_console(end);
@@ -183,6 +190,7 @@ void Runner::finish_reply(const Step& step, const Reply& reply, AttemptEnd& end)
 void Runner::exchange(const Step& step, Result& result, AttemptEnd& end) {
   const double start = clock_.now();
   try {
+    start_console(end);
     if (step.confirm && slot_.person != nullptr) slot_.person->ask(*step.confirm);
     if (slot_.rs485 != nullptr && step.code == kEchoTest) slot_.rs485->begin();
     const Reply reply = session_->run({step.code, step.parameter, step.timeout},

@@ -65,6 +65,7 @@ class Runner {
   void tick(const Step& step, double elapsed, AttemptEnd& end);
   void finish_reply(const Step& step, const Reply& reply, AttemptEnd& end);
   void await_answer(const Step& step, double replied, AttemptEnd& end);
+  void start_console(AttemptEnd& end);
   void take_console(AttemptEnd& end);
   void finish_console(AttemptEnd& end);
   void measure(const Step& step, AttemptEnd& end);
