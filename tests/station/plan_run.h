@@ -137,7 +137,7 @@ class PlanRun : public testing::Test {
   void run(const std::string& steps, const std::string& head = "") {
     const t1station::Plan plan = t1station::parse_plan(
         "p.toml", "format = 1\nname = \"main-board\"\nversion = \"3\"\nserial = '.*'\n" + head + steps);
-    t1station::Records records(file_);
+    t1station::Records records(file_, vfs_);
     const std::string id = records.begin_run(records_support::unit("VX00000001"), plan);
     t1station::RecordsJournal kept(records, id, "192.0.2.7:36001");
     DiaryJournal journal(kept, diary_);
@@ -173,6 +173,7 @@ class PlanRun : public testing::Test {
 
   const OwnDirectory directory_;
   const std::string file_ = directory_.file("records.db");
+  std::string vfs_;  ///< that the records are written through; empty: the usual one
   ManualClock clock_;
   t1station::Interrupt interrupt_;
   Diary diary_;

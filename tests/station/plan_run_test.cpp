@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/station/plan_run.h"
+#include "tests/station/recording_disk.h"
 
 namespace {
 
@@ -241,6 +242,25 @@ TEST_F(PlanRun, AFailOfTheBoardStaysOneWhateverWasMeasured) {
   run(step_text("clock", "[[step.measure]]\nname = \"degrees\"\nmatch = 'T=([0-9]+)'\nlow = 10.0\n"));
   EXPECT_EQ(verdict(), "failed");
   EXPECT_EQ(last_attempt().measurements.at(0).outcome, "passed");
+}
+
+TEST_F(PlanRun, RecordsThatBreakEndTheRunAtOnceAndNothingMoreIsSentOrShown) {
+  for (const std::string line :
+       {"store connection", "store start of clock 1", "store failed", "store start of clock 2"}) {
+    diary_.lines.clear();
+    RecordingDisk disk;
+    vfs_ = disk.name();
+    bool is_full = false;
+    disk.fault = [&](std::string_view call, std::string_view /*file*/) {
+      return is_full && call == "write" ? SQLITE_FULL : SQLITE_OK;
+    };
+    diary_.at = [&](const std::string& now) { is_full = is_full || now == line; };
+    starts_.clear(), answers_.clear();
+    connection({{bytes_after(6, rtc_fail)}, {bytes_after(6, rtc_pass())}});
+    EXPECT_THROW(run(step_text("clock", "attempts = 2\n") + step_text("put-back", "always = true\n")),
+                 RecordsBroken);
+    EXPECT_EQ(diary_.lines.back(), line);
+  }
 }
 
 }  // namespace
