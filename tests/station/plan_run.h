@@ -86,6 +86,7 @@ class StoppableConnector final : public t1station::Connector {
       : script_(script), interrupt_(interrupt), diary_(diary) {}
 
   std::unique_ptr<t1station::Link> connect() override {
+    if (interrupt_.is_raised()) throw t1station::LinkError("interrupted");
     return std::make_unique<StoppableLink>(script_.connect(), interrupt_, diary_);
   }
   void pause(double seconds) override {

@@ -136,6 +136,27 @@ TEST_F(PlanRun, AStopBehindAFailureDoesNotReachWhatAlwaysRuns) {
   EXPECT_EQ(verdict(), "stopped");
 }
 
+TEST_F(PlanRun, AStopBetweenTwoAttemptsAsksForNoMoreOfThatStep) {
+  connection({{close_after(6)}});
+  connection({{bytes_after(6, rtc_pass())}});
+  diary_.at = [&](const std::string& line) {
+    if (line == "hear broken") interrupt_.raise();
+  };
+  run(step_text("clock", "attempts = 2\n") + step_text("put-back", "always = true\n"));
+  EXPECT_THAT(attempts(), ElementsAre("clock 1 broken", "put-back 1 passed"));
+  EXPECT_EQ(verdict(), "stopped");
+}
+
+TEST_F(PlanRun, AStoppedRunStaysOneWhenTheBoardIsGoneForWhatAlwaysRuns) {
+  connection({{bytes_after(6, rtc_pass())}, {close_after(6)}});
+  diary_.at = [&](const std::string& line) {
+    if (line == "hear end of clock") interrupt_.raise();
+  };
+  run(step_text("clock") + step_text("left-out") + step_text("put-back", "always = true\nattempts = 2\n"));
+  EXPECT_THAT(attempts(), ElementsAre("clock 1 passed", "put-back 1 broken"));
+  EXPECT_EQ(verdict(), "stopped");
+}
+
 TEST_F(PlanRun, AStopWhileTheBoardIsWaitedForIsNoError) {
   listener_.on_tick = [&](double elapsed) {
     if (elapsed > 3) interrupt_.raise();
@@ -215,6 +236,15 @@ TEST_F(PlanRun, WhatCameOfAReplyThatBrokeOrCameTooLateIsKept) {
   EXPECT_EQ(run.attempts[0].reply, document_in(part));
   EXPECT_EQ(run.attempts[1].reply, document_in(part));
   EXPECT_EQ(run.attempts[2].reply, document_in(light_pass)) << "a whole one, and the wrong one";
+}
+
+TEST_F(PlanRun, TheReplyOfARestartIsKeptLikeAnyOtherAndNothingIsSentBehindIt) {
+  const std::string restarts = reply(-15, "x", "Pass", "");
+  connection({{bytes_after(1, restarts)}});
+  run("[[step]]\nname = \"restart\"\ntest = \"restart\"\n");
+  EXPECT_EQ(verdict(), "passed");
+  EXPECT_EQ(last_attempt().reply, document_in(restarts));
+  EXPECT_EQ(script_->links.at(0)->sent, std::vector<std::string>{request(-15)});
 }
 
 TEST_F(PlanRun, AMeasurementOutsideItsLimitsOrMissingFailsWhateverTheBoardSaid) {

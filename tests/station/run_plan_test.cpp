@@ -1,4 +1,4 @@
-// `t1station run --plan`: what it says, what it keeps and its exit code, against a fake board.
+// The command `t1station run --plan`: what it says, keeps and refuses, and its exit code, on a fake board.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
