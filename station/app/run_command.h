@@ -1,4 +1,4 @@
-// The command "run": tests that are asked for one by one, or a unit on its way through a plan.
+// The command `t1station HOST run`: tests that are asked for one by one, or a unit on its way through a plan.
 #pragma once
 
 #include "station/app/app.h"

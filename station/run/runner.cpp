@@ -104,9 +104,16 @@ void Runner::give_up(bool say_quit) {
   link_.reset();
 }
 
+/// What was printed before is none of this attempt's: a number in it would be of another one.
+void Runner::start_console(AttemptEnd& end) {
+  if (slot_.console == nullptr) return;
+  slot_.console->take();
+  end.console.emplace();
+}
+
 void Runner::take_console(AttemptEnd& end) {
   if (slot_.console == nullptr) return;
-  std::string& kept = end.console.emplace(end.console.value_or(""));
+  std::string& kept = *end.console;
   kept += slot_.console->take();
   if (kept.size() > kMostConsole) kept.erase(0, kept.size() - kMostConsole);
 }
@@ -115,7 +122,7 @@ void Runner::finish_console(AttemptEnd& end) {
   if (slot_.console == nullptr) return;
   const double start = clock_.now();
   double heard = start;
-  std::size_t size = end.console.value_or("").size();
+  std::size_t size = end.console->size();
   while (clock_.now() - heard < kConsoleQuiet && clock_.now() - start < kConsoleWait) {
     connector_.pause(kConsoleQuiet / 5);
     take_console(end);
@@ -133,11 +140,10 @@ void Runner::tick(const Step& step, double elapsed, AttemptEnd& end) {
   listener_.on(AttemptTicked{elapsed});
 }
 
-void Runner::await_answer(const Step& step, AttemptEnd& end) {
+void Runner::await_answer(const Step& step, double replied, AttemptEnd& end) {
   if (!step.confirm) return;
-  const double start = clock_.now();
   while (end.answer.empty() && slot_.person != nullptr) {
-    const double left = kAnswerTime - (clock_.now() - start);
+    const double left = kAnswerTime - (clock_.now() - replied);
     if (left <= 0) break;
     if (const std::optional<bool> answer = slot_.person->answer()) {
       end.answer = *answer ? "yes" : "no";
@@ -167,6 +173,7 @@ void Runner::measure(const Step& step, AttemptEnd& end) {
 }
 
 void Runner::finish_reply(const Step& step, const Reply& reply, AttemptEnd& end) {
+  const double replied = clock_.now();
   end.outcome = reply.passed ? AttemptOutcome::passed : AttemptOutcome::failed;
   end.board_name = reply.test_name;
   end.description = reply.description;
@@ -176,13 +183,14 @@ void Runner::finish_reply(const Step& step, const Reply& reply, AttemptEnd& end)
     end.description += (end.description.empty() ? "" : "\n") + slot_.rs485->words();
     if (!slot_.rs485->is_right()) end.outcome = AttemptOutcome::failed;
   }
-  await_answer(step, end);
+  await_answer(step, replied, end);
 }
 
 /// Everything between request and verdict of one attempt; what goes wrong on the way is its outcome.
 void Runner::exchange(const Step& step, Result& result, AttemptEnd& end) {
   const double start = clock_.now();
   try {
+    start_console(end);
     if (step.confirm && slot_.person != nullptr) slot_.person->ask(*step.confirm);
     if (slot_.rs485 != nullptr && step.code == kEchoTest) slot_.rs485->begin();
     const Reply reply = session_->run({step.code, step.parameter, step.timeout},
@@ -279,7 +287,8 @@ std::vector<Result> Runner::run(const std::vector<Step>& steps) {
     result.step = step.name;
     result.code = step.code;
     result.parameter = step.parameter;
-    if (skip_reason_.empty() && interrupt_.is_raised()) stop(kStopped);
+    // Behind a failure that stops the run, too: the stop must not reach what always runs.
+    if (!is_over_ && interrupt_.is_raised()) stop(kStopped);
     if (may_run(step)) {
       listener_.on(StepStarted{result.index, steps.size(), step});
       run_step(step, result);

@@ -64,7 +64,8 @@ class Runner {
   void exchange(const Step& step, Result& result, AttemptEnd& end);
   void tick(const Step& step, double elapsed, AttemptEnd& end);
   void finish_reply(const Step& step, const Reply& reply, AttemptEnd& end);
-  void await_answer(const Step& step, AttemptEnd& end);
+  void await_answer(const Step& step, double replied, AttemptEnd& end);
+  void start_console(AttemptEnd& end);
   void take_console(AttemptEnd& end);
   void finish_console(AttemptEnd& end);
   void measure(const Step& step, AttemptEnd& end);

@@ -1,0 +1,296 @@
+// The command `t1station run --plan`: what it says, keeps and refuses, and its exit code, on a fake board.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <pugixml.hpp>
+#include <sstream>
+
+#include "station/app/app.h"
+#include "station/records/records.h"
+#include "tests/harness/own_directory.h"
+#include "tests/station/board_texts.h"
+#include "tests/station/fake_board.h"
+#include "tests/station/records_support.h"
+#include "tests/station/scripted_link.h"
+
+namespace {
+
+using namespace board_texts;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+const std::string nobody = "127.0.0.1:1";  // where a connection would end with 6
+const std::string serial = "AB00000001";
+const std::string rtc_fail = reply(1536, rtc_name_gbk, "Fail", read_failed_gbk);
+
+std::string degrees(const std::string& number) {
+  static const int code = records_support::plan().steps.at(1).code;
+  return reply(code, "x", "Pass", number);
+}
+
+/// With the plan of records_support: "clock" with two attempts, which stops the rest, and "temperature" with
+/// its limits.
+class RunPlanTest : public testing::Test {
+ protected:
+  RunPlanTest() { records_support::write(plan_, records_support::plan_text()); }
+
+  int run_app(const std::vector<std::string>& words) { return run_app(words, clock_); }
+  int run_app(const std::vector<std::string>& words, const t1station::Clock& clock) {
+    out_.str("");
+    err_.str("");
+    t1station::Environment around{out_, err_, clock, interrupt_, "2026-11-22T03:17:12"};
+    around.host = "ICT-7";
+    return t1station::run_app(words, around);
+  }
+  /// `run` with the plan, a unit and records.
+  int run(const std::string& board, const std::vector<std::string>& more = {}) {
+    return run(board, more, clock_);
+  }
+  int run(const std::string& board, const std::vector<std::string>& more, const t1station::Clock& clock) {
+    std::vector<std::string> words{board,  "run",       "--plan", plan_,          "--serial",
+                                   serial, "--records", file_,    "--board-wait", "0.1"};
+    words.insert(words.end(), more.begin(), more.end());
+    return run_app(words, clock);
+  }
+  /// The complaint of a run that is refused with exit code 4 before anything was asked or kept.
+  std::string refused(const std::vector<std::string>& words) {
+    EXPECT_EQ(run_app(words), 4);
+    EXPECT_EQ(out(), "");
+    EXPECT_FALSE(std::filesystem::exists(file_));
+    return err();
+  }
+  std::string refused_plan(const std::string& text) {
+    records_support::write(plan_, text);
+    return refused({nobody, "run", "--plan", plan_, "--serial", serial, "--records", file_});
+  }
+
+  std::string out() const { return out_.str(); }
+  std::string err() const { return err_.str(); }
+  std::string path(const std::string& name) const { return directory_.file(name); }
+  nlohmann::json json() const { return nlohmann::json::parse(records_support::content_of(path("json"))); }
+  t1station::StoredRun stored() const { return records_support::runs_of(file_).back(); }
+
+  const OwnDirectory directory_;
+  const std::string plan_ = directory_.file("p.toml");
+  const std::string file_ = directory_.file("records.db");
+  ManualClock clock_;  // stands still: every test takes 0.0 seconds
+  t1station::Interrupt interrupt_;
+  std::ostringstream out_, err_;
+};
+
+TEST_F(RunPlanTest, AUnitThatPassesIsKeptAndReportedWithItsPlanAndItsAttempts) {
+  FakeBoard board({{sends(greeting()), hears(), sends(rtc_fail), hears(), sends(rtc_pass()), hears(),
+                    sends(degrees("35.25")), hears()}});
+  EXPECT_EQ(run(board.address(),
+                {"--operator", "Li", "--slot", "2", "--json", path("json"), "--junit", path("junit")}),
+            0)
+      << err();
+  EXPECT_THAT(out(), HasSubstr("2 tests: 2 passed"));
+
+  const t1station::StoredRun kept = stored();
+  EXPECT_EQ(kept.serial, serial);
+  EXPECT_EQ(kept.plan_name + " " + kept.plan_version, "main-board 3");
+  EXPECT_EQ(kept.kind, "production");
+  EXPECT_EQ(kept.station, "ICT-7");
+  EXPECT_EQ(kept.slot, "2");
+  EXPECT_EQ(kept.operator_name, "Li");
+  EXPECT_EQ(kept.board, board.address());
+  EXPECT_EQ(kept.build, records_support::kBuild);
+  EXPECT_EQ(kept.verdict, "passed");
+  EXPECT_EQ(kept.attempts.size(), 3U);
+
+  const nlohmann::json report = json();
+  EXPECT_EQ(report["serial"], serial);
+  EXPECT_EQ(report["plan"], (nlohmann::json{{"name", "main-board"}, {"version", "3"}}));
+  EXPECT_EQ(report["run"], kept.id);
+  EXPECT_EQ(report["verdict"], "passed");
+  EXPECT_EQ(report["retried"], true);
+  EXPECT_EQ(report["hash"], kept.hash);
+  EXPECT_EQ(report["exit_code"], 0);
+  EXPECT_EQ(report["tests"][0]["step"], "clock");
+  EXPECT_EQ(report["tests"][0]["attempts"], 2);
+  EXPECT_EQ(report["tests"][1]["measurements"][0]["value"], 35.25);
+
+  pugi::xml_document junit;
+  ASSERT_TRUE(junit.load_file(path("junit").c_str()));
+  const auto property = [](const pugi::xml_node& of, const char* name) {
+    return std::string(
+        of.child("properties").find_child_by_attribute("property", "name", name).attribute("value").value());
+  };
+  const pugi::xml_node suite = junit.child("testsuites").child("testsuite");
+  EXPECT_EQ(property(suite, "serial"), serial);
+  EXPECT_EQ(property(suite, "plan"), "main-board 3");
+  EXPECT_EQ(property(suite, "verdict"), "passed");
+  EXPECT_EQ(property(suite.child("testcase"), "step"), "clock");
+  EXPECT_EQ(property(suite.child("testcase"), "attempts"), "2");
+}
+
+TEST_F(RunPlanTest, AFailureEndsWith1) {
+  FakeBoard board({{sends(greeting()), hears(), sends(rtc_pass()), hears(), sends(degrees("99")), hears()}});
+  EXPECT_EQ(run(board.address(), {"--json", path("json")}), 1);
+  EXPECT_EQ(stored().verdict, "failed");
+  EXPECT_EQ(json()["verdict"], "failed");
+  EXPECT_THAT(json()["reason"].get<std::string>(), HasSubstr("degrees too high"));
+  EXPECT_EQ(json()["tests"][1]["measurements"][0]["outcome"], "high");
+}
+
+TEST_F(RunPlanTest, TheConsolesDeviceIsReadWhileAStepRuns) {
+  const int board_end = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  std::array<char, 64> device{};
+  ASSERT_EQ(grantpt(board_end), 0);
+  ASSERT_EQ(unlockpt(board_end), 0);
+  ASSERT_EQ(ptsname_r(board_end, device.data(), device.size()), 0);
+  const auto prints = [board_end](std::string_view text) {
+    return does([board_end, text] {
+      EXPECT_EQ(write(board_end, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    });
+  };
+  records_support::write(plan_, records_support::plan_text() +
+                                    "[[step.measure]]\nname = \"more\"\nfrom = \"console\"\nmatch = "
+                                    "'T=([0-9]+)'\n");
+  FakeBoard board({{sends(greeting()), hears(), sends(rtc_pass()), hears(), prints("T=2\n"),
+                    sends(degrees("20")), hears()}});
+  EXPECT_EQ(run(board.address(), {"--console", device.data()}, t1station::SteadyClock()), 0) << err();
+  EXPECT_EQ(stored().attempts.at(0).console, "") << "a console that says nothing";
+  EXPECT_EQ(stored().attempts.at(1).console, "T=2\n");
+  EXPECT_EQ(stored().attempts.at(1).measurements.at(1).value, 2);
+  close(board_end);
+}
+
+TEST_F(RunPlanTest, AStopEndsWith2) {
+  FakeBoard board({{sends(greeting()), hears(), does([this] { interrupt_.raise(); }), awaits_close()}});
+  EXPECT_EQ(run(board.address(), {"--json", path("json")}), 2);
+  EXPECT_EQ(stored().verdict, "stopped");
+  EXPECT_EQ(stored().attempts.at(0).outcome, "stopped");
+  EXPECT_EQ(json()["verdict"], "stopped");
+}
+
+TEST_F(RunPlanTest, ABoardThatIsLostEndsWith6) {
+  FakeBoard board({{sends(greeting()), hears(), resets()}});
+  EXPECT_EQ(run(board.address(), {"--json", path("json")}), 6);
+  EXPECT_EQ(stored().verdict, "error");
+  EXPECT_EQ(stored().attempts.at(0).outcome, "broken");
+  EXPECT_EQ(json()["verdict"], "error");
+}
+
+TEST_F(RunPlanTest, ABoardThatNeverComesEndsWith6AndItsRunIsKept) {
+  EXPECT_EQ(run(nobody), 6);
+  EXPECT_EQ(stored().verdict, "error");
+  EXPECT_THAT(stored().reason.value(), HasSubstr("no connection to " + nobody));
+}
+
+TEST_F(RunPlanTest, ABuildThatIsNotThePlansEndsWith6AndLeavesTheBoardFree) {
+  std::string text = records_support::plan_text();
+  text.replace(text.find("BUILD: .*"), 9, "BUILD: 20");
+  records_support::write(plan_, text);
+  FakeBoard board({{sends(greeting()), hears()}});
+  EXPECT_EQ(run(board.address()), 6);
+  EXPECT_THAT(stored().reason.value(), HasSubstr("is not one of this plan, \"BUILD: 20\""));
+  EXPECT_EQ(board.requests(), std::vector<std::string>{request(62208).substr(4)});
+}
+
+TEST_F(RunPlanTest, RecordsThatCannotBeWrittenEndWith6BeforeAnythingIsAsked) {
+  { const t1station::Records records(file_); }
+  std::filesystem::permissions(file_, std::filesystem::perms::owner_read);
+  EXPECT_EQ(run(nobody), 6);
+  EXPECT_THAT(err(), HasSubstr(file_ + " is read-only"));
+  EXPECT_EQ(out(), "");
+}
+
+TEST_F(RunPlanTest, RecordsThatBreakOnTheWayEndWith6AndNothingMoreIsSentOrShown) {
+  FakeBoard board({{sends(greeting()), hears(),
+                    does([this] { records_support::sql(file_, "ALTER TABLE attempt RENAME TO gone"); }),
+                    sends(rtc_pass()), hears()}});
+  EXPECT_EQ(run(board.address(), {"--json", path("json")}), 6);
+  EXPECT_THAT(err(), HasSubstr("cannot store in " + file_));
+  EXPECT_THAT(err(), testing::Not(HasSubstr("Pass"))) << "what is not stored is not shown";
+  EXPECT_EQ(out(), "");
+  EXPECT_EQ(records_support::content_of(path("json")), "");
+  EXPECT_EQ(board.requests().size(), 1U);
+}
+
+TEST_F(RunPlanTest, ABadPlanIsRefusedWithALineForEachMistake) {
+  std::string text = records_support::plan_text();
+  text.replace(text.find("attempts = 2"), 12, "attempts = 0");
+  text.replace(text.find("\"temp\""), 6, "\"tepm\"");
+  const std::string said = refused_plan(text);
+  EXPECT_EQ(run_app({"plan", "check", plan_}), 4);
+  EXPECT_EQ(err(), said) << "the words of plan check";
+  EXPECT_THAT(said, HasSubstr(plan_ + ":11:12: "));
+  EXPECT_THAT(said, HasSubstr(plan_ + ":16:8: "));
+}
+
+TEST_F(RunPlanTest, APlanThatWantsAConsoleOrAPersonIsRefusedWhereThereIsNone) {
+  const std::string text = records_support::plan_text();
+  EXPECT_THAT(
+      refused_plan(text + "[[step.measure]]\nname = \"more\"\nfrom = \"console\"\nmatch = '([0-9])'\n"),
+      HasSubstr("--console DEVICE is needed"));
+  EXPECT_THAT(
+      refused_plan(text +
+                   "[[step]]\nname = \"lit\"\ntest = \"light\"\nconfirm = { zh = \"亮?\", en = \"Lit?\" }\n"),
+      HasSubstr("a step asks a person, and standard input is no terminal"));
+}
+
+TEST_F(RunPlanTest, ASerialNumberOfAnotherPlanIsRefused) {
+  for (const std::string wrong : {"AB0000001", "AB000000012", "ab00000001", ""}) {
+    const std::string said = refused({nobody, "run", "--plan", plan_, "--serial", wrong, "--records", file_});
+    EXPECT_THAT(said, HasSubstr("\"" + wrong + "\" is no serial number of main-board")) << said;
+  }
+}
+
+TEST_F(RunPlanTest, WordsThatDoNotGoWithAPlanOrAreMissingBesideItAreRefused) {
+  const std::vector<std::string> whole{nobody,     "run",  "--plan",    plan_,
+                                       "--serial", serial, "--records", file_};
+  const auto with = [&whole](std::initializer_list<std::string> more) {
+    std::vector<std::string> words = whole;
+    words.insert(words.end(), more);
+    return words;
+  };
+  EXPECT_THAT(refused(with({"rtc"})), HasSubstr("not with --plan"));
+  EXPECT_THAT(refused(with({"--family", "T1"})), HasSubstr("not with --plan"));
+  EXPECT_THAT(refused(with({"--timeout", "5"})), HasSubstr("not with --plan"));
+  EXPECT_THAT(refused(with({"--wait", "5"})), HasSubstr("--board-wait"));
+  EXPECT_THAT(refused({nobody, "run", "--plan", plan_, "--records", file_}), HasSubstr("--serial"));
+  EXPECT_THAT(refused({nobody, "run", "--plan", plan_, "--serial", serial}), HasSubstr("--records"));
+  EXPECT_THAT(refused({nobody, "run", "rtc", "--serial", serial}), HasSubstr("--plan"));
+}
+
+TEST_F(RunPlanTest, RecordsOfAnotherApplicationOrProcessAreRefusedAndStayAsTheyAre) {
+  records_support::write(file_, "minutes of a meeting, long enough to be looked at as something of its own");
+  const std::string before = records_support::content_of(file_);
+  EXPECT_EQ(run(nobody), 4);
+  EXPECT_THAT(err(), HasSubstr("nothing was run"));
+  EXPECT_EQ(records_support::content_of(file_), before);
+  std::filesystem::remove(file_);
+  records_support::sql(file_, "CREATE TABLE letters (text)");
+  EXPECT_EQ(run(nobody), 4);
+  EXPECT_THAT(err(), HasSubstr("nothing was run"));
+  std::filesystem::remove(file_);
+  const t1station::Records owner(file_);
+  EXPECT_EQ(run(nobody), 4);
+  EXPECT_THAT(err(), HasSubstr("nothing was run"));
+}
+
+TEST_F(RunPlanTest, AUnitWithItsRunsBehindItIsRefusedUntilItIsReleased) {
+  {
+    t1station::Records records(file_);
+    records_support::fail(records, serial);
+    records_support::fail(records, serial);
+  }
+  EXPECT_EQ(run(nobody), 4);
+  EXPECT_THAT(err(), HasSubstr(serial + " has not passed main-board in 2 runs: to repair"));
+  EXPECT_EQ(records_support::runs_of(file_).size(), 2U) << "a refusal is no run";
+  EXPECT_EQ(run_app({"records", "release", file_, serial, "--reason", "new sensor"}), 0) << err();
+  FakeBoard board({{sends(greeting()), hears(), sends(rtc_pass()), hears(), sends(degrees("20")), hears()}});
+  EXPECT_EQ(run(board.address()), 0) << err();
+  EXPECT_EQ(stored().number, 3);
+}
+
+}  // namespace
