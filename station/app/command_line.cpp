@@ -233,7 +233,8 @@ void add_shown(CLI::App& run, CommandLine& line, Words& words) {
   run.add_option("--junit", line.junit_file, "Write the results to this file as JUnit XML")
       ->type_name("FILE");
   run.add_flag("--quiet", line.quiet, "Do not show banner and menu");
-  run.add_option("--speed", line.speed, "The board runs so many times as fast; for the progress display")
+  run.add_option("--speed", line.speed,
+                 "The board runs so many times as fast; for the progress display and --rs485")
       ->type_name("N")
       ->check(CLI::Validator(check_positive, ""));
   run.add_option("--color", words.color, "auto, always or never")
