@@ -116,6 +116,22 @@ TEST_F(KeptRunsTest, AKilledStationNeverLeavesAPass) {
   EXPECT_THAT(records("check"), HasSubstr("4 runs and "));
 }
 
+TEST_F(KeptRunsTest, APlanThatIsMadeEasierDuringARunIsNotThatRunsPlan) {
+  board.fault("rtc stopped");
+  Child running = station("AB00000001");
+  board.lines_until(kAsked);
+  std::string easier = kPlan;
+  easier.erase(easier.find("[[step]]"), easier.find("[[step]]\nname = \"light\"") - easier.find("[[step]]"));
+  std::ofstream(plan_) << easier;
+  board.advance(6s);
+  board.lines_until(kAsked);
+  board.advance(10s);
+  pass_leave(board);
+  EXPECT_EQ(running.exit_status(), 1);
+  EXPECT_THAT(running.rest(), HasSubstr("AB00000001: failed (step clock: failed"));
+  EXPECT_THAT(verdicts(), ElementsAre("\"failed\""));
+}
+
 TEST_F(KeptRunsTest, RecordsHaveOneWriterAndAnyNumberOfReaders) {
   Child first = station("AB00000001");
   board.lines_until(kAsked);
