@@ -150,85 +150,120 @@ struct Words {
 };
 
 void add_connection(CLI::App& command, CommandLine& line, Words& words) {
-  const CLI::Validator positive(check_positive, "POSITIVE");
+  const CLI::Validator positive(check_positive, "");
+  command.option_defaults()->group("The connection");
   command.add_flag("--no-quit", words.no_quit, "Leave without the quit request");
   command.add_option("--connect-timeout", line.connect_timeout, "Seconds for each try to connect")
+      ->type_name("S")
       ->check(positive)
       ->capture_default_str();
   command
       .add_option("--greeting-wait", line.patience.greeting,
                   "Seconds for banner and menu: the board may be busy with another station")
+      ->type_name("S")
       ->check(positive)
       ->capture_default_str();
   command
       .add_option("--wait", line.patience.absence,
                   "Keep trying for so many seconds while the board or its server is starting")
+      ->type_name("S")
       ->check(positive);
 }
 
 void add_plan_options(CLI::App& run, CommandLine& line) {
-  const CLI::Validator positive(check_positive, "POSITIVE");
+  run.option_defaults()->group("Taking a unit through a plan, instead of TESTs");
   CLI::Option* plan =
-      run.add_option("--plan", line.plan_file, "Take a unit through this plan, instead of TESTs");
-  CLI::Option* serial = run.add_option("--serial", line.serial, "The unit's serial number")->needs(plan);
+      run.add_option("--plan", line.plan_file, "The plan: which tests, how often, which limits");
+  CLI::Option* serial =
+      run.add_option("--serial", line.serial, "The unit's serial number")->type_name("SN")->needs(plan);
   CLI::Option* records =
       run.add_option("--records", line.records_file, "Keep the run in this file; made when it is missing")
+          ->type_name("FILE")
           ->needs(plan);
-  plan->needs(serial)->needs(records);
-  run.add_option("--operator", line.operator_name, "Who tests, for the records")->needs(plan);
-  run.add_option("--slot", line.slot, "The place of the board, for the records")->needs(plan);
+  plan->type_name("FILE")->needs(serial)->needs(records);
+  run.add_option("--operator", line.operator_name, "Who tests, for the records")
+      ->type_name("NAME")
+      ->needs(plan);
+  run.add_option("--slot", line.slot, "The place of the board, for the records")
+      ->type_name("NAME")
+      ->needs(plan);
   run.add_option("--board-wait", line.board_wait,
                  "Seconds to keep trying, at each connection, while the board starts")
-      ->check(positive)
+      ->type_name("S")
+      ->check(CLI::Validator(check_positive, ""))
       ->needs(plan)
       ->capture_default_str();
   run.add_option("--console", line.console, "Serial device with the board's console, kept with each attempt")
+      ->type_name("DEVICE")
       ->needs(plan);
   run.add_option("--console-speed", line.console_speed, "Bits per second of the console")
+      ->type_name("N")
       ->check(CLI::Validator(check_speed, ""))
       ->needs(plan)
       ->capture_default_str();
   run.add_option("--rs485", line.rs485, "Serial device on which the station plays its part of the echo test")
+      ->type_name("DEVICE")
       ->needs(plan);
 }
 
-CLI::App* add_run(CLI::App& app, CommandLine& line, Words& words) {
-  const CLI::Validator positive(check_positive, "POSITIVE");
-  CLI::App* run = app.add_subcommand("run", "Run tests one after the other");
-  run->add_option("TEST", words.tests,
-                  "Decimal code, hexadecimal code with 0x, or short name; with =N the parameter of this one");
-  run->add_option("-p,--param", words.parameter,
-                  "Voltage in hundredths of a volt (650 for 6.50 V), for the set-sub tests")
+void add_choice_of_tests(CLI::App& run, CommandLine& line, Words& words) {
+  run.add_option("TEST", words.tests,
+                 "Decimal code, hexadecimal code with 0x, or short name; with =N the parameter of this one")
+      ->type_name("");
+  run.option_defaults()->group("Choosing tests, and what follows one");
+  run.add_option("-p,--param", words.parameter,
+                 "Voltage in hundredths of a volt (650 for 6.50 V), for the set-sub tests")
       ->type_name("N");
-  run->add_option("--family", words.family,
-                  "Run all tests that boards of this family are given, instead of TESTs");
-  run->add_option("--timeout", line.timeout,
-                  "Seconds to wait for each reply; else 3 times the usual length + 30")
-      ->check(positive);
-  run->add_option("--json", line.json_file, "Write the results to this file as JSON");
-  run->add_option("--junit", line.junit_file, "Write the results to this file as JUnit XML");
-  run->add_option("--speed", line.speed, "The board runs so many times as fast; for the progress display")
-      ->check(positive);
-  run->add_option("--color", words.color, "auto, always or never")->check(CLI::Validator(check_color, ""));
-  add_plan_options(*run, line);
-  run->add_flag("--quiet", line.quiet, "Do not show banner and menu");
+  run.add_option("--family", words.family,
+                 "Run all tests that boards of this family are given, instead of TESTs")
+      ->type_name("NAME");
+  run.add_option("--timeout", line.timeout,
+                 "Seconds to wait for each reply; else 3 times the usual length + 30")
+      ->type_name("S")
+      ->check(CLI::Validator(check_positive, ""));
   CLI::Option* keep_going =
-      run->add_flag("--keep-going", words.keep_going, "Go on after a test that did not pass (the default)");
-  run->add_flag("--fail-fast", words.fail_fast, "Stop after the first test that does not pass")
+      run.add_flag("--keep-going", words.keep_going, "Go on after a test that did not pass (the default)");
+  run.add_flag("--fail-fast", words.fail_fast, "Stop after the first test that does not pass")
       ->excludes(keep_going);
+}
+
+void add_shown(CLI::App& run, CommandLine& line, Words& words) {
+  run.option_defaults()->group("What is shown and written");
+  run.add_option("--json", line.json_file, "Write the results to this file as JSON")->type_name("FILE");
+  run.add_option("--junit", line.junit_file, "Write the results to this file as JUnit XML")
+      ->type_name("FILE");
+  run.add_flag("--quiet", line.quiet, "Do not show banner and menu");
+  run.add_option("--speed", line.speed,
+                 "The board runs so many times as fast; for the progress display and --rs485")
+      ->type_name("N")
+      ->check(CLI::Validator(check_positive, ""));
+  run.add_option("--color", words.color, "auto, always or never")
+      ->type_name("WHEN")
+      ->check(CLI::Validator(check_color, ""));
+}
+
+CLI::App* add_run(CLI::App& app, CommandLine& line, Words& words) {
+  CLI::App* run = app.add_subcommand("run", "Run tests one after the other, or take a unit through a plan");
+  add_choice_of_tests(*run, line, words);
+  add_plan_options(*run, line);
+  add_shown(*run, line, words);
   add_connection(*run, line, words);
   run->footer(
       "Exit codes: 0 all passed, 1 a test failed, 2 interrupted, 4 usage, 5 nothing selected,\n"
-      "6 board unreachable or protocol broken, 7 a report or standard output could not be written.");
+      "6 board unreachable or protocol broken, 7 a report or standard output could not be written.\n"
+      "With a plan that is its verdict: 0 passed, 1 failed, 2 stopped, 6 error; besides, 4 plan, unit or\n"
+      "records refused, 6 records that cannot be written.");
   return run;
 }
 
 CLI::App* add_monitor(CLI::App& app, CommandLine& line, Words& words) {
   CLI::App* monitor = app.add_subcommand("monitor", "Show every record that the board sends");
   monitor->add_option("--for", line.limits.seconds, "End so many seconds after the first record")
-      ->check(CLI::Validator(check_positive, "POSITIVE"));
+      ->type_name("S")
+      ->check(CLI::Validator(check_positive, ""));
   monitor->add_option("--records", line.limits.records, "End after so many records")
-      ->check(CLI::Validator(check_count, "POSITIVE"));
+      ->type_name("N")
+      ->check(CLI::Validator(check_count, ""));
   add_connection(*monitor, line, words);
   monitor->footer(
       "Exit codes: 0 a limit is reached, 2 interrupted, 4 usage, 6 board unreachable, closed or unreadable,\n"
@@ -241,10 +276,12 @@ CLI::App* add_echo(CLI::App& app, CommandLine& line) {
       "rs485-echo", "Play the station's part of the RS485 echo test on a serial device of this PC");
   echo->add_option("DEVICE", line.echo.device, "The serial device: /dev/ttyUSB0")->required();
   echo->add_option("--speed", line.echo.speed, "Bits per second")
+      ->type_name("N")
       ->check(CLI::Validator(check_speed, ""))
       ->capture_default_str();
   echo->add_option("--timeout", line.echo.timeout, "Seconds to wait for the echo")
-      ->check(CLI::Validator(check_positive, "POSITIVE"))
+      ->type_name("S")
+      ->check(CLI::Validator(check_positive, ""))
       ->capture_default_str();
   echo->footer(
       "Exit codes: 0 the echo is right, 1 it is not, 2 interrupted, 4 usage, 6 no echo or no device,\n"

@@ -134,6 +134,17 @@ class Commands(unittest.TestCase):
             self.assertIn("words of the console", (self.folder / named).read_text())
             self.assertIn("words of the console", self.ends(status, "run", "rtc", "--console")[0])
 
+    def test_a_unit_goes_through_a_plan_and_its_run_is_kept(self):
+        (self.folder / "plan.toml").touch()
+        unit = ["run", "--plan", "plan.toml", "--serial", "AB00000001"]
+        self.assertIn("unit AB00000001 on the normal board passed", self.ends(0, *unit)[0].splitlines()[-1])
+        self.assertIn("plan check plan.toml\n", self.calls())
+        self.assertIn("--plan plan.toml --serial AB00000001 --records build/records.db\n", self.calls())
+        self.ends(0, *unit, "--records", "shift.db")
+        self.assertIn("--records shift.db\n", self.calls())
+        (self.folder / "station_status").write_text("4")
+        self.assertIn("refused", self.ends(4, *unit)[0].splitlines()[-1])
+
     def test_runs_side_by_side_keep_their_consoles_apart(self):
         (self.folder / "build/console").mkdir()
         with open(self.folder / "build/console/normal.log", "w") as taken:
@@ -147,6 +158,10 @@ class Commands(unittest.TestCase):
     def test_a_command_line_that_makes_no_sense_is_refused_before_anything_is_built(self):
         for command in (["run", "--all-boards", "--fault", "rtc stopped"], ["run", "--faults", "rtc"], ["run", "--nonsense"],
                         ["run", "--faults", "--serve"], ["run", "--serve", "rtc"], ["run", "--board"],
+                        ["run", "--plan", "run"], ["run", "--serial", "AB00000001"], ["run", "--records", "shift.db"],
+                        ["run", "--plan", "run", "--serial", "AB00000001", "rtc"],
+                        ["run", "--plan", "run", "--serial", "AB00000001", "--serve"],
+                        ["run", "--plan", "missing.toml", "--serial", "AB00000001"], ["run", "--faults", "--plan", "run"],
                         ["test", "--asan", "--tsan"], ["test", "--tidy", "--only", "x"], ["test", "--fuzz", "long"],
                         ["test", "--arm", "--all"], ["test", "--only"], ["bench", "--nonsense"], ["build-arm", "now"]):
             with self.subTest(command=command):
