@@ -51,7 +51,9 @@ class Application {
   /// Looks what the program has sent and closed. Called after each call on a connection.
   void serve();
 
-  /// Scripts the answer to a command; see Board::set_app_answer.
+  /// Scripts the answer to a command: the replies, then the connection is closed; with `closes` false it
+  /// stays open for ever. Without a script it answers as a healthy one, and a command that it does not know
+  /// is a violation.
   void set_answer(std::uint32_t command, std::vector<Reply> replies, bool closes = true);
   const std::vector<Command>& commands() const { return commands_; }
 
