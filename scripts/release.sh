@@ -38,6 +38,7 @@ station() {
   install -m 755 build/release/station/t1station "$folder"
   strip "$folder/t1station"
   document docs/installing-station.md
+  install -D -m 644 -t "$folder/plans" plans/*.toml
   packages_of "$folder/t1station" >"$folder/NEEDS"
   local package
   for package in libcli11-dev nlohmann-json3-dev libtomlplusplus-dev; do # their headers are compiled in
