@@ -1,0 +1,53 @@
+// Reads the file of a line, as strictly as plans are read.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "station/link/link.h"
+
+namespace t1station {
+
+/// A place for a board.
+struct SlotFile {
+  std::string name;
+  Address board;
+  std::string interface;                ///< network interface of the PC; empty: any
+  std::vector<std::string> plan_files;  ///< at least one
+  std::string console;                  ///< serial device; empty: none
+  unsigned console_speed = 115200;      ///< bits per second
+  std::string rs485;                    ///< serial device; empty: none
+};
+
+/// The check of each slot at the start of a shift.
+struct PointCheck {
+  double every_hours = 8;
+  std::vector<std::string> good, bad;  ///< serial numbers
+};
+
+/// A line as its file says. Paths are absolute or relative to the working directory.
+struct LineFile {
+  std::string path;     ///< of the file itself
+  std::string station;  ///< its name
+  std::string records;
+  std::string host = "127.0.0.1", port = "8036";  ///< to listen on; the host is a numeric address
+  std::string language = "zh";                    ///< or "en"
+  double board_wait = 60, greeting_wait = 300;    ///< seconds
+  double time_scale = 1;
+  std::string users_file;                    ///< empty: nobody logs in
+  std::string tls_certificate, tls_key;      ///< PEM files; empty: no TLS
+  bool plain_http = false;                   ///< wanted in so many words
+  std::optional<PointCheck> check;
+  std::vector<SlotFile> slots;
+
+  /// Whether only this PC can reach it.
+  bool is_loopback() const;
+};
+
+/// Reads a line's file, but none of the files that it names. Throws BadFile (see plan/bad_file.h) with every
+/// mistake and its place.
+LineFile read_line_file(const std::string& path);
+
+}  // namespace t1station
