@@ -12,8 +12,10 @@
 #include <vector>
 
 #include "station/line/line_file.h"
+#include "station/link/clock.h"
 #include "station/plan/measure.h"
 #include "station/plan/plan.h"
+#include "station/records/reader.h"
 #include "station/records/records.h"
 
 namespace t1station {
@@ -42,38 +44,31 @@ struct RunView {
   std::string id, serial, started;
   std::optional<Verdict> verdict;  ///< nothing while it runs
   bool retried = false;
-  std::string step;             ///< the one that runs, or the last
-  std::size_t index = 0;        ///< of that step, from 0
-  std::size_t total = 0;        ///< steps of the plan
-  int attempt = 0;              ///< of that step, from 1; 0 before the first
+  std::string step;       ///< the one that runs, or the last
+  std::size_t index = 0;  ///< of that step, from 0
+  std::size_t total = 0;  ///< steps of the plan
+  int attempt = 0;        ///< of that step, from 1; 0 before the first
   std::optional<Question> question;
   std::vector<StepFailure> failures;
   std::string reason;  ///< of the verdict; empty while it runs
-  bool must_be_acknowledged = false;
 };
 
 /// A slot as everybody may see it.
 struct SlotView {
   std::string name;
   SlotState state = SlotState::idle;
-  bool is_next = false;      ///< the next scan goes here
-  bool has_answer = false;   ///< a scanned answer goes here
-  std::string reason;        ///< why it is locked or waits; empty when there is none
+  bool is_next = false;     ///< the next scan goes here
+  bool has_answer = false;  ///< a scanned answer goes here
+  std::string reason;       ///< why it is locked or waits, or of its verdict; empty when there is none
   std::string plan_name, plan_version;  ///< of the run, else of its first plan; empty when that is bad
   std::optional<RunView> run;
-};
-
-/// Production runs that ended today, by the PC's calendar.
-struct Today {
-  std::int64_t runs = 0, passed = 0, failed = 0, error = 0;
-  std::optional<double> first_pass_yield;  ///< from 0 to 1; nothing without units
 };
 
 /// The whole line as everybody may see it.
 struct LineView {
   std::string station, language;
-  std::string records = "ok";  ///< or what is wrong with them
-  Today today;
+  std::string records = "ok";   ///< or what is wrong with them
+  RunCounts today;              ///< of the PC's day
   std::vector<SlotView> slots;  ///< in the file's order
 };
 
@@ -104,17 +99,20 @@ class LineRefusal : public std::runtime_error {
 class Line {
  public:
   /// Takes up what the records say of each slot: verdicts that nobody has acknowledged, locks, checks.
-  /// `changed` is called, from any thread and under no lock, whenever view() has changed. Both must outlive
-  /// the line. Throws RecordsBroken.
-  Line(const LineFile& file, Records& records, std::function<void()> changed);
-  /// Ends what shut_down() has not ended.
+  /// `changed` is called, from any thread and under no lock, whenever view() has changed. All of it must
+  /// outlive the line. `clock` says how long ago a slot was named; `log` is called with one line for each
+  /// thing that happens. Throws RecordsBroken.
+  Line(const LineFile& file, Records& records, std::function<void()> changed,
+       const Clock& clock = steady_clock(), std::function<void(const std::string&)> log = {});
+  /// Ends all runs, as shut_down() does, and waits for them.
   ~Line();
   Line(const Line&) = delete;
   Line& operator=(const Line&) = delete;
 
   LineView view() const;
   /// A scanned serial number, `slot:NAME`, `answer:yes` or `answer:no`. `slot` names a slot for this scan.
-  ScanTaken scan(std::string_view text, const std::optional<std::string>& slot, const std::string& operator_name);
+  ScanTaken scan(std::string_view text, const std::optional<std::string>& slot,
+                 const std::string& operator_name);
   /// Ends the slot's run as a person's Ctrl-C does.
   void stop(std::string_view slot, const std::string& operator_name);
   /// The slot's verdict has been seen.
@@ -130,8 +128,8 @@ class Line {
   void note(std::string_view kind, std::string_view operator_name, std::string_view detail);
 
   /// No unit is taken any more; runs end as stopped, "the station was shut down". Steps with `always` have
-  /// about three seconds. Returns when all runs have ended, or after four and a half seconds.
-  void shut_down();
+  /// about three seconds. Returns whether all runs ended within four and a half seconds.
+  bool shut_down();
 
  private:
   struct State;

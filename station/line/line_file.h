@@ -1,12 +1,14 @@
 // Reads the file of a line, as strictly as plans are read.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "station/link/link.h"
+#include "station/plan/bad_file.h"
 
 namespace t1station {
 
@@ -17,11 +19,12 @@ struct SlotFile {
   std::string interface;                ///< network interface of the PC; empty: any
   std::vector<std::string> plan_files;  ///< at least one
   std::string console;                  ///< serial device; empty: none
-  unsigned console_speed = 115200;      ///< bits per second
+  int console_speed = 115200;           ///< bits per second
   std::string rs485;                    ///< serial device; empty: none
+  std::size_t line = 1, column = 1;     ///< where the file says `plan`
 };
 
-/// The check of each slot at the start of a shift.
+/// The check of each slot at the start of a shift: which units must pass there, and which must fail.
 struct PointCheck {
   double every_hours = 8;
   std::vector<std::string> good, bad;  ///< serial numbers
@@ -36,9 +39,9 @@ struct LineFile {
   std::string language = "zh";                    ///< or "en"
   double board_wait = 60, greeting_wait = 300;    ///< seconds
   double time_scale = 1;
-  std::string users_file;                    ///< empty: nobody logs in
-  std::string tls_certificate, tls_key;      ///< PEM files; empty: no TLS
-  bool plain_http = false;                   ///< wanted in so many words
+  std::string users_file;                ///< empty: nobody logs in
+  std::string tls_certificate, tls_key;  ///< PEM files; empty: no TLS
+  bool plain_http = false;               ///< wanted in so many words
   std::optional<PointCheck> check;
   std::vector<SlotFile> slots;
 
@@ -46,8 +49,7 @@ struct LineFile {
   bool is_loopback() const;
 };
 
-/// Reads a line's file, but none of the files that it names. Throws BadFile (see plan/bad_file.h) with every
-/// mistake and its place.
+/// Reads a line's file, but none of the files that it names. Throws BadFile with every mistake and its place.
 LineFile read_line_file(const std::string& path);
 
 }  // namespace t1station

@@ -25,4 +25,10 @@ class SteadyClock final : public Clock {
   }
 };
 
+/// The one that is used where nobody brings another.
+inline const Clock& steady_clock() {
+  static const SteadyClock clock;
+  return clock;
+}
+
 }  // namespace t1station

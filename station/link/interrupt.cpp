@@ -61,6 +61,23 @@ void Interrupt::raise() noexcept {
   errno = saved;
 }
 
+void Interrupt::raise(const char* reason) noexcept {
+  const char* none = nullptr;
+  reason_.compare_exchange_strong(none, reason);
+  raise();
+}
+
+void Interrupt::raise_at_once() noexcept {
+  is_at_once_ = true;
+  is_holding_ = false;
+  raise();
+}
+
+const char* Interrupt::reason(const char* otherwise) const noexcept {
+  const char* reason = reason_;
+  return reason ? reason : otherwise;
+}
+
 bool Interrupt::is_raised() const {
   pollfd item{read_end_, POLLIN, 0};
   return poll(&item, 1, 0) == 1;

@@ -16,6 +16,14 @@ class Interrupt {
 
   /// Asks for the end. Safe in signal handlers and from any thread.
   void raise() noexcept;
+  /// The same, and says why: the first reason stays. It must be a text that outlives this.
+  void raise(const char* reason) noexcept;
+  /// Asks for the end at once: nothing is put in order any more, and no hold() is respected.
+  void raise_at_once() noexcept;
+  /// Whether raise_at_once() was called.
+  bool is_at_once() const noexcept { return is_at_once_; }
+  /// What raise() was called with, or `otherwise` when it said nothing.
+  const char* reason(const char* otherwise) const noexcept;
 
   /// True once raise() was called, unless it is held.
   bool is_raised() const;
@@ -48,6 +56,8 @@ class Interrupt {
   std::atomic<bool> is_holding_ = false;
   std::atomic<bool> is_noted_ = false;
   std::atomic<bool> is_accepted_ = false;
+  std::atomic<bool> is_at_once_ = false;
+  std::atomic<const char*> reason_ = nullptr;
 };
 
 /// Holds an interrupt as long as it lives.

@@ -47,6 +47,13 @@ bool is_absence(int error) {
   return std::find(absences.begin(), absences.end(), error) != absences.end();
 }
 
+// 0, or the error number.
+int bind_to_interface(int socket, const std::string& interface) {
+  if (interface.empty()) return 0;
+  const auto size = static_cast<socklen_t>(interface.size() + 1);
+  return setsockopt(socket, SOL_SOCKET, SO_BINDTODEVICE, interface.c_str(), size) == 0 ? 0 : errno;
+}
+
 using AddressList = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
 
 AddressList look_up(const Address& address) {
@@ -75,11 +82,22 @@ Address parse_address(const std::string& text) {
   return address;
 }
 
+std::string trouble_with_interface(const std::string& interface) {
+  const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  if (socket < 0) return error_text(errno);
+  const int error = bind_to_interface(socket, interface);
+  close(socket);
+  if (error == 0) return {};
+  if (error == ENODEV) return "this PC has no network interface " + interface;
+  return "connections cannot be bound to the network interface " + interface + ": " + error_text(error);
+}
+
 TcpLink::TcpLink(const Address& address, double seconds, const Interrupt& interrupt) : interrupt_(interrupt) {
   const int error = try_all(address, seconds);
   if (error == EINTR) throw LinkError("interrupted while connecting to " + address.text());
   if (error != 0) {
-    const std::string reason = "no connection to " + address.text() + ": " + error_text(error);
+    const std::string way = address.interface.empty() ? "" : " through " + address.interface;
+    const std::string reason = "no connection to " + address.text() + way + ": " + error_text(error);
     if (is_absence(error)) throw NotThereYet(reason);
     throw LinkError(reason);
   }
@@ -93,7 +111,8 @@ int TcpLink::try_all(const Address& address, double seconds) {
   int error = ECONNREFUSED;
   for (const addrinfo* where = list.get(); where && socket_ < 0 && error != EINTR; where = where->ai_next) {
     const int socket = ::socket(where->ai_family, where->ai_socktype | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    error = socket < 0 ? errno : connect_within(socket, *where, seconds, interrupt_);
+    error = socket < 0 ? errno : bind_to_interface(socket, address.interface);
+    if (error == 0) error = connect_within(socket, *where, seconds, interrupt_);
     if (error == 0) {
       socket_ = socket;
     } else if (socket >= 0) {

@@ -41,6 +41,7 @@ class Link {
 struct Address {
   std::string host;
   std::string port;
+  std::string interface {};  ///< of this PC, behind which the board is; empty: the system's choice
 
   /// "HOST:PORT"
   std::string text() const { return host + ":" + port; }
@@ -51,6 +52,9 @@ inline constexpr const char* kDefaultPort = "36001";
 
 /// Reads HOST[:PORT]. Throws UsageError for an empty host or a port that is none.
 Address parse_address(const std::string& text);
+
+/// Nothing when connections can be bound to this network interface, else why not, for people.
+std::string trouble_with_interface(const std::string& interface);
 
 /// A TCP connection over IPv4.
 class TcpLink final : public Link {

@@ -21,9 +21,9 @@ constexpr std::string_view kDigits = "0123456789abcdef";
 // Ids of one millisecond are numbered in 12 bits.
 constexpr std::uint64_t kNumbersPerMillisecond = 4096;
 
-std::uint64_t milliseconds_now() {
-  const auto since = std::chrono::system_clock::now().time_since_epoch();
-  return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(since).count());
+std::uint64_t milliseconds_of(std::chrono::system_clock::time_point time) {
+  const auto since = std::chrono::floor<std::chrono::milliseconds>(time.time_since_epoch());
+  return static_cast<std::uint64_t>(since.count());
 }
 
 // Milliseconds times 4096 and a number, larger at each call.
@@ -31,7 +31,7 @@ std::uint64_t next_tick() {
   static std::mutex mutex;
   static std::uint64_t last = 0;
   const std::lock_guard lock(mutex);
-  last = std::max(last + 1, milliseconds_now() * kNumbersPerMillisecond);
+  last = std::max(last + 1, milliseconds_of(std::chrono::system_clock::now()) * kNumbersPerMillisecond);
   return last;
 }
 
@@ -48,13 +48,17 @@ std::uint64_t random_number() {
 }  // namespace
 
 std::string record_time() {
-  const std::uint64_t now = milliseconds_now();
-  const auto seconds = static_cast<std::time_t>(now / 1000);
+  return record_time(std::chrono::system_clock::now());
+}
+
+std::string record_time(std::chrono::system_clock::time_point time) {
+  const std::uint64_t milliseconds = milliseconds_of(time);
+  const auto seconds = static_cast<std::time_t>(milliseconds / 1000);
   std::tm utc{};
   gmtime_r(&seconds, &utc);
   std::array<char, 32> text{};
   const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S.", &utc);
-  const std::string thousandths = std::to_string(1000 + now % 1000).substr(1);
+  const std::string thousandths = std::to_string(1000 + milliseconds % 1000).substr(1);
   return std::string(text.data(), length) + thousandths + "Z";
 }
 

@@ -8,6 +8,7 @@
 #include "station/records/database.h"
 #include "station/records/loading.h"
 #include "station/records/place.h"
+#include "station/records/reading.h"
 #include "station/records/records.h"
 #include "station/records/schema.h"
 
@@ -99,16 +100,6 @@ std::optional<std::string> whole_time(std::string_view word) {
   if (fraction.empty()) return std::string(word.substr(0, 19)) + ".000Z";
   if (fraction.size() != 4 || fraction[0] != '.' || !number_of(fraction.substr(1))) return std::nullopt;
   return std::string(word);
-}
-
-// What damage shows while reading is said with the file's name.
-template <typename Reading>
-auto RecordsReader::reading(const Reading& read) {
-  try {
-    return read();
-  } catch (const SqlError& error) {
-    throw RecordsBroken("cannot read " + file_ + ": " + error.what());
-  }
 }
 
 RecordsReader::RecordsReader(const std::string& file) : file_(file) {

@@ -1,11 +1,13 @@
 // Reading records, also beside the process that writes them.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "station/records/rows.h"
 
@@ -30,6 +32,26 @@ struct RunFilter {
   bool newest_first = false;
 };
 
+/// A run of a check unit.
+struct CheckRun {
+  std::string serial, verdict, ended;
+};
+
+/// What happened in a slot before this station started.
+struct SlotHistory {
+  std::optional<StoredRun>
+      unacknowledged;  ///< whole: the last run, where it did not pass and nobody has seen it
+  std::optional<std::string> lock_reason;  ///< of a lock that nobody has taken away
+  std::string unlocked;                    ///< when it was unlocked last; empty: never
+  std::vector<CheckRun> checks;            ///< in the order in which they ended
+};
+
+/// Runs by verdict.
+struct RunCounts {
+  std::int64_t runs = 0, passed = 0, failed = 0, error = 0;
+  std::optional<double> first_pass_yield;  ///< from 0 to 1; nothing without units
+};
+
 /// Reads one file, as it stands at each call.
 class RecordsReader {
  public:
@@ -48,6 +70,10 @@ class RecordsReader {
   std::optional<StoredRun> run(std::string_view id);
   /// The hash of the run that ended last; nothing when none has.
   std::optional<std::string> head();
+  /// What is known of a slot of a station; of its check runs those that ended since `checks_since`.
+  SlotHistory slot_history(std::string_view station, std::string_view slot, std::string_view checks_since);
+  /// Production runs that ended since `from`, and the first-pass yield of the units that began since then.
+  RunCounts counts_since(std::string_view from);
 
  private:
   void go_through(const RunFilter& filter, bool whole, const std::function<void(const StoredRun&)>& call);

@@ -1,6 +1,7 @@
 // The records of a station, one SQLite file: what is said here is on the disk when the call returns.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -43,6 +44,7 @@ struct NewRun {
   std::string station, slot;
   std::string operator_name;  ///< empty: nobody said
   std::string software;       ///< name and version of this program
+  std::string started{};      ///< as record_time() writes; empty: now
 };
 
 /// What is known of an attempt before its request is sent.
@@ -89,7 +91,9 @@ struct EndedRun {
   std::string hash;
 };
 
-/// Today's time as records write it: UTC, "2026-11-22T03:17:12.345Z".
+/// A time as records write it: UTC, "2026-11-22T03:17:12.345Z".
+std::string record_time(std::chrono::system_clock::time_point time);
+/// The same of this moment.
 std::string record_time();
 
 /// The one writer of a file, for one or several threads. All members throw RecordsBroken when storing fails;

@@ -135,7 +135,7 @@ std::string insert_run(Database& database, const NewRun& run, const Plan& plan) 
       .bind(text_or_null(run.slot))
       .bind(text_or_null(run.operator_name))
       .bind(runs_of_unit(database, run, plan) + 1)
-      .bind(record_time())
+      .bind(run.started.empty() ? record_time() : run.started)
       .bind(run.software)
       .run();
   return id;

@@ -202,7 +202,7 @@ void Runner::exchange(const Step& step, Result& result, AttemptEnd& end) {
     if (step.code == kRestartCode) give_up(false);
   } catch (const Interrupted&) {
     end.outcome = AttemptOutcome::stopped;
-    end.description = kStopped;
+    end.description = interrupt_.reason(kStopped);
   } catch (const TimedOut&) {
     end.outcome = AttemptOutcome::timed_out;
     end.description = timeout_text(step.timeout);
@@ -236,12 +236,13 @@ void Runner::attempt(const Step& step, int number, Result& result) {
   if (!has_reply) give_up(true);
   journal_.attempt_ended(end);
   listener_.on(AttemptEnded{step, number, result});
-  if (end.outcome == AttemptOutcome::stopped) stop(kStopped);
+  if (end.outcome == AttemptOutcome::stopped) stop();
 }
 
-void Runner::stop(const std::string& reason) {
+void Runner::stop() {
   end_.why = RunEnd::Why::stopped;
-  end_.reason = skip_reason_ = reason;
+  end_.reason = skip_reason_ = interrupt_.reason(kStopped);
+  is_over_ = interrupt_.is_at_once();
   interrupt_.accept();  // the waits of steps with `always` are not to end at once
 }
 
@@ -252,9 +253,9 @@ void Runner::run_step(const Step& step, Result& result) {
       open();
     } catch (const Interrupted&) {
       result.outcome = Outcome::interrupted;
-      result.description = kStopped;
+      result.description = interrupt_.reason(kStopped);
       result.seconds = clock_.now() - start;
-      return stop(kStopped);
+      return stop();
     } catch (const RecordsBroken&) {
       throw;
     } catch (const std::runtime_error& error) {
@@ -262,7 +263,7 @@ void Runner::run_step(const Step& step, Result& result) {
       result.outcome = is_stopped ? Outcome::interrupted : Outcome::broken;
       result.description = clean_text(error.what());
       result.seconds = clock_.now() - start;
-      if (is_stopped) return stop(kStopped);
+      if (is_stopped) return stop();
       is_over_ = true;
       const bool is_other = dynamic_cast<const OtherBoard*>(&error) != nullptr;
       skip_reason_ = is_other ? result.description : "the board could not be reached";
@@ -288,7 +289,7 @@ std::vector<Result> Runner::run(const std::vector<Step>& steps) {
     result.code = step.code;
     result.parameter = step.parameter;
     // Behind a failure that stops the run, too: the stop must not reach what always runs.
-    if (!is_over_ && interrupt_.is_raised()) stop(kStopped);
+    if (!is_over_ && interrupt_.is_raised()) stop();
     if (may_run(step)) {
       listener_.on(StepStarted{result.index, steps.size(), step});
       run_step(step, result);
@@ -301,7 +302,7 @@ std::vector<Result> Runner::run(const std::vector<Step>& steps) {
     }
     results.push_back(std::move(result));
   }
-  if (session_ && settings_.quit) session_->leave(settings_.leave_timeout);
+  if (session_ && settings_.quit) session_->leave(interrupt_.is_at_once() ? 0 : settings_.leave_timeout);
   give_up(false);
   end_.seconds = clock_.now() - start;
   return results;

@@ -69,7 +69,7 @@ class Runner {
   void take_console(AttemptEnd& end);
   void finish_console(AttemptEnd& end);
   void measure(const Step& step, AttemptEnd& end);
-  void stop(const std::string& reason);
+  void stop();
 
   Connector& connector_;
   Opening opening_;

@@ -1,0 +1,79 @@
+#include "station/line/slot_cell.h"
+
+#include <algorithm>
+#include <array>
+#include <map>
+
+namespace t1station {
+namespace {
+
+Verdict verdict_named(std::string_view name) {
+  constexpr std::array all{Verdict::passed, Verdict::failed, Verdict::error, Verdict::stopped,
+                           Verdict::interrupted};
+  const auto* found =
+      std::find_if(all.begin(), all.end(), [&](Verdict v) { return verdict_name(v) == name; });
+  return found == all.end() ? Verdict::error : *found;
+}
+
+StepFailure failure_of(const StoredAttempt& attempt, const PlanSet& plans, const StoredRun& run) {
+  StepFailure failure;
+  failure.step = attempt.step;
+  failure.outcome = attempt.outcome.value_or("");
+  failure.description = attempt.description.value_or("");
+  failure.attempt = failure.attempts = static_cast<int>(attempt.number);
+  for (const std::shared_ptr<const Plan>& plan : plans.plans) {
+    const auto index = static_cast<std::size_t>(attempt.step_index);
+    if (plan->id == run.plan_id && index < plan->steps.size()) failure.attempts = plan->steps[index].attempts;
+  }
+  for (const StoredMeasurement& stored : attempt.measurements) {
+    failure.measurements.push_back(
+        {stored.name, stored.value, stored.unit.value_or(""), stored.low, stored.high, stored.outcome});
+  }
+  return failure;
+}
+
+}  // namespace
+
+bool is_busy(const SlotCell& cell) {
+  return cell.running || !cell.taken_by.empty();
+}
+
+bool waits_for_acknowledgement(const SlotCell& cell) {
+  return !is_busy(cell) && cell.shown && cell.shown->run.verdict != Verdict::passed;
+}
+
+bool shows_a_pass(const SlotCell& cell) {
+  return !is_busy(cell) && cell.shown && cell.shown->run.verdict == Verdict::passed;
+}
+
+std::string lock_of(const SlotCell& cell) {
+  return cell.lock_reason.empty() ? cell.plans.trouble_text() : cell.lock_reason;
+}
+
+ShownRun shown_again(const StoredRun& run, const PlanSet& plans) {
+  ShownRun shown;
+  RunView& view = shown.run;
+  view.id = run.id;
+  view.serial = run.serial;
+  view.started = run.started;
+  view.verdict = verdict_named(run.verdict.value_or(""));
+  view.retried = run.retried == 1;
+  view.reason = run.reason.value_or("");
+  std::map<std::int64_t, const StoredAttempt*> last;  // by step
+  for (const StoredAttempt& attempt : run.attempts) last[attempt.step_index] = &attempt;
+  for (const auto& [index, attempt] : last) {
+    view.step = attempt->step;
+    view.index = static_cast<std::size_t>(index);
+    view.total = view.index + 1;
+    view.attempt = static_cast<int>(attempt->number);
+    if (attempt->outcome != "passed") view.failures.push_back(failure_of(*attempt, plans, run));
+  }
+  for (const std::shared_ptr<const Plan>& plan : plans.plans) {
+    if (plan->id == run.plan_id) view.total = plan->steps.size();
+  }
+  shown.plan_name = run.plan_name;
+  shown.plan_version = run.plan_version;
+  return shown;
+}
+
+}  // namespace t1station

@@ -1,0 +1,88 @@
+// What a station takes up again when it starts, and the day's figures.
+#include <nlohmann/json.hpp>
+
+#include "station/records/database.h"
+#include "station/records/loading.h"
+#include "station/records/reader.h"
+#include "station/records/reading.h"
+
+namespace t1station {
+namespace {
+
+std::optional<StoredRun> unacknowledged_run(Database& database, std::string_view station,
+                                            std::string_view slot) {
+  Statement last(
+      database,
+      "SELECT id, verdict, EXISTS (SELECT 1 FROM event WHERE run_id = run.id AND kind = 'acknowledge') "
+      "FROM run WHERE station = ? AND slot = ? ORDER BY id DESC LIMIT 1");
+  if (!last.bind(station).bind(slot).step()) return std::nullopt;
+  if (last.text(1) == "passed" || last.integer(2) != 0) return std::nullopt;
+  return load_run(database, last.text(0));
+}
+
+std::optional<std::string> standing_lock(Database& database, std::string_view slot) {
+  Statement last(database,
+                 "SELECT kind, detail FROM event WHERE slot = ? AND kind IN ('lock', 'unlock') "
+                 "ORDER BY sequence DESC LIMIT 1");
+  if (!last.bind(slot).step() || last.text(0) == "unlock") return std::nullopt;
+  const auto detail = nlohmann::json::parse(last.text(1), nullptr, false);
+  return detail.is_object() ? detail.value("reason", "locked") : "locked";
+}
+
+std::string last_unlock(Database& database, std::string_view slot) {
+  Statement last(database,
+                 "SELECT at FROM event WHERE slot = ? AND kind = 'unlock' ORDER BY sequence DESC LIMIT 1");
+  return last.bind(slot).step() ? last.text(0) : std::string();
+}
+
+std::vector<CheckRun> check_runs(Database& database, std::string_view station, std::string_view slot,
+                                 std::string_view since) {
+  Statement rows(database,
+                 "SELECT serial, verdict, ended FROM run WHERE kind = 'check' AND station = ? AND slot = ? "
+                 "AND ended >= ? ORDER BY sequence");
+  std::vector<CheckRun> runs;
+  for (rows.bind(station).bind(slot).bind(since); rows.step();) {
+    runs.push_back({rows.text(0), rows.text(1), rows.text(2)});
+  }
+  return runs;
+}
+
+std::optional<double> first_pass_yield(Database& database, std::string_view from) {
+  Statement row(database,
+                "SELECT count(*), coalesce(sum(verdict = 'passed' AND retried = 0), 0) "
+                "FROM run JOIN plan ON plan.id = run.plan_id "
+                "WHERE kind = 'production' AND started >= ? AND verdict IN ('passed', 'failed', 'error') "
+                "AND NOT EXISTS (SELECT 1 FROM run AS earlier JOIN plan AS its ON its.id = earlier.plan_id "
+                "WHERE earlier.serial = run.serial AND its.name = plan.name AND earlier.kind = 'production' "
+                "AND earlier.id < run.id)");
+  row.bind(from).step();
+  if (row.integer(0) == 0) return std::nullopt;
+  return static_cast<double>(row.integer(1)) / static_cast<double>(row.integer(0));
+}
+
+}  // namespace
+
+SlotHistory RecordsReader::slot_history(std::string_view station, std::string_view slot,
+                                        std::string_view checks_since) {
+  return reading([&] {
+    return SlotHistory{unacknowledged_run(*database_, station, slot), standing_lock(*database_, slot),
+                       last_unlock(*database_, slot), check_runs(*database_, station, slot, checks_since)};
+  });
+}
+
+RunCounts RecordsReader::counts_since(std::string_view from) {
+  return reading([&] {
+    // A run lasts a day at most: what began earlier has ended earlier, and need not be looked at.
+    Statement row(
+        *database_,
+        "SELECT count(*), coalesce(sum(verdict = 'passed'), 0), coalesce(sum(verdict = 'failed'), 0), "
+        "coalesce(sum(verdict = 'error'), 0) FROM run "
+        "WHERE kind = 'production' AND ended >= ?1 AND started >= date(?1, '-1 day')");
+    row.bind(from).step();
+    RunCounts counts{row.integer(0), row.integer(1), row.integer(2), row.integer(3), {}};
+    counts.first_pass_yield = first_pass_yield(*database_, from);
+    return counts;
+  });
+}
+
+}  // namespace t1station
