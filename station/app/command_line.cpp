@@ -376,7 +376,8 @@ void refuse_beside_plan(const CLI::App& run) {
        {"TEST", "--param", "--family", "--timeout", "--wait", "--keep-going", "--fail-fast"}) {
     if (run.count(option) == 0) continue;
     const bool is_wait = std::string_view(option) == "--wait";
-    throw UsageError(std::string(option) + " goes with TESTs, not with --plan" +
+    const std::string word = std::string_view(option) == "TEST" ? "a TEST" : option;
+    throw UsageError(word + " cannot stand beside --plan" +
                      (is_wait ? ", for which it is --board-wait" : ", which says itself what is run"));
   }
 }
