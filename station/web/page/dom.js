@@ -23,6 +23,7 @@ export function setAttribute(element, name, value) {
 export function fit(element) {
   for (let step = 0; step <= 4; step++) {
     setAttribute(element, "data-fit", step === 0 ? null : step);
-    if (element.scrollHeight <= element.clientHeight + 1 && element.scrollWidth <= element.clientWidth + 1) return;
+    const slack = 0.2 * parseFloat(getComputedStyle(element).fontSize); // a letter's own height is more than a line's
+    if (element.scrollHeight <= element.clientHeight + slack && element.scrollWidth <= element.clientWidth + 1) return;
   }
 }

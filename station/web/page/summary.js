@@ -75,7 +75,7 @@ export class Summary {
     this.#verdicts.replaceChildren(
       ...this.#runs.map(({ id, serial, verdict, kind, slot }) => {
         const mark = make("span", "mark", `${signs[verdict] ?? ""} ${word(verdict)}`);
-        const item = make("li", "", mark, make("span", "serial", serial));
+        const item = make("li", "", mark, make("span", "serial", make("bdi", "", serial)));
         if (kind === "check") item.append(make("span", "kind", word("check_run")));
         setAttribute(item, "data-run", id);
         setAttribute(item, "data-verdict", verdict);

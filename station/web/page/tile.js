@@ -81,16 +81,17 @@ export class Tile {
   #needed = make("div", "needed");
   #next = make("span", "next");
   #plan = make("span", "plan");
+  #took = make("span", "took");
   #stop = make("button", "plain stop");
   #lock = make("button", "plain lock");
 
   constructor(actions) {
     this.#actions = actions;
     this.#state.append(this.#sign, this.#word, this.#retried);
-    this.#progress.append(make("div", "step-line", this.#step, this.#count), this.#bar);
-    const head = make("header", "", this.#name, this.#serial, this.#seconds);
+    this.#progress.append(make("div", "step-line", this.#step, this.#count, this.#seconds), this.#bar);
+    const head = make("header", "", this.#name, this.#serial);
     const body = make("div", "body", this.#state, this.#reason, this.#progress, this.#question, this.#failures);
-    const foot = make("footer", "", this.#next, this.#plan, this.#lock, this.#stop);
+    const foot = make("footer", "", this.#next, this.#plan, this.#took, this.#lock, this.#stop);
     this.element.append(head, body, this.#needed, foot);
     for (const button of [this.#stop, this.#lock]) button.type = "button";
     this.#stop.addEventListener("click", () => actions.stop(this.#slot));
@@ -113,6 +114,7 @@ export class Tile {
     setAttribute(element, "data-step", run?.step);
     setAttribute(element, "data-next", slot.next ? "true" : null);
     setAttribute(element, "data-answers", answers ? "true" : null);
+    setAttribute(element, "data-failures", run?.failures?.length || null);
     setText(this.#name, slot.name);
     setText(this.#serial, run?.serial ?? "");
     this.#showState(slot);
@@ -124,9 +126,12 @@ export class Tile {
     this.fit();
   }
 
-  /// Shows the seconds since the run began; null: not known, or nothing to count.
+  /// Shows the seconds that the run has taken; null: not known, or nothing to count.
   time(elapsed) {
-    setText(this.#seconds, elapsed === null ? "" : seconds(elapsed));
+    const text = elapsed === null ? "" : seconds(elapsed);
+    const runs = this.#slot?.state !== "done";
+    setText(this.#seconds, runs ? text : "");
+    setText(this.#took, runs ? "" : text);
   }
 
   /// Makes texts smaller where they do not fit.
@@ -147,8 +152,9 @@ export class Tile {
   }
 
   #showProgress({ state, run }) {
-    const runs = state === "testing" && run !== null;
+    const runs = (state === "testing" || state === "waiting") && run !== null;
     this.#progress.hidden = !runs;
+    this.#bar.hidden = state === "waiting";
     if (!runs) return;
     setText(this.#step, run.step ?? "");
     const known = Number.isInteger(run.index) && run.total > 0;
