@@ -47,6 +47,7 @@ export class Keyboard {
   #field;
   #options;
   #typed = ""; // what the scan field holds, without what an input method composes in it
+  #composes = false; // an input method has had the last key, and will make something of it that nobody wants
   #byHand = -Infinity; // when a person last touched the field, to type there: then no key answers by itself
   #away = null; // the timer that brings the focus back
   #alone = null; // the timer of a key that may be meant by itself
@@ -85,7 +86,9 @@ export class Keyboard {
   }
 
   #input(event) {
-    if (event.isComposing || /Composition/.test(event.inputType ?? "")) this.#field.value = this.#typed;
+    const kind = event.inputType ?? "";
+    const composed = event.isComposing || /Composition/.test(kind) || (this.#composes && kind === "insertText");
+    if (composed) this.#field.value = this.#typed;
     else this.#typed = this.#field.value;
     this.#notAlone();
   }
@@ -108,6 +111,7 @@ export class Keyboard {
       const typed = character(event);
       if (typed === null) return;
       event.preventDefault();
+      this.#composes = event.key === "Process" || event.isComposing;
       if (event.repeat) return;
       if (typed === " " && this.#typed === "") this.#press(event);
       else this.#type(typed);

@@ -133,8 +133,10 @@ async function scanned(text) {
   say("sent", "scan_sent", { text });
   try {
     const { slot, run } = await post("/api/scan", { text, ...person() });
-    if (run) say("taken", "scan_taken", { text, slot });
+    const answered = /^answer:(yes|no)$/i.exec(text)?.[1].toLowerCase();
+    if (answered && slot) say("taken", "answered", { slot, answer: answered });
     else if (/^slot:/i.test(text)) say("taken", "next_named", { slot });
+    else if (run) say("taken", "scan_taken", { text, slot });
     else say("taken", "scan_done", { text });
   } catch (error) {
     refused(text, error);
