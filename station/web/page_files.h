@@ -6,7 +6,8 @@
 
 namespace t1station {
 
-/// A file of the pages: the path under which it is served ("/", "/login", "/page/line.css"), its media type, its bytes.
+/// A file of the pages: the path under which it is served ("/", "/login", "/page/line.css"), its media type,
+/// its bytes.
 struct PageFile {
   std::string_view path, media_type, bytes;
 };

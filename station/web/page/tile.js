@@ -157,7 +157,7 @@ export class Tile {
     this.#bar.hidden = state === "waiting";
     if (!runs) return;
     setText(this.#step, run.step ?? "");
-    const known = Number.isInteger(run.index) && run.total > 0;
+    const known = state === "testing" && Number.isInteger(run.index) && run.total > 0;
     const count = known ? [word("step", { number: run.index + 1, total: run.total })] : [];
     if (run.attempt > 1) count.push(word("attempt", { number: run.attempt }));
     setText(this.#count, count.join(" · "));
