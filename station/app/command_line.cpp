@@ -9,6 +9,7 @@
 
 #include "station/app/plan_command.h"
 #include "station/app/records_command.h"
+#include "station/app/users_command.h"
 #include "station/catalogue/codes.h"
 #include "station/link/serial_line.h"
 #include "station/report/whole_file.h"
@@ -415,6 +416,7 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
   const CLI::App* echo = add_echo(app, line);
   add_plan_command(app, line.action);
   add_records_command(app, line.action);
+  add_users_command(app, line.action);
 
   check_command(app, arguments);
   refuse_missing_values(arguments);
