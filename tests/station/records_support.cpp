@@ -154,6 +154,12 @@ std::string forge(const std::string& file, const std::string& statements) {
   return error;
 }
 
+std::string column(const std::string& file, const std::string& query) {
+  std::string lines;
+  for (const std::string& value : Shell(file).column(query)) lines += value + "\n";
+  return lines;
+}
+
 std::string content_of(const std::string& file) {
   std::ifstream stream(file, std::ios::binary);
   std::ostringstream content;
