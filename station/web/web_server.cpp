@@ -221,14 +221,14 @@ void WebServer::State::left(Connection& connection) {
 }
 
 void WebServer::State::look() {
-  for (const auto& connection : std::set(connections_)) connection->look_at_time(now());
-  if (!is_accepting_) accept();
-  if (now() - ticked_ >= kTick) tick();
-  if (has_changed_) publish();
   timer_.expires_after(kLook);
   timer_.async_wait([this](error_code error) {
     if (!error) look();
   });
+  for (const auto& connection : std::set(connections_)) connection->look_at_time(now());
+  if (!is_accepting_) accept();
+  if (now() - ticked_ >= kTick) tick();
+  if (has_changed_) publish();
 }
 
 void WebServer::State::tick() {
