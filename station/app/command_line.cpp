@@ -7,8 +7,10 @@
 #include <cmath>
 #include <cstdint>
 
+#include "station/app/line_command.h"
 #include "station/app/plan_command.h"
 #include "station/app/records_command.h"
+#include "station/app/users_command.h"
 #include "station/catalogue/codes.h"
 #include "station/link/serial_line.h"
 #include "station/report/whole_file.h"
@@ -414,8 +416,10 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
   const CLI::App* run = add_run(app, line, words);
   const CLI::App* monitor = add_monitor(app, line, words);
   const CLI::App* echo = add_echo(app, line);
+  add_line_command(app, line.action);
   add_plan_command(app, line.action);
   add_records_command(app, line.action);
+  add_users_command(app, line.action);
 
   check_command(app, arguments);
   refuse_missing_values(arguments);

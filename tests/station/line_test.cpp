@@ -1,11 +1,13 @@
 // Units on a line: where a scan goes, what a slot shows, what a person can do.
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <future>
 
 #include "station/records/reader.h"
 #include "tests/station/board_texts.h"
 #include "tests/station/line_at_work.h"
+#include "tests/station/recording_disk.h"
 
 namespace {
 
@@ -262,6 +264,32 @@ TEST_F(LineTest, ABoardThatNeverComesIsARunThatEndedInError) {
   EXPECT_EQ(done.run->verdict, Verdict::error);
   EXPECT_THAT(done.reason, HasSubstr("no connection to 127.0.0.1:1"));
   EXPECT_EQ(runs().at(0).board, std::nullopt);
+}
+
+TEST_F(LineTest, WhenNothingCanBeStoredNothingIsShownAndNoUnitIsTaken) {
+  RecordingDisk disk;
+  std::atomic<bool> is_full = false;
+  disk.fault = [&](std::string_view call, std::string_view) {
+    return is_full && call == "write" ? SQLITE_FULL : SQLITE_OK;
+  };
+  vfs = disk.name();
+  const AnsweringBoard board([&](int code) {
+    is_full = true;
+    return board_texts::reply(code, "x", "Pass", "21.5");
+  });
+  begin({board.address(), nobody});
+  scan(kUnit);
+  const SlotView broken = await_state(0, SlotState::locked);
+  EXPECT_FALSE(broken.run.has_value());
+  EXPECT_THAT(broken.reason, HasSubstr("cannot store"));
+  EXPECT_EQ(slot(1).state, SlotState::locked);
+  EXPECT_EQ(line_->view().records, broken.reason);
+  EXPECT_EQ(refusal([&] { scan(kOther); }, LineRefusal::Why::cannot_store), broken.reason);
+  end();
+
+  vfs.clear();
+  begin({board.address(), nobody});
+  EXPECT_EQ(slot(0).run->verdict, Verdict::interrupted);
 }
 
 TEST_F(LineTest, TodaysFiguresCountEndedRuns) {
