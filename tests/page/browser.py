@@ -77,7 +77,7 @@ class PageTest(unittest.TestCase):
     def setUpClass(cls):
         cls.driver = start_chromium()
         cls.addClassCleanup(cls.driver.quit)
-        cls.wait_for = WebDriverWait(cls.driver, PATIENCE, poll_frequency=0.01)
+        cls.wait_for = WebDriverWait(cls.driver, PATIENCE, poll_frequency=0.03)
 
     def setUp(self):
         self.line = LineStandIn()
@@ -170,13 +170,13 @@ class PageTest(unittest.TestCase):
 
     # --- keys
 
-    def key(self, code, key, text="", shift=False, after=0.005, virtual=0, up=True):
-        """A key goes down, and up, so many seconds behind the one before."""
+    def key(self, code, key, text="", shift=False, after=0.005, virtual=0):
+        """A key is pressed, so many seconds behind the one before."""
         self.time += after
         common = {"code": code, "key": key, "modifiers": 8 if shift else 0, "windowsVirtualKeyCode": virtual,
                   "timestamp": self.time}
         self.command("Input.dispatchKeyEvent", type="keyDown" if text else "rawKeyDown", text=text, **common)
-        if up:
+        if key in ("Enter", " "):  # what a button waits for; nothing on the page waits for another key
             self.command("Input.dispatchKeyEvent", type="keyUp", **common)
 
     def type(self, text, after=0.005):

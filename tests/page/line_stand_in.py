@@ -33,8 +33,8 @@ def run(number, serial=None, **changes):
 
 
 def slot(name, state="idle", run=None, **changes):
-    """A slot as the station's document has it."""
-    return {"name": name, "state": state, "next": False, "reason": None, "plan": {"name": "main-board", "version": "3"},
+    """A slot as the station's document has it; a scanned answer goes to one slot at most."""
+    return {"name": name, "state": state, "next": False, "answers": False, "reason": None, "plan": {"name": "main-board", "version": "3"},
             "run": run, **changes}
 
 

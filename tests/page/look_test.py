@@ -27,8 +27,9 @@ def example(state, name="1"):
     """A slot in that state, or with that verdict, with everything that it may show."""
     failures = [failure(), failure("rtc", description="RTC 时钟停止", measurements=[])]
     if state in VERDICTS:
-        return slot(name, "done", run(2, "AB00012346", verdict=state, retried=True,
-                                      failures=failures if state in ("failed", "error") else []))
+        return slot(name, "done", run(2, "AB00012346", verdict=state, retried=state != "interrupted", seconds=47.2,
+                                      failures=failures if state in ("failed", "error") else []),
+                    reason=None if state == "passed" else "slot 1: 192.0.2.7:36001 closed the connection")
     return {"idle": slot(name, next=True), "waiting": slot(name, "waiting", run(3, "AB00012347", step=None)),
             "testing": slot(name, "testing", run(4, "AB00012348", attempt=2)),
             "question": slot(name, "testing", run(5, "AB00012349", question=QUESTION)),

@@ -17,7 +17,6 @@ let session = { name: null, role: "operator" }; // until the station has said wh
 let operator = sessionStorage.getItem(kOperator) ?? "";
 let message = { key: "", values: {}, kind: "" };
 let scans = Promise.resolve(); // one behind the other: slot:NAME must arrive before what follows it
-const seen = new Map(); // when each open question was first seen here, for a station that does not say it
 const tiles = new Map();
 const dialog = new Dialog(part("dialog"));
 const summary = new Summary(part("today"), part("verdicts"));
@@ -40,13 +39,11 @@ function showMessage() {
   setAttribute(part("message"), "data-kind", message.kind);
 }
 
-// The question that a typed or scanned answer goes to: the one that was asked first.
+// The question that a typed or scanned answer goes to: the station says which slot asked first.
 function firstQuestion() {
-  const open = (line?.slots ?? []).map(questionOf).filter((question) => question !== null);
-  for (const id of seen.keys()) if (!open.some((question) => question.id === id)) seen.delete(id);
-  for (const { id } of open) if (!seen.has(id)) seen.set(id, seen.size === 0 ? 0 : Math.max(...seen.values()) + 1);
-  open.sort((a, b) => (a.asked === b.asked ? seen.get(a.id) - seen.get(b.id) : a.asked < b.asked ? -1 : 1));
-  return open[0] ?? null;
+  const asking = (line?.slots ?? []).filter((slot) => questionOf(slot) !== null);
+  const first = asking.find(({ answers }) => answers) ?? asking[0];
+  return first ? questionOf(first) : null;
 }
 
 function showTiles() {

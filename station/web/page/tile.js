@@ -10,7 +10,7 @@ export function mustBeAcknowledged({ state, run }) {
 /// What names a slot's open question: that of one attempt of one step of one run. Null without one.
 export function questionOf(slot) {
   const { name, run } = slot;
-  return run?.question ? { slot: name, id: JSON.stringify([run.id, run.index, run.attempt]), asked: run.asked ?? "" } : null;
+  return run?.question ? { slot: name, id: JSON.stringify([run.id, run.index, run.attempt]) } : null;
 }
 
 /// Seconds as they are shown.
