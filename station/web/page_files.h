@@ -1,4 +1,4 @@
-// The files that the pages are made of, inside the program.
+// The line's pages, as they are served: they are part of the program.
 #pragma once
 
 #include <span>
@@ -6,12 +6,13 @@
 
 namespace t1station {
 
-/// A file of a page.
+/// A file of the pages: the path under which it is served ("/", "/login", "/page/line.css"), its media type,
+/// its bytes.
 struct PageFile {
   std::string_view path, media_type, bytes;
 };
 
-/// The page's files, as they are served.
+/// The page's files, in no particular order; they last as long as the program.
 std::span<const PageFile> page_files();
 
 }  // namespace t1station
