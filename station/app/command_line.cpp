@@ -317,7 +317,7 @@ void check_command(const CLI::App& app, const std::vector<std::string>& argument
   words.resize(std::min<std::size_t>(words.size(), 2));
   if (std::any_of(words.begin(), words.end(), is_command)) return;
   const std::string commands =
-      "there are run, monitor, list, plan, records and rs485-echo (t1station --help)";
+      "there are run, monitor, list, plan, records, users and rs485-echo (t1station --help)";
   if (words.empty()) throw UsageError("which command? " + commands);
   const std::vector<std::string> meant = nearest(words.back(), names);
   if (words.size() == 1 && meant.empty())

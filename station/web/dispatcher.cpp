@@ -166,11 +166,11 @@ void Dispatcher::log_in(const std::shared_ptr<Call>& call, const Reply& reply) {
   const std::string hash = user ? user->password : users_->users().front().password;
   threads_.passwords([this, call, reply, name, password, hash, is_known = user != nullptr] {
     const bool is_right = password.size() <= kLongestPassword && is_password(hash, password) && is_known;
-    const nlohmann::json from{{"address", call->request.address}};
+    const std::string& from = call->request.address;
     if (is_right) {
-      note(subject_.line(), "login", name, from);
+      note(subject_.line(), "login", name, {{"address", from}});
     } else {
-      note(subject_.line(), "login_failed", {}, {{"name", name.substr(0, 100)}, {"from", from["address"]}});
+      note(subject_.line(), "login_failed", {}, {{"name", name.substr(0, 100)}, {"address", from}});
     }
     threads_.server([this, call, reply, name, hash, is_right] {
       --logins_;

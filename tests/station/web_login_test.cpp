@@ -182,10 +182,15 @@ TEST_F(WebLoginTest, ALoginEndsTheSessionBefore) {
 TEST_F(WebLoginTest, AGuessedOrDamagedSessionIsNone) {
   const std::string good = engineer();
   const std::string name = "session-" + line_.port();
-  for (const std::string cookie :
-       {name + "=", name + "=" + std::string(64, '0'), name + "=%00",
-        "session=" + good.substr(good.find('=') + 1), "x" + good.substr(8, good.size() - 10), name,
-        name + "=" + std::string(9000, 'f'), std::string(";;=;")}) {
+  const std::vector<std::string> cookies{name + "=",
+                                         name + "=" + std::string(64, '0'),
+                                         name + "=%00",
+                                         "session=" + good.substr(good.find('=') + 1),
+                                         "x" + good.substr(8, good.size() - 10),
+                                         name,
+                                         name + "=" + std::string(9000, 'f'),
+                                         ";;=;"};
+  for (const std::string& cookie : cookies) {
     EXPECT_EQ(status("Cookie: " + cookie + "\r\n"), 401) << cookie;
   }
   EXPECT_EQ(status(good.substr(0, good.size() - 3) + "\r\n"), 401);
