@@ -287,6 +287,10 @@ class Rack:
         self.slots[slot] = Slot(slot, port, self.say)
         return self.slots[slot].port
 
+    def has_board(self, slot):
+        """Whether a board is in a slot, on or off."""
+        return self._slot(slot).board is not None
+
     async def insert(self, slot, family, faults=(), speed=1, build=None):
         """Puts a board into a slot, and returns when it takes stations: its address. `build` is the folder of its programs
         where these are others than the rack's."""
