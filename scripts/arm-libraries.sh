@@ -8,6 +8,7 @@ packages=(
   libc6 libgcc-s1 libstdc++6 # to run with, the conversion of GBK among them
   libgtest-dev libgmock-dev libpugixml-dev libpugixml1v5 libcli11-dev nlohmann-json3-dev
   libtomlplusplus-dev libtomlplusplus3 libre2-dev libre2-9 libssl-dev libssl3 libsqlite3-dev libsqlite3-0
+  libboost1.81-dev libsodium-dev libsodium23
 )
 
 folder=$PWD/build/arm-libraries

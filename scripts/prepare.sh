@@ -8,7 +8,8 @@ needed=(
   "/usr/include/pugixml.hpp libpugixml-dev" "/usr/include/gtest/gtest.h libgtest-dev"
   "/usr/include/gmock/gmock.h libgmock-dev" "/usr/include/toml++/toml.h libtomlplusplus-dev"
   "/usr/include/re2/re2.h libre2-dev" "/usr/include/openssl/evp.h libssl-dev"
-  "/usr/include/sqlite3.h libsqlite3-dev"
+  "/usr/include/sqlite3.h libsqlite3-dev" "/usr/include/boost/beast.hpp libboost1.81-dev"
+  "/usr/include/sodium.h libsodium-dev"
 )
 
 # die STATUS TEXT: one clear line, and the end.

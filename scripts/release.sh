@@ -41,7 +41,7 @@ station() {
   install -D -m 644 -t "$folder/plans" plans/*.toml
   packages_of "$folder/t1station" >"$folder/NEEDS"
   local package
-  for package in libcli11-dev nlohmann-json3-dev libtomlplusplus-dev; do # their headers are compiled in
+  for package in libboost1.81-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev; do # their headers are compiled in
     install -m 644 "/usr/share/doc/$package/copyright" "$folder/licences/$package.copyright"
   done
 }

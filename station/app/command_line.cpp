@@ -7,8 +7,10 @@
 #include <cmath>
 #include <cstdint>
 
+#include "station/app/line_command.h"
 #include "station/app/plan_command.h"
 #include "station/app/records_command.h"
+#include "station/app/users_command.h"
 #include "station/catalogue/codes.h"
 #include "station/link/serial_line.h"
 #include "station/report/whole_file.h"
@@ -315,7 +317,7 @@ void check_command(const CLI::App& app, const std::vector<std::string>& argument
   words.resize(std::min<std::size_t>(words.size(), 2));
   if (std::any_of(words.begin(), words.end(), is_command)) return;
   const std::string commands =
-      "there are run, monitor, list, plan, records and rs485-echo (t1station --help)";
+      "there are run, monitor, list, plan, records, users and rs485-echo (t1station --help)";
   if (words.empty()) throw UsageError("which command? " + commands);
   const std::vector<std::string> meant = nearest(words.back(), names);
   if (words.size() == 1 && meant.empty())
@@ -376,7 +378,8 @@ void refuse_beside_plan(const CLI::App& run) {
        {"TEST", "--param", "--family", "--timeout", "--wait", "--keep-going", "--fail-fast"}) {
     if (run.count(option) == 0) continue;
     const bool is_wait = std::string_view(option) == "--wait";
-    throw UsageError(std::string(option) + " goes with TESTs, not with --plan" +
+    const std::string word = std::string_view(option) == "TEST" ? "a TEST" : option;
+    throw UsageError(word + " cannot stand beside --plan" +
                      (is_wait ? ", for which it is --board-wait" : ", which says itself what is run"));
   }
 }
@@ -413,8 +416,10 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
   const CLI::App* run = add_run(app, line, words);
   const CLI::App* monitor = add_monitor(app, line, words);
   const CLI::App* echo = add_echo(app, line);
+  add_line_command(app, line.action);
   add_plan_command(app, line.action);
   add_records_command(app, line.action);
+  add_users_command(app, line.action);
 
   check_command(app, arguments);
   refuse_missing_values(arguments);

@@ -147,4 +147,30 @@ std::optional<std::string> RecordsReader::head() {
   });
 }
 
+std::int64_t RecordsReader::last_sequence() {
+  return reading([&] {
+    const Value last = database_->single("SELECT max(sequence) FROM run");
+    const auto* number = std::get_if<std::int64_t>(&last);
+    return number ? *number : 0;
+  });
+}
+
+void RecordsReader::count(EndCounts& counts) {
+  reading([&] {
+    const std::int64_t last = last_sequence();
+    const auto add = [&](SlotCounts& to, std::string_view sql) {
+      Statement rows(*database_, sql);
+      rows.bind(counts.last).bind(last);
+      while (rows.step()) to[{rows.text(0), rows.text(1)}] += rows.integer(2);
+    };
+    add(counts.runs,
+        "SELECT slot, verdict, count(*) FROM run WHERE sequence > ? AND sequence <= ? GROUP BY slot, "
+        "verdict");
+    add(counts.attempts,
+        "SELECT slot, outcome, count(*) FROM run JOIN attempt ON run_id = run.id "
+        "WHERE run.sequence > ? AND run.sequence <= ? GROUP BY slot, outcome");
+    counts.last = last;
+  });
+}
+
 }  // namespace t1station

@@ -3,10 +3,12 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "station/records/rows.h"
@@ -52,6 +54,15 @@ struct RunCounts {
   std::optional<double> first_pass_yield;  ///< from 0 to 1; nothing without units
 };
 
+/// Numbers by slot and by how something ended.
+using SlotCounts = std::map<std::pair<std::string, std::string>, std::int64_t>;
+
+/// How many runs ended in each slot, and their attempts.
+struct EndCounts {
+  std::int64_t last = 0;  ///< sequence of the last run that is counted here
+  SlotCounts runs, attempts;
+};
+
 /// Reads one file, as it stands at each call.
 class RecordsReader {
  public:
@@ -70,6 +81,10 @@ class RecordsReader {
   std::optional<StoredRun> run(std::string_view id);
   /// The hash of the run that ended last; nothing when none has.
   std::optional<std::string> head();
+  /// The sequence of that run; 0 when none has.
+  std::int64_t last_sequence();
+  /// Adds the runs that ended behind `counts.last`: what was counted once is not looked at again.
+  void count(EndCounts& counts);
   /// What is known of a slot of a station; of its check runs those that ended since `checks_since`.
   SlotHistory slot_history(std::string_view station, std::string_view slot, std::string_view checks_since);
   /// Production runs that ended since `from`, and the first-pass yield of the units that began since then.

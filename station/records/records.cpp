@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <mutex>
 #include <nlohmann/json.hpp>
@@ -57,6 +58,16 @@ std::string_view attempt_outcome_name(AttemptOutcome outcome) {
 
 std::string_view verdict_name(Verdict verdict) {
   return kVerdictNames.at(static_cast<std::size_t>(verdict));
+}
+
+std::optional<Verdict> verdict_named(std::string_view name) {
+  const auto* found = std::find(kVerdictNames.begin(), kVerdictNames.end(), name);
+  if (found == kVerdictNames.end()) return std::nullopt;
+  return static_cast<Verdict>(found - kVerdictNames.begin());
+}
+
+std::span<const std::string_view> verdict_names() {
+  return kVerdictNames;
 }
 
 struct Records::State {

@@ -109,6 +109,10 @@ std::string run_json(const StoredRun& run) {
   return text_of(json);
 }
 
+std::string run_row_json(const StoredRun& run) {
+  return text_of(run_of(run));
+}
+
 std::string measurements_json(const StoredAttempt& attempt) {
   return text_of(all_measurements(attempt));
 }

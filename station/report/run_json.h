@@ -11,6 +11,9 @@ namespace t1station {
 /// end. Bytes stand there twice: as text as far as they are text, and exactly, in base64.
 std::string run_json(const StoredRun& run);
 
+/// The same without its attempts and connections.
+std::string run_row_json(const StoredRun& run);
+
 /// The measurements of an attempt as a JSON array.
 std::string measurements_json(const StoredAttempt& attempt);
 

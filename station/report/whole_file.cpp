@@ -48,6 +48,24 @@ mode_t usual_mode() {
   return 0666 & ~mask;
 }
 
+void write_file(const std::string& path, mode_t mode,
+                const std::function<void(const WritePiece& write)>& make) {
+  const fs::path target = real_path(path);
+  std::string temporary = (directory_of(target) / (target.filename().string() + ".XXXXXX")).string();
+  const int file = mkstemp(temporary.data());
+  if (file < 0) fail(path);
+  try {
+    make([file, &path](std::string_view piece) { write_all(file, piece, path); });
+    if (fchmod(file, mode) != 0 || fsync(file) != 0) fail(path);
+    if (rename(temporary.c_str(), target.c_str()) != 0) fail(path);
+  } catch (...) {
+    close(file);
+    unlink(temporary.c_str());
+    throw;
+  }
+  close(file);
+}
+
 }  // namespace
 
 void check_writable(const std::string& path) {
@@ -74,20 +92,11 @@ void write_whole_file(const std::string& path, std::string_view content) {
 }
 
 void write_whole_file(const std::string& path, const std::function<void(const WritePiece& write)>& make) {
-  const fs::path target = real_path(path);
-  std::string temporary = (directory_of(target) / (target.filename().string() + ".XXXXXX")).string();
-  const int file = mkstemp(temporary.data());
-  if (file < 0) fail(path);
-  try {
-    make([file, &path](std::string_view piece) { write_all(file, piece, path); });
-    if (fchmod(file, usual_mode()) != 0 || fsync(file) != 0) fail(path);
-    if (rename(temporary.c_str(), target.c_str()) != 0) fail(path);
-  } catch (...) {
-    close(file);
-    unlink(temporary.c_str());
-    throw;
-  }
-  close(file);
+  write_file(path, usual_mode(), make);
+}
+
+void write_private_file(const std::string& path, std::string_view content) {
+  write_file(path, 0600, [content](const WritePiece& write) { write(content); });
 }
 
 }  // namespace t1station

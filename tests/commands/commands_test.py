@@ -16,7 +16,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 # What the commands call of a bare system, and what they look for before they install anything.
 TOOLS = ["bash", "sh", "env", "sed", "grep", "flock", "stat", "mkdir", "cat", "head", "tail", "sort", "id", "kill", "sleep",
          "seq", "dirname", "nproc", "rm", "tr", "python3", "wc"]
-LOOKED_FOR = ["c++", "cmake", "ninja", "clang-format", "doxygen", "shellcheck", "git", "arm-linux-gnueabihf-g++",
+LOOKED_FOR = ["chromium", "chromedriver", "c++", "cmake", "ninja", "clang-format", "doxygen", "shellcheck", "git", "arm-linux-gnueabihf-g++",
               "arm-linux-gnueabi-g++"]
 BOARD = r"""#!/bin/sh
 for word in "$@"; do case $word in

@@ -51,6 +51,7 @@ MAY_INCLUDE = {
     "benchmarks/": ("t1_sdk/",),
     "tests/boardsim/": ("boardsim/", "tests/harness/"),
     "tests/station/": ("station/", "catalogue/", "tests/harness/"),
+    "tests/fuzz/": ("t1_sdk/", "catalogue/", "boardsim/board.h", "station/web/", "tests/"),
     "tests/e2e/": ("boardsim/control/client.h", "tests/harness/"),
     "tests/matrix/": ("t1_sdk/", "catalogue/", "boardsim/board.h", "boardsim/families/families.h", "boardsim/jigs/wiring.h", "tests/"),
     "tests/": ("t1_sdk/", "catalogue/", "boardsim/board.h"),

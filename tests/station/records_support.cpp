@@ -154,6 +154,10 @@ std::string forge(const std::string& file, const std::string& statements) {
   return error;
 }
 
+std::vector<std::string> column(const std::string& file, const std::string& query) {
+  return Shell(file).column(query);
+}
+
 std::string content_of(const std::string& file) {
   std::ifstream stream(file, std::ios::binary);
   std::ostringstream content;

@@ -254,7 +254,7 @@ const std::vector<Story> kStories{
        clock_ends(records, run, connection, AttemptOutcome::passed);
        return temperature_ends(records, run, connection, measured(60.5));
      },
-     Verdict::failed, "step temperature: failed, degrees too high: said so"},
+     Verdict::failed, "step temperature: failed, degrees 60.5 degC, above 60: said so"},
     {"a retry that failed hides behind a pass",
      [](Records& records, const std::string& run) {
        const std::string connection = connected(records, run);

@@ -1,0 +1,163 @@
+#include "station/web/documents.h"
+
+#include <array>
+#include <nlohmann/json.hpp>
+
+#include "station/report/run_json.h"
+
+namespace t1station {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+Json text_or_null(const std::string& text) {
+  return text.empty() ? Json(nullptr) : Json(text);
+}
+
+template <typename T>
+Json json_or_null(const std::optional<T>& thing) {
+  return thing ? Json(*thing) : Json(nullptr);
+}
+
+Json measurement_of(const Measurement& measurement) {
+  return {{"name", measurement.name},
+          {"value", json_or_null(measurement.value)},
+          {"unit", text_or_null(measurement.unit)},
+          {"low", json_or_null(measurement.low)},
+          {"high", json_or_null(measurement.high)},
+          {"outcome", measurement.outcome}};
+}
+
+Json failure_of(const StepFailure& failure) {
+  Json measurements = Json::array();
+  for (const Measurement& measurement : failure.measurements) {
+    measurements.push_back(measurement_of(measurement));
+  }
+  return {{"step", failure.step},       {"outcome", failure.outcome},   {"description", failure.description},
+          {"attempt", failure.attempt}, {"attempts", failure.attempts}, {"measurements", measurements}};
+}
+
+Json run_of(const RunView& run) {
+  Json failures = Json::array();
+  for (const StepFailure& failure : run.failures) failures.push_back(failure_of(failure));
+  Json question = nullptr;
+  if (run.question) question = {{"zh", run.question->zh}, {"en", run.question->en}};
+  return {{"id", run.id},
+          {"serial", run.serial},
+          {"started", run.started},
+          {"verdict", run.verdict ? Json(verdict_name(*run.verdict)) : Json(nullptr)},
+          {"retried", run.retried},
+          {"reason", text_or_null(run.reason)},
+          {"step", text_or_null(run.step)},
+          {"index", run.index},
+          {"total", run.total},
+          {"attempt", run.attempt},
+          {"question", question},
+          {"failures", failures}};
+}
+
+Json slot_of(const SlotView& slot) {
+  Json plan = nullptr;
+  if (!slot.plan_name.empty()) plan = {{"name", slot.plan_name}, {"version", slot.plan_version}};
+  return {{"name", slot.name},
+          {"state", slot_state_name(slot.state)},
+          {"next", slot.is_next},
+          {"answers", slot.has_answer},
+          {"reason", text_or_null(slot.reason)},
+          {"plan", plan},
+          {"run", slot.run ? run_of(*slot.run) : Json(nullptr)}};
+}
+
+std::string text_of(const Json& json) {
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string label_value(const std::string& text) {
+  std::string value;
+  for (const char letter : text) {
+    if (letter == '\n') {
+      value += "\\n";
+      continue;
+    }
+    if (letter == '"' || letter == '\\') value += '\\';
+    value += letter;
+  }
+  return value;
+}
+
+/// Figures below one name.
+class Figures {
+ public:
+  Figures(std::string& text, const std::string& name, const std::string& type, const std::string& help)
+      : text_(text), name_(name) {
+    text_ += "# HELP " + name_ + " " + help + "\n# TYPE " + name_ + " " + type + "\n";
+  }
+  void add(const std::string& labels, std::int64_t value) {
+    text_ += name_ + (labels.empty() ? "" : "{" + labels + "}") + " " + std::to_string(value) + "\n";
+  }
+  void add(const SlotCounts& counts, const std::string& label) {
+    for (const auto& [of, count] : counts) {
+      add("slot=\"" + label_value(of.first) + "\"," + label + "=\"" + label_value(of.second) + "\"", count);
+    }
+  }
+
+ private:
+  std::string& text_;
+  std::string name_;
+};
+
+}  // namespace
+
+std::string line_document(const LineView& line) {
+  Json slots = Json::array();
+  for (const SlotView& slot : line.slots) slots.push_back(slot_of(slot));
+  return text_of({{"station", line.station},
+                  {"language", line.language},
+                  {"records", line.records},
+                  {"central", {{"state", "off"}, {"behind", 0}}},
+                  {"today",
+                   {{"runs", line.today.runs},
+                    {"passed", line.today.passed},
+                    {"failed", line.today.failed},
+                    {"error", line.today.error},
+                    {"first_pass_yield", json_or_null(line.today.first_pass_yield)}}},
+                  {"slots", slots}});
+}
+
+std::string with_time(const std::string& document, const std::string& time) {
+  return R"({"time":")" + time + "\"," + document.substr(1);
+}
+
+std::string runs_document(RecordsReader& records, const RunFilter& filter) {
+  std::string document = R"({"runs":[)";
+  bool is_first = true;
+  records.for_each_row(filter, [&](const StoredRun& run) {
+    document += (is_first ? "" : ",") + run_row_json(run);
+    is_first = false;
+  });
+  return document + "]}";
+}
+
+std::string metrics_text(const LineView& line, const EndCounts& counts, std::size_t streams) {
+  std::string text;
+  Figures(text, "boardtest_runs_total", "counter", "Runs that ended since the station started.")
+      .add(counts.runs, "verdict");
+  Figures(text, "boardtest_attempts_total", "counter", "Attempts of these runs.")
+      .add(counts.attempts, "outcome");
+  Figures slots(text, "boardtest_slots", "gauge", "Slots by what they are doing.");
+  for (const SlotState state :
+       {SlotState::idle, SlotState::waiting, SlotState::testing, SlotState::done, SlotState::locked}) {
+    const auto count = std::count_if(line.slots.begin(), line.slots.end(),
+                                     [state](const SlotView& slot) { return slot.state == state; });
+    slots.add("state=\"" + std::string(slot_state_name(state)) + "\"", count);
+  }
+  Figures(text, "boardtest_records_ok", "gauge", "1 as long as the records can be written.")
+      .add("", line.records == "ok" ? 1 : 0);
+  Figures(text, "boardtest_central_behind", "gauge", "Ended runs that are not in the central database yet.")
+      .add("", 0);
+  Figures(text, "boardtest_streams", "gauge", "Open streams of events.")
+      .add("", static_cast<std::int64_t>(streams));
+  return text;
+}
+
+}  // namespace t1station

@@ -1,0 +1,24 @@
+// What the server tells of the line, as JSON and as figures for a monitoring system.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "station/line/line.h"
+#include "station/records/reader.h"
+
+namespace t1station {
+
+/// The line as a JSON object without its time: two that are alike say that nothing has changed.
+std::string line_document(const LineView& line);
+
+/// The same with the time, "2026-11-22T03:17:12.345Z", in front.
+std::string with_time(const std::string& document, const std::string& time);
+
+/// Runs as a JSON object {"runs": [...]}, without their attempts.
+std::string runs_document(RecordsReader& records, const RunFilter& filter);
+
+/// Figures in the text format of Prometheus. `streams` are the open streams of events.
+std::string metrics_text(const LineView& line, const EndCounts& counts, std::size_t streams);
+
+}  // namespace t1station
