@@ -212,11 +212,12 @@ def listen_port():
 def line_file(options, ports):
     """The text of the line's file, for slots at these ports."""
 
-    def table(name, **values):
-        return f"{name}\n" + "".join(f"{key} = {json.dumps(value, ensure_ascii=False)}\n" for key, value in values.items())
+    def table(heading, **values):
+        return f"{heading}\n" + "".join(f"{key} = {json.dumps(value, ensure_ascii=False)}\n" for key, value in values.items())
 
-    tables = [table("[station]", name="DEMO", records="records.db", listen=f"127.0.0.1:{options.port or listen_port()}", language="en",
-                    board_wait=30, greeting_wait=60, time_scale=options.speed)]
+    listen = f"127.0.0.1:{options.port or listen_port()}"
+    tables = [table("[station]", name="DEMO", records="records.db", listen=listen, language="en", board_wait=30, greeting_wait=60,
+                    time_scale=options.speed)]
     for (slot, port), family in zip(ports.items(), units.FAMILIES):
         plan = os.path.relpath(options.plans / f"{family}.toml", options.folder)
         tables.append(table("[[slot]]", name=slot, board=f"127.0.0.1:{port}", plan=plan))
@@ -256,7 +257,7 @@ async def demonstrate(options):
                    for index, slot in enumerate(ports)]
         tasks = [keeping, *working]
         while any(not task.done() for task in working):
-            done, _ = await asyncio.wait((task for task in tasks if not task.done()), return_when=asyncio.FIRST_COMPLETED)
+            done, _ = await asyncio.wait([task for task in tasks if not task.done()], return_when=asyncio.FIRST_COMPLETED)
             for task in done:
                 task.result()  # or what it could not do
     finally:

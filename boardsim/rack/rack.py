@@ -226,10 +226,8 @@ class Slot:
 
     def _refuse(self):
         """Connecting is refused from now on; the port stays the slot's."""
-        try:
+        if self.listener.getsockopt(socket.SOL_SOCKET, socket.SO_ACCEPTCONN):  # else later connections would be shut down, too
             self.listener.shutdown(socket.SHUT_RDWR)
-        except OSError:
-            pass  # it did not listen
 
     async def _watch(self, board):
         """Says when the board ends by itself: a restart, or its program did."""

@@ -15,7 +15,7 @@ import unittest
 
 sys.dont_write_bytecode = True  # nothing is left beside the sources
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-BUILD = pathlib.Path(sys.argv.pop()) if len(sys.argv) > 1 else ROOT / "build/release"
+BUILD = pathlib.Path(sys.argv.pop()) if pathlib.Path(sys.argv[-1]).is_dir() else ROOT / "build/release"
 sys.path.insert(0, str(ROOT / "boardsim/rack"))
 import units
 

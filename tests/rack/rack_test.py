@@ -12,7 +12,7 @@ import unittest
 
 sys.dont_write_bytecode = True  # nothing is left beside the sources
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-BUILD = pathlib.Path(sys.argv.pop()) if len(sys.argv) > 1 else ROOT / "build/release"
+BUILD = pathlib.Path(sys.argv.pop()) if pathlib.Path(sys.argv[-1]).is_dir() else ROOT / "build/release"
 PATIENCE = 20  # seconds, against hanging only
 
 
@@ -115,6 +115,7 @@ class RackTest(unittest.TestCase):
         self.assertIn("there is a board in slot 1", self.tell("insert 1 normal"))
         self.assertEqual(self.tell("pull 1"), "pulled 1")
         self.insert("1 normal")
+        self.assertEqual(self.ask(1, "temp")[0], 0)
 
     def test_what_cannot_be_done_is_said_and_the_rack_goes_on(self):
         for command, words in (("insert 1 nonsense", 'there is no board "nonsense"'),
