@@ -135,7 +135,13 @@ class Scanner(PageTest):
         self.message("Slot 1 acknowledged")
         self.scan("acknowledge:3")
         self.message("No slot waits to be acknowledged")
-        self.assertEqual(self.line.asked, [("/api/slots/L-2/acknowledge", {}), ("/api/slots/1/acknowledge", {})])
+        self.show(slot("1", "done", run(1, verdict="passed")), slot("2"))
+        self.scan("acknowledge")
+        self.message("No slot waits to be acknowledged")
+        self.scan("acknowledge:1")  # its unit is to be tested again
+        self.message("Slot 1 acknowledged")
+        self.assertEqual([path for path, _ in self.line.asked],
+                         [f"/api/slots/{name}/acknowledge" for name in ("L-2", "1", "1")])
 
 
 class Questions(PageTest):

@@ -136,6 +136,12 @@ export class Tile {
 
   /// Makes texts smaller where they do not fit.
   fit() {
+    const { clientWidth, clientHeight } = this.element;
+    const { name, state, reason, run } = this.#slot;
+    const shown = [name, run?.serial, state, run?.verdict, run?.retried, run?.step, run?.question, run?.failures, reason];
+    const made = JSON.stringify([...shown, language(), clientWidth, clientHeight]);
+    if (this.#shown.fitted === made) return; // measuring costs: not ten times a second for nothing
+    this.#shown.fitted = made;
     fit(this.#name);
     fit(this.#serial);
     fit(this.#word);
