@@ -157,13 +157,17 @@ function acknowledgeScanned(name) {
   return acknowledge(slot);
 }
 
-function scan(text) {
+// Sends what was scanned, unless it may not be; a scan that has waited for another one may have become late.
+function sendScan(text) {
+  const card = /^acknowledge(?::(.*))?$/i.exec(text);
   if (!watch.live) say("refused", "refused_lost", { text });
   else if (!may().work) say("refused", "refused_role", { text });
-  else {
-    const card = /^acknowledge(?::(.*))?$/i.exec(text);
-    scans = scans.then(() => (card ? acknowledgeScanned(card[1]) : scanned(text)));
-  }
+  else return card ? acknowledgeScanned(card[1]) : scanned(text);
+  return undefined;
+}
+
+function scan(text) {
+  scans = scans.then(() => sendScan(text));
 }
 
 function answer(question, yes) {
