@@ -53,7 +53,8 @@ def start_chromium():
     options = webdriver.ChromeOptions()
     options.binary_location = "/usr/bin/chromium"
     for option in ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage", "--hide-scrollbars",
-                   "--disable-background-networking", "--no-first-run", "--font-render-hinting=none"):
+                   "--disable-background-networking", "--no-first-run", "--font-render-hinting=none", "--disable-extensions",
+                   "--renderer-process-limit=1", "--disable-features=BackForwardCache,Translate,OptimizationHints"):
         options.add_argument(option)
     options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
     driver = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)

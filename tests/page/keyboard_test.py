@@ -66,6 +66,20 @@ class Scanner(PageTest):
         self.scan("AB2")
         self.until(lambda: "AB2" in self.scanned())
 
+    def test_a_scan_that_waited_for_one_before_it_is_not_sent_when_the_station_is_lost_meanwhile(self):
+        self.open(slot("1"))
+        self.line.freeze()
+        self.scan("AB1")
+        self.scan("AB2")
+        self.until(lambda: self.text("#message") == "AB1 …")
+        self.advance(10000)
+        self.message("Refused AB2: the connection to the station is lost")
+        self.line.thaw()
+        self.until_live()
+        self.scan("AB3")
+        self.message("AB3 → slot 1")
+        self.assertNotIn("AB2", self.scanned())
+
     def test_the_scan_field_takes_the_focus_back(self):
         self.open(slot("1", "done", run(1, verdict="failed")))
         focus = "return document.activeElement.id"
@@ -135,7 +149,13 @@ class Scanner(PageTest):
         self.message("Slot 1 acknowledged")
         self.scan("acknowledge:3")
         self.message("No slot waits to be acknowledged")
-        self.assertEqual(self.line.asked, [("/api/slots/L-2/acknowledge", {}), ("/api/slots/1/acknowledge", {})])
+        self.show(slot("1", "done", run(1, verdict="passed")), slot("2"))
+        self.scan("acknowledge")
+        self.message("No slot waits to be acknowledged")
+        self.scan("acknowledge:1")  # its unit is to be tested again
+        self.message("Slot 1 acknowledged")
+        self.assertEqual([path for path, _ in self.line.asked],
+                         [f"/api/slots/{name}/acknowledge" for name in ("L-2", "1", "1")])
 
 
 class Questions(PageTest):

@@ -90,6 +90,19 @@ class Tiles(PageTest):
         self.assertEqual(self.verdict("1"), "LOCKED")
         self.assertEqual(self.text(".reason"), "main-board.toml:12:8: unknown key")
 
+    def test_a_verdicts_reason_is_shown_unless_its_failures_say_it(self):
+        broken = failure("sd", "broken", "no connection", 0, 1, [])
+        self.open(slot("1", "done", run(1, verdict="stopped"), reason="the station was shut down"),
+                  slot("2", "done", run(2, verdict="failed", failures=[failure()]), reason="step temperature: failed"),
+                  slot("3", "done", run(3, verdict="error", failures=[broken]), reason="sd: no connection"),
+                  slot("4", "done", run(4, verdict="error", failures=[broken]), reason="another build greeted"),
+                  slot("5", "waiting", run(5, step="sd"), reason="the board is busy with another station"))
+        self.assertEqual([self.text(f"[data-slot='{number}'] .reason") for number in range(1, 6)],
+                         ["the station was shut down", "", "", "another build greeted",
+                          "the board is busy with another station"])
+        self.assertFalse(self.shown("[data-slot='3'] .attempts"))  # of an attempt that never began
+        self.assertEqual(self.text("[data-slot='5'] .step"), "")
+
     def test_texts_of_boards_and_stations_are_text_whatever_they_contain(self):
         evil = "<img src=x onerror=\"document.title='taken'\"><b>bold</b>&amp;"
         self.open(slot("1", "done", run(1, serial=evil, verdict="failed", failures=[

@@ -155,7 +155,7 @@ export class Keyboard {
   // Space or Enter on a button that has the focus, with nothing typed: pressed when nothing follows.
   #press(event) {
     const button = event.target;
-    if (!(button instanceof HTMLElement) || !button.matches("button, a, select") || event.repeat) return;
+    if (!(button instanceof HTMLElement) || !button.matches("button, a") || event.repeat) return;
     this.#whenAlone(() => document.activeElement === button && button.click());
   }
 

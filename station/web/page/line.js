@@ -140,10 +140,12 @@ async function scanned(text) {
   }
 }
 
-// A card with acknowledge:NAME, or acknowledge where only one slot waits, serves a station without a mouse.
+// A card with acknowledge:NAME, or acknowledge where only one slot waits, serves a station without a mouse. A verdict that
+// need not be acknowledged may be, so that its unit can be tested again.
 function acknowledgeScanned(name) {
   const waiting = (line?.slots ?? []).filter(mustBeAcknowledged);
-  const slot = name === undefined ? waiting[0] : waiting.find((each) => each.name === name);
+  const named = slotNow(name);
+  const slot = name === undefined ? waiting[0] : named?.state === "done" ? named : undefined;
   if (name === undefined && waiting.length > 1) {
     say("refused", "acknowledge_several", { slots: waiting.map((each) => each.name).join(", ") });
     return undefined;
@@ -155,13 +157,17 @@ function acknowledgeScanned(name) {
   return acknowledge(slot);
 }
 
-function scan(text) {
+// Sends what was scanned, unless it may not be; a scan that has waited for another one may have become late.
+function sendScan(text) {
+  const card = /^acknowledge(?::(.*))?$/i.exec(text);
   if (!watch.live) say("refused", "refused_lost", { text });
   else if (!may().work) say("refused", "refused_role", { text });
-  else {
-    const card = /^acknowledge(?::(.*))?$/i.exec(text);
-    scans = scans.then(() => (card ? acknowledgeScanned(card[1]) : scanned(text)));
-  }
+  else return card ? acknowledgeScanned(card[1]) : scanned(text);
+  return undefined;
+}
+
+function scan(text) {
+  scans = scans.then(() => sendScan(text));
 }
 
 function answer(question, yes) {

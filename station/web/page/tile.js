@@ -55,6 +55,13 @@ function failure(failed) {
   return item;
 }
 
+// Whether the failures below say already what the verdict's reason says: a failed run's always do.
+function isInFailures(reason, run) {
+  const failures = run?.verdict ? (run.failures ?? []) : [];
+  const isSaid = ({ description }) => Boolean(description) && reason?.includes(description);
+  return failures.length > 0 && (run.verdict === "failed" || failures.some(isSaid));
+}
+
 /// The tile of a slot. `actions` are called with the slot as it was shown: answer(question, yes), acknowledge(slot),
 /// stop(slot), lock(slot), unlock(slot).
 export class Tile {
@@ -136,6 +143,12 @@ export class Tile {
 
   /// Makes texts smaller where they do not fit.
   fit() {
+    const { clientWidth, clientHeight } = this.element;
+    const { name, state, reason, run } = this.#slot;
+    const shown = [name, run?.serial, state, run?.verdict, run?.retried, run?.step, run?.question, run?.failures, reason];
+    const made = JSON.stringify([...shown, language(), clientWidth, clientHeight]);
+    if (this.#shown.fitted === made) return; // measuring costs: not ten times a second for nothing
+    this.#shown.fitted = made;
     fit(this.#name);
     fit(this.#serial);
     fit(this.#word);
@@ -148,7 +161,7 @@ export class Tile {
     setText(this.#sign, verdict ? signs[verdict] ?? "" : "");
     setText(this.#word, word(verdict ?? state));
     setText(this.#retried, run?.retried ? word("retried") : "");
-    setText(this.#reason, reason ?? "");
+    setText(this.#reason, isInFailures(reason, run) ? "" : reason ?? "");
   }
 
   #showProgress({ state, run }) {
@@ -156,7 +169,7 @@ export class Tile {
     this.#progress.hidden = !runs;
     this.#bar.hidden = state === "waiting";
     if (!runs) return;
-    setText(this.#step, run.step ?? "");
+    setText(this.#step, state === "testing" ? run.step ?? "" : "");
     const known = state === "testing" && Number.isInteger(run.index) && run.total > 0;
     const count = known ? [word("step", { number: run.index + 1, total: run.total })] : [];
     if (run.attempt > 1) count.push(word("attempt", { number: run.attempt }));

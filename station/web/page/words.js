@@ -245,5 +245,5 @@ export function translate(root = document) {
   document.documentElement.lang = language() === "zh" ? "zh-CN" : language();
   for (const element of root.querySelectorAll("[data-word]")) element.textContent = word(element.dataset.word);
   for (const element of root.querySelectorAll("[data-hint]")) element.placeholder = word(element.dataset.hint);
-  for (const element of root.querySelectorAll("[data-label]")) element.ariaLabel = word(element.dataset.label);
+  for (const element of root.querySelectorAll("[data-label]")) element.setAttribute("aria-label", word(element.dataset.label));
 }
