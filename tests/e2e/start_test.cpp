@@ -1,7 +1,8 @@
-// The server's start and what ends it.
+// The server's start, what ends it, and what a station is greeted with.
 #include <chrono>
 
 #include "tests/e2e/on_server.h"
+#include "tests/harness/gbk.h"
 
 namespace {
 
@@ -16,13 +17,9 @@ struct Failure {
 
 const Failure kFailures[] = {
     {Failure::before_any_station, "socket #1 EMFILE", "create socket error!"},
-    {Failure::before_any_station, "bind #1 EADDRINUSE", "bind socket failed!"},
-    {Failure::before_any_station, "listen #1 EADDRINUSE", "enter listen state failed!"},
-    {Failure::before_any_station, "accept #1 ECONNABORTED", "accept client failed!"},
     {Failure::in_the_greeting, "send #1 EPIPE", "send_start_info failed!"},
     {Failure::in_the_greeting, "send #2 ECONNRESET", "send_start_info failed!"},
     {Failure::in_the_greeting, "select #1 EINVAL", "send_start_info failed!"},
-    {Failure::behind_a_station, "listen #2 EADDRINUSE", "enter listen state failed!"},
     {Failure::behind_a_station, "accept #2 EMFILE", "accept client failed!"},
 };
 
@@ -62,6 +59,32 @@ TEST_F(ListeningTest, TheServerBindsTheAddressOfEth0AndListensForManyStations) {
   board.settle();
   EXPECT_EQ(board.trace_of(" bind "), Lines{"0.000000 bind " + board.address() + ":36001 = 0"});
   EXPECT_EQ(board.trace_of(" listen "), Lines{"0.000000 listen listener 128 = 0"});
+}
+
+using GreetingTest = OnServer;
+
+/// The banner with its build date and time, which differ from build to build, replaced by the golden ones.
+std::string with_golden_build(const std::string& banner) {
+  const std::string label = hex("BUILD: ");
+  const std::size_t start = banner.find(label) + label.size();
+  const std::string golden = hex("Mar 29 2019-22:09:55");
+  if (start + golden.size() > banner.size()) return banner;
+  return banner.substr(0, start) + golden + banner.substr(start + golden.size());
+}
+
+TEST_F(GreetingTest, AStationIsGreetedWithBannerMenuAndPromptByteByByte) {
+  for (const char* fault : {"", "send short 1"}) {
+    SCOPED_TRACE(fault);
+    if (*fault != '\0') board.fault(fault);
+    Station station = board.station();
+    EXPECT_EQ(with_golden_build(station.next_record("the banner")), golden::kBanner);
+    EXPECT_EQ(station.next_record("the menu"), golden::kMenu);
+    EXPECT_EQ(station.next_record("the first prompt"), golden::kPrompt);
+    board.settle();
+    EXPECT_EQ(station.bytes(), "");
+    EXPECT_EQ(board.now(), 0s);
+    station.reset();
+  }
 }
 
 }  // namespace
