@@ -83,15 +83,6 @@ class BusyBoardTest : public OnServer {
     board.advance(6s);
     board.lines_until("recv q command");
   }
-  /// The first client ends, then the second one is greeted and leaves: neither has failed, the server lives.
-  void serve_both(StationClient& first) {
-    finish_first();
-    board.advance(1s);
-    pass_leave(board);
-    EXPECT_EQ(first.exit_status(), 0);
-    EXPECT_FALSE(board.has_ended());
-  }
-
   std::optional<StationClient> first_;
 };
 
@@ -99,8 +90,12 @@ TEST_F(BusyBoardTest, TheSecondClientWaitsLongerThanForAConnectionAndIsServedAft
   StationClient& first = occupy();
   StationClient second(board.address(), {"temp", "--connect-timeout", "0.5"});
   second.err_until(kBusy);
-  serve_both(first);
+  finish_first();
+  board.advance(1s);
+  pass_leave(board);
+  EXPECT_EQ(first.exit_status(), 0);
   EXPECT_EQ(second.exit_status(), 0);
+  EXPECT_FALSE(board.has_ended());
 }
 
 TEST_F(BusyBoardTest, AClientWhoseOperatorInsistsLeavesAndSaysThatTheServerEnds) {
