@@ -1,8 +1,7 @@
-// The server's start, what ends it, and what a station is greeted with.
+// The server's start and what ends it.
 #include <chrono>
 
 #include "tests/e2e/on_server.h"
-#include "tests/harness/gbk.h"
 
 namespace {
 
@@ -59,32 +58,6 @@ TEST_F(ListeningTest, TheServerBindsTheAddressOfEth0AndListensForManyStations) {
   board.settle();
   EXPECT_EQ(board.trace_of(" bind "), Lines{"0.000000 bind " + board.address() + ":36001 = 0"});
   EXPECT_EQ(board.trace_of(" listen "), Lines{"0.000000 listen listener 128 = 0"});
-}
-
-using GreetingTest = OnServer;
-
-/// The banner with its build date and time, which differ from build to build, replaced by the golden ones.
-std::string with_golden_build(const std::string& banner) {
-  const std::string label = hex("BUILD: ");
-  const std::size_t start = banner.find(label) + label.size();
-  const std::string golden = hex("Mar 29 2019-22:09:55");
-  if (start + golden.size() > banner.size()) return banner;
-  return banner.substr(0, start) + golden + banner.substr(start + golden.size());
-}
-
-TEST_F(GreetingTest, AStationIsGreetedWithBannerMenuAndPromptByteByByte) {
-  for (const char* fault : {"", "send short 1"}) {
-    SCOPED_TRACE(fault);
-    if (*fault != '\0') board.fault(fault);
-    Station station = board.station();
-    EXPECT_EQ(with_golden_build(station.next_record("the banner")), golden::kBanner);
-    EXPECT_EQ(station.next_record("the menu"), golden::kMenu);
-    EXPECT_EQ(station.next_record("the first prompt"), golden::kPrompt);
-    board.settle();
-    EXPECT_EQ(station.bytes(), "");
-    EXPECT_EQ(board.now(), 0s);
-    station.reset();
-  }
 }
 
 }  // namespace
