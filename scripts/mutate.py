@@ -10,9 +10,11 @@ are not made.
     scripts/mutate.py --list                      all mutants, by kind
     scripts/mutate.py --count 300 --seed 7        a sample, spread over files and kinds
     scripts/mutate.py --only t1_sdk/util/text.cpp:12:number:1
+    scripts/mutate.py --list --texts --count 400 >sample; scripts/mutate.py --from sample    the same ones for ever
 
-A mutant's name is FILE:LINE:KIND:N, the N-th change of that kind in the line. Kinds: number (1 more, 1 less, the
-highest bit), text (a character, the line end), condition, arithmetic, flag (true and false), order (two
+A mutant's name is FILE:LINE:KIND:N, the N-th change of that kind in the line. Its text is "FILE | OLD LINES | NEW LINES",
+and "| N" behind the N-th of several that read alike: lines that move leave it as it is. Kinds: number (1 more, 1 less,
+the highest bit), text (a character, the line end), condition, arithmetic, flag (true and false), order (two
 statements exchanged), statement (removed), return (of a zero or empty value), wait (twice as long).
 A survivor is printed as tests/mutants-equivalent.txt wants it, in case that is what it is.
 Exit status: 0 when no mutant survived, 1 when one did, 2 when the tests fail without one.
@@ -34,7 +36,7 @@ import sys
 import time
 
 sys.dont_write_bytecode = True  # nothing but sources in scripts/
-from mutations import apply, diff_of, mutants_of
+from mutations import apply, diff_of, mutants_of, texts_of
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 EQUIVALENT = ROOT / "tests/mutants-equivalent.txt"
@@ -173,14 +175,14 @@ def likely_tests(file):
 class Judge:
     """Builds mutants one after the other while others are being tested."""
 
-    def __init__(self, shop, sources, log):
-        self.shop, self.sources, self.log = shop, sources, log
+    def __init__(self, shop, sources, texts, log):
+        self.shop, self.sources, self.texts, self.log = shop, sources, texts, log
         self.results = {}  # by name: "uncompilable", what caught it, or None for a survivor
 
     def note(self, mutant, result):
         self.results[mutant.name] = result
         with open(self.log, "a") as log:
-            log.write(json.dumps([mutant.name, result]) + "\n")
+            log.write(json.dumps([self.texts[mutant.name], result], ensure_ascii=False) + "\n")
         print(f"{len(self.results):4} {mutant.name}: {result or 'SURVIVED'}", flush=True)
 
     def build(self, mutant, suites):
@@ -256,7 +258,11 @@ def arguments():
     parser.add_argument("--list", action="store_true", help="only list the mutants and how many there are of each kind")
     parser.add_argument("--count", type=int, help="how many to sample (all, if not given)")
     parser.add_argument("--seed", type=int, default=1, help="of the sample; the same seed gives the same one")
-    parser.add_argument("--only", action="append", metavar="NAME", help="this mutant; may be given several times")
+    parser.add_argument("--only", action="append", metavar="NAME", default=[],
+                        help="this mutant, by its name or text; may be given several times")
+    parser.add_argument("--from", dest="file", type=pathlib.Path, metavar="FILE",
+                        help="those that a file has, a name or text a line; those that are gone are said")
+    parser.add_argument("--texts", action="store_true", help="with --list: nothing but texts, for --from")
     parser.add_argument("--files", default="*", metavar="PATTERN", help="only files that match, as 't1_sdk/util/*'")
     parser.add_argument("--dir", type=pathlib.Path, default=ROOT / "build/mutants", help="where to work")
     parser.add_argument("--jobs", type=int, default=2, help="compilers, and programs of tests, at a time")
@@ -266,13 +272,23 @@ def arguments():
     return parser.parse_args()
 
 
-def chosen(options, sources):
+def named(every, texts, wanted):
+    """The mutants of these names and texts. Those that there are not are said on standard error."""
+    known = {key: mutant for mutant in every for key in (mutant.name, texts[mutant.name])}
+    for name in wanted:
+        if name not in known:
+            print(f"no such mutant (any more): {name}", file=sys.stderr)
+    return [known[name] for name in dict.fromkeys(wanted) if name in known]
+
+
+def chosen(options, every, texts, sources):
     """The mutants to make, and how many equivalent ones are known among all."""
-    every = [mutant for file, text in sources.items() for mutant in mutants_of(file, text)]
     known = read_equivalents()
     equivalent = {m.name for m in every if is_equivalent(m, sources[m.file], known)}
-    if options.only:
-        return [m for m in every if m.name in options.only], len(equivalent)
+    if options.only or options.file:
+        lines = options.file.read_text().splitlines() if options.file else []
+        wanted = options.only + [line.strip() for line in lines if line.strip() and not line.startswith("#")]
+        return sorted(named(every, texts, wanted), key=lambda m: (m.file.endswith(".h"), m)), len(equivalent)
     mutants = [m for m in every if fnmatch.fnmatch(m.file, options.files) and m.name not in equivalent]
     mutants = sample(mutants, options.count, options.seed)
     return sorted(mutants, key=lambda m: (m.file.endswith(".h"), m)), len(equivalent)  # headers need most building
@@ -291,7 +307,12 @@ def main():
     options = arguments()
     shop = Workshop(options.dir.resolve(), options.jobs)
     sources = read_sources(shop.tree if options.as_is else ROOT)
-    mutants, equivalents = chosen(options, sources)
+    every = [mutant for file, text in sources.items() for mutant in mutants_of(file, text)]
+    texts = texts_of(every, sources)
+    mutants, equivalents = chosen(options, every, texts, sources)
+    if options.list and options.texts:
+        print(*(texts[mutant.name] for mutant in mutants), sep="\n")
+        return 0
     if options.list:
         print_list(mutants, sources, equivalents)
         return 0
@@ -307,10 +328,10 @@ def main():
         print("These fail without a mutant:", failures)
         return 2
     log = options.dir / "results.jsonl"
-    judge = Judge(shop, sources, log)
+    judge = Judge(shop, sources, texts, log)
     if options.resume and log.exists():
         done = dict(map(json.loads, log.read_text().splitlines()))
-        judge.results = {mutant.name: done[mutant.name] for mutant in mutants if mutant.name in done}
+        judge.results = {mutant.name: done[texts[mutant.name]] for mutant in mutants if texts[mutant.name] in done}
     else:
         log.write_text("")
     judge.judge([mutant for mutant in mutants if mutant.name not in judge.results])

@@ -201,3 +201,16 @@ def diff_of(mutant, source):
     old = source[begin:stop].splitlines()
     new = (source[begin:mutant.start] + mutant.text + source[mutant.end:stop]).splitlines()
     return [f"{sign} {line.strip()}" for sign, lines in (("-", old), ("+", new)) for line in lines if line.strip()]
+
+
+def texts_of(mutants, sources):
+    """A text for each mutant, by name: its file and its lines before and after, whatever their numbers are. The second
+    of several mutants that read alike has "| 2" behind it, and so on."""
+    seen, texts = collections.Counter(), {}
+    for mutant in mutants:
+        lines = diff_of(mutant, sources[mutant.file])
+        old, new = (" / ".join(line[2:] for line in lines if line[0] == sign) for sign in "-+")
+        text = f"{mutant.file} | {old} | {new or '(removed)'}"
+        seen[text] += 1
+        texts[mutant.name] = text if seen[text] == 1 else f"{text} | {seen[text]}"
+    return texts

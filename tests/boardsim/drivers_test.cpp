@@ -24,30 +24,16 @@ class DriversTest : public testing::Test {
 };
 
 TEST_F(DriversTest, ARecordThatIsNotThereIsABadAddressAndTheTraceShowsNoWords) {
-  const std::pair<const char*, Words> requests[] = {
-      {"/dev/qznio",
-       {0x80044801, 0x40044701, 0x40044702, 0x80044703, 0x40044704, 0x8004680B, 0x4004680D, 0x4004680E, 0x104,
-        0x40044D02, 0x40044D0E}},
-      {"/dev/fpga", {0x40044603, 0x80044602}},
-      {"/dev/tg", {0x40045402}},
-      {"/dev/tcs", {0x40045402, 0x80045401}},
-      {"/dev/led", {0x40044C01}},
-      {"/dev/rtc", {0x80247009}},
-      {"/dev/alarm", {0x40044101, 0x80044102}},
-      {"/dev/qznitc", {0x888B}},
-      {"/dev/motor", {0x40044301}},
-      {"/dev/motor1", {0x40044301}},
-      {"/dev/uart1", {0x40045501, 0x80045502}},
-      {"/dev/mtd4", {0x40084D02}},
-  };
-  for (const auto& [node, numbers] : requests) {
-    Device* const device = devices_.find(node);
-    ASSERT_NE(device, nullptr) << node;
-    for (const std::uint32_t request : numbers) {
-      EXPECT_EQ(outcome(device->ioctl(request, nullptr)), -EFAULT) << node << " " << std::hex << request;
-      EXPECT_EQ(device->words_in(request, nullptr), Words{}) << node << " " << std::hex << request;
+  std::size_t tried = 0;
+  for (const auto& [path, device] : devices_.nodes()) {
+    for (const Request& request : device->requests()) {
+      if (request.argument != Request::Argument::record) continue;
+      EXPECT_EQ(outcome(device->ioctl(request.number, nullptr)), -EFAULT) << path << " " << request.meaning;
+      EXPECT_EQ(device->words_in(request.number, nullptr), Words{}) << path << " " << request.meaning;
+      ++tried;
     }
   }
+  EXPECT_GE(tried, 20U);
 }
 
 TEST_F(DriversTest, EachFaultReachesItsDeviceAndIsTakenAwayAgain) {

@@ -46,16 +46,6 @@ TEST(FactoryRecordsTest, TheFlatFieldHeaderIsVersion123OfMay2024) {
   EXPECT_EQ(words(board->emmc.bytes(0x10000, 200)), expected);
 }
 
-TEST(FactoryRecordsTest, TheTimingRecordHoldsThreeRegisterWrites) {
-  const Board board;
-  Words expected = filled({kMagic, 3, 0x10002}, 10);
-  for (const std::uint32_t word : {0x10U, 0x1U, 0U, 0x11U, 0x22U, 100U, 0x2FU, 0xABCDU, 5000U})
-    expected.push_back(word);
-  expected = filled(expected, 1576 / 4);
-  expected.push_back(0x2F0);
-  EXPECT_EQ(words(board->emmc.bytes(0x20000, 1580)), expected);
-}
-
 TEST(FactoryRecordsTest, TheSubstrateVoltageIs7Point6AndThatOfEvery6484Is9Point5) {
   for (const char* family : {"normal", "6455", "6485", "ma", "65xx"}) {
     const Board board(family);

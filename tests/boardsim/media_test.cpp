@@ -397,8 +397,7 @@ TEST_F(MediaTest, AnOpeningThatFailsCreatesNothingAndLeavesTheMediumFree) {
   EXPECT_EQ(umount(kPlace), 0);
 }
 
-// ---- calls that are refused loudly
-// ---------------------------------------------------------------------------
+// ---- calls that are refused loudly ----------------------------------------------------------------------
 
 TEST_F(RefusedMediaTest, OnlyMediaAreMountedAndOnlyBelowMnt) {
   EXPECT_EQ(outcome(mount("/dev/rtc", "/mnt", "vfat", 0, nullptr)), -EPERM);

@@ -112,8 +112,7 @@ TEST(MotorsTest, TheIrisMotorTakesValuesOnceItIsConfiguredInThisOpening) {
   EXPECT_EQ(give(motor, kSpeed, 5), -EINVAL);
 }
 
-// ---- the iris and the substrate voltage
-// ---------------------------------------------------------------------
+// ---- the iris and the substrate voltage -----------------------------------------------------------------
 
 void write_fpga(std::uint32_t address, std::uint32_t value) {
   const int fd = open("/dev/fpga", O_RDWR);
@@ -156,18 +155,6 @@ TEST(IrisTest, ABoardHasOneDriveOnly) {
   }
 }
 
-TEST(IrisTest, ThereIsADriveForEveryTypeCode) {
-  const std::pair<IrisDrive, Words> rows[] = {
-      {IrisDrive::chip, {0x9C0A}},
-      {IrisDrive::shell, {0x27201, 0x97C0, 0x96C1, 0x96C2, 0x96C3}},
-      {IrisDrive::gpio, {0x27252, 0x9A01, 0x27254, 0x9A03, 0xA6005, 0xA6006, 0xA60A0, 0xA60A3}},
-      {IrisDrive::fpga, {0, 0x9601, 0x960B, 0x27251, 0x96C0, 0x96C4, 0x96C5, 0xA6001, 0x9603}},
-  };
-  for (const auto& [drive, types] : rows) {
-    for (const std::uint32_t type : types) EXPECT_EQ(hardware_of(type).iris, drive) << type;
-  }
-}
-
 TEST(VsubTest, TheFpgaTakesACodeOverWhenItIsToldAndTheLumaFalls) {
   Board board;
   write_fpga(0x2001, 0xA86);
@@ -202,8 +189,7 @@ TEST(VsubTest, A65xxBoardIsGivenItsCodeByRequestAndTheOthersAreNot) {
   EXPECT_EQ(board->substrate_voltage.code(), 0U) << "its FPGA does not set it";
 }
 
-// ---- the IR-cut filter
-// ----------------------------------------------------------------------------------------
+// ---- the IR-cut filter ----------------------------------------------------------------------------------
 
 class IrFilterTest : public testing::Test {
  protected:
@@ -293,8 +279,7 @@ TEST(IrFilterOnABoardTest, OnlyItsVeryShellCommandsMoveIt) {
   EXPECT_EQ(board->ir_filter.side(), Side::unset);
 }
 
-// ---- the focus
-// --------------------------------------------------------------------------------------------------
+// ---- the focus ------------------------------------------------------------------------------------------
 
 class FocusMotorTest : public testing::Test {
  protected:

@@ -197,8 +197,7 @@ TEST_F(PartitionsTest, ACutThatNeverCameIsTakenAwayWithTheFaults) {
   EXPECT_EQ(write_at(flash_, 0, {0}), 1);
 }
 
-// ---- records that go bad
-// ------------------------------------------------------------------------------------
+// ---- records that go bad --------------------------------------------------------------------------------
 
 struct Record {
   std::string name;
@@ -229,8 +228,7 @@ TEST_F(PartitionsTest, ADamagedRecordDiffersInTheDamagedWordOnlyAndCanBeWrittenA
   }
 }
 
-// ---- the files that keep them
-// --------------------------------------------------------------------------------
+// ---- the files that keep them ---------------------------------------------------------------------------
 
 /// A folder of the PC that is not there yet, and is gone after the test.
 class KeptPartitionsTest : public PartitionsTest {

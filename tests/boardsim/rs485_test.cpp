@@ -59,8 +59,7 @@ std::string every_byte() {
   return all;
 }
 
-// ---- which fixture a board has: that of each family is what its RS485 test passes with
-// ------------------------
+// ---- which fixture a board has: that of each family is what its RS485 test passes with ------------------
 
 TEST(Rs485FixturesTest, ABoardOfAnotherTypeIsWiredAsThatTypeNeedsIt) {
   const std::pair<const char*, std::vector<std::uint32_t>> fixtures[] = {
@@ -103,8 +102,7 @@ TEST(Rs485FixturesTest, AFixtureThatDoesNotExistIsRefusedWithAListOfThoseThatDo)
   }
 }
 
-// ---- where bytes go, and when
-// ---------------------------------------------------------------------------------
+// ---- where bytes go, and when ---------------------------------------------------------------------------
 
 using Pairs = std::set<std::pair<unsigned, unsigned>>;
 
@@ -240,8 +238,7 @@ TEST(Rs485PaceTest, OnAScaledBoardBytesArriveToo) {
   EXPECT_EQ(two.receive(), "abc");
 }
 
-// ---- faults
-// ---------------------------------------------------------------------------------------------------
+// ---- faults ---------------------------------------------------------------------------------------------
 
 TEST_F(Rs485WiringTest, AnOpenPairCarriesNothingInItsDirection) {
   board_.fault("rs485 1 2 open");
@@ -305,8 +302,7 @@ TEST_F(Rs485WiringTest, ARefusedFaultChangesNothing) {
   EXPECT_EQ(over("ab"), "ab");
 }
 
-// ---- the partner of the echo test, whose right answers the echo test passes with
-// --------------------------------
+// ---- the partner of the echo test, whose right answers the echo test passes with ------------------------
 
 const std::string kFirst("\xD0\x01\x06\x0F\x11\x62\x80\x32\x34\x12\x78\x56\x9A\xBC\x75", 15);
 const std::string kSecond("\xD0\x01\x02\x07\x5A\xA5\xD9", 7);
@@ -446,8 +442,7 @@ TEST_F(Rs485PartnerTest, BytesOfItsOwnCanBeFlippedLostAndLate) {
   EXPECT_EQ(heard_by(11s), kFirst);
 }
 
-// ---- bits on the line
-// -------------------------------------------------------------------------------------------
+// ---- bits on the line -----------------------------------------------------------------------------------
 
 TEST(SerialBitsTest, ASpeedThatIsAFewPercentOffIsGoodEnough) {
   for (const int rate : {300, 9600, 38'400, 115'200})

@@ -69,15 +69,4 @@ TEST_F(Rs485ChoiceTest, ABoardThatCannotBeIdentifiedIsEchoed) {
   expect_fail("第一次接收错误");
 }
 
-TEST_F(Rs485ChoiceTest, EveryFamilyPassesOnTheFixtureOfItsOwn) {
-  for (const boardsim::Family& family : boardsim::families()) {
-    SCOPED_TRACE(family.name);
-    with_family(family.name);
-    station.forget();
-    console.clear();
-    t1_sdk_rs485_test();
-    expect_pass();
-  }
-}
-
 }  // namespace

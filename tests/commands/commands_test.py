@@ -15,8 +15,9 @@ sys.dont_write_bytecode = True  # nothing is left beside the sources
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 # What the commands call of a bare system, and what they look for before they install anything.
 TOOLS = ["bash", "sh", "env", "sed", "grep", "flock", "stat", "mkdir", "cat", "head", "tail", "sort", "id", "kill", "sleep",
-         "seq", "dirname", "nproc", "rm", "tr", "python3", "wc"]
-LOOKED_FOR = ["chromium", "chromedriver", "c++", "cmake", "ninja", "clang-format", "doxygen", "shellcheck", "git", "arm-linux-gnueabihf-g++",
+         "seq", "dirname", "nproc", "rm", "tr", "python3", "wc", "tee", "find"]
+LOOKED_FOR = ["chromium", "chromedriver", "c++", "cmake", "ninja", "clang-format", "doxygen", "shellcheck", "git", "gcovr",
+              "arm-linux-gnueabihf-g++",
               "arm-linux-gnueabi-g++"]
 BOARD = r"""#!/bin/sh
 for word in "$@"; do case $word in
@@ -170,7 +171,9 @@ class Commands(unittest.TestCase):
                         ["run", "--line", "--board", "k"], ["run", "--line", "--seed", "first"], ["run", "--seed", "3"],
                         ["run", "--line", "rtc"], ["run", "--serve", "--serial-by-hand"],
                         ["test", "--asan", "--tsan"], ["test", "--tidy", "--only", "x"], ["test", "--fuzz", "long"],
-                        ["test", "--arm", "--all"], ["test", "--only"], ["bench", "--nonsense"], ["build-arm", "now"]):
+                        ["test", "--arm", "--all"], ["test", "--only"], ["test", "--record", "--only", "x"],
+                        ["test", "--record", "--asan"], ["test", "--record", "--tidy"], ["bench", "--nonsense"],
+                        ["build-arm", "now"]):
             with self.subTest(command=command):
                 self.ends(64, *command)
         self.assertEqual(self.calls(), "")
@@ -182,6 +185,28 @@ class Commands(unittest.TestCase):
         self.assertEqual(out, " 2/2 Test  #2: c/d ....***Failed  0.02 sec\nbecause of this\nthe end\n")
         self.stand_in(self.bin / "ctest", "#!/bin/sh\nexit 8\n")
         self.ends(8, "test")
+
+    def test_a_run_that_is_recorded_is_a_section_of_the_measurements_and_one_that_fails_is_not(self):
+        page = self.folder / "docs/measurements.md"
+        page.parent.mkdir()
+        old = "".join(f"<!-- begin {section} -->\nold\n<!-- end {section} -->\n" for section in ("Tests", "Coverage"))
+        page.write_text(old)
+        (self.folder / "ctest_says").touch()
+        self.stand_in(self.bin / "ctest", "#!/bin/sh\nexit 8\n")
+        self.ends(8, "test", "--record")
+        self.assertEqual(page.read_text(), old)
+        junit = '<testsuite time="3"><testcase name="house/links" time="1.5"/><testcase name="house/shell" time="0.5"/></testsuite>'
+        self.stand_in(self.bin / "ctest", '#!/bin/sh\nfor word in "$@"; do case $word in /*.xml) '
+                                          f"echo '{junit}' >$word ;; esac; done\n")
+        self.ends(0, "test")
+        self.assertEqual(page.read_text(), old)
+        self.ends(0, "test", "--record")
+        self.assertRegex(page.read_text(), r"(?s)begin Tests.*`\./test --record` on .*\| house \| 2 \| 2\.0 \|\n\| all.* 3 \|")
+        self.stand_in(self.bin / "gcovr", "#!/bin/sh\necho 'lines: 90.0% (9 out of 10)\nfunctions: 100.0% (2 out of 2)\n"
+                                          "branches: 50.0% (3 out of 6)'\n")
+        (self.folder / "build/coverage").mkdir()
+        self.ends(0, "test", "--coverage", "--record")
+        self.assertIn("| branches | 50.0 % | 3 | 6 |\n", page.read_text())
 
     def test_the_house_rules_build_only_what_they_look_at(self):
         (self.folder / "ctest_says").touch()

@@ -132,25 +132,6 @@ TEST_P(CodesTest, PassOnAHealthyBoardAndNameOneFaultEach) {
 
 // ---- restart --------------------------------------------------------------------------------------------
 
-constexpr int kRestart = -15;
-
-using RestartTest = OnServer;
-
-TEST_F(RestartTest, TheStationHasItsReplyBeforeTheBoardGoesDown) {
-  Station station = board.greeted_station();
-  station.request(kRestart);
-  EXPECT_EQ(station.next_result().value, "Pass");
-  board.advance(999999us);
-  EXPECT_FALSE(board.has_ended());
-  EXPECT_FALSE(station.closed_by_board());
-  EXPECT_EQ(board.trace_of(" reboot "), Lines());
-  board.advance_to_its_end(1us);
-  EXPECT_EQ(board.exit_status(), 0);
-  EXPECT_EQ(board.remaining_lines().back(), "boardsim: the board restarts");
-  EXPECT_EQ(board.trace_of(" reboot "), Lines{"1.000000 reboot 0x1234567 = 0"});
-  EXPECT_EQ(station.records_until_close(), Records());
-}
-
 class ReturningRestartTest : public OnServer {
  protected:
   ReturningRestartTest() : OnServer({"--reboot", "return"}) {}
@@ -158,7 +139,7 @@ class ReturningRestartTest : public OnServer {
 
 TEST_F(ReturningRestartTest, WhenTheRestartCallReturnsTheServerGoesOn) {
   Station station = board.greeted_station();
-  station.request(kRestart);
+  station.request(-15);
   board.advance(1s);
   EXPECT_EQ(station.next_result().value, "Pass");
   EXPECT_EQ(board.trace_of(" reboot "), Lines{"1.000000 reboot 0x1234567 = 0"});

@@ -101,15 +101,6 @@ TEST_F(HostileTest, AHangUpInAnySecondOfATestEndsTheSessionBehindItsReply) {
 
 // ---- breaking the connection ----------------------------------------------------------------------------
 
-TEST_F(HostileTest, AResetAmongTheFirstPromptsLeavesAWorkingServer) {
-  for (int i = 0; i < 50; ++i) {
-    Station station = board.station();
-    station.next_record("the banner");
-    EXPECT_EQ(station.next_record("the menu"), golden::kMenu);
-    station.reset_at_once();  // the first prompt may be out, or on its way, or not yet made
-  }
-}
-
 TEST_F(HostileTest, AResetBehindAnyByteOfTwoRequestsLeavesAWorkingServer) {
   const std::string requests = record_of(request_of(1)) + kRequest;
   for (std::size_t sent = 0; sent <= requests.size(); ++sent) {

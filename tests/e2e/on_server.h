@@ -15,10 +15,8 @@ using Records = std::vector<std::string>;
 
 inline constexpr int kQuit = 62208;
 inline constexpr int kTemperature = 7426;  ///< takes no time
-inline constexpr int kClock = 1536;        ///< takes 6 seconds
 inline constexpr int kLight = 14592;       ///< takes 10 seconds
 
-inline constexpr char kInvalid[] = "testCode is invalid";
 inline constexpr char kHalfHourOver[] = "T1 exit cause' there is no operation over half an hour!";
 /// What the main loop prints when it closes a connection; which error was met last does not matter then.
 inline constexpr char kClosing[] = "send error,errno=*";

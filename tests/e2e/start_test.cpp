@@ -16,13 +16,9 @@ struct Failure {
 
 const Failure kFailures[] = {
     {Failure::before_any_station, "socket #1 EMFILE", "create socket error!"},
-    {Failure::before_any_station, "bind #1 EADDRINUSE", "bind socket failed!"},
-    {Failure::before_any_station, "listen #1 EADDRINUSE", "enter listen state failed!"},
-    {Failure::before_any_station, "accept #1 ECONNABORTED", "accept client failed!"},
     {Failure::in_the_greeting, "send #1 EPIPE", "send_start_info failed!"},
     {Failure::in_the_greeting, "send #2 ECONNRESET", "send_start_info failed!"},
     {Failure::in_the_greeting, "select #1 EINVAL", "send_start_info failed!"},
-    {Failure::behind_a_station, "listen #2 EADDRINUSE", "enter listen state failed!"},
     {Failure::behind_a_station, "accept #2 EMFILE", "accept client failed!"},
 };
 

@@ -131,10 +131,6 @@ class AlarmRelayTest : public AlarmRoom, public ::testing::WithParamInterface<Va
     expect_failed(cycle_console(0, said + kDone), good_cycle(), 2);
     EXPECT_EQ(board.now(), kEnd - start_of(variant.steps.size()) + end);
   }
-  /// The first step that an input spoils which is held at a level.
-  const Step& first_spoiled(unsigned level) const {
-    return *std::ranges::find(variant.steps, 1 - level, &Step::good);
-  }
 
   const Variant& variant = GetParam();
 };
@@ -169,22 +165,6 @@ TEST_P(AlarmRelayTest, AModeAboveTwoIsNotAnsweredAtAll) {
   EXPECT_EQ(board.hardware_trace(), Lines{});
   EXPECT_EQ(gpiofd, -1);
   EXPECT_EQ(msg.GetDoc(), before) << "another test's reply stays as it is";
-}
-
-TEST_P(AlarmRelayTest, AnInputThatIsHeldFailsTheFirstStepThatItSpoilsInEachRepetition) {
-  for (std::size_t port = 0; port < variant.ports.size(); ++port) {
-    for (const unsigned level : {0U, 1U}) {
-      const std::string fault =
-          "input T" + std::to_string(port + 1) + (level == 1 ? " stuck high" : " stuck low");
-      SCOPED_TRACE(fault);
-      next_board();
-      board.fault(fault);
-      run();
-      const std::string bad = first_spoiled(level).failure;
-      const std::string cycle = cycle_console(port, bad + bad + kDone);
-      expect_failed(cycle, cycle, 2);
-    }
-  }
 }
 
 TEST_P(AlarmRelayTest, AStepThatReadsTheWrongLevelEndsItsRepetitionWithItsText) {

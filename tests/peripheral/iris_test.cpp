@@ -228,6 +228,7 @@ class IrisEntryTest : public IrisRun {
     for (const boardsim::Call& call : board.trace()) calls.push_back(call.text());
     EXPECT_EQ(std::count(calls.begin(), calls.end(), test.close), 2);
     EXPECT_EQ(std::count(calls.begin(), calls.end(), test.open), 2);
+    EXPECT_EQ(board->iris.state(), Iris::open) << "the simulated board has the same drive";
     expect_pass();
   }
 };

@@ -115,20 +115,6 @@ TEST_F(DeviceTypeTest, TheCodeIsReadFromTheLittleEndianHalvesInTheBlock) {
   EXPECT_EQ(is_RKD_devType(), 2);
 }
 
-TEST_F(DeviceTypeTest, TheNumberOfAlarmOutputsIsReadFromByte90) {
-  board.boot_block().fill(0);
-  board.boot_block()[100] = 0xC0;
-  board.boot_block()[101] = 0x96;
-  board.boot_block()[90] = 7;
-  EXPECT_EQ(is_6444_u(), 4);
-}
-
-TEST_F(DeviceTypeTest, ABlankBlockIsABoardOfCode0AndOfNoFamily) {
-  board.boot_block().fill(0);
-  EXPECT_EQ(get_dev_type(), 0);
-  EXPECT_EQ(get_device_type(), static_cast<int>(DEV_TYPE_NORMAL));
-}
-
 /// One question about the board.
 struct Query {
   const char* name;

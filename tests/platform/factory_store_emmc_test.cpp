@@ -195,21 +195,7 @@ TEST_F(EmmcOnAnyBoardTest, TheEmmcCallsReachTheEmmcOnEveryBoard) {
   }
 }
 
-TEST_F(EmmcOnAnyBoardTest, ABoardWhoseTypeIsUnknownIsSavedToTheFlashAndReadFromTheEmmc) {
-  board.fault("open /dev/qznio");
-  EXPECT_EQ(flash_save_dev_info(19, 0xF800, as_info(info), 64), 0x10000);
-  EXPECT_EQ(board->flash.bytes(0x13F800, 64), info);
-  EXPECT_TRUE(all() == before);
-}
-
 class EmmcOnMaBoardTest : public EmmcStoreRun {};
-
-TEST_F(EmmcOnMaBoardTest, WhatIsSavedIsWhatTheReadersRead) {
-  EXPECT_EQ(flash_save_dev_info(21, 0xFC00, as_info(info), 64), 64);
-  Bytes back(64);
-  EXPECT_EQ(emmc_read_dev_info(21, 0xFC00, as_info(back), 64), 64);
-  EXPECT_EQ(back, info);
-}
 
 TEST_F(EmmcOnMaBoardTest, ABoardThatCannotTellItsTypeForOnceSavesToItsFlash) {
   board.fault("open /dev/qznio #1");

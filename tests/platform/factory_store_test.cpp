@@ -253,13 +253,4 @@ TEST_F(FlashStoreTest, OnlyMaBoardsHaveTheirStoreOnTheEmmc) {
   }
 }
 
-TEST_F(FlashStoreTest, WhatIsSavedOnTheFlashIsNotWhatTheEmmcReaderReads) {
-  const Bytes factory = board->emmc.bytes(0x20000, info.size());
-  save(19, 0xF800, info);
-  Bytes back(info.size());
-  EXPECT_EQ(emmc_read_dev_info(19, 0xF800, as_info(back), 0x400), 0x400);
-  EXPECT_TRUE(back == factory);
-  EXPECT_FALSE(back == info);
-}
-
 }  // namespace

@@ -80,13 +80,6 @@ TEST_F(MaTest, TheReplyToAnotherCommandFails) {
   }
 }
 
-TEST_F(MaTest, TheLastOfSeveralRepliesDecides) {
-  board->application.set_answer(kCommand, {{20ms, reply_of({0x23, 1, 3})}, {20ms, reply_of({0x23, 1, 2})}});
-  run_and_expect("Fail");
-  board->application.set_answer(kCommand, {{20ms, reply_of({0x23, 0, 0})}, {20ms, reply_of({0x23, 1, 3})}});
-  run_and_expect("Pass");
-}
-
 TEST_F(MaTest, AnApplicationThatDoesNotAnswerFails) {
   board.fault("app refused");
   run_and_expect("Fail");

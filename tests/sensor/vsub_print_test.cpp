@@ -29,16 +29,6 @@ TEST_F(VsubPrintTest, TheRecordIsReadOnceAndShownAndThenTheLumaRecordIsMissing) 
   EXPECT_EQ(board.timed_hardware_trace(), expected.lines()) << "nothing is applied, nothing written";
 }
 
-TEST_F(VsubPrintTest, PrintingFailsOnEveryBoardForWantOfTheLumaRecord) {
-  for (const boardsim::Family& family : boardsim::families()) {
-    SCOPED_TRACE(family.name);
-    next_board(family.name);
-    t1_sdk_printVsub();
-    expect_reply(kPrint, "Fail", kNoPairs);
-    EXPECT_THAT(console.out(), EndsWith("read vsub luma from flash error ret = -1\nfail num = 2\n"));
-  }
-}
-
 TEST_F(VsubPrintTest, BothCodesAndTheVoltageAreThoseOfTheRecord) {
   const struct {
     std::uint32_t real, original;

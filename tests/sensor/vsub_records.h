@@ -12,7 +12,6 @@ using Bytes = std::vector<std::uint8_t>;
 
 /// Where the records lie: in block 21 of the flash, and on the eMMC.
 inline constexpr std::size_t kBlock = 21;
-inline constexpr std::size_t kFlashBlock = 0x150000;
 inline constexpr std::size_t kFlashVsub = 0x15FC00;
 inline constexpr std::size_t kFlashLuma = 0x15FC40;
 inline constexpr std::size_t kEmmcVsub = 0x30000;

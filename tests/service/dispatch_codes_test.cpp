@@ -116,13 +116,6 @@ TEST_P(EveryCodeTest, PrintsItsNameAndRunsItsTestWhichReplies) {
   expect_open(left_open(row.code));
 }
 
-TEST(EveryCodeTableTest, HasEachCodeOnceAndInOrder) {
-  std::vector<int> codes;
-  for (const CodeRow& row : kCodes) codes.push_back(row.code);
-  EXPECT_TRUE(std::ranges::is_sorted(codes));
-  EXPECT_EQ(std::ranges::adjacent_find(codes), codes.end());
-}
-
 TEST(EveryCodeTableTest, HasTheCodesOfTheCatalogue) {
   EXPECT_TRUE(std::ranges::equal(kCodes, test_codes(), {}, &CodeRow::code));
 }

@@ -17,16 +17,6 @@ constexpr int kQuit = 62208;
 
 // ---- known codes ------------------------------------------------------------------------
 
-TEST_F(DispatchTest, AKnownCodeResetsTheIdleCounterAndAnUnfinishedTrim) {
-  for (const int code : {-15, 1536, 7426, 14592, 69633}) {
-    g_iTimeCount = kNoted;
-    begin_trim();
-    EXPECT_EQ(dispatch(code), 0) << code;
-    EXPECT_EQ(g_iTimeCount, 0) << code;
-    EXPECT_TRUE(trim_is_reset()) << code;
-  }
-}
-
 TEST_F(DispatchTest, CounterAndTrimAreResetBeforeTheTestBegins) {
   bool looked = false;
   board.at(board.now() + 500ms, [&] {

@@ -1,6 +1,5 @@
 // The list of commands that follows the banner.
 #include "t1_sdk/boardtest/service/help_menu.h"
-#include "t1_sdk/boardtest/platform/test_status.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -58,19 +57,6 @@ TEST_F(HelpMenuTest, ALineIsCutTo255Bytes) {
   EXPECT_EQ(send_help_info(g_iSockClient), 0);
   const std::string line = "<TestContext>\t[h] " + std::string(250, 'x') + "</TestContext>";
   EXPECT_NE(station.texts().front().find(line), std::string::npos);
-}
-
-TEST(MenuStateTest, StatesAreNumberedFromZeroInThisOrder) {
-  const int states[] = {ST_INVALID,         ST_MAIN_MENU,      ST_TEST_ALL,        ST_TEST_ALARM,
-                        ST_TEST_IRCUT,      ST_TEST_RTC,       ST_TEST_SDCARD,     ST_TEST_FANCTL,
-                        ST_TEST_TEMP,       ST_TEST_CENTAURUS, ST_TEST_QUIT,       ST_SET_TG_PARAM,
-                        ST_GET_TG_PARAM,    ST_TEST_RS485,     ST_TEST_VSUB_6484A, ST_TEST_VSUB_6455,
-                        ST_TEST_VSUB_6485,  ST_TEST_USBDEV,    ST_TEST_VSUB_TRIM,  ST_TEST_VSUB_AUTO,
-                        ST_TEST_VSUB_PRINT, ST_TEST_AUTO_IRIS, ST_TEST_SAMPLING,   ST_TEST_TEMPERATURE,
-                        ST_TEST_FAN,        ST_ERROR};
-  int expected = 0;
-  for (const int state : states) EXPECT_EQ(state, expected++);
-  EXPECT_EQ(expected, 26);
 }
 
 }  // namespace

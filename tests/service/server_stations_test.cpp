@@ -34,20 +34,6 @@ TEST_F(ServerTest, WithoutAHeartbeatThreadTheServerGoesOn) {
   EXPECT_EQ(station.records().size(), 3U) << "banner, menu, the clock test's reply";
 }
 
-TEST_F(ServerTest, TheHeartbeatEndsWithItsConnection) {
-  connect_at(0s, [](Station& self) { self.request(kQuit); });
-  Station& second = connect_at(20s);
-  at(15s, [&] { EXPECT_EQ(board.live_threads(), 0); });
-  at(42s, [&] {
-    EXPECT_EQ(board.live_threads(), 1);
-    EXPECT_EQ(prompts(second), 5) << "only its own heartbeat prompts the second station";
-    second.request(kQuit);
-  });
-  run();
-  EXPECT_EQ(printed(kHeartbeatStarted), 2);
-  EXPECT_EQ(board.live_threads(), 0);
-}
-
 TEST_F(ServerTest, APromptThatAStationDoesNotReadDoesNotHoldUpTheNextStation) {
   Station& first = connect_at(0s);
   at(2s, [] { wire::fill(g_iSockClient); });
@@ -115,38 +101,6 @@ TEST_F(ServerTest, AResetConnectionIsClosedAndTheNextStationIsServed) {
   EXPECT_THAT(console.lines(), Contains(MatchesRegex("send error,errno=[0-9]+")).Times(2));
   EXPECT_THAT(second.texts()[0], HasSubstr("VELTRONIX"));
   EXPECT_EQ(printed("recv q command"), 1);
-}
-
-TEST_F(ServerTest, TwoHundredResetsWhileHeartbeatsFlowDoNotEndTheServer) {
-  for (int i = 0; i < 200; ++i) {
-    Station& station = connect_at(20s * i, [i](Station& self) { self.request(i % 2 == 0 ? 1536 : 1); });
-    at(20s * i + 1s + 2s * (i % 4), [&] { station.reset(); });
-  }
-  EXPECT_EQ(run(), -1);
-  EXPECT_EQ(console.lines().back(), "accept client failed!");
-  EXPECT_EQ(printed(kHeartbeatStarted), 200);
-  EXPECT_EQ(board.live_threads(), 0);
-}
-
-TEST_F(ServerTest, AConnectionResetInTheMiddleOfATestDoesNotEndTheServer) {
-  Station& first = connect_at(0s, [](Station& self) { self.request(14592); });
-  at(2s, [&] { first.reset(); });
-  Station& second = connect_at(60s, [](Station& self) { self.request(kQuit); });
-  EXPECT_EQ(run(), -1);
-  EXPECT_EQ(board->general_io.pwm(0).duty, 0) << "the light is off again";
-  EXPECT_THAT(second.texts()[1], HasSubstr("T1 test menu"));
-}
-
-TEST_F(ServerTest, AStationThatWaitsBehindAnotherIsServedNext) {
-  Station& first = connect_at(0s);
-  Station& second = connect_at(1s, [](Station& self) { self.request(kQuit); });
-  at(30s, [&] {
-    EXPECT_EQ(second.bytes(), "") << "one station at a time";
-    first.request(kQuit);
-  });
-  run();
-  EXPECT_EQ(elapsed(), 32s);
-  EXPECT_TRUE(second.closed_by_board());
 }
 
 }  // namespace

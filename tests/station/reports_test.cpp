@@ -48,8 +48,7 @@ TEST(ResultTest, TheWorstOutcomeGivesTheExitCode) {
   }
 }
 
-// ---- the table
-// ------------------------------------------------------------------------------------------------
+// ---- the table ------------------------------------------------------------------------------------------
 
 RunReport sample() {
   RunReport report;
@@ -112,8 +111,7 @@ TEST(TableTest, TheListShowsEveryTestOnceAndThatOfAFamilyItsTestsInTheirOrder) {
   EXPECT_EQ(table.find("set-sub"), std::string::npos) << table;
 }
 
-// ---- JSON for machines
-// ------------------------------------------------------------------------------------------
+// ---- JSON for machines ----------------------------------------------------------------------------------
 
 TEST(ReportJsonTest, ARunIsDescribedByDocumentedFieldsAndReadableChinese) {
   RunReport report;
@@ -141,8 +139,7 @@ TEST(ReportJsonTest, ARunIsDescribedByDocumentedFieldsAndReadableChinese) {
   EXPECT_EQ(json::parse(json_report(report))["tests"][0]["description"], "\uFFFD") << "no UTF-8 is no matter";
 }
 
-// ---- JUnit XML for build servers
-// ----------------------------------------------------------------------------------
+// ---- JUnit XML for build servers ------------------------------------------------------------------------
 
 class ReportJunitTest : public testing::Test {
  protected:
@@ -202,8 +199,7 @@ TEST_F(ReportJunitTest, AFailureHasTheBoardsDescriptionEscaped) {
   EXPECT_THAT(junit_report(report_), HasSubstr("]]&gt;"));
 }
 
-// ---- report files
-// ---------------------------------------------------------------------------------------------------
+// ---- report files ---------------------------------------------------------------------------------------
 
 class WholeFileTest : public testing::Test {
  protected:

@@ -235,8 +235,7 @@ TEST_F(RunnerTest, NothingCountsAsPassedWithoutACompleteMatchingReply) {
   }
 }
 
-// ---- one connection, byte by byte
-// --------------------------------------------------------------------------
+// ---- one connection, byte by byte -----------------------------------------------------------------------
 
 class SessionTest : public testing::Test {
  protected:

@@ -141,8 +141,7 @@ TEST_F(GpioCtlTest, AFilterThatDoesNotTurnIsSaid) {
   }
 }
 
-// ---- the direction of an RS485 transceiver
-// -----------------------------------------------------------------
+// ---- the direction of an RS485 transceiver --------------------------------------------------------------
 
 TEST_F(GpioCtlTest, SendingDrivesThePinOfTheTransceiverHighAndReceivingLow) {
   for (const unsigned enable : {1U, 255U, 256U, 0x80000000U, 0xFFFFFFFFU, 0U}) {

@@ -218,23 +218,4 @@ TEST_F(XmlBuildTest, ANumberIsWrittenInDecimal) {
       "<n max=\"2147483647\">-2147483648</n>\r\n<n>-2147483648</n>\r\n<n>2147483647</n>\r\n<n>0</n>\r\n</r>");
 }
 
-TEST_F(XmlBuildTest, AReplyGrowsLineByLine) {
-  doc.SetDoc(kHeader.c_str());
-  ASSERT_TRUE(doc.AddElem("TestItem"));
-  ASSERT_TRUE(doc.AddChildElem("TestCode", 1536));
-  ASSERT_TRUE(doc.AddChildElem("TestName", "RTC"));
-  ASSERT_TRUE(doc.AddChildElem("Result"));
-  ASSERT_TRUE(doc.IntoElem());
-  ASSERT_TRUE(doc.AddChildElem("ResultItem"));
-  ASSERT_TRUE(doc.IntoElem());
-  ASSERT_TRUE(doc.AddChildElem("Name", "\xB2\xE2\xCA\xD4\xBD\xE1\xB9\xFB"));
-  ASSERT_TRUE(doc.AddChildElem("Value", "Pass"));
-  ASSERT_TRUE(doc.AddChildElem("Description", "ok"));
-  expect_text(
-      kHeader +
-      "<TestItem>\r\n<TestCode>1536</TestCode>\r\n<TestName>RTC</TestName>\r\n<Result>\r\n<ResultItem>\r\n"
-      "<Name>\xB2\xE2\xCA\xD4\xBD\xE1\xB9\xFB</Name>\r\n<Value>Pass</Value>\r\n"
-      "<Description>ok</Description>\r\n</ResultItem>\r\n</Result>\r\n</TestItem>\r\n");
-}
-
 }  // namespace

@@ -95,17 +95,6 @@ TEST_F(XmlSavedPosTest, ANameWhoseElementsAreGoneDoesNoHarm) {
   }
 }
 
-TEST_F(XmlSavedPosTest, ANameOnARemovedChildLeavesItsSiblingsWhole) {
-  start_from(kText, "b");
-  ASSERT_TRUE(doc.SavePos("gone"));
-  ASSERT_TRUE(doc.RemoveChildElem());
-  EXPECT_TRUE(doc.RestorePos("gone"));
-  read_all(doc);
-  doc.RemoveChildElem();
-  doc.SetChildData("data");
-  EXPECT_EQ(walk(doc), walk_of_fresh_parse(doc.GetDoc())) << doc.GetDoc();
-}
-
 TEST_F(XmlSavedPosTest, ALevelThatTheDocumentNeverHadIsDocumentLevel) {
   ASSERT_TRUE(doc.AddElem("r"));
   for (int i = 0; i < 100; ++i) ASSERT_TRUE(doc.AddChildElem("n", i));

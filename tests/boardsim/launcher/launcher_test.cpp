@@ -127,8 +127,7 @@ TEST_F(LauncherTest, WhatCannotBeSimulatedIsRefusedBeforeItStarts) {
   }
 }
 
-// ---- what a program may do, and what it sees
-// ---------------------------------------------------------------
+// ---- what a program may do, and what it sees ------------------------------------------------------------
 
 TEST_F(LauncherTest, WhatAProgramMayNotDoEndsItLoudly) {
   Process process(launch({}, {"unknown-node"}));
@@ -219,8 +218,7 @@ TEST_F(LauncherTest, TheProgramsDescriptorsAreNumberedAsWithoutTheLauncher) {
   EXPECT_EQ(program_output(controlled), alone.out);
 }
 
-// ---- the folders of a board
-// ---------------------------------------------------------------------------------
+// ---- the folders of a board -----------------------------------------------------------------------------
 
 TEST_F(LauncherTest, AStateFolderKeepsBothPartitionsFromRunToRunAndRemembersItsBoard) {
   const char* const from_the_factory = "/dev/mtd4 ffffffff\n/dev/mmcblk0p7 565a514e\n";
@@ -289,8 +287,7 @@ TEST_F(LauncherTest, TheFilesOfAFolderStandAtDevinfoInsteadOfTheBoardsOwn) {
   EXPECT_EQ(files({"--devinfo", file("info")}), "/devinfo/TG.bin: [ours]\n/devinfo/more/notes.txt: a note\n");
 }
 
-// ---- the first serial port, and control from outside
-// -----------------------------------------------------------
+// ---- the first serial port, and control from outside ----------------------------------------------------
 
 /// Reads `size` bytes of a serial device; fewer when it ends.
 std::string read_exactly(int fd, std::size_t size) {
