@@ -50,6 +50,7 @@ MAY_INCLUDE = {
     "tests/boardsim/": ("boardsim/", "tests/harness/"),
     "tests/station/": ("station/", "catalogue/", "tests/harness/"),
     "tests/e2e/": ("boardsim/control/client.h", "tests/harness/"),
+    "tests/kills/": ("station/", "tests/e2e/child.h", "tests/harness/", "tests/station/"),
     "tests/matrix/": ("t1_sdk/", "catalogue/", "boardsim/board.h", "boardsim/families/families.h", "boardsim/jigs/wiring.h", "tests/"),
     "tests/": ("t1_sdk/", "catalogue/", "boardsim/board.h"),
 }
@@ -57,7 +58,7 @@ MAY_INCLUDE = {
 DRAWINGS = {"## The floors of the program": "t1_sdk/", "## The floors of the simulated board": "boardsim/",
             "## The floors of the station": "station/"}
 # These write numbers, records and texts afresh: not even a header's header is the program's.
-INDEPENDENT = ("boardsim/", "station/", "tests/boardsim/", "tests/station/", "tests/e2e/")
+INDEPENDENT = ("boardsim/", "station/", "tests/boardsim/", "tests/station/", "tests/e2e/", "tests/kills/")
 
 
 def quoted(path):
