@@ -46,7 +46,7 @@ MAY_INCLUDE = {
     "catalogue/": (),
     "station/app/": tuple(f"station/{room}/" for room in STATION) + ("catalogue/",),
     **{f"station/{room}/": tuple(f"station/{lower}/" for lower in lowers) + ("catalogue/",) for room, lowers in STATION.items()},
-    "benchmarks/": ("t1_sdk/",),
+    "benchmarks/": ("t1_sdk/", "station/"),
     "tests/boardsim/": ("boardsim/", "tests/harness/"),
     "tests/station/": ("station/", "catalogue/", "tests/harness/"),
     "tests/e2e/": ("boardsim/control/client.h", "tests/harness/"),
