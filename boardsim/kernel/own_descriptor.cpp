@@ -18,7 +18,12 @@ int out_of_the_way(int fd) {
 }
 
 OwnDescriptor::~OwnDescriptor() {
+  reset();
+}
+
+void OwnDescriptor::reset() {
   if (fd_ >= 0) real::close(fd_);
+  fd_ = -1;
 }
 
 }  // namespace boardsim

@@ -17,6 +17,8 @@ class OwnDescriptor {
   OwnDescriptor& operator=(const OwnDescriptor&) = delete;
 
   int get() const { return fd_; }
+  /// Closes it before its time.
+  void reset();
 
  private:
   int fd_;

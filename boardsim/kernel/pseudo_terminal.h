@@ -16,6 +16,8 @@ class PseudoTerminal {
 
   int far() const { return far_.get(); }    ///< controlling side, set not to block
   int near() const { return near_.get(); }  ///< terminal side, set not to block
+  /// Closes the near side: from here on the far one is hung up while nobody else has it open.
+  void hang_up() { near_.reset(); }
   /// At which others open the terminal side: "/dev/pts/3".
   const std::string& name() const { return name_; }
 

@@ -13,11 +13,13 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
 #include "boardsim/tool/address.h"
 #include "boardsim/tool/child.h"
+#include "boardsim/tool/console_device.h"
 #include "boardsim/tool/console_text.h"
 #include "boardsim/tool/options.h"
 
@@ -25,10 +27,11 @@ namespace {
 
 using namespace boardsim;
 
-/// One of the program's two outputs, on its way to the launcher's own.
+/// One of the program's two outputs, on its way to the launcher's own and to the console's device.
 class Relay {
  public:
-  Relay(int from, int to, bool utf8) : from_(from), to_(to), utf8_(utf8) {}
+  Relay(int from, int to, bool utf8, const ConsoleDevice* device)
+      : from_(from), to_(to), utf8_(utf8), device_(device) {}
 
   /// -1 once the program has closed it.
   int source() const { return from_; }
@@ -44,6 +47,7 @@ class Relay {
       return;
     }
     const std::string_view part(bytes.data(), static_cast<std::size_t>(size));
+    if (device_ != nullptr) device_->print(part);
     write_all(utf8_ ? text_.convert(part) : std::string(part));
   }
 
@@ -59,6 +63,7 @@ class Relay {
   int from_;
   int to_;
   bool utf8_;
+  const ConsoleDevice* device_;
   ConsoleText text_{};
 };
 
@@ -78,9 +83,9 @@ void pass_on_signal(int signals, pid_t pid) {
 }
 
 /// Passes output and signals on until the program has ended and everything that it printed was shown.
-int run_to_the_end(Child& child, int signals, bool utf8) {
-  Relay output(child.output(), STDOUT_FILENO, utf8);
-  Relay errors(child.errors(), STDERR_FILENO, utf8);
+int run_to_the_end(Child& child, int signals, bool utf8, const ConsoleDevice* device) {
+  Relay output(child.output(), STDOUT_FILENO, utf8, device);
+  Relay errors(child.errors(), STDERR_FILENO, utf8, device);
   bool alive = true;
   while (alive || output.source() >= 0 || errors.source() >= 0) {
     std::array<pollfd, 4> awaited{{{output.source(), POLLIN, 0},
@@ -131,10 +136,13 @@ int launch(Options& options) {
   const OwnAddress address(options.address);
   config.own_address = address.text();
   config.interfaces.emplace("eth0", address.text());
+  std::optional<ConsoleDevice> device;
+  if (!options.console_tty.empty()) device.emplace(options.console_tty);
   announce(config);
   Child child(options);
-  const int status = run_to_the_end(child, signals, options.utf8_console);
-  for (const std::string& path : {config.control, config.uart1}) {
+  const int status = run_to_the_end(child, signals, options.utf8_console, device ? &*device : nullptr);
+  if (device) device->wait_for_readers();
+  for (const std::string& path : {config.control, config.uart1, options.console_tty}) {
     std::error_code ignored;
     if (!path.empty()) std::filesystem::remove(path, ignored);
   }

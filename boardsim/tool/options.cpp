@@ -152,6 +152,8 @@ void add_options(CLI::App& app, Options& options, Words& words) {
   app.add_option("--devinfo", config.devinfo, "Folder whose files the program finds at /devinfo");
   app.add_option("--uart1", config.uart1,
                  "Path at which the board's first RS485 port appears as a serial device of this PC");
+  app.add_option("--console-tty", options.console_tty,
+                 "Path at which the board's console appears as a serial device of this PC, in GBK");
   app.add_option("--console", words.console, "Show the program's GBK output as utf8, or as it is: gbk")
       ->check(CLI::IsMember({"utf8", "gbk"}))
       ->capture_default_str();

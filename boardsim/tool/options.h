@@ -17,6 +17,7 @@ struct Options {
   Config config{};
   std::string address{};  ///< of the simulated eth0; empty for one that is free
   bool utf8_console = true;
+  std::string console_tty{};  ///< where the console appears as a serial device of the PC, empty for nowhere
   std::vector<std::string> program{};  ///< with its arguments
 };
 

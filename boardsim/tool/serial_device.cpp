@@ -1,39 +1,21 @@
 #include "boardsim/tool/serial_device.h"
 
-#include <termios.h>
-
 #include <array>
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
 #include <memory>
 #include <mutex>
-#include <stdexcept>
 #include <string_view>
 
 #include "boardsim/board/state.h"
 #include "boardsim/kernel/own_thread.h"
 #include "boardsim/kernel/pseudo_terminal.h"
 #include "boardsim/kernel/real.h"
+#include "boardsim/tool/pc_device.h"
 
 namespace boardsim {
 namespace {
 
 // Bytes closer together than this, by the PC's clock, are one block: a driver hands over blocks, not bytes.
 constexpr int kPauseBetweenBlocks = 20;  // ms
-
-[[noreturn]] void fail(const std::string& what, int error) {
-  throw std::runtime_error("--uart1: " + what + ": " + std::strerror(error));
-}
-
-void link_to(const std::string& target, const std::string& path) {
-  std::error_code error;
-  if (std::filesystem::is_symlink(path, error) && !std::filesystem::exists(path, error)) {
-    std::filesystem::remove(path, error);  // what an earlier run left behind
-  }
-  std::filesystem::create_symlink(target, path, error);
-  if (error) fail(path + " cannot be made", error.value());
-}
 
 /// The next block of bytes; empty when the terminal has failed.
 std::string next_block(int fd) {
@@ -59,13 +41,7 @@ void carry_to_board(BoardState& board, int fd) {
 
 void offer_uart1(Board& board, const std::string& path) {
   const Inside inside;
-  const std::shared_ptr<PseudoTerminal> terminal = PseudoTerminal::make();
-  if (!terminal) fail("no pseudo-terminal", errno);
-  termios settings{};
-  real::tcgetattr(terminal->near(), &settings);
-  cfmakeraw(&settings);
-  real::tcsetattr(terminal->near(), TCSANOW, &settings);
-  link_to(terminal->name(), path);
+  const std::shared_ptr<PseudoTerminal> terminal = offer_device("--uart1", path);
   BoardState& state = board.state();
   {
     const Locked lock(state.mutex);

@@ -7,7 +7,9 @@
 namespace t1station {
 namespace {
 
-constexpr double kBoardListens = 5;  // seconds behind the request
+// Seconds behind the request. The board opens its port after five and waits for a minute then; what comes
+// before is lost.
+constexpr double kBoardListens = 6;
 constexpr std::size_t kMostNoise = 4096;
 constexpr double kEndOfEcho = 0.05;  // seconds of silence that show that nothing comes behind it
 

@@ -25,8 +25,8 @@ enum class Echoed { right, wrong, interrupted, nothing };
 /// board says of that one is in its own reply). Prints what goes out and comes in. Throws as SerialLine does.
 Echoed rs485_echo(const Rs485Echo& wanted, const Interrupt& interrupt, std::ostream& out);
 
-/// The same while a runner asks the board for the test: the frame goes out five seconds after the request,
-/// when the board listens.
+/// The same while a runner asks the board for the test: the frame goes out six seconds after the request:
+/// after five the board opens its port.
 class Rs485Partner final : public EchoPartner {
  public:
   /// `speed` is how many times as fast as a real one the board runs. Throws as SerialLine does.

@@ -140,9 +140,9 @@ class Commands(unittest.TestCase):
         unit = ["run", "--plan", "plan.toml", "--serial", "AB00000001"]
         self.assertIn("unit AB00000001 on the normal board passed", self.ends(0, *unit)[0].splitlines()[-1])
         self.assertIn("plan check plan.toml\n", self.calls())
-        self.assertIn("--plan plan.toml --serial AB00000001 --records build/records.db\n", self.calls())
+        self.assertIn("--plan plan.toml --serial AB00000001 --records build/records.db --console build/console/normal.tty\n", self.calls())
         self.ends(0, *unit, "--records", "shift.db")
-        self.assertIn("--records shift.db\n", self.calls())
+        self.assertIn("--records shift.db ", self.calls())
         (self.folder / "station_status").write_text("4")
         self.assertIn("refused", self.ends(4, *unit)[0].splitlines()[-1])
 

@@ -40,6 +40,15 @@ always = true
 
 constexpr char kAsked[] = "RECV COMMANDS:";  // the board's words when a request has come
 
+/// All runs in records, the oldest first.
+std::vector<nlohmann::json> runs_in(const std::string& file) {
+  Child reader({T1STATION_PROGRAM, "records", "export", file, "--format", "jsonl"});
+  std::vector<nlohmann::json> runs;
+  std::istringstream lines(reader.rest());
+  for (std::string line; std::getline(lines, line);) runs.push_back(nlohmann::json::parse(line));
+  return runs;
+}
+
 class KeptRunsTest : public OnServer {
  protected:
   KeptRunsTest() { std::ofstream(plan_) << kPlan; }
@@ -57,11 +66,8 @@ class KeptRunsTest : public OnServer {
   }
   /// The verdicts of all runs, the oldest first; "null" for one without.
   std::vector<std::string> verdicts() const {
-    Child reader({T1STATION_PROGRAM, "records", "export", file_, "--format", "jsonl"});
     std::vector<std::string> found;
-    std::istringstream lines(reader.rest());
-    for (std::string line; std::getline(lines, line);)
-      found.push_back(nlohmann::json::parse(line).at("verdict").dump());
+    for (const nlohmann::json& run : runs_in(file_)) found.push_back(run.at("verdict").dump());
     return found;
   }
   /// A station's whole run on a board that is well.
@@ -161,6 +167,52 @@ TEST_F(KeptRunsTest, ATerminatedStationStopsItsRunButForWhatIsAlwaysRun) {
   EXPECT_THAT(stopped.err(), AllOf(Not(HasSubstr("[2/3]")), HasSubstr("[3/3] Temperature sensor: Pass")));
   EXPECT_THAT(stopped.rest(), HasSubstr("AB00000001: stopped"));
   EXPECT_THAT(verdicts(), ElementsAre("\"stopped\""));
+}
+
+TEST(WiredStationTest, ARunTakesNumbersFromTheConsoleAndPlaysTheBoardsPartnerOnItsLine) {
+  const OwnDirectory directory;
+  const auto file = [&directory](const char* name) { return directory.file(name); };
+  std::ofstream(file("plan.toml")) << R"(format = 1
+name = "wired"
+version = "1"
+serial = '.*'
+[[step]]
+name = "temperature"
+test = "temp"
+[[step.measure]]
+name = "temperature"
+from = "console"
+match = '^温度传感器测得当前温度：([0-9.]+) 摄氏度$'
+low = 45.0
+high = 46.0
+[[step]]
+name = "echo"
+test = "rs485"
+)";
+  BoardUnderTest board({"--console-tty", file("console"), "--uart1", file("uart1")});
+  board.settle();
+  Child station({T1STATION_PROGRAM, board.address(), "run", "--plan", file("plan.toml"), "--serial",
+                 "AB00000001", "--records", file("records.db"), "--console", file("console"), "--rs485",
+                 file("uart1"), "--speed", "6", "--quiet"});
+  board.lines_until("t1_sdk_tmp_test");
+  board.lines_until(kAsked);
+  board.advance(6s);  // the port is open then, and a second later by the station's clock its frame comes
+  board.lines_until("<t1>第一次开始发送数据:d0 1 6 f 11 62 80 32 34 12 78 56 9a bc 75");
+  board.advance(10ms);  // in which the echo's bits go over the line
+  pass_leave(board);
+  EXPECT_EQ(station.exit_status(), 0) << station.err() << station.rest();
+  const nlohmann::json run = runs_in(file("records.db")).at(0);
+  EXPECT_EQ(run.at("verdict"), "passed");
+  const nlohmann::json& temperature = run.at("attempts").at(0);
+  EXPECT_EQ(temperature.at("measurements").at(0).at("value"), 45.5);
+  EXPECT_EQ(temperature.at("description"), "测试成功") << "in which there is no number";
+  const nlohmann::json& echo = run.at("attempts").at(1);
+  EXPECT_THAT(echo.at("description").get<std::string>(),
+              AllOf(HasSubstr("sent     d0 01 06 0f 11 62 80 32 34 12 78 56 9a bc 75\n"),
+                    HasSubstr("received d0 01 06 0f 11 62 80 32 34 12 78 56 9a bc 75\n"),
+                    testing::EndsWith("\nthe echo is right")));
+  EXPECT_THAT(echo.at("console").get<std::string>(), HasSubstr("请在60秒内输入485测试数据\r\n"))
+      << "both sides' words";
 }
 
 }  // namespace

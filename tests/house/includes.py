@@ -48,11 +48,12 @@ MAY_INCLUDE = {
     "catalogue/": (),
     "station/app/": tuple(f"station/{room}/" for room in STATION) + ("catalogue/",),
     **{f"station/{room}/": tuple(f"station/{lower}/" for lower in lowers) + ("catalogue/",) for room, lowers in STATION.items()},
-    "benchmarks/": ("t1_sdk/",),
+    "benchmarks/": ("t1_sdk/", "station/"),
     "tests/boardsim/": ("boardsim/", "tests/harness/"),
     "tests/station/": ("station/", "catalogue/", "tests/harness/"),
     "tests/fuzz/": ("t1_sdk/", "catalogue/", "boardsim/board.h", "station/web/", "tests/"),
     "tests/e2e/": ("boardsim/control/client.h", "tests/harness/"),
+    "tests/kills/": ("station/", "tests/e2e/child.h", "tests/harness/", "tests/station/"),
     "tests/matrix/": ("t1_sdk/", "catalogue/", "boardsim/board.h", "boardsim/families/families.h", "boardsim/jigs/wiring.h", "tests/"),
     "tests/": ("t1_sdk/", "catalogue/", "boardsim/board.h"),
 }
@@ -60,7 +61,7 @@ MAY_INCLUDE = {
 DRAWINGS = {"## The floors of the program": "t1_sdk/", "## The floors of the simulated board": "boardsim/",
             "## The floors of the station": "station/"}
 # These write numbers, records and texts afresh: not even a header's header is the program's.
-INDEPENDENT = ("boardsim/", "station/", "tests/boardsim/", "tests/station/", "tests/e2e/")
+INDEPENDENT = ("boardsim/", "station/", "tests/boardsim/", "tests/station/", "tests/e2e/", "tests/kills/")
 
 
 def quoted(path):

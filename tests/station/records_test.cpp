@@ -113,6 +113,34 @@ TEST_F(RecordsTest, RunsWithoutAnEndBecomeInterruptedWhenTheFileIsOpenedAgain) {
   EXPECT_EQ(events("end"), 1);
 }
 
+TEST_F(RecordsTest, AClockThatWasSetBackChangesNoVerdictOrderOrCount) {
+  {
+    Records records(file_);
+    fail(records, "AB00000001");
+  }
+  // What a station keeps that stops in the middle of a run in a year to come.
+  const std::string id = "fffffffe-0000-7000-8000-000000000000", at = "'2089-01-01T00:00:00.000Z'";
+  ASSERT_EQ(
+      sql(file_,
+          "INSERT INTO run (id, serial, plan_id, kind, station, number, started, software) SELECT '" + id +
+              "', serial, plan_id, kind, station, 2, " + at +
+              ", software FROM run;"
+              "INSERT INTO attempt (id, run_id, step, step_index, number, code, started, request) SELECT '" +
+              id + "', '" + id + "', step, 0, 1, code, " + at + ", request FROM attempt LIMIT 1"),
+      "");
+  Records records(file_);
+  const t1station::StoredRun of_the_future = runs_of(file_).back();
+  EXPECT_EQ(of_the_future.verdict, "interrupted");
+  EXPECT_LT(of_the_future.ended.value(), of_the_future.started);
+  EXPECT_EQ(of_the_future.attempts.at(0).outcome, "interrupted");
+  EXPECT_EQ(of_the_future.sequence, 2);
+  EXPECT_EQ(fail(records, "AB00000001").sequence, 3);
+  EXPECT_THROW(records.begin_run(unit("AB00000001"), plan()), t1station::RecordsRefused) << "two failed runs";
+  const EndedRun last = pass(records, "AB00000002");
+  EXPECT_EQ(t1station::RecordsReader(file_).head(), last.hash);
+  EXPECT_EQ(findings(), std::vector<std::string>{});
+}
+
 TEST_F(RecordsTest, AUnitWithMaxRunsBehindItIsRefusedUntilItPassesOrIsReleased) {
   Records records(file_);
   fail(records, "AB00000001");

@@ -1,15 +1,9 @@
 // The station's part of the RS485 echo test, on a pseudo-terminal with a board at its other end.
 #include "station/tools/rs485_echo.h"
 
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <termios.h>
-#include <unistd.h>
 
-#include <array>
-#include <cstdlib>
 #include <functional>
 #include <sstream>
 #include <thread>
@@ -17,6 +11,7 @@
 #include "station/app/app.h"
 #include "station/link/serial_line.h"
 #include "tests/station/scripted_link.h"
+#include "tests/station/serial_device.h"
 
 namespace {
 
@@ -25,45 +20,8 @@ using namespace t1station;
 const std::string first("\xD0\x01\x06\x0F\x11\x62\x80\x32\x34\x12\x78\x56\x9A\xBC\x75", 15);
 const std::string second("\xD0\x01\x02\x07\x5A\xA5\xD9", 7);
 
-constexpr int kPatience = 20'000;  // ms until a test has gone wrong
-
-/// A pseudo-terminal as the PC has them: with line editing and echo until somebody changes it.
 class Rs485EchoTest : public testing::Test {
  protected:
-  Rs485EchoTest() : board_end_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
-    std::array<char, 64> name{};
-    EXPECT_EQ(grantpt(board_end_), 0);
-    EXPECT_EQ(unlockpt(board_end_), 0);
-    EXPECT_EQ(ptsname_r(board_end_, name.data(), name.size()), 0);
-    device_ = name.data();
-    // The line stays up before and after the station has it open.
-    keeper_ = open(device_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-  }
-  ~Rs485EchoTest() override {
-    hang_up();
-    close(keeper_);
-  }
-
-  void hang_up() {
-    if (board_end_ >= 0) close(board_end_);
-    board_end_ = -1;
-  }
-  /// What the station sends, up to `size` bytes.
-  std::string heard(std::size_t size) const {
-    std::string bytes(size, '\0');
-    std::size_t count = 0;
-    pollfd look{board_end_, POLLIN, 0};
-    while (count < size && poll(&look, 1, kPatience) > 0) {
-      const ssize_t part = read(board_end_, bytes.data() + count, size - count);
-      if (part <= 0) break;
-      count += static_cast<std::size_t>(part);
-    }
-    bytes.resize(count);
-    return bytes;
-  }
-  void say(std::string_view bytes) const {
-    EXPECT_EQ(write(board_end_, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-  }
   int run(const std::vector<std::string>& options = {}) {
     std::vector<std::string> arguments{"rs485-echo", device_};
     arguments.insert(arguments.end(), options.begin(), options.end());
@@ -76,15 +34,9 @@ class Rs485EchoTest : public testing::Test {
     thread.join();
     return code;
   }
-  termios settings() const {
-    termios now{};
-    EXPECT_EQ(tcgetattr(keeper_, &now), 0);
-    return now;
-  }
 
-  int board_end_;
-  int keeper_ = -1;
-  std::string device_;
+  SerialDevice line_;
+  std::string device_ = line_.path();
   ManualClock clock_;
   Interrupt interrupt_;
   std::ostringstream out_, err_;
@@ -93,9 +45,9 @@ class Rs485EchoTest : public testing::Test {
 TEST_F(Rs485EchoTest, ABoardThatEchoesGetsTheSecondFrame) {
   std::string sent;
   EXPECT_EQ(run_with([&] {
-              sent = heard(15);
-              for (const char byte : sent) say({&byte, 1});  // pieces are taken together
-              sent += heard(7);
+              sent = line_.heard(15);
+              for (const char byte : sent) line_.say({&byte, 1});  // pieces are taken together
+              sent += line_.heard(7);
             }),
             0);
   EXPECT_EQ(sent, first + second);
@@ -116,8 +68,8 @@ TEST_F(Rs485EchoTest, AnEchoThatDiffersOrHasAnotherLengthFails) {
   for (const auto& [echo, said] : echoes) {
     EXPECT_EQ(run_with(
                   [&, bytes = echo] {
-                    heard(15);
-                    say(bytes);
+                    line_.heard(15);
+                    line_.say(bytes);
                   },
                   {"--timeout", echo.size() < 15 ? "0.05" : "20"}),
               1);
@@ -130,23 +82,17 @@ TEST_F(Rs485EchoTest, ABoardThatStaysSilentGivesExitCode6) {
   EXPECT_EQ(out_.str(),
             "sent     d0 01 06 0f 11 62 80 32 34 12 78 56 9a bc 75\n"
             "no echo: the board is not waiting for it, or the line is open or turned round\n");
-  EXPECT_EQ(heard(15), first) << "it was sent all the same";
+  EXPECT_EQ(line_.heard(15), first) << "it was sent all the same";
 }
 
 TEST_F(Rs485EchoTest, WhatArrivedBeforeIsNotTheEcho) {
-  const int raw = keeper_;
-  termios now = settings();
-  cfmakeraw(&now);
-  tcsetattr(raw, TCSANOW, &now);
-  say("old bytes");
-  pollfd arrived{raw, POLLIN, 0};
-  ASSERT_EQ(poll(&arrived, 1, kPatience), 1);
-  EXPECT_EQ(run_with([&] { say(heard(15)); }), 0);
+  line_.say_before_it_is_opened("old bytes");
+  EXPECT_EQ(run_with([&] { line_.say(line_.heard(15)); }), 0);
 }
 
 TEST_F(Rs485EchoTest, TheOperatorCanEndTheWait) {
   EXPECT_EQ(run_with([&] {
-              heard(15);
+              line_.heard(15);
               interrupt_.raise();
             }),
             2);
@@ -155,21 +101,21 @@ TEST_F(Rs485EchoTest, TheOperatorCanEndTheWait) {
 
 TEST_F(Rs485EchoTest, ALineThatHangsUpGivesExitCode6) {
   EXPECT_EQ(run_with([&] {
-              heard(15);
-              hang_up();
+              line_.heard(15);
+              line_.hang_up();
             }),
             6);
   EXPECT_TRUE(err_.str().starts_with("t1station: " + device_ + " ")) << err_.str();
 }
 
 TEST_F(Rs485EchoTest, TheLineIsRaw8N1At38400WhileItIsUsedAndAsBeforeLater) {
-  const termios before = settings();
+  const termios before = line_.settings();
   termios during{};
   EXPECT_EQ(run_with([&] {
-              const std::string frame = heard(15);
-              during = settings();
-              say(frame);
-              heard(7);
+              const std::string frame = line_.heard(15);
+              during = line_.settings();
+              line_.say(frame);
+              line_.heard(7);
             }),
             0);
   EXPECT_EQ(cfgetospeed(&during), B38400);
@@ -178,7 +124,7 @@ TEST_F(Rs485EchoTest, TheLineIsRaw8N1At38400WhileItIsUsedAndAsBeforeLater) {
   EXPECT_EQ(during.c_lflag & (ICANON | ECHO | ISIG | IEXTEN), 0U);
   EXPECT_EQ(during.c_oflag & OPOST, 0U);
   EXPECT_EQ(during.c_iflag & (IXON | IXOFF | ICRNL | INLCR | IGNCR | ISTRIP), 0U);
-  const termios after = settings();
+  const termios after = line_.settings();
   EXPECT_EQ(after.c_lflag, before.c_lflag);
   EXPECT_EQ(after.c_iflag, before.c_iflag);
   EXPECT_EQ(after.c_oflag, before.c_oflag);
@@ -189,9 +135,9 @@ TEST_F(Rs485EchoTest, AnotherSpeedCanBeAskedForAndOneThatLinesDoNotHaveIsAUsageE
   termios during{};
   run_with(
       [&] {
-        heard(15);
-        during = settings();
-        say(first);
+        line_.heard(15);
+        during = line_.settings();
+        line_.say(first);
       },
       {"--speed", "9600"});
   EXPECT_EQ(cfgetospeed(&during), B9600);

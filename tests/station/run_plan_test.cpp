@@ -2,88 +2,19 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <array>
-#include <cstdlib>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <pugixml.hpp>
-#include <sstream>
 
-#include "station/app/app.h"
 #include "station/records/records.h"
-#include "tests/harness/own_directory.h"
-#include "tests/station/board_texts.h"
 #include "tests/station/fake_board.h"
-#include "tests/station/records_support.h"
-#include "tests/station/scripted_link.h"
+#include "tests/station/run_plan.h"
 
 namespace {
 
 using namespace board_texts;
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-const std::string nobody = "127.0.0.1:1";  // where a connection would end with 6
-const std::string serial = "AB00000001";
-const std::string rtc_fail = reply(1536, rtc_name_gbk, "Fail", read_failed_gbk);
-
-std::string degrees(const std::string& number) {
-  static const int code = records_support::plan().steps.at(1).code;
-  return reply(code, "x", "Pass", number);
-}
-
-/// With the plan of records_support: "clock" with two attempts, which stops the rest, and "temperature" with
-/// its limits.
-class RunPlanTest : public testing::Test {
- protected:
-  RunPlanTest() { records_support::write(plan_, records_support::plan_text()); }
-
-  int run_app(const std::vector<std::string>& words) { return run_app(words, clock_); }
-  int run_app(const std::vector<std::string>& words, const t1station::Clock& clock) {
-    out_.str("");
-    err_.str("");
-    t1station::Environment around{out_, err_, clock, interrupt_, "2026-11-22T03:17:12"};
-    around.host = "ICT-7";
-    return t1station::run_app(words, around);
-  }
-  /// `run` with the plan, a unit and records.
-  int run(const std::string& board, const std::vector<std::string>& more = {}) {
-    return run(board, more, clock_);
-  }
-  int run(const std::string& board, const std::vector<std::string>& more, const t1station::Clock& clock) {
-    std::vector<std::string> words{board,  "run",       "--plan", plan_,          "--serial",
-                                   serial, "--records", file_,    "--board-wait", "0.1"};
-    words.insert(words.end(), more.begin(), more.end());
-    return run_app(words, clock);
-  }
-  /// The complaint of a run that is refused with exit code 4 before anything was asked or kept.
-  std::string refused(const std::vector<std::string>& words) {
-    EXPECT_EQ(run_app(words), 4);
-    EXPECT_EQ(out(), "");
-    EXPECT_FALSE(std::filesystem::exists(file_));
-    return err();
-  }
-  std::string refused_plan(const std::string& text) {
-    records_support::write(plan_, text);
-    return refused({nobody, "run", "--plan", plan_, "--serial", serial, "--records", file_});
-  }
-
-  std::string out() const { return out_.str(); }
-  std::string err() const { return err_.str(); }
-  std::string path(const std::string& name) const { return directory_.file(name); }
-  nlohmann::json json() const { return nlohmann::json::parse(records_support::content_of(path("json"))); }
-  t1station::StoredRun stored() const { return records_support::runs_of(file_).back(); }
-
-  const OwnDirectory directory_;
-  const std::string plan_ = directory_.file("p.toml");
-  const std::string file_ = directory_.file("records.db");
-  ManualClock clock_;  // stands still: every test takes 0.0 seconds
-  t1station::Interrupt interrupt_;
-  std::ostringstream out_, err_;
-};
 
 TEST_F(RunPlanTest, AUnitThatPassesIsKeptAndReportedWithItsPlanAndItsAttempts) {
   FakeBoard board({{sends(greeting()), hears(), sends(rtc_fail), hears(), sends(rtc_pass()), hears(),
@@ -140,29 +71,6 @@ TEST_F(RunPlanTest, AFailureEndsWith1) {
   EXPECT_THAT(json()["reason"].get<std::string>(), HasSubstr("degrees 99 degC, above 60"));
   EXPECT_THAT(out(), HasSubstr("degrees 99 degC, above 60"));
   EXPECT_EQ(json()["tests"][1]["measurements"][0]["outcome"], "high");
-}
-
-TEST_F(RunPlanTest, TheConsolesDeviceIsReadWhileAStepRuns) {
-  const int board_end = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-  std::array<char, 64> device{};
-  ASSERT_EQ(grantpt(board_end), 0);
-  ASSERT_EQ(unlockpt(board_end), 0);
-  ASSERT_EQ(ptsname_r(board_end, device.data(), device.size()), 0);
-  const auto prints = [board_end](std::string_view text) {
-    return does([board_end, text] {
-      EXPECT_EQ(write(board_end, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    });
-  };
-  records_support::write(plan_, records_support::plan_text() +
-                                    "[[step.measure]]\nname = \"more\"\nfrom = \"console\"\nmatch = "
-                                    "'T=([0-9]+)'\n");
-  FakeBoard board({{sends(greeting()), hears(), sends(rtc_pass()), hears(), prints("T=2\n"),
-                    sends(degrees("20")), hears()}});
-  EXPECT_EQ(run(board.address(), {"--console", device.data()}, t1station::SteadyClock()), 0) << err();
-  EXPECT_EQ(stored().attempts.at(0).console, "") << "a console that says nothing";
-  EXPECT_EQ(stored().attempts.at(1).console, "T=2\n");
-  EXPECT_EQ(stored().attempts.at(1).measurements.at(1).value, 2);
-  close(board_end);
 }
 
 TEST_F(RunPlanTest, AStopEndsWith2) {

@@ -87,6 +87,8 @@ TEST_F(LauncherTest, WhatMakesNoSenseIsAUsageErrorThatTellsWhatThereIs) {
        "boardsim: --fault: it has no effect beside --board list"},
       {{"--board", "list", "--", "x"}, "boardsim: x: --board list starts no program"},
       {{"--print-family", "--speed", "2"}, "boardsim: --speed: it has no effect beside --print-family"},
+      {{"--board", "list", "--console-tty", "x"},
+       "boardsim: --console-tty: it has no effect beside --board list"},
       {{"--fault", "list", "--fault", "rtc stopped"},
        "boardsim: --fault: other faults have no effect beside --fault list"}};
   for (const auto& [options, message] : lines) {
@@ -287,7 +289,7 @@ TEST_F(LauncherTest, TheFilesOfAFolderStandAtDevinfoInsteadOfTheBoardsOwn) {
   EXPECT_EQ(files({"--devinfo", file("info")}), "/devinfo/TG.bin: [ours]\n/devinfo/more/notes.txt: a note\n");
 }
 
-// ---- the first serial port, and control from outside ----------------------------------------------------
+// ---- the first serial port, the console, and control from outside ----------------------------------------
 
 /// Reads `size` bytes of a serial device; fewer when it ends.
 std::string read_exactly(int fd, std::size_t size) {
@@ -328,6 +330,40 @@ TEST_F(LauncherTest, ASerialDeviceIsNotPutInThePlaceOfAFile) {
   Process nowhere(launch({"--uart1", file("none") + "/uart1"}, {"exit", "0"}));
   EXPECT_EQ(nowhere.wait(), 70);
   EXPECT_THAT(nowhere.err, HasSubstr("No such file or directory"));
+  std::ofstream(file("tty")) << "kept";
+  Process console(launch({"--console-tty", file("tty")}, {"exit", "0"}));
+  EXPECT_EQ(console.wait(), 70);
+  EXPECT_EQ(console.err, "boardsim: --console-tty: " + file("tty") + " cannot be made: File exists\n");
+  EXPECT_EQ(console.out, "");
+  EXPECT_EQ(contents(file("tty")), "kept");
+}
+
+TEST_F(LauncherTest, TheConsoleIsASerialDeviceOfThePcForWhoHasItOpen) {
+  Process process(launch({"--console-tty", file("tty"), "--pace", "stepped", "--control", file("control")},
+                         {"heartbeat"}));
+  ASSERT_TRUE(process.wait_for("beat\n")) << "while nobody listens";
+  const int fd = open(file("tty").c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(fd, 0);
+  boardsim::ControlClient control(file("control"));
+  control.advance(5s);
+  EXPECT_EQ(read_exactly(fd, 6), "beat\r\n");
+  EXPECT_TRUE(process.wait_for("beat\nbeat\n")) << "on standard output besides";
+  close(fd);
+  EXPECT_THROW(control.advance(60s), std::runtime_error);
+  EXPECT_EQ(process.wait(), 0);
+  EXPECT_FALSE(std::filesystem::is_symlink(file("tty"))) << "the device is gone";
+}
+
+TEST_F(LauncherTest, AConsoleThatIsOpenAndNotReadHoldsUpNobody) {
+  Process process(launch({"--console-tty", file("tty")}, {"later-chatter"}));
+  ASSERT_TRUE(process.wait_for("waiting\n"));
+  const int fd = open(file("tty").c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(fd, 0);
+  process.signal(SIGINT);
+  EXPECT_TRUE(process.wait_for("done\n"));
+  EXPECT_EQ(read_exactly(fd, 6), "line\r\n");
+  close(fd);
+  EXPECT_EQ(process.wait(), 0);
 }
 
 TEST_F(LauncherTest, ASteppedProgramRunsOnlyAsFarAsTimeIsAdvanced) {

@@ -4,6 +4,7 @@
 #include <net/if.h>
 #include <netinet/in.h>
 #include <pthread.h>
+#include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/reboot.h>
 #include <sys/socket.h>
@@ -191,6 +192,20 @@ int number_later_descriptor() {
   return number_descriptor();
 }
 
+/// Prints more than a terminal of the PC keeps, once it is interrupted.
+int chatter_later() {
+  sigset_t interrupt;
+  sigemptyset(&interrupt);
+  sigaddset(&interrupt, SIGINT);
+  sigprocmask(SIG_BLOCK, &interrupt, nullptr);
+  std::printf("waiting\n");
+  int signal = 0;
+  sigwait(&interrupt, &signal);
+  for (int line = 0; line < 20000; ++line) std::printf("line\n");
+  std::printf("done\n");
+  return 0;
+}
+
 int wait_for_ever() {
   std::printf("waiting\n");
   pause();
@@ -213,6 +228,7 @@ const std::map<std::string, int (*)()> kDeeds{
     {"uart", echo_on_uart},
     {"descriptor", number_descriptor},
     {"later-descriptor", number_later_descriptor},
+    {"later-chatter", chatter_later},
     {"wait", wait_for_ever},
 };
 

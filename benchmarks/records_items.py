@@ -1,0 +1,47 @@
+"""The station's records, as rows of the table: commits, and files of many runs."""
+import pathlib
+import subprocess
+import tempfile
+
+import table
+
+COMMIT_ROUNDS = 101
+FILE_ROUNDS = 15
+SMALL = 1000
+MANY = 100_000
+MILLION = 1_000_000
+
+
+def columns(build, *words):
+    """What a run of records_speed prints, column by column."""
+    command = [build / "benchmarks/records_speed", *map(str, words)]
+    output = subprocess.run(command, stdout=subprocess.PIPE, check=True, text=True).stdout
+    return list(zip(*(map(float, line.split()) for line in output.splitlines())))
+
+
+def file_rows(build, runs):
+    """The same with a file of so many runs, against one of a thousand."""
+    with tempfile.TemporaryDirectory(dir=build) as folder:
+        files = [pathlib.Path(folder) / name for name in ("small.db", "large.db")]
+        for file, size in zip(files, (SMALL, runs)):
+            columns(build, "fill", file, size)
+        found = columns(build, "files", FILE_ROUNDS, *files)
+    against = f"{SMALL:,} runs"
+    return [table.Row(f"Records: {what}, {runs:,} runs", table.ratio(column[1::2], column[::2]), against, 2)
+            for what, column in zip(("open", "begin a run", "list a unit's", "show a run"), found)]
+
+
+def records(build):
+    """Commits of the records, and a file of 100,000 runs."""
+    rows = []
+    for place, name, goal in ((build, "disk", 1.25), (pathlib.Path("/dev/shm"), "memory", None)):
+        if place.is_dir():
+            with tempfile.TemporaryDirectory(dir=place) as folder:
+                ours, bare = columns(build, "commits", folder, COMMIT_ROUNDS)
+            rows.append(table.Row(f"Records: a commit ({name})", table.paired_ratio(ours, bare), "SQLite alone", goal))
+    return rows + file_rows(build, MANY)
+
+
+def million(build):
+    """A file of a million runs, 2 GB; a minute or more, and only when it is named."""
+    return file_rows(build, MILLION)
