@@ -72,7 +72,8 @@ std::string trouble_with(const Measurement& measurement) {
   const std::string value = measurement.name + " " + shortest(*measurement.value) +
                             (measurement.unit.empty() ? "" : " " + measurement.unit);
   if (measurement.outcome == "low" && measurement.low) return value + ", below " + shortest(*measurement.low);
-  if (measurement.outcome == "high" && measurement.high) return value + ", above " + shortest(*measurement.high);
+  if (measurement.outcome == "high" && measurement.high)
+    return value + ", above " + shortest(*measurement.high);
   return value + ", " + measurement.outcome;
 }
 
