@@ -39,7 +39,7 @@ station() {
   strip "$folder/t1station"
   document docs/installing-station.md
   install -D -m 644 -t "$folder/plans" plans/*.toml
-  install -m 644 packaging/t1station.bash "$folder"
+  install -m 644 packaging/t1station.bash packaging/t1station-line@.service "$folder"
   packages_of "$folder/t1station" >"$folder/NEEDS"
   local package
   for package in libboost1.81-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev; do # their headers are compiled in

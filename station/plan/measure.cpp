@@ -40,6 +40,15 @@ std::optional<std::string> find_in_console(const Pattern& pattern, std::string_v
   return std::nullopt;
 }
 
+// Of a number that is shown to people, and of one that somebody wrote.
+constexpr int kShownDigits = 6, kMostDigits = 10;
+
+std::string digits(double number, int most) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.*g", most, number);
+  return text.data();
+}
+
 std::optional<double> find_value(const Measure& measure, const Findings& findings) {
   if (measure.from == Measure::From::seconds) return findings.seconds;
   if (!measure.match) return std::nullopt;
@@ -69,7 +78,7 @@ Measurement take_measurement(const Measure& measure, const Findings& findings) {
 std::string trouble_with(const Measurement& measurement) {
   if (measurement.outcome == "passed") return {};
   if (!measurement.value) return measurement.name + " not found";
-  const std::string value = measurement.name + " " + shortest(*measurement.value) +
+  const std::string value = measurement.name + " " + digits(*measurement.value, kShownDigits) +
                             (measurement.unit.empty() ? "" : " " + measurement.unit);
   if (measurement.outcome == "low" && measurement.low) return value + ", below " + shortest(*measurement.low);
   if (measurement.outcome == "high" && measurement.high)
@@ -78,9 +87,7 @@ std::string trouble_with(const Measurement& measurement) {
 }
 
 std::string shortest(double number) {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.10g", number);
-  return text.data();
+  return digits(number, kMostDigits);
 }
 
 }  // namespace t1station
