@@ -2,13 +2,10 @@
 
 The page's clock is the test's: it stands still until `advance` moves it, and what the page has put off happens then.
 Keys are those of a keyboard, with the times that a scanner or a person would leave between them."""
-import base64
 import json
-import struct
 import sys
 import time
 import unittest
-import zlib
 
 from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
@@ -43,6 +40,14 @@ CLOCK = """(() => {
     }
   };
 })();"""
+# The pixels of a picture; no address is asked for, so that the page's policy allows it.
+PIXELS = """const pixels = async (base64) => {
+  const bytes = Uint8Array.from(atob(base64), (letter) => letter.charCodeAt(0));
+  const picture = await createImageBitmap(new Blob([bytes], { type: "image/png" }));
+  const drawing = new OffscreenCanvas(picture.width, picture.height).getContext("2d");
+  drawing.drawImage(picture, 0, 0);
+  return drawing.getImageData(0, 0, picture.width, picture.height);
+};"""
 ALONE = "delete globalThis.SharedWorker;"  # a browser that has none
 SHIFTED = dict(zip('!@#$%^&*()_+{}|:"~<>?', "1234567890-=[]\\;'`,./"))
 CODES = {"-": "Minus", "=": "Equal", "[": "BracketLeft", "]": "BracketRight", "\\": "Backslash", ";": "Semicolon",
@@ -53,8 +58,8 @@ def start_chromium():
     options = webdriver.ChromeOptions()
     options.binary_location = "/usr/bin/chromium"
     for option in ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage", "--hide-scrollbars",
-                   "--disable-background-networking", "--no-first-run", "--font-render-hinting=none", "--disable-extensions",
-                   "--renderer-process-limit=1", "--disable-features=BackForwardCache,Translate,OptimizationHints"):
+                   "--disable-background-networking", "--disable-component-update", "--disable-extensions", "--no-first-run",
+                   "--font-render-hinting=none"):
         options.add_argument(option)
     options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
     driver = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
@@ -211,12 +216,19 @@ class PageTest(unittest.TestCase):
 
     # --- what is seen
 
-    def pixels(self):
-        """The screen at half its size, row by row, and how many bytes a pixel has."""
-        width, height = self.script("return [innerWidth, innerHeight]")
-        clip = {"x": 0, "y": 0, "width": width, "height": height, "scale": 0.5}
-        picture = base64.b64decode(self.command("Page.captureScreenshot", format="png", clip=clip)["data"])
-        return decoded(picture)
+    def most_colour(self):
+        """How far apart the channels of a pixel are, of the most coloured one on the screen."""
+        picture = self.command("Page.captureScreenshot", format="png")["data"]
+        return self.driver.execute_async_script(PIXELS + """
+          const [picture, done] = arguments;
+          pixels(picture).then(({ data }) => {
+            let most = 0;
+            for (let at = 0; at < data.length; at += 4) {
+              const [red, green, blue] = data.subarray(at, at + 3);
+              most = Math.max(most, Math.max(red, green, blue) - Math.min(red, green, blue));
+            }
+            done(most);
+          });""", picture)
 
     def measure(self, selector):
         """Where the elements are, and how their texts look."""
@@ -229,43 +241,3 @@ class PageTest(unittest.TestCase):
             const digits = drawing.measureText("0").actualBoundingBoxAscent;
             return { x, y, width, height, right, bottom, digits, text: element.innerText, color: style.color };
           })""", selector)
-
-
-def decoded(png):
-    """The rows of a picture of eight bits a channel, three or four channels."""
-    at, data = 8, b""
-    while at < len(png):
-        length, kind = struct.unpack(">I4s", png[at:at + 8])
-        if kind == b"IHDR":
-            width, height, _, colours = struct.unpack(">IIBB", png[at + 8:at + 18])
-        if kind == b"IDAT":
-            data += png[at + 8:at + 8 + length]
-        at += 12 + length
-    step = {2: 3, 6: 4}[colours]
-    raw, before, rows = zlib.decompress(data), bytearray(width * step), []
-    for number in range(height):
-        start = number * (width * step + 1)
-        row = unfiltered(raw[start], bytearray(raw[start + 1:start + 1 + width * step]), before, step)
-        rows.append(row)
-        before = row
-    return rows, step
-
-
-def unfiltered(kind, row, above, step):
-    """A row of a picture, from its differences to the pixels left of it and above it."""
-    if kind == 0:
-        return row
-    for at in range(len(row)):
-        left = row[at - step] if at >= step else 0
-        if kind == 1:
-            guess = left
-        elif kind == 2:
-            guess = above[at]
-        elif kind == 3:
-            guess = (left + above[at]) // 2
-        else:
-            corner = above[at - step] if at >= step else 0
-            first = left + above[at] - corner
-            guess = min((left, above[at], corner), key=lambda near: abs(first - near))
-        row[at] = (row[at] + guess) & 255
-    return row

@@ -44,11 +44,6 @@ class Lost(PageTest):
         self.assertLess(self.most_colour(), 3)
         self.assertFalse(self.shown("[data-acknowledge]"))
 
-    def most_colour(self):
-        """How far apart the channels of a pixel are, of the most coloured one."""
-        rows, step = self.pixels()
-        return max(max(max(pixel) - min(pixel) for pixel in zip(row[0::step], row[1::step], row[2::step])) for row in rows)
-
     def test_the_seconds_stand_still_when_the_station_is_gone(self):
         self.open(slot("1", "testing", run(1, started=moment(-10))), scripts=(ALONE, CLOCK))
         self.line.freeze()
