@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "station/app/line_command.h"
 #include "station/app/plan_command.h"
 #include "station/app/records_command.h"
 #include "station/app/users_command.h"
@@ -377,7 +378,8 @@ void refuse_beside_plan(const CLI::App& run) {
        {"TEST", "--param", "--family", "--timeout", "--wait", "--keep-going", "--fail-fast"}) {
     if (run.count(option) == 0) continue;
     const bool is_wait = std::string_view(option) == "--wait";
-    throw UsageError(std::string(option) + " goes with TESTs, not with --plan" +
+    const std::string word = std::string_view(option) == "TEST" ? "a TEST" : option;
+    throw UsageError(word + " cannot stand beside --plan" +
                      (is_wait ? ", for which it is --board-wait" : ", which says itself what is run"));
   }
 }
@@ -414,6 +416,7 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
   const CLI::App* run = add_run(app, line, words);
   const CLI::App* monitor = add_monitor(app, line, words);
   const CLI::App* echo = add_echo(app, line);
+  add_line_command(app, line.action);
   add_plan_command(app, line.action);
   add_records_command(app, line.action);
   add_users_command(app, line.action);

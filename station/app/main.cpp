@@ -12,6 +12,7 @@
 
 #include "station/app/app.h"
 #include "station/app/exit_code.h"
+#include "station/records/owner.h"
 
 namespace {
 
@@ -27,11 +28,6 @@ std::string time_of_day() {
 std::size_t terminal_columns() {
   winsize size{};
   return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
-}
-
-std::string host_name() {
-  std::array<char, 256> name{};
-  return gethostname(name.data(), name.size() - 1) == 0 ? name.data() : "";
 }
 
 bool is_set(const char* variable) {
@@ -61,7 +57,7 @@ int main(int argc, char** argv) {
     around.in_is_terminal = isatty(STDIN_FILENO) == 1;
     around.no_color = is_set("NO_COLOR");
     around.columns = terminal_columns();
-    around.host = host_name();
+    around.host = t1station::host_name();
     return t1station::run_app(std::vector<std::string>(argv + 1, argv + argc), around);
   } catch (const std::exception& error) {
     std::cerr << "t1station: " << error.what() << std::endl;

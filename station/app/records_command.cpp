@@ -3,8 +3,6 @@
 #include "station/app/exit_code.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
-#include <array>
 #include <memory>
 #include <system_error>
 
@@ -21,8 +19,6 @@
 
 namespace t1station {
 namespace {
-
-constexpr std::array<std::string_view, 5> kVerdicts{"passed", "failed", "error", "stopped", "interrupted"};
 
 /// The words behind `records`.
 struct Words {
@@ -138,8 +134,10 @@ int obey(Doing doing, const Words& words, const Environment& around) {
 }
 
 std::string check_verdict(const std::string& word) {
-  if (std::find(kVerdicts.begin(), kVerdicts.end(), word) != kVerdicts.end()) return {};
-  return "\"" + word + "\" is no verdict: there are passed, failed, error, stopped and interrupted";
+  if (verdict_named(word)) return {};
+  std::string all;
+  for (const std::string_view name : verdict_names()) all += (all.empty() ? "" : ", ") + std::string(name);
+  return "\"" + word + "\" is no verdict: there are " + all;
 }
 
 std::string check_format(const std::string& word) {

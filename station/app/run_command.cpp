@@ -169,6 +169,7 @@ RunReport run_unit(const CommandLine& line, const Plan& plan, const Devices& dev
 }
 
 int run_plan(const CommandLine& line, const Environment& around) {
+  bool has_begun = false;
   try {
     const Plan plan = read_plan(line.plan_file);
     if (!plan.serial.matches(line.serial)) {
@@ -177,6 +178,7 @@ int run_plan(const CommandLine& line, const Environment& around) {
     }
     const Devices devices = open_devices(line, plan, around);
     Records records(line.records_file);
+    has_begun = true;
     return show(run_unit(line, plan, devices, records, around), line, around);
   } catch (const BadPlan& bad) {
     for (const std::string& problem : bad.lines()) around.err << problem << "\n";
@@ -187,7 +189,9 @@ int run_plan(const CommandLine& line, const Environment& around) {
     return exit_code::kUsage;
   } catch (const RecordsBroken& broken) {
     around.err << "t1station: " << broken.what()
-               << "; the run is over, and nothing of it counts that is not stored" << std::endl;
+               << (has_begun ? "; the run is over, and nothing of it counts that is not stored"
+                             : "; nothing was run")
+               << std::endl;
     return exit_code::kBroken;
   } catch (const LinkError& error) {
     around.err << "t1station: " << error.what() << "; nothing was run" << std::endl;

@@ -1,19 +1,9 @@
 #include "station/line/slot_cell.h"
 
-#include <algorithm>
-#include <array>
 #include <map>
 
 namespace t1station {
 namespace {
-
-Verdict verdict_named(std::string_view name) {
-  constexpr std::array all{Verdict::passed, Verdict::failed, Verdict::error, Verdict::stopped,
-                           Verdict::interrupted};
-  const auto* found =
-      std::find_if(all.begin(), all.end(), [&](Verdict v) { return verdict_name(v) == name; });
-  return found == all.end() ? Verdict::error : *found;
-}
 
 StepFailure failure_of(const StoredAttempt& attempt, const PlanSet& plans, const StoredRun& run) {
   StepFailure failure;
@@ -56,7 +46,7 @@ ShownRun shown_again(const StoredRun& run, const PlanSet& plans) {
   view.id = run.id;
   view.serial = run.serial;
   view.started = run.started;
-  view.verdict = verdict_named(run.verdict.value_or(""));
+  view.verdict = verdict_named(run.verdict.value_or("")).value_or(Verdict::error);
   view.retried = run.retried == 1;
   view.reason = run.reason.value_or("");
   std::map<std::int64_t, const StoredAttempt*> last;  // by step

@@ -1,7 +1,9 @@
 #include "station/plan/measure.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <cstdio>
 
 #include "station/text/text.h"
 
@@ -62,6 +64,22 @@ Measurement take_measurement(const Measure& measure, const Findings& findings) {
       measure.name, find_value(measure, findings), measure.unit, measure.low, measure.high, {}};
   measurement.outcome = outcome_of(measurement);
   return measurement;
+}
+
+std::string trouble_with(const Measurement& measurement) {
+  if (measurement.outcome == "passed") return {};
+  if (!measurement.value) return measurement.name + " not found";
+  const std::string value = measurement.name + " " + shortest(*measurement.value) +
+                            (measurement.unit.empty() ? "" : " " + measurement.unit);
+  if (measurement.outcome == "low" && measurement.low) return value + ", below " + shortest(*measurement.low);
+  if (measurement.outcome == "high" && measurement.high) return value + ", above " + shortest(*measurement.high);
+  return value + ", " + measurement.outcome;
+}
+
+std::string shortest(double number) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%.10g", number);
+  return text.data();
 }
 
 }  // namespace t1station

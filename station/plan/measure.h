@@ -31,4 +31,11 @@ struct Findings {
 /// optional sign, digits, and an optional fraction; anything else is "not_found".
 Measurement take_measurement(const Measure& measure, const Findings& findings);
 
+/// What is wrong with a number, for people: "degrees 71.5 degC, above 60", "degrees not found". Empty when
+/// nothing is.
+std::string trouble_with(const Measurement& measurement);
+
+/// A number in the fewest digits that tell it, ten at most: "0.1", "60".
+std::string shortest(double number);
+
 }  // namespace t1station

@@ -2,11 +2,16 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <mutex>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <type_traits>
+#include <utility>
 
 #include "station/records/chain.h"
+#include "station/records/common_commit.h"
 #include "station/records/database.h"
 #include "station/records/identity.h"
 #include "station/records/owner.h"
@@ -59,6 +64,16 @@ std::string_view verdict_name(Verdict verdict) {
   return kVerdictNames.at(static_cast<std::size_t>(verdict));
 }
 
+std::optional<Verdict> verdict_named(std::string_view name) {
+  const auto* found = std::find(kVerdictNames.begin(), kVerdictNames.end(), name);
+  if (found == kVerdictNames.end()) return std::nullopt;
+  return static_cast<Verdict>(found - kVerdictNames.begin());
+}
+
+std::span<const std::string_view> verdict_names() {
+  return kVerdictNames;
+}
+
 struct Records::State {
   explicit State(const std::string& path) : file(path), owner(path) {}
 
@@ -78,20 +93,25 @@ struct Records::State {
     }
   }
 
-  // The same in a transaction of its own.
+  void store(const CommonCommit::Storing& storing) {
+    with_database([&](Database& open) {
+      Transaction transaction(open);
+      storing(open);
+      transaction.commit();
+    });
+  }
+
+  // The same in a transaction, which several threads may share.
   template <typename Doing>
   auto in_transaction(const Doing& doing) {
-    return with_database([&](Database& open) {
-      Transaction transaction(open);
-      if constexpr (std::is_void_v<decltype(doing(open))>) {
-        doing(open);
-        transaction.commit();
-      } else {
-        auto result = doing(open);
-        transaction.commit();
-        return result;
-      }
-    });
+    using Result = decltype(doing(*database));
+    if constexpr (std::is_void_v<Result>) {
+      commits.store([&](Database& open) { doing(open); });
+    } else {
+      std::optional<Result> result;
+      commits.store([&](Database& open) { result = doing(open); });
+      return *std::move(result);
+    }
   }
 
   std::string file;
@@ -99,6 +119,7 @@ struct Records::State {
   std::unique_ptr<Database> database;  // nothing once it is broken
   std::string trouble;
   std::mutex mutex;
+  CommonCommit commits{[this](const CommonCommit::Storing& storing) { store(storing); }};
 };
 
 Records::Records(const std::string& file, const std::string& vfs) {

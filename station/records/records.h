@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -36,6 +37,10 @@ std::string_view attempt_outcome_name(AttemptOutcome outcome);
 /// How a run ended.
 enum class Verdict { passed, failed, error, stopped, interrupted };
 std::string_view verdict_name(Verdict verdict);
+/// The verdict of that name; nothing when there is none.
+std::optional<Verdict> verdict_named(std::string_view name);
+/// The names of all verdicts.
+std::span<const std::string_view> verdict_names();
 
 /// What is known of a run when its unit is scanned.
 struct NewRun {

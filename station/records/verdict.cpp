@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "station/plan/measure.h"
 #include "station/plan/plan_file.h"
 #include "station/records/identity.h"
 #include "station/records/loading.h"
@@ -90,13 +91,16 @@ std::optional<std::string> trouble_with_numbers(const Attempts& attempts, const 
   return std::nullopt;
 }
 
+Measurement measured(const StoredMeasurement& stored) {
+  return {stored.name, stored.value, stored.unit.value_or(""), stored.low, stored.high, stored.outcome};
+}
+
 std::string words_of(const StoredAttempt& attempt, std::size_t tries) {
   std::string words = attempt.outcome ? *attempt.outcome : "not ended";
   if (words == "timed_out") words = "no reply in time";
   for (const StoredMeasurement& measurement : attempt.measurements) {
-    if (measurement.outcome == "passed") continue;
-    words += ", " + measurement.name +
-             (measurement.outcome == "not_found" ? " not found" : " too " + measurement.outcome);
+    const std::string trouble = trouble_with(measured(measurement));
+    if (!trouble.empty()) words += ", " + trouble;
   }
   if (attempt.answer == "no") words += ", answered no";
   if (tries > 1) words += " (attempt " + std::to_string(tries) + ")";

@@ -101,12 +101,6 @@ std::string verdict_line(const RunReport& report) {
   return line + "\n";
 }
 
-std::string shortest(double number) {
-  std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%.10g", number);
-  return text.data();
-}
-
 // "temperature 10 to 60 degC"
 std::string limits_of(const Measure& measure) {
   std::string text = measure.name;
@@ -138,6 +132,9 @@ std::string results_table(const RunReport& report, bool color) {
   std::vector<const Result*> origins{nullptr};
   for (const Result& result : report.results) {
     std::vector<std::string> description = lines_of(result.description);
+    for (const Measurement& measurement : result.measurements) {
+      if (std::string trouble = trouble_with(measurement); !trouble.empty()) description.push_back(trouble);
+    }
     if (description.empty()) description.emplace_back();
     for (std::string& line : description) line = one_line(line);
     rows.push_back({row_name(result), std::to_string(result.code), std::string(outcome_label(result.outcome)),

@@ -55,7 +55,7 @@ void Progress::on(const RunEvent& event) {
     index_ = started->index;
     total_ = started->total;
     code_ = started->step.code;
-    attempt_ = 1;
+    attempt_ = 0;
     attempts_ = started->step.attempts;
     ticked(0);
   }
@@ -125,7 +125,9 @@ void Progress::finished(const Result& result) {
 std::string Progress::heading() const {
   return std::string("[") + std::to_string(index_ + 1) + "/" + std::to_string(total_) + "] " +
          title_of(code_) +
-         (attempts_ > 1 ? ", attempt " + std::to_string(attempt_) + " of " + std::to_string(attempts_) : "");
+         (attempts_ > 1 && attempt_ > 0
+              ? ", attempt " + std::to_string(attempt_) + " of " + std::to_string(attempts_)
+              : "");
 }
 
 void Progress::erase_line() {

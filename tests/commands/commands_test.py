@@ -16,7 +16,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 # What the commands call of a bare system, and what they look for before they install anything.
 TOOLS = ["bash", "sh", "env", "sed", "grep", "flock", "stat", "mkdir", "cat", "head", "tail", "sort", "id", "kill", "sleep",
          "seq", "dirname", "nproc", "rm", "tr", "python3", "wc"]
-LOOKED_FOR = ["c++", "cmake", "ninja", "clang-format", "doxygen", "shellcheck", "git", "arm-linux-gnueabihf-g++",
+LOOKED_FOR = ["chromium", "chromedriver", "c++", "cmake", "ninja", "clang-format", "doxygen", "shellcheck", "git", "arm-linux-gnueabihf-g++",
               "arm-linux-gnueabi-g++"]
 BOARD = r"""#!/bin/sh
 for word in "$@"; do case $word in
@@ -145,6 +145,11 @@ class Commands(unittest.TestCase):
         (self.folder / "station_status").write_text("4")
         self.assertIn("refused", self.ends(4, *unit)[0].splitlines()[-1])
 
+    def test_a_line_is_demonstrated_by_what_was_just_built(self):
+        self.stand_in(self.folder / "boardsim/rack/demonstration.py", 'import sys\nprint("line", *sys.argv[1:])\nsys.exit(4)\n')
+        self.assertEqual(self.ends(4, "run", "--line", "--seed", "7", "--serial-by-hand")[0], "line --seed 7 --serial-by-hand\n")
+        self.assertIn("--target boardtest boardsim boardsim_preload t1station\n", self.calls())
+
     def test_runs_side_by_side_keep_their_consoles_apart(self):
         (self.folder / "build/console").mkdir()
         with open(self.folder / "build/console/normal.log", "w") as taken:
@@ -162,6 +167,8 @@ class Commands(unittest.TestCase):
                         ["run", "--plan", "run", "--serial", "AB00000001", "rtc"],
                         ["run", "--plan", "run", "--serial", "AB00000001", "--serve"],
                         ["run", "--plan", "missing.toml", "--serial", "AB00000001"], ["run", "--faults", "--plan", "run"],
+                        ["run", "--line", "--board", "k"], ["run", "--line", "--seed", "first"], ["run", "--seed", "3"],
+                        ["run", "--line", "rtc"], ["run", "--serve", "--serial-by-hand"],
                         ["test", "--asan", "--tsan"], ["test", "--tidy", "--only", "x"], ["test", "--fuzz", "long"],
                         ["test", "--arm", "--all"], ["test", "--only"], ["bench", "--nonsense"], ["build-arm", "now"]):
             with self.subTest(command=command):

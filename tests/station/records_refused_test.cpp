@@ -71,7 +71,7 @@ TEST_F(RecordsRefusedTest, AnotherApplicationsDatabaseIsLeftAlone) {
 }
 
 TEST_F(RecordsRefusedTest, AFolderThatIsNotThereIsNotMade) {
-  EXPECT_THAT(refusal<RecordsRefused>(directory_.file("shift/records.db")), HasSubstr("there is no folder"));
+  EXPECT_THAT(refusal<RecordsBroken>(directory_.file("shift/records.db")), HasSubstr("there is no folder"));
 }
 
 TEST_F(RecordsRefusedTest, AFileThatNobodyMayWriteIsNotWritten) {

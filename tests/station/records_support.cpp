@@ -154,10 +154,8 @@ std::string forge(const std::string& file, const std::string& statements) {
   return error;
 }
 
-std::string column(const std::string& file, const std::string& query) {
-  std::string lines;
-  for (const std::string& value : Shell(file).column(query)) lines += value + "\n";
-  return lines;
+std::vector<std::string> column(const std::string& file, const std::string& query) {
+  return Shell(file).column(query);
 }
 
 std::string content_of(const std::string& file) {

@@ -41,8 +41,8 @@ std::string sql(const std::string& file, const std::string& statements);
 /// The same with all triggers taken away before and put back behind: what somebody who means it would do.
 std::string forge(const std::string& file, const std::string& statements);
 
-/// The first column of what a query finds, one line a row.
-std::string column(const std::string& file, const std::string& query);
+/// The texts of one column, as SQLite alone reads them.
+std::vector<std::string> column(const std::string& file, const std::string& query);
 
 std::string content_of(const std::string& file);
 void write(const std::string& file, std::string_view content);

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <stdexcept>
 #include <thread>
 
 #include "station/plan/plan_file.h"
@@ -172,9 +173,14 @@ TEST_F(RecordsTest, ACallInTheWrongOrderEndsWritingAltogether) {
   EXPECT_EQ(only_run().verdict, std::nullopt);
 }
 
-TEST_F(RecordsTest, SlotsOnThreadsOfTheirOwnShareOneFile) {
+TEST_F(RecordsTest, SlotsOnThreadsOfTheirOwnShareOneFileAndOneThatMayNotStoreHarmsNobody) {
   Records records(file_);
   std::vector<std::thread> slots;
+  slots.emplace_back([&records] {
+    for (int i = 0; i < 50; ++i) {
+      EXPECT_THROW(records.add_event("stop", "", "", "", "no JSON"), std::invalid_argument);
+    }
+  });
   for (int slot = 1; slot <= 4; ++slot) {
     slots.emplace_back([&records, slot] {
       for (int unit = 0; unit < 5; ++unit) pass(records, "AB0000000" + std::to_string(slot));
@@ -254,7 +260,7 @@ const std::vector<Story> kStories{
        clock_ends(records, run, connection, AttemptOutcome::passed);
        return temperature_ends(records, run, connection, measured(60.5));
      },
-     Verdict::failed, "step temperature: failed, degrees too high: said so"},
+     Verdict::failed, "step temperature: failed, degrees 60.5 degC, above 60: said so"},
     {"a retry that failed hides behind a pass",
      [](Records& records, const std::string& run) {
        const std::string connection = connected(records, run);

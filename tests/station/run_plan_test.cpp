@@ -137,7 +137,8 @@ TEST_F(RunPlanTest, AFailureEndsWith1) {
   EXPECT_EQ(run(board.address(), {"--json", path("json")}), 1);
   EXPECT_EQ(stored().verdict, "failed");
   EXPECT_EQ(json()["verdict"], "failed");
-  EXPECT_THAT(json()["reason"].get<std::string>(), HasSubstr("degrees too high"));
+  EXPECT_THAT(json()["reason"].get<std::string>(), HasSubstr("degrees 99 degC, above 60"));
+  EXPECT_THAT(out(), HasSubstr("degrees 99 degC, above 60"));
   EXPECT_EQ(json()["tests"][1]["measurements"][0]["outcome"], "high");
 }
 
@@ -253,9 +254,9 @@ TEST_F(RunPlanTest, WordsThatDoNotGoWithAPlanOrAreMissingBesideItAreRefused) {
     words.insert(words.end(), more);
     return words;
   };
-  EXPECT_THAT(refused(with({"rtc"})), HasSubstr("not with --plan"));
-  EXPECT_THAT(refused(with({"--family", "T1"})), HasSubstr("not with --plan"));
-  EXPECT_THAT(refused(with({"--timeout", "5"})), HasSubstr("not with --plan"));
+  EXPECT_THAT(refused(with({"rtc"})), HasSubstr("cannot stand beside --plan"));
+  EXPECT_THAT(refused(with({"--family", "T1"})), HasSubstr("cannot stand beside --plan"));
+  EXPECT_THAT(refused(with({"--timeout", "5"})), HasSubstr("cannot stand beside --plan"));
   EXPECT_THAT(refused(with({"--wait", "5"})), HasSubstr("--board-wait"));
   EXPECT_THAT(refused({nobody, "run", "--plan", plan_, "--records", file_}), HasSubstr("--serial"));
   EXPECT_THAT(refused({nobody, "run", "--plan", plan_, "--serial", serial}), HasSubstr("--records"));

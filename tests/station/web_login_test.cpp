@@ -35,10 +35,14 @@ class WebLoginTest : public testing::Test {
     return line_.get(target, session).status;
   }
   std::string events() {
-    return records_support::column(
-        line_.file.records,
-        "SELECT kind || ' ' || coalesce(operator, '-') || ' ' || coalesce(detail, '') "
-        "FROM event ORDER BY sequence");
+    std::string lines;
+    for (const std::string& event : records_support::column(
+             line_.file.records,
+             "SELECT kind || ' ' || coalesce(operator, '-') || ' ' || coalesce(detail, '') "
+             "FROM event ORDER BY sequence")) {
+      lines += event + "\n";
+    }
+    return lines;
   }
 
   WebLine line_;

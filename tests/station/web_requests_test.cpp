@@ -245,7 +245,7 @@ TEST_F(WebRequestsTest, WhereNobodyLogsInEverybodyIsAnEngineer) {
   EXPECT_EQ(line_.json("/api/session"), (json{{"name", nullptr}, {"role", "engineer"}}));
   EXPECT_EQ(line_.post("/api/logout", "{}").body, "{}");
   EXPECT_EQ(line_.get("/").field("content-type"), "text/html; charset=utf-8");
-  EXPECT_EQ(line_.get("/page/line.js").field("content-type"), "text/javascript");
+  EXPECT_EQ(line_.get("/page/line.js").field("content-type"), "text/javascript; charset=utf-8");
 }
 
 }  // namespace

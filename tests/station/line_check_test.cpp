@@ -1,0 +1,68 @@
+// The point check of a slot: units whose verdict is known before.
+#include <gmock/gmock.h>
+
+#include <atomic>
+
+#include "tests/station/board_texts.h"
+#include "tests/station/line_at_work.h"
+
+namespace {
+
+using namespace t1station;
+using testing::HasSubstr;
+
+constexpr const char* kGood = "GOLD-1";
+constexpr const char* kBad = "BAD-1";
+constexpr const char* kUnit = "AB00000001";
+const std::string kCheck = "[check]\nevery_hours = 8\ngood = [\"GOLD-1\"]\nbad = [\"BAD-1\"]\n";
+
+class LineCheckTest : public LineAtWork {
+ protected:
+  /// The board in the slot from now on.
+  void put_in(bool is_good) { is_good_ = is_good; }
+  void check_with(const char* unit, bool is_good) {
+    put_in(is_good);
+    if (test(unit).run->verdict != Verdict::passed) line_->acknowledge("1", "Li");
+  }
+
+  std::atomic<bool> is_good_ = true;
+  const AnsweringBoard board_{
+      [this](int code) { return board_texts::reply(code, "x", is_good_ ? "Pass" : "Fail", "21.5"); }};
+};
+
+TEST_F(LineCheckTest, ASlotTakesUnitsOnceAGoodUnitHasPassedAndABadOneFailed) {
+  begin({board_.address()}, kCheck);
+  EXPECT_EQ(slot(0).state, SlotState::locked);
+  EXPECT_EQ(slot(0).reason, "its check is due");
+  EXPECT_EQ(refused(kUnit, "1"), "slot 1 takes no unit: its check is due");
+  check_with(kBad, false);
+  EXPECT_EQ(slot(0).state, SlotState::locked);
+  check_with(kGood, true);
+  EXPECT_EQ(test(kUnit).run->verdict, Verdict::passed);
+  EXPECT_EQ(runs().at(0).kind, "check");
+  EXPECT_EQ(runs().at(2).kind, "production");
+  EXPECT_EQ(line_->view().today.runs, 1) << "checks are no production";
+
+  begin({board_.address()}, kCheck);
+  EXPECT_EQ(slot(0).state, SlotState::idle) << "the check holds for eight hours, also after a restart";
+}
+
+TEST_F(LineCheckTest, AWrongResultOfACheckUnitLocksTheSlotUntilItIsUnlockedAndCheckedAnew) {
+  begin({board_.address()}, kCheck);
+  check_with(kGood, true);
+  put_in(true);
+  test(kBad);
+  EXPECT_EQ(slot(0).state, SlotState::locked);
+  EXPECT_EQ(slot(0).reason, "the bad check unit BAD-1 ended as passed, not as failed");
+  begin({board_.address()}, kCheck);
+  EXPECT_THAT(refused(kGood, "1"), HasSubstr("slot 1 is locked: the bad check unit"));
+  line_->unlock("1", "contact cleaned", "Wang");
+  EXPECT_EQ(slot(0).reason, "its check is due");
+  check_with(kGood, true);
+  EXPECT_THAT(refused(kUnit, "1"), HasSubstr("its check is due"));
+  check_with(kBad, false);
+  put_in(true);
+  EXPECT_EQ(test(kUnit).run->verdict, Verdict::passed);
+}
+
+}  // namespace
