@@ -18,7 +18,9 @@ using t1station::WebError;
 constexpr const char* kKeys[] = {"text", "slot", "operator"};
 
 bool is_plain(const std::string& text) {
-  return json(text).dump().find("\\u00") == std::string::npos;  // throws for what is no UTF-8
+  const auto is_control = [](unsigned char letter) { return letter < 0x20 || letter == 0x7F; };
+  return !json(text).dump().empty() /* throws for what is no UTF-8 */ &&
+         std::none_of(text.begin(), text.end(), is_control);
 }
 
 void take_target(const std::string& text) {
