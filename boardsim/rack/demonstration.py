@@ -49,9 +49,12 @@ class Station:
         """Returns the page's address once it is served."""
         with open(self.log, "ab") as log:
             said_before = log.tell()
-            self.process = await asyncio.create_subprocess_exec(
-                *self.command, stdin=asyncio.subprocess.DEVNULL, stdout=asyncio.subprocess.PIPE, stderr=log,
-                start_new_session=True, preexec_fn=functools.partial(end_with_parent, os.getpid(), signal.SIGTERM))
+            try:
+                self.process = await asyncio.create_subprocess_exec(
+                    *self.command, stdin=asyncio.subprocess.DEVNULL, stdout=asyncio.subprocess.PIPE, stderr=log,
+                    start_new_session=True, preexec_fn=functools.partial(end_with_parent, os.getpid(), signal.SIGTERM))
+            except OSError as error:
+                raise CannotStart(3, f"{self.command[0]} cannot be started: {error.strerror}") from error
         first = (await self.process.stdout.readline()).decode()
         if found := re.match(r"listening on (\S+)", first):
             return found[1]

@@ -20,7 +20,8 @@ class Defect:
 
 GOOD = Defect("nothing is wrong with it", verdict="passed")
 SHAKY = Defect("mounting its card fails once", ("mount #1 EIO",), verdict="passed", is_retried=True)
-SILENT = Defect("its iris test hangs", ("app silent",), verdict="error")
+SLOW = Defect("its SD card is so slow that the test hangs", ("medium /dev/mmc01 slow 60000", "medium /dev/mmc11 slow 60000"),
+              verdict="error")
 PULLED = (Defect("it is pulled out, which resets its connection", verdict="error", pulled="reset"),
           Defect("it is pulled out without a word", verdict="error", pulled="silence"))
 BROKEN = (Defect("the wire of input T2 is cut", ("wire T2 cut",)),
@@ -47,7 +48,7 @@ def draw(seed, families=FAMILIES):
     letters = "".join(chance.choices(string.ascii_uppercase, k=2))
     number = chance.randrange(10**DIGITS // 2)  # so that no demonstration comes to the last one
     while True:
-        kinds = [GOOD] * GOOD_IN_A_ROUND + [None] * 3 + [SHAKY, SILENT, chance.choice(PULLED)]
+        kinds = [GOOD] * GOOD_IN_A_ROUND + [None] * 3 + [SHAKY, SLOW, chance.choice(PULLED)]
         chance.shuffle(kinds)
         for position, kind in enumerate(kinds):
             family = families[position % len(families)]
