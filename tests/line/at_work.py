@@ -19,8 +19,8 @@ name = "short"
 version = "1"
 serial = '[A-Z]{2}[0-9]{8}'
 [[step]]
-name = "clock"
-test = "rtc"
+name = "temperature"
+test = "temp"
 """
 
 

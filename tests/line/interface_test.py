@@ -70,7 +70,7 @@ class InterfaceTest(LineTest):
 
     def test_two_boards_with_one_address_are_tested_side_by_side(self):
         self.put_board(self.spaces[1])
-        self.put_board(self.spaces[2], "--fault", "rtc stopped")
+        self.put_board(self.spaces[2], "--fault", "sensors none")
         slots = "".join(f'[[slot]]\nname = "{n}"\nboard = "{ADDRESS}"\nplan = "plan.toml"\ninterface = "port{n}"\n' for n in (1, 2))
         file = self.write("line.toml", f'[station]\nname = "ICT-3"\nrecords = "records.db"\nlisten = "127.0.0.1:0"\n{slots}')
         line = self.start_line(file, "ip", "netns", "exec", self.spaces[0])

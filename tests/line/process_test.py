@@ -13,7 +13,7 @@ from at_work import PLAN, LineTest  # noqa: E402
 
 UNIT = "AB00000001"
 # No board knows this code: it never answers.
-SILENT = PLAN.replace('"rtc"', "4711\ntimeout = 600")
+SILENT = PLAN.replace('"temp"', "4711\ntimeout = 600")
 
 
 class ProcessTest(LineTest):
