@@ -7,6 +7,8 @@ Everything that an operator does is done as one does it: with the hands (the rac
 import argparse
 import asyncio
 import collections
+import contextlib
+import dataclasses
 import fcntl
 import functools
 import itertools
@@ -18,6 +20,8 @@ import re
 import signal
 import socket
 import sys
+
+sys.dont_write_bytecode = True  # nothing is left beside the sources
 
 import units
 from line_client import LineClient, Refused
@@ -108,21 +112,21 @@ class Hands:
     async def clear(self, slot):
         """Waits until the slot takes a unit; acknowledges what is left there, unless a person does."""
 
-        def is_ready():
+        def is_free():
             shown = self.line.slot(slot)
-            return shown if shown and shown["state"] == "idle" or self.passed(shown) or not by_hand and self.failed(shown) else None
+            return shown and (shown["state"] == "idle" or self.shows(shown, passed=True))
 
-        by_hand = self.options.serial_by_hand
-        if self.failed(await self.line.until(is_ready)):
+        def is_left():
+            return not self.options.serial_by_hand and self.shows(self.line.slot(slot), passed=False)
+
+        await self.line.until(lambda: is_free() or is_left())
+        if is_left():
             await self.acknowledge(slot)
 
     @staticmethod
-    def passed(shown):
-        return shown and shown["state"] == "done" and shown["run"]["verdict"] == "passed"
-
-    @staticmethod
-    def failed(shown):
-        return shown and shown["state"] == "done" and shown["run"]["verdict"] != "passed"
+    def shows(shown, passed):
+        """Whether a slot shows a verdict, which is passed or is another."""
+        return shown and shown["state"] == "done" and (shown["run"]["verdict"] == "passed") == passed
 
     def run_in(self, slot):
         """The id of the run that the slot shows, or None."""
@@ -174,6 +178,7 @@ class Hands:
 
     def judge(self, slot, unit, its):
         """Says the verdict, and whether it is what the unit deserves."""
+        unit = dataclasses.replace(unit, serial=its.get("serial", unit.serial))  # a person may have scanned another one
         verdict = its["verdict"]
         self.verdicts[verdict] += 1
         words = verdict + (", retried" if its.get("retried") else "")
@@ -238,6 +243,11 @@ def own_folder(folder):
     return lock
 
 
+def units_for(slot, options):
+    """The units of one slot, which is counted from 0."""
+    return itertools.islice(units.draw(options.seed), slot, options.units, len(units.FAMILIES))
+
+
 async def demonstrate(options):
     """Returns the exit status."""
     for ending in (signal.SIGTERM, signal.SIGHUP):
@@ -252,12 +262,12 @@ async def demonstrate(options):
     try:
         address = await station.start()
         print(f"The page: {address}", flush=True)
-        print(f"Records: {options.folder / 'records.db'}; the same units again: --seed {options.seed}; Ctrl-C ends it all", flush=True)
+        print(f"The records: {options.folder / 'records.db'}", flush=True)
+        print(f"The same units again: --seed {options.seed}. Ctrl-C ends it all", flush=True)
         line = LineClient(re.sub(r"^\w+://|/$", "", address), "demonstration")
         hands = Hands(options, rack, line)
         keeping = asyncio.create_task(station.keep())
-        working = [asyncio.create_task(hands.work(slot, itertools.islice(units.draw(options.seed), index, options.units, len(ports))))
-                   for index, slot in enumerate(ports)]
+        working = [asyncio.create_task(hands.work(slot, units_for(index, options))) for index, slot in enumerate(ports)]
         tasks = [keeping, *working]
         while any(not task.done() for task in working):
             done, _ = await asyncio.wait([task for task in tasks if not task.done()], return_when=asyncio.FIRST_COMPLETED)
@@ -269,7 +279,8 @@ async def demonstrate(options):
         await asyncio.gather(*tasks, return_exceptions=True)
         if hands:
             line.close()
-            print(f"Ending ... {hands.summary()}", flush=True)
+            with contextlib.suppress(OSError):  # the terminal may be gone
+                print(f"Ending ... {hands.summary()}", flush=True)
         await station.end()
         await rack.close()
         lock.close()
@@ -280,7 +291,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--build", type=pathlib.Path, default=RELEASE, metavar="FOLDER", help="where the programs were built")
     parser.add_argument("--folder", type=pathlib.Path, default=ROOT / "build/line", help="for the line's file, records, logs")
-    parser.add_argument("--plans", type=pathlib.Path, default=ROOT / "plans", metavar="FOLDER", help="has FAMILY.toml for each slot")
+    parser.add_argument("--plans", type=pathlib.Path, default=ROOT / "plans", metavar="FOLDER", help="has FAMILY.toml each")
     parser.add_argument("--port", type=int, default=0, help=f"of the page; {PORT} by default, or a free one")
     parser.add_argument("--seed", default=str(random.randrange(1000000)), help="the same one draws the same units")
     parser.add_argument("--serial-by-hand", action="store_true", help="leaves scanning and acknowledging to a person")
