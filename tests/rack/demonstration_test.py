@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """The demonstration of a line: each unit that it draws ends as its defect deserves, and nothing is left behind."""
+import contextlib
 import fcntl
 import itertools
 import os
@@ -7,6 +8,7 @@ import pathlib
 import re
 import select
 import signal
+import socket
 import sqlite3
 import subprocess
 import sys
@@ -17,6 +19,8 @@ sys.dont_write_bytecode = True  # nothing is left beside the sources
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(sys.argv.pop()) if pathlib.Path(sys.argv[-1]).is_dir() else ROOT / "build/release"
 sys.path.insert(0, str(ROOT / "boardsim/rack"))
+import demonstration
+import rack
 import units
 
 PATIENCE = 100  # seconds, against hanging only
@@ -42,12 +46,12 @@ class DemonstrationTest(unittest.TestCase):
             plan = (ROOT / f"plans/{family}.toml").read_text(encoding="utf-8")
             (self.folder / f"{family}.toml").write_text(short_plan(plan), encoding="utf-8")
 
-    def start(self, *options):
+    def start(self, *options, port=None):
         """Starts it, in a group of its own: as a terminal does, Ctrl-C reaches all of it."""
-        process = subprocess.Popen([ROOT / "boardsim/rack/demonstration.py", "--build", BUILD, "--folder", self.folder / "line",
-                                    "--plans", self.folder, "--seed", SEED, "--speed", SPEED, "--pause", "0",
-                                    *options], bufsize=0,
-                                   process_group=0, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        port = rack.free_port() if port is None else port
+        command = [ROOT / "boardsim/rack/demonstration.py", "--build", BUILD, "--folder", self.folder / "line", "--plans",
+                   self.folder, "--seed", SEED, "--speed", SPEED, "--pause", "0", "--port", str(port), *options]
+        process = subprocess.Popen(command, bufsize=0, process_group=0, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         self.addCleanup(process.stdout.close)
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
@@ -108,9 +112,14 @@ class DemonstrationTest(unittest.TestCase):
         for _, descriptor in everything:
             self.has_ended(descriptor)
 
-    def test_nothing_is_left_of_one_that_is_killed(self):
-        process = self.start()
-        self.said(process, "is put in")
+    def test_a_usual_port_that_is_taken_is_left_to_who_has_it_and_a_demonstration_that_is_killed_leaves_nothing(self):
+        usual = socket.socket()
+        self.addCleanup(usual.close)
+        with contextlib.suppress(OSError):  # then somebody else has it
+            usual.bind(("127.0.0.1", demonstration.PORT))
+            usual.listen()
+        process = self.start(port=0)
+        self.assertNotEqual(self.said(process, r"The page: http://127\.0\.0\.1:(\d+)/(.*\n)*.*is put in")[1], str(demonstration.PORT))
         everything = self.below(process)
         process.kill()
         for _, descriptor in everything:
