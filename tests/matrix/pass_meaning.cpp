@@ -289,7 +289,8 @@ const char* const kHead = R"(# What a pass means
 
 A test passes when what it looks at is right. Where nothing of the board can see the effect, somebody else must look. This page
 says for each code what a pass proves, under which faults the test passes all the same, and what a person or a fixture must
-add. Printed by `./run --passes`; a test keeps it true.
+add. Where a person or the console can tell, the [attended plans](plans.md#the-projects-plans) ask and measure; on the boards
+that echo, a station with `--rs485` compares the echo. Printed by `./run --passes`; a test keeps it true.
 
 How the faults were found: each is laid over a healthy simulated board, one at a time, on the families that are given the code;
 families on which the test makes the same calls are tried once. They are the faults of the [devices](simulator-devices.md) that
