@@ -6,6 +6,7 @@ import { setAttribute, setText } from "/page/dom.js";
 import { Keyboard } from "/page/keyboard.js";
 import { Summary } from "/page/summary.js";
 import { mustBeAcknowledged, questionOf, Tile } from "/page/tile.js";
+import { reasonIn } from "/page/reasons.js";
 import { choose, language, onChosenElsewhere, stationLanguage, translate, word } from "/page/words.js";
 
 const kOperator = "operator";
@@ -35,6 +36,7 @@ function say(kind, key, values = {}) {
 function showMessage() {
   const values = { ...message.values };
   if (values.answer) values.answer = word(values.answer);
+  if (values.reason) values.reason = reasonIn(language(), values.reason);
   setText(part("message"), message.key === "" ? "" : word(message.key, values));
   setAttribute(part("message"), "data-kind", message.kind);
 }
@@ -89,7 +91,7 @@ function showTop() {
   fact("operator", session.name ?? (operator || word("operator_none")), null);
   const records = line?.records ?? "ok";
   fact("records", word(records === "ok" ? "ok" : "trouble"), records === "ok" ? "ok" : "trouble");
-  setText(part("records-banner"), records === "ok" ? "" : word("records_banner", { reason: records }));
+  setText(part("records-banner"), records === "ok" ? "" : word("records_banner", { reason: reasonIn(language(), records) }));
   part("records-banner").hidden = records === "ok";
   const { state = "off", behind = 0 } = line?.central ?? {};
   const late = behind > 0 ? ` · ${word("behind", { count: behind })}` : "";

@@ -1,5 +1,6 @@
 // One tile: what the station says of one slot. Nothing here remembers what it said before.
 import { fit, make, setAttribute, setText } from "/page/dom.js";
+import { reasonIn } from "/page/reasons.js";
 import { language, signs, word } from "/page/words.js";
 
 /// Whether a slot's verdict waits for a person.
@@ -49,7 +50,7 @@ function failure(failed) {
     title.append(make("span", "attempts", word("attempt_of", { number: failed.attempt, total: failed.attempts })));
   }
   item.append(title);
-  if (failed.description) item.append(make("div", "words", failed.description));
+  if (failed.description) item.append(make("div", "words", reasonIn(language(), failed.description)));
   const measured = failed.measurements ?? [];
   if (measured.length > 0) item.append(make("ul", "", ...measured.map(measurement)));
   return item;
@@ -161,7 +162,7 @@ export class Tile {
     setText(this.#sign, verdict ? signs[verdict] ?? "" : "");
     setText(this.#word, word(verdict ?? state));
     setText(this.#retried, run?.retried ? word("retried") : "");
-    setText(this.#reason, isInFailures(reason, run) ? "" : reason ?? "");
+    setText(this.#reason, isInFailures(reason, run) ? "" : reasonIn(language(), reason ?? ""));
   }
 
   #showProgress({ state, run }) {
