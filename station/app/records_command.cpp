@@ -9,8 +9,7 @@
 #include "station/records/check.h"
 #include "station/records/reader.h"
 #include "station/records/records.h"
-#include "station/report/run_csv.h"
-#include "station/report/run_json.h"
+#include "station/report/run_format.h"
 #include "station/report/run_text.h"
 #include "station/report/whole_file.h"
 #include "station/run/result.h"
@@ -88,10 +87,10 @@ void write_runs(const Words& words, const WritePiece& write) {
   if (filter.id && !reader.run(*filter.id)) {
     throw UsageError("there is no run " + clean_text(*filter.id) + " in " + words.file);
   }
-  const bool is_csv = words.format == "csv";
-  if (is_csv) write(csv_header());
-  reader.for_each(filter,
-                  [&](const StoredRun& run) { write(is_csv ? csv_rows(run) : run_json(run) + "\n"); });
+  const RunFormat format = format_named(words.format);
+  write(format.header());
+  reader.for_each(filter, [&](const StoredRun& run) { write(format.run(run)); });
+  write(format.footer());
 }
 
 int export_runs(const Words& words, const Environment& around) {
@@ -141,11 +140,12 @@ std::string check_verdict(const std::string& word) {
 }
 
 std::string check_format(const std::string& word) {
-  if (word == "jsonl" || word == "csv") return {};
-  if (word == "junit" || word == "ocp" || word == "cfx" || word == "html") {
-    return "the format " + word + " is not offered yet: there are jsonl and csv";
+  std::string all;
+  for (const std::string_view name : format_names()) {
+    if (word == name) return {};
+    all += (all.empty() ? "" : ", ") + std::string(name);
   }
-  return "\"" + word + "\" is no format: there are jsonl and csv";
+  return "\"" + word + "\" is no format: there are " + all;
 }
 
 /// Makes the commands below `records`.
@@ -204,7 +204,7 @@ void add_records_command(CLI::App& app, Action& action) {
       ->required();
   builder.add("head", "Print the hash of the run that ended last", head);
   CLI::App& exporting = builder.add("export", "Write whole runs in a form for other programs", export_runs);
-  exporting.add_option("--format", words.format, "jsonl (one run a line) or csv (one attempt a row)")
+  exporting.add_option("--format", words.format, "jsonl (one run a line), csv (one attempt a row), junit, ocp, cfx, or html (to print)")
       ->required()
       ->check(CLI::Validator(check_format, ""));
   exporting.add_option("--run", words.run, "Only the run with this id");

@@ -140,9 +140,9 @@ TEST_F(RecordsCommandTest, AnExportNeverTakesThePlaceOfItsRecords) {
   EXPECT_EQ(run({"check", file_}), 0);
 }
 
-TEST_F(RecordsCommandTest, AFormatThatIsNotOfferedYetIsSaid) {
-  EXPECT_EQ(run({"export", file_, "--format", "ocp"}), 4);
-  EXPECT_THAT(err(), HasSubstr("the format ocp is not offered yet: there are jsonl and csv"));
+TEST_F(RecordsCommandTest, AFormatThatThereIsNotIsRefusedWithThoseThatThereAre) {
+  EXPECT_EQ(run({"export", file_, "--format", "pdf"}), 4);
+  EXPECT_THAT(err(), HasSubstr("\"pdf\" is no format: there are jsonl, csv, junit, ocp, cfx, html"));
 }
 
 TEST_F(RecordsCommandTest, AReleaseIsForTheOwnerOfTheFile) {

@@ -1,0 +1,26 @@
+// The formats in which stored runs leave the station.
+#pragma once
+
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "station/records/rows.h"
+
+namespace t1station {
+
+/// What is written before the runs, for each of them, and behind them, in this order.
+struct RunFormat {
+  std::function<std::string()> header;
+  std::function<std::string(const StoredRun&)> run;
+  std::function<std::string()> footer;
+};
+
+/// "jsonl", "csv", "junit", "ocp", "cfx", "html".
+std::span<const std::string_view> format_names();
+
+/// The format of that name, to write one file. Throws std::out_of_range when there is none.
+RunFormat format_named(std::string_view name);
+
+}  // namespace t1station
