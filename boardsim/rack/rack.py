@@ -16,6 +16,7 @@ It ends, and all its boards with it, at the end of its input, on SIGINT and on S
 import argparse
 import asyncio
 import collections
+import contextlib
 import ctypes
 import functools
 import os
@@ -33,6 +34,7 @@ RELEASE = ROOT / "build/release"
 WAYS = ("reset", "silence")  # how a board can be pulled
 SERVICE_PORT = 36001  # of the program on a board
 START_WAIT = 30  # seconds in which a board listens, however busy this PC is
+LONGEST_LINE = 1 << 20  # bytes, of a board's console
 LOOK_AGAIN = 0.02  # seconds between two looks at whether a board listens
 LISTENS = "0A"  # the state in the kernel's table of TCP sockets
 PR_SET_PDEATHSIG = 1
@@ -70,7 +72,8 @@ class Board:
         try:
             process = await asyncio.create_subprocess_exec(
                 *command, "--", build / "t1_sdk/boardtest", stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                stderr=subprocess.STDOUT, start_new_session=True, preexec_fn=functools.partial(end_with_parent, os.getpid()))
+                stderr=subprocess.STDOUT, limit=LONGEST_LINE, start_new_session=True,
+                preexec_fn=functools.partial(end_with_parent, os.getpid()))
         except OSError as error:
             raise RackError(f"{command[0]} cannot be started: {error.strerror}") from error
         return cls(process, console)
@@ -79,15 +82,17 @@ class Board:
         """Takes what the board prints, to its end: a full pipe would hold it up."""
         while line := await self.process.stdout.readline():
             if self.console:
-                self.console.write(line)
-                self.console.flush()
+                with contextlib.suppress(OSError):  # a full disk does not hold a board up
+                    self.console.write(line)
+                    self.console.flush()
             self.said.append(line.decode(errors="replace").strip())
             if found := re.match(rf"boardsim: board .* at ([0-9.]+):{SERVICE_PORT}$", self.said[-1]):
                 self.address = found[1]
                 self.is_announced.set()
         self.is_announced.set()
         if self.console:
-            self.console.close()
+            with contextlib.suppress(OSError):
+                self.console.close()
 
     async def serves(self):
         """Waits until it takes stations. Returns whether it does. Trying to connect would not do: its program ends when a
@@ -114,7 +119,8 @@ class Board:
     async def cut_power(self):
         """Ends it at once. Its launcher and its program are a process group."""
         if self.process.returncode is None:
-            os.killpg(self.process.pid, signal.SIGKILL)
+            with contextlib.suppress(ProcessLookupError):  # it has just ended
+                os.killpg(self.process.pid, signal.SIGKILL)
         await self.ended()
 
 
@@ -165,7 +171,7 @@ class Slot:
         self.lock = asyncio.Lock()  # one hand at a time
         self.stations = {}  # the socket of each connection and the task that carries it
         self.silent = set()  # tasks of connections whose board was pulled without a word
-        self.tasks = []  # those of the board that is in it
+        self.tasks = ()  # of the board that is in it: what connects it, and what watches it
         self.listener = socket.socket()
         self.listener.setblocking(False)
         self.listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)  # beside connections that are not gone yet
@@ -179,36 +185,44 @@ class Slot:
         return self.listener.getsockname()[1]
 
     async def insert(self, board, what):
+        try:
+            await self._begin(board)
+        except BaseException:  # also when nobody waits for it any more
+            await board.cut_power()
+            raise
         self.board = board
+        self.tasks = (asyncio.create_task(self._connect(board.address)), asyncio.create_task(self._watch(board)))
+        self.say(f"inserted {self.name} {what} {board.address}:{SERVICE_PORT}")
+
+    async def _begin(self, board):
         if not await board.serves():
-            status = await self._take_out()
-            raise RackError(f"the board in slot {self.name} did not start (status {status}): {' '.join(board.said)}")
+            status = "" if board.process.returncode is None else f" (status {await board.ended()})"
+            raise RackError(f"the board in slot {self.name} did not start{status}: {' '.join(board.said)}")
         try:
             self.listener.listen()
         except OSError as error:
-            await self._take_out()
             raise RackError(f"slot {self.name} cannot listen on port {self.port}: {error.strerror}") from error
-        self.tasks = [asyncio.create_task(self._connect(board.address)), asyncio.create_task(self._watch(board))]
-        self.say(f"inserted {self.name} {what} {board.address}:{SERVICE_PORT}")
 
     async def pull(self, how):
-        for task in self.tasks:
-            task.cancel()
-        await asyncio.gather(*self.tasks, return_exceptions=True)
-        self.tasks = []
-        self._refuse()
+        connecting, watching = self.tasks
+        watching.cancel()
+        self._refuse()  # which ends the other one
+        await asyncio.gather(connecting, watching, return_exceptions=True)
         stations, self.stations = self.stations, {}
         for task in stations.values():
             task.cancel()
         await asyncio.gather(*stations.values(), return_exceptions=True)
         for station in stations:
+            if station.fileno() < 0:
+                continue  # it broke in the same moment
             if how == "reset":
                 reset(station)
             else:
                 task = asyncio.create_task(take_in(station))
                 self.silent.add(task)
                 task.add_done_callback(self.silent.discard)
-        await self._take_out()
+        board, self.board = self.board, None
+        await board.cut_power()
 
     async def close(self):
         if self.board:
@@ -218,11 +232,6 @@ class Slot:
             task.cancel()
         await asyncio.gather(*silent, return_exceptions=True)
         self.listener.close()
-
-    async def _take_out(self):
-        board, self.board = self.board, None
-        await board.cut_power()
-        return await board.ended()
 
     def _refuse(self):
         """Connecting is refused from now on; the port stays the slot's."""
@@ -265,8 +274,8 @@ class Slot:
             station.close()
         finally:
             board.close()
-        del self.stations[station]
-        self.say(f"disconnected {self.name}")
+        if self.stations.pop(station, None):
+            self.say(f"disconnected {self.name}")
 
 
 class Rack:

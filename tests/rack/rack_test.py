@@ -166,6 +166,9 @@ class RackTest(unittest.TestCase):
                              stdin=subprocess.PIPE, capture_output=True, timeout=PATIENCE)
         self.assertEqual(ran.returncode, 1)
         self.assertRegex(ran.stderr, f"^rack.py: slot 1 cannot have port {taken.getsockname()[1]}: .*in use\n$")
+        with socket.create_server(("127.0.0.1", self.ports[0])):  # an empty one does not listen itself
+            self.assertIn(f"cannot listen on port {self.ports[0]}", self.tell("insert 1 normal"))
+        self.insert("1 normal")
 
 
 if __name__ == "__main__":
