@@ -32,8 +32,8 @@ SPEED = "20"
 
 
 def short_plan(text):
-    """A plan with these steps only."""
-    head, *steps = text.split("[[step]]")
+    """A plan with these steps only, that refuses a unit after its first bad run."""
+    head, *steps = text.replace("max_runs = 3", "max_runs = 1").split("[[step]]")
     return head + "".join("[[step]]" + step for step in steps if re.search(r'name = "([^"]+)"', step)[1] in STEPS)
 
 
@@ -83,6 +83,11 @@ class DemonstrationTest(unittest.TestCase):
                                  int(unit.defect.is_retried)) for unit in drawn), out.decode())
         check = subprocess.run([BUILD / "station/t1station", "records", "check", self.folder / "line/records.db"])
         self.assertEqual(check.returncode, 0)
+        # The same units once more: the records are still there, and so is what they say of the unit that did not pass.
+        out, _ = self.start("--units", "4").communicate(timeout=PATIENCE)
+        refused = next(unit for unit in drawn if unit.defect == units.SLOW)
+        self.assertIn(f"{refused.serial} is refused: ", out.decode())
+        self.assertEqual(list(records.execute("SELECT count(*) FROM run")), [(len(drawn) + 3,)], out.decode())
 
     def below(self, process):
         """The processes that it consists of: of each, its name and a descriptor by which its end can be awaited."""

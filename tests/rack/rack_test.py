@@ -72,7 +72,7 @@ class RackTest(unittest.TestCase):
 
     def test_boards_side_by_side_have_their_own_family_and_faults_and_console(self):
         self.insert("1 k")
-        self.insert("2 rkd2 --fault 'sensors none'")
+        self.insert(f"2 rkd2 --fault 'sensors none' --build {BUILD}")
         self.assertEqual(self.ask(1, "temp")[0], 0)
         status, said = self.ask(2, "temp")
         self.assertEqual(status, 1)
