@@ -67,7 +67,8 @@ TEST_F(RecordsFormatsTest, OcpIsNumberedWithoutGapsAndEachLineIsOneArtifact) {
     EXPECT_THAT(lines[i]["timestamp"].get<std::string>(),
                 testing::MatchesRegex(R"(20..-..-..T..:..:..\....Z)"));
     EXPECT_EQ(lines[i].size(), 3U) << lines[i];
-    if (lines[i].contains("testStepArtifact")) EXPECT_EQ(lines[i]["testStepArtifact"].size(), 2U) << lines[i];
+    const json step = lines[i].value("testStepArtifact", json::array({1, 2}));
+    EXPECT_EQ(step.size(), 2U) << lines[i];
   }
 }
 
