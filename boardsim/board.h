@@ -64,9 +64,8 @@ class Board {
 
   // ---- faults ---------------------------------------------------------------------------
   /// Lays a named fault over the board: "open /dev/rtc #2 EBUSY", "recv #2 short 1", "rtc stopped", "wire T2
-  /// cut"
-  /// ... `boardsim --fault list`, docs/simulator.md and docs/simulator-devices.md explain all. Throws
-  /// std::invalid_argument, which tells what there can be instead, when it is not understood.
+  /// cut". `boardsim --fault list`, docs/simulator.md and docs/simulator-devices.md explain all of them.
+  /// Throws std::invalid_argument, which says what is possible instead, for a text that is not understood.
   void fault(std::string_view text);
   /// Takes all faults away again; counts start anew.
   void clear_faults();

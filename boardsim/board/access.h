@@ -22,7 +22,7 @@ class BOARDSIM_LOCKS(scoped_lockable) Access {
 };
 
 /// The devices of a board, locked to the end of the expression that asked for them. The program must not run
-/// in that expression: its calls would be taken for the simulator's own. Those that a PC would suffer from
+/// in that expression: its calls would be taken for the simulator's own. Those that would harm the PC
 /// (restarts, mounts, shell commands) end the process then.
 class LockedDevices {
  public:

@@ -146,8 +146,8 @@ std::optional<FaultyCall> CallFaults::meet(std::string_view call, std::string_vi
   for (Fault& fault : faults_) {
     if (fault.call != call || fault.node != node || (fault.request && *fault.request != request)) continue;
     ++fault.met;
-    const bool befalls = fault.met == fault.first || (fault.goes_on && fault.met > fault.first);
-    if (befalls && !outcome) outcome = fault.outcome;
+    const bool hits = fault.met == fault.first || (fault.goes_on && fault.met > fault.first);
+    if (hits && !outcome) outcome = fault.outcome;
   }
   return outcome;
 }

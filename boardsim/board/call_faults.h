@@ -16,7 +16,7 @@ namespace boardsim {
 struct FaultyCall {
   long result = -1;                      ///< what the call returns
   int error = 0;                         ///< errno, 0 when it stays as it is
-  std::optional<std::size_t> at_most{};  ///< number of bytes that it moves at most
+  std::optional<std::size_t> at_most{};  ///< the most bytes that it moves
 };
 
 /// A system call that can be made to fail.
@@ -50,7 +50,7 @@ class CallFaults {
     std::string call;
     std::string node{};                      ///< empty: calls that name no node
     std::optional<std::uint32_t> request{};  ///< ioctl only; without it any
-    unsigned first = 1;                      ///< the first call that it befalls, counted from 1
+    unsigned first = 1;                      ///< the first call that it hits, counted from 1
     bool goes_on = true;                     ///< every later call too
     FaultyCall outcome{};
     unsigned met = 0;

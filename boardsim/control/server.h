@@ -11,7 +11,7 @@ namespace boardsim {
 /// long as the process lives. Throws std::runtime_error when the socket cannot be made.
 void serve_control(Board& board, const std::string& path);
 
-/// The answer to one command line, without line end. What commands there are: see control.h.
+/// The answer to one command line, without line end. client.h has the commands.
 std::string answer_control(Board& board, const std::string& line);
 
 }  // namespace boardsim

@@ -26,7 +26,7 @@ struct Answer {
   static Answer unknown() { return {-1, 0, false}; }
 };
 
-/// Where a position lies in `size` bytes: behind their end it is their end.
+/// A position as an offset into `size` bytes; one behind their end becomes their end.
 inline std::size_t within(off64_t position, std::size_t size) {
   return std::cmp_less(position, size) ? static_cast<std::size_t>(position) : size;
 }
@@ -60,8 +60,8 @@ class Device {
 
   /// Answers open(2); `flags` as given there.
   virtual Answer open(int flags);
-  /// A descriptor of the PC for an opening that open() allowed; select and poll tell of it what they would
-  /// tell of the node. -1 with errno. Leads nowhere unless the device says otherwise.
+  /// A descriptor of the PC for an opening that open() allowed; select and poll report of it what they
+  /// would report of the node. -1 with errno. Leads nowhere unless the device says otherwise.
   virtual int descriptor(int flags);
   /// Called after the descriptor is gone.
   virtual void close() {}

@@ -30,9 +30,9 @@ const FactoryRecord* find_factory_record(std::string_view name);
 
 /// Makes a stored record all ones, as if it had never been written.
 void take_away(std::span<std::uint8_t> record);
-/// Gives a stored record a magic that is none.
+/// Gives a stored record a wrong magic.
 void spoil_magic(const FactoryRecord& kind, std::span<std::uint8_t> record);
-/// Gives a stored record a checksum that is wrong.
+/// Gives a stored record a wrong checksum.
 void spoil_checksum(const FactoryRecord& kind, std::span<std::uint8_t> record);
 
 }  // namespace boardsim

@@ -22,7 +22,7 @@ class FocusMotor {
   bool limit_switch() const { return stuck_switch_.value_or(position_ == 0); }
 
   int position() const { return position_; }  ///< steps from the limit
-  /// Puts it somewhere by hand; below 0 is at the limit.
+  /// Moves it by hand to a position in steps from the limit; one below 0 is the limit.
   void set_position(int steps);
 
   FaultForms fault_forms();

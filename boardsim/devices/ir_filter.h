@@ -1,4 +1,4 @@
-// The IR-cut filter: moved by an electromagnet, by the board's shell commands, or by a stepped motor on GPIO
+// The IR-cut filter: moved by an electromagnet, by the board's shell commands, or by a stepper motor on GPIO
 // lines with a home switch.
 #pragma once
 
@@ -13,8 +13,8 @@ namespace boardsim {
 
 /// What hangs on the lines that move the filter. Line numbers:
 ///   86 front coil, 88 back coil, 87 enable of both: the electromagnet; front is day, back is night
-///   111, 113 coils, 110 enable: the stepped motor of 65xx boards; 26 reads its home switch
-/// The stepped motor makes four quarters a step, in the order in which the coils change over; it stands at
+///   111, 113 coils, 110 enable: the stepper motor of 65xx boards; 26 reads its home switch
+/// The stepper motor makes four quarters a step, in the order in which the coils change over; it stands at
 /// its home stop after switching on and meets another stop 160 steps away: further steps leave it there. The
 /// switch is closed (reads 1) at the home stop.
 class IrFilter {

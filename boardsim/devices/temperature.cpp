@@ -1,4 +1,4 @@
-// Sensor files: text at a position, and the ways in which a file can be of no use.
+// Sensor files: text at a position, and what can stand in the place of one.
 #include "boardsim/devices/temperature.h"
 
 #include <fcntl.h>

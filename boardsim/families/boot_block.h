@@ -21,7 +21,7 @@ void set_boot_type(BootBlock& block, std::uint32_t code);
 std::uint32_t boot_type(const BootBlock& block);
 /// The number of alarm outputs of a boot block (offset 90).
 unsigned boot_alarm_outputs(const BootBlock& block);
-/// Writes it.
+/// Writes the number of alarm outputs (offset 90).
 void set_boot_alarm_outputs(BootBlock& block, std::uint8_t count);
 
 }  // namespace boardsim

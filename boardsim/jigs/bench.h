@@ -17,7 +17,7 @@
 
 namespace boardsim {
 
-/// Where the bench looks at the board that is plugged into it.
+/// How the bench sees the board that is plugged into it.
 struct BenchBoard {
   std::function<const Hardware&()> hardware;                                ///< what it has
   std::function<bool()> test_control;                                       ///< whether it is on
@@ -44,7 +44,7 @@ class Bench {
 
   /// The jig in place.
   const Jig& jig() const;
-  /// Plugs in a jig, or with "auto" the one that the program's doings ask for. Throws std::invalid_argument.
+  /// Plugs in a jig, or with "auto" the one that fits what the program drives. Throws std::invalid_argument.
   void set_jig(std::string_view name);
   /// Level that an input of the jig in place reads. Throws std::invalid_argument for one that it lacks.
   int input_level(std::string_view name) const;

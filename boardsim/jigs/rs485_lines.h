@@ -18,7 +18,7 @@
 
 namespace boardsim {
 
-/// Where the lines look at the board that is plugged into the fixture. Called with the board's lock held.
+/// How the lines see the board that is plugged into the fixture. Called with the board's lock held.
 struct Rs485Board {
   std::function<Time()> now;                                           ///< virtual time
   Rs485Partner::After after;                                           ///< runs an event later
@@ -29,8 +29,7 @@ struct Rs485Board {
 
 /// A byte takes ten bits of its sender's rate; blocks that a port sends follow one another, and each arrives
 /// whole when its last bit is through. A receiver with another rate hears something else. A port that was not
-/// configured is not on the line. What a terminal
-/// sends is not disturbed. A fixture that is plugged in stays.
+/// configured is not on the line. What a terminal sends is not disturbed. A fixture that is plugged in stays.
 class Rs485Lines {
  public:
   using Terminal = std::function<void(std::string_view bytes)>;

@@ -11,7 +11,7 @@
 namespace boardsim {
 
 /// One second after the board has configured its port it sends a frame, waits for its echo, and 100 ms behind
-/// the whole echo sends a second frame. An echo that differs is answered with nothing. Each configuration
+/// the whole echo sends a second frame. An echo that differs is not answered. Each configuration
 /// starts it anew. Called with the board's lock held.
 class Rs485Partner {
  public:

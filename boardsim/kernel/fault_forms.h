@@ -1,5 +1,5 @@
 // The words in which faults are laid over a device: a table of forms says what may stand where, and what a
-// fault does; whoever mistypes one reads what there is.
+// fault does; a fault that is mistyped is answered with what is possible.
 #pragma once
 
 #include <cstdint>
@@ -96,7 +96,7 @@ bool lay_fault(std::span<const FaultForm> forms, const FaultWords& words);
 /// bits.
 std::uint32_t fault_number(std::string_view word);
 
-/// Throws std::invalid_argument: these words are not understood, for this reason; `expected` is.
+/// Throws std::invalid_argument, whose text quotes these words, gives the reason, and says what was expected.
 [[noreturn]] void refuse_fault(const FaultWords& words, std::string_view reason, std::string_view expected);
 
 /// "a", "a or b", "a, b or c".

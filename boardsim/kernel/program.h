@@ -57,7 +57,7 @@ class Inside {
 bool inside();
 
 /// Ends the process when an Inside lives in this thread. For calls that the simulator never makes and that
-/// the PC would suffer from: then the program runs where nobody answers it.
+/// would harm the PC: one that gets here is the program's, made where no board answers it.
 void must_be_outside(const char* call);
 
 /// A call of the program's that the board answers. False for calls of other threads, of the simulator itself,

@@ -1,4 +1,4 @@
-// Faults that befall system calls.
+// Faults that hit system calls.
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -49,7 +49,7 @@ TEST_F(FaultsTest, ANodeThatCannotBeOpenedGivesNoDeviceUntilFurtherNotice) {
   EXPECT_TRUE(opens("/dev/led")) << "another node is healthy";
 }
 
-TEST_F(FaultsTest, ACountedFaultBefallsOneCallFromTheMomentItIsLaidAndWithAPlusAllBehindIt) {
+TEST_F(FaultsTest, ACountedFaultHitsOneCallFromTheMomentItIsLaidAndWithAPlusAllBehindIt) {
   EXPECT_TRUE(opens("/dev/rtc"));
   board.fault("open /dev/rtc #2 EBUSY");
   board.fault("open /dev/rtc #4+");
