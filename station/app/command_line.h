@@ -35,7 +35,7 @@ struct CommandLine {
   double connect_timeout = 10;    ///< seconds for each try to connect
   Patience patience;              ///< with a board that is not there yet, and with one that is busy
   double speed = 1;               ///< how many times as fast as on a real board time passes
-  bool quit = true;               ///< say goodbye with the quit request
+  bool quit = true;               ///< send the quit request at the end
   bool quiet = false;             ///< show neither banner nor menu
   bool keep_going = true;         ///< after a test that did not pass
   Color color = Color::automatic;

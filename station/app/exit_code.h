@@ -15,11 +15,11 @@ inline constexpr int kBroken = 6;     // also when the PC itself denies the clie
 inline constexpr int kUnwritten = 7;  // a report or standard output cannot be written, and all is well else
 }  // namespace exit_code
 
-/// The exit code that tests deserve which were asked for one by one: interrupted before broken or timed out,
-/// these before failed.
+/// The exit code for tests that were asked for one by one: of several reasons, interrupted comes before
+/// broken or timed out, and these before failed.
 int exit_code_of(const RunReport& report);
 
-/// The exit code that a verdict deserves.
+/// The exit code for a verdict.
 int exit_code_of(Verdict verdict);
 
 }  // namespace t1station

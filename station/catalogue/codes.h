@@ -33,7 +33,7 @@ std::int32_t parse_code(const std::string& word);
 /// else.
 std::int32_t parse_parameter(const std::string& word);
 
-/// The voltages that a test takes which takes one, for people: "600 to 1019 hundredths of a volt (6.00 V
+/// The voltages that such a test can set, for people: "600 to 1019 hundredths of a volt (6.00 V
 /// to 10.19 V)".
 std::string possible_voltages(const catalogue::Test& test);
 

@@ -30,7 +30,7 @@ class Interrupt {
   /// Whether accept() was called.
   bool is_accepted() const noexcept { return is_accepted_; }
 
-  /// The first raise() has been obeyed: is_raised() is false from now on, so that a board can be left in
+  /// The first raise() has had its effect: is_raised() is false from now on, so that a board can be left in
   /// order, and the next signal ends the process.
   void accept() noexcept;
 

@@ -7,8 +7,8 @@
 
 namespace t1station {
 
-/// What a wait brought. A signal that is not meant for us ends it early, as if the time were over: who must
-/// wait it all out asks again.
+/// What a wait brought. A signal that is not meant for us ends it early, as if the time were over: a caller
+/// that must wait the whole time asks again.
 enum class Waited { ready, timed_out, interrupted };
 
 /// Waits at most `seconds` until the descriptor is ready for `events` of poll(2), or for the operator, who

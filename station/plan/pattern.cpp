@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t kLongest = 200;  // characters
 constexpr int kLargest = 10000;        // instructions: 2 kB are searched in some 20 million steps
 constexpr std::int64_t kMemory =
-    8 << 20;  // bytes; where they do not suffice the search goes on without a cache
+    8 << 20;  // bytes; where they are not enough the search goes on without a cache
 
 std::shared_ptr<const re2::RE2> compile(std::string_view utf8) {
   if (utf8.empty()) throw std::invalid_argument("is empty");

@@ -35,7 +35,7 @@ using Document = std::variant<Reply, ServiceMessage>;
 std::string make_request(std::int32_t code, std::optional<std::int32_t> parameter = std::nullopt);
 
 /// Reads a document as it came out of its record: GBK text.
-/// Throws ProtocolError when it is no GBK, no XML, or lacks or doubles anything that its kind must carry; a
+/// Throws ProtocolError when it is no GBK, no XML, or lacks or repeats anything that its kind must carry; a
 /// verdict other than "Pass" and "Fail" is such an error.
 Document parse_document(std::string_view gbk);
 

@@ -19,7 +19,7 @@ inline constexpr std::size_t kLongestRequest = 512;
 /// Throws UsageError when the document is empty or longer than `longest_request`.
 std::string make_record(std::string_view document);
 
-/// Cuts the byte stream of a connection into documents, however the network sliced it.
+/// Cuts the byte stream of a connection into documents, however the network split it.
 class RecordReader {
  public:
   /// Adds bytes as they came from the connection.

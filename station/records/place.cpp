@@ -120,7 +120,7 @@ FileKind kind_of(const std::string& header) {
 }
 
 bool may_be_written(const std::string& path, mode_t mode) {
-  // Who took everybody's right to write away meant the superuser too.
+  // A file that nobody may write is not for the superuser to write, either.
   return (mode & 0222) != 0 && access(path.c_str(), W_OK) == 0;
 }
 

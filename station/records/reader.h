@@ -25,7 +25,7 @@ std::unique_ptr<Database> open_for_reading(const std::string& file);
 /// thousandths may be left out. Nothing for anything else.
 std::optional<std::string> whole_time(std::string_view word);
 
-/// Which runs are wanted; what is not said chooses none away.
+/// Which runs are wanted; a field without a value leaves none out.
 struct RunFilter {
   std::optional<std::string> id, serial, verdict;
   std::optional<std::string> from, to;  ///< of `started`, as whole_time() gives them; `to` itself is outside

@@ -34,9 +34,9 @@ struct AttemptStarted {
   int number = 1;  ///< from 1
 };
 
-/// The running attempt has taken so many seconds; several times a second.
+/// The running attempt has taken so many seconds; called several times a second.
 struct AttemptTicked {
-  double elapsed = 0;
+  double elapsed = 0;  ///< seconds since its request
 };
 
 /// The reply is there, and a person has not answered yet; called several times a second.

@@ -1,4 +1,4 @@
-// One connection to a board: its greeting, one test at a time, and taking leave.
+// One connection to a board: its greeting, one test at a time, and the quit request at its end.
 #pragma once
 
 #include <functional>

@@ -78,7 +78,7 @@ void Progress::greeted(const Connected& event) {
   out_ << std::flush;
 }
 
-// Tries behind which another one follows; the last one is said with the step.
+// Attempts that another one follows; the last one is shown with the step.
 void Progress::ended(const AttemptEnded& event) {
   const bool is_last = event.number == event.step.attempts || event.result.outcome == Outcome::passed ||
                        event.result.outcome == Outcome::interrupted;

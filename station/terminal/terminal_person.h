@@ -8,7 +8,7 @@
 namespace t1station {
 
 /// Takes lines from a terminal: y, yes, n or no, in either case, or what a scanner reads from a card,
-/// answer:yes and answer:no. Anything else is passed over.
+/// answer:yes and answer:no. Anything else is ignored.
 class TerminalPerson final : public Person {
  public:
   /// `descriptor` is the terminal's; it is read without waiting.

@@ -48,7 +48,7 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The command line asks for a file that cannot be made where it shall be.
+/// The command line asks for a file that cannot be made where it is wanted.
 class Unwritable : public UsageError {
  public:
   using UsageError::UsageError;
