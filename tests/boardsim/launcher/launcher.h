@@ -20,12 +20,12 @@ using Words = std::vector<std::string>;
 
 class LauncherTest : public testing::Test {
  protected:
-  /// The launcher with these options and the probe program with this deed.
-  static Words launch(const Words& options, const Words& deed) {
+  /// The launcher with these options and the probe program and what it is to do.
+  static Words launch(const Words& options, const Words& action) {
     Words command{BOARDSIM_PROGRAM};
     command.insert(command.end(), options.begin(), options.end());
     command.insert(command.end(), {"--", BOARDSIM_PROBE});
-    command.insert(command.end(), deed.begin(), deed.end());
+    command.insert(command.end(), action.begin(), action.end());
     return command;
   }
   static Words bare(const Words& arguments) {

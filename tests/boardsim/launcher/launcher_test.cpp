@@ -101,7 +101,7 @@ TEST_F(LauncherTest, WhatMakesNoSenseIsAUsageErrorThatTellsWhatThereIs) {
 
 TEST_F(LauncherTest, WhatFollowsTheProgramIsItsOwn) {
   Process process({BOARDSIM_PROGRAM, "--speed", "2", BOARDSIM_PROBE, "--help", "--board", "nonsense"});
-  EXPECT_EQ(process.wait(), 99) << "the probe knows no such deed";
+  EXPECT_EQ(process.wait(), 99) << "the probe knows no such action";
 }
 
 TEST_F(LauncherTest, ASpeedAtWhichDelaysOfThePcCountIsPointedOut) {
@@ -154,7 +154,7 @@ TEST_F(LauncherTest, ARestartEndsTheProgramAndNotThePcOrReturns) {
 TEST_F(LauncherTest, TheProgramSeesNothingOfTheLauncherAndHasNoPowerOverThePc) {
   constexpr std::uint64_t kBoot = 1ULL << 22;
   constexpr std::uint64_t kAdmin = 1ULL << 21;
-  Process process(launch({}, {"surroundings"}));
+  Process process(launch({}, {"environment"}));
   EXPECT_EQ(process.wait(), 0);
   EXPECT_THAT(process.out, HasSubstr("LD_PRELOAD unset\nBOARDSIM_CONFIG unset\n"));
   std::smatch match;

@@ -57,8 +57,8 @@ int print_gbk() {
   return 0;
 }
 
-/// What of the launcher's own doings a program can see.
-int show_surroundings() {
+/// What a program can see of the launcher.
+int show_environment() {
   std::printf("LD_PRELOAD %s\n", std::getenv("LD_PRELOAD") != nullptr ? "set" : "unset");
   std::printf("BOARDSIM_CONFIG %s\n", std::getenv("BOARDSIM_CONFIG") != nullptr ? "set" : "unset");
   std::FILE* file = std::fopen("/proc/self/status", "r");
@@ -212,13 +212,13 @@ int wait_for_ever() {
   return 0;
 }
 
-const std::map<std::string, int (*)()> kDeeds{
+const std::map<std::string, int (*)()> kActions{
     {"unknown-node", unknown_node},
     {"restart", restart},
     {"shell", run_shell},
     {"measure", measure},
     {"gbk", print_gbk},
-    {"surroundings", show_surroundings},
+    {"environment", show_environment},
     {"echo", echo},
     {"heartbeat", heartbeat},
     {"sensor", read_sensor},
@@ -236,6 +236,6 @@ const std::map<std::string, int (*)()> kDeeds{
 
 int main(int argc, char** argv) {
   if (argc > 2 && std::string(argv[1]) == "exit") return std::atoi(argv[2]);
-  const auto deed = kDeeds.find(argc > 1 ? argv[1] : "");
-  return deed == kDeeds.end() ? 99 : deed->second();
+  const auto action = kActions.find(argc > 1 ? argv[1] : "");
+  return action == kActions.end() ? 99 : action->second();
 }
