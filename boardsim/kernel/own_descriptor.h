@@ -8,7 +8,7 @@ namespace boardsim {
 /// none that high, or when it is -1.
 int out_of_the_way(int fd);
 
-/// Owns such a descriptor: -1 when there is none, with errno as whoever failed to make it left it.
+/// Owns such a descriptor: -1 when there is none, with the errno of the call that failed to make it.
 class OwnDescriptor {
  public:
   explicit OwnDescriptor(int fd = -1) : fd_(out_of_the_way(fd)) {}

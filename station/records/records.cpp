@@ -149,7 +149,7 @@ Records::~Records() {
   try {
     add_event("end", {}, {}, {}, json_text({{"process", getpid()}}));
   } catch (const std::exception&) {
-    // It ends all the same; what was told is stored.
+    // It ends all the same; what was reported is stored.
   }
 }
 

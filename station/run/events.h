@@ -1,4 +1,4 @@
-// What happens in a run, as whoever listens hears it. What is kept is on the disk before it is said here.
+// What happens in a run, as its listeners get it. What is kept is on the disk before they do.
 #pragma once
 
 #include <cstddef>

@@ -146,7 +146,7 @@ TEST_F(DriversTest, WhatHangsOnALineIsReadUnlessItIsAnOutputOrHeld) {
   EXPECT_EQ(io_.level(74), 0) << "held from outside";
 }
 
-TEST_F(DriversTest, WhoeverWatchesIsToldOfEveryLineThatIsDriven) {
+TEST_F(DriversTest, AWatcherIsCalledForEveryLineThatIsDriven) {
   Words lines;
   io_.on_drive([&lines](unsigned line) { lines.push_back(line); });
   send(io_, 0x40044702, {30, 1});
@@ -202,7 +202,7 @@ TEST_F(DriversTest, AnAlarmOutputThatTheBoardLacksAndInputsAreRefused) {
   }
   exchange(alarm_, kGet, {kAll, 0, 0});
   EXPECT_EQ(alarm_.state(), 0U);
-  EXPECT_EQ(changes, 0) << "whoever watches is told of setting only";
+  EXPECT_EQ(changes, 0) << "a watcher is called for setting only";
   send(alarm_, kSet, {kAll, 0, 0});
   EXPECT_EQ(changes, 1);
 }

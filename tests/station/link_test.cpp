@@ -127,7 +127,7 @@ TEST(InterruptTest, AnInterruptStaysRaised) {
   EXPECT_TRUE(interrupt.is_raised());
 }
 
-TEST(InterruptTest, WhileHeldTheFirstWishIsNotedAndTheSecondCountsOrTheEndOfTheHold) {
+TEST(InterruptTest, WhileHeldTheFirstInterruptIsNotedAndTheSecondCountsOrTheEndOfTheHold) {
   Interrupt interrupt;
   const HeldInterrupt held(interrupt);
   EXPECT_FALSE(interrupt.is_noted());
@@ -159,7 +159,7 @@ TEST(InterruptTest, TheFirstSignalThatAsksForTheEndInterruptsAndTheSecondEndsThe
   }
   EXPECT_EXIT(raise_in_a_station({SIGTERM, SIGINT}), testing::KilledBySignal(SIGINT), "");
   EXPECT_EXIT(raise_in_a_station({SIGHUP, SIGHUP}), testing::ExitedWithCode(1), "")
-      << "a hang-up that is told twice is one";
+      << "a hang-up that is reported twice is one";
 }
 
 TEST(InterruptTest, AHangUpThatTheShellIgnoresStaysIgnored) {
