@@ -53,7 +53,7 @@ class CallFaults {
     unsigned first = 1;                      ///< the first call that it hits, counted from 1
     bool goes_on = true;                     ///< every later call too
     FaultyCall outcome{};
-    unsigned met = 0;
+    unsigned met = 0;  ///< calls so far that it is for
   };
   std::vector<Fault> faults_;
 };

@@ -67,7 +67,7 @@ class Application {
   };
   struct Faults {
     bool refused = false, silent = false, cut = false, closes = false;
-    Time later{};
+    Time later{};  ///< added to each reply's time
   };
   class Connection;
 

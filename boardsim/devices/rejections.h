@@ -17,9 +17,9 @@ class Rejections {
 
  private:
   struct Fault {
-    unsigned first;
-    bool goes_on;
-    unsigned asked = 0;
+    unsigned first;      ///< call that fails, counted from 1
+    bool goes_on;        ///< every later one too
+    unsigned asked = 0;  ///< calls so far
   };
   std::vector<Fault> faults_{};
 };

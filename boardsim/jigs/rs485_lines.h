@@ -63,7 +63,7 @@ class Rs485Lines {
     Time free_from{};                           ///< when the last bit of the block before is through
     std::uint64_t sent = 0;                     ///< bytes so far
     std::set<std::uint64_t> flipped{}, lost{};  ///< numbers of bytes, the first ever sent is 1
-    Time late{};
+    Time late{};                                ///< added to the time of each block
   };
 
   void send(unsigned from, std::string_view bytes, int rate);

@@ -32,8 +32,8 @@ struct Step {
   std::string name;
   std::int32_t code = 0;
   std::optional<std::int32_t> parameter;
-  double timeout = 0;  ///< seconds for a reply; the test's own where the plan names none
-  int attempts = 1;
+  double timeout = 0;         ///< seconds for a reply; the test's own where the plan names none
+  int attempts = 1;           ///< the most, of which one must pass
   bool stop_on_fail = false;  ///< the steps behind it are not run unless an attempt passed
   bool always = false;        ///< runs even behind a stop
   std::optional<Question> confirm;

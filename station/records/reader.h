@@ -30,7 +30,7 @@ struct RunFilter {
   std::optional<std::string> id, serial, verdict;
   std::optional<std::string> from, to;  ///< of `started`, as whole_time() gives them; `to` itself is outside
   std::optional<std::string> before;    ///< a run's id: only older ones
-  std::optional<int> limit;
+  std::optional<int> limit;             ///< the most runs
   bool newest_first = false;
 };
 

@@ -67,7 +67,7 @@ struct NewAttempt {
 /// What came of an attempt.
 struct AttemptEnd {
   AttemptOutcome outcome = AttemptOutcome::broken;
-  double seconds = 0;
+  double seconds = 0;  ///< from the request to the reply, or to giving up
   std::string board_name, description;
   std::string reply;  ///< bytes as they came over the wire, without length, as far as they came
   std::optional<std::string> console;  ///< bytes; nothing without one
@@ -84,7 +84,7 @@ struct RunEnd {
   };
   Why why = Why::steps_done;
   std::string reason;  ///< for people; empty: found from the attempts
-  double seconds = 0;
+  double seconds = 0;  ///< that the run took
 };
 
 /// An ended run as its end was stored.

@@ -24,7 +24,7 @@ struct Connected {
 
 /// A step begins; a connection may have to be made first.
 struct StepStarted {
-  std::size_t index = 0, total = 0;
+  std::size_t index = 0, total = 0;  ///< its place among the steps, from 0, and their number
   const Step& step;
 };
 
