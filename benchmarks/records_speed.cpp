@@ -8,8 +8,6 @@
 //
 // records_speed files ROUNDS FILE ...: prints, for each round and file, a row: seconds to open it as a
 // station does, to begin a run, to list a unit's runs, to show a run.
-#include <sqlite3.h>
-
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -20,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "benchmarks/bare_sqlite.h"
 #include "station/plan/plan_file.h"
 #include "station/records/identity.h"
 #include "station/records/reader.h"
@@ -30,14 +29,7 @@ namespace {
 using namespace t1station;
 
 constexpr int kAttempts = 10;
-constexpr int kCommits = 2 * kAttempts + 3;         // of a run
-constexpr std::size_t kRequest = 70, kReply = 400;  // bytes, as boards have them
-
-double seconds_of(const std::function<void()>& work) {
-  const auto start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
+constexpr int kCommits = 2 * kAttempts + 3;  // of a run
 
 const Plan& plan() {
   static const Plan read = [] {
@@ -84,92 +76,30 @@ void store_run(Records& records, const std::string& serial) {
   if (records.end_run(run, {}).verdict != Verdict::passed) throw std::runtime_error("the run did not pass");
 }
 
-/// SQLite's own connection, with the settings of the records.
-class Bare {
- public:
-  explicit Bare(const std::string& file) {
-    if (sqlite3_open(file.c_str(), &handle_) != SQLITE_OK) throw std::runtime_error("cannot open " + file);
-  }
-  ~Bare() { sqlite3_close(handle_); }
-  Bare(const Bare&) = delete;
-  Bare& operator=(const Bare&) = delete;
-
-  void run(const std::string& sql) {
-    if (sqlite3_exec(handle_, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK)
-      throw std::runtime_error(sqlite3_errmsg(handle_));
-  }
-  std::vector<std::string> column(const std::string& query) {
-    std::vector<std::string> texts;
-    const auto take = [](void* to, int, char** values, char**) {
-      static_cast<std::vector<std::string>*>(to)->emplace_back(values[0]);
-      return 0;
-    };
-    sqlite3_exec(handle_, query.c_str(), take, &texts, nullptr);
-    return texts;
-  }
-  sqlite3* handle() const { return handle_; }
-
- private:
-  sqlite3* handle_ = nullptr;
-};
-
-/// A statement that stores an id and a number of bytes.
-class Store {
- public:
-  Store(const Bare& bare, const char* sql) {
-    if (sqlite3_prepare_v2(bare.handle(), sql, -1, &statement_, nullptr) != SQLITE_OK)
-      throw std::runtime_error(sql);
-  }
-  ~Store() { sqlite3_finalize(statement_); }
-  Store(const Store&) = delete;
-  Store& operator=(const Store&) = delete;
-
-  void run(const std::string& id, std::size_t size) {
-    bytes_.assign(size, 'x');
-    sqlite3_bind_text(statement_, 1, id.data(), static_cast<int>(id.size()), SQLITE_STATIC);
-    sqlite3_bind_blob(statement_, 2, bytes_.data(), static_cast<int>(size), SQLITE_STATIC);
-    if (sqlite3_step(statement_) != SQLITE_DONE) throw std::runtime_error("SQLite cannot store");
-    sqlite3_reset(statement_);
-  }
-
- private:
-  sqlite3_stmt* statement_ = nullptr;
-  std::string bytes_;
-};
-
 /// Rows of the sizes that a run's rows have, in as many commits.
 void store_bare(Bare& bare) {
-  constexpr std::size_t kRunStart = 230, kRunEnd = 210, kConnection = 110, kAttemptStart = 150 + kRequest,
-                        kAttemptEnd = 80 + kReply, kMeasurement = 40;
+  constexpr std::size_t kRunStart = 230, kRunEnd = 210, kConnection = 110;
   Store begin(bare, "INSERT INTO row (id, start) VALUES (?, ?)");
   Store end(bare, "UPDATE row SET end = ?2 WHERE id = ?1");
   Store measure(bare, "INSERT INTO measurement (id, bytes) VALUES (?, ?)");
-  const auto commit = [&bare](const std::function<void()>& work) {
-    bare.run("BEGIN IMMEDIATE");
-    work();
-    bare.run("COMMIT");
-  };
   const std::string id = new_id();
-  commit([&] { begin.run(id, kRunStart); });
-  commit([&] { begin.run(new_id(), kConnection); });
+  bare.commit([&] { begin.run(id, kRunStart); });
+  bare.commit([&] { begin.run(new_id(), kConnection); });
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
     const std::string of_attempt = new_id();
-    commit([&] { begin.run(of_attempt, kAttemptStart); });
-    commit([&] {
+    bare.commit([&] { begin.run(of_attempt, kAttemptStart); });
+    bare.commit([&] {
       measure.run(of_attempt, kMeasurement);
       end.run(of_attempt, kAttemptEnd);
     });
   }
-  commit([&] { end.run(id, kRunEnd); });
+  bare.commit([&] { end.run(id, kRunEnd); });
 }
 
 void compare_commits(const std::string& folder, int rounds) {
   Records records(folder + "/records.db");
   Bare alone(folder + "/bare.db");
-  alone.run(
-      "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA mmap_size = 0; PRAGMA foreign_keys = ON;"
-      "CREATE TABLE row (id TEXT NOT NULL PRIMARY KEY, start BLOB, end BLOB) STRICT, WITHOUT ROWID;"
-      "CREATE TABLE measurement (id TEXT NOT NULL PRIMARY KEY, bytes BLOB) STRICT, WITHOUT ROWID");
+  alone.settle();
   for (int round = 0; round < rounds; ++round) {
     double ours = 0, bare = 0;
     const auto store_with_records = [&] {
