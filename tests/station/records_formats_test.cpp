@@ -90,7 +90,7 @@ TEST_F(RecordsFormatsTest, OcpSaysOfEachRunWhatCameOfItAndNothingOfAnEndThatWasN
                      run["testRunEnd"]["result"].get<std::string>());
   }
   EXPECT_THAT(said,
-              ElementsAre("AB00000001", "clock-failed", "clock-passed", "35.0", "temperature-passed",
+              ElementsAre("AB00000001", "clock-failed", "clock-passed", "35.25", "temperature-passed",
                           "COMPLETE PASS", "AB00000002", "clock-passed", "70.5", "temperature-failed",
                           "COMPLETE FAIL", "AB00000003", "timed_out", "ERROR NOT_APPLICABLE", "<AB&\"4\">"));
 }
