@@ -204,7 +204,9 @@ void add_records_command(CLI::App& app, Action& action) {
       ->required();
   builder.add("head", "Print the hash of the run that ended last", head);
   CLI::App& exporting = builder.add("export", "Write whole runs in a form for other programs", export_runs);
-  exporting.add_option("--format", words.format, "jsonl (one run a line), csv (one attempt a row), junit, ocp, cfx, or html (to print)")
+  exporting
+      .add_option("--format", words.format,
+                  "jsonl (one run a line), csv (one attempt a row), junit, ocp, cfx, or html (to print)")
       ->required()
       ->check(CLI::Validator(check_format, ""));
   exporting.add_option("--run", words.run, "Only the run with this id");

@@ -125,7 +125,8 @@ bool Line::State::is_due(const SlotCell& cell) const {
 }
 
 SlotState Line::State::state_of(const SlotCell& cell) const {
-  if (is_busy(cell)) return cell.shown && cell.shown->is_testing ? SlotState::testing : SlotState::waiting;
+  // A unit that is about to be stored is not shown yet.
+  if (cell.running) return cell.shown->is_testing ? SlotState::testing : SlotState::waiting;
   if (waits_for_acknowledgement(cell)) return SlotState::done;
   if (!trouble.empty() || !lock_of(cell).empty()) return SlotState::locked;
   if (shows_a_pass(cell)) return SlotState::done;
@@ -158,6 +159,7 @@ bool Line::State::is_slot_named() const {
 SlotCell* Line::State::next_cell() {
   SlotCell* longest = nullptr;
   for (SlotCell& cell : cells) {
+    if (is_busy(cell)) continue;
     const SlotState state = state_of(cell);
     if (state == SlotState::idle) return &cell;
     if (state != SlotState::done || !shows_a_pass(cell)) continue;

@@ -29,11 +29,11 @@ bool is_busy(const SlotCell& cell) {
 }
 
 bool waits_for_acknowledgement(const SlotCell& cell) {
-  return !is_busy(cell) && cell.shown && cell.shown->run.verdict != Verdict::passed;
+  return !cell.running && cell.shown && cell.shown->run.verdict != Verdict::passed;
 }
 
 bool shows_a_pass(const SlotCell& cell) {
-  return !is_busy(cell) && cell.shown && cell.shown->run.verdict == Verdict::passed;
+  return !cell.running && cell.shown && cell.shown->run.verdict == Verdict::passed;
 }
 
 std::string lock_of(const SlotCell& cell) {
