@@ -299,6 +299,7 @@ def main():
     parser.add_argument("--pause", type=float, default=4, metavar="SECONDS", help="for which a verdict is looked at")
     parser.add_argument("--units", type=int, metavar="N", help="ends after so many units")
     options = parser.parse_args()
+    options.folder = pathlib.Path(min(str(options.folder), os.path.relpath(options.folder), key=len))  # as people would type it
     try:
         status = asyncio.run(demonstrate(options))
     except CannotStart as error:
