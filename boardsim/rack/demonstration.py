@@ -224,7 +224,7 @@ def line_file(options, ports):
         return f"{heading}\n" + "".join(f"{key} = {json.dumps(value, ensure_ascii=False)}\n" for key, value in values.items())
 
     listen = f"127.0.0.1:{options.port or listen_port()}"
-    tables = [table("[station]", name="DEMO", records="records.db", listen=listen, language="en", board_wait=30, greeting_wait=60,
+    tables = [table("[station]", name="DEMO", records="records.db", listen=listen, language="en", board_wait=30, greeting_wait=100,
                     time_scale=options.speed)]
     for (slot, port), family in zip(ports.items(), units.FAMILIES):
         plan = os.path.relpath(options.plans / f"{family}.toml", options.folder)
