@@ -13,7 +13,7 @@ from browser import CLOCK, PIXELS, start_chromium  # noqa: E402
 from line_stand_in import LineStandIn, ended, failure, moment, run, slot  # noqa: E402
 from selenium.webdriver.support.ui import WebDriverWait  # noqa: E402
 
-PATIENCE = 40  # seconds, against hanging only
+PATIENCE = 120  # seconds, against hanging only
 TODAY = {"runs": 128, "passed": 119, "failed": 7, "error": 2, "first_pass_yield": 0.921}
 IDLE = [slot(str(number), next=number == 1) for number in range(1, 5)]
 TESTING = [slot("1", "testing", run(1, "AB00012345", step="rs485", index=4, total=19, started=moment(-9))),

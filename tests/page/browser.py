@@ -15,7 +15,7 @@ from selenium.webdriver.support.ui import WebDriverWait
 sys.dont_write_bytecode = True  # nothing is left beside the sources
 from line_stand_in import LineStandIn  # noqa: E402
 
-PATIENCE = 40  # seconds, against hanging only
+PATIENCE = 120  # seconds, against hanging only
 CLOCK = """(() => {
   const later = window.setTimeout.bind(window), never = window.clearTimeout.bind(window);
   const timers = new Map();
@@ -59,7 +59,10 @@ def start_chromium():
     options.binary_location = "/usr/bin/chromium"
     for option in ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage", "--hide-scrollbars",
                    "--disable-background-networking", "--disable-component-update", "--disable-extensions", "--no-first-run",
-                   "--font-render-hinting=none"):
+                   "--font-render-hinting=none",
+                   # A page in no window is a page in the background, which a busy PC would leave waiting for minutes.
+                   "--disable-renderer-backgrounding", "--disable-backgrounding-occluded-windows",
+                   "--disable-features=PreloadTopChromeWebUI"):
         options.add_argument(option)
     options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
     driver = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)

@@ -1,4 +1,6 @@
 // Every text of the pages, in every language: the one catalogue, and the language that is chosen.
+import { setAttribute, setText } from "/page/dom.js";
+
 export const words = {
   zh: {
     title: "测试线",
@@ -240,10 +242,14 @@ export function word(key, values = {}) {
   return text.replace(/\{(\w+)\}/g, (whole, name) => (name in values ? String(values[name]) : whole));
 }
 
-/// Writes the texts of all elements that name theirs in the document: data-word, and data-hint for a field's hint.
+/// Writes the texts of all elements that name theirs in the document: data-word, data-hint for a field's hint, and
+/// data-label for what a screen reader says.
 export function translate(root = document) {
   document.documentElement.lang = language() === "zh" ? "zh-CN" : language();
-  for (const element of root.querySelectorAll("[data-word]")) element.textContent = word(element.dataset.word);
-  for (const element of root.querySelectorAll("[data-hint]")) element.placeholder = word(element.dataset.hint);
-  for (const element of root.querySelectorAll("[data-label]")) element.setAttribute("aria-label", word(element.dataset.label));
+  for (const element of root.querySelectorAll("[data-word]")) setText(element, word(element.dataset.word));
+  for (const [key, attribute] of [["hint", "placeholder"], ["label", "aria-label"]]) {
+    for (const element of root.querySelectorAll(`[data-${key}]`)) {
+      setAttribute(element, attribute, word(element.dataset[key]));
+    }
+  }
 }
