@@ -134,6 +134,13 @@ std::vector<WantedTest> tests_of(const std::string& family) {
 void check_reports(const CLI::App& run, const CommandLine& line) {
   if (run.count("--json") > 0) check_writable(line.json_file);
   if (run.count("--junit") > 0) check_writable(line.junit_file);
+  for (const std::string& report : {line.json_file, line.junit_file}) {
+    if (report.empty() || line.plan_file.empty()) continue;
+    if (is_of_records(report, line.records_file))
+      throw UsageError("a report cannot take the place of the records, " + report);
+    if (is_same_file(report, line.plan_file))
+      throw UsageError("a report cannot take the place of the plan, " + report);
+  }
   if (!line.json_file.empty() && !line.junit_file.empty() && is_same_file(line.json_file, line.junit_file)) {
     throw UsageError("--json and --junit name the same file, " + line.json_file);
   }
@@ -373,19 +380,28 @@ std::string help_of(const CLI::App& app) {
 }
 
 // A plan says itself what is run, and how.
-void refuse_beside_plan(const CLI::App& run) {
+void refuse_beside_plan(const CLI::App& run, const Words& words) {
   for (const char* option :
        {"TEST", "--param", "--family", "--timeout", "--wait", "--keep-going", "--fail-fast"}) {
-    if (run.count(option) == 0) continue;
+    const bool is_test = std::string_view(option) == "TEST";
+    if (is_test ? words.tests.empty() : run.count(option) == 0) continue;
     const bool is_wait = std::string_view(option) == "--wait";
-    const std::string word = std::string_view(option) == "TEST" ? "a TEST" : option;
+    const std::string word = is_test ? "a TEST" : option;
     throw UsageError(word + " cannot stand beside --plan" +
                      (is_wait ? ", for which it is --board-wait" : ", which says itself what is run"));
   }
 }
 
+// With a plan the board may stand behind `run`, too, where a TEST would.
+void take_board_behind_run(const CLI::App& run, const CommandLine& line, Words& words) {
+  const bool is_board = run.parsed() && !line.plan_file.empty() && words.host.empty() && words.tests.size() == 1;
+  if (!is_board) return;
+  words.host = words.tests.front();
+  words.tests.clear();
+}
+
 void finish_run(const CLI::App& run, const Words& words, CommandLine& line) {
-  if (!line.plan_file.empty()) refuse_beside_plan(run);
+  if (!line.plan_file.empty()) refuse_beside_plan(run, words);
   line.keep_going = !words.fail_fast;
   if (words.color == "always") line.color = CommandLine::Color::always;
   if (words.color == "never") line.color = CommandLine::Color::never;
@@ -439,6 +455,7 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
     throw UsageError(error.what());
   }
 
+  take_board_behind_run(*run, line, words);
   line.quit = !words.no_quit;
   if (line.action) line.command = CommandLine::Command::other;
   if (list->parsed()) line.command = CommandLine::Command::list;

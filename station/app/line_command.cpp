@@ -15,6 +15,7 @@
 
 #include "station/line/line.h"
 #include "station/line/plan_set.h"
+#include "station/records/place.h"
 #include "station/records/records.h"
 #include "station/text/errors.h"
 #include "station/text/text.h"
@@ -111,9 +112,13 @@ class FileCheck {
 
   int check(const std::string& path) {
     try {
-      const LineFile file = read_line_file(path);
+      std::vector<FileProblem> problems;
+      const LineFile file = read_line_file(path, problems);
+      if (!problems.empty()) code_ = refuse(around_, BadFile(path, problems));
       for (const SlotFile& slot : file.slots) check_slot(file, slot);
-      collect([&] { check_web(file); });
+      collect(path, [&] { check_web(file); });
+      collect(path, [&] { check_interfaces(file); });
+      if (!file.records.empty()) collect(path, [&] { check_writable_records(file.records); });
       if (code_ == exit_code::kPassed) show(file);
     } catch (const BadFile& bad) {
       code_ = refuse(around_, bad);
@@ -131,15 +136,15 @@ class FileCheck {
     }
   }
 
+  // What has no place of its own in the file is said of its first line.
   template <typename Checking>
-  void collect(const Checking& checking) {
+  void collect(const std::string& path, const Checking& checking) {
     try {
       checking();
     } catch (const BadFile& bad) {
       code_ = refuse(around_, bad);
     } catch (const std::runtime_error& error) {
-      complain(around_, error.what());
-      code_ = exit_code::kUsage;
+      code_ = refuse(around_, BadFile(path, {{1, 1, error.what()}}));
     }
   }
 

@@ -99,7 +99,7 @@ int export_runs(const Words& words, const Environment& around) {
     return exit_code::kPassed;
   }
   check_writable(words.out);
-  if (is_same_file(words.out, words.file))
+  if (is_of_records(words.out, words.file))
     throw UsageError("the runs cannot be written over their own records");
   try {
     write_whole_file(words.out, [&words](const WritePiece& write) { write_runs(words, write); });
@@ -137,6 +137,10 @@ std::string check_verdict(const std::string& word) {
   std::string all;
   for (const std::string_view name : verdict_names()) all += (all.empty() ? "" : ", ") + std::string(name);
   return "\"" + word + "\" is no verdict: there are " + all;
+}
+
+std::string check_not_blank(const std::string& word) {
+  return word.find_first_not_of(" \t") == std::string::npos ? "it is empty" : "";
 }
 
 std::string check_format(const std::string& word) {
@@ -194,7 +198,8 @@ void add_records_command(CLI::App& app, Action& action) {
   Words& words = builder.words();
 
   builder.add("check", "Say what in the records is not as it was stored", check)
-      .add_option("--head", words.head, "A run's hash that must be in the chain");
+      .add_option("--head", words.head, "A run's hash that must be in the chain")
+      ->check(CLI::Validator(check_not_blank, ""));
   CLI::App& listing = builder.add("list", "Show runs, one a line", list);
   builder.add_window(listing);
   listing.add_option("--verdict", words.verdict, "Only runs that ended so")
@@ -214,7 +219,9 @@ void add_records_command(CLI::App& app, Action& action) {
   exporting.add_option("-o,--out", words.out, "Write to this file instead of standard output");
   CLI::App& releasing = builder.add("release", "Let a unit run again that has used up its runs", release);
   releasing.add_option("SERIAL", words.serial, "The unit's serial number")->required();
-  releasing.add_option("--reason", words.reason, "Why; kept with the records")->required();
+  releasing.add_option("--reason", words.reason, "Why; kept with the records")
+      ->required()
+      ->check(CLI::Validator(check_not_blank, ""));
   releasing.add_option("--operator", words.operator_name, "Who says so");
 }
 

@@ -84,7 +84,9 @@ class LineReader {
     if (!text) return;
     const std::size_t colon = text->rfind(':');
     std::string host = text->substr(0, colon);
-    if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
+    const bool has_brackets = host.size() > 2 && host.front() == '[' && host.back() == ']';
+    if (has_brackets) host = host.substr(1, host.size() - 2);
+    if (has_brackets != (host.find(':') != std::string::npos)) host.clear();  // where would the port begin?
     const std::string port = colon == std::string::npos ? "" : text->substr(colon + 1);
     std::uint16_t number = 0;
     const auto [stop, error] = std::from_chars(port.data(), port.data() + port.size(), number);
@@ -251,11 +253,18 @@ bool LineFile::is_loopback() const {
   return inet_pton(AF_INET6, host.c_str(), &wide) == 1 && IN6_IS_ADDR_LOOPBACK(&wide);
 }
 
-LineFile read_line_file(const std::string& path) {
+LineFile read_line_file(const std::string& path, std::vector<FileProblem>& problems) {
   const toml::table root = parse_toml(path, read_toml_file(path));
-  Problems problems;
-  LineFile line = LineReader(path, root, problems).read();
-  if (!problems.none()) throw BadFile(path, problems.take());
+  Problems found;
+  LineFile line = LineReader(path, root, found).read();
+  problems = found.take();
+  return line;
+}
+
+LineFile read_line_file(const std::string& path) {
+  std::vector<FileProblem> problems;
+  LineFile line = read_line_file(path, problems);
+  if (!problems.empty()) throw BadFile(path, problems);
   return line;
 }
 

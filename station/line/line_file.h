@@ -52,4 +52,8 @@ struct LineFile {
 /// Reads a line's file, but none of the files that it names. Throws BadFile with every mistake and its place.
 LineFile read_line_file(const std::string& path);
 
+/// The same as far as it can be read: what is wrong is put into `problems`. Throws BadFile for what is no
+/// TOML.
+LineFile read_line_file(const std::string& path, std::vector<FileProblem>& problems);
+
 }  // namespace t1station

@@ -1,4 +1,5 @@
 // Scans, stops, acknowledgements, answers, locks: each is stored before it counts.
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -35,10 +36,17 @@ void Line::State::refuse(const std::string& slot, const std::string& text, const
   refuse_plainly(reason);
 }
 
+// Scans are taken as long as the station is not shut down and its records can be written.
+void Line::State::expect_open() const {
+  if (!trouble.empty()) throw LineRefusal(LineRefusal::Why::cannot_store, trouble);
+  if (is_closing) refuse_plainly("the station is being shut down");
+}
+
 ScanTaken Line::State::name_slot(const std::string& name, const std::string& text,
                                  const std::string& operator_name) {
   {
     const std::lock_guard lock(mutex);
+    expect_open();
     named.clear();
     if (find(name) != nullptr) {
       named = name;
@@ -80,7 +88,12 @@ std::string Line::State::reason_against(const SlotCell* cell, const std::optiona
     const bool is_here = other.taken_by == serial || (other.shown && other.shown->run.serial == serial);
     if (is_here) return clean_text(serial) + " is in slot " + other.file.name + " now";
   }
-  if (!cell) return wanted ? "there is no slot " + clean_text(*wanted) : "no slot is free";
+  if (!cell && wanted) return "there is no slot " + clean_text(*wanted);
+  if (!cell) {
+    const bool is_check_due =
+        std::any_of(cells.begin(), cells.end(), [this](const SlotCell& c) { return is_due(c); });
+    return is_check_due && !is_check ? "no slot is free: a check is due" : "no slot is free";
+  }
   const std::string slot = "slot " + cell->file.name;
   if (is_busy(*cell)) return slot + " is testing another unit";
   if (waits_for_acknowledgement(*cell)) return slot + " shows a verdict that must be acknowledged first";
@@ -95,8 +108,7 @@ Line::State::Reserved Line::State::reserve(const std::string& serial, const std:
   std::string reason;
   {
     const std::lock_guard lock(mutex);
-    if (!trouble.empty()) throw LineRefusal(LineRefusal::Why::cannot_store, trouble);
-    if (is_closing) refuse_plainly("the station is being shut down");
+    expect_open();
     std::optional<std::string> wanted = slot;
     if (!wanted && is_slot_named()) wanted = named;
     named.clear();  // it holds for one scan, taken or refused
@@ -260,6 +272,7 @@ void Line::State::stop(std::string_view slot, const std::string& operator_name) 
 }
 
 void Line::State::acknowledge(std::string_view slot, const std::string& operator_name) {
+  const std::lock_guard one(one_at_a_time);
   std::string id, serial;
   {
     const std::lock_guard lock(mutex);
@@ -280,6 +293,7 @@ void Line::State::acknowledge(std::string_view slot, const std::string& operator
 }
 
 void Line::State::answer(std::string_view slot, bool yes, const std::string& operator_name) {
+  const std::lock_guard one(one_at_a_time);
   std::shared_ptr<SlotRun> run;
   std::string id, serial;
   std::uint64_t asked = 0;
@@ -315,6 +329,7 @@ void Line::State::answer(std::string_view slot, bool yes, const std::string& ope
 
 void Line::State::lock(std::string_view slot, const std::string& reason, const std::string& operator_name) {
   expect_reason(reason);
+  const std::lock_guard one(one_at_a_time);
   {
     const std::lock_guard lock(mutex);
     if (!cell_of(slot).lock_reason.empty())
@@ -331,6 +346,7 @@ void Line::State::lock(std::string_view slot, const std::string& reason, const s
 
 void Line::State::unlock(std::string_view slot, const std::string& reason, const std::string& operator_name) {
   expect_reason(reason);
+  const std::lock_guard one(one_at_a_time);
   {
     const std::lock_guard lock(mutex);
     if (cell_of(slot).lock_reason.empty())

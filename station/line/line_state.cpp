@@ -100,6 +100,9 @@ void Line::State::break_off(const std::string& reason) {
     const std::lock_guard lock(mutex);
     if (!trouble.empty()) return;
     trouble = reason;
+    for (const SlotCell& cell : cells) {
+      if (cell.running) cell.running->stop_at_once();  // nothing that comes of it could be stored
+    }
   }
   say(reason + "; no unit is taken any more");
   changed();
@@ -244,6 +247,7 @@ void Line::State::count_today() {
 // too old.
 void Line::State::look_after() {
   try {
+    records.look();
     for (SlotCell& cell : cells) take_up_plans(cell);
     bool is_new_day = false;
     {

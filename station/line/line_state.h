@@ -53,6 +53,7 @@ struct Line::State {
   SlotCell* asking_cell();
   SlotCell* slot_for(const std::optional<std::string>& named, bool is_check);
   bool is_due(const SlotCell& cell) const;
+  void expect_open() const;  // throws LineRefusal
   bool is_slot_named() const;
   std::string reason_against(const SlotCell* cell, const std::optional<std::string>& named,
                              const std::string& serial, bool is_check);
@@ -83,7 +84,8 @@ struct Line::State {
   const Clock& clock;
   const std::function<void(const std::string&)> log;
 
-  std::mutex mutex;  // of everything below but the reader
+  std::mutex one_at_a_time;  // answers, acknowledgements and locks: none is stored twice
+  std::mutex mutex;          // of everything below but the reader
   std::deque<SlotCell> cells;
   std::string trouble;  // with the records; empty: none
   RunCounts today;

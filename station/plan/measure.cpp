@@ -10,7 +10,8 @@
 namespace t1station {
 namespace {
 
-constexpr std::size_t kLongestLine = 2048;  // bytes, of a console; a reply is no longer either
+// Of a console, in bytes: a reply is no longer either, and no text is to hold up a station.
+constexpr std::size_t kLongestLine = 2048, kSearchedConsole = 64 << 10;
 
 bool is_digits(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
@@ -28,6 +29,7 @@ std::optional<double> decimal_number(std::string_view text) {
 }
 
 std::optional<std::string> find_in_console(const Pattern& pattern, std::string_view bytes) {
+  if (bytes.size() > kSearchedConsole) bytes.remove_prefix(bytes.size() - kSearchedConsole);
   const std::string text = printed_text(bytes);
   std::string_view rest = text;
   while (!rest.empty()) {
@@ -78,8 +80,13 @@ Measurement take_measurement(const Measure& measure, const Findings& findings) {
 std::string trouble_with(const Measurement& measurement) {
   if (measurement.outcome == "passed") return {};
   if (!measurement.value) return measurement.name + " not found";
-  const std::string value = measurement.name + " " + digits(*measurement.value, kShownDigits) +
-                            (measurement.unit.empty() ? "" : " " + measurement.unit);
+  // A number that is beyond its limit must not read as the limit itself.
+  std::string number = digits(*measurement.value, kShownDigits);
+  if ((measurement.low && number == shortest(*measurement.low)) ||
+      (measurement.high && number == shortest(*measurement.high)))
+    number = shortest(*measurement.value);
+  const std::string value =
+      measurement.name + " " + number + (measurement.unit.empty() ? "" : " " + measurement.unit);
   if (measurement.outcome == "low" && measurement.low) return value + ", below " + shortest(*measurement.low);
   if (measurement.outcome == "high" && measurement.high)
     return value + ", above " + shortest(*measurement.high);

@@ -26,9 +26,9 @@ struct Findings {
   double seconds = 0;  ///< that the attempt took
 };
 
-/// Looks for one number. A description is searched as a whole, a console line by line, each line's first 2048
-/// bytes, its line end left out; the first place counts. What the group found there is a number when it is an
-/// optional sign, digits, and an optional fraction; anything else is "not_found".
+/// Looks for one number. A description is searched as a whole, a console line by line, in its last 64 KiB,
+/// each line's first 2048 bytes, its line end left out; the first place counts. What the group found there is
+/// a number when it is an optional sign, digits, and an optional fraction; anything else is "not_found".
 Measurement take_measurement(const Measure& measure, const Findings& findings);
 
 /// What is wrong with a number, for people: "degrees 71.5 degC, above 60", "degrees not found". Empty when

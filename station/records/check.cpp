@@ -80,6 +80,7 @@ class Check {
   }
 
   void look_at_header() {
+    if (is_held(file_)) return;  // the writer's locks would be gone with what is opened here
     std::ifstream file(file_, std::ios::binary);
     std::string header(kHeader, '\0');
     file.read(header.data(), static_cast<std::streamsize>(header.size()));
@@ -234,6 +235,8 @@ class Check {
       previous = rows.value(kColumns);
       ++report_.events;
     }
+    // Whoever stored a run had stored its own start before.
+    if (last == 0 && report_.runs > 0) find("events: none is there, not even the start of a station");
   }
 
   void look_at_forwarded() {

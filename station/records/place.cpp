@@ -10,7 +10,10 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <mutex>
 #include <optional>
+#include <set>
+#include <utility>
 
 #include "station/records/records.h"
 #include "station/records/schema.h"
@@ -63,6 +66,20 @@ std::optional<struct stat> status_of(const std::string& file) {
   if (stat(file.c_str(), &status) == 0) return status;
   if (errno == ENOENT) return std::nullopt;
   throw RecordsRefused("cannot look at " + file + ": " + std::strerror(errno));
+}
+
+using Place = std::pair<std::uint64_t, std::uint64_t>;
+
+Place place_of(const struct stat& status) {
+  return {status.st_dev, status.st_ino};
+}
+
+std::mutex held_mutex;
+std::multiset<Place> held_places;
+
+bool is_held(const struct stat& status) {
+  const std::lock_guard lock(held_mutex);
+  return held_places.contains(place_of(status));
 }
 
 std::string read_header(const std::string& file) {
@@ -135,12 +152,38 @@ void refuse_other_files(const std::string& file, FileKind kind) {
 
 }  // namespace
 
+bool HeldFile::is_in_place() {
+  const std::optional<struct stat> status = status_of(file_), log = status_of(file_ + "-wal");
+  if (!status || place_of(*status) != place_) return false;
+  if (!log_ && log) log_ = place_of(*log);
+  return !log_ || (log && place_of(*log) == *log_);
+}
+
+HeldFile::HeldFile(const std::string& file) : file_(file) {
+  const std::optional<struct stat> status = status_of(file);
+  if (!status) throw RecordsBroken(file + " is gone");
+  place_ = place_of(*status);
+  const std::lock_guard lock(held_mutex);
+  held_places.insert(place_);
+}
+
+HeldFile::~HeldFile() {
+  const std::lock_guard lock(held_mutex);
+  held_places.extract(place_);
+}
+
+bool is_held(const std::string& file) {
+  const std::optional<struct stat> status = status_of(file);
+  return status && is_held(*status);
+}
+
 FileKind look_at(const std::string& file) {
   if (file.empty()) throw RecordsRefused("the records need a file name");
   const std::optional<struct stat> status = status_of(file);
   if (!status) return FileKind::missing;
   if (S_ISDIR(status->st_mode)) throw RecordsRefused(file + " is a folder, records are a file");
   if (!S_ISREG(status->st_mode)) throw RecordsRefused(file + " is no plain file");
+  if (is_held(*status)) return FileKind::records;
   const FileKind kind = kind_of(read_header(file));
   const bool is_torn = (kind == FileKind::damaged || kind == FileKind::no_database) && has_log(file);
   return is_torn ? FileKind::empty : kind;

@@ -1,8 +1,11 @@
 // Where a records file lies, and what is there already: looked at before anything is touched.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace t1station {
 
@@ -17,8 +20,33 @@ enum class FileKind {
   foreign,      ///< another application's database
 };
 
-/// Looks at a file's first bytes. Throws RecordsRefused for a folder and everything else that is no plain
-/// file, and for a file that cannot be read.
+/// A file that SQLite has open for writing in this process. As long as it is held, look_at() does not open
+/// it: closing any descriptor of a file takes away all locks that the process has on it, SQLite's too.
+class HeldFile {
+ public:
+  /// The file must be there. Throws RecordsBroken when it is not.
+  explicit HeldFile(const std::string& file);
+  ~HeldFile();
+  /// Whether the file, and the log beside it, still lie where they lay: whoever took one away or put another
+  /// in its place would have everything that is stored from then on. The log is looked at once it was there.
+  bool is_in_place();
+
+  HeldFile(const HeldFile&) = delete;
+  HeldFile& operator=(const HeldFile&) = delete;
+
+ private:
+  using Place = std::pair<std::uint64_t, std::uint64_t>;  // device and inode
+
+  std::string file_;
+  Place place_;
+  std::optional<Place> log_;
+};
+
+/// Whether this process holds the file.
+bool is_held(const std::string& file);
+
+/// Looks at a file's first bytes, unless it is held, which are records. Throws RecordsRefused for a folder
+/// and everything else that is no plain file, and for a file that cannot be read.
 FileKind look_at(const std::string& file);
 
 /// Throws RecordsRefused unless records may be read at this path.

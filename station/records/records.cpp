@@ -83,6 +83,12 @@ struct Records::State {
   auto with_database(const Doing& doing) {
     const std::lock_guard lock(mutex);
     if (!database) throw RecordsBroken(trouble);
+    if (held && !held->is_in_place()) {
+      trouble = "cannot store in " + file + ": it, or its log, was taken away or replaced";
+      database->abandon();
+      database.reset();
+      throw RecordsBroken(trouble);
+    }
     try {
       return doing(*database);
     } catch (const SqlError& error) {
@@ -116,6 +122,7 @@ struct Records::State {
 
   std::string file;
   Owner owner;
+  std::optional<HeldFile> held;        // until the database is closed
   std::unique_ptr<Database> database;  // nothing once it is broken
   std::string trouble;
   std::mutex mutex;
@@ -129,6 +136,7 @@ Records::Records(const std::string& file, const std::string& vfs) {
   std::unique_ptr<Database> database;
   try {
     database = std::make_unique<Database>(real, Database::Access::write, vfs);
+    state_->held.emplace(real);
     if (database->is_read_only()) throw RecordsBroken(real + " is read-only");
     prepare_connection(*database, real, Database::Access::write);
     settle(*database);
@@ -234,6 +242,10 @@ void Records::release(std::string_view serial, std::string_view reason, std::str
     return true;
   });
   if (!is_known) throw RecordsRefused("there is no run of " + std::string(serial) + " in these records");
+}
+
+void Records::look() {
+  state_->with_database([](Database&) {});
 }
 
 void Records::mark_forwarded(std::string_view run) {

@@ -136,6 +136,8 @@ class Records {
   /// Lets a unit with max_runs behind it run again; its runs count from zero. Throws RecordsRefused for a
   /// unit that has never been run.
   void release(std::string_view serial, std::string_view reason, std::string_view operator_name);
+  /// Stores nothing; throws when nothing can be stored, as far as that shows without storing.
+  void look();
   /// The run is in the central database.
   void mark_forwarded(std::string_view run);
 

@@ -13,7 +13,8 @@ namespace {
 constexpr std::string_view kHeader =
     "run_id,run_serial,run_plan_id,run_plan_name,run_plan_version,run_kind,run_station,run_slot,run_operator,"
     "run_board,run_build,run_number,run_started,run_ended,run_seconds,run_verdict,run_reason,run_retried,"
-    "run_software,run_sequence,run_hash,id,connection_id,step,step_index,number,code,parameter,started,ended,"
+    "run_software,run_sequence,run_previous,run_hash,id,connection_id,step,step_index,number,code,parameter,"
+    "started,ended,"
     "seconds,outcome,board_name,description,request_base64,reply_base64,console_base64,answer,"
     "measurements\r\n";
 
@@ -60,7 +61,8 @@ std::string run_fields(const StoredRun& run) {
                  field(run.board),     field(run.build),        field(run.number),
                  field(run.started),   field(run.ended),        field(run.seconds),
                  field(run.verdict),   field(run.reason),       field(run.retried),
-                 field(run.software),  field(run.sequence),     field(run.hash)});
+                 field(run.software),  field(run.sequence),     field(run.previous),
+                 field(run.hash)});
 }
 
 std::string attempt_fields(const StoredAttempt& attempt) {

@@ -95,7 +95,8 @@ std::string totals(const RunReport& report) {
 // Last of all, so that whoever looks up sees it.
 std::string verdict_line(const RunReport& report) {
   if (!report.ended) return "";
-  std::string line = clean_text(report.serial) + ": " + std::string(verdict_name(report.ended->verdict));
+  std::string line =
+      one_line(clean_text(report.serial)) + ": " + std::string(verdict_name(report.ended->verdict));
   if (report.ended->retried) line += ", retried";
   if (!report.ended->reason.empty()) line += " (" + one_line(clean_text(report.ended->reason)) + ")";
   return line + "\n";

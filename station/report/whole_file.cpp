@@ -68,6 +68,13 @@ void write_file(const std::string& path, mode_t mode,
 
 }  // namespace
 
+bool is_of_records(const std::string& path, const std::string& records) {
+  for (const char* end : {"", "-wal", "-shm", "-journal", "-owner"}) {
+    if (is_same_file(path, records + end)) return true;
+  }
+  return false;
+}
+
 void check_writable(const std::string& path) {
   std::error_code error;
   const fs::path target = real_path(path);

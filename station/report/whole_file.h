@@ -29,4 +29,8 @@ using WritePiece = std::function<void(std::string_view piece)>;
 /// leaves nothing behind either.
 void write_whole_file(const std::string& path, const std::function<void(const WritePiece& write)>& make);
 
+/// Whether writing `path` would take the place of records, or of the files beside them: their log, its index,
+/// their owner's lock.
+bool is_of_records(const std::string& path, const std::string& records);
+
 }  // namespace t1station

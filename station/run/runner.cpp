@@ -252,22 +252,28 @@ void Runner::run_step(const Step& step, Result& result) {
     try {
       open();
     } catch (const Interrupted&) {
-      result.outcome = Outcome::interrupted;
-      result.description = interrupt_.reason(kStopped);
-      result.seconds = clock_.now() - start;
+      if (result.attempts == 0) {
+        result.outcome = Outcome::interrupted;
+        result.description = interrupt_.reason(kStopped);
+        result.seconds = clock_.now() - start;
+      }
       return stop();
     } catch (const RecordsBroken&) {
       throw;
     } catch (const std::runtime_error& error) {
       const bool is_stopped = interrupt_.is_raised();
-      result.outcome = is_stopped ? Outcome::interrupted : Outcome::broken;
-      result.description = clean_text(error.what());
-      result.seconds = clock_.now() - start;
+      const std::string reason = clean_text(error.what());
+      // What came of the attempt before stays: it is what is stored of the step.
+      if (result.attempts == 0) {
+        result.outcome = is_stopped ? Outcome::interrupted : Outcome::broken;
+        result.description = reason;
+        result.seconds = clock_.now() - start;
+      }
       if (is_stopped) return stop();
       is_over_ = true;
       const bool is_other = dynamic_cast<const OtherBoard*>(&error) != nullptr;
-      skip_reason_ = is_other ? result.description : "the board could not be reached";
-      if (end_.why != RunEnd::Why::stopped) end_ = {RunEnd::Why::error, result.description, 0};
+      skip_reason_ = is_other ? reason : "the board could not be reached";
+      if (end_.why != RunEnd::Why::stopped) end_ = {RunEnd::Why::error, reason, 0};
       return;
     }
     attempt(step, number, result);
@@ -281,6 +287,20 @@ bool Runner::may_run(const Step& step) const {
 
 std::vector<Result> Runner::run(const std::vector<Step>& steps) {
   const double start = clock_.now();
+  std::vector<Result> results = run_all(steps);
+  leave();
+  end_.seconds = clock_.now() - start;
+  return results;
+}
+
+// A stop counts as long as nothing is said of the verdict.
+void Runner::leave() {
+  if (session_ && settings_.quit) session_->leave(interrupt_.is_at_once() ? 0 : settings_.leave_timeout);
+  give_up(false);
+  if (interrupt_.is_raised()) stop();
+}
+
+std::vector<Result> Runner::run_all(const std::vector<Step>& steps) {
   std::vector<Result> results;
   for (const Step& step : steps) {
     Result result;
@@ -302,9 +322,6 @@ std::vector<Result> Runner::run(const std::vector<Step>& steps) {
     }
     results.push_back(std::move(result));
   }
-  if (session_ && settings_.quit) session_->leave(interrupt_.is_at_once() ? 0 : settings_.leave_timeout);
-  give_up(false);
-  end_.seconds = clock_.now() - start;
   return results;
 }
 

@@ -55,6 +55,8 @@ class Runner {
   const RunEnd& end() const { return end_; }
 
  private:
+  std::vector<Result> run_all(const std::vector<Step>& steps);
+  void leave();
   void open();
   void greet();
   void give_up(bool say_quit);

@@ -2,6 +2,7 @@
 #include "station/run/session.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "station/catalogue/codes.h"
 #include "station/text/errors.h"
@@ -78,6 +79,8 @@ void Session::refuse_stale_replies() {
 Reply Session::run(const TestRequest& request, const Tick& tick) {
   received_.clear();
   refuse_stale_replies();
+  // The rest of what began before the request was not asked for either.
+  bool began_before = reader_.holds_a_part();
   link_.send(make_record(make_request(request.code, request.parameter)));
   const double start = clock_.now();
   while (true) {
@@ -87,7 +90,9 @@ Reply Session::run(const TestRequest& request, const Tick& tick) {
     const std::optional<Document> document = next(left, [&](double elapsed) { tick(before + elapsed); });
     if (!document) throw TimedOut();
     const Reply* reply = std::get_if<Reply>(&*document);
+    const bool is_unasked = std::exchange(began_before, false);
     if (!reply) continue;
+    if (is_unasked) throw ProtocolError(unasked(*reply));
     const std::int32_t expected = reply_code(request.code);
     if (reply->code != expected) {
       throw ProtocolError("the board answered " + std::to_string(reply->code) + " instead of " +

@@ -54,6 +54,7 @@ TEST_F(RecordsCommandTest, CheckSaysThatAllIsWellOrWhatIsNot) {
   EXPECT_EQ(run({"check", file_}), 0);
   EXPECT_EQ(out(), "2 runs and 1 events are as they were stored\n");
   EXPECT_EQ(run({"check", file_, "--head", head_}), 0);
+  EXPECT_EQ(run({"check", file_, "--head", ""}), 4) << "a script's variable that is empty checks nothing";
   EXPECT_EQ(run({"check", file_, "--head", "00"}), 1);
   EXPECT_EQ(out(), "no run of the chain has the hash 00\n");
 }
@@ -136,7 +137,9 @@ TEST_F(RecordsCommandTest, CommaSeparatedValuesHaveOneRowAnAttempt) {
 }
 
 TEST_F(RecordsCommandTest, AnExportNeverTakesThePlaceOfItsRecords) {
-  EXPECT_EQ(run({"export", file_, "--format", "csv", "-o", file_}), 4);
+  for (const char* end : {"", "-wal", "-shm", "-owner"}) {
+    EXPECT_EQ(run({"export", file_, "--format", "csv", "-o", file_ + end}), 4) << end;
+  }
   EXPECT_EQ(run({"check", file_}), 0);
 }
 

@@ -4,6 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <functional>
 #include <stdexcept>
 #include <thread>
@@ -199,6 +203,30 @@ TEST_F(RecordsTest, ACallInTheWrongOrderEndsWritingAltogether) {
   EXPECT_THROW(records.add_event("stop", "", "", "", ""), t1station::RecordsBroken);
   EXPECT_EQ(only_run().attempts.at(0).outcome, "failed");
   EXPECT_EQ(only_run().verdict, std::nullopt);
+}
+
+// Closing any descriptor of a file takes away all locks that a process has on it.
+TEST_F(RecordsTest, AReaderInTheSameProcessLeavesTheWritersLock) {
+  const Records records(file_);
+  const auto is_locked = [this] {
+    const pid_t child = fork();
+    if (child == 0) {
+      const int file = open(file_.c_str(), O_RDWR | O_CLOEXEC);
+      constexpr off_t kShared = 0x40000002;  // the bytes that SQLite locks as long as a connection is open
+      struct flock lock {};
+      lock.l_type = F_WRLCK;
+      lock.l_whence = SEEK_SET;
+      lock.l_start = kShared;
+      lock.l_len = 510;
+      _exit(fcntl(file, F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK ? 1 : 0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WEXITSTATUS(status) == 1;
+  };
+  ASSERT_TRUE(is_locked());
+  t1station::RecordsReader reader(file_);
+  EXPECT_TRUE(is_locked());
 }
 
 TEST_F(RecordsTest, SlotsOnThreadsOfTheirOwnShareOneFileAndOneThatMayNotStoreHarmsNobody) {

@@ -63,6 +63,37 @@ TEST_F(RunPlanTest, AUnitThatPassesIsKeptAndReportedWithItsPlanAndItsAttempts) {
   EXPECT_EQ(property(suite.child("testcase"), "attempts"), "2");
 }
 
+TEST_F(RunPlanTest, TheBoardMayStandBehindRun) {
+  FakeBoard board({{sends(greeting()), hears(), sends(rtc_pass()), hears(), sends(degrees("21")), hears()}});
+  EXPECT_EQ(run_app({"run", board.address(), "--plan", plan_, "--serial", serial, "--records", file_}), 0) << err();
+}
+
+TEST_F(RunPlanTest, AReplyThatBeganBeforeTheRequestIsNobodys) {
+  const std::string stray = rtc_pass();
+  FakeBoard board({{sends(greeting()), hears(), sends(rtc_fail + stray.substr(0, 60)), hears(),
+                    sends(stray.substr(60)), hears()}});
+  EXPECT_EQ(run(board.address()), 6);
+  ASSERT_EQ(stored().attempts.size(), 2U);
+  EXPECT_EQ(stored().attempts[1].outcome, "broken");
+  EXPECT_THAT(*stored().attempts[1].description, HasSubstr("that nobody asked for"));
+}
+
+TEST_F(RunPlanTest, AStopBehindTheLastReplyCountsAsLongAsNoVerdictIsStored) {
+  FakeBoard board({{sends(greeting()), hears(), sends(rtc_pass()), hears(), sends(degrees("21")), hears(),
+                    does([this] { interrupt_.raise(); }), awaits_close()}});
+  EXPECT_EQ(run(board.address()), 2);
+  EXPECT_EQ(stored().verdict, "stopped");
+}
+
+TEST_F(RunPlanTest, AReportNeverTakesThePlaceOfTheRecordsOrThePlan) {
+  for (const std::string& report : {file_, file_ + "-wal", file_ + "-owner", plan_}) {
+    EXPECT_THAT(
+        refused({nobody, "run", "--plan", plan_, "--serial", serial, "--records", file_, "--json", report}),
+        HasSubstr("a report cannot take the place of"));
+  }
+  EXPECT_EQ(records_support::content_of(plan_), records_support::plan_text());
+}
+
 TEST_F(RunPlanTest, AFailureEndsWith1) {
   FakeBoard board({{sends(greeting()), hears(), sends(rtc_pass()), hears(), sends(degrees("99")), hears()}});
   EXPECT_EQ(run(board.address(), {"--json", path("json")}), 1);

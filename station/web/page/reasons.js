@@ -7,6 +7,7 @@ const kChinese = [
   ["* is no serial number of a plan of slot *", "{1} 不符合工位 {2} 的序列号规则"],
   ["* has not passed * in * runs: to repair, until it is released", "{1} 在 {2} 中已有 {3} 次未通过：送修，放行后才能再测"],
   ["there is no slot *", "没有工位 {1}"],
+  ["no slot is free: a check is due", "没有空闲工位：需要点检"],
   ["no slot is free", "没有空闲工位"],
   ["slot * is testing another unit", "工位 {1} 正在测试另一块板"],
   ["slot * shows a verdict that must be acknowledged first", "工位 {1} 的结果必须先确认"],
