@@ -71,9 +71,10 @@ def write_plan(folder, steps=STEPS):
 
 def write_line(folder, board, slots):
     """A line's file; its records are in its folder, too."""
+    plan = write_plan(folder).name
     text = '[station]\nname = "bench"\nrecords = "records.db"\nlisten = "127.0.0.1:0"\n'
     for number in range(slots):
-        text += f'[[slot]]\nname = "{number}"\nboard = "{board}"\nplan = "{write_plan(folder).name}"\n'
+        text += f'[[slot]]\nname = "{number}"\nboard = "{board}"\nplan = "{plan}"\n'
     file = folder / "line.toml"
     file.write_text(text, encoding="utf-8")
     return file
@@ -168,9 +169,11 @@ def one_slot(build, board):
     """A line of one slot, and `t1station run` beside it: the line, ended; seconds of processor time a run and a test."""
     with tempfile.TemporaryDirectory(dir=build) as place, contextlib.ExitStack() as running:
         folder = pathlib.Path(place)
+        plans = {steps: write_plan(folder, steps) for steps in (STEPS, 1)}
 
         def run(number, steps):
-            command = [build / "station/t1station", "run", board, "--plan", write_plan(folder, steps), "--serial", "UNIT", "--records", folder / f"{number}.db"]
+            command = [build / "station/t1station", board, "run", "--plan", plans[steps], "--serial", "UNIT", "--records",
+                       folder / f"{number}.db"]
             return subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
         line = running.enter_context(Line(build, folder, board, 1))

@@ -43,7 +43,7 @@ Line::State::State(const LineFile& line, Records& to_records, std::function<void
   for (const SlotFile& slot : file.slots) {
     SlotCell& cell = cells.emplace_back();
     cell.file = slot;
-    cell.plans = read_plan_set(slot, file.path, {});
+    cell.plans = read_plan_set(slot, file.path, known_plans(cell));
     if (file.check) cell.checks.emplace(*file.check);
   }
   reader.emplace(file.records);
@@ -213,14 +213,28 @@ LineView Line::State::view() {
   return view;
 }
 
+// The slot's own first, then those of the others: slots with the same plan share it, since its patterns take
+// a great deal of memory.
+Plans Line::State::known_plans(const SlotCell& cell) const {
+  Plans known = cell.plans.plans;
+  for (const SlotCell& other : cells) {
+    for (const std::shared_ptr<const Plan>& plan : other.plans.plans) {
+      if (std::find(known.begin(), known.end(), plan) == known.end()) known.push_back(plan);
+    }
+  }
+  return known;
+}
+
 // Returns whether they are others than before.
 bool Line::State::take_up_plans(SlotCell& cell) {
   PlanSet before;
+  Plans known;
   {
     const std::lock_guard lock(mutex);
     before = cell.plans;
+    known = known_plans(cell);
   }
-  PlanSet now = read_plan_set(cell.file, file.path, before);
+  PlanSet now = read_plan_set(cell.file, file.path, known);
   const bool is_other = now.plans != before.plans || now.trouble != before.trouble;
   if (is_other) {
     say("slot " + cell.file.name + ": " +

@@ -75,6 +75,7 @@ struct Line::State {
   void break_off(const std::string& reason);
   void say(const std::string& event) const;
   bool take_up_plans(SlotCell& cell);
+  Plans known_plans(const SlotCell& cell) const;
   void count_today();
   void look_after();
 

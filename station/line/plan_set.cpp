@@ -8,9 +8,9 @@
 namespace t1station {
 namespace {
 
-std::shared_ptr<const Plan> read_one(const std::string& file, const PlanSet& before) {
+std::shared_ptr<const Plan> read_one(const std::string& file, const Plans& known) {
   std::string text = read_toml_file(file);
-  for (const std::shared_ptr<const Plan>& plan : before.plans) {
+  for (const std::shared_ptr<const Plan>& plan : known) {
     if (plan->text == text) return plan;
   }
   return std::make_shared<const Plan>(parse_plan(file, std::move(text)));
@@ -29,11 +29,11 @@ std::string PlanSet::trouble_text() const {
   return trouble.front() + " (and " + std::to_string(trouble.size() - 1) + " more)";
 }
 
-PlanSet read_plan_set(const SlotFile& slot, const std::string& line_path, const PlanSet& before) {
+PlanSet read_plan_set(const SlotFile& slot, const std::string& line_path, const Plans& known) {
   PlanSet now;
   for (const std::string& file : slot.plan_files) {
     try {
-      now.plans.push_back(read_one(file, before));
+      now.plans.push_back(read_one(file, known));
       if (!now.plans.back()->wants_console() || !slot.console.empty()) continue;
       const BadFile lacking(line_path, {{slot.line, slot.column,
                                          file + " takes numbers from the board's console, and slot " +

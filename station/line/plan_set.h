@@ -11,9 +11,12 @@
 
 namespace t1station {
 
+/// Plans that slots may share.
+using Plans = std::vector<std::shared_ptr<const Plan>>;
+
 /// What a slot's plan files say at one moment.
 struct PlanSet {
-  std::vector<std::shared_ptr<const Plan>> plans;  ///< in the order of the files; none when there is trouble
+  Plans plans;                       ///< in the order of the files; none when there is trouble
   std::vector<std::string> trouble;  ///< "FILE:LINE:COLUMN: message" each; empty: all plans can be used
 
   /// The first plan whose serial numbers are like this one; null when there is none.
@@ -22,8 +25,9 @@ struct PlanSet {
   std::string trouble_text() const;
 };
 
-/// Reads a slot's plan files; those that did not change since `before` are not checked again. A plan that
-/// wants what the slot has not is trouble, too, at the place of `plan` in the line's file `line_path`.
-PlanSet read_plan_set(const SlotFile& slot, const std::string& line_path, const PlanSet& before);
+/// Reads a slot's plan files. One that says what a plan of `known` says is that plan, the first of them: it
+/// is not checked again. A plan that wants what the slot has not is trouble, too, at the place of `plan` in
+/// the line's file `line_path`.
+PlanSet read_plan_set(const SlotFile& slot, const std::string& line_path, const Plans& known);
 
 }  // namespace t1station
