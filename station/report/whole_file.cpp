@@ -48,15 +48,15 @@ mode_t usual_mode() {
   return 0666 & ~mask;
 }
 
-void write_file(const std::string& path, mode_t mode,
-                const std::function<void(const WritePiece& write)>& make) {
+// `fill` writes into the open file and says who may read it.
+void write_file(const std::string& path, const std::function<void(int file)>& fill) {
   const fs::path target = real_path(path);
   std::string temporary = (directory_of(target) / (target.filename().string() + ".XXXXXX")).string();
   const int file = mkstemp(temporary.data());
   if (file < 0) fail(path);
   try {
-    make([file, &path](std::string_view piece) { write_all(file, piece, path); });
-    if (fchmod(file, mode) != 0 || fsync(file) != 0) fail(path);
+    fill(file);
+    if (fsync(file) != 0) fail(path);
     if (rename(temporary.c_str(), target.c_str()) != 0) fail(path);
   } catch (...) {
     close(file);
@@ -99,11 +99,21 @@ void write_whole_file(const std::string& path, std::string_view content) {
 }
 
 void write_whole_file(const std::string& path, const std::function<void(const WritePiece& write)>& make) {
-  write_file(path, usual_mode(), make);
+  write_file(path, [&](int file) {
+    make([&](std::string_view piece) { write_all(file, piece, path); });
+    if (fchmod(file, usual_mode()) != 0) fail(path);
+  });
 }
 
 void write_private_file(const std::string& path, std::string_view content) {
-  write_file(path, 0600, [content](const WritePiece& write) { write(content); });
+  struct stat before {};
+  const bool is_others = stat(path.c_str(), &before) == 0 && before.st_uid != geteuid();
+  write_file(path, [&](int file) {
+    write_all(file, content, path);
+    // Who alone could read it still can, when the administrator adds something.
+    if (fchmod(file, 0600) != 0) fail(path);
+    if (is_others && fchown(file, before.st_uid, before.st_gid) != 0) fail(path);
+  });
 }
 
 }  // namespace t1station

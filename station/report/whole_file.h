@@ -19,7 +19,7 @@ bool is_same_file(const std::string& one, const std::string& other);
 /// Throws std::system_error, leaving nothing behind.
 void write_whole_file(const std::string& path, std::string_view content);
 
-/// The same, and only the file's owner can read it then, whoever could before.
+/// The same, and only the file's owner can read it then, whoever could before; it keeps its owner.
 void write_private_file(const std::string& path, std::string_view content);
 
 /// Takes a piece of a file's content.

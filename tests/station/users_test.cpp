@@ -125,6 +125,17 @@ TEST_F(UsersTest, WhatStandsInTheFileStaysWhenAUserIsAdded) {
   EXPECT_EQ(t1station::read_users(file_).size(), 2U);
 }
 
+TEST_F(UsersTest, AFileThatTheAdministratorAddsAUserToKeepsItsOwner) {
+  constexpr uid_t kStation = 65534;
+  records_support::write(file_, kViewer);
+  if (chown(file_.c_str(), kStation, kStation) != 0) GTEST_SKIP() << "only root gives files away";
+  EXPECT_EQ(add_from_pipe("Wu", "operator", "long enough"), 0);
+  struct stat status {};
+  stat(file_.c_str(), &status);
+  EXPECT_EQ(status.st_uid, kStation);
+  EXPECT_EQ(status.st_mode & 0777U, 0600U);
+}
+
 TEST_F(UsersTest, WhatCannotBeAUserIsRefusedAndTheFileStaysAsItWas) {
   records_support::write(file_, kViewer);
   EXPECT_EQ(add_from_pipe("Vera", "operator", "long enough\n"), 4);
