@@ -71,6 +71,8 @@ class ProcessTest(LineTest):
         self.assertEqual(status, 4)
         places = [text.split(": ")[0] for text in words.splitlines()]
         self.assertEqual(places, [f"{bad}:{place}" for place in ("1:1", "3:1", "5:8", "6:9", "7:8")])
+        bad.write_text(self.line_file(station="port = 1").read_text())
+        self.assertIn(f"{self.folder}/plan.toml:1:1:", self.refused("check", bad)[1], "its plans are looked at all the same")
         status, words = self.refused("check", self.line_file())
         self.assertEqual(status, 4)
         self.assertIn(f"{self.folder}/plan.toml:1:1: \"name\" is missing", words)

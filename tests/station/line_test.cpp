@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <filesystem>
 #include <future>
 
 #include "station/records/reader.h"
@@ -290,6 +291,18 @@ TEST_F(LineTest, WhenNothingCanBeStoredNothingIsShownAndNoUnitIsTaken) {
   vfs.clear();
   begin({board.address(), nobody});
   EXPECT_EQ(slot(0).run->verdict, Verdict::interrupted);
+}
+
+TEST_F(LineTest, RecordsThatAreTakenAwayUnderTheLineStopIt) {
+  for (const char* taken : {"records.db", "records.db-wal"}) {
+    begin({nobody});
+    std::filesystem::rename(path(taken), path("taken"));
+    EXPECT_THAT(refusal([&] { scan(kUnit); }, LineRefusal::Why::cannot_store), HasSubstr("was taken away"));
+    EXPECT_EQ(slot(0).state, SlotState::locked);
+    EXPECT_THAT(refusal([&] { scan("slot:1"); }, LineRefusal::Why::cannot_store),
+                HasSubstr("was taken away"));
+    std::filesystem::rename(path("taken"), path(taken));
+  }
 }
 
 TEST_F(LineTest, TodaysFiguresCountEndedRuns) {
