@@ -15,6 +15,7 @@ _t1station_list() {
 _t1station_values() {
   case $2 in
     --color) echo auto always never ;;
+    --role) echo viewer operator engineer ;;
     --family) _t1station_list "$1" list --family '?' ;;
     --verdict) _t1station_list "$1" records list /dev/null --verdict '?' ;;
     --format) _t1station_list "$1" records export /dev/null --format '?' ;;

@@ -8,12 +8,13 @@
 #include <string_view>
 #include <system_error>
 
-/// Made empty among the PC's temporary files, and removed with whatever it holds at the end.
+/// Made empty, among the PC's temporary files unless it is told where, and removed with whatever it holds at
+/// the end.
 class OwnDirectory {
  public:
   /// Throws std::runtime_error when the PC allows none.
-  OwnDirectory() {
-    std::string name = (std::filesystem::temp_directory_path() / "boardtest.XXXXXX").string();
+  explicit OwnDirectory(const std::filesystem::path& where = std::filesystem::temp_directory_path()) {
+    std::string name = (where / "boardtest.XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no directory for the test");
     path_ = name;
   }

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "station/records/chain.h"
 #include "station/records/records.h"
 #include "tests/harness/own_directory.h"
 #include "tests/station/records_support.h"
@@ -92,6 +93,17 @@ TEST_F(RecordsCheckTest, RunsCutOffAtTheEndShowByTheirHeadOnly) {
                    is_run(2));
   EXPECT_EQ(findings(), std::vector<std::string>{});
   EXPECT_EQ(findings(runs_[1].hash), std::vector<std::string>{});
+  EXPECT_EQ(findings(runs_[2].hash),
+            std::vector<std::string>{"no run of the chain has the hash " + *runs_[2].hash});
+}
+
+TEST_F(RecordsCheckTest, ALieWhoseHashWasComputedAnewShowsByAHeadThatWasKeptElsewhere) {
+  ASSERT_EQ(forge(file_, "UPDATE attempt SET seconds = 99 WHERE " + is_run(2, "run_id")), "");
+  ASSERT_FALSE(findings().empty());
+  t1station::Database database(file_, t1station::Database::Access::read);
+  const std::string anew = run_hash(database, runs_[2].id);
+  ASSERT_EQ(forge(file_, "UPDATE run SET hash = '" + anew + "' WHERE " + is_run(2)), "");
+  EXPECT_EQ(findings(), std::vector<std::string>{});
   EXPECT_EQ(findings(runs_[2].hash),
             std::vector<std::string>{"no run of the chain has the hash " + *runs_[2].hash});
 }
