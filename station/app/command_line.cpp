@@ -394,7 +394,8 @@ void refuse_beside_plan(const CLI::App& run, const Words& words) {
 
 // With a plan the board may stand behind `run`, too, where a TEST would.
 void take_board_behind_run(const CLI::App& run, const CommandLine& line, Words& words) {
-  const bool is_board = run.parsed() && !line.plan_file.empty() && words.host.empty() && words.tests.size() == 1;
+  const bool is_board =
+      run.parsed() && !line.plan_file.empty() && words.host.empty() && words.tests.size() == 1;
   if (!is_board) return;
   words.host = words.tests.front();
   words.tests.clear();

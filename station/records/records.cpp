@@ -147,6 +147,7 @@ Records::Records(const std::string& file, const std::string& vfs) {
                  json_text({{"process", getpid()}, {"host", host_name()}, {"interrupted", interrupted}}));
     transaction.commit();
     state_->database = std::move(database);
+    look();  // from here on the log has its place, too
   } catch (const SqlError& error) {
     if (database) database->abandon();
     refuse_to_open(real, error);

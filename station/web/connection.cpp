@@ -202,7 +202,8 @@ class ConnectionOver final : public Connection {
     request.address = address_;
     of_api_ = !request.target.starts_with("/page/") && request.target != "/" && request.target != "/login";
     const std::size_t hosts = message.count(http::field::host);
-    if (hosts > 1 || (hosts == 0 && message.version() > 10) || message.count(http::field::origin) > 1) {
+    if (hosts > 1 || (request.host.empty() && message.version() > 10) ||
+        message.count(http::field::origin) > 1) {
       return refuse(400, "a request has one Host, and at most one Origin");
     }
     owner_.dispatch(std::move(request),

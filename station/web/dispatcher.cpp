@@ -55,7 +55,7 @@ Dispatcher::Dispatcher(const LineFile& file, Subject& subject, const std::string
 }
 
 void Dispatcher::check_host(const WebRequest& request) const {
-  if (hosts_.empty()) return;
+  if (request.host.empty() || hosts_.empty()) return;
   if (std::find(hosts_.begin(), hosts_.end(), lower(request.host)) != hosts_.end()) return;
   throw WebError(403, "this station is not called " + request.host);
 }

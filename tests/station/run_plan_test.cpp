@@ -65,7 +65,8 @@ TEST_F(RunPlanTest, AUnitThatPassesIsKeptAndReportedWithItsPlanAndItsAttempts) {
 
 TEST_F(RunPlanTest, TheBoardMayStandBehindRun) {
   FakeBoard board({{sends(greeting()), hears(), sends(rtc_pass()), hears(), sends(degrees("21")), hears()}});
-  EXPECT_EQ(run_app({"run", board.address(), "--plan", plan_, "--serial", serial, "--records", file_}), 0) << err();
+  EXPECT_EQ(run_app({"run", board.address(), "--plan", plan_, "--serial", serial, "--records", file_}), 0)
+      << err();
 }
 
 TEST_F(RunPlanTest, AReplyThatBeganBeforeTheRequestIsNobodys) {
