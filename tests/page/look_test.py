@@ -22,6 +22,40 @@ EYES = {"all": ((1, 0, 0), (0, 1, 0), (0, 0, 1)),
         "protanopia": ((0.152286, 1.052583, -0.204868), (0.114503, 0.786281, 0.099216), (-0.003882, -0.048116, 1.051998)),
         "deuteranopia": ((0.367322, 0.860646, -0.227968), (0.280085, 0.672501, 0.047413), (-0.011820, 0.042940, 0.968881))}
 
+# What of the page is cut off, or lies over something else.
+CUT = """
+const cut = [];
+const screen = new DOMRect(0, 0, innerWidth, innerHeight);
+const within = (inner, outer) => inner.left >= outer.left - 1 && inner.right <= outer.right + 1 &&
+    inner.top >= outer.top - 1 && inner.bottom <= outer.bottom + 1;
+if (document.documentElement.scrollHeight > innerHeight || document.documentElement.scrollWidth > innerWidth) {
+  cut.push("the page");
+}
+const box = (element) => element.getBoundingClientRect();
+for (const element of document.querySelectorAll("body > *")) {
+  if (element.checkVisibility() && !within(box(element), screen) && element.tagName !== "MAIN") cut.push(element.outerHTML);
+}
+for (const tile of document.querySelectorAll(".tile")) {
+  if (!within(box(tile), screen)) cut.push("tile " + tile.dataset.slot);
+  for (const part of tile.querySelectorAll(".name, .serial, .word, .question, .step-line, progress, .reason, .mark, " +
+                                          ".retried, button, .plan, .next, .needed, .failures")) {
+    if (part.checkVisibility() && part.innerText !== "" && !within(box(part), box(tile))) cut.push(part.outerHTML);
+  }
+  const parts = Array.from(tile.children).filter((part) => box(part).height > 0);
+  parts.forEach((part, at) => {
+    if (at > 0 && box(part).top < box(parts[at - 1]).bottom - 1) cut.push("overlap " + part.outerHTML);
+  });
+  const body = tile.querySelector(".body");
+  if (body.scrollHeight > body.clientHeight + 6) cut.push("body of " + tile.dataset.slot + tile.outerHTML);
+  for (const text of tile.querySelectorAll(".name, .serial, .word, .question")) {
+    const slack = 0.3 * parseFloat(getComputedStyle(text).fontSize);
+    if (text.scrollWidth > text.clientWidth + 1 || text.scrollHeight > text.clientHeight + slack) cut.push(text.outerHTML);
+  }
+  const failures = tile.querySelector(".failure");
+  if (failures && box(failures).bottom > box(tile.querySelector(".failures")).bottom + 1) cut.push(failures.outerHTML);
+}
+return cut;"""
+
 
 def example(state, name="1"):
     """A slot in that state, or with that verdict, with everything that it may show."""
@@ -73,8 +107,16 @@ def seen(channels, eyes):
 
 
 class Look(PageTest):
+    screens = None  # what was found on each: looked at once, for two tests
+
     def each_screen(self):
-        """Every state, in both languages, at both sizes, with 1, 4 and 8 slots."""
+        """Every state, in both languages, at both sizes, with 1, 4 and 8 slots: what it is, the height of a pixel, what
+        must be readable, what is cut off."""
+        if Look.screens is None:
+            Look.screens = list(self.look_at_each_screen())
+        return Look.screens
+
+    def look_at_each_screen(self):
         self.line.runs = [ended(n, VERDICTS[n % 5]) for n in range(20)]
         self.open(example("idle"))
         for language in ("zh", "en"):
@@ -85,50 +127,19 @@ class Look(PageTest):
                 for count in COUNTS:
                     for slots in screens(count):
                         self.show(*slots)
-                        yield f"{language} {size} {count} {[each['state'] for each in slots]}", size
+                        yield (f"{language} {size} {count} {[each['state'] for each in slots]}", SCREEN / math.hypot(*size),
+                               self.measure(".tile .name, .tile .serial, .tile[data-state=done] .word, .question"),
+                               self.script(CUT))
 
     def test_slot_serial_number_verdict_and_question_are_readable_from_three_metres_on_a_24_inch_screen(self):
-        for screen, (width, height) in self.each_screen():
-            pixel = SCREEN / math.hypot(width, height)
-            for element in self.measure(".tile .name, .tile .serial, .tile[data-state=done] .word, .question"):
-                if element["text"] and len(element["text"]) < 20:  # a question may be long; then it is read from nearer
-                    self.assertGreaterEqual(element["digits"] * pixel, SMALLEST, f"{screen}: {element['text']}")
+        for screen, pixel, texts, _ in self.each_screen():
+            for text in texts:
+                if text["text"] and len(text["text"]) < 20:  # a question may be long; then it is read from nearer
+                    self.assertGreaterEqual(text["digits"] * pixel, SMALLEST, f"{screen}: {text['text']}")
 
     def test_no_tile_leaves_the_screen_and_nothing_that_matters_is_cut_off(self):
-        inside = """
-          const cut = [];
-          const screen = new DOMRect(0, 0, innerWidth, innerHeight);
-          const within = (inner, outer) => inner.left >= outer.left - 1 && inner.right <= outer.right + 1 &&
-              inner.top >= outer.top - 1 && inner.bottom <= outer.bottom + 1;
-          if (document.documentElement.scrollHeight > innerHeight || document.documentElement.scrollWidth > innerWidth) {
-            cut.push("the page");
-          }
-          const box = (element) => element.getBoundingClientRect();
-          for (const element of document.querySelectorAll("body > *")) {
-            if (element.checkVisibility() && !within(box(element), screen) && element.tagName !== "MAIN") cut.push(element.outerHTML);
-          }
-          for (const tile of document.querySelectorAll(".tile")) {
-            if (!within(box(tile), screen)) cut.push("tile " + tile.dataset.slot);
-            for (const part of tile.querySelectorAll(".name, .serial, .word, .question, .step-line, progress, .reason, .mark, " +
-                                                    ".retried, button, .plan, .next, .needed, .failures")) {
-              if (part.checkVisibility() && part.innerText !== "" && !within(box(part), box(tile))) cut.push(part.outerHTML);
-            }
-            const parts = Array.from(tile.children).filter((part) => box(part).height > 0);
-            parts.forEach((part, at) => {
-              if (at > 0 && box(part).top < box(parts[at - 1]).bottom - 1) cut.push("overlap " + part.outerHTML);
-            });
-            const body = tile.querySelector(".body");
-            if (body.scrollHeight > body.clientHeight + 6) cut.push("body of " + tile.dataset.slot + tile.outerHTML);
-            for (const text of tile.querySelectorAll(".name, .serial, .word, .question")) {
-              const slack = 0.3 * parseFloat(getComputedStyle(text).fontSize);
-              if (text.scrollWidth > text.clientWidth + 1 || text.scrollHeight > text.clientHeight + slack) cut.push(text.outerHTML);
-            }
-            const failures = tile.querySelector(".failure");
-            if (failures && box(failures).bottom > box(tile.querySelector(".failures")).bottom + 1) cut.push(failures.outerHTML);
-          }
-          return cut;"""
-        for screen, _ in self.each_screen():
-            self.assertEqual(self.script(inside), [], screen)
+        for screen, _, _, cut in self.each_screen():
+            self.assertEqual(cut, [], screen)
 
     def test_long_names_and_serial_numbers_become_smaller_and_are_there_as_a_whole(self):
         self.open(*[slot(f"LEFT-BENCH-{n:05}", "testing", run(n, "SN-2026-11-22-ABCDEFGH-0001")) for n in range(8)])
