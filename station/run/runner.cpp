@@ -242,7 +242,8 @@ void Runner::attempt(const Step& step, int number, Result& result) {
 void Runner::stop() {
   end_.why = RunEnd::Why::stopped;
   end_.reason = skip_reason_ = interrupt_.reason(kStopped);
-  is_over_ = interrupt_.is_at_once();
+  // On a board that never answered there is nothing to be put back.
+  is_over_ = interrupt_.is_at_once() || !was_greeted_;
   interrupt_.accept();  // the waits of steps with `always` are not to end at once
 }
 

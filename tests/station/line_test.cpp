@@ -222,6 +222,20 @@ TEST_F(LineTest, AStoppedRunStillRunsWhatAlwaysRunsAndASecondStopEndsIt) {
   EXPECT_EQ(refusal([&] { line_->stop("1", "Li"); }), "nothing runs in slot 1");
 }
 
+TEST_F(LineTest, AStopBeforeTheBoardCameWaitsForNothingToPutBack) {
+  records_support::write(path("plan.toml"),
+                         "format = 1\nname = \"p\"\nversion = \"1\"\nserial = '.*'\n"
+                         "[[step]]\nname = \"clock\"\ntest = 1536\n"
+                         "[[step]]\nname = \"back\"\ntest = 1537\nalways = true\n");
+  std::string text = line_text({nobody});
+  text.replace(text.find("0.1"), 3, "86400");
+  begin_file(text);
+  scan(kUnit);
+  await_state(0, SlotState::waiting);
+  line_->stop("1", "Li");
+  EXPECT_EQ(await_state(0, SlotState::done).run->verdict, Verdict::stopped);
+}
+
 TEST_F(LineTest, AStationThatIsShutDownStopsItsRuns) {
   std::promise<void> asked;
   const AnsweringBoard board([&](int) {
