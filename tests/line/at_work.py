@@ -1,6 +1,7 @@
 """A finished `t1station line` on simulated boards, for tests that start, end and kill it."""
 import contextlib
 import json
+import os
 import pathlib
 import re
 import shutil
@@ -29,7 +30,8 @@ class Process:
 
     def __init__(self, *command, **more):
         self.process = subprocess.Popen([str(word) for word in command], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                        stderr=more.pop("stderr", subprocess.DEVNULL), text=True, **more)
+                                        stderr=more.pop("stderr", subprocess.DEVNULL), text=True,
+                                        start_new_session=True, **more)
 
     def line(self, pattern):
         """The next line that matches, as a match."""
@@ -46,8 +48,9 @@ class Process:
         return status
 
     def close(self):
-        if self.process.poll() is None:
-            self.process.kill()
+        """Ends it, and what it started and left behind."""
+        with contextlib.suppress(ProcessLookupError):
+            os.killpg(self.process.pid, signal.SIGKILL)
         self.process.wait()
         for stream in (self.process.stdin, self.process.stdout, self.process.stderr):
             if stream:
