@@ -102,9 +102,11 @@ class DemonstrationTest(unittest.TestCase):
         found, pids = [], [process.pid]
         while pids:
             pid = pids.pop()
-            found.append((pathlib.Path(f"/proc/{pid}/comm").read_text().strip(), os.pidfd_open(pid)))
-            self.addCleanup(os.close, found[-1][1])
-            pids += map(int, pathlib.Path(f"/proc/{pid}/task/{pid}/children").read_text().split())
+            with contextlib.suppress(FileNotFoundError, ProcessLookupError):  # it ended meanwhile
+                descriptor = os.pidfd_open(pid)
+                self.addCleanup(os.close, descriptor)
+                found.append((pathlib.Path(f"/proc/{pid}/comm").read_text().strip(), descriptor))
+                pids += map(int, pathlib.Path(f"/proc/{pid}/task/{pid}/children").read_text().split())
         return found
 
     def has_ended(self, descriptor):
