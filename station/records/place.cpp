@@ -153,10 +153,13 @@ void refuse_other_files(const std::string& file, FileKind kind) {
 }  // namespace
 
 bool HeldFile::is_in_place() {
-  const std::optional<struct stat> status = status_of(file_), log = status_of(file_ + "-wal");
-  if (!status || place_of(*status) != place_) return false;
-  if (!log_ && log) log_ = place_of(*log);
-  return !log_ || (log && place_of(*log) == *log_);
+  const auto now = [](const std::string& file) {  // nothing where it cannot be looked at, too
+    struct stat status {};
+    return stat(file.c_str(), &status) == 0 ? std::optional(place_of(status)) : std::nullopt;
+  };
+  const std::optional<Place> log = now(file_ + "-wal");
+  if (!log_) log_ = log;
+  return now(file_) == place_ && log == log_;
 }
 
 HeldFile::HeldFile(const std::string& file) : file_(file) {
