@@ -17,7 +17,6 @@ constexpr auto kCaretakerPause = 1s;
 constexpr auto kOrderlyEnd = 3s;  // for steps with `always`
 constexpr auto kLatestEnd = 4500ms;
 constexpr double kNamingLasts = 60;  // seconds
-constexpr const char* kShutDown = "the station was shut down";
 
 // When the PC's day began.
 std::string day_start() {
@@ -67,9 +66,8 @@ Line::State::~State() {
 }
 
 void Line::State::take_up_history() {
-  const std::string since = file.check ? hours_ago(file.check->every_hours) : record_time();
   for (SlotCell& cell : cells) {
-    SlotHistory history = reader->slot_history(file.station, cell.file.name, since);
+    SlotHistory history = reader->slot_history(file.station, cell.file.name);
     cell.lock_reason = history.lock_reason.value_or("");
     if (history.unacknowledged) cell.shown = shown_again(*history.unacknowledged, cell.plans);
     std::string wrong;

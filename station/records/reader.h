@@ -85,8 +85,8 @@ class RecordsReader {
   std::int64_t last_sequence();
   /// Adds the runs that ended behind `counts.last`: what was counted once is not looked at again.
   void count(EndCounts& counts);
-  /// What is known of a slot of a station; of its check runs those that ended since `checks_since`.
-  SlotHistory slot_history(std::string_view station, std::string_view slot, std::string_view checks_since);
+  /// What is known of a slot of a station.
+  SlotHistory slot_history(std::string_view station, std::string_view slot);
   /// Production runs that ended since `from`, and the first-pass yield of the units that began since then.
   RunCounts counts_since(std::string_view from);
 

@@ -35,13 +35,12 @@ std::string last_unlock(Database& database, std::string_view slot) {
   return last.bind(slot).step() ? last.text(0) : std::string();
 }
 
-std::vector<CheckRun> check_runs(Database& database, std::string_view station, std::string_view slot,
-                                 std::string_view since) {
+std::vector<CheckRun> check_runs(Database& database, std::string_view station, std::string_view slot) {
   Statement rows(database,
                  "SELECT serial, verdict, ended FROM run WHERE kind = 'check' AND station = ? AND slot = ? "
-                 "AND ended >= ? ORDER BY sequence");
+                 "ORDER BY sequence");
   std::vector<CheckRun> runs;
-  for (rows.bind(station).bind(slot).bind(since); rows.step();) {
+  for (rows.bind(station).bind(slot); rows.step();) {
     runs.push_back({rows.text(0), rows.text(1), rows.text(2)});
   }
   return runs;
@@ -62,11 +61,10 @@ std::optional<double> first_pass_yield(Database& database, std::string_view from
 
 }  // namespace
 
-SlotHistory RecordsReader::slot_history(std::string_view station, std::string_view slot,
-                                        std::string_view checks_since) {
+SlotHistory RecordsReader::slot_history(std::string_view station, std::string_view slot) {
   return reading([&] {
     return SlotHistory{unacknowledged_run(*database_, station, slot), standing_lock(*database_, slot),
-                       last_unlock(*database_, slot), check_runs(*database_, station, slot, checks_since)};
+                       last_unlock(*database_, slot), check_runs(*database_, station, slot)};
   });
 }
 

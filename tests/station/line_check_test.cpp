@@ -47,6 +47,19 @@ TEST_F(LineCheckTest, ASlotTakesUnitsOnceAGoodUnitHasPassedAndABadOneFailed) {
   EXPECT_EQ(slot(0).state, SlotState::idle) << "the check holds for eight hours, also after a restart";
 }
 
+TEST_F(LineCheckTest, AWrongResultThatTheStationDidNotLiveToLockForLocksAtTheNextStart) {
+  end();
+  {
+    Records records(path("records.db"));
+    NewRun bad = records_support::unit(kBad);
+    bad.kind = "check";
+    records.begin_run(bad, records_support::plan());  // and the station is gone
+  }
+  begin({board_.address()}, "[check]\nevery_hours = 0.0000001\ngood = [\"GOLD-1\"]\nbad = [\"BAD-1\"]\n");
+  line_->acknowledge("1", "Li");
+  EXPECT_EQ(slot(0).reason, "the bad check unit BAD-1 ended as interrupted, not as failed");
+}
+
 TEST_F(LineCheckTest, AWrongResultOfACheckUnitLocksTheSlotUntilItIsUnlockedAndCheckedAnew) {
   begin({board_.address()}, kCheck);
   check_with(kGood, true);
