@@ -44,16 +44,15 @@ void Line::State::expect_open() const {
 
 ScanTaken Line::State::name_slot(const std::string& name, const std::string& text,
                                  const std::string& operator_name) {
+  bool is_known = false;
   {
     const std::lock_guard lock(mutex);
     expect_open();
-    named.clear();
-    if (find(name) != nullptr) {
-      named = name;
-      named_at = clock.now();
-    }
+    is_known = find(name) != nullptr;
+    named = is_known ? name : std::string();
+    named_at = clock.now();
   }
-  if (!find(name)) refuse({}, text, "there is no slot " + clean_text(name), operator_name);
+  if (!is_known) refuse({}, text, "there is no slot " + clean_text(name), operator_name);
   changed();
   return {name, {}};
 }
@@ -203,7 +202,7 @@ void Line::State::start(SlotCell& cell, const std::shared_ptr<const Plan>& plan,
     cell.shown = std::move(shown);
     cell.running = next;
     cell.taken_by.clear();
-    if (is_closing) next->stop("the station was shut down");
+    if (is_closing) next->stop(kShutDown);
     cell.thread = std::thread([this, &cell, next, run] { test(cell, next, run); });
   }
   say("slot " + cell.file.name + ": " + clean_text(run.serial) + " begins " + plan->name + ", run " + id);

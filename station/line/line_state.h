@@ -17,6 +17,9 @@
 
 namespace t1station {
 
+/// Why a run is stopped that nobody stopped.
+inline constexpr const char* kShutDown = "the station was shut down";
+
 /// Everything is stored without holding the lock: a slow disk holds up nobody who only looks.
 struct Line::State {
   State(const LineFile& line, Records& to_records, std::function<void()> on_change, const Clock& a_clock,

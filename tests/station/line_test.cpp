@@ -4,6 +4,7 @@
 #include <atomic>
 #include <filesystem>
 #include <future>
+#include <thread>
 
 #include "station/records/reader.h"
 #include "tests/station/board_texts.h"
@@ -81,6 +82,23 @@ TEST_F(LineTest, AFailureSaysItsStepAndTheBoardsWordsAndWaitsToBeAcknowledged) {
   line_->acknowledge("1", "Li");
   EXPECT_EQ(slot(0).state, SlotState::idle);
   EXPECT_EQ(test(kOther).run->verdict, Verdict::failed);
+}
+
+TEST_F(LineTest, AVerdictIsAcknowledgedOnceHoweverManyDoSoAtTheSameTime) {
+  begin({nobody});
+  test(kUnit);
+  std::atomic<int> taken = 0;
+  {
+    std::vector<std::jthread> people;
+    for (int i = 0; i < 8; ++i) {
+      people.emplace_back([&] {
+        if (refusal([&] { line_->acknowledge("1", "Li"); }) == "not refused") ++taken;
+      });
+    }
+  }
+  EXPECT_EQ(taken, 1);
+  EXPECT_EQ(records_support::column(file_.records, "SELECT id FROM event WHERE kind = 'acknowledge'").size(),
+            1U);
 }
 
 TEST_F(LineTest, AVerdictThatNobodyAcknowledgedIsThereAgainAfterARestart) {
@@ -292,12 +310,16 @@ TEST_F(LineTest, WhenNothingCanBeStoredNothingIsShownAndNoUnitIsTaken) {
     is_full = true;
     return board_texts::reply(code, "x", "Pass", "21.5");
   });
-  begin({board.address(), nobody});
+  const AnsweringBoard silent([](int) { return std::string(); });
+  begin({board.address(), silent.address()});
+  scan("slot:2");
+  scan(kThird);
+  await(1, [](const SlotView& slot) { return slot.run && slot.run->attempt == 1; });
   scan(kUnit);
   const SlotView broken = await_state(0, SlotState::locked);
   EXPECT_FALSE(broken.run.has_value());
   EXPECT_THAT(broken.reason, HasSubstr("cannot store"));
-  EXPECT_EQ(slot(1).state, SlotState::locked);
+  EXPECT_FALSE(await_state(1, SlotState::locked).run.has_value()) << "its test is ended without a verdict";
   EXPECT_EQ(line_->view().records, broken.reason);
   EXPECT_EQ(refusal([&] { scan(kOther); }, LineRefusal::Why::cannot_store), broken.reason);
   end();
