@@ -8,7 +8,7 @@ namespace boardsim {
 namespace {
 
 constexpr std::string_view kGround = "GND";
-constexpr std::string_view kAuto = "auto";
+constexpr std::string_view kAutomatic = "auto";
 template <class Row>
 const Row* find(std::span<const Row> rows, std::string_view name) {
   const auto found = std::ranges::find(rows, name, &Row::name);
@@ -51,11 +51,11 @@ void Bench::set_jig(std::string_view name) {
     throw std::invalid_argument("no jig \"" + std::string(name) + "\" fits this board; there can be " +
                                 either(known));
   }
-  plugged_ = name == kAuto ? "" : name;
+  plugged_ = name == kAutomatic ? "" : name;
 }
 
 std::vector<std::string> Bench::jig_names() const {
-  std::vector<Name> names{Name(kAuto)};
+  std::vector<Name> names{Name(kAutomatic)};
   for (const JigChoice& choice : jig_choices()) {
     if (fits(choice, board_.hardware()) && std::ranges::find(names, choice.jig.name) == names.end()) {
       names.emplace_back(choice.jig.name);

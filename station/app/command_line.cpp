@@ -16,6 +16,7 @@
 #include "station/report/whole_file.h"
 #include "station/text/errors.h"
 #include "station/text/suggest.h"
+#include "station/text/text.h"
 
 namespace t1station {
 namespace {
@@ -56,7 +57,7 @@ std::string without_mark(const std::string& word) {
 std::string check_positive(const std::string& word) {
   double number = 0;
   if (CLI::detail::lexical_cast(word, number) && std::isfinite(number) && number > 0) return {};
-  return "\"" + word + "\" is no positive number";
+  return in_quotes(word) + " is no positive number";
 }
 
 std::string check_count(const std::string& word) {
@@ -64,14 +65,14 @@ std::string check_count(const std::string& word) {
   const char* end = word.data() + word.size();
   const auto [stop, error] = std::from_chars(word.data(), end, number);
   if (error == std::errc() && stop == end && number > 0) return {};
-  return "\"" + word + "\" is no whole number from 1 to 4294967295";
+  return in_quotes(word) + " is no whole number from 1 to 4294967295";
 }
 
 std::string check_speed(const std::string& word) {
   int number = 0;
   const char* end = word.data() + word.size();
   const auto [stop, error] = std::from_chars(word.data(), end, number);
-  if (error != std::errc() || stop != end) return "\"" + word + "\" is no whole number; boards use 38400";
+  if (error != std::errc() || stop != end) return in_quotes(word) + " is no whole number; boards use 38400";
   try {
     speed_code(number);
     return {};
@@ -82,7 +83,7 @@ std::string check_speed(const std::string& word) {
 
 std::string check_color(const std::string& word) {
   if (word == "auto" || word == "always" || word == "never") return {};
-  return "\"" + word + "\" is none of auto, always and never";
+  return in_quotes(word) + " is none of auto, always and never";
 }
 
 WantedTest parse_test(const std::string& word) {
@@ -336,7 +337,7 @@ void check_command(const CLI::App& app, const std::vector<std::string>& argument
 void refuse_missing_values(const std::vector<std::string>& arguments) {
   for (const std::string& word : arguments) {
     if (word.starts_with("--") && word.ends_with('='))
-      throw UsageError("\"" + word + "\" is without a value");
+      throw UsageError(in_quotes(word) + " is without a value");
   }
 }
 

@@ -20,7 +20,7 @@ namespace t1station {
 namespace {
 
 /// The words behind `records`.
-struct Words {
+struct RecordsWords {
   std::string file, run, serial, verdict, from, to, head, format, out, reason, operator_name;
 };
 
@@ -36,7 +36,7 @@ std::optional<std::string> time_of(const std::string& option, const std::string&
                    "\"; it is 2026-11-22 or 2026-11-22T03:17:12.345Z, in UTC");
 }
 
-RunFilter filter_of(const Words& words) {
+RunFilter filter_of(const RecordsWords& words) {
   RunFilter filter;
   filter.id = word_or_nothing(words.run);
   filter.serial = word_or_nothing(words.serial);
@@ -46,7 +46,7 @@ RunFilter filter_of(const Words& words) {
   return filter;
 }
 
-int check(const Words& words, const Environment& around) {
+int check(const RecordsWords& words, const Environment& around) {
   const CheckReport report = check_records(words.file, word_or_nothing(words.head));
   for (const std::string& finding : report.findings) around.out << clean_text(finding) << "\n";
   for (const std::string& note : report.notes) around.err << clean_text(note) << std::endl;
@@ -55,7 +55,7 @@ int check(const Words& words, const Environment& around) {
   return exit_code::kPassed;
 }
 
-int list(const Words& words, const Environment& around) {
+int list(const RecordsWords& words, const Environment& around) {
   const RunFilter filter = filter_of(words);
   RecordsReader reader(words.file);
   around.out << runs_heading();
@@ -63,7 +63,7 @@ int list(const Words& words, const Environment& around) {
   return exit_code::kPassed;
 }
 
-int show(const Words& words, const Environment& around) {
+int show(const RecordsWords& words, const Environment& around) {
   RecordsReader reader(words.file);
   const std::optional<StoredRun> run = reader.run(words.run);
   if (!run) throw UsageError("there is no run " + clean_text(words.run) + " in " + words.file);
@@ -71,7 +71,7 @@ int show(const Words& words, const Environment& around) {
   return exit_code::kPassed;
 }
 
-int head(const Words& words, const Environment& around) {
+int head(const RecordsWords& words, const Environment& around) {
   const std::optional<std::string> hash = RecordsReader(words.file).head();
   if (hash) {
     around.out << *hash << "\n";
@@ -81,7 +81,7 @@ int head(const Words& words, const Environment& around) {
   return exit_code::kPassed;
 }
 
-void write_runs(const Words& words, const WritePiece& write) {
+void write_runs(const RecordsWords& words, const WritePiece& write) {
   const RunFilter filter = filter_of(words);
   RecordsReader reader(words.file);
   if (filter.id && !reader.run(*filter.id)) {
@@ -93,7 +93,7 @@ void write_runs(const Words& words, const WritePiece& write) {
   write(format.footer());
 }
 
-int export_runs(const Words& words, const Environment& around) {
+int export_runs(const RecordsWords& words, const Environment& around) {
   if (words.out.empty()) {
     write_runs(words, [&around](std::string_view piece) { around.out << piece; });
     return exit_code::kPassed;
@@ -110,17 +110,17 @@ int export_runs(const Words& words, const Environment& around) {
   }
 }
 
-int release(const Words& words, const Environment& around) {
+int release(const RecordsWords& words, const Environment& around) {
   RecordsReader{words.file};  // a file that is not there is a mistake, not a new one
   Records(words.file).release(words.serial, words.reason, words.operator_name);
   around.out << clean_text(words.serial) << " may be run again\n";
   return exit_code::kPassed;
 }
 
-using Doing = int (*)(const Words&, const Environment&);
+using Doing = int (*)(const RecordsWords&, const Environment&);
 
 // Refusals and trouble of the records as exit codes.
-int obey(Doing doing, const Words& words, const Environment& around) {
+int obey(Doing doing, const RecordsWords& words, const Environment& around) {
   try {
     return doing(words, around);
   } catch (const RecordsRefused& refusal) {
@@ -140,7 +140,7 @@ std::string check_verdict(const std::string& word) {
 }
 
 std::string check_not_blank(const std::string& word) {
-  return word.find_first_not_of(" \t") == std::string::npos ? "it is empty" : "";
+  return without_blanks_around(word).empty() ? "it is empty" : "";
 }
 
 std::string check_format(const std::string& word) {
@@ -177,12 +177,12 @@ class Builder {
     command.add_option("--to", words_->to, "Only runs that started before");
   }
 
-  Words& words() { return *words_; }
+  RecordsWords& words() { return *words_; }
 
  private:
   CLI::App& records_;
   Action& action_;
-  std::shared_ptr<Words> words_ = std::make_shared<Words>();
+  std::shared_ptr<RecordsWords> words_ = std::make_shared<RecordsWords>();
 };
 
 }  // namespace
@@ -195,7 +195,7 @@ void add_records_command(CLI::App& app, Action& action) {
   });
   records->footer("t1station records COMMAND --help shows the options and exit codes of a command.");
   Builder builder(*records, action);
-  Words& words = builder.words();
+  RecordsWords& words = builder.words();
 
   builder.add("check", "Say what in the records is not as it was stored", check)
       .add_option("--head", words.head, "A run's hash that must be in the chain")

@@ -20,7 +20,7 @@ namespace t1station {
 namespace {
 
 /// The words behind `users add`.
-struct Words {
+struct NewUser {
   std::string file, name, role;
 };
 
@@ -79,7 +79,7 @@ std::string read_password(const Environment& around) {
   return password;
 }
 
-int add(const Words& words, const Environment& around) {
+int add(const NewUser& words, const Environment& around) {
   try {
     check_new_user(words.file, words.name, words.role);  // before anybody types
     add_user(words.file, words.name, words.role, read_password(around));
@@ -108,7 +108,7 @@ void add_users_command(CLI::App& app, Action& action) {
   });
   users->footer("t1station users add --help shows its exit codes.");
   CLI::App* adding = users->add_subcommand("add", "Add a user to a file of users, or make it");
-  const auto words = std::make_shared<Words>();
+  const auto words = std::make_shared<NewUser>();
   adding->add_option("FILE", words->file, "The file that the line's [users] names")->required();
   adding->add_option("NAME", words->name, "The user's name")->required();
   adding->add_option("--role", words->role, "viewer, operator or engineer")->required();

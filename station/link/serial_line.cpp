@@ -16,7 +16,7 @@
 namespace t1station {
 namespace {
 
-constexpr double kSendPatience = 10;  // seconds
+constexpr double kLongestWrite = 10;  // seconds
 
 struct Speed {
   int speed;
@@ -110,7 +110,7 @@ void SerialLine::send(std::string_view bytes) const {
     if (sent > 0) {
       bytes.remove_prefix(static_cast<std::size_t>(sent));
     } else if (sent == 0 || errno == EAGAIN) {
-      if (!is_ready(POLLOUT, kSendPatience)) throw LinkError(device_ + " takes no more bytes");
+      if (!is_ready(POLLOUT, kLongestWrite)) throw LinkError(device_ + " takes no more bytes");
     } else if (errno != EINTR) {
       fail("cannot be written");
     }

@@ -11,17 +11,17 @@
 namespace t1station {
 namespace {
 
-constexpr std::size_t kLongest = 200;  // characters
-constexpr int kLargest = 10000;        // instructions: 2 kB are searched in some 20 million steps
+constexpr std::size_t kLongestPattern = 200;  // characters
+constexpr int kLargest = 10000;               // instructions: 2 kB are searched in some 20 million steps
 constexpr std::int64_t kMemory =
     8 << 20;  // bytes; where they are not enough the search goes on without a cache
 
 std::shared_ptr<const re2::RE2> compile(std::string_view utf8) {
   if (utf8.empty()) throw std::invalid_argument("is empty");
   if (utf8_length(utf8) != utf8.size()) throw std::invalid_argument("is no UTF-8");
-  if (count_characters(utf8) > kLongest) {
+  if (count_characters(utf8) > kLongestPattern) {
     throw std::invalid_argument("has " + std::to_string(count_characters(utf8)) + " characters; " +
-                                std::to_string(kLongest) + " are the most");
+                                std::to_string(kLongestPattern) + " are the most");
   }
   re2::RE2::Options options;
   options.set_log_errors(false);

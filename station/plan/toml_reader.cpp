@@ -9,10 +9,6 @@
 namespace t1station {
 namespace {
 
-std::string quoted(std::string_view word) {
-  return "\"" + std::string(word) + "\"";
-}
-
 std::string_view type_name(const toml::node& value) {
   switch (value.type()) {
     case toml::node_type::string:
@@ -54,13 +50,13 @@ void Problems::add(const toml::source_position& where, std::string message) {
 const toml::node* TableReader::find(std::string_view key, Need need) {
   known_.emplace_back(key);
   const toml::node* value = table_.get(key);
-  if (!value && need == Need::needed) problems_.add(where(), quoted(key) + " is missing");
+  if (!value && need == Need::needed) problems_.add(where(), in_quotes(key) + " is missing");
   return value;
 }
 
 void TableReader::refuse_type(const toml::node& value, std::string_view key, std::string_view expected) {
   problems_.add(value,
-                quoted(key) + " is " + std::string(expected) + ", not " + std::string(type_name(value)));
+                in_quotes(key) + " is " + std::string(expected) + ", not " + std::string(type_name(value)));
 }
 
 std::optional<std::string> TableReader::text(std::string_view key, Need need) {
@@ -69,11 +65,11 @@ std::optional<std::string> TableReader::text(std::string_view key, Need need) {
   std::optional<std::string> text = value->value_exact<std::string>();
   if (!text) {
     refuse_type(*value, key, "a text");
-  } else if (text->find_first_not_of(" \t") == std::string::npos) {
-    problems_.add(*value, quoted(key) + " is empty");
+  } else if (without_blanks_around(*text).empty()) {
+    problems_.add(*value, in_quotes(key) + " is empty");
     text.reset();
   } else if (!can_be_shown(*text)) {
-    problems_.add(*value, quoted(key) + " is one line without control characters");
+    problems_.add(*value, in_quotes(key) + " is one line without control characters");
     text.reset();
   }
   return text;
@@ -83,7 +79,7 @@ std::optional<std::string> TableReader::name(std::string_view key, Need need) {
   std::optional<std::string> name = text(key, need);
   if (!name || is_name(*name)) return name;
   problems_.add(where(key),
-                quoted(key) + " is 1 to 40 letters a to z, digits and hyphens, not " + quoted(*name));
+                in_quotes(key) + " is 1 to 40 letters a to z, digits and hyphens, not " + in_quotes(*name));
   return std::nullopt;
 }
 
@@ -96,7 +92,7 @@ std::optional<std::int64_t> TableReader::integer(std::string_view key, std::int6
     refuse_type(*value, key, "a whole number");
   } else if (*number < least || *number > most) {
     const std::string possible = std::to_string(least) + (least < most ? " to " + std::to_string(most) : "");
-    problems_.add(*value, quoted(key) + " is " + possible + ", not " + std::to_string(*number));
+    problems_.add(*value, in_quotes(key) + " is " + possible + ", not " + std::to_string(*number));
     return std::nullopt;
   }
   return number;
@@ -111,7 +107,7 @@ std::optional<double> TableReader::number(std::string_view key) {
   }
   const std::optional<double> number = value->value<double>();
   if (number && std::isfinite(*number)) return number;
-  problems_.add(*value, quoted(key) + " is a number of a certain size");
+  problems_.add(*value, in_quotes(key) + " is a number of a certain size");
   return std::nullopt;
 }
 
@@ -147,7 +143,7 @@ std::vector<const toml::table*> TableReader::tables(std::string_view key) {
 void TableReader::refuse_other_keys() {
   for (const auto& [key, value] : table_) {
     if (std::find(known_.begin(), known_.end(), key.str()) != known_.end()) continue;
-    problems_.add(key.source().begin, quoted(key.str()) + " is no key that is known here" +
+    problems_.add(key.source().begin, in_quotes(key.str()) + " is no key that is known here" +
                                           did_you_mean(nearest(key.str(), known_)));
   }
 }

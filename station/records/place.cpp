@@ -24,7 +24,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kSqliteMark{"SQLite format 3\0", 16};
-constexpr std::size_t kHeader = 108;  // bytes: the database's header and that of its first table
+constexpr std::size_t kBothHeaders = 108;  // bytes: the database's header and that of its first table
 constexpr std::size_t kVersionPlace = 60;
 constexpr std::size_t kApplicationPlace = 68;
 constexpr std::size_t kFirstTable = 100;
@@ -85,7 +85,7 @@ bool is_held(const struct stat& status) {
 std::string read_header(const std::string& file) {
   const int opened = open(file.c_str(), O_RDONLY | O_CLOEXEC);
   if (opened < 0) throw RecordsRefused("cannot read " + file + ": " + std::strerror(errno));
-  std::string header(kHeader, '\0');
+  std::string header(kBothHeaders, '\0');
   const ssize_t size = pread(opened, header.data(), header.size(), 0);
   const int reason = errno;
   close(opened);
@@ -122,7 +122,7 @@ bool has_log(const std::string& file) {
 FileKind kind_of(const std::string& header) {
   if (header.empty()) return FileKind::empty;
   const bool is_database = header.starts_with(kSqliteMark);
-  if (header.size() < kHeader) return is_database ? FileKind::damaged : FileKind::no_database;
+  if (header.size() < kBothHeaders) return is_database ? FileKind::damaged : FileKind::no_database;
   const std::uint32_t application = number_at(header, kApplicationPlace);
   if (application == static_cast<std::uint32_t>(kApplicationId)) {
     if (!is_database) return FileKind::damaged;

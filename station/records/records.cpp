@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <mutex>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <type_traits>
 #include <utility>
@@ -18,6 +17,7 @@
 #include "station/records/place.h"
 #include "station/records/schema.h"
 #include "station/records/writing.h"
+#include "station/text/json.h"
 
 namespace t1station {
 namespace {
@@ -28,13 +28,8 @@ constexpr std::array<std::string_view, 6> kOutcomeNames{"passed", "failed",  "ti
 constexpr std::array<std::string_view, 5> kVerdictNames{"passed", "failed", "error", "stopped",
                                                         "interrupted"};
 
-// JSON text, whatever bytes the texts in it have.
-std::string json_text(const nlohmann::ordered_json& json) {
-  return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-}
-
-std::string json_text(std::string_view serial, std::string_view reason) {
-  return json_text(nlohmann::ordered_json{{"serial", std::string(serial)}, {"reason", std::string(reason)}});
+std::string detail_of(std::string_view serial, std::string_view reason) {
+  return json_text({{"serial", serial}, {"reason", reason}});
 }
 
 // What could not be opened, in the words of what to do about it.
@@ -168,7 +163,7 @@ std::string Records::begin_run(const NewRun& run, const Plan& plan) {
   const std::string id = state_->in_transaction([&](Database& database) {
     reason = reason_against(database, run, plan);
     if (reason) {
-      insert_event(database, "refused", run.slot, {}, run.operator_name, json_text(run.serial, *reason));
+      insert_event(database, "refused", run.slot, {}, run.operator_name, detail_of(run.serial, *reason));
       return std::string();
     }
     insert_plan(database, plan);
@@ -239,7 +234,7 @@ void Records::release(std::string_view serial, std::string_view reason, std::str
   const bool is_known = state_->in_transaction([&](Database& database) {
     Statement runs(database, "SELECT 1 FROM run WHERE serial = ? LIMIT 1");
     if (!runs.bind(serial).step()) return false;
-    insert_event(database, "release", {}, {}, operator_name, json_text(serial, reason));
+    insert_event(database, "release", {}, {}, operator_name, detail_of(serial, reason));
     return true;
   });
   if (!is_known) throw RecordsRefused("there is no run of " + std::string(serial) + " in these records");

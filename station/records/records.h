@@ -94,6 +94,7 @@ struct EndedRun {
   bool retried = false;
   std::int64_t sequence = 0;
   std::string hash;
+  std::optional<double> seconds{};  ///< that it took; nothing when that is not known
 };
 
 /// A time as records write it: UTC, "2026-11-22T03:17:12.345Z".

@@ -1,10 +1,10 @@
 // What a station takes up again when it starts, and the day's figures.
-#include <nlohmann/json.hpp>
 
 #include "station/records/database.h"
 #include "station/records/loading.h"
 #include "station/records/reader.h"
 #include "station/records/reading.h"
+#include "station/text/json.h"
 
 namespace t1station {
 namespace {
@@ -25,7 +25,7 @@ std::optional<std::string> standing_lock(Database& database, std::string_view sl
                  "SELECT kind, detail FROM event WHERE slot = ? AND kind IN ('lock', 'unlock') "
                  "ORDER BY sequence DESC LIMIT 1");
   if (!last.bind(slot).step() || last.text(0) == "unlock") return std::nullopt;
-  const auto detail = nlohmann::json::parse(last.text(1), nullptr, false);
+  const Json detail = Json::parse(last.text(1), nullptr, false);
   return detail.is_object() ? detail.value("reason", "locked") : "locked";
 }
 

@@ -24,7 +24,7 @@ Attempts attempts_at(const StoredRun& run, std::size_t step) {
   return found;
 }
 
-std::string quoted(const std::string& name) {
+std::string named(const std::string& name) {
   return "step " + name + ": ";
 }
 
@@ -122,23 +122,23 @@ void look_at_step(const StoredRun& run, const Plan& plan, std::size_t index, Tro
   if (attempts.empty()) return;
   const StoredAttempt& last = *attempts.back();
   if (last.outcome == "failed")
-    return note(findings.failure, quoted(step.name) + words_of(last, attempts.size()));
+    return note(findings.failure, named(step.name) + words_of(last, attempts.size()));
   if (last.outcome != "passed")
-    return note(findings.error, quoted(step.name) + words_of(last, attempts.size()));
+    return note(findings.error, named(step.name) + words_of(last, attempts.size()));
   std::optional<std::string> trouble = trouble_with_numbers(attempts, step);
   if (!trouble) trouble = doubt_about(last, run, step);
-  if (trouble) note(findings.error, quoted(step.name) + "its pass does not count: " + *trouble);
+  if (trouble) note(findings.error, named(step.name) + "its pass does not count: " + *trouble);
 }
 
 // The last resort before a pass: every step was tried, and nothing else was.
 std::optional<std::string> trouble_with_steps(const StoredRun& run, const Plan& plan) {
   if (run.connections.empty()) return "no connection is stored";
   for (std::size_t index = 0; index < plan.steps.size(); ++index) {
-    if (attempts_at(run, index).empty()) return quoted(plan.steps[index].name) + "never tried";
+    if (attempts_at(run, index).empty()) return named(plan.steps[index].name) + "never tried";
   }
   for (const StoredAttempt& attempt : run.attempts) {
     if (attempt.step_index < 0 || attempt.step_index >= static_cast<std::int64_t>(plan.steps.size())) {
-      return quoted(attempt.step) + "not in the plan";
+      return named(attempt.step) + "not in the plan";
     }
   }
   return std::nullopt;

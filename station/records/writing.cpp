@@ -1,13 +1,13 @@
 #include "station/records/writing.h"
 
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <vector>
 
 #include "station/records/chain.h"
 #include "station/records/identity.h"
 #include "station/records/loading.h"
+#include "station/text/json.h"
 
 namespace t1station {
 namespace {
@@ -29,7 +29,7 @@ std::int64_t last_sequence(Database& database, std::string_view table) {
 // NULL without a detail, or without a serial number in it.
 Value serial_in(std::string_view detail) {
   if (detail.empty()) return {};
-  const auto json = nlohmann::json::parse(detail, nullptr, false);
+  const Json json = Json::parse(detail, nullptr, false);
   if (json.is_discarded()) throw std::invalid_argument("the detail of an event is no JSON");
   const bool has_serial = json.is_object() && json.contains("serial") && json["serial"].is_string();
   return has_serial ? Value(json["serial"].get<std::string>()) : Value();
@@ -117,9 +117,8 @@ void insert_plan(Database& database, const Plan& plan) {
       .bind(plan.text)
       .run();
   if (!other) return;
-  const nlohmann::ordered_json detail{
-      {"name", plan.name}, {"version", plan.version}, {"before", *other}, {"now", plan.id}};
-  insert_event(database, "plan_changed", {}, {}, {}, detail.dump());
+  const Json detail{{"name", plan.name}, {"version", plan.version}, {"before", *other}, {"now", plan.id}};
+  insert_event(database, "plan_changed", {}, {}, {}, json_text(detail));
 }
 
 std::string insert_run(Database& database, const NewRun& run, const Plan& plan) {
@@ -173,7 +172,8 @@ void fill_open_attempts(Database& database, std::string_view run, AttemptOutcome
 
 EndedRun fill_run(Database& database, std::string_view run, const StoredVerdict& verdict,
                   std::optional<double> seconds) {
-  EndedRun ended{verdict.verdict, verdict.reason, verdict.retried, last_sequence(database, "run") + 1, {}};
+  EndedRun ended{verdict.verdict, verdict.reason, verdict.retried, last_sequence(database, "run") + 1, {},
+                 seconds};
   {
     Statement previous(database, "SELECT hash FROM run WHERE sequence = ?");
     const bool has_previous = previous.bind(ended.sequence - 1).step();

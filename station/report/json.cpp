@@ -1,30 +1,24 @@
 #include "station/report/json.h"
 
 #include <cmath>
-#include <nlohmann/json.hpp>
 
 #include "station/catalogue/codes.h"
+#include "station/text/json.h"
 
 namespace t1station {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 double rounded_to_milliseconds(double seconds) {
   return std::round(seconds * 1000) / 1000;
 }
 
-Json or_null(const std::optional<double>& number) {
-  return number ? Json(*number) : Json(nullptr);
-}
-
 Json measurement_of(const Measurement& measurement) {
   Json json;
   json["name"] = measurement.name;
-  json["value"] = or_null(measurement.value);
+  json["value"] = json_or_null(measurement.value);
   json["unit"] = measurement.unit.empty() ? Json(nullptr) : Json(measurement.unit);
-  json["low"] = or_null(measurement.low);
-  json["high"] = or_null(measurement.high);
+  json["low"] = json_or_null(measurement.low);
+  json["high"] = json_or_null(measurement.high);
   json["outcome"] = measurement.outcome;
   return json;
 }

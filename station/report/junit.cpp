@@ -3,35 +3,19 @@
 
 #include <array>
 #include <cstdio>
-#include <pugixml.hpp>
 #include <sstream>
 
 #include "station/catalogue/codes.h"
+#include "station/report/junit_xml.h"
 #include "station/text/text.h"
 
 namespace t1station {
 namespace {
 
-std::string milliseconds_text(double seconds) {
-  std::array<char, 64> text{};
-  std::snprintf(text.data(), text.size(), "%.3f", seconds);
-  return text.data();
-}
-
 std::string number_text(double number) {
   std::array<char, 64> text{};
   std::snprintf(text.data(), text.size(), "%.10g", number);
   return text.data();
-}
-
-void set(pugi::xml_node& element, const char* name, const std::string& value) {
-  element.append_attribute(name).set_value(value.c_str());
-}
-
-void add_property(pugi::xml_node properties, const char* name, const std::string& value) {
-  pugi::xml_node property = properties.append_child("property");
-  set(property, "name", name);
-  set(property, "value", value);
 }
 
 void set_counts(pugi::xml_node& element, const RunReport& report) {
@@ -47,8 +31,7 @@ void add_step(pugi::xml_node details, const Result& result) {
   for (const Measurement& measurement : result.measurements) {
     const std::string value =
         measurement.value ? number_text(*measurement.value) + " " + measurement.unit : "";
-    add_property(details, ("measurement " + measurement.name).c_str(),
-                 clean_text(value + " " + measurement.outcome));
+    add_property(details, ("measurement " + measurement.name).c_str(), value + " " + measurement.outcome);
   }
 }
 
@@ -98,13 +81,13 @@ std::string junit_report(const RunReport& report) {
   set(suite, "hostname", report.board);
 
   pugi::xml_node properties = suite.append_child("properties");
-  add_property(properties, "build", clean_text(report.build));
+  add_property(properties, "build", report.build);
   if (report.ended) {
-    add_property(properties, "serial", clean_text(report.serial));
+    add_property(properties, "serial", report.serial);
     add_property(properties, "plan", report.plan + " " + report.plan_version);
     add_property(properties, "run", report.run);
     add_property(properties, "verdict", std::string(verdict_name(report.ended->verdict)));
-    add_property(properties, "reason", clean_text(report.ended->reason));
+    add_property(properties, "reason", report.ended->reason);
     add_property(properties, "retried", report.ended->retried ? "1" : "0");
     add_property(properties, "hash", report.ended->hash);
   }

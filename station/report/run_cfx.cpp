@@ -1,21 +1,13 @@
 #include "station/report/run_cfx.h"
 
-#include <nlohmann/json.hpp>
-
 #include "station/records/identity.h"
 #include "station/records/records.h"
+#include "station/text/json.h"
 
 namespace t1station {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 constexpr const char* kName = "CFX.Production.TestAndInspection.UnitsTested";
-
-template <typename T>
-Json json_or_null(const std::optional<T>& thing) {
-  return thing ? Json(*thing) : Json(nullptr);
-}
 
 // A UUID (version 8: made from a hash) that stands for a part of what `of` names.
 std::string derived_id(const std::string& of, const std::string& part) {
@@ -119,7 +111,7 @@ std::string cfx_message(const StoredRun& run) {
                      {"Target", nullptr},
                      {"RequestID", nullptr},
                      {"MessageBody", body_of(run)}};
-  return message.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+  return json_text(message) + "\n";
 }
 
 }  // namespace t1station

@@ -1,19 +1,12 @@
 #include "station/report/run_json.h"
 
 #include <cstdint>
-#include <nlohmann/json.hpp>
 
+#include "station/text/json.h"
 #include "station/text/text.h"
 
 namespace t1station {
 namespace {
-
-using Json = nlohmann::ordered_json;
-
-template <typename T>
-Json json_or_null(const std::optional<T>& thing) {
-  return thing ? Json(*thing) : Json(nullptr);
-}
 
 Json measurement_of(const StoredMeasurement& measurement) {
   return {{"name", measurement.name},
@@ -92,10 +85,6 @@ Json run_of(const StoredRun& run) {
           {"hash", json_or_null(run.hash)}};
 }
 
-std::string text_of(const Json& json) {
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
 }  // namespace
 
 std::string run_json(const StoredRun& run) {
@@ -106,15 +95,15 @@ std::string run_json(const StoredRun& run) {
   }
   json["attempts"] = Json::array();
   for (const StoredAttempt& attempt : run.attempts) json["attempts"].push_back(attempt_of(attempt, run.id));
-  return text_of(json);
+  return json_text(json);
 }
 
 std::string run_row_json(const StoredRun& run) {
-  return text_of(run_of(run));
+  return json_text(run_of(run));
 }
 
 std::string measurements_json(const StoredAttempt& attempt) {
-  return text_of(all_measurements(attempt));
+  return json_text(all_measurements(attempt));
 }
 
 std::string base64(std::string_view bytes) {

@@ -1,32 +1,17 @@
 #include "station/report/run_junit.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
-#include <pugixml.hpp>
 #include <sstream>
 
 #include "station/catalogue/codes.h"
+#include "station/report/junit_xml.h"
 #include "station/text/text.h"
 
 namespace t1station {
 namespace {
 
-std::string milliseconds_text(std::optional<double> seconds) {
-  std::array<char, 64> text{};
-  std::snprintf(text.data(), text.size(), "%.3f", seconds.value_or(0));
-  return text.data();
-}
-
-void set(pugi::xml_node element, const char* name, const std::string& value) {
-  element.append_attribute(name).set_value(clean_text(value).c_str());
-}
-
-void add_property(pugi::xml_node properties, const char* name, const std::optional<std::string>& value) {
-  if (!value) return;
-  pugi::xml_node property = properties.append_child("property");
-  set(property, "name", name);
-  set(property, "value", *value);
+void add_what_is_there(pugi::xml_node properties, const char* name, const std::optional<std::string>& value) {
+  if (value) add_property(properties, name, *value);
 }
 
 // What an attempt that did not pass is in JUnit's words; null for a pass.
@@ -48,7 +33,7 @@ void add_case(pugi::xml_node suite, const StoredAttempt& attempt) {
   pugi::xml_node test = suite.append_child("testcase");
   set(test, "classname", "boardtest." + name_of(static_cast<std::int32_t>(attempt.code)));
   set(test, "name", attempt.step + (attempt.number > 1 ? ", attempt " + std::to_string(attempt.number) : ""));
-  set(test, "time", milliseconds_text(attempt.seconds));
+  set(test, "time", milliseconds_text(attempt.seconds.value_or(0)));
   if (const char* element = element_of(attempt)) {
     pugi::xml_node verdict = test.append_child(element);
     const std::string words = attempt.description.value_or("");
@@ -77,19 +62,19 @@ std::string junit_suite(const StoredRun& run) {
   set(suite, "failures", count_of(run, "failure"));
   set(suite, "errors", count_of(run, "error"));
   set(suite, "skipped", count_of(run, "skipped"));
-  set(suite, "time", milliseconds_text(run.seconds));
+  set(suite, "time", milliseconds_text(run.seconds.value_or(0)));
   set(suite, "timestamp", run.started.substr(0, run.started.find('.')));
   set(suite, "hostname", run.station);
   pugi::xml_node properties = suite.append_child("properties");
   add_property(properties, "serial", run.serial);
   add_property(properties, "run", run.id);
-  add_property(properties, "verdict", run.verdict);
-  add_property(properties, "reason", run.reason);
-  add_property(properties, "slot", run.slot);
-  add_property(properties, "operator", run.operator_name);
-  add_property(properties, "board", run.board);
-  add_property(properties, "build", run.build);
-  add_property(properties, "hash", run.hash);
+  add_what_is_there(properties, "verdict", run.verdict);
+  add_what_is_there(properties, "reason", run.reason);
+  add_what_is_there(properties, "slot", run.slot);
+  add_what_is_there(properties, "operator", run.operator_name);
+  add_what_is_there(properties, "board", run.board);
+  add_what_is_there(properties, "build", run.build);
+  add_what_is_there(properties, "hash", run.hash);
   for (const StoredAttempt& attempt : run.attempts) add_case(suite, attempt);
   std::ostringstream text;
   suite.print(text, "  ", pugi::format_default, pugi::encoding_utf8, 1);

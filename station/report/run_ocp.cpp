@@ -1,22 +1,15 @@
 #include "station/report/run_ocp.h"
 
-#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "station/records/records.h"
+#include "station/text/json.h"
 
 namespace t1station {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 constexpr const char* kBoard = "board";  // hardwareInfoId of the unit
 constexpr const char* kBuild = "build";  // softwareInfoId of its program
-
-template <typename T>
-Json json_or_null(const std::optional<T>& thing) {
-  return thing ? Json(*thing) : Json(nullptr);
-}
 
 /// Collects a run's lines.
 class Lines {
@@ -25,7 +18,7 @@ class Lines {
 
   void add(const std::string& timestamp, const char* artifact, Json content) {
     const Json line{{artifact, std::move(content)}, {"sequenceNumber", next_++}, {"timestamp", timestamp}};
-    text_ += line.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    text_ += json_text(line) + "\n";
   }
   void add_to_run(const std::string& timestamp, const char* what, Json content) {
     add(timestamp, "testRunArtifact", {{what, std::move(content)}});
@@ -75,7 +68,7 @@ Json start_of(const StoredRun& run) {
             {"hash", json_or_null(run.hash)}}}};
 }
 
-Json measurement_of(const StoredMeasurement& stored) {
+Json validated(const StoredMeasurement& stored) {
   Json measurement{{"name", stored.name}, {"value", *stored.value}};
   if (stored.unit) measurement["unit"] = *stored.unit;
   Json validators = Json::array();
@@ -114,7 +107,7 @@ void add_attempt(Lines& lines, const StoredAttempt& attempt) {
                        {"answer", json_or_null(attempt.answer)}}}});
   for (const StoredMeasurement& measurement : attempt.measurements) {
     if (measurement.value) {
-      lines.add_to_step(end, id, "measurement", measurement_of(measurement));
+      lines.add_to_step(end, id, "measurement", validated(measurement));
     } else {
       lines.add_to_step(end, id, "log",
                         {{"severity", "ERROR"}, {"message", measurement.name + " was not found"}});

@@ -12,7 +12,7 @@ namespace t1station {
 namespace {
 
 constexpr std::int32_t kEchoTest = 1024;
-constexpr double kTickSeconds = 0.1;
+constexpr double kPauseSeconds = 0.1;
 constexpr const char* kStopped = "interrupted by the operator";
 
 std::string build_line(const std::vector<ServiceMessage>& greeting) {
@@ -31,7 +31,7 @@ std::string timeout_text(double seconds) {
          " s: the board does not know this code, or the test hangs";
 }
 
-std::string quoted(const std::string& text) {
+std::string named(const std::string& text) {
   return text.empty() ? "none" : "\"" + text + "\"";
 }
 
@@ -89,12 +89,12 @@ void Runner::greet() {
   was_greeted_ = true;
   listener_.on(event);
   if (settings_.build && !settings_.build->matches(build_)) {
-    throw OtherBoard("the board's build line, " + quoted(build_) + ", is not one of this plan, " +
-                     quoted(settings_.build->text()));
+    throw OtherBoard("the board's build line, " + named(build_) + ", is not one of this plan, " +
+                     named(settings_.build->text()));
   }
   if (settings_.one_build && !event.is_first && before != build_) {
-    throw OtherBoard("another board, or another program on it: its build line is " + quoted(build_) +
-                     ", and was " + quoted(before));
+    throw OtherBoard("another board, or another program on it: its build line is " + named(build_) +
+                     ", and was " + named(before));
   }
 }
 
@@ -150,7 +150,7 @@ void Runner::await_answer(const Step& step, double replied, AttemptEnd& end) {
       break;
     }
     listener_.on(AnswerAwaited{*step.confirm, left});
-    connector_.pause(kTickSeconds);
+    connector_.pause(kPauseSeconds);
   }
   if (end.answer.empty()) {
     end.outcome = AttemptOutcome::timed_out;

@@ -93,6 +93,19 @@ bool is_in(const std::array<Range, n>& ranges, std::uint32_t code) {
   return false;
 }
 
+// White_Space of Unicode, and the mark that some programs put before a text.
+constexpr std::array<Range, 11> kBlankRanges{{{0x09, 0x0D},
+                                              {0x20, 0x20},
+                                              {0x85, 0x85},
+                                              {0xA0, 0xA0},
+                                              {0x1680, 0x1680},
+                                              {0x2000, 0x200A},
+                                              {0x2028, 0x2029},
+                                              {0x202F, 0x202F},
+                                              {0x205F, 0x205F},
+                                              {0x3000, 0x3000},
+                                              {0xFEFF, 0xFEFF}}};
+
 std::size_t width_of(std::uint32_t code) {
   if (code < 0x20 || is_in(kZeroWidthRanges, code)) return 0;
   return is_in(kWideRanges, code) ? 2 : 1;
@@ -181,6 +194,18 @@ std::size_t utf8_length(std::string_view text) {
     rest.remove_prefix(bytes.size());
   }
   return text.size() - rest.size();
+}
+
+std::string_view without_blanks_around(std::string_view utf8) {
+  std::size_t first = utf8.size(), end = 0;
+  for (std::size_t at = 0; at < utf8.size();) {
+    const Character character = first_character(utf8.substr(at));
+    const bool is_blank = is_in(kBlankRanges, character.code);
+    if (!is_blank) first = std::min(first, at);
+    at += character.bytes.size();
+    if (!is_blank) end = at;
+  }
+  return first < end ? utf8.substr(first, end - first) : std::string_view();
 }
 
 std::size_t count_characters(std::string_view utf8) {

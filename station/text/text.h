@@ -18,8 +18,17 @@ std::string gbk_to_utf8_as_far_as_it_is(std::string_view gbk);
 /// as GBK. What is neither becomes U+FFFD.
 std::string printed_text(std::string_view bytes);
 
+/// A word as messages name it: "word".
+inline std::string in_quotes(std::string_view word) {
+  return "\"" + std::string(word) + "\"";
+}
+
 /// The number of bytes up to the first that is no UTF-8: all of them when none is.
 std::size_t utf8_length(std::string_view text);
+
+/// The text without white space at its two ends, that of other scripts too: a no-break space, an
+/// ideographic one.
+std::string_view without_blanks_around(std::string_view utf8);
 
 /// The number of characters of a UTF-8 text.
 std::size_t count_characters(std::string_view utf8);

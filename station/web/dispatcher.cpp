@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
-#include <nlohmann/json.hpp>
 
+#include "station/text/json.h"
 #include "station/web/json_body.h"
 #include "station/web/passwords.h"
 
@@ -33,9 +33,9 @@ std::vector<std::string> names_of_this_pc(const LineFile& file, const std::strin
 }
 
 // What cannot be kept must not keep anybody out: the line shows that its records cannot be written.
-void note(Line& line, std::string_view kind, std::string_view name, const nlohmann::json& detail) {
+void note(Line& line, std::string_view kind, std::string_view name, const Json& detail) {
   try {
-    line.note(kind, name, detail.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+    line.note(kind, name, json_text(detail));
   } catch (const std::runtime_error&) {
     return;
   }
@@ -186,7 +186,7 @@ void Dispatcher::finish_login(const Call& call, const std::string& name, const s
   pace_.succeeded(call.request.address, name);
   if (!call.session.empty()) sessions_.end(call.session);
   WebAnswer answer;
-  answer.body = nlohmann::json{{"name", user->name}, {"role", role_name(user->role)}}.dump();
+  answer.body = json_text({{"name", user->name}, {"role", role_name(user->role)}});
   answer.fields.emplace_back(
       "Set-Cookie", cookie(sessions_.begin(*user, now_()), static_cast<int>(Sessions::kLongestLife)));
   reply(answer);

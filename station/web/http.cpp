@@ -1,14 +1,13 @@
 #include "station/web/http.h"
 
-#include <nlohmann/json.hpp>
+#include "station/text/json.h"
 
 namespace t1station {
 
 WebAnswer error_answer(const WebError& error) {
   WebAnswer answer;
   answer.status = error.status();
-  const nlohmann::json body{{"error", error.what()}};
-  answer.body = body.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  answer.body = json_text({{"error", error.what()}});
   answer.fields = error.fields();
   return answer;
 }

@@ -38,12 +38,13 @@ class FlatObject final : public nlohmann::json_sax<nlohmann::json> {
     return true;
   }
   bool start_object(std::size_t /*size*/) override {
-    if (is_inside_) refuse("\"" + key_ + "\" is an object, not a text");
+    if (is_inside_) refuse(in_quotes(key_) + " is an object, not a text");
     is_inside_ = true;
     return true;
   }
   bool key(string_t& name) override {
-    if (std::find(keys_.begin(), keys_.end(), name) != keys_.end()) refuse("\"" + name + "\" is there twice");
+    if (std::find(keys_.begin(), keys_.end(), name) != keys_.end())
+      refuse(in_quotes(name) + " is there twice");
     keys_.push_back(name);
     key_ = name;
     return true;
@@ -58,7 +59,7 @@ class FlatObject final : public nlohmann::json_sax<nlohmann::json> {
  private:
   bool value(std::string_view type, bool is_allowed) const {
     if (!is_inside_) refuse("it is no object");
-    if (!is_allowed) refuse("\"" + key_ + "\" is " + std::string(type) + ", not a text");
+    if (!is_allowed) refuse(in_quotes(key_) + " is " + std::string(type) + ", not a text");
     return true;
   }
 
@@ -85,25 +86,25 @@ std::optional<std::string> JsonBody::optional_text(const std::string& key) const
 
 std::string JsonBody::text(const std::string& key) const {
   const std::optional<std::string> text = optional_text(key);
-  if (!text) refuse("\"" + key + "\" is missing");
+  if (!text) refuse(in_quotes(key) + " is missing");
   return *text;
 }
 
 std::optional<std::string> JsonBody::optional_line(const std::string& key) const {
   const std::optional<std::string> line = optional_text(key);
-  if (!line || line->find_first_not_of(' ') == std::string::npos) return std::nullopt;
+  if (!line || without_blanks_around(*line).empty()) return std::nullopt;
   if (clean_text(*line) != *line || line->find_first_of("\n\t") != std::string::npos) {
-    refuse("\"" + key + "\" is one line without control characters");
+    refuse(in_quotes(key) + " is one line without control characters");
   }
   if (count_characters(*line) > kLongestLine) {
-    refuse("\"" + key + "\" has more than " + std::to_string(kLongestLine) + " characters");
+    refuse(in_quotes(key) + " has more than " + std::to_string(kLongestLine) + " characters");
   }
   return line;
 }
 
 std::string JsonBody::line(const std::string& key) const {
   const std::optional<std::string> line = optional_line(key);
-  if (!line) refuse("\"" + key + "\" is missing or blank");
+  if (!line) refuse(in_quotes(key) + " is missing or blank");
   return *line;
 }
 

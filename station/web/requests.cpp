@@ -4,11 +4,12 @@
 #include <array>
 #include <cctype>
 #include <charconv>
-#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "station/records/records.h"
 #include "station/report/run_json.h"
+#include "station/text/json.h"
+#include "station/text/text.h"
 #include "station/web/documents.h"
 #include "station/web/json_body.h"
 #include "station/web/pages.h"
@@ -25,8 +26,8 @@ WebAnswer json_answer(std::string body) {
   return answer;
 }
 
-WebAnswer json_answer(const nlohmann::json& body) {
-  return json_answer(body.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+WebAnswer json_answer(const Json& body) {
+  return json_answer(json_text(body));
 }
 
 WebAnswer done() {
@@ -50,7 +51,7 @@ std::optional<std::string> asked_time(const Call& call, const std::string& name)
   if (!word) return std::nullopt;
   const std::optional<std::string> time = whole_time(*word);
   if (time) return time;
-  throw WebError(400, "\"" + name + "\" is 2026-11-22 or 2026-11-22T03:17:12.345Z, in UTC");
+  throw WebError(400, in_quotes(name) + " is 2026-11-22 or 2026-11-22T03:17:12.345Z, in UTC");
 }
 
 int asked_limit(const Call& call) {
@@ -77,11 +78,11 @@ WebAnswer show_page(const Call& call, Subject& /*subject*/) {
 }
 
 WebAnswer show_line(const Call& /*call*/, Subject& subject) {
-  return json_answer(with_time(line_document(subject.line().view()), record_time()));
+  return json_answer(with_time(LineDocument().text(subject.line().view()), record_time()));
 }
 
 WebAnswer show_session(const Call& call, Subject& /*subject*/) {
-  nlohmann::json session{{"name", nullptr}, {"role", role_name(call.asker.role)}};
+  Json session{{"name", nullptr}, {"role", role_name(call.asker.role)}};
   if (!call.asker.name.empty()) session["name"] = call.asker.name;
   return json_answer(session);
 }
@@ -118,7 +119,7 @@ WebAnswer show_metrics(const Call& /*call*/, Subject& subject) {
 WebAnswer show_health(const Call& /*call*/, Subject& subject) {
   const std::string records = subject.line().view().records;
   if (records != "ok") throw WebError(503, records);
-  return json_answer(nlohmann::json{{"records", records}});
+  return json_answer(Json{{"records", records}});
 }
 
 WebAnswer open_events(const Call& call, Subject& /*subject*/) {
@@ -133,7 +134,7 @@ WebAnswer scan(const Call& call, Subject& subject) {
   const JsonBody body(call.request.body, {"text", "slot", "operator"});
   const ScanTaken taken =
       subject.line().scan(body.text("text"), body.optional_text("slot"), operator_of(call, body));
-  nlohmann::json answer{{"slot", taken.slot}};
+  Json answer{{"slot", taken.slot}};
   if (!taken.run.empty()) answer["run"] = taken.run;
   return json_answer(answer);
 }

@@ -10,7 +10,7 @@
 namespace t1station {
 namespace {
 
-[[noreturn]] void refuse(const std::string& reason) {
+[[noreturn]] void refuse_target(const std::string& reason) {
   throw WebError(400, "the target makes no sense: " + reason);
 }
 
@@ -18,7 +18,7 @@ char escaped_byte(std::string_view digits) {
   unsigned byte = 0;
   const auto [stop, error] = std::from_chars(digits.data(), digits.data() + digits.size(), byte, 16);
   if (digits.size() != 2 || error != std::errc() || stop != digits.data() + 2) {
-    refuse("a percent sign needs two hexadecimal digits behind it");
+    refuse_target("a percent sign needs two hexadecimal digits behind it");
   }
   return static_cast<char>(byte);
 }
@@ -38,7 +38,7 @@ std::string decoded(std::string_view text, bool plus_is_blank) {
     }
   }
   if (utf8_length(plain) != plain.size() || std::any_of(plain.begin(), plain.end(), is_control)) {
-    refuse("it is no text of one line");
+    refuse_target("it is no text of one line");
   }
   return plain;
 }
@@ -56,7 +56,7 @@ void for_each_part(std::string_view text, char separator, const Call& call) {
 }  // namespace
 
 Target parse_target(std::string_view target) {
-  if (!target.starts_with('/')) refuse("it does not begin with a slash");
+  if (!target.starts_with('/')) refuse_target("it does not begin with a slash");
   Target parsed;
   const std::size_t mark = target.find('?');
   for_each_part(target.substr(1, mark == std::string_view::npos ? mark : mark - 1), '/',
@@ -68,14 +68,15 @@ Target parse_target(std::string_view target) {
     const std::string name = decoded(part.substr(0, sign), true);
     const std::string value =
         sign == std::string_view::npos ? std::string() : decoded(part.substr(sign + 1), true);
-    if (!parsed.query.emplace(name, value).second) refuse("\"" + name + "\" is there twice");
+    if (!parsed.query.emplace(name, value).second) refuse_target(in_quotes(name) + " is there twice");
   });
   return parsed;
 }
 
 void refuse_other_names(const Target& target, std::initializer_list<std::string_view> names) {
   for (const auto& [name, value] : target.query) {
-    if (std::find(names.begin(), names.end(), name) == names.end()) refuse("what is \"" + name + "\"?");
+    if (std::find(names.begin(), names.end(), name) == names.end())
+      refuse_target("what is \"" + name + "\"?");
   }
 }
 

@@ -33,10 +33,6 @@ bool is_name(const std::string& name) {
          name.front() != ' ' && name.back() != ' ';
 }
 
-std::string quoted(const std::string& word) {
-  return "\"" + word + "\"";
-}
-
 const char* const kWhatNamesAre = "a user's name is 1 to 40 characters, without blanks at its ends";
 const char* const kWhatRolesAre = "a role is viewer, operator or engineer";
 
@@ -49,7 +45,7 @@ User read_user(const toml::table& table, Problems& problems) {
   }
   if (const auto name = reader.text("role", Need::needed)) {
     const std::optional<Role> role = role_of(*name);
-    if (!role) problems.add(reader.where("role"), kWhatRolesAre + (", not " + quoted(*name)));
+    if (!role) problems.add(reader.where("role"), kWhatRolesAre + (", not " + in_quotes(*name)));
     user.role = role.value_or(Role::viewer);
   }
   if (const auto password = reader.text("password", Need::needed)) {
@@ -74,7 +70,7 @@ std::vector<User> parse_users(const std::string& file, const std::string& text) 
     users.push_back(read_user(*user, problems));
     const std::string& name = users.back().name;
     if (!name.empty() && !names.insert(name).second) {
-      problems.add(user->source().begin, "there are two users " + quoted(name));
+      problems.add(user->source().begin, "there are two users " + in_quotes(name));
     }
   }
   reader.refuse_other_keys();
@@ -121,12 +117,12 @@ std::vector<User> read_users(const std::string& file) {
 
 void check_new_user(const std::string& file, const std::string& name, const std::string& role) {
   if (!is_name(name)) throw UsageError(kWhatNamesAre);
-  if (!role_of(role)) throw UsageError(kWhatRolesAre + (", not " + quoted(role)));
+  if (!role_of(role)) throw UsageError(kWhatRolesAre + (", not " + in_quotes(role)));
   check_writable(file);
   if (!has_text(file)) return;
   const std::vector<User> users = read_users(file);
   if (std::any_of(users.begin(), users.end(), [&name](const User& user) { return user.name == name; })) {
-    throw UsageError("there is a user " + quoted(name) + " already");
+    throw UsageError("there is a user " + in_quotes(name) + " already");
   }
 }
 

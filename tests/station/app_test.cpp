@@ -181,7 +181,7 @@ TEST_F(AppTest, AStandardOutputThatCannotBeWrittenGivesExitCode7UnlessTheRunHasA
 }
 
 TEST_F(AppTest, ABoardWhoseServerIsBeingStartedAgainIsWaitedFor) {
-  const std::vector<Step> serves{sends(greeting()), hears(), sends(rtc_pass()), hears()};
+  const std::vector<BoardStep> serves{sends(greeting()), hears(), sends(rtc_pass()), hears()};
   FakeBoard board({{resets()}, {}, serves});
   EXPECT_EQ(run({board.address(), "run", "rtc", "--wait", "60"}), 0) << out();
 }

@@ -2,8 +2,8 @@
 #include "tests/station/fake_board.h"
 
 #include <arpa/inet.h>
+#include <linux/tcp.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr int kPatienceMs = 20000;
+constexpr int kLongestWaitMs = 20000;
 
 std::uint32_t byte(char value) {
   return static_cast<unsigned char>(value);
@@ -22,7 +22,7 @@ std::uint32_t byte(char value) {
 
 }  // namespace
 
-FakeBoard::FakeBoard(std::vector<std::vector<Step>> scripts) : scripts_(std::move(scripts)) {
+FakeBoard::FakeBoard(std::vector<std::vector<BoardStep>> scripts) : scripts_(std::move(scripts)) {
   listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in where{};
   where.sin_family = AF_INET;
@@ -48,7 +48,7 @@ std::vector<std::string> FakeBoard::requests() {
 }
 
 void FakeBoard::serve() {
-  for (const std::vector<Step>& script : scripts_) {
+  for (const std::vector<BoardStep>& script : scripts_) {
     if (!wait_readable(listener_)) break;
     const int socket = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
     if (socket < 0) break;
@@ -60,24 +60,24 @@ void FakeBoard::serve() {
   close(listener_);
 }
 
-void FakeBoard::play(int socket, const std::vector<Step>& script) {
-  for (const Step& step : script) {
+void FakeBoard::play(int socket, const std::vector<BoardStep>& script) {
+  for (const BoardStep& step : script) {
     switch (step.kind) {
-      case Step::Kind::send:
+      case BoardStep::Kind::send:
         send(socket, step.bytes.data(), step.bytes.size(), MSG_NOSIGNAL);
         break;
-      case Step::Kind::hear:
+      case BoardStep::Kind::hear:
         if (!hear(socket)) return;
         break;
-      case Step::Kind::call:
+      case BoardStep::Kind::call:
         step.call();
         break;
-      case Step::Kind::reset: {
+      case BoardStep::Kind::reset: {
         const linger at_once{1, 0};
         setsockopt(socket, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
         return;
       }
-      case Step::Kind::await_close: {
+      case BoardStep::Kind::await_close: {
         char ignored = 0;
         while (read_exactly(socket, &ignored, 1)) continue;
         break;
@@ -98,7 +98,7 @@ bool FakeBoard::hear(int socket) {
 // Bytes that are there already are read even after the stop.
 bool FakeBoard::wait_readable(int socket) {
   std::array<pollfd, 2> items{{{socket, POLLIN, 0}, {stop_.descriptor(), POLLIN, 0}}};
-  return poll(items.data(), items.size(), kPatienceMs) > 0 && items[0].revents != 0;
+  return poll(items.data(), items.size(), kLongestWaitMs) > 0 && items[0].revents != 0;
 }
 
 bool FakeBoard::read_exactly(int socket, char* to, std::size_t size) {

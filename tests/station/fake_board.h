@@ -9,7 +9,7 @@
 #include "station/link/interrupt.h"
 
 /// One thing that a fake board does on a connection.
-struct Step {
+struct BoardStep {
   enum class Kind { send, hear, call, reset, await_close };
   Kind kind;
   std::string bytes;           // of `send`
@@ -17,31 +17,31 @@ struct Step {
 };
 
 /// Sends these bytes, in one piece.
-inline Step sends(std::string bytes) {
-  return {Step::Kind::send, std::move(bytes), {}};
+inline BoardStep sends(std::string bytes) {
+  return {BoardStep::Kind::send, std::move(bytes), {}};
 }
 /// Waits for one whole request and keeps it.
-inline Step hears() {
-  return {Step::Kind::hear, {}, {}};
+inline BoardStep hears() {
+  return {BoardStep::Kind::hear, {}, {}};
 }
 /// Calls a function.
-inline Step does(std::function<void()> call) {
-  return {Step::Kind::call, {}, std::move(call)};
+inline BoardStep does(std::function<void()> call) {
+  return {BoardStep::Kind::call, {}, std::move(call)};
 }
 /// Ends the connection with a reset; must be the last step.
-inline Step resets() {
-  return {Step::Kind::reset, {}, {}};
+inline BoardStep resets() {
+  return {BoardStep::Kind::reset, {}, {}};
 }
 /// Waits until the station has closed.
-inline Step awaits_close() {
-  return {Step::Kind::await_close, {}, {}};
+inline BoardStep awaits_close() {
+  return {BoardStep::Kind::await_close, {}, {}};
 }
 
 /// Serves one connection for each script, one after the other, closing each at its script's end; then it
 /// listens no more. No wait of it is longer than 20 seconds.
 class FakeBoard {
  public:
-  explicit FakeBoard(std::vector<std::vector<Step>> scripts);
+  explicit FakeBoard(std::vector<std::vector<BoardStep>> scripts);
   FakeBoard(const FakeBoard&) = delete;
   FakeBoard& operator=(const FakeBoard&) = delete;
   ~FakeBoard();
@@ -55,12 +55,12 @@ class FakeBoard {
 
  private:
   void serve();
-  void play(int socket, const std::vector<Step>& script);
+  void play(int socket, const std::vector<BoardStep>& script);
   bool hear(int socket);
   bool wait_readable(int socket);
   bool read_exactly(int socket, char* to, std::size_t size);
 
-  std::vector<std::vector<Step>> scripts_;
+  std::vector<std::vector<BoardStep>> scripts_;
   std::vector<std::string> requests_;
   t1station::Interrupt stop_;
   int listener_ = -1;

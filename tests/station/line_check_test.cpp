@@ -13,7 +13,7 @@ using testing::HasSubstr;
 
 constexpr const char* kGood = "GOLD-1";
 constexpr const char* kBad = "BAD-1";
-constexpr const char* kUnit = "AB00000001";
+constexpr const char* kProduct = "AB00000001";
 const std::string kCheck = "[check]\nevery_hours = 8\ngood = [\"GOLD-1\"]\nbad = [\"BAD-1\"]\n";
 
 class LineCheckTest : public LineAtWork {
@@ -34,11 +34,11 @@ TEST_F(LineCheckTest, ASlotTakesUnitsOnceAGoodUnitHasPassedAndABadOneFailed) {
   begin({board_.address()}, kCheck);
   EXPECT_EQ(slot(0).state, SlotState::locked);
   EXPECT_EQ(slot(0).reason, "its check is due");
-  EXPECT_EQ(refused(kUnit, "1"), "slot 1 takes no unit: its check is due");
+  EXPECT_EQ(refused(kProduct, "1"), "slot 1 takes no unit: its check is due");
   check_with(kBad, false);
   EXPECT_EQ(slot(0).state, SlotState::locked);
   check_with(kGood, true);
-  EXPECT_EQ(test(kUnit).run->verdict, Verdict::passed);
+  EXPECT_EQ(test(kProduct).run->verdict, Verdict::passed);
   EXPECT_EQ(runs().at(0).kind, "check");
   EXPECT_EQ(runs().at(2).kind, "production");
   EXPECT_EQ(line_->view().today.runs, 1) << "checks are no production";
@@ -60,7 +60,7 @@ TEST_F(LineCheckTest, AWrongResultThatTheStationDidNotLiveToLockForLocksAtTheNex
   EXPECT_EQ(slot(0).reason, "the bad check unit BAD-1 ended as interrupted, not as failed");
 }
 
-TEST_F(LineCheckTest, AWrongResultOfACheckUnitLocksTheSlotUntilItIsUnlockedAndCheckedAnew) {
+TEST_F(LineCheckTest, AWrongResultOfACheckProductLocksTheSlotUntilItIsUnlockedAndCheckedAnew) {
   begin({board_.address()}, kCheck);
   check_with(kGood, true);
   put_in(true);
@@ -72,10 +72,10 @@ TEST_F(LineCheckTest, AWrongResultOfACheckUnitLocksTheSlotUntilItIsUnlockedAndCh
   line_->unlock("1", "contact cleaned", "Wang");
   EXPECT_EQ(slot(0).reason, "its check is due");
   check_with(kGood, true);
-  EXPECT_THAT(refused(kUnit, "1"), HasSubstr("its check is due"));
+  EXPECT_THAT(refused(kProduct, "1"), HasSubstr("its check is due"));
   check_with(kBad, false);
   put_in(true);
-  EXPECT_EQ(test(kUnit).run->verdict, Verdict::passed);
+  EXPECT_EQ(test(kProduct).run->verdict, Verdict::passed);
 }
 
 }  // namespace

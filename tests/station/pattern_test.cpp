@@ -5,6 +5,8 @@
 
 #include <stdexcept>
 
+#include "tests/station/plan_check.h"
+
 namespace {
 
 using t1station::Pattern;
@@ -16,12 +18,6 @@ std::string refusal(std::string_view pattern) {
   } catch (const std::invalid_argument& reason) {
     return reason.what();
   }
-}
-
-std::string repeated(std::string_view text, int times) {
-  std::string all;
-  for (int i = 0; i < times; ++i) all += text;
-  return all;
 }
 
 TEST(PatternTest, TheWholeTextMustMatch) {

@@ -55,16 +55,23 @@ class PlanCheck : public testing::Test {
   std::ostringstream out_, err_;
 };
 
+/// The text so many times over.
+inline std::string repeated(std::string_view text, int times) {
+  std::string all;
+  for (int i = 0; i < times; ++i) all += text;
+  return all;
+}
+
 /// The first five lines of a good plan.
-inline constexpr std::string_view kPlanHead =
+inline const std::string kHead =
     "format = 1\n"
     "name = \"main-board\"\n"
     "version = \"3\"\n"
     "serial = '[A-Z]{2}[0-9]{8}'\n"
     "\n";
 
-/// A step, in lines 6 to 8 when it comes behind kPlanHead.
-inline constexpr std::string_view kPlanStep =
+/// A step, in lines 6 to 8 when it comes behind kHead.
+inline const std::string kStep =
     "[[step]]\n"
     "name = \"clock\"\n"
     "test = \"rtc\"\n";

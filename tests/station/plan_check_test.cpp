@@ -7,9 +7,6 @@ namespace {
 
 using PlanCheckTest = PlanCheck;
 
-const std::string kHead(kPlanHead);
-const std::string kStep(kPlanStep);
-
 TEST_F(PlanCheckTest, AGoodPlanPrintsItsStepsAndTheirUsualTime) {
   const std::string path = written(kHead + R"(
 build = 'BUILD: .*'

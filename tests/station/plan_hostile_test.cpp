@@ -8,15 +8,6 @@ namespace {
 
 using HostilePlanTest = PlanCheck;
 
-std::string repeated(std::string_view text, int times) {
-  std::string all;
-  for (int i = 0; i < times; ++i) all += text;
-  return all;
-}
-
-const std::string kHead(kPlanHead);
-const std::string kStep(kPlanStep);
-
 // A parser that makes a table of every dot, and takes each apart from within the one around it, needs a stack
 // of megabytes for these.
 TEST_F(HostilePlanTest, DeepNestingIsRefused) {

@@ -10,7 +10,7 @@ using namespace t1station;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-const std::string rtc_fail = reply(1536, rtc_name_gbk, "Fail", read_failed_gbk);
+const std::string clock_fails = reply(1536, rtc_name_gbk, "Fail", read_failed_gbk);
 
 /// Answers so many seconds after it was asked.
 class ScriptedPerson final : public Person {
@@ -95,7 +95,7 @@ TEST_F(PlanRunQuestion, IsAskedBeforeTheRequestGoesOutAndYesBehindTheReplyLetsTh
 TEST_F(PlanRunQuestion, AnAnswerWhileTheTestRunsIsNotAskedForAgain) {
   person_.says = true;
   person_.after = 2;
-  listener_.on_awaiting = [](double /*left*/) { ADD_FAILURE() << "awaited"; };
+  listener_.on_awaiting = [](double /*seconds*/) { ADD_FAILURE() << "awaited"; };
   connection({{bytes_after(6, rtc_pass())}});
   run(step_text("clock", asks));
   EXPECT_EQ(verdict(), "passed");
@@ -111,16 +111,16 @@ TEST_F(PlanRunQuestion, NoFailsTheAttemptWhateverTheBoardSaidAndYesMakesNoPassOf
   EXPECT_THAT(last_attempt().description.value(), HasSubstr("answered no: Is it lit?"));
   starts_.clear(), answers_.clear();
   person_.says = true;
-  connection({{bytes_after(6, rtc_fail)}});
+  connection({{bytes_after(6, clock_fails)}});
   run(step_text("clock", asks));
   EXPECT_EQ(verdict(), "failed");
 }
 
 TEST_F(PlanRunQuestion, NobodyHasAnsweredSixtySecondsAfterTheReply) {
   double most = 0, least = 60;
-  listener_.on_awaiting = [&](double left) {
-    most = std::max(most, left);
-    least = std::min(least, left);
+  listener_.on_awaiting = [&](double seconds) {
+    most = std::max(most, seconds);
+    least = std::min(least, seconds);
   };
   connection({{bytes_after(6, rtc_pass())}});
   connection({{bytes_after(6, rtc_pass())}});
@@ -157,7 +157,7 @@ TEST_F(PlanRunQuestion, TheSixtySecondsBeginWithTheReplyWhateverTheConsoleStillP
 }
 
 TEST_F(PlanRunQuestion, NoAnswerIsWaitedForWhenTheBoardNeverReplied) {
-  listener_.on_awaiting = [](double /*left*/) { ADD_FAILURE() << "awaited"; };
+  listener_.on_awaiting = [](double /*seconds*/) { ADD_FAILURE() << "awaited"; };
   connection({{close_after(6)}});
   run(step_text("clock", asks));
   EXPECT_THAT(attempts(), ElementsAre("clock 1 broken"));
@@ -165,8 +165,8 @@ TEST_F(PlanRunQuestion, NoAnswerIsWaitedForWhenTheBoardNeverReplied) {
 }
 
 TEST_F(PlanRunQuestion, AStopWhileAnAnswerIsAwaitedKeepsTheReply) {
-  listener_.on_awaiting = [&](double left) {
-    if (left < 50) interrupt_.raise();
+  listener_.on_awaiting = [&](double seconds) {
+    if (seconds < 50) interrupt_.raise();
   };
   connection({{bytes_after(6, rtc_pass())}});
   run(step_text("clock", asks));

@@ -74,14 +74,14 @@ class RunPlanEchoTest : public RunPlanDevicesTest {
 };
 
 TEST_F(RunPlanEchoTest, AnEchoIsAnsweredAndBothSidesWordsAreKept) {
-  std::string second;
+  std::string rest;
   EXPECT_EQ(run_on_line([&] {
               device_.say(device_.heard(15));
-              second = device_.heard(7);
+              rest = device_.heard(7);
             }),
             0)
       << err();
-  EXPECT_EQ(second, std::string("\xD0\x01\x02\x07\x5A\xA5\xD9", 7));
+  EXPECT_EQ(rest, std::string("\xD0\x01\x02\x07\x5A\xA5\xD9", 7));
   EXPECT_EQ(attempt(0).description,
             "sent     d0 01 06 0f 11 62 80 32 34 12 78 56 9a bc 75\n"
             "received d0 01 06 0f 11 62 80 32 34 12 78 56 9a bc 75\n"

@@ -121,7 +121,7 @@ TEST_F(WebLoginTest, LoginsAndStateChangesAreEventsWithTheUsersName) {
   EXPECT_EQ(line_.post("/api/slots/1/lock", R"({"reason": "x"})", engineer).status, 200);
   EXPECT_EQ(line_.post("/api/logout", "{}", engineer).status, 200);
   EXPECT_THAT(events(), HasSubstr("login Ente {\"address\":\"127.0.0.1\"}\n"));
-  EXPECT_THAT(events(), HasSubstr("login_failed - {\"address\":\"127.0.0.1\",\"name\":\"Mallory\"}\n"));
+  EXPECT_THAT(events(), HasSubstr("login_failed - {\"name\":\"Mallory\",\"address\":\"127.0.0.1\"}\n"));
   EXPECT_THAT(events(), HasSubstr("lock Ente {\"reason\":\"x\"}\n"));
   EXPECT_THAT(events(), HasSubstr("logout Ente {\"address\":\"127.0.0.1\"}\n"));
   EXPECT_THAT(events(), Not(HasSubstr("password")));
