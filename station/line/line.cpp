@@ -2,18 +2,12 @@
 #include "station/line/line.h"
 
 #include "station/line/line_state.h"
+#include "station/text/text.h"
 
 namespace t1station {
 namespace {
 
 constexpr std::size_t kLongestScan = 256;  // bytes
-
-std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t\r\n\v\f";
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
 
 }  // namespace
 
@@ -47,7 +41,7 @@ LineView Line::view() const {
 
 ScanTaken Line::scan(std::string_view text, const std::optional<std::string>& slot,
                      const std::string& operator_name) {
-  const std::string word(trimmed(text));
+  const std::string word(without_blanks_around(text));
   if (word.empty()) throw LineRefusal(LineRefusal::Why::malformed, "the scan is empty");
   if (word.size() > kLongestScan) throw LineRefusal(LineRefusal::Why::malformed, "the scan is too long");
   if (word.starts_with("slot:")) return state_->name_slot(word.substr(5), word, operator_name);

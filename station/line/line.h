@@ -37,11 +37,13 @@ struct StepFailure {
   int attempt = 0;   ///< number of that attempt, from 1; 0: the board could not be reached for it
   int attempts = 1;  ///< how many the plan allows
   std::vector<Measurement> measurements;
+  bool operator==(const StepFailure& other) const = default;
 };
 
 /// The run that a slot shows. All of it is stored.
 struct RunView {
   std::string id, serial, started;
+  std::optional<double> seconds;   ///< that it took; nothing while it runs, or when that is not known
   std::optional<Verdict> verdict;  ///< nothing while it runs
   bool retried = false;
   std::string step;       ///< the one that runs, or the last
@@ -51,6 +53,7 @@ struct RunView {
   std::optional<Question> question;
   std::vector<StepFailure> failures;
   std::string reason;  ///< of the verdict; empty while it runs
+  bool operator==(const RunView& other) const = default;
 };
 
 /// A slot as everybody may see it.
@@ -62,6 +65,7 @@ struct SlotView {
   std::string reason;       ///< why it is locked or waits, or of its verdict; empty when there is none
   std::string plan_name, plan_version;  ///< of the run, else of its first plan; empty when that is bad
   std::optional<RunView> run;
+  bool operator==(const SlotView& other) const = default;
 };
 
 /// The whole line as everybody may see it.

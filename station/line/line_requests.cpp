@@ -1,9 +1,9 @@
 // Scans, stops, acknowledgements, answers, locks: each is stored before it counts.
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "station/line/line_state.h"
+#include "station/text/json.h"
 #include "station/text/text.h"
 
 namespace t1station {
@@ -11,16 +11,12 @@ namespace {
 
 constexpr const char* kByAPerson = "stopped by a person";
 
-std::string json_of(const nlohmann::ordered_json& json) {
-  return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-}
-
 [[noreturn]] void refuse_plainly(const std::string& reason) {
   throw LineRefusal(LineRefusal::Why::refused, reason);
 }
 
 void expect_reason(const std::string& reason) {
-  if (reason.find_first_not_of(" \t") == std::string::npos)
+  if (without_blanks_around(reason).empty())
     throw LineRefusal(LineRefusal::Why::malformed, "a reason is needed");
 }
 
@@ -29,7 +25,7 @@ void expect_reason(const std::string& reason) {
 void Line::State::refuse(const std::string& slot, const std::string& text, const std::string& reason,
                          const std::string& operator_name) {
   store([&](Records& to) {
-    to.add_event("refused", slot, {}, operator_name, json_of({{"serial", text}, {"reason", reason}}));
+    to.add_event("refused", slot, {}, operator_name, json_text({{"serial", text}, {"reason", reason}}));
   });
   say((slot.empty() ? "" : "slot " + slot + ": ") + "refused: " + reason);
   changed();
@@ -227,6 +223,7 @@ void Line::State::test(SlotCell& cell, const std::shared_ptr<SlotRun>& run, cons
       cell.shown.reset();  // nothing is shown that is not known to be stored
     } else {
       cell.shown->run.verdict = verdict->verdict;
+      cell.shown->run.seconds = verdict->seconds;
       cell.shown->run.retried = verdict->retried;
       cell.shown->run.reason = verdict->reason;
       cell.shown->run.question.reset();
@@ -248,7 +245,7 @@ void Line::State::judge_check(SlotCell& cell, const NewRun& unit, Verdict verdic
     if (cell.checks) wrong = cell.checks->add(unit.serial, verdict_name(verdict), record_time());
   }
   if (wrong.empty()) return;
-  records.add_event("lock", cell.file.name, {}, {}, json_of({{"reason", wrong}}));
+  records.add_event("lock", cell.file.name, {}, {}, json_text({{"reason", wrong}}));
   say("slot " + cell.file.name + ": locked: " + wrong);
   const std::lock_guard lock(mutex);
   cell.lock_reason = wrong;
@@ -265,7 +262,7 @@ void Line::State::stop(std::string_view slot, const std::string& operator_name) 
     id = cell.shown->run.id;
     serial = cell.shown->run.serial;
   }
-  store([&](Records& to) { to.add_event("stop", slot, id, operator_name, json_of({{"serial", serial}})); });
+  store([&](Records& to) { to.add_event("stop", slot, id, operator_name, json_text({{"serial", serial}})); });
   say("slot " + std::string(slot) + ": " + clean_text(serial) + " is stopped by a person");
   run->stop(kByAPerson);
 }
@@ -281,7 +278,7 @@ void Line::State::acknowledge(std::string_view slot, const std::string& operator
     serial = cell.shown->run.serial;
   }
   store([&](Records& to) {
-    to.add_event("acknowledge", slot, id, operator_name, json_of({{"serial", serial}}));
+    to.add_event("acknowledge", slot, id, operator_name, json_text({{"serial", serial}}));
   });
   {
     const std::lock_guard lock(mutex);
@@ -311,7 +308,7 @@ void Line::State::answer(std::string_view slot, bool yes, const std::string& ope
   }
   store([&](Records& to) {
     to.add_event("answer", slot, id, operator_name,
-                 json_of({{"serial", serial}, {"answer", yes ? "yes" : "no"}}));
+                 json_text({{"serial", serial}, {"answer", yes ? "yes" : "no"}}));
   });
   {
     const std::lock_guard lock(mutex);
@@ -334,7 +331,7 @@ void Line::State::lock(std::string_view slot, const std::string& reason, const s
     if (!cell_of(slot).lock_reason.empty())
       refuse_plainly("slot " + std::string(slot) + " is locked already");
   }
-  store([&](Records& to) { to.add_event("lock", slot, {}, operator_name, json_of({{"reason", reason}})); });
+  store([&](Records& to) { to.add_event("lock", slot, {}, operator_name, json_text({{"reason", reason}})); });
   {
     const std::lock_guard lock(mutex);
     cell_of(slot).lock_reason = clean_text(reason);
@@ -351,7 +348,9 @@ void Line::State::unlock(std::string_view slot, const std::string& reason, const
     if (cell_of(slot).lock_reason.empty())
       refuse_plainly("slot " + std::string(slot) + " is not locked by a person or a check");
   }
-  store([&](Records& to) { to.add_event("unlock", slot, {}, operator_name, json_of({{"reason", reason}})); });
+  store([&](Records& to) {
+    to.add_event("unlock", slot, {}, operator_name, json_text({{"reason", reason}}));
+  });
   {
     const std::lock_guard lock(mutex);
     cell_of(slot).lock_reason.clear();

@@ -5,8 +5,9 @@
 #include <algorithm>
 #include <chrono>
 #include <ctime>
-#include <nlohmann/json.hpp>
 #include <utility>
+
+#include "station/text/json.h"
 
 namespace t1station {
 namespace {
@@ -78,8 +79,7 @@ void Line::State::take_up_history() {
       if (run.ended < history.unlocked) wrong.clear();
     }
     if (wrong.empty() || !cell.lock_reason.empty()) continue;
-    const nlohmann::ordered_json detail{{"reason", wrong}};
-    records.add_event("lock", cell.file.name, {}, {}, detail.dump());
+    records.add_event("lock", cell.file.name, {}, {}, json_text({{"reason", wrong}}));
     cell.lock_reason = wrong;
   }
 }

@@ -46,6 +46,7 @@ ShownRun shown_again(const StoredRun& run, const PlanSet& plans) {
   view.id = run.id;
   view.serial = run.serial;
   view.started = run.started;
+  view.seconds = run.seconds;
   view.verdict = verdict_named(run.verdict.value_or("")).value_or(Verdict::error);
   view.retried = run.retried == 1;
   view.reason = run.reason.value_or("");
@@ -59,7 +60,9 @@ ShownRun shown_again(const StoredRun& run, const PlanSet& plans) {
     if (attempt->outcome != "passed") view.failures.push_back(failure_of(*attempt, plans, run));
   }
   for (const std::shared_ptr<const Plan>& plan : plans.plans) {
-    if (plan->id == run.plan_id) view.total = plan->steps.size();
+    if (plan->id != run.plan_id) continue;
+    view.total = plan->steps.size();
+    if (view.step.empty()) view.step = plan->steps.front().name;  // the board never came
   }
   shown.plan_name = run.plan_name;
   shown.plan_version = run.plan_version;

@@ -16,6 +16,7 @@ struct Measurement {
   std::string unit;
   std::optional<double> low, high;
   std::string outcome;  ///< "passed", "low", "high", "not_found"
+  bool operator==(const Measurement& other) const = default;
 };
 
 /// Where the numbers of an attempt are looked for.

@@ -25,6 +25,7 @@ struct Measure {
 /// What only a person can see.
 struct Question {
   std::string zh, en;
+  bool operator==(const Question& other) const = default;
 };
 
 /// One test of a plan.

@@ -69,8 +69,7 @@ void Opening::wait_for_greeting(Link& link, double seconds, const Greet& greet) 
     if (interrupt_.is_noted() && !is_warned) {
       is_warned = true;
       observer_.notice(
-          "still waiting for the greeting, since leaving now would end the board's server; interrupt once "
-          "more to "
+          "still waiting for the greeting, since leaving now would end the board's server; stop once more to "
           "leave all the same");
     }
     if (is_busy) observer_.waiting(kBusy, elapsed);

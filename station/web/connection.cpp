@@ -203,8 +203,12 @@ class ConnectionOver final : public Connection {
     of_api_ = !request.target.starts_with("/page/") && request.target != "/" && request.target != "/login";
     const std::size_t hosts = message.count(http::field::host);
     if (hosts > 1 || (request.host.empty() && message.version() > 10) ||
-        message.count(http::field::origin) > 1) {
-      return refuse(400, "a request has one Host, and at most one Origin");
+        message.count(http::field::origin) > 1 || message.count(http::field::content_type) > 1) {
+      return refuse(400, "a request has one Host, and at most one Origin and Content-Type");
+    }
+    if (message.find(http::field::transfer_encoding) != message.end() &&
+        !boost::beast::iequals(message[http::field::transfer_encoding], "chunked")) {
+      return refuse(400, "a body is sent as it is, or chunked");
     }
     owner_.dispatch(std::move(request),
                     [self = self()](WebAnswer answer) { self->answer(std::move(answer)); });

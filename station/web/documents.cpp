@@ -1,22 +1,30 @@
 #include "station/web/documents.h"
 
 #include <array>
-#include <nlohmann/json.hpp>
 
 #include "station/report/run_json.h"
+#include "station/text/json.h"
 
 namespace t1station {
 namespace {
 
-using Json = nlohmann::ordered_json;
+/// An object whose members are moved into their places. Braces would copy each value, with all that is in it,
+/// twice: this is written ten times a second, of all slots.
+class Members {
+ public:
+  explicit Members(std::size_t count) { members_.reserve(count); }
+  Members& add(const char* name, Json value) {
+    members_.emplace_back(name, std::move(value));
+    return *this;
+  }
+  Json object() { return std::move(members_); }
+
+ private:
+  Json::object_t members_;
+};
 
 Json text_or_null(const std::string& text) {
   return text.empty() ? Json(nullptr) : Json(text);
-}
-
-template <typename T>
-Json json_or_null(const std::optional<T>& thing) {
-  return thing ? Json(*thing) : Json(nullptr);
 }
 
 Json measurement_of(const Measurement& measurement) {
@@ -42,34 +50,35 @@ Json run_of(const RunView& run) {
   for (const StepFailure& failure : run.failures) failures.push_back(failure_of(failure));
   Json question = nullptr;
   if (run.question) question = {{"zh", run.question->zh}, {"en", run.question->en}};
-  return {{"id", run.id},
-          {"serial", run.serial},
-          {"started", run.started},
-          {"verdict", run.verdict ? Json(verdict_name(*run.verdict)) : Json(nullptr)},
-          {"retried", run.retried},
-          {"reason", text_or_null(run.reason)},
-          {"step", text_or_null(run.step)},
-          {"index", run.index},
-          {"total", run.total},
-          {"attempt", run.attempt},
-          {"question", question},
-          {"failures", failures}};
+  return Members(13)
+      .add("id", run.id)
+      .add("serial", run.serial)
+      .add("started", run.started)
+      .add("seconds", json_or_null(run.seconds))
+      .add("verdict", run.verdict ? Json(verdict_name(*run.verdict)) : Json(nullptr))
+      .add("retried", run.retried)
+      .add("reason", text_or_null(run.reason))
+      .add("step", text_or_null(run.step))
+      .add("index", run.index)
+      .add("total", run.total)
+      .add("attempt", run.attempt)
+      .add("question", std::move(question))
+      .add("failures", std::move(failures))
+      .object();
 }
 
 Json slot_of(const SlotView& slot) {
   Json plan = nullptr;
   if (!slot.plan_name.empty()) plan = {{"name", slot.plan_name}, {"version", slot.plan_version}};
-  return {{"name", slot.name},
-          {"state", slot_state_name(slot.state)},
-          {"next", slot.is_next},
-          {"answers", slot.has_answer},
-          {"reason", text_or_null(slot.reason)},
-          {"plan", plan},
-          {"run", slot.run ? run_of(*slot.run) : Json(nullptr)}};
-}
-
-std::string text_of(const Json& json) {
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+  return Members(8)
+      .add("name", slot.name)
+      .add("state", slot_state_name(slot.state))
+      .add("next", slot.is_next)
+      .add("answers", slot.has_answer)
+      .add("reason", text_or_null(slot.reason))
+      .add("plan", std::move(plan))
+      .add("run", slot.run ? run_of(*slot.run) : Json(nullptr))
+      .object();
 }
 
 std::string label_value(const std::string& text) {
@@ -108,10 +117,8 @@ class Figures {
 
 }  // namespace
 
-std::string line_document(const LineView& line) {
-  Json slots = Json::array();
-  for (const SlotView& slot : line.slots) slots.push_back(slot_of(slot));
-  return text_of({{"station", line.station},
+std::string LineDocument::text(const LineView& line) {
+  const Json head{{"station", line.station},
                   {"language", line.language},
                   {"records", line.records},
                   {"central", {{"state", "off"}, {"behind", 0}}},
@@ -120,8 +127,19 @@ std::string line_document(const LineView& line) {
                     {"passed", line.today.passed},
                     {"failed", line.today.failed},
                     {"error", line.today.error},
-                    {"first_pass_yield", json_or_null(line.today.first_pass_yield)}}},
-                  {"slots", slots}});
+                    {"first_pass_yield", json_or_null(line.today.first_pass_yield)}}}};
+  std::string text = json_text(head);
+  text.pop_back();  // the slots belong into the object
+  text += ",\"slots\":[";
+  slots_.resize(line.slots.size());
+  for (std::size_t i = 0; i < line.slots.size(); ++i) {
+    Written& written = slots_[i];
+    if (written.text.empty() || written.slot != line.slots[i]) {
+      written = {line.slots[i], json_text(slot_of(line.slots[i]))};
+    }
+    text += (i > 0 ? "," : "") + written.text;
+  }
+  return text + "]}";
 }
 
 std::string with_time(const std::string& document, const std::string& time) {

@@ -3,14 +3,26 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 #include "station/line/line.h"
 #include "station/records/reader.h"
 
 namespace t1station {
 
-/// The line as a JSON object without its time: two that are alike say that nothing has changed.
-std::string line_document(const LineView& line);
+/// The line as a JSON object, again and again: slots that are as they were are not written anew.
+class LineDocument {
+ public:
+  /// Without its time: two that are alike say that nothing has changed.
+  std::string text(const LineView& line);
+
+ private:
+  struct Written {
+    SlotView slot;
+    std::string text;
+  };
+  std::vector<Written> slots_;
+};
 
 /// The same with the time, "2026-11-22T03:17:12.345Z", in front.
 std::string with_time(const std::string& document, const std::string& time);

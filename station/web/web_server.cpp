@@ -118,14 +118,15 @@ struct WebServer::State final : ConnectionOwner {
   std::optional<asio::ssl::context> encryption_;
   asio::io_context io_{1};
   tcp::acceptor acceptor_{io_};
-  asio::steady_timer timer_{io_};
+  asio::steady_timer timer_{io_}, pace_{io_};
   asio::thread_pool storing_{2}, reading_{1}, passwords_{1};
   Subject subject_;
   std::unique_ptr<Dispatcher> dispatcher_;
   std::set<std::shared_ptr<Connection>> connections_, streams_;
   bool is_accepting_ = false;
   double ticked_, published_;
-  std::string document_;  ///< the last one that was made, without its time
+  LineDocument document_;
+  std::string document_text_;  ///< the last one that was made, without its time
   EventText document_event_;
   std::atomic<bool> has_changed_ = false;
   std::thread thread_;
@@ -244,18 +245,28 @@ void WebServer::State::tick() {
 }
 
 EventText WebServer::State::document() {
-  std::string document = line_document(line_.view());
-  if (!document_event_ || document != document_) {
-    document_event_ = event("line", with_time(document, record_time()));
-    document_ = std::move(document);
+  std::string text = document_.text(line_.view());
+  if (!document_event_ || text != document_text_) {
+    document_event_ = event("line", with_time(text, record_time()));
+    document_text_ = std::move(text);
   }
   return document_event_;
 }
 
 void WebServer::State::publish() {
-  if (now() - published_ < limits_.between_documents) return;
+  if (streams_.empty()) {
+    has_changed_ = false;
+    return;
+  }
+  if (const double left = published_ + limits_.between_documents - now(); left > 0) {
+    pace_.expires_after(
+        std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(left)));
+    pace_.async_wait([this](error_code error) {
+      if (!error && has_changed_) publish();
+    });
+    return;
+  }
   has_changed_ = false;
-  if (streams_.empty()) return;
   const EventText text = document();
   for (const auto& stream : std::set(streams_)) {
     if (stream->document() == text) continue;

@@ -103,7 +103,7 @@ TEST_F(BusyBoardTest, AClientWhoseOperatorInsistsLeavesAndSaysThatTheServerEnds)
   StationClient second(board.address(), {"temp"});
   second.err_until(kBusy);
   second.signal(SIGINT);
-  second.err_until("interrupt once more to leave all the same");
+  second.err_until("stop once more to leave all the same");
   second.signal(SIGINT);
   second.err_until("the board's server ends when it comes to this connection");
   EXPECT_EQ(second.exit_status(), 2);

@@ -12,12 +12,12 @@ ROOMS = ("line", "link", "records", "run")
 def sentences():
     """(English, Chinese) of the page's catalogue."""
     text = (ROOT / "station/web/page/reasons.js").read_text(encoding="utf-8")
-    return re.findall(r'^  \["(.+)", "(.+)"\],$', text, re.MULTILINE)
+    return re.findall(r'^  \["(.+)",\s+"(.+)"\],$', text, re.MULTILINE)
 
 
 def said():
     """All texts in the station's sources; those that stand one behind the other are one."""
-    text = "".join(path.read_text(encoding="utf-8") for room in ROOMS for path in sorted((ROOT / "station" / room).glob("*.cpp")))
+    text = "".join(path.read_text(encoding="utf-8") for room in ROOMS for path in sorted((ROOT / "station" / room).glob("*.*")))
     return re.sub(r'"\s*"', "", text).replace('\\"', "")
 
 
@@ -26,7 +26,7 @@ class Reasons(unittest.TestCase):
         sources = said()
         self.assertGreater(len(sentences()), 30)
         for english, _ in sentences():
-            for part in re.split(r"\*|,|the (?:good|bad) check unit", english):
+            for part in re.split(r"[*,;]|the (?:good|bad) check unit", english):
                 with self.subTest(sentence=english):
                     self.assertTrue(part.strip(" :") in sources, part)
 

@@ -35,7 +35,7 @@ class LineTest : public LineAtWork {};
 TEST_F(LineTest, AScannedUnitGoesThroughItsPlanAndTheVerdictIsShown) {
   const AnsweringBoard board;
   begin({board.address()});
-  const ScanTaken taken = scan(" AB00000001\r\n");
+  const ScanTaken taken = scan("\u3000 AB00000001\u00a0\r\n");
   EXPECT_EQ(taken.slot, "1");
   const SlotView done = await_state(0, SlotState::done);
   EXPECT_EQ(done.run->id, taken.run);
@@ -104,9 +104,12 @@ TEST_F(LineTest, AVerdictIsAcknowledgedOnceHoweverManyDoSoAtTheSameTime) {
 TEST_F(LineTest, AVerdictThatNobodyAcknowledgedIsThereAgainAfterARestart) {
   const AnsweringBoard board(failing_clock());
   begin({board.address(), nobody});
-  test(kUnit);
+  const std::optional<RunView> before = test(kUnit).run;
   begin({board.address(), nobody});
   const SlotView again = slot(0);
+  EXPECT_TRUE(before->seconds.has_value());
+  EXPECT_EQ(again.run->seconds, before->seconds);
+  EXPECT_EQ(again.run->step, before->step);
   EXPECT_EQ(again.state, SlotState::done);
   EXPECT_EQ(again.run->serial, kUnit);
   EXPECT_EQ(again.run->verdict, Verdict::failed);
@@ -183,6 +186,8 @@ TEST_F(LineTest, AUnitToRepairIsRefusedUntilItIsReleased) {
 TEST_F(LineTest, ALockedSlotTakesNoUnitAlsoAfterARestart) {
   const AnsweringBoard board;
   begin({board.address()});
+  EXPECT_EQ(refusal([&] { line_->lock("1", "\u3000 ", "Wang"); }, LineRefusal::Why::malformed),
+            "a reason is needed");
   line_->lock("1", "pin 7 is bent", "Wang");
   EXPECT_EQ(slot(0).state, SlotState::locked);
   EXPECT_EQ(slot(0).reason, "pin 7 is bent");

@@ -94,6 +94,8 @@ TEST_F(WebProtocolTest, WhatIsNoRequestIsRefusedAndTheConnectionEnds) {
       "GET /healthz HTTP/1.1\r\n" + kHost + "Bad Name: x\r\n\r\n",
       "GET  /healthz HTTP/1.1\r\n" + kHost + "\r\n",
       post + "Origin: http://localhost:PORT\r\nOrigin: null\r\nContent-Length: 2\r\n\r\n{}",
+      post + "Content-Type: text/plain\r\nContent-Length: 2\r\n\r\n{}",
+      post + "Transfer-Encoding: gzip, chunked\r\n\r\n2\r\n{}\r\n0\r\n\r\n",
       post + "Content-Length: 2\r\nContent-Length: 3\r\n\r\n{}",
       post + "Content-Length: -1\r\n\r\n{}",
       post + "Content-Length: 2\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n",
