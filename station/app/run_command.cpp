@@ -163,7 +163,7 @@ RunReport run_unit(const CommandLine& line, const Plan& plan, const Devices& dev
   Runner runner(connector, around.clock, around.interrupt, progress, journal, devices.slot(), settings);
   report.results = runner.run(plan.steps);
   report.build = runner.build();
-  report.ended = records.end_run(report.run, runner.end());
+  report.ended = journal.ended();
   report.exit_code = exit_code_of(report.ended->verdict);
   return report;
 }

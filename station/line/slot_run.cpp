@@ -78,7 +78,7 @@ EndedRun SlotRun::run_steps() {
   settings.build = plan_->build;
   Runner runner(connector, clock_, interrupt_, *this, journal, {console.get(), rs485.get(), this}, settings);
   runner.run(scaled(plan_->steps, place_.time_scale));
-  return records_.end_run(run_, runner.end());
+  return journal.ended();
 }
 
 void SlotRun::stop(const char* reason) {

@@ -55,7 +55,7 @@ struct AttemptEnded {
 /// A step is over: its last attempt, or why there was none.
 struct StepEnded {
   const Step& step;
-  const Result& result;
+  Result result;
 };
 
 using RunEvent = std::variant<Connected, StepStarted, AttemptStarted, AttemptTicked, AnswerAwaited,

@@ -23,6 +23,8 @@ class Journal {
   virtual void attempt_starts(NewAttempt attempt) = 0;
   /// The attempt that started last is over.
   virtual void attempt_ended(const AttemptEnd& end) = 0;
+  /// Nothing more is run.
+  virtual void run_ended(const RunEnd& end) = 0;
 };
 
 /// Keeps nothing, for tests that are asked for one by one.
@@ -31,6 +33,7 @@ class NoJournal final : public Journal {
   void connected(std::string_view /*build*/) override {}
   void attempt_starts(NewAttempt /*attempt*/) override {}
   void attempt_ended(const AttemptEnd& /*end*/) override {}
+  void run_ended(const RunEnd& /*end*/) override {}
 };
 
 /// Keeps a run in the records.
@@ -49,10 +52,15 @@ class RecordsJournal final : public Journal {
     attempt_ = records_.begin_attempt(attempt);
   }
   void attempt_ended(const AttemptEnd& end) override { records_.end_attempt(attempt_, end); }
+  void run_ended(const RunEnd& end) override { ended_ = records_.end_run(run_, end); }
+
+  /// The run's end as it is stored; call it behind run_ended().
+  const EndedRun& ended() const { return ended_; }
 
  private:
   Records& records_;
   std::string run_, board_, connection_, attempt_;
+  EndedRun ended_;
 };
 
 }  // namespace t1station

@@ -291,6 +291,8 @@ std::vector<Result> Runner::run(const std::vector<Step>& steps) {
   std::vector<Result> results = run_all(steps);
   leave();
   end_.seconds = clock_.now() - start;
+  journal_.run_ended(end_);
+  for (const StepEnded& event : std::exchange(untold_, {})) listener_.on(event);
   return results;
 }
 
@@ -299,6 +301,15 @@ void Runner::leave() {
   if (session_ && settings_.quit) session_->leave(interrupt_.is_at_once() ? 0 : settings_.leave_timeout);
   give_up(false);
   if (interrupt_.is_raised()) stop();
+}
+
+// Of a step without an attempt nothing is stored before the run's end is.
+void Runner::tell_end(const Step& step, const Result& result) {
+  if (result.attempts == 0 || !untold_.empty()) {
+    untold_.push_back({step, result});
+  } else {
+    listener_.on(StepEnded{step, result});
+  }
 }
 
 std::vector<Result> Runner::run_all(const std::vector<Step>& steps) {
@@ -314,7 +325,7 @@ std::vector<Result> Runner::run_all(const std::vector<Step>& steps) {
     if (may_run(step)) {
       listener_.on(StepStarted{result.index, steps.size(), step});
       run_step(step, result);
-      listener_.on(StepEnded{step, result});
+      tell_end(step, result);
       if (result.outcome != Outcome::passed && step.stop_on_fail && skip_reason_.empty()) {
         skip_reason_ = "an earlier test did not pass";
       }

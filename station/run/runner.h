@@ -27,7 +27,7 @@ struct RunSettings {
   std::optional<Pattern> build;  ///< what every build line must match, whole
 };
 
-/// Runs steps in order and returns one result for each, whatever happens.
+/// Runs steps in order and returns one result for each, whatever happens. The run's end is stored then.
 ///
 /// A connection on which a test got no reply, or something wrong, is given up: a late reply must never be
 /// taken for the answer to the next request. The next attempt starts on a new connection. When that cannot be
@@ -51,11 +51,10 @@ class Runner {
 
   /// The build line of the last connection, for example "BUILD: Mar 29 2019-22:09:55".
   const std::string& build() const { return build_; }
-  /// Why the run is over, as far as its attempts do not say so.
-  const RunEnd& end() const { return end_; }
 
  private:
   std::vector<Result> run_all(const std::vector<Step>& steps);
+  void tell_end(const Step& step, const Result& result);
   void leave();
   void open();
   void greet();
@@ -88,6 +87,7 @@ class Runner {
   bool was_greeted_ = false;
   bool is_over_ = false;  ///< nothing more is run, steps with `always` neither
   RunEnd end_;
+  std::vector<StepEnded> untold_;  ///< that listeners have not heard of
 };
 
 }  // namespace t1station

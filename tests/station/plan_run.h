@@ -44,6 +44,10 @@ class DiaryJournal final : public t1station::Journal {
     diary_.write("store " + std::string(attempt_outcome_name(end.outcome)));
     kept_.attempt_ended(end);
   }
+  void run_ended(const t1station::RunEnd& end) override {
+    diary_.write("store verdict");
+    kept_.run_ended(end);
+  }
 
  private:
   t1station::Journal& kept_;
@@ -150,7 +154,7 @@ class PlanRun : public testing::Test {
     settings.build = plan.build;
     t1station::Runner runner(connector, clock_, interrupt_, listener_, journal, slot_, settings);
     results_ = runner.run(plan.steps);
-    ended_ = records.end_run(id, runner.end());
+    ended_ = kept.ended();
   }
 
   /// The run as it stands in the file now, read over a connection of its own.

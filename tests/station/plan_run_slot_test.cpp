@@ -89,7 +89,7 @@ TEST_F(PlanRunQuestion, IsAskedBeforeTheRequestGoesOutAndYesBehindTheReplyLetsTh
   EXPECT_THAT(diary_.lines,
               ElementsAre("store connection", "hear connection", "store start of clock 1",
                           "hear start of clock 1", "ask Is it lit?", "send request", "ask no more",
-                          "store passed", "hear passed", "hear end of clock", "send quit"));
+                          "store passed", "hear passed", "hear end of clock", "send quit", "store verdict"));
 }
 
 TEST_F(PlanRunQuestion, AnAnswerWhileTheTestRunsIsNotAskedForAgain) {

@@ -53,7 +53,18 @@ TEST_F(PlanRun, AnAttemptIsStoredBeforeItsRequestGoesOutAndItsEndBeforeAnybodyHe
   EXPECT_EQ(verdict(), "passed");
   EXPECT_THAT(diary_.lines, ElementsAre("store connection", "hear connection", "store start of clock 1",
                                         "hear start of clock 1", "send request", "store passed",
-                                        "hear passed", "hear end of clock", "send quit"));
+                                        "hear passed", "hear end of clock", "send quit", "store verdict"));
+}
+
+TEST_F(PlanRun, WhatIsSaidOfAStepWithoutAnAttemptIsStoredWithTheVerdictBefore) {
+  connection({{bytes_after(6, rtc_pass())}, {}});  // it goes away behind the first attempt of "hangs"
+  std::vector<std::string> heard;
+  diary_.at = [&](const std::string& line) {
+    if (line.starts_with("hear end")) heard.push_back(line + ", " + stored().verdict.value_or("not stored"));
+  };
+  run(step_text("clock") + step_text("hangs") + step_text("never-begun"));
+  EXPECT_THAT(heard, ElementsAre("hear end of clock, not stored", "hear end of hangs, not stored",
+                                 "hear end of never-begun, error"));
 }
 
 TEST_F(PlanRun, AfterAFailureTheNextAttemptUsesTheSameConnectionAndAPassEndsTheStep) {
@@ -275,8 +286,8 @@ TEST_F(PlanRun, AFailOfTheBoardStaysOneWhateverWasMeasured) {
 }
 
 TEST_F(PlanRun, RecordsThatBreakEndTheRunAtOnceAndNothingMoreIsSentOrShown) {
-  for (const std::string line :
-       {"store connection", "store start of clock 1", "store failed", "store start of clock 2"}) {
+  for (const std::string line : {"store connection", "store start of clock 1", "store failed",
+                                 "store start of clock 2", "store verdict"}) {
     diary_.lines.clear();
     RecordingDisk disk;
     vfs_ = disk.name();
