@@ -16,12 +16,13 @@ GROUND = ("t1_sdk/util/", "t1_sdk/xmldocument/")
 BOARD = ("boardsim/devices/", "boardsim/families/", "boardsim/kernel/")
 # The rooms of the station, and those below each that it may include.
 STATION = {
-    "web": ("line", "records", "report", "plan", "catalogue", "text"),
+    "web": ("line", "figures", "records", "report", "plan", "catalogue", "text"),
     "line": ("tools", "run", "records", "plan", "link", "protocol", "catalogue", "text"),
     "tools": ("run", "terminal", "link", "protocol", "text"),
     "terminal": ("run", "protocol", "catalogue", "text"),
-    "report": ("terminal", "records", "run", "plan", "catalogue", "text"),
+    "report": ("terminal", "figures", "records", "run", "plan", "catalogue", "text"),
     "run": ("records", "plan", "link", "protocol", "catalogue", "text"),
+    "figures": ("records", "text"),
     "records": ("plan", "text"),
     "plan": ("catalogue", "text"),
     "catalogue": ("protocol", "text"),
