@@ -10,6 +10,7 @@
 #include "station/app/line_command.h"
 #include "station/app/plan_command.h"
 #include "station/app/records_command.h"
+#include "station/app/stats_command.h"
 #include "station/app/users_command.h"
 #include "station/catalogue/codes.h"
 #include "station/link/serial_line.h"
@@ -325,7 +326,7 @@ void check_command(const CLI::App& app, const std::vector<std::string>& argument
   words.resize(std::min<std::size_t>(words.size(), 2));
   if (std::any_of(words.begin(), words.end(), is_command)) return;
   const std::string commands =
-      "there are run, monitor, list, plan, records, users and rs485-echo (t1station --help)";
+      "there are run, monitor, list, plan, records, stats, users and rs485-echo (t1station --help)";
   if (words.empty()) throw UsageError("which command? " + commands);
   const std::vector<std::string> meant = nearest(words.back(), names);
   if (words.size() == 1 && meant.empty())
@@ -437,6 +438,7 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
   add_line_command(app, line.action);
   add_plan_command(app, line.action);
   add_records_command(app, line.action);
+  add_stats_command(app, line.action);
   add_users_command(app, line.action);
 
   check_command(app, arguments);

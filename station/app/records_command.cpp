@@ -1,6 +1,7 @@
 #include "station/app/records_command.h"
 
 #include "station/app/exit_code.h"
+#include "station/app/records_words.h"
 
 #include <CLI/CLI.hpp>
 #include <memory>
@@ -26,14 +27,6 @@ struct RecordsWords {
 
 std::optional<std::string> word_or_nothing(const std::string& word) {
   return word.empty() ? std::nullopt : std::optional(word);
-}
-
-std::optional<std::string> time_of(const std::string& option, const std::string& word) {
-  if (word.empty()) return std::nullopt;
-  const std::optional<std::string> time = whole_time(word);
-  if (time) return time;
-  throw UsageError(option + " is no time: \"" + word +
-                   "\"; it is 2026-11-22 or 2026-11-22T03:17:12.345Z, in UTC");
 }
 
 RunFilter filter_of(const RecordsWords& words) {
@@ -119,19 +112,6 @@ int release(const RecordsWords& words, const Environment& around) {
 
 using Doing = int (*)(const RecordsWords&, const Environment&);
 
-// Refusals and trouble of the records as exit codes.
-int obey(Doing doing, const RecordsWords& words, const Environment& around) {
-  try {
-    return doing(words, around);
-  } catch (const RecordsRefused& refusal) {
-    around.err << "t1station: " << refusal.what() << std::endl;
-    return exit_code::kUsage;
-  } catch (const RecordsBroken& trouble) {
-    around.err << "t1station: " << trouble.what() << std::endl;
-    return exit_code::kBroken;
-  }
-}
-
 std::string check_verdict(const std::string& word) {
   if (verdict_named(word)) return {};
   std::string all;
@@ -161,7 +141,9 @@ class Builder {
     CLI::App* command = records_.add_subcommand(name, text);
     command->add_option("FILE", words_->file, "The records")->required();
     command->callback([this_action = &action_, words = words_, doing] {
-      *this_action = [words, doing](const Environment& around) { return obey(doing, *words, around); };
+      *this_action = [words, doing](const Environment& around) {
+        return obey_with_records([&] { return doing(*words, around); }, around);
+      };
     });
     command->footer(
         "Exit codes: 0 done, 1 there are findings (check), 4 usage, or these are no records that can be "

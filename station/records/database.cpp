@@ -113,9 +113,14 @@ double Statement::real(int column) const {
 }
 
 std::string Statement::text(int column) const {
+  return std::string(text_view(column));
+}
+
+std::string_view Statement::text_view(int column) const {
   const void* bytes = sqlite3_column_blob(statement_, column);  // before the size, which follows its form
   const int size = sqlite3_column_bytes(statement_, column);
-  return bytes ? std::string(static_cast<const char*>(bytes), static_cast<std::size_t>(size)) : std::string();
+  return bytes ? std::string_view(static_cast<const char*>(bytes), static_cast<std::size_t>(size))
+               : std::string_view();
 }
 
 std::optional<std::string> Statement::optional_text(int column) const {

@@ -79,6 +79,8 @@ class Statement {
   std::int64_t integer(int column) const;
   double real(int column) const;
   std::string text(int column) const;  ///< or a blob's bytes; empty for NULL
+  /// The same without a copy; stands until the next row, or until the statement is gone.
+  std::string_view text_view(int column) const;
   std::optional<std::string> optional_text(int column) const;
   std::optional<std::int64_t> optional_integer(int column) const;
   std::optional<double> optional_real(int column) const;

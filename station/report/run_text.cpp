@@ -8,15 +8,6 @@
 namespace t1station {
 namespace {
 
-// One line, whatever stands in it.
-std::string one_line(const std::string& text) {
-  std::string clean = clean_text(text);
-  for (char& letter : clean) {
-    if (letter == '\n' || letter == '\t') letter = ' ';
-  }
-  return clean;
-}
-
 std::string column(const std::string& text, std::size_t width) {
   return pad_to_width(one_line(text), width) + "  ";
 }

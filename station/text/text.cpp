@@ -224,6 +224,14 @@ std::string clean_text(std::string_view utf8) {
   return clean;
 }
 
+std::string one_line(std::string_view utf8) {
+  std::string clean = clean_text(utf8);
+  for (char& letter : clean) {
+    if (letter == '\n' || letter == '\t') letter = ' ';
+  }
+  return clean;
+}
+
 std::size_t display_width(std::string_view utf8) {
   std::size_t width = 0;
   while (!utf8.empty()) {

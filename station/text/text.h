@@ -37,6 +37,9 @@ std::size_t count_characters(std::string_view utf8);
 /// other than line feed and tab, and whatever is no character, become U+FFFD. Carriage returns are dropped.
 std::string clean_text(std::string_view utf8);
 
+/// The same in one line: line feeds and tabs become blanks.
+std::string one_line(std::string_view utf8);
+
 /// The number of terminal columns that one line of UTF-8 text takes: East Asian wide characters two,
 /// combining marks none.
 std::size_t display_width(std::string_view utf8);

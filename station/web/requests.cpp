@@ -6,7 +6,10 @@
 #include <charconv>
 #include <optional>
 
+#include "station/figures/figures.h"
+#include "station/figures/records_figures.h"
 #include "station/records/records.h"
+#include "station/report/figures_json.h"
 #include "station/report/run_json.h"
 #include "station/text/json.h"
 #include "station/text/text.h"
@@ -110,6 +113,13 @@ WebAnswer show_run(const Call& call, Subject& subject) {
   return json_answer(run_json(*run));
 }
 
+WebAnswer show_stats(const Call& call, Subject& subject) {
+  refuse_other_names(call.target, {"from", "to", "plan"});
+  const FigureWindow window{asked_time(call, "from"), asked_time(call, "to"), asked(call, "plan")};
+  RecordsFigures records(subject.records_file());
+  return json_answer(figures_json(find_figures(records, window)));
+}
+
 WebAnswer show_metrics(const Call& /*call*/, Subject& subject) {
   WebAnswer answer = json_answer(metrics_text(subject.line().view(), subject.counts(), subject.streams));
   answer.media_type = "text/plain; version=0.0.4; charset=utf-8";
@@ -175,7 +185,7 @@ WebAnswer release(const Call& call, Subject& subject) {
   return done();
 }
 
-constexpr std::array<RequestRow, 19> kRows{{
+constexpr std::array<RequestRow, 20> kRows{{
     {"GET", "/", false, Role::viewer, Place::at_once, show_page},
     {"GET", "/login", true, Role::viewer, Place::at_once, show_page},
     {"GET", "/page/*", false, Role::viewer, Place::at_once, show_page},
@@ -186,6 +196,7 @@ constexpr std::array<RequestRow, 19> kRows{{
     {"GET", "/api/session", false, Role::viewer, Place::at_once, show_session},
     {"GET", "/api/runs", false, Role::viewer, Place::reading, show_runs},
     {"GET", "/api/runs/*", false, Role::viewer, Place::reading, show_run},
+    {"GET", "/api/stats", false, Role::viewer, Place::reading, show_stats},
     {"POST", "/api/login", true, Role::viewer, Place::login, nullptr},
     {"POST", "/api/logout", true, Role::viewer, Place::logout, nullptr},
     {"POST", "/api/scan", false, Role::operator_, Place::storing, scan},

@@ -188,7 +188,7 @@ TEST(CommandLineTest, OneFileForTwoReportsIsRefusedHoweverItIsSpelled) {
 
 TEST(CommandLineTest, AWordThatNobodyKnowsIsRefusedWithThoseThatAreMeant) {
   const std::string commands =
-      "there are run, monitor, list, plan, records, users and rs485-echo (t1station --help)";
+      "there are run, monitor, list, plan, records, stats, users and rs485-echo (t1station --help)";
   EXPECT_EQ(refusal_of({"b", "runn", "rtc"}), "\"runn\" is no command; " + commands + ". Did you mean run?");
   EXPECT_EQ(refusal_of({"b", "rtc"}), "\"rtc\" is no command; " + commands);
   EXPECT_EQ(refusal_of({"b"}), "what is to be done with b? " + commands);

@@ -1,0 +1,19 @@
+// What the commands that read records share: times, and refusals as exit codes.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "station/app/command.h"
+
+namespace t1station {
+
+/// The time that an option's word says; nothing for an empty one. Throws UsageError for what is no time.
+std::optional<std::string> time_of(const std::string& option, const std::string& word);
+
+/// Does it, and returns its exit code, or the one of records that are refused or cannot be read or written,
+/// which is then said.
+int obey_with_records(const std::function<int()>& doing, const Environment& around);
+
+}  // namespace t1station

@@ -1,0 +1,53 @@
+#include "station/app/stats_command.h"
+
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "station/app/exit_code.h"
+#include "station/app/records_words.h"
+#include "station/figures/figures.h"
+#include "station/figures/records_figures.h"
+#include "station/report/figures_json.h"
+#include "station/report/figures_text.h"
+
+namespace t1station {
+namespace {
+
+/// The words behind `stats`.
+struct Words {
+  std::string file, from, to, plan;
+  bool is_json = false;
+};
+
+int show(const Words& words, const Environment& around) {
+  FigureWindow window{time_of("--from", words.from), time_of("--to", words.to), {}};
+  if (!words.plan.empty()) window.plan = words.plan;
+  RecordsFigures records(words.file);
+  const Figures figures = find_figures(records, window);
+  around.out << (words.is_json ? figures_json(figures) + "\n" : figures_text(figures));
+  return exit_code::kPassed;
+}
+
+}  // namespace
+
+void add_stats_command(CLI::App& app, Action& action) {
+  CLI::App* stats = app.add_subcommand("stats", "Show the figures of records; needs no board");
+  const auto words = std::make_shared<Words>();
+  stats->add_option("FILE", words->file, "The records")->required();
+  stats->add_option("--from", words->from,
+                    "Only runs that started then or later: 2026-11-22, or a time in UTC");
+  stats->add_option("--to", words->to, "Only runs that started before");
+  stats->add_option("--plan", words->plan, "Only runs under a plan of this name, of any version");
+  stats->add_flag("--json", words->is_json, "Print one JSON document (docs/line-http.md has its keys)");
+  stats->footer(
+      "Exit codes: 0 shown, 4 usage, or these are no records that can be used, 6 the records cannot be "
+      "read,\n"
+      "7 standard output could not be written.");
+  stats->callback([&action, words] {
+    action = [words](const Environment& around) {
+      return obey_with_records([&] { return show(*words, around); }, around);
+    };
+  });
+}
+
+}  // namespace t1station

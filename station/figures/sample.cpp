@@ -1,0 +1,54 @@
+#include "station/figures/sample.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace t1station {
+namespace {
+
+// What a value's last digits make of a deviation, against its size.
+constexpr double kRounding = 1e-12;
+
+}  // namespace
+
+bool Moments::has_spread() const {
+  return deviation > kRounding * std::max(std::abs(minimum), std::abs(maximum));
+}
+
+Moments moments_of(std::span<const double> values) {
+  Moments moments;
+  moments.count = values.size();
+  if (values.empty()) return moments;
+  const auto count = static_cast<double>(values.size());
+  const auto [smallest, largest] = std::minmax_element(values.begin(), values.end());
+  moments.minimum = *smallest;
+  moments.maximum = *largest;
+  for (const double value : values) moments.mean += value / count;
+  double second = 0, third = 0, fourth = 0;
+  for (const double value : values) {
+    const double difference = value - moments.mean;
+    const double square = difference * difference;
+    second += square;
+    third += square * difference;
+    fourth += square * square;
+  }
+  if (values.size() > 1) moments.deviation = std::sqrt(second / (count - 1));
+  if (!moments.has_spread()) return moments;
+  const double variance = second / count;
+  moments.skewness = third / count / (variance * std::sqrt(variance));
+  moments.excess_kurtosis = fourth / count / (variance * variance) - 3;
+  return moments;
+}
+
+double quantile(std::span<double> values, double share) {
+  const double place = share * static_cast<double>(values.size() - 1);
+  const auto below = static_cast<std::size_t>(place);
+  const auto at = values.begin() + static_cast<std::ptrdiff_t>(below);
+  std::nth_element(values.begin(), at, values.end());
+  const double low = *at;
+  if (below + 1 == values.size()) return low;
+  const double high = *std::min_element(at + 1, values.end());
+  return low + (high - low) * (place - static_cast<double>(below));
+}
+
+}  // namespace t1station
