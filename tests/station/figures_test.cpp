@@ -1,0 +1,170 @@
+// The figures of a line, against loops over a list of its runs.
+#include "station/figures/figures.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "station/figures/records_figures.h"
+#include "station/records/records.h"
+#include "station/report/figures_json.h"
+#include "station/report/figures_text.h"
+#include "tests/harness/own_directory.h"
+#include "tests/station/figures_model.h"
+#include "tests/station/records_support.h"
+
+namespace {
+
+using namespace figures_model;
+using nlohmann::json;
+using testing::HasSubstr;
+
+json figures_of(const std::string& file, const Window& window) {
+  t1station::RecordsFigures records(file);
+  return json::parse(
+      t1station::figures_json(t1station::find_figures(records, {window.from, window.to, window.plan})));
+}
+
+/// The document without what only samples of known distributions can prove.
+json comparable(json document) {
+  for (json& one : document["measurements"]) {
+    for (const char* key : {"normality", "drift", "histogram"}) one.erase(key);
+  }
+  return document;
+}
+
+/// Words that boards might say, and some that nobody expects.
+const std::vector<std::string> kWords{"Fan 2 stands still",
+                                      "Fan 10 stands still",
+                                      "6.48 V, not 6.50 V",
+                                      "-3 degrees",
+                                      "-12.5 degrees",
+                                      "电压 3.3",
+                                      "=1+2, \"quoted\"; \t",
+                                      "",
+                                      "#",
+                                      "'"};
+const std::vector<std::string> kVerdicts{"passed", "passed",  "passed",     "failed",
+                                         "error",  "stopped", "interrupted"};
+const std::vector<std::string> kOutcomes{"passed", "passed",  "failed",     "timed_out",
+                                         "broken", "stopped", "interrupted"};
+
+/// A day or so of a line, by a seed.
+class RandomLine {
+ public:
+  explicit RandomLine(unsigned seed) : random_(seed) {
+    const int runs = number(0, 9) == 0 ? number(60, 120) : number(0, 20);
+    for (int i = 0; i < runs; ++i) runs_.push_back(run(i));
+  }
+  const std::vector<Run>& runs() const { return runs_; }
+
+  /// A window that begins and ends anywhere, or exactly at a run's start, or nowhere.
+  Window window() {
+    Window window;
+    if (number(0, 2) > 0) window.from = time();
+    if (number(0, 2) > 0) window.to = time();
+    if (number(0, 1) > 0) window.plan = pick({"main", "main", "power", "nothing"});
+    return window;
+  }
+
+ private:
+  int number(int low, int high) { return std::uniform_int_distribution<int>(low, high)(random_); }
+  std::string pick(const std::vector<std::string>& texts) {
+    return texts[static_cast<std::size_t>(number(0, static_cast<int>(texts.size()) - 1))];
+  }
+  /// One of few, so that runs start together and windows begin with them.
+  std::string time() {
+    const int place = number(0, 40);
+    return "2026-11-" + std::to_string(20 + place / 24) + "T" + std::to_string(100 + place % 24).substr(1) +
+           ":00:00.000Z";
+  }
+
+  Run run(int place) {
+    Run run;
+    run.id = std::to_string(number(10000, 99999)) + "-" + std::to_string(1000 + place);
+    run.serial = "AB" + std::to_string(number(1, 25));
+    run.plan = pick({"main", "main", "power"});
+    run.version = pick({"1", "2"});
+    run.kind = pick({"production", "production", "production", "production", "check"});
+    run.station = pick({"ICT-1", "ICT-1", "ICT-2"});
+    if (number(0, 9) > 0) run.slot = pick({"1", "2"});
+    run.started = time();
+    if (number(0, 19) > 0) run.verdict = pick(kVerdicts);
+    run.is_retried = number(0, 4) == 0;
+    const int steps = number(0, 3);
+    for (int index = 0; index < steps; ++index) add_step(run, index);
+    return run;
+  }
+
+  void add_step(Run& run, int index) {
+    const int tries = number(1, 2) * number(1, 2);
+    for (int attempt = 1; attempt <= tries; ++attempt) {
+      Attempt one;
+      // A later version may have its steps in another order.
+      one.step = std::vector<std::string>{
+          "clock", "voltage", "fan"}[static_cast<std::size_t>(run.version == "1" ? index : 2 - index)];
+      one.index = index;
+      one.number = attempt;
+      one.outcome = pick(kOutcomes);
+      if (number(0, 9) > 0) one.seconds = number(1, 9999) / 1000.0;
+      if (number(0, 9) > 0) one.description = pick(kWords);
+      const int measurements = one.step == "voltage" ? number(0, 2) : 0;
+      for (int i = 0; i < measurements; ++i) one.measurements.push_back(measured(run));
+      run.attempts.push_back(one);
+    }
+  }
+
+  Measured measured(const Run& run) {
+    Measured one;
+    one.name = pick({"volts", "volts", "volts", "ripple"});
+    one.outcome = pick({"passed", "passed", "passed", "low", "high", "not_found"});
+    if (one.name == "volts") one.unit = "V";
+    if (one.name == "volts") one.low = 3.0;
+    if (run.version == "2") one.high = 3.6;
+    if (one.outcome != "not_found") one.value = 3.3 + number(-40, 40) / 100.0;
+    return one;
+  }
+
+  std::mt19937 random_;
+  std::vector<Run> runs_;
+};
+
+/// Bars stand side by side and hold each value once.
+void check_histogram(const json& measurement) {
+  const json& bars = measurement["histogram"];
+  ASSERT_LE(bars.size(), 25U);
+  std::int64_t values = 0;
+  for (std::size_t i = 0; i < bars.size(); ++i) {
+    values += bars[i]["values"].get<std::int64_t>();
+    EXPECT_EQ(bars[i]["from"], i > 0 ? bars[i - 1]["to"] : bars[i]["from"]);
+    EXPECT_LE(bars[i]["run_ids"].size(), 20U);
+  }
+  EXPECT_EQ(values, measurement["values"].get<std::int64_t>());
+  if (bars.empty()) return;
+  EXPECT_LE(bars.front()["from"], measurement["minimum"]);
+  EXPECT_GE(bars.back()["to"], measurement["maximum"]);
+}
+
+class FiguresTest : public testing::Test {
+ protected:
+  const OwnDirectory directory_;
+  const std::string file_ = directory_.file("records.db");
+};
+
+TEST_F(FiguresTest, ThousandsOfRandomHistoriesGiveWhatLoopsOverTheirRunsGive) {
+  for (unsigned seed = 1; seed <= 120; ++seed) {
+    RandomLine line(seed);
+    const std::string file = directory_.file(std::to_string(seed) + ".db");
+    store(file, line.runs());
+    for (int i = 0; i < 25; ++i) {
+      const Window window = i == 0 ? Window() : line.window();
+      const json figures = figures_of(file, window);
+      for (const json& measurement : figures["measurements"]) check_histogram(measurement);
+      const std::string found = difference(comparable(figures), document_of(line.runs(), window));
+      ASSERT_EQ(found, "") << "seed " << seed << ", window " << i;
+    }
+  }
+}
+
+}  // namespace
