@@ -23,7 +23,9 @@ Moments moments_of(std::span<const double> values) {
   const auto [smallest, largest] = std::minmax_element(values.begin(), values.end());
   moments.minimum = *smallest;
   moments.maximum = *largest;
-  for (const double value : values) moments.mean += value / count;
+  double above = 0;  // the first value: what all values have in common is not rounded a million times
+  for (const double value : values) above += value - values.front();
+  moments.mean = values.front() + above / count;
   double second = 0, third = 0, fourth = 0;
   for (const double value : values) {
     const double difference = value - moments.mean;

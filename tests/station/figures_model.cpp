@@ -373,7 +373,7 @@ void store_attempt(t1station::Database& database, const Run& run, const Attempt&
 
 }  // namespace
 
-json document_of(const std::vector<Run>& runs, const Window& window) {
+json document_of(const Runs& runs, const Window& window) {
   std::vector<const Run*> everything, here;
   std::map<std::string, std::set<std::string>> plans;
   json document{{"from", or_null(window.from)}, {"to", or_null(window.to)},
@@ -428,7 +428,7 @@ std::string difference(const json& one, const json& other, const std::string& pa
   return one == other ? "" : both;
 }
 
-void store(const std::string& file, const std::vector<Run>& runs) {
+void store(const std::string& file, const Runs& runs) {
   t1station::Records{file};
   t1station::Database database(file, t1station::Database::Access::write);
   database.execute("PRAGMA synchronous = OFF");

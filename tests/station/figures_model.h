@@ -33,17 +33,19 @@ struct Run {
   std::vector<Attempt> attempts;  ///< a step's one behind the other, in the order of their numbers
 };
 
+using Runs = std::vector<Run>;
+
 struct Window {
   std::optional<std::string> from, to, plan;
 };
 
 /// The document that the figures of these runs must give; but the histogram's bars, normality and drift.
-nlohmann::json document_of(const std::vector<Run>& runs, const Window& window);
+nlohmann::json document_of(const Runs& runs, const Window& window);
 
 /// Where two documents differ, "" when they do not: numbers may differ in their last digits.
 std::string difference(const nlohmann::json& one, const nlohmann::json& other, const std::string& path = "");
 
 /// Stores the runs in a file of records, with SQL of its own, as the file's triggers allow it.
-void store(const std::string& file, const std::vector<Run>& runs);
+void store(const std::string& file, const Runs& runs);
 
 }  // namespace figures_model

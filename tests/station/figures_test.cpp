@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <random>
 
 #include "station/figures/records_figures.h"
@@ -57,7 +58,7 @@ class RandomLine {
     const int runs = number(0, 9) == 0 ? number(60, 120) : number(0, 20);
     for (int i = 0; i < runs; ++i) runs_.push_back(run(i));
   }
-  const std::vector<Run>& runs() const { return runs_; }
+  const Runs& runs() const { return runs_; }
 
   /// A window that begins and ends anywhere, or exactly at a run's start, or nowhere.
   Window window() {
@@ -127,7 +128,7 @@ class RandomLine {
   }
 
   std::mt19937 random_;
-  std::vector<Run> runs_;
+  Runs runs_;
 };
 
 /// Bars stand side by side and hold each value once.
@@ -165,6 +166,154 @@ TEST_F(FiguresTest, ThousandsOfRandomHistoriesGiveWhatLoopsOverTheirRunsGive) {
       ASSERT_EQ(found, "") << "seed " << seed << ", window " << i;
     }
   }
+}
+
+/// Runs of one step that measures; the slot is "1", and "2" for those that are named so.
+Runs measured_runs(const std::vector<double>& values) {
+  Runs runs;
+  for (const double value : values) {
+    Run run;
+    run.id = std::to_string(100000 + runs.size());
+    run.serial = "AB" + run.id;
+    run.plan = "main";
+    run.version = "1";
+    run.kind = "production";
+    run.station = "ICT-1";
+    run.slot = "1";
+    run.started = "2026-11-22T10:00:00.000Z";
+    run.verdict = "passed";
+    run.attempts.push_back(
+        {"fan", 0, 1, "passed", 1.0, "turns", {{"speed", "rpm", 0, 100, value, "passed"}}});
+    runs.push_back(run);
+  }
+  return runs;
+}
+
+/// 50 and a bit, in the manner of a bell: quantiles of the normal distribution, in an order without a trend.
+std::vector<double> good_values(int count) {
+  std::vector<double> values;
+  std::mt19937 random(1);
+  std::normal_distribution<double> bell(50, 5);
+  for (int i = 0; i < count; ++i) values.push_back(bell(random));
+  return values;
+}
+
+TEST_F(FiguresTest, ALineWithoutRunsHasNoYieldAndAllKeys) {
+  t1station::Records{file_};
+  const json figures = figures_of(file_, {});
+  for (const char* yield : {"first_pass_yield", "first_pass_yield_strict", "final_yield"}) {
+    EXPECT_TRUE(figures[yield].is_null()) << yield;
+  }
+  for (const char* list : {"plans", "failures", "steps", "slots", "measurements"}) {
+    EXPECT_EQ(figures[list], json::array()) << list;
+  }
+  EXPECT_EQ(figures["verdicts"].size(), 6U);
+  EXPECT_EQ(difference(figures, document_of({}, {})), "");
+}
+
+TEST_F(FiguresTest, AFileThatIsNotThereIsRefusedAndNotMade) {
+  EXPECT_THROW(t1station::RecordsFigures{file_}, t1station::RecordsRefused);
+  EXPECT_FALSE(std::filesystem::exists(file_));
+}
+
+TEST_F(FiguresTest, AUnitThatWasRunBeforeTheWindowIsNoNewOneInIt) {
+  {
+    t1station::Records records(file_);
+    records_support::fail(records, "AB00000001");
+    records_support::pass(records, "AB00000001");
+    records_support::pass(records, "AB00000002");
+    records_support::pass(records, "AB00000003", true);
+  }
+  const std::vector<t1station::StoredRun> runs = records_support::runs_of(file_);
+  json all = figures_of(file_, {});
+  EXPECT_DOUBLE_EQ(all["first_pass_yield"], 1 / 3.0) << "one failed, one was retried";
+  EXPECT_EQ(all["first_runs"]["run_ids"], json({runs[3].id, runs[0].id}));
+  EXPECT_DOUBLE_EQ(all["final_yield"], 1);
+  EXPECT_EQ(all["failures"][0]["words"], "said so");
+  ASSERT_LT(runs[0].started, runs[1].started);
+  const json later = figures_of(file_, {runs[1].started, {}, {}});
+  EXPECT_DOUBLE_EQ(later["first_pass_yield"], 0.5);
+  EXPECT_EQ(later["units"], 3);
+  EXPECT_EQ(later["runs"], 3) << "the beginning is inside";
+  EXPECT_EQ(figures_of(file_, {{}, runs[1].started, {}})["runs"], 1) << "the end is not";
+}
+
+TEST_F(FiguresTest, WhatIsStoredWhileFiguresAreFoundIsInNoneOfThem) {
+  t1station::Records records(file_);
+  records_support::pass(records, "AB00000001");
+  t1station::RecordsFigures figures(file_);
+  const auto runs = [&figures] {
+    std::int64_t count = 0;
+    figures.rows("SELECT count(*) FROM run", {},
+                 [&count](const t1station::FigureRow& row) { count = row.integer(0); });
+    return count;
+  };
+  figures.at_one_moment([&] {
+    EXPECT_EQ(runs(), 1);
+    records_support::pass(records, "AB00000002");
+    EXPECT_EQ(runs(), 1);
+  });
+  EXPECT_EQ(runs(), 2);
+}
+
+TEST_F(FiguresTest, ASlotThatDiffersFromTheOthersIsMarkedFromTwentyRunsOn) {
+  Runs runs = measured_runs(std::vector<double>(60, 50));
+  for (std::size_t i = 0; i < runs.size(); ++i) {
+    if (i < 20) runs[i].slot = "2";
+    if (i < 8) runs[i].verdict = "failed";
+  }
+  store(file_, runs);
+  const json slots = figures_of(file_, {})["slots"];
+  EXPECT_LT(slots[1]["p"], 0.01);
+  EXPECT_TRUE(slots[1]["marked"]);
+  EXPECT_EQ(slots[1]["run_ids"].size(), 8U);
+  EXPECT_THAT(slots[0]["others"], (json{{"runs", 20}, {"not_passed", 8}}));
+  const std::string few = directory_.file("few.db");
+  runs.erase(runs.begin());
+  store(few, runs);
+  EXPECT_LT(figures_of(few, {})["slots"][1]["p"], 0.01);
+  EXPECT_FALSE(figures_of(few, {})["slots"][1]["marked"]) << "19 runs";
+}
+
+TEST_F(FiguresTest, ThirtyValuesHaveACapabilityAndTwentyNineHaveNone) {
+  for (const int count : {29, 30}) {
+    const std::string file = directory_.file(std::to_string(count));
+    store(file, measured_runs(good_values(count)));
+    const json measurement = figures_of(file, {})["measurements"][0];
+    for (const char* key : {"capability", "normality", "drift"}) {
+      EXPECT_EQ(measurement[key].is_null(), count == 29) << key;
+    }
+  }
+}
+
+/// What a terminal shows of a file.
+std::string text_of(const std::string& file) {
+  t1station::RecordsFigures records(file);
+  return t1station::figures_text(t1station::find_figures(records, {}));
+}
+
+TEST_F(FiguresTest, ValuesThatDriftOrAreNoBellAreWarnedOfAndGoodOnesAreNot) {
+  std::vector<double> values = good_values(100);
+  store(file_, measured_runs(values));
+  EXPECT_THAT(text_of(file_), testing::Not(HasSubstr("!")));
+  for (std::size_t i = 0; i < values.size(); ++i) values[i] += static_cast<double>(i) / 10;
+  store(directory_.file("drift"), measured_runs(values));
+  EXPECT_THAT(text_of(directory_.file("drift")), HasSubstr("! drifts by 1"));
+  for (std::size_t i = 0; i < values.size(); ++i) values[i] = i % 2 == 0 ? 20 : 60;
+  store(directory_.file("two"), measured_runs(values));
+  EXPECT_THAT(text_of(directory_.file("two")), HasSubstr("! not normally distributed (D'Agostino"));
+}
+
+TEST_F(FiguresTest, WhatABoardSaysNeitherSteersTheTerminalNorSpoilsTheTable) {
+  Runs runs = measured_runs({50, 50});
+  runs[0].attempts[0].outcome = runs[1].attempts[0].outcome = "failed";
+  runs[0].attempts[0].description = "=cmd()\t\x1b[31m\n电压 3 \"V\", \xff";
+  runs[1].attempts[0].description.reset();
+  runs[1].attempts[0].outcome = "timed_out";
+  store(file_, runs);
+  EXPECT_THAT(text_of(file_), HasSubstr("=cmd() \uFFFD[#m 电压 # \"V\", \uFFFD  31; 3\n"));
+  EXPECT_THAT(text_of(file_), HasSubstr("(timed_out)"));
+  EXPECT_EQ(figures_of(file_, {})["failures"].size(), 2U);
 }
 
 }  // namespace

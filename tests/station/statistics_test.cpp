@@ -93,6 +93,7 @@ TEST(StatisticsTest, ValuesThatDifferInTheirLastDigitsOnlyHaveNoSpread) {
   for (std::size_t i = 0; i < values.size(); i += 2) values[i] = 0.3 - 0.2;
   const Moments moments = moments_of(values);
   EXPECT_FALSE(moments.has_spread());
+  EXPECT_FALSE(moments_of(Values(1000000, 20.5)).has_spread());
   EXPECT_FALSE(capability_of(moments, 0, 1));
   EXPECT_FALSE(normality_of(moments));
   EXPECT_FALSE(drift_of(values, moments));

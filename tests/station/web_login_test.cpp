@@ -66,6 +66,7 @@ constexpr Right kRights[] = {
     {"GET", "/api/session", "", 401, 200, 200, 200},
     {"GET", "/api/runs", "", 401, 200, 200, 200},
     {"GET", "/api/runs/x", "", 401, 404, 404, 404},
+    {"GET", "/api/stats", "", 401, 200, 200, 200},
     {"POST", "/api/scan", "{\"text\": \"X\"}", 401, 403, 409, 409},
     {"POST", "/api/slots/1/stop", "{}", 401, 403, 409, 409},
     {"POST", "/api/slots/1/acknowledge", "{}", 401, 403, 409, 409},

@@ -194,6 +194,23 @@ TEST_F(WebRequestsTest, AQuestionAboutRunsThatMakesNoSenseIsRefused) {
   EXPECT_EQ(line_.get("/api/runs/'%20OR%201=1").status, 404);
 }
 
+TEST_F(WebRequestsTest, FiguresAreThoseOfTheRunsInTheWindow) {
+  {
+    t1station::Records records(line_.file.records);
+    records_support::pass(records, "AB00000001");
+    records_support::fail(records, "AB00000002");
+  }
+  start();
+  EXPECT_DOUBLE_EQ(line_.json("/api/stats")["first_pass_yield"], 0.5);
+  EXPECT_EQ(line_.json("/api/stats?plan=main-board&from=2020-01-01")["runs"], 2);
+  EXPECT_EQ(line_.json("/api/stats?plan=other")["runs"], 0);
+  EXPECT_EQ(line_.json("/api/stats?to=2020-01-01")["to"], "2020-01-01T00:00:00.000Z");
+  EXPECT_EQ(line_.json("/api/stats?plan='+OR+'1'='1")["runs"], 0);
+  for (const char* query : {"from=yesterday", "to=2026-02-30", "slot=1", "from=%ff"}) {
+    EXPECT_EQ(line_.get(std::string("/api/stats?") + query).status, 400) << query;
+  }
+}
+
 TEST_F(WebRequestsTest, ABodyThatMakesNoSenseIsRefused) {
   start();
   for (const char* body :
