@@ -14,12 +14,12 @@ namespace t1station {
 namespace {
 
 /// The words behind `stats`.
-struct Words {
+struct StatsWords {
   std::string file, from, to, plan;
   bool is_json = false;
 };
 
-int show(const Words& words, const Environment& around) {
+int show(const StatsWords& words, const Environment& around) {
   FigureWindow window{time_of("--from", words.from), time_of("--to", words.to), {}};
   if (!words.plan.empty()) window.plan = words.plan;
   RecordsFigures records(words.file);
@@ -32,7 +32,7 @@ int show(const Words& words, const Environment& around) {
 
 void add_stats_command(CLI::App& app, Action& action) {
   CLI::App* stats = app.add_subcommand("stats", "Show the figures of records; needs no board");
-  const auto words = std::make_shared<Words>();
+  const auto words = std::make_shared<StatsWords>();
   stats->add_option("FILE", words->file, "The records")->required();
   stats->add_option("--from", words->from,
                     "Only runs that started then or later: 2026-11-22, or a time in UTC");

@@ -1,19 +1,12 @@
 #include "station/report/figures_json.h"
 
 #include <array>
-#include <nlohmann/json.hpp>
 
 #include "station/figures/capability.h"
+#include "station/text/json.h"
 
 namespace t1station {
 namespace {
-
-using Json = nlohmann::ordered_json;
-
-template <typename T>
-Json json_or_null(const std::optional<T>& thing) {
-  return thing ? Json(*thing) : Json(nullptr);
-}
 
 Json share_of(std::int64_t part, std::int64_t all) {
   return json_or_null(Share{part, all}.value());
@@ -190,7 +183,7 @@ std::string figures_json(const Figures& figures) {
                   {"steps", steps_of(figures)},
                   {"slots", slots_of(figures)},
                   {"measurements", measurements_of(figures)}};
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+  return json_text(json);
 }
 
 }  // namespace t1station

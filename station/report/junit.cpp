@@ -12,7 +12,7 @@
 namespace t1station {
 namespace {
 
-std::string number_text(double number) {
+std::string measured_text(double number) {
   std::array<char, 64> text{};
   std::snprintf(text.data(), text.size(), "%.10g", number);
   return text.data();
@@ -30,7 +30,7 @@ void add_step(pugi::xml_node details, const Result& result) {
   if (!result.answer.empty()) add_property(details, "answer", result.answer);
   for (const Measurement& measurement : result.measurements) {
     const std::string value =
-        measurement.value ? number_text(*measurement.value) + " " + measurement.unit : "";
+        measurement.value ? measured_text(*measurement.value) + " " + measurement.unit : "";
     add_property(details, ("measurement " + measurement.name).c_str(), value + " " + measurement.outcome);
   }
 }
