@@ -217,8 +217,8 @@ def listen_port():
     return PORT
 
 
-def line_file(options, ports):
-    """The text of the line's file, for slots at these ports."""
+def line_file(options, ports, families, plans):
+    """The text of the line's file, for slots at these ports with boards of these families, whose plans are in a folder."""
 
     def table(heading, **values):
         return f"{heading}\n" + "".join(f"{key} = {json.dumps(value, ensure_ascii=False)}\n" for key, value in values.items())
@@ -226,8 +226,8 @@ def line_file(options, ports):
     listen = f"127.0.0.1:{options.port or listen_port()}"
     tables = [table("[station]", name="DEMO", records="records.db", listen=listen, language="en", board_wait=30, greeting_wait=100,
                     time_scale=options.speed)]
-    for (slot, port), family in zip(ports.items(), units.FAMILIES):
-        plan = os.path.relpath(options.plans / f"{family}.toml", options.folder)
+    for (slot, port), family in zip(ports.items(), families):
+        plan = os.path.relpath(plans / f"{family}.toml", options.folder)
         tables.append(table("[[slot]]", name=slot, board=f"127.0.0.1:{port}", plan=plan))
     return "\n".join(["# A line of simulated boards, written anew at each start.\n" + tables[0], *tables[1:]])
 
@@ -256,7 +256,7 @@ async def demonstrate(options):
     rack = Rack(options.build, options.folder)
     ports = {str(number): rack.add(str(number)) for number, _ in enumerate(units.FAMILIES, 1)}
     file = options.folder / "line.toml"
-    file.write_text(line_file(options, ports), encoding="utf-8")
+    file.write_text(line_file(options, ports, units.FAMILIES, options.plans), encoding="utf-8")
     station = Station(options.build, file, options.folder / "station.log")
     hands, tasks = None, []
     try:

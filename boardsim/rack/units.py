@@ -14,6 +14,7 @@ class Defect:
     faults: tuple = ()  # of the simulated board
     verdict: str = "failed"
     is_retried: bool = False  # a step passes or fails at its second attempt
+    failing: str = ""  # the names of the steps that fail or hang by it, as a pattern
     pulled: str = ""  # how the board is pulled out in the middle of its run; empty: it is not
     families: tuple = FAMILIES
 
@@ -21,17 +22,18 @@ class Defect:
 GOOD = Defect("nothing is wrong with it", verdict="passed")
 SHAKY = Defect("mounting its card fails once", ("mount #1 EIO",), verdict="passed", is_retried=True)
 SLOW = Defect("its SD card is so slow that the test hangs", ("medium /dev/mmc01 slow 60000", "medium /dev/mmc11 slow 60000"),
-              verdict="error")
+              verdict="error", failing="sd")
 PULLED = (Defect("it is pulled out, which resets its connection", verdict="error", pulled="reset"),
           Defect("it is pulled out without a word", verdict="error", pulled="silence"))
-BROKEN = (Defect("the wire of input T2 is cut", ("wire T2 cut",)),
-          Defect("output F1 is dead", ("output F1 dead",)),
-          Defect("input T1 is shorted to ground", ("short T1 GND",)),
-          Defect("it has no temperature sensor", ("sensors none",)),
-          Defect("its focus motor never comes to its limit", ("limit switch never",)),
-          Defect("its timing record is missing", ("record timing none",)),
-          Defect("it has no SD card", ("medium /dev/mmc01 absent",), is_retried=True, families=("normal", "k", "6484")),
-          Defect("the wires between RS485 ports 1 and 2 are cut", ("rs485 1 2 open",), families=("k",)))
+BROKEN = (Defect("the wire of input T2 is cut", ("wire T2 cut",), failing="alarm-[2-9]in.*"),
+          Defect("output F1 is dead", ("output F1 dead",), failing="alarm-.*"),
+          Defect("input T1 is shorted to ground", ("short T1 GND",), failing="alarm-.*"),
+          Defect("it has no temperature sensor", ("sensors none",), failing="temp"),
+          Defect("its focus motor never comes to its limit", ("limit switch never",), failing="abf"),
+          Defect("its timing record is missing", ("record timing none",), failing="get-tg"),
+          Defect("it has no SD card", ("medium /dev/mmc01 absent",), is_retried=True, failing="sd",
+                 families=("normal", "k", "6484")),
+          Defect("the wires between RS485 ports 1 and 2 are cut", ("rs485 1 2 open",), failing="rs485", families=("k",)))
 GOOD_IN_A_ROUND = 10  # beside three broken ones and one of each other kind
 
 

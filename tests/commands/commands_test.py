@@ -151,6 +151,11 @@ class Commands(unittest.TestCase):
         self.assertEqual(self.ends(4, "run", "--line", "--seed", "7", "--serial-by-hand")[0], "line --seed 7 --serial-by-hand\n")
         self.assertIn("--target boardtest boardsim boardsim_preload t1station\n", self.calls())
 
+    def test_a_shift_is_played_by_what_was_just_built(self):
+        self.stand_in(self.folder / "boardsim/rack/shift.py", 'import sys\nprint("shift", *sys.argv[1:])\nsys.exit(1)\n')
+        self.assertEqual(self.ends(1, "run", "--shift", "200", "--seed", "7")[0], "shift 200 --seed 7\n")
+        self.assertIn("--target boardtest boardsim boardsim_preload t1station\n", self.calls())
+
     def test_runs_side_by_side_keep_their_consoles_apart(self):
         (self.folder / "build/console").mkdir()
         with open(self.folder / "build/console/normal.log", "w") as taken:
@@ -170,6 +175,8 @@ class Commands(unittest.TestCase):
                         ["run", "--plan", "missing.toml", "--serial", "AB00000001"], ["run", "--faults", "--plan", "run"],
                         ["run", "--line", "--board", "k"], ["run", "--line", "--seed", "first"], ["run", "--seed", "3"],
                         ["run", "--line", "rtc"], ["run", "--serve", "--serial-by-hand"],
+                        ["run", "--shift"], ["run", "--shift", "all"], ["run", "--shift", "9", "--serial-by-hand"],
+                        ["run", "--shift", "9", "--line"], ["run", "--shift", "9", "rtc"],
                         ["test", "--asan", "--tsan"], ["test", "--tidy", "--only", "x"], ["test", "--fuzz", "long"],
                         ["test", "--arm", "--all"], ["test", "--only"], ["test", "--record", "--only", "x"],
                         ["test", "--record", "--asan"], ["test", "--record", "--tidy"], ["bench", "--nonsense"],

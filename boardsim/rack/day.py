@@ -1,0 +1,132 @@
+"""A day of a line: which units come to which slot, what is wrong with them and with the fixtures, when the station dies;
+drawn by a seed. And what a line that makes no mistake says of such a day, found without asking the line."""
+import collections
+import dataclasses
+import math
+import random
+import re
+
+import units
+
+GOOD_SHARE = 0.78
+UNSEEN = {  # wiring faults that no test of such a board can find
+    "normal": units.Defect("its inputs T3 and T4 are shorted, which no test finds", ("short T3 T4",), verdict="passed"),
+    "6484": units.Defect("its inputs T3 and SYNC are shorted, which no test finds", ("short T3 SYNC",), verdict="passed"),
+    "k": units.Defect("its output F8 is stuck closed, which no test finds", ("output F8 closed",), verdict="passed"),
+}
+WORN = units.Defect("the fixture's contact of input T1 is worn", ("wire T1 cut",), failing="alarm-.*")
+MARKED_BELOW = 0.01  # the probability at which a slot is marked
+MARKED_FROM = 20  # its runs
+
+
+@dataclasses.dataclass(frozen=True)
+class Day:
+    """`queues` has the units of each slot, in their order. The fixture of slot `worn` is bad from its unit `worn_from` on,
+    counted from 0. `deaths` has (slot, unit) in the middle of whose run the station is killed."""
+    queues: dict
+    worn: str
+    worn_from: int
+    deaths: frozenset
+
+    def is_worn(self, slot, place):
+        return slot == self.worn and place >= self.worn_from
+
+
+def draw(seed, count, slots):
+    """A day with so many units. `slots` are the families of the slots by their names."""
+    chance = random.Random(f"day {seed}")
+    letters = "".join(chance.choices("ABCDEFGHJKLMNPQRSTUVWXYZ", k=2))
+    number = chance.randrange(10**units.DIGITS // 2)
+    names = list(slots)
+    queues = {name: [] for name in names}
+    for place in range(count):
+        slot = names[place % len(names)]
+        family = slots[slot]
+        queues[slot].append(units.Unit(f"{letters}{number + place:0{units.DIGITS}}", family, draw_defect(chance, family)))
+    worn = chance.choice(names)
+    length = len(queues[worn])
+    deaths = {(slot, chance.randrange(len(queues[slot])))
+              for slot in (chance.choice(names) for _ in range(1 + count // 100)) if queues[slot]}
+    return Day(queues, worn, chance.randrange(length // 5, length // 2 + 1), frozenset(deaths))
+
+
+def draw_defect(chance, family):
+    if chance.random() < GOOD_SHARE:
+        return units.GOOD
+    kinds = [units.SHAKY] * 3 + [units.SLOW, chance.choice(units.PULLED)]
+    kinds += [chance.choice([broken for broken in units.BROKEN if family in broken.families]) for _ in range(6)]
+    kinds += [UNSEEN[family]] if family in UNSEEN else []
+    return chance.choice(kinds)
+
+
+@dataclasses.dataclass(frozen=True)
+class Run:
+    """A run as it was, or should have been."""
+    serial: str
+    plan: str
+    slot: str
+    verdict: str
+    is_retried: bool
+    failed_steps: frozenset = frozenset()  # whose last attempt failed or timed out
+
+
+def deserved(unit, is_worn, steps):
+    """Of a unit that is tested to the end in a plan of these steps: its verdict, whether it is retried, and what fails. A
+    defect that no step looks for passes."""
+    verdict, failing = "passed", set()
+    for cause in [WORN, unit.defect] if is_worn else [unit.defect]:
+        found = {step for step in steps if re.fullmatch(cause.failing, step)}
+        failing |= found
+        if found and verdict != "error":
+            verdict = cause.verdict
+    return verdict, unit.defect.is_retried, frozenset(failing)
+
+
+def figures(runs):
+    """What `t1station stats --json` says of these runs, in the order in which they began, as far as it is compared."""
+    by_unit = collections.defaultdict(list)
+    for run in runs:
+        by_unit[run.plan, run.serial].append(run)
+    firsts = [its[0] for its in by_unit.values()]
+    judged = [first for first in firsts if first.verdict in ("passed", "failed", "error")]
+    lasts = [its[-1] for its in by_unit.values()]
+    slots = {slot: [run for run in runs if run.slot == slot] for slot in sorted({run.slot for run in runs})}
+    return {
+        "runs": len(runs),
+        "units": len(by_unit),
+        "verdicts": dict(collections.Counter(run.verdict for run in runs)),
+        "retried": sum(run.is_retried for run in runs),
+        "first_pass_yield": share(judged, passed_at_once),
+        "first_pass_yield_strict": share(firsts, passed_at_once),
+        "final_yield": share(lasts, lambda run: run.verdict == "passed"),
+        "failing_steps": dict(collections.Counter((run.plan, step) for run in runs for step in run.failed_steps)),
+        "slots": {slot: (len(its), not_passed(its)) for slot, its in slots.items()},
+        "marked": sorted(slot for slot, its in slots.items() if is_marked(its, runs)),
+    }
+
+
+def passed_at_once(run):
+    return run.verdict == "passed" and not run.is_retried
+
+
+def share(runs, is_so):
+    return sum(map(is_so, runs)) / len(runs) if runs else None
+
+
+def not_passed(runs):
+    return sum(run.verdict != "passed" for run in runs)
+
+
+def is_marked(its, runs):
+    others = len(runs) - len(its)
+    return len(its) >= MARKED_FROM and others > 0 and fisher(not_passed(its), len(its), not_passed(runs), len(runs)) < MARKED_BELOW
+
+
+def fisher(bad, size, all_bad, total):
+    """Fisher's exact test, two-sided: how likely so uneven a share of bad ones is by chance."""
+
+    def ways(count):
+        return math.comb(all_bad, count) * math.comb(total - all_bad, size - count)
+
+    possible = [ways(count) for count in range(max(0, size - (total - all_bad)), min(all_bad, size) + 1)]
+    return sum(one for one in possible if one <= ways(bad)) / math.comb(total, size)
