@@ -5,7 +5,6 @@
 
 #include "station/app/exit_code.h"
 #include "station/app/records_words.h"
-#include "station/figures/figures.h"
 #include "station/figures/records_figures.h"
 #include "station/report/figures_json.h"
 #include "station/report/figures_text.h"
@@ -22,8 +21,7 @@ struct StatsWords {
 int show(const StatsWords& words, const Environment& around) {
   FigureWindow window{time_of("--from", words.from), time_of("--to", words.to), {}};
   if (!words.plan.empty()) window.plan = words.plan;
-  RecordsFigures records(words.file);
-  const Figures figures = find_figures(records, window);
+  const Figures figures = find_figures(words.file, window);
   around.out << (words.is_json ? figures_json(figures) + "\n" : figures_text(figures));
   return exit_code::kPassed;
 }

@@ -27,7 +27,7 @@ class FigureRow {
 ///
 /// Statements are SELECTs that SQLite 3.40 and PostgreSQL 15 understand alike: parameters are $1, $2 ... and
 /// texts, each may stand several times; a time is only ever a whole column that is compared with a
-/// parameter, and is never read; no truth value stands in a column of the answer.
+/// parameter or another such column, and is never read; no truth value stands in a column of the answer.
 class FigureDatabase {
  public:
   virtual ~FigureDatabase() = default;

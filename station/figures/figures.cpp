@@ -2,14 +2,21 @@
 
 #include <algorithm>
 
-#include "station/figures/measurement_figures.h"
-#include "station/figures/run_figures.h"
-#include "station/figures/step_figures.h"
+#include "station/figures/counting.h"
+#include "station/figures/digest_rows.h"
 
 namespace t1station {
-namespace {
+void FoundRuns::add(std::string_view run) {
+  ++count;
+  if (ids.size() < kMostIds) ids.emplace_back(run);
+}
 
-std::vector<PlanNamed> all_plans(FigureDatabase& database) {
+std::optional<double> Share::value() const {
+  if (all == 0) return std::nullopt;
+  return static_cast<double>(part) / static_cast<double>(all);
+}
+
+std::vector<PlanNamed> find_plans(FigureDatabase& database) {
   std::map<std::string, std::vector<std::string>> versions;
   database.rows("SELECT DISTINCT name, version FROM plan", {}, [&versions](const FigureRow& row) {
     versions[std::string(row.text(0))].emplace_back(row.text(1));
@@ -22,28 +29,16 @@ std::vector<PlanNamed> all_plans(FigureDatabase& database) {
   return plans;
 }
 
-}  // namespace
-
-void FoundRuns::add(std::string_view run) {
-  ++count;
-  if (ids.size() < kMostIds) ids.emplace_back(run);
-}
-
-std::optional<double> Share::value() const {
-  if (all == 0) return std::nullopt;
-  return static_cast<double>(part) / static_cast<double>(all);
-}
-
 Figures find_figures(FigureDatabase& database, const FigureWindow& window) {
-  Figures figures;
-  figures.window = window;
+  std::vector<PlanNamed> plans;
+  Digest digest;
   database.at_one_moment([&] {
-    figures.plans = all_plans(database);
-    find_run_figures(database, figures);
-    find_step_figures(database, figures);
-    find_measurement_figures(database, figures);
+    plans = find_plans(database);
+    digest = read_digest(database, window, false);
   });
-  return figures;
+  FigureCounting counting(window);
+  counting.add(digest);
+  return counting.finish(std::move(plans));
 }
 
 }  // namespace t1station

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "station/figures/figure_database.h"
+#include "station/figures/figures.h"
 
 namespace t1station {
 
@@ -25,5 +25,14 @@ class RecordsFigures : public FigureDatabase {
   std::string file_;
   std::unique_ptr<Database> database_;
 };
+
+/// Runs that a file must have before its days are kept beside it.
+inline constexpr std::int64_t kFewestKeptRuns = 10000;
+
+/// The figures of a window of a file. Days of a file of `fewest_kept` runs or more are kept beside it, in
+/// FILE-figures, by whoever owns the file, and found anew where runs were stored since. Throws as
+/// RecordsFigures does; that nothing can be kept is no error.
+Figures find_figures(const std::string& file, const FigureWindow& window,
+                     std::int64_t fewest_kept = kFewestKeptRuns);
 
 }  // namespace t1station

@@ -1,11 +1,10 @@
 #include "station/figures/step_figures.h"
 
 #include <algorithm>
-#include <map>
-#include <tuple>
+#include <cmath>
+#include <limits>
 
 #include "station/figures/sample.h"
-#include "station/figures/window_query.h"
 #include "station/figures/word_kind.h"
 
 namespace t1station {
@@ -13,26 +12,6 @@ namespace {
 
 constexpr std::size_t kMostExamples = 3;
 constexpr double kMostOfThem = 0.95;
-
-/// Columns of the SELECT, in its order.
-enum Column { kRun, kPlan, kStep, kIndex, kNumber, kOutcome, kSeconds, kWords };
-
-WindowQuery attempts_query(const FigureWindow& window) {
-  return {window,
-          "run.id, plan.name, attempt.step, attempt.step_index, attempt.number, attempt.outcome, "
-          "attempt.seconds, CASE attempt.outcome WHEN 'passed' THEN NULL ELSE attempt.description END",
-          "JOIN attempt ON attempt.run_id = run.id", "run.kind = 'production' AND run.verdict IS NOT NULL",
-          ", attempt.step_index, attempt.number"};
-}
-
-/// The attempts of one step in one run.
-struct Tries {
-  std::string run, plan, step;
-  std::int64_t index = 0, count = 0;
-  bool has_failed = false;  ///< or not passed for another reason, at least once
-  std::string last_outcome;
-  std::optional<std::string> last_words;
-};
 
 void add_numbers(std::vector<std::pair<double, double>>& ranges, const std::vector<double>& numbers) {
   for (std::size_t i = 0; i < numbers.size(); ++i) {
@@ -42,108 +21,90 @@ void add_numbers(std::vector<std::pair<double, double>>& ranges, const std::vect
   }
 }
 
-/// Counts attempts, newest runs first, each step's in their order.
-class Counting {
- public:
-  explicit Counting(Figures& figures) : figures_(figures) {}
-
-  void add(const FigureRow& row) {
-    const bool is_same_step =
-        row.integer(kIndex) == tries_.index && row.text(kRun) == tries_.run && tries_.count > 0;
-    if (!is_same_step) {
-      end_step();
-      begin_step(row);
-    }
-    ++tries_.count;
-    ++step_->figures.attempts;
-    tries_.last_outcome = row.text(kOutcome);
-    ++step_->figures.outcomes[tries_.last_outcome];
-    if (tries_.last_outcome != "passed") tries_.has_failed = true;
-    tries_.last_words.reset();
-    if (!row.is_null(kWords)) tries_.last_words = row.text(kWords);
-    if (!row.is_null(kSeconds)) step_->seconds.push_back(row.real(kSeconds));
-  }
-
-  void finish() {
-    end_step();
-    for (auto& [name, step] : steps_) {
-      if (!step.seconds.empty()) {
-        step.figures.median = quantile(step.seconds, 0.5);
-        step.figures.percentile_95 = quantile(step.seconds, kMostOfThem);
-      }
-      figures_.steps.push_back(std::move(step.figures));
-    }
-    std::sort(figures_.steps.begin(), figures_.steps.end(), [](const StepFigures& a, const StepFigures& b) {
-      return std::tie(a.plan, a.index, a.step) < std::tie(b.plan, b.index, b.step);
-    });
-    for (auto& [name, kind] : kinds_) figures_.failures.push_back(std::move(kind));
-    std::stable_sort(figures_.failures.begin(), figures_.failures.end(),
-                     [](const FailureKind& a, const FailureKind& b) { return a.runs.count > b.runs.count; });
-  }
-
- private:
-  struct Step {
-    StepFigures figures;
-    std::vector<double> seconds;
-  };
-  using KindName = std::tuple<std::string, std::string, std::optional<std::string>>;
-
-  void begin_step(const FigureRow& row) {
-    tries_ = {};
-    tries_.run = row.text(kRun);
-    tries_.plan = row.text(kPlan);
-    tries_.step = row.text(kStep);
-    tries_.index = row.integer(kIndex);
-    const auto [found, is_new] = steps_.try_emplace({tries_.plan, tries_.step});
-    step_ = &found->second;
-    if (is_new) {
-      step_->figures.plan = tries_.plan;
-      step_->figures.step = tries_.step;
-      step_->figures.index = tries_.index;
-    }
-    step_->figures.index = std::min(step_->figures.index, tries_.index);
-  }
-
-  void end_step() {
-    if (tries_.count == 0) return;
-    ++step_->figures.runs;
-    if (tries_.count > 1) step_->figures.retried.add(tries_.run);
-    if (tries_.has_failed) step_->figures.not_passed.add(tries_.run);
-    if (tries_.last_outcome != "passed") add_failure();
-  }
-
-  void add_failure() {
-    WordKind words;
-    KindName name{tries_.plan, tries_.step, {}};
-    if (tries_.last_words) {
-      words = word_kind(*tries_.last_words);
-      std::get<2>(name) = words.words;
-    }
-    const auto [found, is_new] = kinds_.try_emplace(name);
-    FailureKind& kind = found->second;
-    if (is_new) std::tie(kind.plan, kind.step, kind.words) = name;
-    kind.runs.add(tries_.run);
-    ++kind.outcomes[tries_.last_outcome];
-    add_numbers(kind.numbers, words.numbers);
-    const bool is_known = !tries_.last_words || std::find(kind.examples.begin(), kind.examples.end(),
-                                                          *tries_.last_words) != kind.examples.end();
-    if (!is_known && kind.examples.size() < kMostExamples) kind.examples.push_back(*tries_.last_words);
-  }
-
-  Figures& figures_;
-  std::map<std::pair<std::string, std::string>, Step> steps_;
-  std::map<KindName, FailureKind> kinds_;
-  Tries tries_;
-  Step* step_ = nullptr;
-};
+void add_example(std::vector<std::string>& examples, const std::string& words) {
+  if (examples.size() == kMostExamples) return;
+  if (std::find(examples.begin(), examples.end(), words) == examples.end()) examples.push_back(words);
+}
 
 }  // namespace
 
-void find_step_figures(FigureDatabase& database, Figures& figures) {
-  const WindowQuery query = attempts_query(figures.window);
-  Counting counting(figures);
-  database.rows(query.sql, query.parameters, [&counting](const FigureRow& row) { counting.add(row); });
-  counting.finish();
+void StepCounting::open(const Digest& digest) {
+  digest_ = &digest;
+  places_.clear();
+  for (const Digest::Try& tried : digest.tries) {
+    const std::pair<std::string, std::string> name(digest.text(tried.plan), digest.text(tried.step));
+    const auto [found, is_new] = steps_.try_emplace(name);
+    Step& step = found->second;
+    if (is_new) {
+      step.figures.plan = name.first;
+      step.figures.step = name.second;
+      step.figures.index = std::numeric_limits<std::int64_t>::max();
+    }
+    const std::string outcome(digest.text(tried.outcome));
+    places_.push_back({&step, &step.figures.outcomes[outcome], outcome == "passed"});
+  }
+}
+
+void StepCounting::add(const Digest::Run& run) {
+  const std::string_view id = digest_->text(run.id);
+  const std::size_t end = run.first_attempt + run.attempts;
+  for (std::size_t begin = run.first_attempt; begin < end;) {
+    const Digest::Try& first = digest_->tries[digest_->attempts[begin].tried];
+    Step& step = *places_[digest_->attempts[begin].tried].step;
+    step.figures.index = std::min<std::int64_t>(step.figures.index, first.index);
+    std::size_t next = begin;
+    bool is_passed = true, are_all_passed = true;
+    for (; next < end && digest_->tries[digest_->attempts[next].tried].index == first.index; ++next) {
+      const Digest::Attempt& attempt = digest_->attempts[next];
+      const Place& place = places_[attempt.tried];
+      ++*place.outcomes;
+      is_passed = place.is_passed;
+      are_all_passed = are_all_passed && is_passed;
+      if (!std::isnan(attempt.seconds)) step.seconds.push_back(attempt.seconds);
+    }
+    ++step.figures.runs;
+    step.figures.attempts += static_cast<std::int64_t>(next - begin);
+    if (next - begin > 1) step.figures.retried.add(id);
+    if (!are_all_passed) step.figures.not_passed.add(id);
+    if (!is_passed) add_failure(digest_->attempts[next - 1], id);
+    begin = next;
+  }
+}
+
+void StepCounting::add_failure(const Digest::Attempt& last, std::string_view run) {
+  const Digest::Try& tried = digest_->tries[last.tried];
+  FailureName name(digest_->text(tried.plan), digest_->text(tried.step), std::nullopt);
+  WordKind kind;
+  const std::string words(digest_->text(last.words));
+  if (last.words != Digest::kNone) {
+    kind = word_kind(words);
+    std::get<2>(name) = kind.words;
+  }
+  const auto [found, is_new] = failures_.try_emplace(name);
+  FailureKind& failure = found->second;
+  if (is_new) std::tie(failure.plan, failure.step, failure.words) = name;
+  failure.runs.add(run);
+  ++failure.outcomes[std::string(digest_->text(tried.outcome))];
+  add_numbers(failure.numbers, kind.numbers);
+  if (last.words != Digest::kNone) add_example(failure.examples, words);
+}
+
+void StepCounting::finish() {
+  for (auto& [name, step] : steps_) {
+    if (step.figures.runs == 0) continue;  // all its runs lie outside the window
+    std::erase_if(step.figures.outcomes, [](const auto& outcome) { return outcome.second == 0; });
+    if (!step.seconds.empty()) {
+      step.figures.median = quantile(step.seconds, 0.5);
+      step.figures.percentile_95 = quantile(step.seconds, kMostOfThem);
+    }
+    figures_.steps.push_back(std::move(step.figures));
+  }
+  std::sort(figures_.steps.begin(), figures_.steps.end(), [](const StepFigures& a, const StepFigures& b) {
+    return std::tie(a.plan, a.index, a.step) < std::tie(b.plan, b.index, b.step);
+  });
+  for (auto& [name, failure] : failures_) figures_.failures.push_back(std::move(failure));
+  std::stable_sort(figures_.failures.begin(), figures_.failures.end(),
+                   [](const FailureKind& a, const FailureKind& b) { return a.runs.count > b.runs.count; });
 }
 
 }  // namespace t1station

@@ -6,7 +6,6 @@
 #include <charconv>
 #include <optional>
 
-#include "station/figures/figures.h"
 #include "station/figures/records_figures.h"
 #include "station/records/records.h"
 #include "station/report/figures_json.h"
@@ -116,8 +115,7 @@ WebAnswer show_run(const Call& call, Subject& subject) {
 WebAnswer show_stats(const Call& call, Subject& subject) {
   refuse_other_names(call.target, {"from", "to", "plan"});
   const FigureWindow window{asked_time(call, "from"), asked_time(call, "to"), asked(call, "plan")};
-  RecordsFigures records(subject.records_file());
-  return json_answer(figures_json(find_figures(records, window)));
+  return json_answer(figures_json(find_figures(subject.records_file(), window)));
 }
 
 WebAnswer show_metrics(const Call& /*call*/, Subject& subject) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <map>
 #include <set>
 
@@ -371,6 +372,23 @@ void store_attempt(t1station::Database& database, const Run& run, const Attempt&
       .run();
 }
 
+void store_end(t1station::Database& database, const Run& run) {
+  t1station::Statement(database,
+                       "UPDATE run SET ended = started, verdict = ?, retried = ?, "
+                       "sequence = (SELECT coalesce(max(sequence), 0) + 1 FROM run) WHERE id = ?")
+      .bind(*run.verdict)
+      .bind(std::int64_t{run.is_retried})
+      .bind(run.id)
+      .run();
+}
+
+std::unique_ptr<t1station::Database> open_for_writing(const std::string& file) {
+  if (!std::filesystem::exists(file)) t1station::Records{file};
+  auto database = std::make_unique<t1station::Database>(file, t1station::Database::Access::write);
+  database->execute("PRAGMA synchronous = OFF");
+  return database;
+}
+
 }  // namespace
 
 json document_of(const Runs& runs, const Window& window) {
@@ -429,32 +447,27 @@ std::string difference(const json& one, const json& other, const std::string& pa
 }
 
 void store(const std::string& file, const Runs& runs) {
-  t1station::Records{file};
-  t1station::Database database(file, t1station::Database::Access::write);
-  database.execute("PRAGMA synchronous = OFF");
+  const auto open = open_for_writing(file);
+  t1station::Database& database = *open;
   t1station::Transaction transaction(database);
-  std::set<std::string> plans;
-  std::int64_t sequence = 0;
   for (const Run& run : runs) {
     using t1station::value_or_null;
     const std::string plan = run.plan + " " + run.version;
-    if (plans.insert(plan).second) {
+    t1station::Statement known(database, "SELECT 1 FROM plan WHERE id = ?");
+    if (!known.bind(plan).step()) {
       insert(database, "plan (id, name, version, text)", {plan, run.plan, run.version, "x"});
     }
     insert(database, "run (id, serial, plan_id, kind, station, slot, number, started, software)",
            {run.id, run.serial, plan, run.kind, run.station, value_or_null(run.slot), std::int64_t{1},
             run.started, "test"});
     for (const Attempt& attempt : run.attempts) store_attempt(database, run, attempt);
-    if (!run.verdict) continue;
-    t1station::Statement(
-        database, "UPDATE run SET ended = started, verdict = ?, retried = ?, sequence = ? WHERE id = ?")
-        .bind(*run.verdict)
-        .bind(std::int64_t{run.is_retried})
-        .bind(++sequence)
-        .bind(run.id)
-        .run();
+    if (run.verdict) store_end(database, run);
   }
   transaction.commit();
+}
+
+void end(const std::string& file, const Run& run) {
+  store_end(*open_for_writing(file), run);
 }
 
 }  // namespace figures_model

@@ -45,7 +45,9 @@ nlohmann::json document_of(const Runs& runs, const Window& window);
 /// Where two documents differ, "" when they do not: numbers may differ in their last digits.
 std::string difference(const nlohmann::json& one, const nlohmann::json& other, const std::string& path = "");
 
-/// Stores the runs in a file of records, with SQL of its own, as the file's triggers allow it.
+/// Adds the runs to a file of records, with SQL of its own, as the file's triggers allow it.
 void store(const std::string& file, const Runs& runs);
+/// Ends a run of the file that has not ended, as it is here.
+void end(const std::string& file, const Run& run);
 
 }  // namespace figures_model

@@ -77,7 +77,7 @@ class RandomLine {
   /// One of few, so that runs start together and windows begin with them.
   std::string time() {
     const int place = number(0, 40);
-    return "2026-11-" + std::to_string(20 + place / 24) + "T" + std::to_string(100 + place % 24).substr(1) +
+    return "2026-11-" + std::to_string(15 + place / 4) + "T" + std::to_string(100 + place % 4 * 6).substr(1) +
            ":00:00.000Z";
   }
 
@@ -164,6 +164,37 @@ TEST_F(FiguresTest, ThousandsOfRandomHistoriesGiveWhatLoopsOverTheirRunsGive) {
       for (const json& measurement : figures["measurements"]) check_histogram(measurement);
       const std::string found = difference(comparable(figures), document_of(line.runs(), window));
       ASSERT_EQ(found, "") << "seed " << seed << ", window " << i;
+    }
+  }
+}
+
+json kept_figures_of(const std::string& file, const Window& window) {
+  return json::parse(
+      t1station::figures_json(t1station::find_figures(file, {window.from, window.to, window.plan}, 1)));
+}
+
+TEST_F(FiguresTest, KeptDaysAlwaysSayWhatTheRunsSay) {
+  for (unsigned seed = 1001; seed <= 1025; ++seed) {
+    RandomLine line(seed);
+    const std::string file = directory_.file(std::to_string(seed) + ".db");
+    Runs stored;
+    // Runs come in any order of their times, as with a clock that is set back; some end later.
+    for (std::size_t done = 0; done < line.runs().size();) {
+      const std::size_t next = std::min(done + 3 + seed % 7, line.runs().size());
+      for (figures_model::Run& open : stored) {
+        if (open.verdict || seed % 2 == 0) continue;
+        open.verdict = "failed";
+        end(file, open);
+        break;
+      }
+      store(file, Runs{line.runs().begin() + static_cast<std::ptrdiff_t>(done),
+                       line.runs().begin() + static_cast<std::ptrdiff_t>(next)});
+      for (; done < next; ++done) stored.push_back(line.runs()[done]);
+      for (const Window& window : {Window(), line.window()}) {
+        const std::string found =
+            difference(comparable(kept_figures_of(file, window)), document_of(stored, window));
+        ASSERT_EQ(found, "") << "seed " << seed << ", " << done << " runs";
+      }
     }
   }
 }
@@ -314,6 +345,33 @@ TEST_F(FiguresTest, WhatABoardSaysNeitherSteersTheTerminalNorSpoilsTheTable) {
   EXPECT_THAT(text_of(file_), HasSubstr("=cmd() \uFFFD[#m 电压 # \"V\", \uFFFD  31; 3\n"));
   EXPECT_THAT(text_of(file_), HasSubstr("(timed_out)"));
   EXPECT_EQ(figures_of(file_, {})["failures"].size(), 2U);
+}
+
+TEST_F(FiguresTest, KeptDaysThatAreDamagedOrAnotherFilesAreFoundAnew) {
+  const Runs runs = measured_runs(good_values(40)), others = measured_runs(good_values(30));
+  const std::string kept = file_ + "-figures";
+  const auto expect_right = [&](const Runs& stored) {
+    EXPECT_EQ(difference(comparable(kept_figures_of(file_, {})), document_of(stored, {})), "");
+  };
+  store(file_, runs);
+  expect_right(runs);
+  ASSERT_TRUE(std::filesystem::exists(kept));
+  const std::string good = records_support::content_of(kept);
+  for (std::size_t place = 0; place < good.size(); place += 397) {
+    std::string bad = good;
+    bad[place] = static_cast<char>(bad[place] ^ 0x10);
+    records_support::write(kept, bad);
+    expect_right(runs);
+  }
+  records_support::write(kept, "no database at all, and long enough to be taken for one by its length alone");
+  expect_right(runs);
+  EXPECT_EQ(records_support::column(kept, "SELECT count(*) > 0 FROM day").at(0), "1") << "kept anew";
+  std::filesystem::remove(file_);
+  store(file_, others);
+  expect_right(others);
+  std::filesystem::remove(kept);
+  std::filesystem::create_directory(kept);
+  expect_right(others);
 }
 
 }  // namespace
