@@ -7,11 +7,14 @@
 #include <memory>
 #include <system_error>
 
+#include "station/figures/figures.h"
+#include "station/figures/records_figures.h"
 #include "station/records/check.h"
 #include "station/records/reader.h"
 #include "station/records/records.h"
 #include "station/report/run_format.h"
 #include "station/report/run_text.h"
+#include "station/report/window_html.h"
 #include "station/report/whole_file.h"
 #include "station/run/result.h"
 #include "station/text/errors.h"
@@ -22,7 +25,8 @@ namespace {
 
 /// The words behind `records`.
 struct RecordsWords {
-  std::string file, run, serial, verdict, from, to, head, format, out, reason, operator_name;
+  std::string file, run, serial, plan, verdict, from, to, head, format, language, out, reason, operator_name;
+  bool is_gbk = false;
 };
 
 std::optional<std::string> word_or_nothing(const std::string& word) {
@@ -33,6 +37,7 @@ RunFilter filter_of(const RecordsWords& words) {
   RunFilter filter;
   filter.id = word_or_nothing(words.run);
   filter.serial = word_or_nothing(words.serial);
+  filter.plan = word_or_nothing(words.plan);
   filter.verdict = word_or_nothing(words.verdict);
   filter.from = time_of("--from", words.from);
   filter.to = time_of("--to", words.to);
@@ -74,13 +79,30 @@ int head(const RecordsWords& words, const Environment& around) {
   return exit_code::kPassed;
 }
 
+FormatChoice choice_of(const RecordsWords& words) {
+  if (words.is_gbk && words.format != "csv") throw UsageError("--gbk is for csv only");
+  if (!words.language.empty() && words.format != "html") throw UsageError("--language is for html only");
+  return {words.is_gbk ? CsvText::gbk : CsvText::utf8, language_named(words.language).value_or(Language::both)};
+}
+
+// Without a run or a unit it is the window's report.
+void write_window(const RecordsWords& words, RecordsReader& reader, Language language, const WritePiece& write) {
+  RecordsFigures database(words.file);
+  const FigureWindow window{time_of("--from", words.from), time_of("--to", words.to), word_or_nothing(words.plan)};
+  write(window_html(find_figures(database, window), reader, record_time(), language));
+}
+
 void write_runs(const RecordsWords& words, const WritePiece& write) {
   const RunFilter filter = filter_of(words);
+  const FormatChoice choice = choice_of(words);
   RecordsReader reader(words.file);
+  if (words.format == "html" && !filter.id && !filter.serial) {
+    return write_window(words, reader, choice.language, write);
+  }
   if (filter.id && !reader.run(*filter.id)) {
     throw UsageError("there is no run " + clean_text(*filter.id) + " in " + words.file);
   }
-  const RunFormat format = format_named(words.format);
+  const RunFormat format = format_named(words.format, choice);
   write(format.header());
   reader.for_each(filter, [&](const StoredRun& run) { write(format.run(run)); });
   write(format.footer());
@@ -132,6 +154,10 @@ std::string check_format(const std::string& word) {
   return "\"" + word + "\" is no format: there are " + all;
 }
 
+std::string check_language(const std::string& word) {
+  return language_named(word) ? "" : "\"" + word + "\" is no language: there are zh and en";
+}
+
 /// Makes the commands below `records`.
 class Builder {
  public:
@@ -154,6 +180,7 @@ class Builder {
 
   void add_window(CLI::App& command) {
     command.add_option("--serial", words_->serial, "Only runs of this unit");
+    command.add_option("--plan", words_->plan, "Only runs under the plan of this name");
     command.add_option("--from", words_->from,
                        "Only runs that started then or later: 2026-11-22, or a time in UTC");
     command.add_option("--to", words_->to, "Only runs that started before");
@@ -193,11 +220,15 @@ void add_records_command(CLI::App& app, Action& action) {
   CLI::App& exporting = builder.add("export", "Write whole runs in a form for other programs", export_runs);
   exporting
       .add_option("--format", words.format,
-                  "jsonl (one run a line), csv (one attempt a row), junit, ocp, cfx, or html (to print)")
+                  "jsonl (one run a line), csv (one attempt a row), junit, ocp, cfx, or html (to print: the "
+                  "runs of --run or --serial, else a report of the window)")
       ->required()
       ->check(CLI::Validator(check_format, ""));
   exporting.add_option("--run", words.run, "Only the run with this id");
   builder.add_window(exporting);
+  exporting.add_flag("--gbk", words.is_gbk, "csv in GBK instead of UTF-8");
+  exporting.add_option("--language", words.language, "html in zh or en instead of both")
+      ->check(CLI::Validator(check_language, ""));
   exporting.add_option("-o,--out", words.out, "Write to this file instead of standard output");
   CLI::App& releasing = builder.add("release", "Let a unit run again that has used up its runs", release);
   releasing.add_option("SERIAL", words.serial, "The unit's serial number")->required();

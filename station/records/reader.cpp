@@ -56,6 +56,8 @@ Query query_of(const RunFilter& filter) {
   add("run.id = ?", filter.id);
   add("run.serial = ?", filter.serial);
   add("run.verdict = ?", filter.verdict);
+  add("plan.name = ?", filter.plan);
+  add("run.kind = ?", filter.kind);
   add("run.started >= ?", filter.from);
   add("run.started < ?", filter.to);
   add("run.id < ?", filter.before);

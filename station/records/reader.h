@@ -28,6 +28,7 @@ std::optional<std::string> whole_time(std::string_view word);
 /// Which runs are wanted; a field without a value leaves none out.
 struct RunFilter {
   std::optional<std::string> id, serial, verdict;
+  std::optional<std::string> plan, kind;  ///< a plan's name, of any version; "production" or "check"
   std::optional<std::string> from, to;  ///< of `started`, as whole_time() gives them; `to` itself is outside
   std::optional<std::string> before;    ///< a run's id: only older ones
   std::optional<int> limit;             ///< the most runs

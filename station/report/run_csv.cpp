@@ -1,13 +1,17 @@
 #include "station/report/run_csv.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <vector>
 
 #include "station/report/run_json.h"
+#include "station/text/text.h"
 
 namespace t1station {
 namespace {
+
+constexpr std::string_view kMark = "\xEF\xBB\xBF";  // by which spreadsheets know UTF-8
 
 // In the order of row_of().
 constexpr std::string_view kHeader =
@@ -18,10 +22,20 @@ constexpr std::string_view kHeader =
     "seconds,outcome,board_name,description,request_base64,reply_base64,console_base64,answer,"
     "measurements\r\n";
 
+// Whether a spreadsheet may take a text for a formula. The full-width signs count as the others in an East
+// Asian one; the apostrophe is there so that taking one away always gives the text again.
+bool looks_like_formula(std::string_view text) {
+  constexpr std::array<std::string_view, 12> kSigns{"=", "+",  "-",  "@",  "\t", "\r",
+                                                    "\n", "'", "＝", "＋", "－", "＠"};
+  return std::any_of(kSigns.begin(), kSigns.end(),
+                     [text](std::string_view sign) { return text.starts_with(sign); });
+}
+
 std::string field(const std::string& text) {
-  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+  const std::string harmless = (looks_like_formula(text) ? "'" : "") + text;
+  if (harmless.find_first_of(",\"\r\n") == std::string::npos) return harmless;
   std::string quoted = "\"";
-  for (const char letter : text) quoted += letter == '"' ? std::string("\"\"") : std::string(1, letter);
+  for (const char letter : harmless) quoted += letter == '"' ? std::string("\"\"") : std::string(1, letter);
   return quoted + '"';
 }
 
@@ -45,7 +59,7 @@ std::string field(const std::optional<double>& number) {
 }
 
 std::string bytes_field(const std::optional<std::string>& bytes) {
-  return bytes ? base64(*bytes) : std::string();
+  return bytes ? field(base64(*bytes)) : std::string();
 }
 
 std::string joined(const std::vector<std::string>& fields) {
@@ -70,21 +84,21 @@ std::string attempt_fields(const StoredAttempt& attempt) {
                  field(attempt.step_index), field(attempt.number), field(attempt.code),
                  field(attempt.parameter), field(attempt.started), field(attempt.ended),
                  field(attempt.seconds), field(attempt.outcome), field(attempt.board_name),
-                 field(attempt.description), base64(attempt.request), bytes_field(attempt.reply),
+                 field(attempt.description), field(base64(attempt.request)), bytes_field(attempt.reply),
                  bytes_field(attempt.console), field(attempt.answer), field(measurements_json(attempt))});
 }
 
 }  // namespace
 
-std::string csv_header() {
-  return std::string(kHeader);
+std::string csv_header(CsvText text) {
+  return text == CsvText::gbk ? std::string(kHeader) : std::string(kMark) + std::string(kHeader);
 }
 
-std::string csv_rows(const StoredRun& run) {
+std::string csv_rows(const StoredRun& run, CsvText text) {
   const std::string common = run_fields(run);
   std::string rows;
   for (const StoredAttempt& attempt : run.attempts) rows += common + "," + attempt_fields(attempt) + "\r\n";
-  return rows;
+  return text == CsvText::gbk ? utf8_to_gbk(rows) : rows;
 }
 
 }  // namespace t1station

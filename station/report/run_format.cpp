@@ -26,21 +26,31 @@ RunFormat ocp() {
           nothing};
 }
 
+RunFormat csv(CsvText text) {
+  return {[text] { return csv_header(text); }, [text](const StoredRun& run) { return csv_rows(run, text); },
+          nothing};
+}
+
+RunFormat html(Language language) {
+  return {[language] { return html_header(Wording(language)("测试报告", "Test report"), language); },
+          [language](const StoredRun& run) { return html_run(run, language); }, html_footer};
+}
+
 }  // namespace
 
 std::span<const std::string_view> format_names() {
   return kNames;
 }
 
-RunFormat format_named(std::string_view name) {
+RunFormat format_named(std::string_view name, FormatChoice choice) {
   if (name == "jsonl") return {nothing, [](const StoredRun& run) { return run_json(run) + "\n"; }, nothing};
-  if (name == "csv") return {csv_header, csv_rows, nothing};
+  if (name == "csv") return csv(choice.csv_text);
   if (name == "junit")
     return {[] { return std::string(junit_header()); }, junit_suite,
             [] { return std::string(junit_footer()); }};
   if (name == "ocp") return ocp();
   if (name == "cfx") return {nothing, cfx_message, nothing};
-  if (name == "html") return {[] { return html_header("测试报告 Test report"); }, html_run, html_footer};
+  if (name == "html") return html(choice.language);
   throw std::out_of_range("no format " + std::string(name));
 }
 

@@ -7,6 +7,8 @@
 #include <string_view>
 
 #include "station/records/rows.h"
+#include "station/report/html.h"
+#include "station/report/run_csv.h"
 
 namespace t1station {
 
@@ -17,10 +19,16 @@ struct RunFormat {
   std::function<std::string()> footer;
 };
 
+/// What a person may choose of a format.
+struct FormatChoice {
+  CsvText csv_text = CsvText::utf8;
+  Language language = Language::both;  ///< of html
+};
+
 /// "jsonl", "csv", "junit", "ocp", "cfx", "html".
 std::span<const std::string_view> format_names();
 
 /// The format of that name, to write one file. Throws std::out_of_range when there is none.
-RunFormat format_named(std::string_view name);
+RunFormat format_named(std::string_view name, FormatChoice choice);
 
 }  // namespace t1station

@@ -113,7 +113,7 @@ std::size_t width_of(std::uint32_t code) {
 
 class Converter {
  public:
-  Converter() : handle_(iconv_open("UTF-8", "GBK")) {
+  explicit Converter(const char* to = "UTF-8", const char* from = "GBK") : handle_(iconv_open(to, from)) {
     // NOLINTNEXTLINE: iconv's own error value
     if (handle_ == reinterpret_cast<iconv_t>(-1)) throw std::runtime_error("this system cannot decode GBK");
   }
@@ -166,6 +166,26 @@ std::string gbk_to_utf8(std::string_view gbk) {
 
 std::string gbk_to_utf8_as_far_as_it_is(std::string_view gbk) {
   return gbk_as_far_as_it_is(Converter(), gbk);
+}
+
+std::string utf8_to_gbk(std::string_view utf8) {
+  const Converter converter("GBK", "UTF-8");
+  std::string input = clean_text(utf8);  // so that each byte which cannot be converted starts a character
+  std::string output(input.size(), '\0');  // no GBK character needs more bytes than its UTF-8 has
+  char* from = input.data();
+  char* to = output.data();
+  std::size_t from_left = input.size();
+  std::size_t to_left = output.size();
+  while (iconv(converter.get(), &from, &from_left, &to, &to_left) == static_cast<std::size_t>(-1)) {
+    *to++ = '?';
+    --to_left;
+    do {
+      ++from;
+      --from_left;
+    } while (from_left > 0 && (static_cast<unsigned char>(*from) & 0xC0U) == 0x80U);
+  }
+  output.resize(output.size() - to_left);
+  return output;
 }
 
 std::string printed_text(std::string_view bytes) {

@@ -14,6 +14,9 @@ std::string gbk_to_utf8(std::string_view gbk);
 /// The same as far as the bytes are GBK; each other byte becomes U+FFFD.
 std::string gbk_to_utf8_as_far_as_it_is(std::string_view gbk);
 
+/// UTF-8 as GBK; a character that GBK does not have becomes a question mark.
+std::string utf8_to_gbk(std::string_view utf8);
+
 /// Bytes that a board printed as UTF-8, line by line: a line that is UTF-8 is taken as it is, any other one
 /// as GBK. What is neither becomes U+FFFD.
 std::string printed_text(std::string_view bytes);

@@ -1,0 +1,346 @@
+#include "station/report/figures_html.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+#include "station/figures/capability.h"
+#include "station/report/verdict_words.h"
+
+namespace t1station {
+namespace {
+
+constexpr std::size_t kMostKinds = 50;  // of failures that are shown
+
+std::string share_text(const Share& share) {
+  if (share.all == 0) return "–";
+  std::array<char, 40> text{};
+  std::snprintf(text.data(), text.size(), "%.1f %%", 100 * *share.value());
+  return text.data();
+}
+
+std::string number_or_dash(const std::optional<double>& number) {
+  return number ? number_text(*number) : "–";
+}
+
+pugi::xml_node add_heading(pugi::xml_node table, const std::vector<std::pair<std::string, const char*>>& cells) {
+  pugi::xml_node row = add(add(table, "thead"), "tr");
+  for (const auto& [text, of_class] : cells) add(row, "th", text, of_class);
+  return add(table, "tbody");
+}
+
+/// Adds the sections one behind the other.
+class FiguresPage {
+ public:
+  FiguresPage(pugi::xml_node to, const Figures& figures, Wording say, const FigureLinks& links)
+      : to_(to), figures_(figures), say_(say), links_(links) {}
+
+  void add_all() {
+    add_tiles();
+    if (figures_.runs == 0) {
+      add(to_, "p", say_("这段时间内没有运行。", "There are no runs in this window."), "nothing");
+      return;
+    }
+    add_verdicts();
+    add_failures();
+    add_slots();
+    add_steps();
+    add_measurements();
+  }
+
+ private:
+  pugi::xml_node add_section(const std::string& title, const char* name) {
+    pugi::xml_node section = add(to_, "section");
+    set(section, "data-figures", name);
+    add(section, "h2", title);
+    return section;
+  }
+
+  // A number of runs that leads to them.
+  void add_runs(pugi::xml_node to, const FoundRuns& runs, const std::string& text) {
+    const bool leads = links_.runs && runs.count > 0 && !runs.ids.empty();
+    add_link(to, leads ? links_.runs(runs.ids, runs.count) : "", text, "runs");
+  }
+  void add_runs(pugi::xml_node to, const FoundRuns& runs) { add_runs(to, runs, std::to_string(runs.count)); }
+
+  std::string verdict_link(const std::string& verdict) const {
+    return links_.verdict ? links_.verdict(verdict) : std::string();
+  }
+
+  pugi::xml_node add_tile(pugi::xml_node tiles, const char* figure, const std::string& name,
+                          const std::string& number) {
+    pugi::xml_node tile = add(tiles, "div", {}, "tile");
+    set(tile, "data-figure", figure);
+    add(tile, "span", name);
+    add(tile, "b", number);
+    return tile;
+  }
+
+  void add_yield(pugi::xml_node tiles, const char* figure, const std::string& name, const Share& share,
+                 const FoundRuns& lost) {
+    pugi::xml_node tile = add_tile(tiles, figure, name, share_text(share));
+    pugi::xml_node of = add(tile, "span", {}, "of");
+    add_text(of, std::to_string(share.part) + " / " + std::to_string(share.all) + " " + say_("块板", "units"));
+    if (lost.count == 0) return;
+    add_text(of, " · ");
+    add_runs(of, lost, say_("未计入", "not counted") + " " + std::to_string(lost.count));
+  }
+
+  void add_tiles() {
+    pugi::xml_node tiles = add(to_, "div", {}, "tiles");
+    const std::int64_t first_lost = figures_.first_pass.all - figures_.first_pass.part;
+    FoundRuns lost = figures_.first_lost;
+    if (lost.count != first_lost) lost = {};  // they are of the strict one
+    add_yield(tiles, "first_pass_yield", say_("一次合格率", "First-pass yield"), figures_.first_pass, lost);
+    add_yield(tiles, "first_pass_yield_strict", say_("一次合格率（严格）", "First-pass yield, strict"),
+              figures_.first_pass_strict, figures_.first_lost);
+    add_yield(tiles, "final_yield", say_("最终合格率", "Final yield"), figures_.final, figures_.last_not_passed);
+    pugi::xml_node runs = add_tile(tiles, "runs", say_("运行次数", "Runs"), "");
+    add_link(runs.child("b"), verdict_link(""), std::to_string(figures_.runs));
+    std::string of = std::to_string(figures_.units) + " " + say_("块板", "units");
+    if (figures_.check_runs > 0)
+      of += " · " + say_("另有点检", "besides checks") + " " + std::to_string(figures_.check_runs);
+    add(runs, "span", of, "of");
+  }
+
+  void add_verdicts() {
+    pugi::xml_node section = add_section(say_("运行结果", "Runs by verdict"), "verdicts");
+    std::vector<std::pair<std::string, std::int64_t>> parts;
+    for (const char* verdict : {"passed", "failed", "error", "stopped", "interrupted", ""}) {
+      const auto found = figures_.verdicts.find(verdict);
+      if (found != figures_.verdicts.end()) parts.emplace_back(*verdict ? verdict : "open", found->second.count);
+    }
+    add_stack(section, parts);
+    pugi::xml_node body = add_heading(add(section, "table"), {{say_("结果", "Verdict"), ""},
+                                                             {say_("次数", "Runs"), "number"},
+                                                             {say_("比例", "Share"), "number"}});
+    for (const auto& [name, count] : parts) {
+      const bool is_open = name == "open";
+      if (is_open && count == 0) continue;
+      pugi::xml_node row = add(body, "tr");
+      set(row, "data-verdict", name);
+      add_verdict(add(row, "td"), is_open ? std::nullopt : std::optional(name), say_);
+      pugi::xml_node number = add(row, "td", {}, "number");
+      if (is_open) add_runs(number, figures_.verdicts.at(""));
+      else add_link(number, count > 0 ? verdict_link(name) : "", std::to_string(count), "runs");
+      add(row, "td", share_text({count, figures_.runs}), "number");
+    }
+    pugi::xml_node row = add(body, "tr");
+    set(row, "data-verdict", "retried");
+    add(row, "td", say_("其中有重测", "of these retried"), "nothing");
+    add_runs(add(row, "td", {}, "number"), figures_.retried);
+    add(row, "td", share_text({figures_.retried.count, figures_.runs - open_runs()}), "number");
+  }
+
+  std::int64_t open_runs() const {
+    const auto found = figures_.verdicts.find("");
+    return found == figures_.verdicts.end() ? 0 : found->second.count;
+  }
+
+  // The board's words, what their numbers were, and how the attempts ended.
+  void add_words(pugi::xml_node cell, const FailureKind& kind) {
+    std::string outcomes;
+    for (const auto& [outcome, runs] : kind.outcomes) {
+      outcomes += (outcomes.empty() ? "" : ", ") + outcome_words(outcome, say_);
+      if (kind.outcomes.size() > 1) outcomes += " " + std::to_string(runs);
+    }
+    add(cell, "div", kind.words ? *kind.words : say_("（无说明）", "(no words)"), kind.words ? "text" : "nothing");
+    std::string numbers;
+    for (const auto& [low, high] : kind.numbers) {
+      numbers += (numbers.empty() ? "# " : "; # ") + number_text(low);
+      if (low != high) numbers += " … " + number_text(high);
+    }
+    add(cell, "div", outcomes + (numbers.empty() ? "" : " · " + numbers), "small");
+  }
+
+  void add_failures() {
+    pugi::xml_node section = add_section(say_("不合格项目排列", "What did not pass, most frequent first"), "failures");
+    if (figures_.failures.empty()) {
+      add(section, "p", say_("所有运行均合格。", "Nothing: every run passed."), "nothing");
+      return;
+    }
+    std::vector<std::int64_t> counts;
+    for (const FailureKind& kind : figures_.failures) counts.push_back(kind.runs.count);
+    std::int64_t all = 0;
+    for (const std::int64_t count : counts) all += count;
+    add_pareto(section, counts, all);
+    pugi::xml_node body = add_heading(add(section, "table"), {{"#", "number"},
+                                                             {say_("次数", "Runs"), "number"},
+                                                             {say_("比例", "Share"), "number"},
+                                                             {say_("累计", "Together"), "number"},
+                                                             {say_("计划", "Plan"), ""},
+                                                             {say_("步骤", "Step"), ""},
+                                                             {say_("电路板的说明", "The board's words"), ""}});
+    const std::int64_t ended = figures_.runs - open_runs();
+    std::int64_t sum = 0;
+    for (std::size_t i = 0; i < std::min(figures_.failures.size(), kMostKinds); ++i) {
+      const FailureKind& kind = figures_.failures[i];
+      pugi::xml_node row = add(body, "tr");
+      set(row, "data-step", kind.step);
+      add(row, "td", std::to_string(i + 1), "number");
+      add_runs(add(row, "td", {}, "number"), kind.runs);
+      add(row, "td", share_text({kind.runs.count, ended}), "number");
+      add(row, "td", share_text({sum += kind.runs.count, all}), "number");
+      add(row, "td", kind.plan);
+      add(row, "td", kind.step);
+      add_words(add(row, "td"), kind);
+    }
+    if (figures_.failures.size() > kMostKinds) {
+      const std::string rest = std::to_string(figures_.failures.size() - kMostKinds);
+      add(section, "p", say_("另有 " + rest + " 种。", "And " + rest + " more."), "note");
+    }
+  }
+
+  void add_slots() {
+    pugi::xml_node section = add_section(say_("工位比较", "Slots side by side"), "slots");
+    pugi::xml_node body = add_heading(add(section, "table"),
+                                      {{say_("测试站", "Station"), ""},
+                                       {say_("工位", "Slot"), ""},
+                                       {say_("已结束", "Ended runs"), "number"},
+                                       {say_("未合格", "Not passed"), "number"},
+                                       {say_("比例", "Share"), "number"},
+                                       {"", "of-bar"},
+                                       {say_("其他工位", "Other slots"), "number"},
+                                       {"p", "number"},
+                                       {"", ""}});
+    double most = 0.01;
+    for (const SlotFigures& slot : figures_.slots) {
+      most = std::max({most, Share{slot.not_passed.count, slot.runs}.value().value_or(0), slot.others.value().value_or(0)});
+    }
+    for (const SlotFigures& slot : figures_.slots) {
+      const Share share{slot.not_passed.count, slot.runs};
+      pugi::xml_node row = add(body, "tr");
+      set(row, "data-slot", slot.slot.value_or(""));
+      if (slot.is_marked) set(row, "data-marked", "true");
+      add(row, "td", slot.station);
+      add(row, "td", slot.slot.value_or("–"));
+      add(row, "td", std::to_string(slot.runs), "number");
+      add_runs(add(row, "td", {}, "number"), slot.not_passed);
+      add(row, "td", share_text(share), "number");
+      add_bar(add(row, "td", {}, "of-bar"), share.value().value_or(0) / most,
+              slot.others.all > 0 ? *slot.others.value() / most : -1);
+      add(row, "td", share_text(slot.others), "number");
+      add(row, "td", number_or_dash(slot.p), "number");
+      pugi::xml_node mark = add(row, "td");
+      if (slot.is_marked) add(mark, "span", say_("与其他工位不同", "differs from the others"), "warning");
+    }
+    add(section, "p",
+        say_("竖线为其他工位的比例；p 为 Fisher 精确检验（双侧），p < 0.01 时标记。",
+             "The stroke is the other slots' share; p is that of Fisher's exact test, two-sided: marked below 0.01."),
+        "note");
+  }
+
+  void add_steps() {
+    if (figures_.steps.empty()) return;
+    pugi::xml_node section = add_section(say_("步骤", "Steps"), "steps");
+    pugi::xml_node body = add_heading(add(section, "table"),
+                                      {{say_("计划", "Plan"), ""},
+                                       {say_("步骤", "Step"), ""},
+                                       {say_("运行", "Runs"), "number"},
+                                       {say_("尝试", "Attempts"), "number"},
+                                       {say_("不合格", "Failed"), "number"},
+                                       {say_("未合格运行", "Runs not passed at once"), "number"},
+                                       {say_("重测", "Retried"), "number"},
+                                       {say_("中位数 (秒)", "Median (s)"), "number"},
+                                       {"95 % " + say_("(秒)", "(s)"), "number"},
+                                       {"", "of-bar"}});
+    double longest = 0;
+    for (const StepFigures& step : figures_.steps) longest = std::max(longest, step.percentile_95.value_or(0));
+    for (const StepFigures& step : figures_.steps) {
+      const auto failed = step.outcomes.find("failed");
+      pugi::xml_node row = add(body, "tr");
+      set(row, "data-step", step.step);
+      add(row, "td", step.plan);
+      add(row, "td", std::to_string(step.index + 1) + " " + step.step);
+      add(row, "td", std::to_string(step.runs), "number");
+      add(row, "td", std::to_string(step.attempts), "number");
+      add(row, "td", share_text({failed == step.outcomes.end() ? 0 : failed->second, step.attempts}), "number");
+      add_runs(add(row, "td", {}, "number"), step.not_passed);
+      add_runs(add(row, "td", {}, "number"), step.retried);
+      add(row, "td", number_or_dash(step.median), "number");
+      add(row, "td", number_or_dash(step.percentile_95), "number");
+      pugi::xml_node bar = add(row, "td", {}, "of-bar");
+      if (longest > 0) add_bar(bar, step.percentile_95.value_or(0) / longest, step.median.value_or(0) / longest);
+    }
+    add(section, "p", say_("横条到 95 % 分位数，竖线为中位数。", "The bar goes to the 95th percentile, the stroke is the median."),
+        "note");
+  }
+
+  void add_measurements() {
+    if (figures_.measurements.empty()) return;
+    pugi::xml_node section = add_section(say_("测量值", "Measurements"), "measurements");
+    pugi::xml_node cards = add(section, "div", {}, "halves");
+    for (const MeasurementFigures& one : figures_.measurements) add_measurement(cards, one);
+  }
+
+  void add_measurement(pugi::xml_node cards, const MeasurementFigures& one) {
+    pugi::xml_node card = add(cards, "div", {}, "card");
+    set(card, "data-measurement", one.name);
+    add(card, "h3", one.step + ": " + one.name + (one.unit ? " (" + *one.unit + ")" : ""));
+    add(card, "div", one.plan, "small");
+    add_histogram(card, one, links_.runs);
+    pugi::xml_node facts = add(card, "table", {}, "facts");
+    const auto add_fact = [&facts](const std::string& name, const std::string& value) {
+      pugi::xml_node row = add(facts, "tr");
+      add(row, "th", name);
+      return add(row, "td", value);
+    };
+    add_fact(say_("限值", "Limits"), number_or_dash(one.low) + " … " + number_or_dash(one.high));
+    add_fact(say_("数量", "Values"), std::to_string(one.values) + outside_text(one));
+    add_runs(add_fact(say_("超限的运行", "Runs outside"), ""), one.outside);
+    add_fact(say_("平均值 ± 标准差", "Mean ± deviation"),
+             number_or_dash(one.mean) + " ± " + number_or_dash(one.deviation));
+    add_fact(say_("最小 … 最大", "Least … most"), number_or_dash(one.minimum) + " … " + number_or_dash(one.maximum));
+    set(add_fact("Cpk", capability_text(one)), "data-figure", "cpk");
+    add_warnings(card, one);
+  }
+
+  std::string outside_text(const MeasurementFigures& one) const {
+    std::string text;
+    const auto add_count = [&text](std::int64_t count, const std::string& what) {
+      if (count > 0) text += ", " + std::to_string(count) + " " + what;
+    };
+    add_count(one.too_low, measured_words("low", say_));
+    add_count(one.too_high, measured_words("high", say_));
+    add_count(one.not_found, measured_words("not_found", say_));
+    return text;
+  }
+
+  std::string capability_text(const MeasurementFigures& one) const {
+    if (!one.capability) {
+      return one.values < static_cast<std::int64_t>(kFewestValues)
+                 ? say_("少于 30 个值", "of fewer than 30 values none")
+                 : "–";
+    }
+    return number_text(one.capability->cpk) + " (95 %: " + number_text(one.capability->low) + " … " +
+           number_text(one.capability->high) + ")";
+  }
+
+  void add_warnings(pugi::xml_node card, const MeasurementFigures& one) {
+    if (one.normality && one.normality->is_warning) {
+      add(card, "p",
+          say_("不是正态分布，Cpk 不可靠", "Not normally distributed: do not rely on its Cpk") + " (" + kNormalityTest +
+              ", p " + number_text(one.normality->p) + ")",
+          "warning");
+    }
+    if (one.drift && one.drift->is_warning) {
+      add(card, "p",
+          say_("随时间漂移", "Drifts with time, by") + " " + number_text(one.drift->rise) + " (" + kDriftTest + ", p " +
+              number_text(one.drift->p) + ")",
+          "warning");
+    }
+  }
+
+  pugi::xml_node to_;
+  const Figures& figures_;
+  Wording say_;
+  const FigureLinks& links_;
+};
+
+}  // namespace
+
+void add_figures(pugi::xml_node to, const Figures& figures, Wording say, const FigureLinks& links) {
+  FiguresPage(to, figures, say, links).add_all();
+}
+
+}  // namespace t1station
