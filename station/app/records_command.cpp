@@ -14,8 +14,8 @@
 #include "station/records/records.h"
 #include "station/report/run_format.h"
 #include "station/report/run_text.h"
-#include "station/report/window_html.h"
 #include "station/report/whole_file.h"
+#include "station/report/window_html.h"
 #include "station/run/result.h"
 #include "station/text/errors.h"
 #include "station/text/text.h"
@@ -82,13 +82,15 @@ int head(const RecordsWords& words, const Environment& around) {
 FormatChoice choice_of(const RecordsWords& words) {
   if (words.is_gbk && words.format != "csv") throw UsageError("--gbk is for csv only");
   if (!words.language.empty() && words.format != "html") throw UsageError("--language is for html only");
-  return {words.is_gbk ? CsvText::gbk : CsvText::utf8, language_named(words.language).value_or(Language::both)};
+  return {words.is_gbk ? CsvText::gbk : CsvText::utf8,
+          language_named(words.language).value_or(Language::both)};
 }
 
 // Without a run or a unit it is the window's report.
 void write_window(const RecordsWords& words, RecordsReader& reader, Language language, const WritePiece& write) {
   RecordsFigures database(words.file);
-  const FigureWindow window{time_of("--from", words.from), time_of("--to", words.to), word_or_nothing(words.plan)};
+  const FigureWindow window{time_of("--from", words.from), time_of("--to", words.to),
+                            word_or_nothing(words.plan)};
   write(window_html(find_figures(database, window), reader, record_time(), language));
 }
 

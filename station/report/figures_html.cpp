@@ -19,11 +19,20 @@ std::string share_text(const Share& share) {
   return text.data();
 }
 
+std::string chance_text(const std::optional<double>& p) {
+  if (!p) return "–";
+  if (*p < 0.0001) return "< 0.0001";
+  std::array<char, 40> text{};
+  std::snprintf(text.data(), text.size(), "%.2g", *p);
+  return text.data();
+}
+
 std::string number_or_dash(const std::optional<double>& number) {
   return number ? number_text(*number) : "–";
 }
 
-pugi::xml_node add_heading(pugi::xml_node table, const std::vector<std::pair<std::string, const char*>>& cells) {
+pugi::xml_node add_heading(pugi::xml_node table,
+                           const std::vector<std::pair<std::string, const char*>>& cells) {
   pugi::xml_node row = add(add(table, "thead"), "tr");
   for (const auto& [text, of_class] : cells) add(row, "th", text, of_class);
   return add(table, "tbody");
@@ -41,7 +50,9 @@ class FiguresPage {
       add(to_, "p", say_("这段时间内没有运行。", "There are no runs in this window."), "nothing");
       return;
     }
-    add_verdicts();
+    pugi::xml_node halves = add(to_, "div", {}, "halves");
+    add_verdicts(halves);
+    add_pareto_plot(halves);
     add_failures();
     add_slots();
     add_steps();
@@ -50,7 +61,10 @@ class FiguresPage {
 
  private:
   pugi::xml_node add_section(const std::string& title, const char* name) {
-    pugi::xml_node section = add(to_, "section");
+    return add_section(to_, title, name);
+  }
+  static pugi::xml_node add_section(pugi::xml_node to, const std::string& title, const char* name) {
+    pugi::xml_node section = add(to, "section");
     set(section, "data-figures", name);
     add(section, "h2", title);
     return section;
@@ -80,10 +94,11 @@ class FiguresPage {
                  const FoundRuns& lost) {
     pugi::xml_node tile = add_tile(tiles, figure, name, share_text(share));
     pugi::xml_node of = add(tile, "span", {}, "of");
-    add_text(of, std::to_string(share.part) + " / " + std::to_string(share.all) + " " + say_("块板", "units"));
+    add_text(of,
+             std::to_string(share.part) + " / " + std::to_string(share.all) + " " + say_("块板", "units"));
     if (lost.count == 0) return;
     add_text(of, " · ");
-    add_runs(of, lost, say_("未计入", "not counted") + " " + std::to_string(lost.count));
+    add_runs(of, lost, say_("未通过", "lost") + " " + std::to_string(lost.count));
   }
 
   void add_tiles() {
@@ -94,7 +109,8 @@ class FiguresPage {
     add_yield(tiles, "first_pass_yield", say_("一次合格率", "First-pass yield"), figures_.first_pass, lost);
     add_yield(tiles, "first_pass_yield_strict", say_("一次合格率（严格）", "First-pass yield, strict"),
               figures_.first_pass_strict, figures_.first_lost);
-    add_yield(tiles, "final_yield", say_("最终合格率", "Final yield"), figures_.final, figures_.last_not_passed);
+    add_yield(tiles, "final_yield", say_("最终合格率", "Final yield"), figures_.final,
+              figures_.last_not_passed);
     pugi::xml_node runs = add_tile(tiles, "runs", say_("运行次数", "Runs"), "");
     add_link(runs.child("b"), verdict_link(""), std::to_string(figures_.runs));
     std::string of = std::to_string(figures_.units) + " " + say_("块板", "units");
@@ -103,17 +119,17 @@ class FiguresPage {
     add(runs, "span", of, "of");
   }
 
-  void add_verdicts() {
-    pugi::xml_node section = add_section(say_("运行结果", "Runs by verdict"), "verdicts");
+  void add_verdicts(pugi::xml_node to) {
+    pugi::xml_node section = add_section(to, say_("运行结果", "Runs by verdict"), "verdicts");
     std::vector<std::pair<std::string, std::int64_t>> parts;
-    for (const char* verdict : {"passed", "failed", "error", "stopped", "interrupted", ""}) {
-      const auto found = figures_.verdicts.find(verdict);
-      if (found != figures_.verdicts.end()) parts.emplace_back(*verdict ? verdict : "open", found->second.count);
+    for (const char* verdict : {"passed", "failed", "error", "stopped", "interrupted"}) {
+      parts.emplace_back(verdict, runs_with(verdict));
     }
+    parts.emplace_back("open", runs_with(""));
     add_stack(section, parts);
-    pugi::xml_node body = add_heading(add(section, "table"), {{say_("结果", "Verdict"), ""},
-                                                             {say_("次数", "Runs"), "number"},
-                                                             {say_("比例", "Share"), "number"}});
+    pugi::xml_node body = add_heading(
+        add(section, "table"),
+        {{say_("结果", "Verdict"), ""}, {say_("次数", "Runs"), "number"}, {say_("比例", "Share"), "number"}});
     for (const auto& [name, count] : parts) {
       const bool is_open = name == "open";
       if (is_open && count == 0) continue;
@@ -121,19 +137,21 @@ class FiguresPage {
       set(row, "data-verdict", name);
       add_verdict(add(row, "td"), is_open ? std::nullopt : std::optional(name), say_);
       pugi::xml_node number = add(row, "td", {}, "number");
-      if (is_open) add_runs(number, figures_.verdicts.at(""));
-      else add_link(number, count > 0 ? verdict_link(name) : "", std::to_string(count), "runs");
+      if (is_open)
+        add_runs(number, figures_.verdicts.at(""));
+      else
+        add_link(number, count > 0 ? verdict_link(name) : "", std::to_string(count), "runs");
       add(row, "td", share_text({count, figures_.runs}), "number");
     }
     pugi::xml_node row = add(body, "tr");
     set(row, "data-verdict", "retried");
     add(row, "td", say_("其中有重测", "of these retried"), "nothing");
     add_runs(add(row, "td", {}, "number"), figures_.retried);
-    add(row, "td", share_text({figures_.retried.count, figures_.runs - open_runs()}), "number");
+    add(row, "td", share_text({figures_.retried.count, figures_.runs - runs_with("")}), "number");
   }
 
-  std::int64_t open_runs() const {
-    const auto found = figures_.verdicts.find("");
+  std::int64_t runs_with(const std::string& verdict) const {
+    const auto found = figures_.verdicts.find(verdict);
     return found == figures_.verdicts.end() ? 0 : found->second.count;
   }
 
@@ -144,7 +162,8 @@ class FiguresPage {
       outcomes += (outcomes.empty() ? "" : ", ") + outcome_words(outcome, say_);
       if (kind.outcomes.size() > 1) outcomes += " " + std::to_string(runs);
     }
-    add(cell, "div", kind.words ? *kind.words : say_("（无说明）", "(no words)"), kind.words ? "text" : "nothing");
+    add(cell, "div", kind.words ? *kind.words : say_("（无说明）", "(no words)"),
+        kind.words ? "text" : "nothing");
     std::string numbers;
     for (const auto& [low, high] : kind.numbers) {
       numbers += (numbers.empty() ? "# " : "; # ") + number_text(low);
@@ -153,25 +172,40 @@ class FiguresPage {
     add(cell, "div", outcomes + (numbers.empty() ? "" : " · " + numbers), "small");
   }
 
+  // How many of each kind of failure there are, and all together.
+  std::pair<std::vector<std::int64_t>, std::int64_t> failure_counts() const {
+    std::vector<std::int64_t> counts;
+    std::int64_t all = 0;
+    for (const FailureKind& kind : figures_.failures) {
+      counts.push_back(kind.runs.count);
+      all += kind.runs.count;
+    }
+    return {counts, all};
+  }
+
+  void add_pareto_plot(pugi::xml_node to) {
+    const auto [counts, all] = failure_counts();
+    if (all == 0) return;
+    add_pareto(add_section(to, say_("帕累托图", "Pareto of failures"), "pareto"), counts, all);
+  }
+
   void add_failures() {
-    pugi::xml_node section = add_section(say_("不合格项目排列", "What did not pass, most frequent first"), "failures");
+    pugi::xml_node section =
+        add_section(say_("不合格项目排列", "What did not pass, most frequent first"), "failures");
     if (figures_.failures.empty()) {
       add(section, "p", say_("所有运行均合格。", "Nothing: every run passed."), "nothing");
       return;
     }
-    std::vector<std::int64_t> counts;
-    for (const FailureKind& kind : figures_.failures) counts.push_back(kind.runs.count);
-    std::int64_t all = 0;
-    for (const std::int64_t count : counts) all += count;
-    add_pareto(section, counts, all);
-    pugi::xml_node body = add_heading(add(section, "table"), {{"#", "number"},
-                                                             {say_("次数", "Runs"), "number"},
-                                                             {say_("比例", "Share"), "number"},
-                                                             {say_("累计", "Together"), "number"},
-                                                             {say_("计划", "Plan"), ""},
-                                                             {say_("步骤", "Step"), ""},
-                                                             {say_("电路板的说明", "The board's words"), ""}});
-    const std::int64_t ended = figures_.runs - open_runs();
+    const std::int64_t all = failure_counts().second;
+    pugi::xml_node body =
+        add_heading(add(section, "table"), {{"#", "number"},
+                                            {say_("次数", "Runs"), "number"},
+                                            {say_("比例", "Share"), "number"},
+                                            {say_("累计", "Together"), "number"},
+                                            {say_("计划", "Plan"), ""},
+                                            {say_("步骤", "Step"), ""},
+                                            {say_("电路板的说明", "The board's words"), "words"}});
+    const std::int64_t ended = figures_.runs - runs_with("");
     std::int64_t sum = 0;
     for (std::size_t i = 0; i < std::min(figures_.failures.size(), kMostKinds); ++i) {
       const FailureKind& kind = figures_.failures[i];
@@ -183,7 +217,7 @@ class FiguresPage {
       add(row, "td", share_text({sum += kind.runs.count, all}), "number");
       add(row, "td", kind.plan);
       add(row, "td", kind.step);
-      add_words(add(row, "td"), kind);
+      add_words(add(row, "td", {}, "words"), kind);
     }
     if (figures_.failures.size() > kMostKinds) {
       const std::string rest = std::to_string(figures_.failures.size() - kMostKinds);
@@ -193,19 +227,19 @@ class FiguresPage {
 
   void add_slots() {
     pugi::xml_node section = add_section(say_("工位比较", "Slots side by side"), "slots");
-    pugi::xml_node body = add_heading(add(section, "table"),
-                                      {{say_("测试站", "Station"), ""},
-                                       {say_("工位", "Slot"), ""},
-                                       {say_("已结束", "Ended runs"), "number"},
-                                       {say_("未合格", "Not passed"), "number"},
-                                       {say_("比例", "Share"), "number"},
-                                       {"", "of-bar"},
-                                       {say_("其他工位", "Other slots"), "number"},
-                                       {"p", "number"},
-                                       {"", ""}});
+    pugi::xml_node body = add_heading(add(section, "table"), {{say_("测试站", "Station"), ""},
+                                                              {say_("工位", "Slot"), ""},
+                                                              {say_("已结束", "Ended runs"), "number"},
+                                                              {say_("未合格", "Not passed"), "number"},
+                                                              {say_("比例", "Share"), "number"},
+                                                              {"", "of-bar"},
+                                                              {say_("其他工位", "Other slots"), "number"},
+                                                              {"p", "number"},
+                                                              {"", ""}});
     double most = 0.01;
     for (const SlotFigures& slot : figures_.slots) {
-      most = std::max({most, Share{slot.not_passed.count, slot.runs}.value().value_or(0), slot.others.value().value_or(0)});
+      most = std::max({most, Share{slot.not_passed.count, slot.runs}.value().value_or(0),
+                       slot.others.value().value_or(0)});
     }
     for (const SlotFigures& slot : figures_.slots) {
       const Share share{slot.not_passed.count, slot.runs};
@@ -220,32 +254,34 @@ class FiguresPage {
       add_bar(add(row, "td", {}, "of-bar"), share.value().value_or(0) / most,
               slot.others.all > 0 ? *slot.others.value() / most : -1);
       add(row, "td", share_text(slot.others), "number");
-      add(row, "td", number_or_dash(slot.p), "number");
+      add(row, "td", chance_text(slot.p), "number");
       pugi::xml_node mark = add(row, "td");
       if (slot.is_marked) add(mark, "span", say_("与其他工位不同", "differs from the others"), "warning");
     }
     add(section, "p",
         say_("竖线为其他工位的比例；p 为 Fisher 精确检验（双侧），p < 0.01 时标记。",
-             "The stroke is the other slots' share; p is that of Fisher's exact test, two-sided: marked below 0.01."),
+             "The stroke is the other slots' share; p is that of Fisher's exact test, two-sided: marked "
+             "below 0.01."),
         "note");
   }
 
   void add_steps() {
     if (figures_.steps.empty()) return;
     pugi::xml_node section = add_section(say_("步骤", "Steps"), "steps");
-    pugi::xml_node body = add_heading(add(section, "table"),
-                                      {{say_("计划", "Plan"), ""},
-                                       {say_("步骤", "Step"), ""},
-                                       {say_("运行", "Runs"), "number"},
-                                       {say_("尝试", "Attempts"), "number"},
-                                       {say_("不合格", "Failed"), "number"},
-                                       {say_("未合格运行", "Runs not passed at once"), "number"},
-                                       {say_("重测", "Retried"), "number"},
-                                       {say_("中位数 (秒)", "Median (s)"), "number"},
-                                       {"95 % " + say_("(秒)", "(s)"), "number"},
-                                       {"", "of-bar"}});
+    pugi::xml_node body =
+        add_heading(add(section, "table"), {{say_("计划", "Plan"), ""},
+                                            {say_("步骤", "Step"), ""},
+                                            {say_("运行", "Runs"), "number"},
+                                            {say_("尝试", "Attempts"), "number"},
+                                            {say_("不合格", "Failed"), "number"},
+                                            {say_("未合格运行", "Runs not passed at once"), "number"},
+                                            {say_("重测", "Retried"), "number"},
+                                            {say_("中位数 (秒)", "Median (s)"), "number"},
+                                            {"95 % " + say_("(秒)", "(s)"), "number"},
+                                            {"", "of-bar"}});
     double longest = 0;
-    for (const StepFigures& step : figures_.steps) longest = std::max(longest, step.percentile_95.value_or(0));
+    for (const StepFigures& step : figures_.steps)
+      longest = std::max(longest, step.percentile_95.value_or(0));
     for (const StepFigures& step : figures_.steps) {
       const auto failed = step.outcomes.find("failed");
       pugi::xml_node row = add(body, "tr");
@@ -254,15 +290,19 @@ class FiguresPage {
       add(row, "td", std::to_string(step.index + 1) + " " + step.step);
       add(row, "td", std::to_string(step.runs), "number");
       add(row, "td", std::to_string(step.attempts), "number");
-      add(row, "td", share_text({failed == step.outcomes.end() ? 0 : failed->second, step.attempts}), "number");
+      add(row, "td", share_text({failed == step.outcomes.end() ? 0 : failed->second, step.attempts}),
+          "number");
       add_runs(add(row, "td", {}, "number"), step.not_passed);
       add_runs(add(row, "td", {}, "number"), step.retried);
       add(row, "td", number_or_dash(step.median), "number");
       add(row, "td", number_or_dash(step.percentile_95), "number");
       pugi::xml_node bar = add(row, "td", {}, "of-bar");
-      if (longest > 0) add_bar(bar, step.percentile_95.value_or(0) / longest, step.median.value_or(0) / longest);
+      if (longest > 0)
+        add_bar(bar, step.percentile_95.value_or(0) / longest, step.median.value_or(0) / longest);
     }
-    add(section, "p", say_("横条到 95 % 分位数，竖线为中位数。", "The bar goes to the 95th percentile, the stroke is the median."),
+    add(section, "p",
+        say_("横条到 95 % 分位数，竖线为中位数。",
+             "The bar goes to the 95th percentile, the stroke is the median."),
         "note");
   }
 
@@ -271,6 +311,8 @@ class FiguresPage {
     pugi::xml_node section = add_section(say_("测量值", "Measurements"), "measurements");
     pugi::xml_node cards = add(section, "div", {}, "halves");
     for (const MeasurementFigures& one : figures_.measurements) add_measurement(cards, one);
+    add(section, "p",
+        say_("虚线为限值，竖直实线为平均值。", "Limits are dashed, the upright line is the mean."), "note");
   }
 
   void add_measurement(pugi::xml_node cards, const MeasurementFigures& one) {
@@ -290,7 +332,8 @@ class FiguresPage {
     add_runs(add_fact(say_("超限的运行", "Runs outside"), ""), one.outside);
     add_fact(say_("平均值 ± 标准差", "Mean ± deviation"),
              number_or_dash(one.mean) + " ± " + number_or_dash(one.deviation));
-    add_fact(say_("最小 … 最大", "Least … most"), number_or_dash(one.minimum) + " … " + number_or_dash(one.maximum));
+    add_fact(say_("最小 … 最大", "Least … most"),
+             number_or_dash(one.minimum) + " … " + number_or_dash(one.maximum));
     set(add_fact("Cpk", capability_text(one)), "data-figure", "cpk");
     add_warnings(card, one);
   }
@@ -319,14 +362,14 @@ class FiguresPage {
   void add_warnings(pugi::xml_node card, const MeasurementFigures& one) {
     if (one.normality && one.normality->is_warning) {
       add(card, "p",
-          say_("不是正态分布，Cpk 不可靠", "Not normally distributed: do not rely on its Cpk") + " (" + kNormalityTest +
-              ", p " + number_text(one.normality->p) + ")",
+          say_("不是正态分布，Cpk 不可靠", "Not normally distributed: do not rely on its Cpk") + " (" +
+              kNormalityTest + ", p " + chance_text(one.normality->p) + ")",
           "warning");
     }
     if (one.drift && one.drift->is_warning) {
       add(card, "p",
-          say_("随时间漂移", "Drifts with time, by") + " " + number_text(one.drift->rise) + " (" + kDriftTest + ", p " +
-              number_text(one.drift->p) + ")",
+          say_("随时间漂移", "Drifts with time, by") + " " + number_text(one.drift->rise) + " (" +
+              kDriftTest + ", p " + chance_text(one.drift->p) + ")",
           "warning");
     }
   }

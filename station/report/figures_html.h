@@ -12,8 +12,9 @@ namespace t1station {
 
 /// Where figures lead to; on paper nowhere.
 struct FigureLinks {
-  RunsLink runs;                                                   ///< the runs with these ids
-  std::function<std::string(const std::string& verdict)> verdict;  ///< all runs of the window; "": whatever their verdict
+  RunsLink runs;  ///< the runs with these ids
+  std::function<std::string(const std::string& verdict)>
+      verdict;  ///< all runs of the window; "": whatever their verdict
 };
 
 /// Adds all figures, each with a link to its runs where `links` has one.

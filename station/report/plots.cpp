@@ -76,10 +76,10 @@ struct Scale {
 };
 
 // Counts at the left, with lines across.
-void add_counts(pugi::xml_node drawing, const Scale& y, double most) {
+void add_counts(pugi::xml_node drawing, const Scale& y, double most, double right = kWidth - kRight) {
   const double step = std::max(step_of(most, 4), 1.0);
   for (double count = 0; count <= most * (1 + 1e-9); count += step) {
-    add_line(drawing, kLeft, y(count), kWidth - kRight, y(count), count == 0 ? "axis" : "grid");
+    add_line(drawing, kLeft, y(count), right, y(count), count == 0 ? "axis" : "grid");
     add_label(drawing, kLeft - 6, y(count) + 4, number_text(count), "end");
   }
 }
@@ -119,8 +119,8 @@ void add_histogram_bar(pugi::xml_node drawing, const HistogramBar& bar, const Sc
                        const MeasurementFigures& measurement, const RunsLink& link) {
   if (bar.values == 0) return;
   const double middle = (bar.from + bar.to) / 2;
-  const bool is_outside = (measurement.low && middle < *measurement.low) ||
-                          (measurement.high && middle > *measurement.high);
+  const bool is_outside =
+      (measurement.low && middle < *measurement.low) || (measurement.high && middle > *measurement.high);
   pugi::xml_node place = drawing;
   const std::string target = link ? link(bar.ids, bar.values) : std::string();
   if (!target.empty()) {
@@ -167,15 +167,14 @@ void add_pareto(pugi::xml_node to, const std::vector<std::int64_t>& counts, std:
   constexpr std::size_t kMostBars = 12;
   if (counts.empty() || all == 0) return;
   const std::size_t bars = std::min(counts.size(), kMostBars);
-  const auto most = static_cast<double>(counts.front());
   pugi::xml_node drawing = add_drawing(to, kWidth, kHeight, "plot pareto");
   const double right = kWidth - 40;  // the shares stand behind
   const Scale x{0, static_cast<double>(bars), kLeft, right};
-  const Scale y{0, most, kHeight - kBottom, kTop};
+  const Scale y{0, static_cast<double>(all), kHeight - kBottom, kTop};
   const Scale share{0, 1, kHeight - kBottom, kTop};
-  add_counts(drawing, y, most);
+  add_counts(drawing, y, y.high, right);
   for (const int percent : {0, 50, 100}) {
-    add_label(drawing, right + 34, share(percent / 100.0) + 4, std::to_string(percent) + " %", "end");
+    add_label(drawing, kWidth - 2, share(percent / 100.0) + 4, std::to_string(percent) + " %", "end");
   }
   std::int64_t sum = 0;
   std::string points;
@@ -183,7 +182,8 @@ void add_pareto(pugi::xml_node to, const std::vector<std::int64_t>& counts, std:
   for (std::size_t i = 0; i < bars; ++i) {
     const double middle = x(static_cast<double>(i) + 0.5);
     const auto count = static_cast<double>(counts[i]);
-    pugi::xml_node box = add_box(drawing, middle - width / 2, y(count), width, y(0) - y(count), "column outside");
+    pugi::xml_node box =
+        add_box(drawing, middle - width / 2, y(count), width, y(0) - y(count), "column outside");
     add(box, "title", std::to_string(counts[i]));
     add_label(drawing, middle, kHeight - kBottom + 16, std::to_string(i + 1), "middle");
     sum += counts[i];

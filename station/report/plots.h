@@ -1,4 +1,5 @@
-// Plots as SVG, for pages and reports alike. Colours are the style sheet's: an element says what it is by its class.
+// Plots as SVG, for pages and reports alike. Colours are the style sheet's: an element says what it is by its
+// class.
 #pragma once
 
 #include <cstdint>
@@ -24,7 +25,8 @@ void add_bar(pugi::xml_node to, double part, double mark = -1);
 /// Adds one bar of several parts beside each other: their classes and sizes.
 void add_stack(pugi::xml_node to, const std::vector<std::pair<std::string, std::int64_t>>& parts);
 
-/// Adds a Pareto chart: numbered bars, the highest first, and the line of what they make together, of `all`.
+/// Adds a Pareto chart: numbered bars, the highest first, and the line of what they make together; `all` is
+/// the height of both.
 void add_pareto(pugi::xml_node to, const std::vector<std::int64_t>& counts, std::int64_t all);
 
 /// Adds a measurement's histogram with its limits and its mean.

@@ -22,11 +22,13 @@ h3 { font-size: 1em; margin: 0; break-after: avoid; overflow-wrap: anywhere }
 p { margin: 0.4em 0 }
 a { color: var(--accent); text-decoration-thickness: 1px; text-underline-offset: 0.15em }
 table { border-collapse: collapse; width: 100%; margin: 0.4em 0 }
-th, td { padding: 0.25em 0.6em; text-align: left; vertical-align: top; border-bottom: 1px solid var(--line); overflow-wrap: anywhere }
+th, td { padding: 0.25em 0.6em; text-align: left; vertical-align: top; border-bottom: 1px solid var(--line); overflow-wrap: break-word }
 th { font-weight: 600; color: var(--faint); vertical-align: bottom }
+.words { min-width: 14em; overflow-wrap: anywhere }
 thead { display: table-header-group }
 tr { break-inside: avoid }
-.number { text-align: right; white-space: nowrap }
+.number { text-align: right }
+td.number { white-space: nowrap }
 .text { white-space: pre-wrap }
 .nothing { color: var(--faint) }
 .small, .note { font-size: 0.85em; color: var(--faint); overflow-wrap: anywhere }
@@ -49,7 +51,6 @@ tr { break-inside: avoid }
 .verdict.large::before { display: none }
 
 .title { display: flex; flex-wrap: wrap; justify-content: space-between; align-items: flex-start; gap: 0.6em 2em }
-.title .number { text-align: left }
 .tiles { display: grid; grid-template-columns: repeat(auto-fit, minmax(9em, 1fr)); gap: 0.6em; margin: 0.8em 0 }
 .tile { border: 1px solid var(--line); border-radius: 6px; padding: 0.5em 0.8em; break-inside: avoid }
 .tile b { display: block; font-size: 1.9em; line-height: 1.2; white-space: nowrap }
@@ -63,7 +64,7 @@ tr { break-inside: avoid }
 .pairs > div { display: flex; gap: 0.6em; padding: 0.25em 0; border-bottom: 1px solid var(--line); break-inside: avoid }
 .pairs .name { flex: 0 0 9.5em; color: var(--faint) }
 .pairs .value { min-width: 0; overflow-wrap: anywhere }
-.of-bar { width: 16% }
+.of-bar { width: 12%; min-width: 5em }
 
 svg { display: block; width: 100%; print-color-adjust: exact; -webkit-print-color-adjust: exact }
 .bar { height: 1.1em; min-width: 5em }
@@ -72,7 +73,7 @@ svg { display: block; width: 100%; print-color-adjust: exact; -webkit-print-colo
 .track { fill: var(--ground) }
 .part { fill: #4a7fb5 }
 .mark { fill: var(--ink) }
-.plot { max-width: 640px; margin: 0.3em 0 }
+.plot { max-width: 560px; margin: 0.3em 0 }
 .plot text { font-size: 12px; fill: var(--faint) }
 .plot .axis { stroke: var(--faint); stroke-width: 1 }
 .plot .grid { stroke: var(--line); stroke-width: 0.6 }

@@ -25,7 +25,7 @@ constexpr std::string_view kHeader =
 // Whether a spreadsheet may take a text for a formula. The full-width signs count as the others in an East
 // Asian one; the apostrophe is there so that taking one away always gives the text again.
 bool looks_like_formula(std::string_view text) {
-  constexpr std::array<std::string_view, 12> kSigns{"=", "+",  "-",  "@",  "\t", "\r",
+  constexpr std::array<std::string_view, 12> kSigns{"=",  "+", "-",  "@",  "\t", "\r",
                                                     "\n", "'", "＝", "＋", "－", "＠"};
   return std::any_of(kSigns.begin(), kSigns.end(),
                      [text](std::string_view sign) { return text.starts_with(sign); });

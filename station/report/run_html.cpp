@@ -83,13 +83,14 @@ class RunReport {
   }
 
   void add_attempts() {
-    pugi::xml_node body = add_table(say_("步骤与尝试", "Steps and attempts"), {{"#", "number"},
-                                                                     {say_("步骤", "Step"), ""},
-                                                                     {say_("代码", "Code"), "number"},
-                                                                     {say_("次", "Attempt"), "number"},
-                                                                     {say_("结果", "Outcome"), ""},
-                                                                     {say_("秒", "Seconds"), "number"},
-                                                                     {say_("电路板的说明", "The board's words"), ""}});
+    pugi::xml_node body = add_table(say_("步骤与尝试", "Steps and attempts"),
+                                    {{"#", "number"},
+                                     {say_("步骤", "Step"), ""},
+                                     {say_("代码", "Code"), "number"},
+                                     {say_("次", "Attempt"), "number"},
+                                     {say_("结果", "Outcome"), ""},
+                                     {say_("秒", "Seconds"), "number"},
+                                     {say_("电路板的说明", "The board's words"), "words"}});
     for (const StoredAttempt& attempt : run_.attempts) {
       pugi::xml_node row = add(body, "tr");
       set(row, "data-attempt", attempt.id);
@@ -101,11 +102,13 @@ class RunReport {
       add(row, "td", std::to_string(attempt.number), "number");
       add_outcome(add(row, "td"), attempt);
       add(row, "td", attempt.seconds ? seconds_text(*attempt.seconds) : "", "number");
-      pugi::xml_node words = add(row, "td");
-      for (const std::string& line : lines_of(attempt.description.value_or(""))) add(words, "div", line, "text");
+      pugi::xml_node words = add(row, "td", {}, "words");
+      for (const std::string& line : lines_of(attempt.description.value_or("")))
+        add(words, "div", line, "text");
       if (attempt.answer) {
-        add(words, "div", say_("人的回答", "a person's answer") + ": " +
-                              (*attempt.answer == "yes" ? say_("是", "yes") : say_("否", "no")));
+        add(words, "div",
+            say_("人的回答", "a person's answer") + ": " +
+                (*attempt.answer == "yes" ? say_("是", "yes") : say_("否", "no")));
       }
     }
     if (run_.attempts.empty()) add(to_, "p", say_("没有任何步骤开始。", "No step was begun."), "nothing");
@@ -124,12 +127,12 @@ class RunReport {
                                      [](const StoredAttempt& one) { return !one.measurements.empty(); });
     if (!has_any) return;
     pugi::xml_node body = add_table(say_("测量值", "Measurements"), {{say_("步骤", "Step"), ""},
-                                                             {say_("次", "Attempt"), "number"},
-                                                             {say_("测量", "Measurement"), ""},
-                                                             {say_("实测值", "Value"), "number"},
-                                                             {say_("单位", "Unit"), ""},
-                                                             {say_("限值", "Limits"), ""},
-                                                             {say_("结果", "Outcome"), ""}});
+                                                                     {say_("次", "Attempt"), "number"},
+                                                                     {say_("测量", "Measurement"), ""},
+                                                                     {say_("实测值", "Value"), "number"},
+                                                                     {say_("单位", "Unit"), ""},
+                                                                     {say_("限值", "Limits"), ""},
+                                                                     {say_("结果", "Outcome"), ""}});
     for (const StoredAttempt& attempt : run_.attempts) {
       for (const StoredMeasurement& measurement : attempt.measurements) {
         pugi::xml_node row = add(body, "tr");
@@ -176,9 +179,10 @@ class RunReport {
     add(section, "h2", say_("原始消息", "Messages as they were"));
     for (const StoredAttempt& attempt : run_.attempts) {
       pugi::xml_node details = add(section, "details");
+      const std::string number = std::to_string(attempt.number);
       add(details, "summary",
-          std::to_string(attempt.step_index + 1) + " " + attempt.step + " · " + say_("第", "attempt ") +
-              std::to_string(attempt.number) + say_("次", ""));
+          std::to_string(attempt.step_index + 1) + " " + attempt.step + " · " +
+              say_("第 " + number + " 次", "attempt " + number));
       add_message(details, "request", say_("请求", "Request"), gbk_to_utf8_as_far_as_it_is(attempt.request),
                   attempt.request);
       if (attempt.reply) {
@@ -186,7 +190,8 @@ class RunReport {
                     *attempt.reply);
       }
       if (attempt.console) {
-        add_message(details, "console", say_("控制台", "Console"), printed_text(*attempt.console), *attempt.console);
+        add_message(details, "console", say_("控制台", "Console"), printed_text(*attempt.console),
+                    *attempt.console);
       }
     }
   }
@@ -202,8 +207,8 @@ std::string html_header(const std::string& title, Language language) {
   pugi::xml_document document;
   add(document, "title", title);
   return "<!DOCTYPE html>\n<html lang=\"" + std::string(html_language(language)) +
-         "\"><head><meta charset=\"utf-8\">\n" + html_text(document) + "<style>\n" + std::string(report_style()) +
-         "</style></head>\n<body>\n";
+         "\"><head><meta charset=\"utf-8\">\n" + html_text(document) + "<style>\n" +
+         std::string(report_style()) + "</style></head>\n<body>\n";
 }
 
 std::string html_footer() {
@@ -226,7 +231,8 @@ void add_runs_table(pugi::xml_node to, const std::vector<StoredRun>& runs, Wordi
   pugi::xml_node row = add(add(table, "thead"), "tr");
   for (const std::string& name :
        {say("开始", "Started"), say("序列号", "Serial number"), say("结果", "Verdict"), say("计划", "Plan"),
-        say("测试站", "Station"), say("工位", "Slot"), say("第几次", "Run"), say("秒", "Seconds"), say("原因", "Reason")}) {
+        say("测试站", "Station"), say("工位", "Slot"), say("第几次", "Run"), say("秒", "Seconds"),
+        say("原因", "Reason")}) {
     add(row, "th", name);
   }
   pugi::xml_node body = add(table, "tbody");

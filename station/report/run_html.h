@@ -11,7 +11,8 @@
 
 namespace t1station {
 
-/// A report's first lines, up to its body: a file that needs no other one, without scripts. `title` is a text.
+/// A report's first lines, up to its body: a file that needs no other one, without scripts. `title` is a
+/// text.
 std::string html_header(const std::string& title, Language language);
 std::string html_footer();
 

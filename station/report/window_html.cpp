@@ -20,8 +20,10 @@ std::vector<StoredRun> not_passed(const Figures& figures, RecordsReader& records
   std::vector<StoredRun> runs;
   records.for_each_row(filter, [&](const StoredRun& run) {
     if (run.verdict == "passed") return;
-    if (runs.size() < kMostRuns) runs.push_back(run);
-    else ++more;
+    if (runs.size() < kMostRuns)
+      runs.push_back(run);
+    else
+      ++more;
   });
   return runs;
 }
@@ -41,12 +43,17 @@ void add_not_passed(pugi::xml_node body, const Figures& figures, RecordsReader& 
 
 void add_window(pugi::xml_node to, const FigureWindow& window, Wording say) {
   pugi::xml_node line = add(to, "div", {}, "window");
-  if (window.from) add_time(line, *window.from);
-  else add_text(line, say("最早记录", "the beginning"));
+  if (window.from)
+    add_time(line, *window.from);
+  else
+    add_text(line, say("最早记录", "the beginning"));
   add_text(line, " – ");
-  if (window.to) add_time(line, *window.to);
-  else add_text(line, say("最新记录", "the end"));
-  add_text(line, " · " + (window.plan ? say("计划", "plan") + " " + *window.plan : say("所有计划", "all plans")));
+  if (window.to)
+    add_time(line, *window.to);
+  else
+    add_text(line, say("最新记录", "the end"));
+  add_text(line,
+           " · " + (window.plan ? say("计划", "plan") + " " + *window.plan : say("所有计划", "all plans")));
 }
 
 std::string window_html(const Figures& figures, RecordsReader& records, const std::string& made,
@@ -63,7 +70,8 @@ std::string window_html(const Figures& figures, RecordsReader& records, const st
   pugi::xml_node made_at = add(body, "p", say("生成时间", "Made at") + " ", "small");
   add_time(made_at, made);
   const std::optional<std::string> head = records.head();
-  if (head) add(body, "p", say("最后一次运行的校验值", "Hash of the run that ended last") + " " + *head, "small");
+  if (head)
+    add(body, "p", say("最后一次运行的校验值", "Hash of the run that ended last") + " " + *head, "small");
   return html_header(say("测试线报告", "Report of the line"), language) + html_text(document) + html_footer();
 }
 

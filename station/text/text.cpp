@@ -170,7 +170,7 @@ std::string gbk_to_utf8_as_far_as_it_is(std::string_view gbk) {
 
 std::string utf8_to_gbk(std::string_view utf8) {
   const Converter converter("GBK", "UTF-8");
-  std::string input = clean_text(utf8);  // so that each byte which cannot be converted starts a character
+  std::string input = clean_text(utf8);    // so that each byte which cannot be converted starts a character
   std::string output(input.size(), '\0');  // no GBK character needs more bytes than its UTF-8 has
   char* from = input.data();
   char* to = output.data();

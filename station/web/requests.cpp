@@ -12,15 +12,16 @@
 #include "station/report/run_json.h"
 #include "station/text/json.h"
 #include "station/text/text.h"
+#include "station/web/asked.h"
 #include "station/web/documents.h"
 #include "station/web/json_body.h"
 #include "station/web/pages.h"
+#include "station/web/report_pages.h"
 
 namespace t1station {
 namespace {
 
 constexpr int kRunsByDefault = 100, kMostRuns = 1000;
-constexpr std::array<std::string_view, 5> kVerdicts{"passed", "failed", "error", "stopped", "interrupted"};
 
 WebAnswer json_answer(std::string body) {
   WebAnswer answer;
@@ -40,20 +41,6 @@ WebAnswer done() {
 std::string operator_of(const Call& call, const JsonBody& body) {
   const std::optional<std::string> said = body.optional_line("operator");
   return call.asker.name.empty() ? said.value_or("") : call.asker.name;
-}
-
-std::optional<std::string> asked(const Call& call, const std::string& name) {
-  const auto found = call.target.query.find(name);
-  return found == call.target.query.end() || found->second.empty() ? std::nullopt
-                                                                   : std::optional(found->second);
-}
-
-std::optional<std::string> asked_time(const Call& call, const std::string& name) {
-  const std::optional<std::string> word = asked(call, name);
-  if (!word) return std::nullopt;
-  const std::optional<std::string> time = whole_time(*word);
-  if (time) return time;
-  throw WebError(400, in_quotes(name) + " is 2026-11-22 or 2026-11-22T03:17:12.345Z, in UTC");
 }
 
 int asked_limit(const Call& call) {
@@ -93,10 +80,7 @@ WebAnswer show_runs(const Call& call, Subject& subject) {
   refuse_other_names(call.target, {"serial", "verdict", "from", "to", "limit", "before"});
   RunFilter filter;
   filter.serial = asked(call, "serial");
-  filter.verdict = asked(call, "verdict");
-  if (filter.verdict && std::find(kVerdicts.begin(), kVerdicts.end(), *filter.verdict) == kVerdicts.end()) {
-    throw WebError(400, "\"verdict\" is passed, failed, error, stopped or interrupted");
-  }
+  filter.verdict = asked_verdict(call);
   filter.from = asked_time(call, "from");
   filter.to = asked_time(call, "to");
   filter.before = asked(call, "before");
@@ -183,9 +167,13 @@ WebAnswer release(const Call& call, Subject& subject) {
   return done();
 }
 
-constexpr std::array<RequestRow, 20> kRows{{
+constexpr std::array<RequestRow, 24> kRows{{
     {"GET", "/", false, Role::viewer, Place::at_once, show_page},
     {"GET", "/login", true, Role::viewer, Place::at_once, show_page},
+    {"GET", "/results", false, Role::viewer, Place::reading, show_results},
+    {"GET", "/runs", false, Role::viewer, Place::reading, show_run_list},
+    {"GET", "/runs/*", false, Role::viewer, Place::reading, show_run_report},
+    {"GET", "/page/report.css", false, Role::viewer, Place::at_once, show_report_style},
     {"GET", "/page/*", false, Role::viewer, Place::at_once, show_page},
     {"GET", "/healthz", true, Role::viewer, Place::at_once, show_health},
     {"GET", "/metrics", true, Role::viewer, Place::reading, show_metrics},
@@ -304,7 +292,8 @@ bool is_open(const RequestRow& row, const Call& call) {
 }
 
 WebAnswer login_page_instead(const RequestRow& row) {
-  const PageFile* file = row.path == "/" ? page_file("/login") : nullptr;
+  const bool is_page = row.path == "/" || row.path == "/results" || row.path.starts_with("/runs");
+  const PageFile* file = is_page ? page_file("/login") : nullptr;
   if (!file) throw WebError(401, "log in first");
   WebAnswer answer;
   answer.status = 401;

@@ -197,12 +197,15 @@ class TopAndBottom(PageTest):
         self.until(lambda: self.text("#verdicts li").split("\n") == ["! ERROR", "AB00000031", "check"])
         self.assertEqual(self.text("[data-figure=first-pass-yield]").replace("\n", " "), "– first-pass yield")
 
-    def test_the_engineers_page_is_offered_where_the_station_has_one(self):
-        self.open(slot("1"))
-        self.assertFalse(self.shown("#results"))
-        self.line.show(results=True)
-        self.until(lambda: self.shown("#results"))
-        self.assertEqual(self.find("#results").get_attribute("href"), self.line.url + "results")
+    def test_results_and_reports_of_ended_runs_are_one_click_away(self):
+        self.line.runs = [ended(20, "failed")]
+        self.open(slot("1", "done", run(1, verdict="failed")), slot("2", "testing", run(2)))
+        href = lambda selector: self.find(selector).get_attribute("href").removeprefix(self.line.url)  # noqa: E731
+        self.assertEqual(href("#results"), "results")
+        self.assertEqual(href("[data-slot='1'] .report"), "runs/01935-0001")
+        self.assertFalse(self.shown("[data-slot='2'] .report"))
+        self.until(lambda: self.count("#verdicts a") == 1)
+        self.assertEqual(href("#verdicts a"), "runs/01934-0020")
 
 
 if __name__ == "__main__":

@@ -96,7 +96,6 @@ function showTop() {
   const { state = "off", behind = 0 } = line?.central ?? {};
   const late = behind > 0 ? ` · ${word("behind", { count: behind })}` : "";
   fact("central", word(`central_${state}`) + late, state === "waiting" ? "waiting" : "ok");
-  part("results").hidden = line?.results !== true;
   part("logout").hidden = session.name === null;
   part("scan").disabled = !may().work;
 }

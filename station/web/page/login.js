@@ -26,7 +26,9 @@ part("login").addEventListener("submit", async (event) => {
   show();
   try {
     await login(part("name").value, part("password").value);
-    location.replace("/");
+    // The station shows this page in place of one that needs a login, too.
+    if (location.pathname === "/login") location.replace("/");
+    else location.reload();
   } catch (error) {
     said = !(error instanceof Refused) ? "login_unreachable" : error.status === 401 ? "login_wrong" : error.message;
     part("password").value = "";

@@ -76,6 +76,9 @@ export class Summary {
       ...this.#runs.map(({ id, serial, verdict, kind, slot }) => {
         const mark = make("span", "mark", `${signs[verdict] ?? ""} ${word(verdict)}`);
         const item = make("li", "", mark, make("span", "serial", make("bdi", "", serial)));
+        const link = make("a", "", ...item.childNodes);
+        link.href = `/runs/${encodeURIComponent(id)}`;
+        item.append(link);
         if (kind === "check") item.append(make("span", "kind", word("check_run")));
         setAttribute(item, "data-run", id);
         setAttribute(item, "data-verdict", verdict);

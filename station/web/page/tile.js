@@ -90,6 +90,7 @@ export class Tile {
   #next = make("span", "next");
   #plan = make("span", "plan");
   #took = make("span", "took");
+  #report = make("a", "plain report");
   #stop = make("button", "plain stop");
   #lock = make("button", "plain lock");
 
@@ -99,7 +100,7 @@ export class Tile {
     this.#progress.append(make("div", "step-line", this.#step, this.#count, this.#seconds), this.#bar);
     const head = make("header", "", this.#name, this.#serial);
     const body = make("div", "body", this.#state, this.#reason, this.#progress, this.#question, this.#failures);
-    const foot = make("footer", "", this.#next, this.#plan, this.#took, this.#lock, this.#stop);
+    const foot = make("footer", "", this.#next, this.#plan, this.#took, this.#report, this.#lock, this.#stop);
     this.element.append(head, body, this.#needed, foot);
     for (const button of [this.#stop, this.#lock]) button.type = "button";
     this.#stop.addEventListener("click", () => actions.stop(this.#slot));
@@ -236,7 +237,11 @@ export class Tile {
     }
   }
 
-  #showFoot({ next, plan, state }, may) {
+  #showFoot({ next, plan, state, run }, may) {
+    const ended = state === "done" && Boolean(run?.verdict);
+    this.#report.hidden = !ended;
+    setAttribute(this.#report, "href", ended ? `/runs/${encodeURIComponent(run.id)}` : null);
+    setText(this.#report, word("report"));
     setText(this.#next, next ? word("next") : "");
     setText(this.#plan, plan ? `${plan.name} ${plan.version}` : "");
     setText(this.#stop, word("stop"));

@@ -1,0 +1,326 @@
+#include "station/web/report_pages.h"
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <utility>
+#include <vector>
+
+#include "station/figures/records_figures.h"
+#include "station/records/records.h"
+#include "station/report/figures_html.h"
+#include "station/report/report_style.h"
+#include "station/report/run_html.h"
+#include "station/report/verdict_words.h"
+#include "station/report/window_html.h"
+#include "station/web/asked.h"
+
+namespace t1station {
+namespace {
+
+constexpr int kRunsOnAPage = 100;
+constexpr auto kWindowByDefault = std::chrono::days(7);
+
+using Query = std::vector<std::pair<std::string, std::optional<std::string>>>;
+
+/// A page that begins with the line's name and the ways to the other pages.
+class Page {
+ public:
+  Page(const Call& call, Subject& subject) : asked_(asked(call, "language")) {
+    const LineView line = subject.line().view();
+    station_ = line.station;
+    if (const auto language = language_named(asked_.value_or(line.language))) {
+      say_ = Wording(*language);
+    } else if (asked_) {
+      throw WebError(400, "\"language\" is zh or en");
+    }
+    top_ = add(document_, "header", {}, "top screen");
+    main_ = add(document_, "main");
+  }
+
+  Wording say() const { return say_; }
+  const std::string& station() const { return station_; }
+  pugi::xml_node main() const { return main_; }
+
+  /// The address of another page, in the same language; what has no value is left out.
+  std::string address(const std::string& path, Query query) const {
+    query.emplace_back("language", asked_);
+    std::string address = path;
+    for (const auto& [name, value] : query) {
+      if (value) address += (address == path ? "?" : "&") + name + "=" + query_value(*value);
+    }
+    return address;
+  }
+  std::string run_address(const std::string& id) const { return address("/runs/" + query_value(id), {}); }
+
+  WebAnswer answer(const std::string& title, int status = 200) {
+    add_top();
+    pugi::xml_document head;
+    add(head, "title", title + " · " + station_);
+    WebAnswer answer;
+    answer.status = status;
+    answer.media_type = "text/html; charset=utf-8";
+    const std::string name = say_.language() == Language::en ? "en" : "zh";
+    answer.body = "<!DOCTYPE html>\n<html lang=\"" + std::string(html_language(say_.language())) +
+                  "\" data-language=\"" + name +
+                  "\"><head><meta charset=\"utf-8\">\n"
+                  "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n" +
+                  html_text(head) +
+                  "<link rel=\"icon\" href=\"/page/icon.svg\" type=\"image/svg+xml\">\n"
+                  "<link rel=\"stylesheet\" href=\"/page/report.css\">\n"
+                  "<link rel=\"stylesheet\" href=\"/page/results.css\">\n"
+                  "<script type=\"module\" src=\"/page/results.js\"></script></head>\n<body>\n" +
+                  html_text(document_) + "</body></html>\n";
+    return answer;
+  }
+
+ private:
+  void add_top() {
+    add(top_, "b", station_);
+    add_link(top_, "/", "← " + say_("操作员页面", "Operator's page"));
+    add_link(top_, address("/results", {}), say_("结果", "Results"));
+    pugi::xml_node search = add(top_, "form");
+    set(search, "id", "search");
+    set(search, "action", "/runs");
+    pugi::xml_node serial = add(search, "input");
+    for (const auto& [name, value] :
+         {std::pair("name", std::string("serial")), std::pair("type", std::string("search")),
+          std::pair("required", std::string("required")), std::pair("autofocus", std::string("autofocus")),
+          std::pair("placeholder", say_("序列号", "Serial number")),
+          std::pair("aria-label", say_("序列号", "Serial number"))}) {
+      set(serial, name, value);
+    }
+    if (asked_) {
+      pugi::xml_node language = add(search, "input");
+      set(language, "type", "hidden");
+      set(language, "name", "language");
+      set(language, "value", *asked_);
+    }
+    add(search, "button", say_("查找", "Search"));
+    pugi::xml_node languages = add(top_, "select");
+    set(languages, "id", "language");
+    set(languages, "aria-label", say_("语言", "Language"));
+    for (const auto& [name, text] : {std::pair("zh", "中文"), std::pair("en", "English")}) {
+      pugi::xml_node option = add(languages, "option", text);
+      set(option, "value", name);
+      if (language_named(name) == say_.language()) set(option, "selected", "selected");
+    }
+  }
+
+  std::optional<std::string> asked_;
+  Wording say_{Language::zh};
+  std::string station_;
+  pugi::xml_document document_;
+  pugi::xml_node top_, main_;
+};
+
+// A page that says what is wrong in place of one that cannot be shown.
+WebAnswer page_or_trouble(const Call& call, Subject& subject, const std::function<WebAnswer(Page&)>& show) {
+  WebError trouble(400, "");
+  try {
+    Page page(call, subject);
+    try {
+      return show(page);
+    } catch (const WebError& error) {
+      trouble = error;
+    } catch (const RecordsBroken& error) {
+      trouble = WebError(503, error.what());
+    }
+  } catch (const WebError& error) {
+    trouble = error;  // of the language: the page is in the station's
+  }
+  Call plain = call;
+  if (!language_named(asked(call, "language").value_or(""))) plain.target.query.erase("language");
+  Page page(plain, subject);
+  const std::string title =
+      trouble.status() == 404 ? page.say()("没有找到", "Not found") : page.say()("出错", "Trouble");
+  add(page.main(), "h1", title);
+  add(page.main(), "p", trouble.what(), "trouble");
+  return page.answer(title, trouble.status());
+}
+
+FigureWindow asked_window(const Call& call) {
+  FigureWindow window{asked_time(call, "from"), asked_time(call, "to"), asked(call, "plan")};
+  if (!call.target.query.contains("from") && !call.target.query.contains("to")) {
+    window.from = record_time(std::chrono::system_clock::now() - kWindowByDefault);
+  }
+  return window;
+}
+
+void add_time_field(pugi::xml_node form, const char* name, const std::string& title,
+                    const std::optional<std::string>& time) {
+  pugi::xml_node label = add(form, "label");
+  add(label, "span", title);
+  pugi::xml_node field = add(label, "input");
+  set(field, "type", "datetime-local");
+  set(field, "step", "1");
+  set(field, "id", name);
+  set(field, "data-utc", time.value_or(""));
+}
+
+void add_window_form(pugi::xml_node to, const Figures& figures, Wording say) {
+  pugi::xml_node form = add(to, "form", {}, "screen");
+  set(form, "id", "window");
+  add_time_field(form, "from", say("从", "From"), figures.window.from);
+  add_time_field(form, "to", say("到", "To"), figures.window.to);
+  pugi::xml_node label = add(form, "label");
+  add(label, "span", say("计划", "Plan"));
+  pugi::xml_node plans = add(label, "select");
+  set(plans, "id", "plan");
+  set(add(plans, "option", say("全部", "All")), "value", "");
+  for (const PlanNamed& plan : figures.plans) {
+    pugi::xml_node option = add(plans, "option", plan.name);
+    set(option, "value", plan.name);
+    if (plan.name == figures.window.plan) set(option, "selected", "selected");
+  }
+  add(form, "button", say("显示", "Show"));
+  pugi::xml_node ready = add(form, "span", {}, "ready");
+  for (const auto& [days, name] :
+       {std::pair("0", say("今天", "Today")), std::pair("1", say("从昨天", "Since yesterday")),
+        std::pair("6", say("七天", "Seven days")), std::pair("29", say("三十天", "Thirty days")),
+        std::pair("all", say("全部", "All"))}) {
+    pugi::xml_node button = add(ready, "button", name, "plain");
+    set(button, "type", "button");
+    set(button, "data-days", days);
+  }
+  pugi::xml_node zone = add(form, "span", say("时区", "Time zone") + ": ", "zone");
+  set(add(zone, "span", "UTC"), "id", "zone");
+}
+
+RunFilter asked_filter(const Call& call) {
+  RunFilter filter;
+  filter.serial = asked(call, "serial");
+  filter.verdict = asked_verdict(call);
+  filter.plan = asked(call, "plan");
+  filter.kind = asked(call, "kind");
+  if (filter.kind && filter.kind != "production" && filter.kind != "check") {
+    throw WebError(400, "\"kind\" is production or check");
+  }
+  filter.from = asked_time(call, "from");
+  filter.to = asked_time(call, "to");
+  filter.before = asked(call, "before");
+  filter.newest_first = true;
+  return filter;
+}
+
+// The runs whose ids stand in the query with commas between; ids of no run are left out.
+std::vector<StoredRun> named_runs(RecordsReader& records, std::string_view ids) {
+  std::vector<StoredRun> runs;
+  while (!ids.empty() && runs.size() < static_cast<std::size_t>(kRunsOnAPage)) {
+    const std::size_t end = std::min(ids.find(','), ids.size());
+    RunFilter filter;
+    filter.id = std::string(ids.substr(0, end));
+    records.for_each_row(filter, [&runs](const StoredRun& run) { runs.push_back(run); });
+    ids.remove_prefix(std::min(end + 1, ids.size()));
+  }
+  return runs;
+}
+
+// What the list is of, in words.
+void add_filter(pugi::xml_node to, const Call& call, const RunFilter& filter, Wording say) {
+  if (filter.from || filter.to || filter.plan) add_window(to, {filter.from, filter.to, filter.plan}, say);
+  std::string words;
+  if (filter.serial) words += say("序列号", "Serial number") + " " + *filter.serial;
+  if (filter.kind)
+    words += std::string(words.empty() ? "" : " · ") +
+             (*filter.kind == "check" ? say("点检", "checks") : say("生产", "production"));
+  const std::optional<std::string> of = asked(call, "of");
+  const bool is_number = of && of->size() < 12 && std::all_of(of->begin(), of->end(), [](char digit) {
+                           return digit >= '0' && digit <= '9';
+                         });
+  if (is_number) words += say("共 " + *of + "，最新的在此", "the newest of " + *of);
+  if (!words.empty()) add(to, "p", words);
+}
+
+WebAnswer run_list(Page& page, const Call& call, Subject& subject) {
+  refuse_other_names(call.target,
+                     {"serial", "verdict", "plan", "kind", "from", "to", "before", "ids", "of", "language"});
+  RunFilter filter = asked_filter(call);
+  filter.limit = kRunsOnAPage;
+  const Wording say = page.say();
+  RecordsReader records(subject.records_file());
+  std::vector<StoredRun> runs;
+  const std::optional<std::string> ids = asked(call, "ids");
+  if (ids)
+    runs = named_runs(records, *ids);
+  else
+    records.for_each_row(filter, [&runs](const StoredRun& run) { runs.push_back(run); });
+
+  pugi::xml_node title = add(page.main(), "div", {}, "title");
+  pugi::xml_node left = add(title, "div");
+  add(left, "h1", say("运行记录", "Runs"));
+  add_filter(left, call, filter, say);
+  if (filter.verdict) add_verdict(title, filter.verdict, say, "large");
+  if (runs.empty()) {
+    add(page.main(), "p", say("没有这样的运行。", "There are no such runs."), "nothing");
+  } else {
+    add_runs_table(page.main(), runs, say, [&page](const std::string& id) { return page.run_address(id); });
+  }
+  if (!ids && runs.size() == static_cast<std::size_t>(kRunsOnAPage)) {
+    pugi::xml_node more = add(page.main(), "p");
+    const Query query{{"serial", filter.serial}, {"verdict", filter.verdict}, {"plan", filter.plan},
+                      {"kind", filter.kind},     {"from", filter.from},       {"to", filter.to},
+                      {"before", runs.back().id}};
+    set(add_link(more, page.address("/runs", query), say("更早的 →", "Older →")), "id", "older");
+  }
+  return page.answer(say("运行记录", "Runs"));
+}
+
+}  // namespace
+
+WebAnswer show_results(const Call& call, Subject& subject) {
+  return page_or_trouble(call, subject, [&](Page& page) {
+    refuse_other_names(call.target, {"from", "to", "plan", "language"});
+    RecordsFigures records(subject.records_file());
+    const Figures figures = find_figures(records, asked_window(call));
+    const Wording say = page.say();
+    add_window_form(page.main(), figures, say);
+    pugi::xml_node title = add(page.main(), "div");
+    add(title, "h1", say("测试结果：", "Results of ") + page.station());
+    add_window(title, figures.window, say);
+    FigureLinks links;
+    links.runs = [&page](const std::vector<std::string>& ids, std::int64_t of) {
+      std::string all;
+      for (const std::string& id : ids) all += (all.empty() ? "" : ",") + id;
+      return page.address("/runs", {{"ids", all}, {"of", std::to_string(of)}});
+    };
+    links.verdict = [&](const std::string& verdict) {
+      return page.address("/runs", {{"verdict", verdict.empty() ? std::nullopt : std::optional(verdict)},
+                                    {"kind", "production"},
+                                    {"plan", figures.window.plan},
+                                    {"from", figures.window.from},
+                                    {"to", figures.window.to}});
+    };
+    add_figures(page.main(), figures, say, links);
+    return page.answer(say("结果", "Results"));
+  });
+}
+
+WebAnswer show_run_list(const Call& call, Subject& subject) {
+  return page_or_trouble(call, subject, [&](Page& page) { return run_list(page, call, subject); });
+}
+
+WebAnswer show_run_report(const Call& call, Subject& subject) {
+  return page_or_trouble(call, subject, [&](Page& page) {
+    refuse_other_names(call.target, {"language"});
+    const Wording say = page.say();
+    const std::optional<StoredRun> run = RecordsReader(subject.records_file()).run(call.words[0]);
+    if (!run) throw WebError(404, "there is no such run");
+    pugi::xml_node ways = add(page.main(), "p", {}, "screen");
+    add_link(ways, page.address("/runs", {{"serial", run->serial}}),
+             say("该板的所有运行", "All runs of this unit"));
+    add_text(ways, " · ");
+    add_link(ways, "/api/runs/" + query_value(run->id), "JSON");
+    add_run_report(page.main(), *run, say);
+    return page.answer(run->serial);
+  });
+}
+
+WebAnswer show_report_style(const Call& /*call*/, Subject& /*subject*/) {
+  WebAnswer answer;
+  answer.media_type = "text/css; charset=utf-8";
+  answer.body = report_style();
+  return answer;
+}
+
+}  // namespace t1station
