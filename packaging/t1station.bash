@@ -11,11 +11,11 @@ _t1station_list() {
   echo "${said/ and / }"
 }
 
-# The values of an option, where they are a few words.
+# The values of an option of a command, where they are a few words.
 _t1station_values() {
   case $2 in
     --color) echo auto always never ;;
-    --role) echo viewer operator engineer ;;
+    --role) [[ $3 != users* ]] || echo viewer operator engineer ;;
     --family) _t1station_list "$1" list --family '?' ;;
     --verdict) _t1station_list "$1" records list /dev/null --verdict '?' ;;
     --format) _t1station_list "$1" records export /dev/null --format '?' ;;
@@ -53,7 +53,7 @@ _t1station() {
   if [ -n "$kind" ]; then
     case $kind$before in
       FILE* | DEVICE* | *--out | *-o) _t1station_files "$word" ;;
-      *) mapfile -t COMPREPLY < <(compgen -W "$(_t1station_values "$program" "$before")" -- "$word") ;;
+      *) mapfile -t COMPREPLY < <(compgen -W "$(_t1station_values "$program" "$before" "${command[*]}")" -- "$word") ;;
     esac
   elif [[ $word == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$(sed -nE 's/^  (-[a-z],)?(--[a-z0-9-]+).*/\2/p' <<<"$help")" -- "$word")

@@ -9,6 +9,9 @@ packages=(
   libgtest-dev libgmock-dev libpugixml-dev libpugixml1v5 libcli11-dev nlohmann-json3-dev
   libtomlplusplus-dev libtomlplusplus3 libre2-dev libre2-9 libssl-dev libssl3 libsqlite3-dev libsqlite3-0
   libboost1.81-dev libsodium-dev libsodium23
+  # libpq and what it needs in its turn
+  libpq-dev libpq5 libgssapi-krb5-2 libkrb5-3 libk5crypto3 libkrb5support0 libcom-err2 libkeyutils1 libldap-2.5-0
+  libsasl2-2 libgnutls30 libp11-kit0 libidn2-0 libunistring2 libtasn1-6 libnettle8 libhogweed6 libgmp10 libffi8
 )
 
 folder=$PWD/build/arm-libraries

@@ -9,10 +9,12 @@
 #include <cstdlib>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <system_error>
 
+#include "station/central/forwarder.h"
 #include "station/line/line.h"
 #include "station/line/plan_set.h"
 #include "station/records/place.h"
@@ -30,15 +32,26 @@ class Forwarding {
   void operator()() {
     const std::lock_guard lock(mutex_);
     if (server_) server_->changed();
+    if (central_) central_->wake();
   }
   void go_to(WebServer* server) {
     const std::lock_guard lock(mutex_);
     server_ = server;
   }
+  void go_to(Forwarder* central) {
+    const std::lock_guard lock(mutex_);
+    central_ = central;
+  }
+  void end() {
+    const std::lock_guard lock(mutex_);
+    server_ = nullptr;
+    central_ = nullptr;
+  }
 
  private:
   std::mutex mutex_;
   WebServer* server_ = nullptr;
+  Forwarder* central_ = nullptr;
 };
 
 void complain(const Environment& around, const std::string& text) {
@@ -79,10 +92,17 @@ int serve(const LineFile& file, const Environment& around) {
       file, records, [&forwarding] { forwarding(); }, steady_clock(), log);
   WebServer server(file, line, file.records);
   forwarding.go_to(&server);
+  std::optional<Forwarder> central;
+  if (!file.central.empty()) {
+    const Forwarder::Told told{[&line](const CentralState& state) { line.show_central(state); }, log};
+    central.emplace(file.central, file.records, records, told);
+    forwarding.go_to(&*central);
+  }
   around.out << "listening on " << server.address() << std::endl;
   wait_for_the_end(around.interrupt);
   const bool has_ended = line.shut_down();
-  forwarding.go_to(nullptr);
+  forwarding.end();
+  central.reset();
   const int code = line.view().records == "ok" ? exit_code::kPassed : exit_code::kBroken;
   if (has_ended) return code;
   log("a run has not ended in time; the next start will end it as interrupted");

@@ -1,5 +1,6 @@
 #include "station/app/records_command.h"
 
+#include "station/app/central_command.h"
 #include "station/app/exit_code.h"
 #include "station/app/records_words.h"
 
@@ -7,6 +8,8 @@
 #include <memory>
 #include <system_error>
 
+#include "station/central/address.h"
+#include "station/central/central_check.h"
 #include "station/figures/figures.h"
 #include "station/figures/records_figures.h"
 #include "station/records/check.h"
@@ -29,6 +32,9 @@ struct RecordsWords {
   bool is_gbk = false;
 };
 
+// A large database takes its time over one question.
+constexpr CentralPatience kPatienceOfACheck{std::chrono::seconds(10), std::chrono::hours(1)};
+
 std::optional<std::string> word_or_nothing(const std::string& word) {
   return word.empty() ? std::nullopt : std::optional(word);
 }
@@ -45,7 +51,12 @@ RunFilter filter_of(const RecordsWords& words) {
 }
 
 int check(const RecordsWords& words, const Environment& around) {
-  const CheckReport report = check_records(words.file, word_or_nothing(words.head));
+  const std::optional<std::string> head = word_or_nothing(words.head);
+  const bool is_central = is_central_url(words.file);
+  if (is_central) check_central_url(words.file);
+  const CheckReport report =
+      is_central ? check_central(words.file, head, kPatienceOfACheck, around.interrupt.descriptor())
+                 : check_records(words.file, head);
   for (const std::string& finding : report.findings) around.out << clean_text(finding) << "\n";
   for (const std::string& note : report.notes) around.err << clean_text(note) << std::endl;
   if (!report.findings.empty()) return exit_code::kFailed;
@@ -202,7 +213,7 @@ void add_records_command(CLI::App& app, Action& action) {
   CLI::App* records = app.add_subcommand("records", "Look at records of runs; needs no board");
   records->callback([records] {
     if (!records->get_subcommands().empty()) return;
-    throw UsageError("records what? there are check, list, show, head, export and release");
+    throw UsageError("records what? there are check, list, show, head, export, release, forward and central");
   });
   records->footer("t1station records COMMAND --help shows the options and exit codes of a command.");
   Builder builder(*records, action);
@@ -238,6 +249,7 @@ void add_records_command(CLI::App& app, Action& action) {
       ->required()
       ->check(CLI::Validator(check_not_blank, ""));
   releasing.add_option("--operator", words.operator_name, "Who says so");
+  add_central_commands(*records, action);
 }
 
 }  // namespace t1station

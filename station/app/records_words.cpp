@@ -1,9 +1,12 @@
 #include "station/app/records_words.h"
 
 #include "station/app/exit_code.h"
+#include "station/central/postgres.h"
+#include "station/records/database.h"
 #include "station/records/reader.h"
 #include "station/records/records.h"
 #include "station/text/errors.h"
+#include "station/text/text.h"
 
 namespace t1station {
 
@@ -16,14 +19,22 @@ std::optional<std::string> time_of(const std::string& option, const std::string&
 }
 
 int obey_with_records(const std::function<int()>& doing, const Environment& around) {
+  const auto complain = [&around](const std::string& text, int code) {
+    around.err << "t1station: " << text << std::endl;
+    return code;
+  };
   try {
     return doing();
   } catch (const RecordsRefused& refusal) {
-    around.err << "t1station: " << refusal.what() << std::endl;
-    return exit_code::kUsage;
+    return complain(refusal.what(), exit_code::kUsage);
   } catch (const RecordsBroken& trouble) {
-    around.err << "t1station: " << trouble.what() << std::endl;
-    return exit_code::kBroken;
+    return complain(trouble.what(), exit_code::kBroken);
+  } catch (const SqlError& trouble) {
+    return complain("the records cannot be read: " + std::string(trouble.what()), exit_code::kBroken);
+  } catch (const CentralTrouble& trouble) {
+    return complain("the central database: " + clean_text(trouble.what()), exit_code::kBroken);
+  } catch (const CentralStopped&) {
+    return exit_code::kInterrupted;
   }
 }
 

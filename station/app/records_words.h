@@ -12,8 +12,8 @@ namespace t1station {
 /// The time that an option's word says; nothing for an empty one. Throws UsageError for what is no time.
 std::optional<std::string> time_of(const std::string& option, const std::string& word);
 
-/// Does it, and returns its exit code, or the one of records that are refused or cannot be read or written,
-/// which is then said.
+/// Does it, and returns its exit code, or the one of records or a central database that are refused, cannot
+/// be read or written, or are out of reach, which is then said.
 int obey_with_records(const std::function<int()>& doing, const Environment& around);
 
 }  // namespace t1station

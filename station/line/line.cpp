@@ -78,6 +78,10 @@ void Line::note(std::string_view kind, std::string_view operator_name, std::stri
   state_->store([&](Records& records) { records.add_event(kind, {}, {}, operator_name, detail); });
 }
 
+void Line::show_central(const CentralState& state) {
+  state_->show_central(state);
+}
+
 bool Line::shut_down() {
   return state_->shut_down();
 }

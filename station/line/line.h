@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "station/central/central_state.h"
 #include "station/line/line_file.h"
 #include "station/link/clock.h"
 #include "station/plan/measure.h"
@@ -71,7 +72,8 @@ struct SlotView {
 /// The whole line as everybody may see it.
 struct LineView {
   std::string station, language;
-  std::string records = "ok";   ///< or what is wrong with them
+  std::string records = "ok";  ///< or what is wrong with them
+  CentralState central;
   RunCounts today;              ///< of the PC's day
   std::vector<SlotView> slots;  ///< in the file's order
 };
@@ -130,6 +132,8 @@ class Line {
   void release(const std::string& serial, const std::string& reason, const std::string& operator_name);
   /// Someone's doing that is to be kept as an event, for example a login; `detail` is JSON or empty.
   void note(std::string_view kind, std::string_view operator_name, std::string_view detail);
+  /// From now on the central database is shown like that.
+  void show_central(const CentralState& state);
 
   /// No unit is taken any more; runs end as stopped, "the station was shut down". Steps with `always` have
   /// about three seconds. Returns whether all runs ended within four and a half seconds.

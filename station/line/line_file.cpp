@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <map>
 
+#include "station/central/address.h"
 #include "station/link/serial_line.h"
 #include "station/plan/toml_reader.h"
 #include "station/text/errors.h"
@@ -44,7 +45,7 @@ class LineReader {
     read_slots(table);
     read_users(table);
     read_check(table);
-    if (table.find("central")) problems_.add(table.where("central"), "a central database is not offered yet");
+    read_central(table);
     table.refuse_other_keys();
     return line_;
   }
@@ -217,6 +218,16 @@ class LineReader {
     if (!found) return;
     TableReader table(*found, problems_);
     line_.users_file = beside(table.text("file", Need::needed));
+    table.refuse_other_keys();
+  }
+
+  void read_central(TableReader& root) {
+    const toml::table* found = root.table("central");
+    if (!found) return;
+    TableReader table(*found, problems_);
+    line_.central = table.text("postgresql", Need::needed).value_or("");
+    const std::string trouble = line_.central.empty() ? "" : trouble_with_central_url(line_.central);
+    if (!trouble.empty()) problems_.add(table.where("postgresql"), trouble);
     table.refuse_other_keys();
   }
 

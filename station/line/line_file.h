@@ -43,6 +43,7 @@ struct LineFile {
   std::string tls_certificate, tls_key;  ///< PEM files; empty: no TLS
   bool plain_http = false;               ///< wanted in so many words
   std::optional<PointCheck> check;
+  std::string central;  ///< URL of the central database; empty: there is none
   std::vector<SlotFile> slots;
 
   /// Whether only this PC can reach it.

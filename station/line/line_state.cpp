@@ -200,6 +200,7 @@ LineView Line::State::view() {
   view.station = file.station;
   view.language = file.language;
   if (!trouble.empty()) view.records = trouble;
+  view.central = central;
   view.today = today;
   const SlotCell* next = is_slot_named() ? find(named) : next_cell();
   const SlotCell* asking = asking_cell();
@@ -269,6 +270,14 @@ void Line::State::look_after() {
     if (is_new_day) count_today();
   } catch (const std::exception& error) {
     return break_off(error.what());
+  }
+  changed();
+}
+
+void Line::State::show_central(const CentralState& state) {
+  {
+    const std::lock_guard lock(mutex);
+    central = state;
   }
   changed();
 }

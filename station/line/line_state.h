@@ -37,6 +37,7 @@ struct Line::State {
   void lock(std::string_view slot, const std::string& reason, const std::string& operator_name);
   void unlock(std::string_view slot, const std::string& reason, const std::string& operator_name);
   void release(const std::string& serial, const std::string& reason, const std::string& operator_name);
+  void show_central(const CentralState& state);
   bool shut_down();
 
   /// Stores something. Throws LineRefusal when that fails; nothing is stored any more then.
@@ -92,6 +93,7 @@ struct Line::State {
   std::mutex mutex;          // of everything below but the reader
   std::deque<SlotCell> cells;
   std::string trouble;  // with the records; empty: none
+  CentralState central;
   RunCounts today;
   std::string counted_day;  // when the day of `today` began
   bool is_closing = false;

@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <stdexcept>
+#include <utility>
 
 #include "station/records/identity.h"
 
@@ -28,22 +29,27 @@ std::string canonical_text(std::string_view text) {
   return with_size('T', text);
 }
 
-std::string canonical_row(const Statement& row) {
+std::string canonical_row(const Row& row) {
   std::string bytes;
-  for (int column = 0; column < row.columns(); ++column) bytes += canonical(row.value(column));
+  for (const Value& value : row) bytes += canonical(value);
   return bytes;
+}
+
+Row values_of(const Statement& row) {
+  Row values;
+  for (int column = 0; column < row.columns(); ++column) values.push_back(row.value(column));
+  return values;
 }
 
 std::string select(std::string_view columns, std::string_view rest) {
   return "SELECT " + std::string(columns) + " FROM " + std::string(rest);
 }
 
-std::string measurements(Database& database, const std::string& attempt) {
-  std::string bytes;
-  Statement rows(database,
-                 select(measurement_columns(), "measurement WHERE attempt_id = ? ORDER BY position"));
-  for (rows.bind(attempt); rows.step();) bytes += canonical_text("measurement") + canonical_row(rows);
-  return bytes;
+std::vector<Row> rows_of(Database& database, const std::string& sql, std::string_view id) {
+  std::vector<Row> rows;
+  Statement statement(database, sql);
+  for (statement.bind(id); statement.step();) rows.push_back(values_of(statement));
+  return rows;
 }
 
 }  // namespace
@@ -81,25 +87,42 @@ std::string canonical(const Value& value) {
   return "N";
 }
 
-std::string run_hash(Database& database, std::string_view run) {
-  Statement row(database, select(run_columns(), "run WHERE id = ?"));
-  if (!row.bind(run).step()) throw std::invalid_argument("there is no run " + std::string(run));
-  std::string bytes = canonical_text(kRunMark) + canonical_row(row);
-  Statement connections(database, select(connection_columns(), "connection WHERE run_id = ? ORDER BY id"));
-  for (connections.bind(run); connections.step();) {
-    bytes += canonical_text("connection") + canonical_row(connections);
+RunRows load_run_rows(Database& database, std::string_view run) {
+  static const std::string runs = select(run_columns(), "run WHERE id = ?"),
+                           connections =
+                               select(connection_columns(), "connection WHERE run_id = ? ORDER BY id"),
+                           attempts = select(attempt_columns(), "attempt WHERE run_id = ? ORDER BY id"),
+                           measurements = select(measurement_columns(),
+                                                 "measurement WHERE attempt_id = ? ORDER BY position");
+  std::vector<Row> found = rows_of(database, runs, run);
+  if (found.empty()) throw std::invalid_argument("there is no run " + std::string(run));
+  RunRows rows{std::move(found.front()), rows_of(database, connections, run), {}};
+  for (Row& attempt : rows_of(database, attempts, run)) {
+    std::vector<Row> measured = rows_of(database, measurements, std::get<std::string>(attempt.front()));
+    rows.attempts.push_back({std::move(attempt), std::move(measured)});
   }
-  Statement attempts(database, select(attempt_columns(), "attempt WHERE run_id = ? ORDER BY id"));
-  for (attempts.bind(run); attempts.step();) {
-    bytes += canonical_text("attempt") + canonical_row(attempts) + measurements(database, attempts.text(0));
+  return rows;
+}
+
+std::string run_hash(const RunRows& rows) {
+  std::string bytes = canonical_text(kRunMark) + canonical_row(rows.run);
+  for (const Row& connection : rows.connections)
+    bytes += canonical_text("connection") + canonical_row(connection);
+  for (const AttemptRows& attempt : rows.attempts) {
+    bytes += canonical_text("attempt") + canonical_row(attempt.attempt);
+    for (const Row& measurement : attempt.measurements) {
+      bytes += canonical_text("measurement") + canonical_row(measurement);
+    }
   }
   return sha256_hex(bytes);
 }
 
-std::string row_hash(std::string_view table, const std::vector<Value>& values) {
-  std::string bytes = canonical_text(kRowMark) + canonical_text(table);
-  for (const Value& value : values) bytes += canonical(value);
-  return sha256_hex(bytes);
+std::string run_hash(Database& database, std::string_view run) {
+  return run_hash(load_run_rows(database, run));
+}
+
+std::string row_hash(std::string_view table, const Row& values) {
+  return sha256_hex(canonical_text(kRowMark) + canonical_text(table) + canonical_row(values));
 }
 
 }  // namespace t1station

@@ -244,14 +244,18 @@ void Records::look() {
   state_->with_database([](Database&) {});
 }
 
-void Records::mark_forwarded(std::string_view run) {
+void Records::mark_forwarded(const std::vector<std::string>& runs) {
   state_->in_transaction([&](Database& database) {
-    const std::vector<Value> values{std::string(run), record_time()};
-    Statement(database, "INSERT INTO forwarded (run_id, at, hash) VALUES (?, ?, ?)")
-        .bind(values[0])
-        .bind(values[1])
-        .bind(row_hash("forwarded", values))
-        .run();
+    for (const std::string& run : runs) {
+      const Row values{run, record_time()};
+      Statement(database,
+                "INSERT INTO forwarded (run_id, at, hash) SELECT ?1, ?2, ?3 "
+                "WHERE NOT EXISTS (SELECT 1 FROM forwarded WHERE run_id = ?1)")
+          .bind(values[0])
+          .bind(values[1])
+          .bind(row_hash("forwarded", values))
+          .run();
+    }
   });
 }
 

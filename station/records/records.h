@@ -139,8 +139,8 @@ class Records {
   void release(std::string_view serial, std::string_view reason, std::string_view operator_name);
   /// Stores nothing; throws when nothing can be stored, as far as that shows without storing.
   void look();
-  /// The run is in the central database.
-  void mark_forwarded(std::string_view run);
+  /// These runs are in the central database. What was said before is not stored again.
+  void mark_forwarded(const std::vector<std::string>& runs);
 
  private:
   struct State;

@@ -121,7 +121,7 @@ std::string LineDocument::text(const LineView& line) {
   const Json head{{"station", line.station},
                   {"language", line.language},
                   {"records", line.records},
-                  {"central", {{"state", "off"}, {"behind", 0}}},
+                  {"central", {{"state", line.central.state}, {"behind", line.central.behind}}},
                   {"today",
                    {{"runs", line.today.runs},
                     {"passed", line.today.passed},
@@ -172,7 +172,7 @@ std::string metrics_text(const LineView& line, const EndCounts& counts, std::siz
   Figures(text, "boardtest_records_ok", "gauge", "1 as long as the records can be written.")
       .add("", line.records == "ok" ? 1 : 0);
   Figures(text, "boardtest_central_behind", "gauge", "Ended runs that are not in the central database yet.")
-      .add("", 0);
+      .add("", line.central.behind);
   Figures(text, "boardtest_streams", "gauge", "Open streams of events.")
       .add("", static_cast<std::int64_t>(streams));
   return text;

@@ -16,7 +16,7 @@ OPTIONS = {
     "./run": ("run", r"(--[\w-]+)(?= *[|)])"),
     "boardsim": ("boardsim/tool/options.cpp", r'(?:add_option|add_flag|set_version_flag)\("(?:-\w,)?(--[\w-]+)'),
     "t1station": ("station/app/command_line.cpp station/app/records_command.cpp "
-                  "station/app/users_command.cpp", r'(--[\w-]+)[",]'),
+                  "station/app/central_command.cpp station/app/users_command.cpp", r'(--[\w-]+)[",]'),
 }
 
 

@@ -17,11 +17,12 @@ BOARD = ("boardsim/devices/", "boardsim/families/", "boardsim/kernel/")
 # The rooms of the station, and those below each that it may include.
 STATION = {
     "web": ("line", "figures", "records", "report", "plan", "catalogue", "text"),
-    "line": ("tools", "run", "records", "plan", "link", "protocol", "catalogue", "text"),
+    "line": ("tools", "run", "central", "records", "plan", "link", "protocol", "catalogue", "text"),
     "tools": ("run", "terminal", "link", "protocol", "text"),
     "terminal": ("run", "protocol", "catalogue", "text"),
     "report": ("terminal", "figures", "records", "run", "plan", "catalogue", "text"),
     "run": ("records", "plan", "link", "protocol", "catalogue", "text"),
+    "central": ("figures", "records", "plan", "text"),
     "figures": ("records", "text"),
     "records": ("plan", "text"),
     "plan": ("catalogue", "text"),
@@ -54,6 +55,7 @@ MAY_INCLUDE = {
     "tests/boardsim/": ("boardsim/", "tests/harness/"),
     "tests/station/": ("station/", "catalogue/", "tests/harness/"),
     "tests/fuzz/": ("t1_sdk/", "catalogue/", "boardsim/board.h", "station/web/", "tests/"),
+    "tests/central/": ("station/", "tests/e2e/child.h", "tests/harness/", "tests/station/"),
     "tests/e2e/": ("boardsim/control/client.h", "tests/harness/"),
     "tests/kills/": ("station/", "tests/e2e/child.h", "tests/harness/", "tests/station/"),
     "tests/matrix/": ("t1_sdk/", "catalogue/", "boardsim/board.h", "boardsim/families/families.h", "boardsim/jigs/wiring.h", "tests/"),
@@ -63,7 +65,7 @@ MAY_INCLUDE = {
 DRAWINGS = {"## The floors of the program": "t1_sdk/", "## The floors of the simulated board": "boardsim/",
             "## The floors of the station": "station/"}
 # These write numbers, records and texts afresh: not even a header's header is the program's.
-INDEPENDENT = ("boardsim/", "station/", "tests/boardsim/", "tests/station/", "tests/e2e/", "tests/kills/")
+INDEPENDENT = ("boardsim/", "station/", "tests/boardsim/", "tests/central/", "tests/station/", "tests/e2e/", "tests/kills/")
 
 
 def quoted(path):

@@ -52,7 +52,7 @@ def lengths(complain):
 def real_time(complain):
     """Tests that run processes and sockets of the PC wait for events, never for an amount of time."""
     for path in tree.files(*SOURCES, below="tests/"):
-        if path.startswith(("tests/e2e/", "tests/kills/", "tests/station/", "tests/boardsim/launcher/")):
+        if path.startswith(("tests/central/", "tests/e2e/", "tests/kills/", "tests/station/", "tests/boardsim/launcher/")):
             for number, line in tree.lines(path):
                 if re.search(r"\b(u|nano|clock_nano)?sleep(_for|_until)?\(", line.partition("//")[0]):
                     complain(path, number, "a test that sleeps")

@@ -28,7 +28,9 @@ offers() {
 offers "records rs485-echo run" r
 offers "run" 192.0.2.7 : 36001 ru
 offers "check" plan ""
-offers "check" records c
+offers "check central" records c
+offers "operator" users add users.toml Li --role o
+offers "" records central init postgresql://db/boards --role o
 offers "--serial --slot --speed" 192.0.2.7 run --s
 offers "--verdict" records list main.db --v
 offers "rs485 rs485-ptz" 192.0.2.7 run rtc rs
@@ -44,7 +46,7 @@ offers "rkd1 rkd2" list --family rk
 offers "always auto" 192.0.2.7 run --color a
 offers "" 192.0.2.7 run --operator m
 offers "" 192.0.2.7 run --timeout 1
-formats=$(_t1station_values "$program" --format)
+formats=$(_t1station_values "$program" --format "records export")
 [[ " $formats " == *" jsonl "*"csv "* ]] || { echo "formats: $formats"; status=1; }
 [ "$(complete -p t1station)" = "complete -F _t1station t1station" ] || status=1
 exit $status

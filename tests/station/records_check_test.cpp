@@ -23,7 +23,7 @@ class RecordsCheckTest : public testing::Test {
     pass(records, "AB00000001");
     fail(records, "AB00000002");
     pass(records, "AB00000003", true);
-    records.mark_forwarded(runs_of(file_)[0].id);
+    records.mark_forwarded({runs_of(file_)[0].id});
     runs_ = runs_of(file_);
   }
 

@@ -157,7 +157,9 @@ TEST_F(RecordsCommandTest, AReleaseIsForTheOwnerOfTheFile) {
 
 TEST_F(RecordsCommandTest, WithoutACommandItSaysWhichThereAre) {
   EXPECT_EQ(run({}), 4);
-  EXPECT_EQ(err(), "t1station: records what? there are check, list, show, head, export and release\n");
+  EXPECT_EQ(
+      err(),
+      "t1station: records what? there are check, list, show, head, export, release, forward and central\n");
 }
 
 TEST_F(RecordsCommandTest, AFileThatIsNoRecordsIsRefusedByEachCommand) {

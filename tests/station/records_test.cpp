@@ -454,7 +454,7 @@ TEST_F(RecordsTest, NothingThatWasSaidCanBeChangedOrDeleted) {
   pass(records, "AB00000001");
   const std::string open = records.begin_run(unit("AB00000002"), plan());
   const std::string attempt = records.begin_attempt(clock_attempt(open, connected(records, open)));
-  records.mark_forwarded(runs_of(file_)[0].id);
+  records.mark_forwarded({runs_of(file_)[0].id});
   records.release("AB00000001", "repaired", "Li");
   const std::string is_open = " WHERE id = '" + open + "'", is_tried = " WHERE id = '" + attempt + "'";
   const std::vector<std::string> refused{
