@@ -28,7 +28,8 @@ namespace {
 
 /// The words behind `records`.
 struct RecordsWords {
-  std::string file, run, serial, plan, verdict, from, to, head, format, language, out, reason, operator_name;
+  std::string file, run, serial, slot, plan, verdict, from, to, head, format, language, out, reason,
+      operator_name;
   bool is_gbk = false;
 };
 
@@ -72,6 +73,16 @@ int list(const RecordsWords& words, const Environment& around) {
   return exit_code::kPassed;
 }
 
+int suspect(const RecordsWords& words, const Environment& around) {
+  std::string lines;
+  RecordsReader reader(words.file);
+  if (!reader.suspects(words.slot, [&lines](const StoredRun& run) { lines += runs_line(run); })) {
+    throw UsageError("there is no check of slot " + clean_text(words.slot) + " in " + words.file);
+  }
+  around.out << runs_heading() << lines;
+  return exit_code::kPassed;
+}
+
 int show(const RecordsWords& words, const Environment& around) {
   RecordsReader reader(words.file);
   const std::optional<StoredRun> run = reader.run(words.run);
@@ -98,7 +109,8 @@ FormatChoice choice_of(const RecordsWords& words) {
 }
 
 // Without a run or a unit it is the window's report.
-void write_window(const RecordsWords& words, RecordsReader& reader, Language language, const WritePiece& write) {
+void write_window(const RecordsWords& words, RecordsReader& reader, Language language,
+                  const WritePiece& write) {
   RecordsFigures database(words.file);
   const FigureWindow window{time_of("--from", words.from), time_of("--to", words.to),
                             word_or_nothing(words.plan)};
@@ -213,7 +225,8 @@ void add_records_command(CLI::App& app, Action& action) {
   CLI::App* records = app.add_subcommand("records", "Look at records of runs; needs no board");
   records->callback([records] {
     if (!records->get_subcommands().empty()) return;
-    throw UsageError("records what? there are check, list, show, head, export, release, forward and central");
+    throw UsageError(
+        "records what? there are check, list, suspect, show, head, export, release, forward and central");
   });
   records->footer("t1station records COMMAND --help shows the options and exit codes of a command.");
   Builder builder(*records, action);
@@ -226,6 +239,9 @@ void add_records_command(CLI::App& app, Action& action) {
   builder.add_window(listing);
   listing.add_option("--verdict", words.verdict, "Only runs that ended so")
       ->check(CLI::Validator(check_verdict, ""));
+  builder.add("suspect", "Show the runs of a slot between its last wrong check and the one before", suspect)
+      .add_option("--slot", words.slot, "The slot's name")
+      ->required();
   builder.add("show", "Show one run with its attempts", show)
       .add_option("RUN", words.run, "The run's id")
       ->required();

@@ -239,13 +239,14 @@ void Line::State::test(SlotCell& cell, const std::shared_ptr<SlotRun>& run, cons
 
 void Line::State::judge_check(SlotCell& cell, const NewRun& unit, Verdict verdict) {
   if (unit.kind != "check") return;
-  std::string wrong;
+  std::string wrong, run;
   {
     const std::lock_guard lock(mutex);
+    run = cell.shown->run.id;
     if (cell.checks) wrong = cell.checks->add(unit.serial, verdict_name(verdict), record_time());
   }
   if (wrong.empty()) return;
-  records.add_event("lock", cell.file.name, {}, {}, json_text({{"reason", wrong}}));
+  records.add_event("lock", cell.file.name, run, {}, json_text({{"reason", wrong}}));
   say("slot " + cell.file.name + ": locked: " + wrong);
   const std::lock_guard lock(mutex);
   cell.lock_reason = wrong;

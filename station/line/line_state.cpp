@@ -79,7 +79,7 @@ void Line::State::take_up_history() {
       if (run.ended < history.unlocked) wrong.clear();
     }
     if (wrong.empty() || !cell.lock_reason.empty()) continue;
-    records.add_event("lock", cell.file.name, {}, {}, json_text({{"reason", wrong}}));
+    records.add_event("lock", cell.file.name, history.checks.back().id, {}, json_text({{"reason", wrong}}));
     cell.lock_reason = wrong;
   }
 }

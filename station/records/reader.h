@@ -37,7 +37,7 @@ struct RunFilter {
 
 /// A run of a check unit.
 struct CheckRun {
-  std::string serial, verdict, ended;
+  std::string id, serial, verdict, ended;
 };
 
 /// What happened in a slot before this station started.
@@ -86,6 +86,10 @@ class RecordsReader {
   std::int64_t last_sequence();
   /// Adds the runs that ended behind `counts.last`: what was counted once is not looked at again.
   void count(EndCounts& counts);
+  /// Calls with each production run of a slot, without its attempts, that ended between its last wrong check
+  /// and the check before, or, where no check was ever wrong, since its last one: units that a bad fixture
+  /// may have let pass. Returns whether the slot was ever checked.
+  bool suspects(std::string_view slot, const std::function<void(const StoredRun&)>& call);
   /// What is known of a slot of a station.
   SlotHistory slot_history(std::string_view station, std::string_view slot);
   /// Production runs that ended since `from`, and the first-pass yield of the units that began since then.

@@ -36,14 +36,38 @@ std::string last_unlock(Database& database, std::string_view slot) {
 }
 
 std::vector<CheckRun> check_runs(Database& database, std::string_view station, std::string_view slot) {
-  Statement rows(database,
-                 "SELECT serial, verdict, ended FROM run WHERE kind = 'check' AND station = ? AND slot = ? "
-                 "ORDER BY sequence");
+  Statement rows(
+      database,
+      "SELECT id, serial, verdict, ended FROM run WHERE kind = 'check' AND station = ? AND slot = ? "
+      "ORDER BY sequence");
   std::vector<CheckRun> runs;
   for (rows.bind(station).bind(slot); rows.step();) {
-    runs.push_back({rows.text(0), rows.text(1), rows.text(2)});
+    runs.push_back({rows.text(0), rows.text(1), rows.text(2), rows.text(3)});
   }
   return runs;
+}
+
+/// Check runs of a slot, as places in the order in which runs ended.
+struct ChecksOfSlot {
+  std::int64_t last_wrong = 0, right_before = 0;  ///< 0: there is none
+};
+
+// A check with a wrong result is one that a lock names.
+ChecksOfSlot checks_of(Database& database, std::string_view slot) {
+  Statement rows(database,
+                 "SELECT sequence, EXISTS (SELECT 1 FROM event WHERE kind = 'lock' AND run_id = run.id) "
+                 "FROM run WHERE kind = 'check' AND slot = ? AND sequence IS NOT NULL ORDER BY sequence");
+  ChecksOfSlot checks;
+  std::int64_t last_right = 0;
+  for (rows.bind(slot); rows.step();) {
+    if (rows.integer(1) == 0) {
+      last_right = rows.integer(0);
+    } else {
+      checks = {rows.integer(0), last_right};
+    }
+  }
+  if (checks.last_wrong == 0) checks.right_before = last_right;
+  return checks;
 }
 
 std::optional<double> first_pass_yield(Database& database, std::string_view from) {
@@ -60,6 +84,19 @@ std::optional<double> first_pass_yield(Database& database, std::string_view from
 }
 
 }  // namespace
+
+bool RecordsReader::suspects(std::string_view slot, const std::function<void(const StoredRun&)>& call) {
+  return reading([&] {
+    const ChecksOfSlot checks = checks_of(*database_, slot);
+    if (checks.last_wrong == 0 && checks.right_before == 0) return false;
+    Statement rows(*database_, std::string(select_runs()) +
+                                   "WHERE run.kind = 'production' AND run.slot = ?1 AND run.sequence > ?2 "
+                                   "AND (?3 = 0 OR run.sequence < ?3) ORDER BY run.sequence");
+    rows.bind(slot).bind(checks.right_before).bind(checks.last_wrong);
+    while (rows.step()) call(load_run_row(rows));
+    return true;
+  });
+}
 
 SlotHistory RecordsReader::slot_history(std::string_view station, std::string_view slot) {
   return reading([&] {

@@ -11,21 +11,21 @@
 namespace t1station {
 namespace {
 
-constexpr std::size_t kBar = 30;        // columns of the longest bar
-constexpr std::size_t kMostKinds = 20;  // of failures that are shown
+constexpr std::size_t kBar = 30;              // columns of the longest bar
+constexpr std::size_t kMostKindsInText = 20;  // of failures that are shown
 constexpr std::size_t kLongestWords = 60;
 
-std::string number_text(double number) {
+std::string plain_number(double number) {
   std::array<char, 40> text{};
   std::snprintf(text.data(), text.size(), "%.5g", number);
   return text.data();
 }
 
-std::string number_text(const std::optional<double>& number) {
-  return number ? number_text(*number) : "-";
+std::string plain_number(const std::optional<double>& number) {
+  return number ? plain_number(*number) : "-";
 }
 
-std::string share_text(const Share& share) {
+std::string percentage(const Share& share) {
   if (share.all == 0) return "-";
   std::array<char, 40> text{};
   std::snprintf(text.data(), text.size(), "%.1f %%", 100 * *share.value());
@@ -90,7 +90,7 @@ std::string window_text(const FigureWindow& window) {
 std::string yields_text(const Figures& figures) {
   Columns table({"Yield", ">", ">Units", ">Passed", ""});
   const auto add = [&table](const std::string& name, const Share& share) {
-    table.add({name, share_text(share), std::to_string(share.all), std::to_string(share.part),
+    table.add({name, percentage(share), std::to_string(share.all), std::to_string(share.part),
                bar_text(share.part, share.all)});
   };
   add("first pass", figures.first_pass);
@@ -106,7 +106,7 @@ std::string runs_text(const Figures& figures) {
   if (figures.runs == 0) return text;
   Columns table({"Verdict", ">Runs", ">Share", ""});
   const auto add = [&](const std::string& name, const FoundRuns& runs) {
-    table.add({name, std::to_string(runs.count), share_text({runs.count, figures.runs}),
+    table.add({name, std::to_string(runs.count), percentage({runs.count, figures.runs}),
                bar_text(runs.count, figures.runs)});
   };
   for (const char* verdict : {"passed", "failed", "error", "stopped", "interrupted", ""}) {
@@ -129,8 +129,8 @@ std::string words_of(const FailureKind& kind) {
 std::string numbers_of(const FailureKind& kind) {
   std::string text;
   for (const auto& [low, high] : kind.numbers) {
-    text += (text.empty() ? "" : "; ") + number_text(low);
-    if (low != high) text += " to " + number_text(high);
+    text += (text.empty() ? "" : "; ") + plain_number(low);
+    if (low != high) text += " to " + plain_number(high);
   }
   return cut_to_width(text, kLongestWords);
 }
@@ -138,7 +138,7 @@ std::string numbers_of(const FailureKind& kind) {
 std::string failures_text(const Figures& figures) {
   if (figures.failures.empty()) return {};
   Columns table({">Runs", "", "Plan", "Step", "What did not pass", "Numbers (#)"});
-  const std::size_t shown = std::min(figures.failures.size(), kMostKinds);
+  const std::size_t shown = std::min(figures.failures.size(), kMostKindsInText);
   for (std::size_t i = 0; i < shown; ++i) {
     const FailureKind& kind = figures.failures[i];
     table.add({std::to_string(kind.runs.count),
@@ -156,8 +156,8 @@ std::string steps_text(const Figures& figures) {
     const auto failed = step.outcomes.find("failed");
     const std::int64_t failures = failed == step.outcomes.end() ? 0 : failed->second;
     table.add({step.plan, step.step, std::to_string(step.runs), std::to_string(step.attempts),
-               share_text({failures, step.attempts}), share_text({step.retried.count, step.runs}),
-               number_text(step.median), number_text(step.percentile_95)});
+               percentage({failures, step.attempts}), percentage({step.retried.count, step.runs}),
+               plain_number(step.median), plain_number(step.percentile_95)});
   }
   return "\n" + table.text();
 }
@@ -167,8 +167,8 @@ std::string slots_text(const Figures& figures) {
   Columns table({"Station", "Slot", ">Runs", ">Not passed", ">Share", "", ">p", ""});
   for (const SlotFigures& slot : figures.slots) {
     table.add({slot.station, slot.slot.value_or("-"), std::to_string(slot.runs),
-               std::to_string(slot.not_passed.count), share_text({slot.not_passed.count, slot.runs}),
-               bar_text(slot.not_passed.count, slot.runs), number_text(slot.p),
+               std::to_string(slot.not_passed.count), percentage({slot.not_passed.count, slot.runs}),
+               bar_text(slot.not_passed.count, slot.runs), plain_number(slot.p),
                slot.is_marked ? "! differs from the other slots" : ""});
   }
   return "\n" + table.text();
@@ -178,11 +178,11 @@ std::string warnings_of(const MeasurementFigures& measurement) {
   std::string text;
   if (measurement.normality && measurement.normality->is_warning) {
     text += "  ! not normally distributed (" + std::string(kNormalityTest) + ", p " +
-            number_text(measurement.normality->p) + ")\n";
+            plain_number(measurement.normality->p) + ")\n";
   }
   if (measurement.drift && measurement.drift->is_warning) {
-    text += "  ! drifts by " + number_text(measurement.drift->rise) + " (" + kDriftTest + ", p " +
-            number_text(measurement.drift->p) + ")\n";
+    text += "  ! drifts by " + plain_number(measurement.drift->rise) + " (" + kDriftTest + ", p " +
+            plain_number(measurement.drift->p) + ")\n";
   }
   return text;
 }
@@ -190,8 +190,8 @@ std::string warnings_of(const MeasurementFigures& measurement) {
 std::string measurement_text(const MeasurementFigures& measurement) {
   std::string title = measurement.plan + ", " + measurement.step + ": " + measurement.name;
   if (measurement.unit) title += " (" + *measurement.unit + ")";
-  if (measurement.low) title += ", at least " + number_text(*measurement.low);
-  if (measurement.high) title += ", at most " + number_text(*measurement.high);
+  if (measurement.low) title += ", at least " + plain_number(*measurement.low);
+  if (measurement.high) title += ", at most " + plain_number(*measurement.high);
   std::string text = "\n" + one_line(title) + "\n  " + std::to_string(measurement.values) + " values";
   const auto add_count = [&text](std::int64_t count, const std::string& what) {
     if (count > 0) text += ", " + std::to_string(count) + " " + what;
@@ -199,11 +199,11 @@ std::string measurement_text(const MeasurementFigures& measurement) {
   add_count(measurement.too_low, "too low");
   add_count(measurement.too_high, "too high");
   add_count(measurement.not_found, "not found");
-  if (measurement.mean) text += ", mean " + number_text(*measurement.mean);
-  if (measurement.deviation) text += ", deviation " + number_text(*measurement.deviation);
+  if (measurement.mean) text += ", mean " + plain_number(*measurement.mean);
+  if (measurement.deviation) text += ", deviation " + plain_number(*measurement.deviation);
   if (const auto& found = measurement.capability) {
-    text += ", Cpk " + number_text(found->cpk) + " (95 %: " + number_text(found->low) + " to " +
-            number_text(found->high) + ")";
+    text += ", Cpk " + plain_number(found->cpk) + " (95 %: " + plain_number(found->low) + " to " +
+            plain_number(found->high) + ")";
   }
   text += "\n" + warnings_of(measurement);
   if (measurement.histogram.empty()) return text;
@@ -212,7 +212,7 @@ std::string measurement_text(const MeasurementFigures& measurement) {
                        [](const HistogramBar& a, const HistogramBar& b) { return a.values < b.values; });
   Columns bars({">From", ">Values", ""});
   for (const HistogramBar& bar : measurement.histogram) {
-    bars.add({number_text(bar.from), std::to_string(bar.values), bar_text(bar.values, most->values)});
+    bars.add({plain_number(bar.from), std::to_string(bar.values), bar_text(bar.values, most->values)});
   }
   return text + bars.text();
 }

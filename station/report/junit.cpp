@@ -19,9 +19,10 @@ std::string measured_text(double number) {
 }
 
 void set_counts(pugi::xml_node& element, const RunReport& report) {
-  set(element, "tests", std::to_string(report.results.size()));
-  set(element, "failures", std::to_string(report.count(Outcome::failed)));
-  set(element, "errors", std::to_string(report.count(Outcome::timed_out) + report.count(Outcome::broken)));
+  set_attribute(element, "tests", std::to_string(report.results.size()));
+  set_attribute(element, "failures", std::to_string(report.count(Outcome::failed)));
+  set_attribute(element, "errors",
+                std::to_string(report.count(Outcome::timed_out) + report.count(Outcome::broken)));
 }
 
 void add_step(pugi::xml_node details, const Result& result) {
@@ -54,9 +55,9 @@ void add_verdict(pugi::xml_node& test_case, const Result& result) {
   }
   const std::string description = clean_text(result.description);
   pugi::xml_node verdict = test_case.append_child(element);
-  set(verdict, "message", description);
+  set_attribute(verdict, "message", description);
   if (result.outcome == Outcome::interrupted || result.outcome == Outcome::not_run) return;
-  set(verdict, "type", std::string(outcome_name(result.outcome)));
+  set_attribute(verdict, "type", std::string(outcome_name(result.outcome)));
   verdict.append_child(pugi::node_pcdata).set_value(description.c_str());
 }
 
@@ -65,20 +66,21 @@ void add_verdict(pugi::xml_node& test_case, const Result& result) {
 std::string junit_report(const RunReport& report) {
   pugi::xml_document xml;
   pugi::xml_node declaration = xml.append_child(pugi::node_declaration);
-  set(declaration, "version", "1.0");
-  set(declaration, "encoding", "UTF-8");
+  set_attribute(declaration, "version", "1.0");
+  set_attribute(declaration, "encoding", "UTF-8");
 
   pugi::xml_node suites = xml.append_child("testsuites");
   set_counts(suites, report);
-  set(suites, "time", milliseconds_text(report.seconds()));
+  set_attribute(suites, "time", milliseconds_text(report.seconds()));
 
   pugi::xml_node suite = suites.append_child("testsuite");
-  set(suite, "name", "boardtest");
+  set_attribute(suite, "name", "boardtest");
   set_counts(suite, report);
-  set(suite, "skipped", std::to_string(report.count(Outcome::interrupted) + report.count(Outcome::not_run)));
-  set(suite, "time", milliseconds_text(report.seconds()));
-  set(suite, "timestamp", report.started);
-  set(suite, "hostname", report.board);
+  set_attribute(suite, "skipped",
+                std::to_string(report.count(Outcome::interrupted) + report.count(Outcome::not_run)));
+  set_attribute(suite, "time", milliseconds_text(report.seconds()));
+  set_attribute(suite, "timestamp", report.started);
+  set_attribute(suite, "hostname", report.board);
 
   pugi::xml_node properties = suite.append_child("properties");
   add_property(properties, "build", report.build);
@@ -94,9 +96,9 @@ std::string junit_report(const RunReport& report) {
 
   for (const Result& result : report.results) {
     pugi::xml_node test_case = suite.append_child("testcase");
-    set(test_case, "classname", "boardtest." + name_of(result.code));
-    set(test_case, "name", std::to_string(result.code) + " " + title_of(result.code));
-    set(test_case, "time", milliseconds_text(result.seconds));
+    set_attribute(test_case, "classname", "boardtest." + name_of(result.code));
+    set_attribute(test_case, "name", std::to_string(result.code) + " " + title_of(result.code));
+    set_attribute(test_case, "time", milliseconds_text(result.seconds));
     if (result.parameter || !result.step.empty()) {
       pugi::xml_node details = test_case.append_child("properties");
       if (result.parameter) add_property(details, "parameter", std::to_string(*result.parameter));

@@ -7,14 +7,14 @@
 
 namespace t1station {
 
-void set(pugi::xml_node element, const char* name, const std::string& value) {
+void set_attribute(pugi::xml_node element, const char* name, const std::string& value) {
   element.append_attribute(name).set_value(clean_text(value).c_str());
 }
 
 void add_property(pugi::xml_node properties, const char* name, const std::string& value) {
   const pugi::xml_node property = properties.append_child("property");
-  set(property, "name", name);
-  set(property, "value", value);
+  set_attribute(property, "name", name);
+  set_attribute(property, "value", value);
 }
 
 std::string milliseconds_text(double seconds) {

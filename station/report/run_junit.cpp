@@ -31,14 +31,15 @@ std::string count_of(const StoredRun& run, std::string_view element) {
 
 void add_case(pugi::xml_node suite, const StoredAttempt& attempt) {
   pugi::xml_node test = suite.append_child("testcase");
-  set(test, "classname", "boardtest." + name_of(static_cast<std::int32_t>(attempt.code)));
-  set(test, "name", attempt.step + (attempt.number > 1 ? ", attempt " + std::to_string(attempt.number) : ""));
-  set(test, "time", milliseconds_text(attempt.seconds.value_or(0)));
+  set_attribute(test, "classname", "boardtest." + name_of(static_cast<std::int32_t>(attempt.code)));
+  set_attribute(test, "name",
+                attempt.step + (attempt.number > 1 ? ", attempt " + std::to_string(attempt.number) : ""));
+  set_attribute(test, "time", milliseconds_text(attempt.seconds.value_or(0)));
   if (const char* element = element_of(attempt)) {
     pugi::xml_node verdict = test.append_child(element);
     const std::string words = attempt.description.value_or("");
-    set(verdict, "message", words);
-    if (attempt.outcome) set(verdict, "type", *attempt.outcome);
+    set_attribute(verdict, "message", words);
+    if (attempt.outcome) set_attribute(verdict, "type", *attempt.outcome);
     verdict.append_child(pugi::node_pcdata).set_value(clean_text(words).c_str());
   }
 }
@@ -56,15 +57,15 @@ std::string_view junit_footer() {
 std::string junit_suite(const StoredRun& run) {
   pugi::xml_document xml;
   pugi::xml_node suite = xml.append_child("testsuite");
-  set(suite, "name", run.plan_name + " " + run.plan_version + " of " + run.serial);
-  set(suite, "id", run.id);
-  set(suite, "tests", std::to_string(run.attempts.size()));
-  set(suite, "failures", count_of(run, "failure"));
-  set(suite, "errors", count_of(run, "error"));
-  set(suite, "skipped", count_of(run, "skipped"));
-  set(suite, "time", milliseconds_text(run.seconds.value_or(0)));
-  set(suite, "timestamp", run.started.substr(0, run.started.find('.')));
-  set(suite, "hostname", run.station);
+  set_attribute(suite, "name", run.plan_name + " " + run.plan_version + " of " + run.serial);
+  set_attribute(suite, "id", run.id);
+  set_attribute(suite, "tests", std::to_string(run.attempts.size()));
+  set_attribute(suite, "failures", count_of(run, "failure"));
+  set_attribute(suite, "errors", count_of(run, "error"));
+  set_attribute(suite, "skipped", count_of(run, "skipped"));
+  set_attribute(suite, "time", milliseconds_text(run.seconds.value_or(0)));
+  set_attribute(suite, "timestamp", run.started.substr(0, run.started.find('.')));
+  set_attribute(suite, "hostname", run.station);
   pugi::xml_node properties = suite.append_child("properties");
   add_property(properties, "serial", run.serial);
   add_property(properties, "run", run.id);

@@ -69,7 +69,8 @@ void write_file(const std::string& path, const std::function<void(int file)>& fi
 }  // namespace
 
 bool is_of_records(const std::string& path, const std::string& records) {
-  for (const char* end : {"", "-wal", "-shm", "-journal", "-owner", "-figures", "-figures-wal", "-figures-shm"}) {
+  for (const char* end :
+       {"", "-wal", "-shm", "-journal", "-owner", "-figures", "-figures-wal", "-figures-shm"}) {
     if (is_same_file(path, records + end)) return true;
   }
   return false;

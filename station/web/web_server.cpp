@@ -161,7 +161,7 @@ WebServer::State::~State() {
     io_.stop();
   });
   thread_.join();
-  for (asio::thread_pool* pool : {&storing_, &reading_, &passwords_}) pool->stop();
+  for (asio::thread_pool* pool : {&reading_, &passwords_}) pool->stop();  // what is to be stored still is
   for (asio::thread_pool* pool : {&storing_, &reading_, &passwords_}) pool->join();
 }
 

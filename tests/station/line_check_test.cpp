@@ -2,14 +2,19 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <sstream>
 
+#include "station/app/app.h"
 #include "tests/station/board_texts.h"
 #include "tests/station/line_at_work.h"
+#include "tests/station/scripted_link.h"
 
 namespace {
 
 using namespace t1station;
+using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 
 constexpr const char* kGood = "GOLD-1";
 constexpr const char* kBad = "BAD-1";
@@ -60,7 +65,7 @@ TEST_F(LineCheckTest, AWrongResultThatTheStationDidNotLiveToLockForLocksAtTheNex
   EXPECT_EQ(slot(0).reason, "the bad check unit BAD-1 ended as interrupted, not as failed");
 }
 
-TEST_F(LineCheckTest, AWrongResultOfACheckProductLocksTheSlotUntilItIsUnlockedAndCheckedAnew) {
+TEST_F(LineCheckTest, AWrongResultOfACheckUnitLocksTheSlotUntilItIsUnlockedAndCheckedAnew) {
   begin({board_.address()}, kCheck);
   check_with(kGood, true);
   put_in(true);
@@ -76,6 +81,33 @@ TEST_F(LineCheckTest, AWrongResultOfACheckProductLocksTheSlotUntilItIsUnlockedAn
   check_with(kBad, false);
   put_in(true);
   EXPECT_EQ(test(kProduct).run->verdict, Verdict::passed);
+}
+
+TEST_F(LineCheckTest, UnitsBetweenAWrongCheckAndTheOneBeforeAreSuspect) {
+  begin({board_.address()}, kCheck);
+  const auto suspects = [&](const std::string& slot) {
+    std::ostringstream out, err;
+    const ManualClock still;
+    Interrupt interrupt;
+    const int code = run_app({"records", "suspect", path("records.db"), "--slot", slot},
+                             Environment{out, err, still, interrupt, "2026-11-22T03:17:12"});
+    return code == 0 ? out.str() : std::to_string(code) + ": " + err.str();
+  };
+  EXPECT_THAT(suspects("1"), HasSubstr("4: t1station: there is no check of slot 1"));
+  check_with(kGood, true);
+  check_with(kBad, false);
+  put_in(true);
+  test(kProduct);
+  EXPECT_THAT(suspects("1"), HasSubstr(kProduct)) << "nothing is wrong so far: those since the last check";
+  check_with(kGood, false);
+  EXPECT_THAT(suspects("1"), HasSubstr(kProduct));
+  line_->unlock("1", "contact cleaned", "Wang");
+  check_with(kGood, true);
+  check_with(kBad, false);
+  put_in(true);
+  test("AB00000009");
+  EXPECT_THAT(suspects("1"), AllOf(HasSubstr(kProduct), Not(HasSubstr("AB00000009"))));
+  EXPECT_THAT(suspects("1"), Not(HasSubstr("GOLD-1")));
 }
 
 }  // namespace

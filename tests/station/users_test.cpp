@@ -197,15 +197,16 @@ class TypingPerson final : public std::stringbuf {
   int sync() override {
     if (!str().ends_with(": ")) return 0;
     str("");
-    std::thread([&terminal = terminal_, answer = answers_.front(), this] {
+    typing_ = std::jthread([&terminal = terminal_, answer = answers_.front()] {
       while (terminal.shows_what_is_typed()) std::this_thread::yield();
       terminal.type(answer + "\n");
-    }).detach();
+    });
     answers_.erase(answers_.begin());
     return 0;
   }
   Terminal& terminal_;
   std::vector<std::string> answers_;
+  std::jthread typing_;
 };
 
 TEST_F(UsersTest, AtATerminalThePasswordIsAskedForTwiceAndNotShown) {
