@@ -1,5 +1,6 @@
 """The station's records, as rows of the table: commits, and files of many runs."""
 import pathlib
+import statistics
 import subprocess
 import tempfile
 
@@ -8,6 +9,7 @@ import table
 COMMIT_ROUNDS = 101
 FILE_ROUNDS = 15
 SMALL = 1000
+KEPT = 10_000
 MANY = 100_000
 MILLION = 1_000_000
 
@@ -42,6 +44,18 @@ def records(build):
     return rows + file_rows(build, MANY)
 
 
+def figures_rows(build):
+    """All figures of a year of a million runs, and their growth since ten thousand."""
+    with tempfile.TemporaryDirectory(dir=build) as folder:
+        files = [pathlib.Path(folder) / name for name in ("small.db", "large.db")]
+        for file, size in zip(files, (KEPT, MILLION)):
+            columns(build, "fill", file, size)
+        (found,) = columns(build, "figures", FILE_ROUNDS, *files)
+    name = f"Figures of all runs, {MILLION:,} runs"
+    return [table.Row(name, statistics.median(found[1::2]), "seconds", 1),
+            table.Row(name, table.ratio(found[1::2], found[::2]), f"{KEPT:,} runs")]
+
+
 def million(build):
-    """A file of a million runs, 2 GB; a minute or more, and only when it is named."""
-    return file_rows(build, MILLION)
+    """Files of a million runs, 2 GB; minutes, and only when it is named."""
+    return file_rows(build, MILLION) + figures_rows(build)

@@ -8,6 +8,9 @@
 //
 // records_speed files ROUNDS FILE ...: prints, for each round and file, a row: seconds to open it as a
 // station does, to begin a run, to list a unit's runs, to show a run.
+//
+// records_speed figures ROUNDS FILE ...: prints, for each round and file, a row: seconds to find all figures
+// of all runs. Their days are kept beside the file before.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -19,6 +22,7 @@
 #include <vector>
 
 #include "benchmarks/bare_sqlite.h"
+#include "station/figures/records_figures.h"
 #include "station/plan/plan_file.h"
 #include "station/records/identity.h"
 #include "station/records/reader.h"
@@ -170,6 +174,13 @@ void measure_file(const std::string& file, int round) {
   std::printf("%.9f %.9f %.9f %.9f\n", opening, begin, list, show);
 }
 
+void measure_figures(const std::string& file) {
+  const double seconds = seconds_of([&] {
+    if (find_figures(file, {}).runs == 0) throw std::runtime_error("there are no runs");
+  });
+  std::printf("%.9f\n", seconds);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -183,8 +194,16 @@ int main(int argc, char** argv) {
       for (int round = 0; round < std::stoi(words[1]); ++round) {
         for (std::size_t i = 2; i < words.size(); ++i) measure_file(words[i], round);
       }
+    } else if (words.size() > 2 && words[0] == "figures") {
+      for (std::size_t i = 2; i < words.size(); ++i) find_figures(words[i], {});
+      for (int round = 0; round < std::stoi(words[1]); ++round) {
+        for (std::size_t i = 2; i < words.size(); ++i) measure_figures(words[i]);
+      }
     } else {
-      std::fputs("records_speed commits FOLDER ROUNDS | fill FILE RUNS | files ROUNDS FILE ...\n", stderr);
+      std::fputs(
+          "records_speed commits FOLDER ROUNDS | fill FILE RUNS | files ROUNDS FILE ... | "
+          "figures ROUNDS FILE ...\n",
+          stderr);
       return 64;
     }
   } catch (const std::exception& error) {

@@ -26,11 +26,9 @@ class Writer {
     add_number(list.size());
     bytes_.append(reinterpret_cast<const char*>(list.data()), list.size() * sizeof(T));
   }
-  void add(const std::vector<std::string>& texts) {
-    std::vector<std::uint32_t> lengths;
-    for (const std::string& text : texts) lengths.push_back(static_cast<std::uint32_t>(text.size()));
-    add(lengths);
-    for (const std::string& text : texts) bytes_ += text;
+  void add(const TextList& texts) {
+    add(texts.ends);
+    bytes_ += texts.letters;
   }
   std::string finish() {
     add_number(sum_of(bytes_));
@@ -59,17 +57,14 @@ class Reader {
   template <typename T>
   void read(std::vector<T>& list) {
     std::uint64_t count = 0;
-    std::memcpy(&count, take(sizeof(count)).data(), sizeof(count));
-    list.resize(count);
-    const std::string_view content = take(count * sizeof(T));
-    if (count > 0) std::memcpy(list.data(), content.data(), content.size());
+    if (bytes_.size() >= sizeof(count)) std::memcpy(&count, take(sizeof(count)).data(), sizeof(count));
+    const std::string_view content = take(std::min(count, bytes_.size() / sizeof(T)) * sizeof(T));
+    list.resize(content.size() / sizeof(T));
+    if (!list.empty()) std::memcpy(list.data(), content.data(), content.size());
   }
-  void read(std::vector<std::string>& texts) {
-    std::vector<std::uint32_t> lengths;
-    read(lengths);
-    texts.clear();
-    texts.reserve(lengths.size());
-    for (const std::uint32_t length : lengths) texts.emplace_back(take(length));
+  void read(TextList& texts) {
+    read(texts.ends);
+    texts.letters = take(texts.ends.empty() ? 0 : texts.ends.back());
   }
 
  private:
@@ -80,6 +75,44 @@ class Reader {
   }
   std::string_view bytes_;
 };
+
+/// Whether each place that is named is there: a file that somebody made must not lead elsewhere.
+bool is_sound(const Digest& digest) {
+  const auto is_text = [&digest](Digest::Text place) {
+    return place == Digest::kNone || place < digest.texts.ends.size();
+  };
+  const auto is_part = [](std::size_t first, std::size_t count, std::size_t all) {
+    return count == 0 || (first < all && count <= all - first);
+  };
+  const auto all = [](const auto& list, const auto& is_good) {
+    return std::all_of(list.begin(), list.end(), is_good);
+  };
+  const std::vector<std::uint32_t>& ends = digest.texts.ends;
+  return std::is_sorted(ends.begin(), ends.end()) &&
+         (ends.empty() || ends.back() == digest.texts.letters.size()) &&
+         digest.measured.size() == digest.values.size() &&
+         all(digest.runs,
+             [&](const Digest::Run& run) {
+               return is_text(run.id) && is_text(run.serial) && is_text(run.started) && is_text(run.plan) &&
+                      is_text(run.station) && is_text(run.slot) && is_text(run.verdict) &&
+                      is_part(run.first_attempt, run.attempts, digest.attempts.size()) &&
+                      is_part(run.first_measured, run.measurements, digest.measured.size());
+             }) &&
+         all(digest.tries,
+             [&](const Digest::Try& tried) {
+               return is_text(tried.plan) && is_text(tried.step) && is_text(tried.outcome);
+             }) &&
+         all(digest.attempts,
+             [&](const Digest::Attempt& attempt) {
+               return attempt.tried < digest.tries.size() && is_text(attempt.words);
+             }) &&
+         all(digest.kinds,
+             [&](const Digest::Kind& kind) {
+               return is_text(kind.plan) && is_text(kind.step) && is_text(kind.name) && is_text(kind.unit) &&
+                      is_text(kind.outcome);
+             }) &&
+         all(digest.measured, [&](std::uint32_t kind) { return kind < digest.kinds.size(); });
+}
 
 /// Both ways through all that there is.
 template <typename Stream, typename AnyDigest>
@@ -105,7 +138,7 @@ bool read_bytes(std::string_view bytes, Digest& digest) {
   Reader reader(bytes);
   if (!reader.is_whole()) return false;
   go_through([&reader](auto& list) { reader.read(list); }, digest);
-  return true;
+  return is_sound(digest);
 }
 
 }  // namespace t1station

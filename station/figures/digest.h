@@ -9,6 +9,21 @@
 
 namespace t1station {
 
+/// Texts, one behind the other.
+struct TextList {
+  std::string letters;
+  std::vector<std::uint32_t> ends;  ///< of each text in `letters`
+
+  std::string_view at(std::size_t place) const {
+    const std::size_t begin = place == 0 ? 0 : ends[place - 1];
+    return {letters.data() + begin, ends[place] - begin};
+  }
+  void add(std::string_view text) {
+    letters += text;
+    ends.push_back(static_cast<std::uint32_t>(letters.size()));
+  }
+};
+
 /// Runs in the order in which they started, with the attempts of those production runs that have ended. All
 /// texts stand once, in a list; a place in it is a text.
 struct Digest {
@@ -45,7 +60,7 @@ struct Digest {
     auto operator<=>(const Kind&) const = default;
   };
 
-  std::vector<std::string> texts;
+  TextList texts;
   std::vector<Run> runs;
   std::vector<Try> tries;
   std::vector<Attempt> attempts;  ///< a run's by step and number
@@ -53,13 +68,13 @@ struct Digest {
   std::vector<std::uint32_t> measured;  ///< places among `kinds`, in the order of the attempts
   std::vector<double> values;           ///< of `measured`; not a number: none
 
-  std::string_view text(Text place) const { return place == kNone ? std::string_view() : texts[place]; }
+  std::string_view text(Text place) const { return place == kNone ? std::string_view() : texts.at(place); }
 };
 
 /// The digest as bytes, for this kind of PC.
 std::string bytes_of(const Digest& digest);
 
-/// What bytes_of() gave. False, and nothing that can be used, when the bytes were changed.
+/// What bytes_of() gave. False, and nothing that can be used, for any other bytes.
 bool read_bytes(std::string_view bytes, Digest& digest);
 
 }  // namespace t1station

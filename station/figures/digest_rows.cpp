@@ -99,9 +99,9 @@ class Building {
 
   Digest::Text text(const FigureRow& row, int column) {
     if (row.is_null(column)) return Digest::kNone;
-    const auto [found, is_new] =
-        texts_.try_emplace(std::string(row.text(column)), static_cast<Digest::Text>(digest_.texts.size()));
-    if (is_new) digest_.texts.push_back(found->first);
+    const auto next = static_cast<Digest::Text>(digest_.texts.ends.size());
+    const auto [found, is_new] = texts_.try_emplace(std::string(row.text(column)), next);
+    if (is_new) digest_.texts.add(found->first);
     return found->second;
   }
 

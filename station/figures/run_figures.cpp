@@ -22,7 +22,7 @@ void RunCounting::add(const Digest& digest, const Digest::Run& run) {
   if (is_retried) figures_.retried.add(id);
   if (!verdict.empty()) add_to_slot(digest, run);
   if ((run.flags & Digest::kFirst) != 0) add_first(verdict, is_retried, id);
-  std::string unit(digest.text(run.plan));
+  std::pmr::string unit(digest.text(run.plan), &memory_);
   unit.append(1, '\0').append(digest.text(run.serial));
   if (!units_.insert(std::move(unit)).second) return;  // a later run was its last one
   ++figures_.final.all;

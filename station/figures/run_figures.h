@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <memory_resource>
 #include <optional>
 #include <string>
 #include <unordered_set>
@@ -25,7 +26,8 @@ class RunCounting {
   void add_first(std::string_view verdict, bool is_retried, std::string_view id);
 
   Figures& figures_;
-  std::unordered_set<std::string> units_;
+  std::pmr::monotonic_buffer_resource memory_;  // of a million units, given back at once
+  std::pmr::unordered_set<std::pmr::string> units_{&memory_};
   std::map<std::pair<std::string, std::optional<std::string>>, SlotFigures> slots_;
 };
 

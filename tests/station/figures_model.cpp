@@ -422,12 +422,12 @@ json document_of(const Runs& runs, const Window& window) {
 }
 
 std::string difference(const json& one, const json& other, const std::string& path) {
-  const std::string both = path + ": " + one.dump() + ", not " + other.dump();
+  const auto both = [&] { return path + ": " + one.dump() + ", not " + other.dump(); };
   if (one.is_number() && other.is_number()) {
     const double a = one, b = other;
-    return std::abs(a - b) <= 1e-9 * std::max({1.0, std::abs(a), std::abs(b)}) ? "" : both;
+    return std::abs(a - b) <= 1e-9 * std::max({1.0, std::abs(a), std::abs(b)}) ? "" : both();
   }
-  if (one.type() != other.type() || one.size() != other.size()) return both;
+  if (one.type() != other.type() || one.size() != other.size()) return both();
   if (one.is_object()) {
     for (const auto& [key, value] : one.items()) {
       if (!other.contains(key)) return path + "/" + key + " is not there";
@@ -443,7 +443,7 @@ std::string difference(const json& one, const json& other, const std::string& pa
     }
     return {};
   }
-  return one == other ? "" : both;
+  return one == other ? "" : both();
 }
 
 void store(const std::string& file, const Runs& runs) {
