@@ -1,7 +1,6 @@
 #include "station/figures/capability.h"
 
 #include <algorithm>
-#include <boost/math/distributions/chi_squared.hpp>
 #include <boost/math/distributions/normal.hpp>
 #include <boost/math/distributions/students_t.hpp>
 #include <cmath>
@@ -59,7 +58,7 @@ std::optional<Normality> normality_of(const Moments& moments) {
   const double skewed = skewness_score(moments.skewness, n);
   const double tailed = kurtosis_score(moments.excess_kurtosis, n);
   Normality found;
-  found.p = math::cdf(math::complement(math::chi_squared(2), skewed * skewed + tailed * tailed));
+  found.p = std::exp(-(skewed * skewed + tailed * tailed) / 2);  // chi-squared of two degrees of freedom
   found.skewness = moments.skewness;
   found.excess_kurtosis = moments.excess_kurtosis;
   const bool is_much =
@@ -73,17 +72,18 @@ std::optional<Drift> drift_of(std::span<const double> values, const Moments& mom
   const auto n = static_cast<double>(values.size());
   const double middle = (n - 1) / 2;
   double together = 0, place = 0;
-  for (const double value : values) together += (place++ - middle) * (value - moments.mean);
+  for (const double value : values) {
+    together += (place++ - middle) * (value / moments.deviation - moments.mean / moments.deviation);
+  }
   const double of_places = n * (n * n - 1) / 12;
-  const double slope = together / of_places;
-  const double correlation = slope * std::sqrt(of_places / (n - 1)) / moments.deviation;
+  const double slope = together / of_places;  // in deviations
   Drift drift;
-  drift.correlation = std::clamp(correlation, -1.0, 1.0);
-  drift.rise = slope * (n - 1);
+  drift.correlation = std::clamp(slope * std::sqrt(of_places / (n - 1)), -1.0, 1.0);
+  drift.rise = slope * (n - 1) * moments.deviation;
   const double rest = 1 - drift.correlation * drift.correlation;
   const double t = std::abs(drift.correlation) * std::sqrt((n - 2) / rest);
   drift.p = std::isfinite(t) ? 2 * math::cdf(math::complement(math::students_t(n - 2), t)) : 0;
-  drift.is_warning = drift.p < kSure && std::abs(drift.rise) >= kMuchRise * moments.deviation;
+  drift.is_warning = drift.p < kSure && std::abs(slope * (n - 1)) >= kMuchRise;
   return drift;
 }
 

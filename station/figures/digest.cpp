@@ -70,7 +70,7 @@ class Reader {
  private:
   std::string_view take(std::size_t size) {
     const std::string_view taken = bytes_.substr(0, size);
-    bytes_.remove_prefix(size);
+    bytes_.remove_prefix(taken.size());
     return taken;
   }
   std::string_view bytes_;

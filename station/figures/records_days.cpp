@@ -103,7 +103,7 @@ class Reading {
   KeptDays& kept_;
   bool is_known_;
   bool has_kept_ = false;
-  Days open_;     ///< with runs that have not ended, and so change without a sign
+  Days open_;     ///< with runs that have not ended: found anew until they have
   Days changed_;  ///< that may differ from what was kept
 };
 

@@ -1,5 +1,7 @@
 #include "station/figures/run_figures.h"
 
+#include <algorithm>
+
 #include "station/figures/fisher.h"
 
 namespace t1station {
@@ -22,9 +24,7 @@ void RunCounting::add(const Digest& digest, const Digest::Run& run) {
   if (is_retried) figures_.retried.add(id);
   if (!verdict.empty()) add_to_slot(digest, run);
   if ((run.flags & Digest::kFirst) != 0) add_first(verdict, is_retried, id);
-  std::pmr::string unit(digest.text(run.plan), &memory_);
-  unit.append(1, '\0').append(digest.text(run.serial));
-  if (!units_.insert(std::move(unit)).second) return;  // a later run was its last one
+  if (!is_new_unit(digest, run)) return;
   ++figures_.final.all;
   if (verdict == "passed") {
     ++figures_.final.part;
@@ -39,6 +39,14 @@ void RunCounting::add_to_slot(const Digest& digest, const Digest::Run& run) {
   SlotFigures& slot = slots_[name];
   ++slot.runs;
   if (digest.text(run.verdict) != "passed") slot.not_passed.add(digest.text(run.id));
+}
+
+bool RunCounting::is_new_unit(const Digest& digest, const Digest::Run& run) {
+  unit_.assign(digest.text(run.plan)).append(1, '\0').append(digest.text(run.serial));
+  if (units_.contains(unit_)) return false;
+  char* name = static_cast<char*>(memory_.allocate(unit_.size(), 1));
+  std::copy(unit_.begin(), unit_.end(), name);
+  return units_.emplace(name, unit_.size()).second;
 }
 
 void RunCounting::add_first(std::string_view verdict, bool is_retried, std::string_view id) {

@@ -1,11 +1,13 @@
 // Runs, units, yields and slots.
 #pragma once
 
+#include <boost/unordered/unordered_flat_set.hpp>
+#include <functional>
 #include <map>
 #include <memory_resource>
 #include <optional>
 #include <string>
-#include <unordered_set>
+#include <string_view>
 #include <utility>
 
 #include "station/figures/digest.h"
@@ -23,11 +25,14 @@ class RunCounting {
 
  private:
   void add_to_slot(const Digest& digest, const Digest::Run& run);
+  /// Whether this is the first run that comes of its unit, which is its last one in the window.
+  bool is_new_unit(const Digest& digest, const Digest::Run& run);
   void add_first(std::string_view verdict, bool is_retried, std::string_view id);
 
   Figures& figures_;
-  std::pmr::monotonic_buffer_resource memory_;  // of a million units, given back at once
-  std::pmr::unordered_set<std::pmr::string> units_{&memory_};
+  std::string unit_;                            // of the run that is looked at
+  std::pmr::monotonic_buffer_resource memory_;  // for the names of a million units, given back at once
+  boost::unordered_flat_set<std::string_view, std::hash<std::string_view>> units_;
   std::map<std::pair<std::string, std::optional<std::string>>, SlotFigures> slots_;
 };
 

@@ -23,18 +23,26 @@ Moments moments_of(std::span<const double> values) {
   const auto [smallest, largest] = std::minmax_element(values.begin(), values.end());
   moments.minimum = *smallest;
   moments.maximum = *largest;
-  double above = 0;  // the first value: what all values have in common is not rounded a million times
-  for (const double value : values) above += value - values.front();
-  moments.mean = values.front() + above / count;
+  // From the first value on, what all have in common is not rounded a million times; and sums, squares and
+  // differences of the largest numbers need more room than these.
+  const long double first = values.front();
+  long double above = 0;
+  for (const double value : values) above += value - first;
+  const long double mean = first + above / static_cast<long double>(values.size());
+  moments.mean = static_cast<double>(mean);
+  const long double reach = std::max(moments.maximum - mean, mean - moments.minimum);
+  if (reach == 0) return moments;
   double second = 0, third = 0, fourth = 0;
   for (const double value : values) {
-    const double difference = value - moments.mean;
+    const auto difference = static_cast<double>((value - mean) / reach);
     const double square = difference * difference;
     second += square;
     third += square * difference;
     fourth += square * square;
   }
-  if (values.size() > 1) moments.deviation = std::sqrt(second / (count - 1));
+  if (values.size() > 1) {
+    moments.deviation = static_cast<double>(reach * std::sqrt(second / (count - 1)));
+  }
   if (!moments.has_spread()) return moments;
   const double variance = second / count;
   moments.skewness = third / count / (variance * std::sqrt(variance));

@@ -348,7 +348,8 @@ TEST_F(FiguresTest, WhatABoardSaysNeitherSteersTheTerminalNorSpoilsTheTable) {
 }
 
 TEST_F(FiguresTest, KeptDaysThatAreDamagedOrAnotherFilesAreFoundAnew) {
-  const Runs runs = measured_runs(good_values(40)), others = measured_runs(good_values(30));
+  const Runs runs = measured_runs(good_values(40));
+  Runs others = measured_runs(good_values(30));
   const std::string kept = file_ + "-figures";
   const auto expect_right = [&](const Runs& stored) {
     EXPECT_EQ(difference(comparable(kept_figures_of(file_, {})), document_of(stored, {})), "");
@@ -357,7 +358,7 @@ TEST_F(FiguresTest, KeptDaysThatAreDamagedOrAnotherFilesAreFoundAnew) {
   expect_right(runs);
   ASSERT_TRUE(std::filesystem::exists(kept));
   const std::string good = records_support::content_of(kept);
-  for (std::size_t place = 0; place < good.size(); place += 397) {
+  for (std::size_t place = 0; place < good.size(); place += 53) {
     std::string bad = good;
     bad[place] = static_cast<char>(bad[place] ^ 0x10);
     records_support::write(kept, bad);
@@ -368,6 +369,13 @@ TEST_F(FiguresTest, KeptDaysThatAreDamagedOrAnotherFilesAreFoundAnew) {
   EXPECT_EQ(records_support::column(kept, "SELECT count(*) > 0 FROM day").at(0), "1") << "kept anew";
   std::filesystem::remove(file_);
   store(file_, others);
+  expect_right(others);
+  // As with a full disk.
+  records_support::sql(kept,
+                       "CREATE TRIGGER full BEFORE INSERT ON day BEGIN SELECT RAISE(ABORT, 'full'); END");
+  others.push_back(others[0]);
+  others.back().id = "200000";
+  store(file_, {others.back()});
   expect_right(others);
   std::filesystem::remove(kept);
   std::filesystem::create_directory(kept);

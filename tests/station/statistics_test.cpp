@@ -178,6 +178,20 @@ TEST(StatisticsTest, ADriftOfManyValuesThatIsSmallAgainstTheirSpreadIsNoWarning)
   EXPECT_FALSE(found.is_warning);
 }
 
+TEST(StatisticsTest, TheLargestAndTheSmallestNumbersThereAreHaveStatisticsToo) {
+  for (const double size : {1.7e308, 1e300, 1e-300, 5e-324}) {
+    Values values(40, size);
+    for (std::size_t i = 0; i < values.size(); i += 2) values[i] = -size;
+    values[0] = 0;
+    const Moments moments = moments_of(values);
+    EXPECT_TRUE(moments.has_spread()) << size;
+    EXPECT_TRUE(std::isfinite(moments.excess_kurtosis)) << size;
+    EXPECT_LT(normality_of(moments)->p, 0.01) << "two heaps, and no bell";
+    EXPECT_GT(drift_of(values, moments)->p, 0.01) << size;
+    EXPECT_TRUE(capability_of(moments, 0, 1)) << size;
+  }
+}
+
 TEST(StatisticsTest, BarsOfAHistogramHaveRoundEnds) {
   EXPECT_EQ(histogram_ends(3, 3), (Values{3, 3}));
   EXPECT_EQ(histogram_ends(0, 10).size(), 21U);
