@@ -111,10 +111,9 @@ FormatChoice choice_of(const RecordsWords& words) {
 // Without a run or a unit it is the window's report.
 void write_window(const RecordsWords& words, RecordsReader& reader, Language language,
                   const WritePiece& write) {
-  RecordsFigures database(words.file);
   const FigureWindow window{time_of("--from", words.from), time_of("--to", words.to),
                             word_or_nothing(words.plan)};
-  write(window_html(find_figures(database, window), reader, record_time(), language));
+  write(window_html(find_figures(words.file, window), reader, record_time(), language));
 }
 
 void write_runs(const RecordsWords& words, const WritePiece& write) {

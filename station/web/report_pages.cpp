@@ -271,8 +271,7 @@ WebAnswer run_list(Page& page, const Call& call, Subject& subject) {
 WebAnswer show_results(const Call& call, Subject& subject) {
   return page_or_trouble(call, subject, [&](Page& page) {
     refuse_other_names(call.target, {"from", "to", "plan", "language"});
-    RecordsFigures records(subject.records_file());
-    const Figures figures = find_figures(records, asked_window(call));
+    const Figures figures = find_figures(subject.records_file(), asked_window(call));
     const Wording say = page.say();
     add_window_form(page.main(), figures, say);
     pugi::xml_node title = add(page.main(), "div");

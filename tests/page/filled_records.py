@@ -7,7 +7,7 @@ import sqlite3
 START = datetime.datetime(2026, 3, 28, 5, 30, tzinfo=datetime.timezone.utc)  # before the hour that a summer time takes away
 STEPS = (("clock", 1536, "测试RTC时钟", 0.6), ("rs485", 1024, "RS485测试", 1.1), ("temperature", 7426, "测试温度", 0.2),
          ("usb", 4608, "测试USB", 0.4), ("light", 14592, "测试内置灯", 2.5))
-HOSTILE = "<script>alert(1)</script> & \"<b>\" 亮度 71"
+HOSTILE = "=1+1 <script>alert(1)</script> & \"<b>\" 亮度 71"
 
 
 def moment(seconds):

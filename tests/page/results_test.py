@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """The engineer's pages and the reports that are files, over two days of records."""
 import base64
+import csv
 import json
 import pathlib
 import re
@@ -12,7 +13,7 @@ import urllib.parse
 import urllib.request
 
 from browser import PageTest
-from filled_records import fill
+from filled_records import HOSTILE, fill
 from real_line import PASSWORD, RealLine
 
 PROGRAM = sys.argv.pop(1)
@@ -211,6 +212,23 @@ class Looks(Results):
         self.addCleanup(self.command, "Emulation.setEmulatedMedia", media="")
         self.assertFalse(self.shown("#window") or self.shown(".top"))
         self.assertTrue(self.shown(".histogram"))
+
+
+class Tables(Results):
+    def test_a_spreadsheet_reads_the_same_in_utf_8_and_in_gbk_and_no_words_are_a_formula(self):
+        path = self.line.path("runs.csv")
+        tables = []
+        for words, encoding in (((), "utf-8-sig"), (("--gbk",), "gbk")):
+            subprocess.run([PROGRAM, "records", "export", self.line.path("records.db"), "--format", "csv", "-o", path, *words],
+                           check=True)
+            self.assertEqual(pathlib.Path(path).read_bytes().startswith(b"\xef\xbb\xbf"), not words)
+            with open(path, newline="", encoding=encoding) as file:
+                tables.append(list(csv.DictReader(file, strict=True)))
+        self.assertEqual(*tables)
+        words = {row["description"] for row in tables[0]}
+        self.assertIn("'" + HOSTILE, words)
+        self.assertIn("测试成功", words)
+        self.assertEqual([text for row in tables[0] for text in row.values() if text[:1] in ("=", "+", "-", "@")], [])
 
 
 class ReportFile:

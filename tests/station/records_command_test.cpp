@@ -132,7 +132,8 @@ TEST_F(RecordsCommandTest, CommaSeparatedValuesHaveOneRowAnAttempt) {
   EXPECT_EQ(out(), "");
   const std::string text = content_of(csv);
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 6);
-  EXPECT_THAT(text, testing::StartsWith("run_id,run_serial,"));
+  EXPECT_THAT(text, testing::StartsWith("\xEF\xBB\xBF"
+                                        "run_id,run_serial,"));
   EXPECT_THAT(text, HasSubstr(",\"[{\"\"name\"\":\"\"degrees\"\",\"\"value\"\":35.25,"));
 }
 

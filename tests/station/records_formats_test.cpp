@@ -39,12 +39,14 @@ class RecordsFormatsTest : public testing::Test {
     records_.begin_run(unit("<AB&\"4\">"), plan());
   }
 
-  std::string exported(const std::string& format) {
+  std::string exported(const std::string& format, const std::string& serial = {}) {
     std::ostringstream out, err;
     const ManualClock clock;
     t1station::Interrupt interrupt;
     const t1station::Environment around{out, err, clock, interrupt, "2026-11-22T03:17:12"};
-    EXPECT_EQ(t1station::run_app({"records", "export", file_, "--format", format}, around), 0) << err.str();
+    EXPECT_EQ(
+        t1station::run_app({"records", "export", file_, "--format", format, "--serial", serial}, around), 0)
+        << err.str();
     return out.str();
   }
   std::vector<json> exported_lines(const std::string& format) {
@@ -142,15 +144,19 @@ TEST_F(RecordsFormatsTest, JunitIsASuiteForEachRun) {
       "<AB&\"4\">");
 }
 
-TEST_F(RecordsFormatsTest, HtmlShowsEachRunWithItsVerdictLimitsAndHashAndTakesNothingForMarkup) {
-  const std::string page = exported("html");
-  EXPECT_THAT(page, HasSubstr("✓ 合格 PASS · 有重测 retried"));
-  EXPECT_THAT(page, HasSubstr("✕ 不合格 FAIL"));
-  EXPECT_THAT(page, HasSubstr("! 异常 ERROR"));
-  EXPECT_THAT(page, HasSubstr("degrees: 70.5 degC [10 … 60] high"));
-  EXPECT_THAT(page, HasSubstr(*runs_of(file_).at(0).hash));
-  EXPECT_THAT(page, HasSubstr("&lt;AB&amp;\"4\"&gt;"));
-  EXPECT_THAT(page, testing::Not(HasSubstr("<script")));
+TEST_F(RecordsFormatsTest, HtmlShowsAUnitsRunsWithVerdictLimitsAndHash) {
+  const std::string retried = exported("html", "AB00000001");
+  EXPECT_THAT(retried, HasSubstr("✓ 合格 PASS"));
+  EXPECT_THAT(retried, HasSubstr("有重测 retried"));
+  EXPECT_THAT(retried, HasSubstr(*runs_of(file_).at(0).hash));
+  const std::string hot = exported("html", "AB00000002");
+  EXPECT_THAT(hot, HasSubstr("✕ 不合格 FAIL"));
+  for (const char* cell : {"degrees", "70.5", "degC", "10 … 60"}) {
+    EXPECT_THAT(hot, HasSubstr(">" + std::string(cell) + "</td>"));
+  }
+  EXPECT_THAT(hot, HasSubstr("偏高 too high"));
+  EXPECT_THAT(exported("html", "AB00000003"), HasSubstr("! 异常 ERROR"));
+  EXPECT_THAT(exported("html", "<AB&\"4\">"), HasSubstr("&lt;AB&amp;\"4\"&gt;"));
 }
 
 }  // namespace
