@@ -1,5 +1,6 @@
 #!/usr/bin/python3
-"""Makes the pictures of docs/line.md anew, from the running page: line_pictures.py [FOLDER [NAME ...]]."""
+"""Makes the pictures of docs/line.md and docs/results.md anew, from the running pages: line_pictures.py [FOLDER [NAME ...]].
+Those of results need build/release/station/t1station."""
 import base64
 import pathlib
 import struct
@@ -10,6 +11,7 @@ sys.dont_write_bytecode = True  # nothing is left beside the sources
 ROOT = pathlib.Path(__file__).resolve().parents[1]
 sys.path.insert(0, str(ROOT / "tests" / "page"))
 from browser import CLOCK, PIXELS, start_chromium  # noqa: E402
+from filled_records import FilledLine  # noqa: E402
 from line_stand_in import LineStandIn, ended, failure, moment, run, slot  # noqa: E402
 from selenium.webdriver.support.ui import WebDriverWait  # noqa: E402
 
@@ -32,6 +34,10 @@ PICTURES = {  # name: language, slots, whether the station is there
     "error": ("en", [slot("1", next=True), *TESTING[1:2], ERROR, slot("4")], True),
     "question": ("zh", [{**PASSED, "next": True}, FAILED, ERROR, ASKING], True),
     "lost": ("en", [PASSED, FAILED, *TESTING[2:]], False)}
+RESULTS = {  # name: address, height in pixels
+    "results": ("results?from=2026-03-28&to=2026-03-31&language=en", 1950),
+    "results-runs": ("runs?verdict=failed&from=2026-03-28&plan=main-board&language=en", 620),
+    "results-run": ("runs?serial=AB00000003&language=zh", 1010)}
 
 
 # The commonest 256 colours of a picture, and for each pixel the one that is nearest to its own.
@@ -85,6 +91,21 @@ def picture(driver, language, slots, there):
         line.close()
 
 
+def picture_of_results(driver, line, address, height):
+    """A page of the engineer's, as a small PNG; of a unit the report of its first run."""
+    driver.execute_cdp_cmd("Emulation.setTimezoneOverride", {"timezoneId": "Asia/Shanghai"})
+    driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
+                           {"width": 1280, "height": height, "deviceScaleFactor": 1, "mobile": False})
+    wait = WebDriverWait(driver, PATIENCE)
+    ready = "return document.body?.dataset.ready === 'true'"
+    driver.get(line.url + address)
+    wait.until(lambda _: driver.execute_script(ready))
+    if "serial=" in address:
+        driver.get(driver.execute_script("return Array.from(document.querySelectorAll('[data-run] a')).at(-1).href"))
+        wait.until(lambda _: driver.execute_script(ready))
+    return indexed(driver, driver.execute_cdp_cmd("Page.captureScreenshot", {"format": "png"})["data"])
+
+
 def main():
     folder = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else ROOT / "docs" / "images")
     folder.mkdir(parents=True, exist_ok=True)
@@ -93,10 +114,20 @@ def main():
         driver.execute_cdp_cmd("Page.addScriptToEvaluateOnNewDocument", {"source": CLOCK})
         driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
                                {"width": 1280, "height": 800, "deviceScaleFactor": 1, "mobile": False})
-        for name in sys.argv[2:] or PICTURES:
+        names = sys.argv[2:] or [*PICTURES, *RESULTS]
+        for name in [name for name in names if name in PICTURES]:
             data = picture(driver, *PICTURES[name])
             (folder / f"line-{name}.png").write_bytes(data)
             print(f"line-{name}.png: {len(data)} bytes")
+        if of_results := [name for name in names if name in RESULTS]:
+            line = FilledLine(str(ROOT / "build" / "release" / "station" / "t1station"), "亮度 71 过低")
+            try:
+                for name in of_results:
+                    data = picture_of_results(driver, line, *RESULTS[name])
+                    (folder / f"{name}.png").write_bytes(data)
+                    print(f"{name}.png: {len(data)} bytes")
+            finally:
+                line.close()
     finally:
         driver.quit()
 

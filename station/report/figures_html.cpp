@@ -27,6 +27,13 @@ std::string chance_text(const std::optional<double>& p) {
   return text.data();
 }
 
+std::string seconds_or_dash(const std::optional<double>& seconds) {
+  if (!seconds) return "–";
+  std::array<char, 40> text{};
+  std::snprintf(text.data(), text.size(), *seconds < 100 ? "%.3g" : "%.0f", *seconds);
+  return text.data();
+}
+
 std::string number_or_dash(const std::optional<double>& number) {
   return number ? number_text(*number) : "–";
 }
@@ -215,8 +222,8 @@ class FiguresPage {
       add_runs(add(row, "td", {}, "number"), kind.runs);
       add(row, "td", share_text({kind.runs.count, ended}), "number");
       add(row, "td", share_text({sum += kind.runs.count, all}), "number");
-      add(row, "td", kind.plan);
-      add(row, "td", kind.step);
+      add(row, "td", kind.plan, "name");
+      add(row, "td", kind.step, "name");
       add_words(add(row, "td", {}, "words"), kind);
     }
     if (figures_.failures.size() > kMostKinds) {
@@ -286,16 +293,16 @@ class FiguresPage {
       const auto failed = step.outcomes.find("failed");
       pugi::xml_node row = add(body, "tr");
       set(row, "data-step", step.step);
-      add(row, "td", step.plan);
-      add(row, "td", std::to_string(step.index + 1) + " " + step.step);
+      add(row, "td", step.plan, "name");
+      add(row, "td", std::to_string(step.index + 1) + " " + step.step, "name");
       add(row, "td", std::to_string(step.runs), "number");
       add(row, "td", std::to_string(step.attempts), "number");
       add(row, "td", share_text({failed == step.outcomes.end() ? 0 : failed->second, step.attempts}),
           "number");
       add_runs(add(row, "td", {}, "number"), step.not_passed);
       add_runs(add(row, "td", {}, "number"), step.retried);
-      add(row, "td", number_or_dash(step.median), "number");
-      add(row, "td", number_or_dash(step.percentile_95), "number");
+      add(row, "td", seconds_or_dash(step.median), "number");
+      add(row, "td", seconds_or_dash(step.percentile_95), "number");
       pugi::xml_node bar = add(row, "td", {}, "of-bar");
       if (longest > 0)
         add_bar(bar, step.percentile_95.value_or(0) / longest, step.median.value_or(0) / longest);

@@ -24,6 +24,7 @@ a { color: var(--accent); text-decoration-thickness: 1px; text-underline-offset:
 table { border-collapse: collapse; width: 100%; margin: 0.4em 0 }
 th, td { padding: 0.25em 0.6em; text-align: left; vertical-align: top; border-bottom: 1px solid var(--line); overflow-wrap: break-word }
 th { font-weight: 600; color: var(--faint); vertical-align: bottom }
+.name { min-width: 6.5em }
 .words { min-width: 14em; overflow-wrap: anywhere }
 thead { display: table-header-group }
 tr { break-inside: avoid }
@@ -34,6 +35,7 @@ td.number { white-space: nowrap }
 .small, .note { font-size: 0.85em; color: var(--faint); overflow-wrap: anywhere }
 .nowrap, time { white-space: nowrap }
 .warning { font-weight: 600 }
+td .warning { display: block; min-width: 9em }
 .warning::before {
   content: "!"; display: inline-block; width: 1.3em; margin-right: 0.4em; border-radius: 3px; text-align: center;
   background: var(--error); color: #000000; font-weight: 700; print-color-adjust: exact; -webkit-print-color-adjust: exact
@@ -62,7 +64,7 @@ td.number { white-space: nowrap }
 .facts th { width: 11em; vertical-align: top; font-weight: 400 }
 .pairs { display: grid; grid-template-columns: 1fr 1fr; gap: 0 1.5em; margin: 0.8em 0 }
 .pairs > div { display: flex; gap: 0.6em; padding: 0.25em 0; border-bottom: 1px solid var(--line); break-inside: avoid }
-.pairs .name { flex: 0 0 9.5em; color: var(--faint) }
+.pairs .name { flex: 0 0 10.5em; color: var(--faint) }
 .pairs .value { min-width: 0; overflow-wrap: anywhere }
 .of-bar { width: 12%; min-width: 5em }
 

@@ -2,7 +2,10 @@
 import datetime
 import hashlib
 import random
+import signal
 import sqlite3
+
+from real_line import RealLine
 
 START = datetime.datetime(2026, 3, 28, 5, 30, tzinfo=datetime.timezone.utc)  # before the hour that a summer time takes away
 STEPS = (("clock", 1536, "测试RTC时钟", 0.6), ("rs485", 1024, "RS485测试", 1.1), ("temperature", 7426, "测试温度", 0.2),
@@ -18,7 +21,8 @@ def moment(seconds):
 class Filling:
     """Writes runs into a file that a station has made."""
 
-    def __init__(self, file, seed):
+    def __init__(self, file, words, seed):
+        self.words = words
         self.file = sqlite3.connect(file)
         self.random = random.Random(seed)
         self.rows = self.sequence = self.file.execute("SELECT coalesce(max(sequence), 0) FROM run").fetchone()[0]
@@ -54,7 +58,7 @@ class Filling:
         elif name == "usb" and draw.random() < 0.012:
             outcome, words, took = "timed_out", None, 20.0
         elif name == "light" and draw.random() < 0.01:
-            outcome, words = "failed", HOSTILE
+            outcome, words = "failed", self.words
         row = self.id(seconds)
         request = f'<?xml version="1.0" encoding="gb2312" ?><Test TestCode="{code}" />'.encode("gbk")
         self.file.execute(
@@ -98,9 +102,10 @@ class Filling:
         return verdict
 
 
-def fill(file, units=200, seed=1):
-    """Units of two plans, and of two versions of one, on four slots, the third of which is worn; failed ones come again."""
-    filling = Filling(file, seed)
+def fill(file, words=HOSTILE, units=300, seed=1):
+    """Units of two plans, and of two versions of one, on four slots, the third of which is worn; failed ones come again.
+    `words` are what the board says of its light."""
+    filling = Filling(file, words, seed)
     step = 2 * 86400 / max(units, 1)
     for unit in range(units):
         slot = str(unit % 4 + 1)
@@ -114,3 +119,13 @@ def fill(file, units=200, seed=1):
     filling.run("AB99999999", units * step, "1", ("main-board", "4"), 1, ends=False)
     filling.file.commit()
     filling.file.close()
+
+
+class FilledLine(RealLine):
+    """A line with these two days behind it."""
+
+    def __init__(self, program, words=HOSTILE):
+        super().__init__(program)
+        self.end(signal.SIGTERM)
+        fill(self.path("records.db"), words)
+        self.come_back()

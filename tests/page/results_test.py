@@ -5,7 +5,6 @@ import csv
 import json
 import pathlib
 import re
-import signal
 import subprocess
 import sys
 import unittest
@@ -13,7 +12,7 @@ import urllib.parse
 import urllib.request
 
 from browser import PageTest
-from filled_records import HOSTILE, fill
+from filled_records import HOSTILE, FilledLine
 from real_line import PASSWORD, RealLine
 
 PROGRAM = sys.argv.pop(1)
@@ -23,16 +22,6 @@ OTHERS_WORDS = {"en": "[\u3000-\u9fff]", "zh": r"\b(Runs?|Steps?|Slots?|Plan|Sho
 
 def share(part, of):
     return f"{100 * part / of:.1f} %" if of else "–"
-
-
-class FilledLine(RealLine):
-    """A line with two days of records behind it."""
-
-    def __init__(self, program, users=()):
-        super().__init__(program, users)
-        self.end(signal.SIGTERM)
-        fill(self.path("records.db"))
-        self.come_back()
 
 
 class Results(PageTest):
@@ -92,7 +81,7 @@ class Figures(Results):
             self.assertEqual(self.rows("[data-figures=steps] tbody tr", [0, 2, 3, 4, 6, 7]),
                              [[step["plan"], str(step["runs"]), str(step["attempts"]),
                                share(step["outcomes"].get("failed", 0), step["attempts"]), str(step["retried"]["runs"]),
-                               f"{step['median']:.5g}"] for step in stats["steps"]])
+                               f"{step['median']:.3g}"] for step in stats["steps"]])
             cpk = [one["capability"] for one in stats["measurements"]]
             self.assertEqual(self.script("return Array.from(document.querySelectorAll('[data-figure=cpk]'), "
                                          "({innerText}) => innerText.split(' ')[0])"), [f"{one['cpk']:.5g}" for one in cpk])
