@@ -66,7 +66,7 @@ td .warning { display: block; min-width: 9em }
 .pairs > div { display: flex; gap: 0.6em; padding: 0.25em 0; border-bottom: 1px solid var(--line); break-inside: avoid }
 .pairs .name { flex: 0 0 10.5em; color: var(--faint) }
 .pairs .value { min-width: 0; overflow-wrap: anywhere }
-.of-bar { width: 12%; min-width: 5em }
+.of-bar { width: 12% }
 
 svg { display: block; width: 100%; print-color-adjust: exact; -webkit-print-color-adjust: exact }
 .bar { height: 1.1em; min-width: 5em }
@@ -93,6 +93,14 @@ summary { cursor: pointer }
 pre { margin: 0.2em 0 0.6em; padding: 0.5em; background: var(--ground); white-space: pre-wrap; overflow-wrap: anywhere; font: 0.85em/1.4 "Noto Sans Mono CJK SC", "DejaVu Sans Mono", monospace }
 .run + .run { break-before: page }
 
+@media print, (max-width: 900px) {
+  table { font-size: 0.85em }
+  th, td { padding: 0.25em 0.35em }
+  .bar { min-width: 3.5em }
+  .words { min-width: 9em }
+  .name { min-width: 5.5em }
+  td .warning { min-width: 7em }
+}
 @media print {
   body { padding: 0; max-width: none }
   a { color: inherit; text-decoration: none }

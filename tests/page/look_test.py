@@ -228,7 +228,7 @@ class Files(PageTest):
         self.open(slot("1"))
         self.driver.get(self.line.url + "login")
         self.until(lambda: self.text("h1") != "")
-        asked = set(self.line.paths)
+        asked = set(self.line.paths) | {f"/page/{name}" for name in ("results.css", "results.js", "times.js")}  # below /results
         self.assertEqual({f"/page/{name}" for name in self.names() if not name.endswith(".html")} - asked,
                          {"/page/icon.svg"} - asked)  # a browser without a window asks for no icon
 
