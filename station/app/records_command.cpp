@@ -33,9 +33,6 @@ struct RecordsWords {
   bool is_gbk = false;
 };
 
-// A large database takes its time over one question.
-constexpr CentralPatience kPatienceOfACheck{std::chrono::seconds(10), std::chrono::hours(1)};
-
 std::optional<std::string> word_or_nothing(const std::string& word) {
   return word.empty() ? std::nullopt : std::optional(word);
 }
@@ -56,7 +53,7 @@ int check(const RecordsWords& words, const Environment& around) {
   const bool is_central = is_central_url(words.file);
   if (is_central) check_central_url(words.file);
   const CheckReport report =
-      is_central ? check_central(words.file, head, kPatienceOfACheck, around.interrupt.descriptor())
+      is_central ? check_central(words.file, head, kPatienceOfAPerson, around.interrupt.descriptor())
                  : check_records(words.file, head);
   for (const std::string& finding : report.findings) around.out << clean_text(finding) << "\n";
   for (const std::string& note : report.notes) around.err << clean_text(note) << std::endl;

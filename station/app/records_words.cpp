@@ -1,7 +1,6 @@
 #include "station/app/records_words.h"
 
 #include "station/app/exit_code.h"
-#include "station/central/postgres.h"
 #include "station/records/database.h"
 #include "station/records/reader.h"
 #include "station/records/records.h"

@@ -6,11 +6,15 @@
 #include <string>
 
 #include "station/app/command.h"
+#include "station/central/postgres.h"
 
 namespace t1station {
 
 /// The time that an option's word says; nothing for an empty one. Throws UsageError for what is no time.
 std::optional<std::string> time_of(const std::string& option, const std::string& word);
+
+/// For questions over a whole central database: a large one takes its time over each.
+inline constexpr CentralPatience kPatienceOfAPerson{std::chrono::seconds(10), std::chrono::hours(1)};
 
 /// Does it, and returns its exit code, or the one of records or a central database that are refused, cannot
 /// be read or written, or are out of reach, which is then said.

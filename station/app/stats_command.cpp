@@ -5,6 +5,9 @@
 
 #include "station/app/exit_code.h"
 #include "station/app/records_words.h"
+#include "station/central/address.h"
+#include "station/central/central_figures.h"
+#include "station/figures/figures.h"
 #include "station/figures/records_figures.h"
 #include "station/report/figures_json.h"
 #include "station/report/figures_text.h"
@@ -18,10 +21,17 @@ struct StatsWords {
   bool is_json = false;
 };
 
+Figures figures_of(const std::string& file, const FigureWindow& window, const Environment& around) {
+  if (!is_central_url(file)) return find_figures(file, window);
+  check_central_url(file);
+  CentralFigures central(file, kPatienceOfAPerson, around.interrupt.descriptor());
+  return find_figures(central, window);
+}
+
 int show(const StatsWords& words, const Environment& around) {
   FigureWindow window{time_of("--from", words.from), time_of("--to", words.to), {}};
   if (!words.plan.empty()) window.plan = words.plan;
-  const Figures figures = find_figures(words.file, window);
+  const Figures figures = figures_of(words.file, window, around);
   around.out << (words.is_json ? figures_json(figures) + "\n" : figures_text(figures));
   return exit_code::kPassed;
 }
@@ -31,7 +41,7 @@ int show(const StatsWords& words, const Environment& around) {
 void add_stats_command(CLI::App& app, Action& action) {
   CLI::App* stats = app.add_subcommand("stats", "Show the figures of records; needs no board");
   const auto words = std::make_shared<StatsWords>();
-  stats->add_option("FILE", words->file, "The records")->required();
+  stats->add_option("FILE", words->file, "The records, or the URL of a central database")->required();
   stats->add_option("--from", words->from,
                     "Only runs that started then or later: 2026-11-22, or a time in UTC");
   stats->add_option("--to", words->to, "Only runs that started before");

@@ -13,7 +13,7 @@ namespace t1station {
 namespace {
 
 // Numbers of types, which PostgreSQL never changes.
-constexpr unsigned kBool = 16, kBytes = 17, kInteger = 20, kReal = 701, kTime = 1184;
+constexpr unsigned kBool = 16, kBytes = 17, kInteger = 20, kHalfInteger = 23, kReal = 701, kTime = 1184;
 
 // U+10FF00 to U+10FFFF: F4 8F, then two bytes with six bits each.
 constexpr std::string_view kMark = "\xF4\x8F";
@@ -104,6 +104,8 @@ Value from_wire(unsigned type, std::string_view bytes) {
     case kBool:
     case kInteger:
       return static_cast<std::int64_t>(big_endian(bytes));
+    case kHalfInteger:
+      return std::int64_t{static_cast<std::int32_t>(big_endian(bytes))};
     case kReal:
       return std::bit_cast<double>(big_endian(bytes));
     case kTime:

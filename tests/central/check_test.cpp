@@ -1,4 +1,6 @@
 // Whatever is changed in a central database behind the stations' backs, the check finds, and says where.
+#include <nlohmann/json.hpp>
+
 #include "station/central/delivery.h"
 #include "tests/central/central_station.h"
 
@@ -30,6 +32,13 @@ class CentralCheckTest : public CentralTest {
     EXPECT_THAT(findings(), Contains(HasSubstr(words))) << statement;
     EXPECT_EQ(forge(each_table("DELETE FROM %; INSERT INTO % TABLE kept.%; ") + "DROP SCHEMA kept CASCADE"),
               "");
+  }
+  static std::string stats(const std::string& of, const std::vector<std::string>& window) {
+    std::vector<std::string> command{T1STATION_PROGRAM, "stats", of, "--json"};
+    command.insert(command.end(), window.begin(), window.end());
+    Child child(command);
+    EXPECT_EQ(child.exit_status(), 0) << child.err();
+    return child.rest();
   }
   static std::string each_table(const std::string& words) {
     std::string all;
@@ -73,6 +82,24 @@ TEST_F(CentralCheckTest, EachChangeIsFoundWhereItIs) {
   expect_found("UPDATE attempt SET connection_id = (SELECT max(id) FROM connection) WHERE run_id <> " + run_,
                "its connection is another run's");
   EXPECT_THAT(findings(), IsEmpty()) << "what was put back is what it was";
+}
+
+TEST_F(CentralCheckTest, FiguresOfADatabaseAreThoseOfTheFilesThatWereSentThere) {
+  server().sql("postgres", "CREATE DATABASE " + database + "_one OWNER maker");
+  const std::string only_one = server().url(database + "_one", "maker");
+  t1station::forward_all(only_one, one_.file(), one_.records(), {}, -1);
+  const std::vector<std::vector<std::string>> windows{{},
+                                                      {"--plan", "main-board"},
+                                                      {"--plan", "other"},
+                                                      {"--from", "2020-01-01", "--to", "2020-01-02"},
+                                                      {"--from", "2020-01-01"}};
+  for (const std::vector<std::string>& window : windows) {
+    const std::string of_file = stats(one_.file(), window);
+    EXPECT_THAT(of_file, HasSubstr("first_pass_yield"));
+    EXPECT_EQ(stats(only_one, window), of_file);
+  }
+  EXPECT_EQ(nlohmann::json::parse(stats(url(), {}))["runs"], 6);
+  EXPECT_EQ(Child({T1STATION_PROGRAM, "stats", "postgresql://line:geheim@db/boards"}).exit_status(), 4);
 }
 
 }  // namespace
