@@ -158,9 +158,9 @@ TEST_F(RecordsCommandTest, AReleaseIsForTheOwnerOfTheFile) {
 
 TEST_F(RecordsCommandTest, WithoutACommandItSaysWhichThereAre) {
   EXPECT_EQ(run({}), 4);
-  EXPECT_EQ(
-      err(),
-      "t1station: records what? there are check, list, suspect, show, head, export, release, forward and central\n");
+  EXPECT_EQ(err(),
+            "t1station: records what? there are check, list, suspect, show, head, export, release, forward "
+            "and central\n");
 }
 
 TEST_F(RecordsCommandTest, AFileThatIsNoRecordsIsRefusedByEachCommand) {
