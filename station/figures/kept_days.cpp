@@ -15,9 +15,8 @@ constexpr const char* kTables =
 
 }  // namespace
 
-KeptDays::KeptDays(const std::string& file, bool may_write) : file_(file), may_write_(may_write) {
+KeptDays::KeptDays(const std::string& file) : file_(file) {
   if (attempt([this] { open(); })) return;
-  if (!may_write_) return;
   // Damage costs the time to find all of it again.
   std::error_code ignored;
   for (const char* end : {"", "-wal", "-shm"}) std::filesystem::remove(file_ + end, ignored);
@@ -25,12 +24,9 @@ KeptDays::KeptDays(const std::string& file, bool may_write) : file_(file), may_w
 }
 
 void KeptDays::open() {
-  if (!may_write_ && !std::filesystem::exists(file_)) return;
-  auto database =
-      std::make_unique<Database>(file_, may_write_ ? Database::Access::write : Database::Access::read);
+  auto database = std::make_unique<Database>(file_, Database::Access::write);
   const bool is_ours = database->single("PRAGMA user_version") == Value(kFormat);
-  if (!is_ours && !may_write_) return;
-  if (may_write_) database->execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
+  database->execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL");
   if (!is_ours) {
     Transaction transaction(*database);
     database->execute(kTables);
@@ -73,7 +69,7 @@ bool KeptDays::load(const std::string& day, Digest& digest) {
 }
 
 void KeptDays::set_reach(const EndedSoFar& reach, const std::set<std::string>& forgotten, bool forget_all) {
-  if (!database_ || !may_write_) return;
+  if (!database_) return;
   attempt([&] {
     if (forget_all) database_->execute("DELETE FROM day");
     for (const std::string& day : forgotten) {
@@ -89,7 +85,7 @@ void KeptDays::set_reach(const EndedSoFar& reach, const std::set<std::string>& f
 }
 
 void KeptDays::keep(const std::string& day, const Digest& digest) {
-  if (!database_ || !may_write_) return;
+  if (!database_) return;
   attempt([&] {
     Statement(*database_, "INSERT OR REPLACE INTO day (day, digest) VALUES (?, ?)")
         .bind(day)
@@ -99,7 +95,7 @@ void KeptDays::keep(const std::string& day, const Digest& digest) {
 }
 
 void KeptDays::finish() {
-  if (!database_ || !may_write_) return;
+  if (!database_) return;
   attempt([this] { database_->execute("COMMIT"); });
 }
 

@@ -23,8 +23,8 @@ struct EndedSoFar {
 /// with the file.
 class KeptDays {
  public:
-  /// Nothing is made or changed unless `may_write`. All that is kept is of one moment.
-  KeptDays(const std::string& file, bool may_write);
+  /// Makes the file when it is not there. All that is kept in it is of one moment.
+  explicit KeptDays(const std::string& file);
   KeptDays(const KeptDays&) = delete;
   KeptDays& operator=(const KeptDays&) = delete;
 
@@ -46,7 +46,6 @@ class KeptDays {
   bool attempt(const Doing& doing);
 
   std::string file_;
-  bool may_write_;
   std::unique_ptr<Database> database_;
 };
 

@@ -111,9 +111,11 @@ class Reading {
 
 Figures find_figures(const std::string& file, const FigureWindow& window, std::int64_t fewest_kept) {
   RecordsFigures records(file);
-  if (ended_so_far(records).sequence < fewest_kept) return find_figures(records, window);
   const std::string real = real_file(file);
-  KeptDays kept(real + "-figures", is_own_file(real));
+  // Another user's file would only be in the way of the owner's.
+  if (ended_so_far(records).sequence < fewest_kept || !is_own_file(real))
+    return find_figures(records, window);
+  KeptDays kept(real + "-figures");
   const std::optional<EndedSoFar> reach =
       kept.reach();  // first: what is kept must not be newer than the records
   FigureCounting counting(window);

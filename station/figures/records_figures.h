@@ -29,9 +29,9 @@ class RecordsFigures : public FigureDatabase {
 /// Runs that a file must have before its days are kept beside it.
 inline constexpr std::int64_t kFewestKeptRuns = 10000;
 
-/// The figures of a window of a file. Days of a file of `fewest_kept` runs or more are kept beside it, in
-/// FILE-figures, by whoever owns the file, and found anew where runs were stored since. Throws as
-/// RecordsFigures does; that nothing can be kept is no error.
+/// The figures of a window of a file. To the file's owner days of one of `fewest_kept` runs or more are kept
+/// beside it, in FILE-figures, and found anew where runs were stored since. Throws as RecordsFigures does;
+/// that nothing can be kept is no error.
 Figures find_figures(const std::string& file, const FigureWindow& window,
                      std::int64_t fewest_kept = kFewestKeptRuns);
 
