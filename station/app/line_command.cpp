@@ -17,6 +17,7 @@
 #include "station/central/forwarder.h"
 #include "station/line/line.h"
 #include "station/line/plan_set.h"
+#include "station/plant/hook.h"
 #include "station/records/place.h"
 #include "station/records/records.h"
 #include "station/text/errors.h"
@@ -33,6 +34,7 @@ class Forwarding {
     const std::lock_guard lock(mutex_);
     if (server_) server_->changed();
     if (central_) central_->wake();
+    if (hook_) hook_->wake();
   }
   void go_to(WebServer* server) {
     const std::lock_guard lock(mutex_);
@@ -42,16 +44,22 @@ class Forwarding {
     const std::lock_guard lock(mutex_);
     central_ = central;
   }
+  void go_to(Hook* hook) {
+    const std::lock_guard lock(mutex_);
+    hook_ = hook;
+  }
   void end() {
     const std::lock_guard lock(mutex_);
     server_ = nullptr;
     central_ = nullptr;
+    hook_ = nullptr;
   }
 
  private:
   std::mutex mutex_;
   WebServer* server_ = nullptr;
   Forwarder* central_ = nullptr;
+  Hook* hook_ = nullptr;
 };
 
 void complain(const Environment& around, const std::string& text) {
@@ -92,6 +100,8 @@ int serve(const LineFile& file, const Environment& around) {
       file, records, [&forwarding] { forwarding(); }, steady_clock(), log);
   WebServer server(file, line, file.records);
   forwarding.go_to(&server);
+  std::optional<Hook> hook;
+  if (file.hook) forwarding.go_to(&hook.emplace(*file.hook, file.records, records, log));
   std::optional<Forwarder> central;
   if (!file.central.empty()) {
     const Forwarder::Told told{[&line](const CentralState& state) { line.show_central(state); }, log};
@@ -102,6 +112,7 @@ int serve(const LineFile& file, const Environment& around) {
   wait_for_the_end(around.interrupt);
   const bool has_ended = line.shut_down();
   forwarding.end();
+  hook.reset();
   central.reset();
   const int code = line.view().records == "ok" ? exit_code::kPassed : exit_code::kBroken;
   if (has_ended) return code;

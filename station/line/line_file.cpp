@@ -20,6 +20,7 @@ constexpr std::size_t kLongestSlotName = 16;
 constexpr std::size_t kLongestInterface = 15;  // characters, of Linux
 constexpr double kLongestWait = 86400;         // seconds: a day
 constexpr double kFastest = 100000;            // times real time
+constexpr double kLongestHook = 3600;          // seconds
 constexpr double kMostHours = 24 * 366;
 constexpr std::string_view kSlotLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-";
 
@@ -46,6 +47,7 @@ class LineReader {
     read_users(table);
     read_check(table);
     read_central(table);
+    read_hook(table);
     table.refuse_other_keys();
     return line_;
   }
@@ -229,6 +231,19 @@ class LineReader {
     const std::string trouble = line_.central.empty() ? "" : trouble_with_central_url(line_.central);
     if (!trouble.empty()) problems_.add(table.where("postgresql"), trouble);
     table.refuse_other_keys();
+  }
+
+  void read_hook(TableReader& root) {
+    const toml::table* found = root.table("hook");
+    if (!found) return;
+    TableReader table(*found, problems_);
+    HookFile hook;
+    hook.command = read_texts(table, "command", Need::needed);
+    const bool is_path = !hook.command.empty() && hook.command.front().find('/') != std::string::npos;
+    if (is_path) hook.command.front() = beside(hook.command.front());
+    hook.timeout = read_number(table, "timeout", hook.timeout, kLongestHook, "at most an hour (3600)");
+    table.refuse_other_keys();
+    line_.hook = hook;
   }
 
   void read_check(TableReader& root) {

@@ -30,6 +30,12 @@ struct PointCheck {
   std::vector<std::string> good, bad;  ///< serial numbers
 };
 
+/// A command that is told of each run that ends.
+struct HookFile {
+  std::vector<std::string> command;  ///< the program and its words
+  double timeout = 10;               ///< seconds that it may take for one run
+};
+
 /// A line as its file says. Paths are absolute or relative to the working directory.
 struct LineFile {
   std::string path;     ///< of the file itself
@@ -43,6 +49,7 @@ struct LineFile {
   std::string tls_certificate, tls_key;  ///< PEM files; empty: no TLS
   bool plain_http = false;               ///< wanted in so many words
   std::optional<PointCheck> check;
+  std::optional<HookFile> hook;
   std::string central;  ///< URL of the central database; empty: there is none
   std::vector<SlotFile> slots;
 

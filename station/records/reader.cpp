@@ -140,6 +140,13 @@ std::optional<StoredRun> RecordsReader::run(std::string_view id) {
   return found;
 }
 
+std::optional<StoredRun> RecordsReader::ended_run(std::int64_t sequence) {
+  return reading([&]() -> std::optional<StoredRun> {
+    Statement row(*database_, "SELECT id FROM run WHERE sequence = ?");
+    return row.bind(sequence).step() ? load_run(*database_, row.text(0)) : std::nullopt;
+  });
+}
+
 std::optional<std::string> RecordsReader::head() {
   return reading([&]() -> std::optional<std::string> {
     const Value hash =

@@ -80,6 +80,8 @@ class RecordsReader {
   void for_each(const RunFilter& filter, const std::function<void(const StoredRun&)>& call);
   /// One whole run; nothing when there is none.
   std::optional<StoredRun> run(std::string_view id);
+  /// The whole run that ended as number `sequence`; nothing when there is none.
+  std::optional<StoredRun> ended_run(std::int64_t sequence);
   /// The hash of the run that ended last; nothing when none has.
   std::optional<std::string> head();
   /// The sequence of that run; 0 when none has.

@@ -77,7 +77,7 @@ CentralServer::CentralServer() : tools_(folder_of_tools()), port_(free_port()) {
 }
 
 CentralServer::~CentralServer() {
-  stop();
+  kill();  // nothing of it is kept
 }
 
 std::vector<std::string> CentralServer::as_nobody(std::vector<std::string> command) const {
