@@ -13,7 +13,7 @@ namespace {
 // Of the larger plots, in units of the drawing; a page stretches them as it likes.
 constexpr double kWidth = 480, kHeight = 210, kLeft = 44, kRight = 14, kTop = 24, kBottom = 28;
 
-std::string at(double place) {
+std::string place_text(double place) {
   std::array<char, 40> text{};
   std::snprintf(text.data(), text.size(), "%.2f", place);
   return text.data();
@@ -21,7 +21,8 @@ std::string at(double place) {
 
 pugi::xml_node add_drawing(pugi::xml_node to, double width, double height, std::string_view of_class) {
   pugi::xml_node drawing = add(to, "svg", {}, of_class);
-  set(drawing, "viewBox", "0 0 " + at(width) + " " + at(height));
+  set(drawing, "viewBox", "0 0 " + place_text(width) + " " + place_text(height));
+  set(drawing, "role", "img");
   return drawing;
 }
 
@@ -36,26 +37,26 @@ pugi::xml_node add_stretched(pugi::xml_node to, std::string_view of_class) {
 pugi::xml_node add_box(pugi::xml_node to, double x, double y, double width, double height,
                        std::string_view of_class) {
   pugi::xml_node box = add(to, "rect", {}, of_class);
-  set(box, "x", at(x));
-  set(box, "y", at(y));
-  set(box, "width", at(width));
-  set(box, "height", at(height));
+  set(box, "x", place_text(x));
+  set(box, "y", place_text(y));
+  set(box, "width", place_text(width));
+  set(box, "height", place_text(height));
   return box;
 }
 
 void add_line(pugi::xml_node to, double x1, double y1, double x2, double y2, std::string_view of_class) {
   pugi::xml_node line = add(to, "line", {}, of_class);
-  set(line, "x1", at(x1));
-  set(line, "y1", at(y1));
-  set(line, "x2", at(x2));
-  set(line, "y2", at(y2));
+  set(line, "x1", place_text(x1));
+  set(line, "y1", place_text(y1));
+  set(line, "x2", place_text(x2));
+  set(line, "y2", place_text(y2));
 }
 
 void add_label(pugi::xml_node to, double x, double y, const std::string& text, std::string_view anchor,
                std::string_view of_class = {}) {
   pugi::xml_node label = add(to, "text", text, of_class);
-  set(label, "x", at(x));
-  set(label, "y", at(y));
+  set(label, "x", place_text(x));
+  set(label, "y", place_text(y));
   set(label, "text-anchor", anchor);
 }
 
@@ -188,10 +189,10 @@ void add_pareto(pugi::xml_node to, const std::vector<std::int64_t>& counts, std:
     add_label(drawing, middle, kHeight - kBottom + 16, std::to_string(i + 1), "middle");
     sum += counts[i];
     const double together = static_cast<double>(sum) / static_cast<double>(all);
-    points += at(middle) + "," + at(share(together)) + " ";
+    points += place_text(middle) + "," + place_text(share(together)) + " ";
     pugi::xml_node dot = add(drawing, "circle", {}, "dot");
-    set(dot, "cx", at(middle));
-    set(dot, "cy", at(share(together)));
+    set(dot, "cx", place_text(middle));
+    set(dot, "cy", place_text(share(together)));
     set(dot, "r", "3");
   }
   set(add(drawing, "polyline", {}, "together"), "points", points);

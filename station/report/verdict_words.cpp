@@ -7,35 +7,36 @@
 namespace t1station {
 namespace {
 
-struct Words {
+struct OutcomeWords {
   std::string_view name, sign, zh, en;
 };
 
-constexpr std::array<Words, 5> kVerdicts{{{"passed", "✓ ", "合格", "PASS"},
-                                          {"failed", "✕ ", "不合格", "FAIL"},
-                                          {"error", "! ", "异常", "ERROR"},
-                                          {"stopped", "■ ", "停止", "STOPPED"},
-                                          {"interrupted", "? ", "中断", "INTERRUPTED"}}};
-constexpr std::array<Words, 6> kOutcomes{{{"passed", "", "合格", "passed"},
-                                          {"failed", "", "不合格", "failed"},
-                                          {"timed_out", "", "超时", "timed out"},
-                                          {"broken", "", "通信中断", "connection broke"},
-                                          {"stopped", "", "停止", "stopped"},
-                                          {"interrupted", "", "中断", "interrupted"}}};
-constexpr std::array<Words, 4> kMeasured{{{"passed", "", "合格", "passed"},
-                                          {"low", "", "偏低", "too low"},
-                                          {"high", "", "偏高", "too high"},
-                                          {"not_found", "", "未测得", "not found"}}};
+constexpr std::array<OutcomeWords, 5> kVerdictWords{{{"passed", "✓ ", "合格", "PASS"},
+                                                     {"failed", "✕ ", "不合格", "FAIL"},
+                                                     {"error", "! ", "异常", "ERROR"},
+                                                     {"stopped", "■ ", "停止", "STOPPED"},
+                                                     {"interrupted", "? ", "中断", "INTERRUPTED"}}};
+constexpr std::array<OutcomeWords, 6> kOutcomes{{{"passed", "", "合格", "passed"},
+                                                 {"failed", "", "不合格", "failed"},
+                                                 {"timed_out", "", "超时", "timed out"},
+                                                 {"broken", "", "通信中断", "connection broke"},
+                                                 {"stopped", "", "停止", "stopped"},
+                                                 {"interrupted", "", "中断", "interrupted"}}};
+constexpr std::array<OutcomeWords, 4> kMeasured{{{"passed", "", "合格", "passed"},
+                                                 {"low", "", "偏低", "too low"},
+                                                 {"high", "", "偏高", "too high"},
+                                                 {"not_found", "", "未测得", "not found"}}};
 
-std::string words_of(std::span<const Words> all, const std::string& name, Wording say) {
-  const auto found = std::find_if(all.begin(), all.end(), [&](const Words& one) { return one.name == name; });
+std::string words_of(std::span<const OutcomeWords> all, const std::string& name, Wording say) {
+  const auto found =
+      std::find_if(all.begin(), all.end(), [&](const OutcomeWords& one) { return one.name == name; });
   return found == all.end() ? name : std::string(found->sign) + say(found->zh, found->en);
 }
 
 }  // namespace
 
 std::string verdict_words(const std::optional<std::string>& verdict, Wording say) {
-  return verdict ? words_of(kVerdicts, *verdict, say) : "… " + say("未结束", "NO END YET");
+  return verdict ? words_of(kVerdictWords, *verdict, say) : "… " + say("未结束", "NO END YET");
 }
 
 std::string outcome_words(const std::string& outcome, Wording say) {

@@ -8,7 +8,8 @@
 namespace t1station {
 namespace {
 
-constexpr std::array<std::string_view, 5> kVerdicts{"passed", "failed", "error", "stopped", "interrupted"};
+constexpr std::array<std::string_view, 5> kVerdictNames{"passed", "failed", "error", "stopped",
+                                                        "interrupted"};
 
 }  // namespace
 
@@ -28,7 +29,8 @@ std::optional<std::string> asked_time(const Call& call, const std::string& name)
 
 std::optional<std::string> asked_verdict(const Call& call) {
   const std::optional<std::string> verdict = asked(call, "verdict");
-  if (!verdict || std::find(kVerdicts.begin(), kVerdicts.end(), *verdict) != kVerdicts.end()) return verdict;
+  if (!verdict || std::find(kVerdictNames.begin(), kVerdictNames.end(), *verdict) != kVerdictNames.end())
+    return verdict;
   throw WebError(400, "\"verdict\" is passed, failed, error, stopped or interrupted");
 }
 

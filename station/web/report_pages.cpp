@@ -21,7 +21,7 @@ namespace {
 constexpr int kRunsOnAPage = 100;
 constexpr auto kWindowByDefault = std::chrono::days(7);
 
-using Query = std::vector<std::pair<std::string, std::optional<std::string>>>;
+using QueryValues = std::vector<std::pair<std::string, std::optional<std::string>>>;
 
 /// A page that begins with the line's name and the ways to the other pages.
 class Page {
@@ -43,7 +43,7 @@ class Page {
   pugi::xml_node main() const { return main_; }
 
   /// The address of another page, in the same language; what has no value is left out.
-  std::string address(const std::string& path, Query query) const {
+  std::string address(const std::string& path, QueryValues query) const {
     query.emplace_back("language", asked_);
     std::string address = path;
     for (const auto& [name, value] : query) {
@@ -124,6 +124,8 @@ WebAnswer page_or_trouble(const Call& call, Subject& subject, const std::functio
     } catch (const WebError& error) {
       trouble = error;
     } catch (const RecordsBroken& error) {
+      trouble = WebError(503, error.what());
+    } catch (const RecordsRefused& error) {
       trouble = WebError(503, error.what());
     }
   } catch (const WebError& error) {
@@ -258,9 +260,9 @@ WebAnswer run_list(Page& page, const Call& call, Subject& subject) {
   }
   if (!ids && runs.size() == static_cast<std::size_t>(kRunsOnAPage)) {
     pugi::xml_node more = add(page.main(), "p");
-    const Query query{{"serial", filter.serial}, {"verdict", filter.verdict}, {"plan", filter.plan},
-                      {"kind", filter.kind},     {"from", filter.from},       {"to", filter.to},
-                      {"before", runs.back().id}};
+    const QueryValues query{{"serial", filter.serial}, {"verdict", filter.verdict}, {"plan", filter.plan},
+                            {"kind", filter.kind},     {"from", filter.from},       {"to", filter.to},
+                            {"before", runs.back().id}};
     set(add_link(more, page.address("/runs", query), say("更早的 →", "Older →")), "id", "older");
   }
   return page.answer(say("运行记录", "Runs"));
