@@ -85,7 +85,7 @@ class FiguresPage {
   void add_runs(pugi::xml_node to, const FoundRuns& runs) { add_runs(to, runs, std::to_string(runs.count)); }
 
   std::string verdict_link(const std::string& verdict) const {
-    return links_.verdict ? links_.verdict(verdict) : std::string();
+    return links_.window ? links_.window("production", verdict) : std::string();
   }
 
   pugi::xml_node add_tile(pugi::xml_node tiles, const char* figure, const std::string& name,
@@ -120,10 +120,11 @@ class FiguresPage {
               figures_.last_not_passed);
     pugi::xml_node runs = add_tile(tiles, "runs", say_("运行次数", "Runs"), "");
     add_link(runs.child("b"), verdict_link(""), std::to_string(figures_.runs));
-    std::string of = std::to_string(figures_.units) + " " + say_("块板", "units");
-    if (figures_.check_runs > 0)
-      of += " · " + say_("另有点检", "besides checks") + " " + std::to_string(figures_.check_runs);
-    add(runs, "span", of, "of");
+    pugi::xml_node of = add(runs, "span", std::to_string(figures_.units) + " " + say_("块板", "units"), "of");
+    if (figures_.check_runs == 0) return;
+    add_text(of, " · ");
+    add_link(of, links_.window ? links_.window("check", "") : "",
+             say_("另有点检", "besides checks") + " " + std::to_string(figures_.check_runs), "runs");
   }
 
   void add_verdicts(pugi::xml_node to) {
@@ -198,7 +199,7 @@ class FiguresPage {
 
   void add_failures() {
     pugi::xml_node section =
-        add_section(say_("不合格项目排列", "What did not pass, most frequent first"), "failures");
+        add_section(say_("不合格项目（按次数）", "What did not pass, most frequent first"), "failures");
     if (figures_.failures.empty()) {
       add(section, "p", say_("所有运行均合格。", "Nothing: every run passed."), "nothing");
       return;

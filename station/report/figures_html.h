@@ -13,8 +13,8 @@ namespace t1station {
 /// Where figures lead to; on paper nowhere.
 struct FigureLinks {
   RunsLink runs;  ///< the runs with these ids
-  std::function<std::string(const std::string& verdict)>
-      verdict;  ///< all runs of the window; "": whatever their verdict
+  /// All runs of the window of a kind, "production" or "check", and a verdict; "": whatever it is.
+  std::function<std::string(const std::string& kind, const std::string& verdict)> window;
 };
 
 /// Adds all figures, each with a link to its runs where `links` has one.

@@ -285,9 +285,9 @@ WebAnswer show_results(const Call& call, Subject& subject) {
       for (const std::string& id : ids) all += (all.empty() ? "" : ",") + id;
       return page.address("/runs", {{"ids", all}, {"of", std::to_string(of)}});
     };
-    links.verdict = [&](const std::string& verdict) {
+    links.window = [&](const std::string& kind, const std::string& verdict) {
       return page.address("/runs", {{"verdict", verdict.empty() ? std::nullopt : std::optional(verdict)},
-                                    {"kind", "production"},
+                                    {"kind", kind},
                                     {"plan", figures.window.plan},
                                     {"from", figures.window.from},
                                     {"to", figures.window.to}});

@@ -2,6 +2,7 @@
 """The engineer's pages and the reports that are files, over two days of records."""
 import base64
 import csv
+import itertools
 import json
 import pathlib
 import re
@@ -176,19 +177,18 @@ class Window(Results):
 class Looks(Results):
     def test_both_languages_fit_both_screens(self):
         run = json.loads(self.ask("api/runs?verdict=failed&limit=1"))["runs"][0]["id"]
-        for language in ("zh", "en"):
-            for size in ((1280, 800), (1920, 1080)):
-                for path in (ALL, "runs?verdict=failed", f"runs/{run}"):
-                    self.visit(path, language, size)
-                    where = f"{language} {size} {path}"
-                    self.assertTrue(self.script("return document.documentElement.scrollWidth <= innerWidth"), where)
-                    self.assertEqual(self.script(
-                        "return Array.from(document.querySelectorAll('td, th, h2, h3, button, .tile, .card'))"
-                        ".filter((one) => one.scrollWidth > one.clientWidth + 1 && one.checkVisibility())"
-                        ".map((one) => one.textContent)"), [], where)
-                    for text in self.script("return Array.from(document.querySelectorAll("
-                                            "'h2, th, label > span, button, .note, .tile > span'), ({innerText}) => innerText)"):
-                        self.assertNotRegex(text, OTHERS_WORDS[language], where)
+        for language, (size, path) in itertools.product(("zh", "en"), (
+                ((1280, 800), ALL), ((1920, 1080), ALL), ((1280, 800), "runs?verdict=failed"), ((1920, 1080), f"runs/{run}"))):
+            self.visit(path, language, size)
+            where = f"{language} {size} {path}"
+            self.assertTrue(self.script("return document.documentElement.scrollWidth <= innerWidth"), where)
+            self.assertEqual(self.script("""
+              return Array.from(document.querySelectorAll("td, th, h2, h3, button, .tile, .card"))
+                .filter((one) => one.scrollWidth > one.clientWidth + 1 && one.checkVisibility())
+                .map((one) => one.textContent)"""), [], where)
+            for text in self.script("return Array.from(document.querySelectorAll("
+                                    "'h2, th, label > span, button, .note, .tile > span'), ({innerText}) => innerText)"):
+                self.assertNotRegex(text, OTHERS_WORDS[language], where)
 
     def test_the_chosen_language_is_taken_at_once_and_remembered(self):
         self.visit("results", language=None)

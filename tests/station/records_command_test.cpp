@@ -74,6 +74,10 @@ TEST_F(RecordsCommandTest, ListChoosesRunsByUnitVerdictAndTime) {
   EXPECT_EQ(lines(), 2U);
   run({"list", file_, "--verdict", "failed"});
   EXPECT_EQ(lines(), 2U);
+  run({"list", file_, "--plan", "main-board"});
+  EXPECT_EQ(lines(), 3U);
+  run({"list", file_, "--plan", "other"});
+  EXPECT_EQ(lines(), 1U);
   run({"list", file_, "--from", runs_[0].started, "--to", "2999-01-01"});
   EXPECT_EQ(lines(), 3U);
   run({"list", file_, "--to", runs_[0].started});

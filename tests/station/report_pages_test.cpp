@@ -223,6 +223,9 @@ TEST_F(EngineersPagesTest, ShowTheLastSevenDaysARunAndItsUnit) {
 }
 
 TEST_F(EngineersPagesTest, SayWhatIsWrongOnAPage) {
+  EXPECT_THAT(
+      line_.get("/runs?serial=%22%3E%3Cscript%3E&plan=%3Cscript%3E").body,
+      AllOf(HasSubstr("没有这样的运行。"), HasSubstr("\"&gt;&lt;script&gt;"), Not(HasSubstr("<script>"))));
   const WebReply none = line_.get("/runs/nothing?language=en");
   EXPECT_EQ(none.status, 404);
   EXPECT_THAT(none.body, AllOf(HasSubstr("<h1>Not found</h1>"), HasSubstr("href=\"/results?language=en\"")));
