@@ -20,9 +20,9 @@ std::string limits_of(const StoredMeasurement& measurement) {
 }
 
 /// A run's report.
-class RunReport {
+class RunPage {
  public:
-  RunReport(pugi::xml_node to, const StoredRun& run, Wording say) : to_(to), run_(run), say_(say) {}
+  RunPage(pugi::xml_node to, const StoredRun& run, Wording say) : to_(to), run_(run), say_(say) {}
 
   void add_all() {
     add_title();
@@ -216,7 +216,7 @@ std::string html_footer() {
 }
 
 void add_run_report(pugi::xml_node to, const StoredRun& run, Wording say) {
-  RunReport(to, run, say).add_all();
+  RunPage(to, run, say).add_all();
 }
 
 std::string html_run(const StoredRun& run, Language language) {
