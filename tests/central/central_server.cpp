@@ -46,9 +46,21 @@ std::vector<pid_t> children_of(pid_t process) {
   return children;
 }
 
+// A minute, however busy this PC is.
+int status_of(Child& child) {
+  for (int tries = 1; tries < 6; ++tries) {
+    try {
+      return child.exit_status();
+    } catch (const std::runtime_error&) {
+      continue;
+    }
+  }
+  return child.exit_status();
+}
+
 int run(const std::vector<std::string>& command) {
   Child child(command);
-  return child.exit_status();
+  return status_of(child);
 }
 
 }  // namespace
@@ -108,7 +120,7 @@ void CentralServer::start() {
 void CentralServer::stop() {
   if (!server_) return;
   server_->signal(SIGINT);  // whoever is connected is sent away
-  server_->exit_status();
+  status_of(*server_);
   server_.reset();
 }
 
@@ -141,7 +153,7 @@ std::string CentralServer::sql(const std::string& database, const std::string& s
                                const std::string& role) const {
   Child shell({tool("psql"), "-X", "-q", "-A", "-t", "-v", "ON_ERROR_STOP=1", "-d", url(database, role), "-c",
                statements});
-  std::string text = shell.exit_status() == 0 ? shell.rest() : shell.err();
+  std::string text = status_of(shell) == 0 ? shell.rest() : shell.err();
   while (text.ends_with('\n')) text.pop_back();
   return text;
 }
