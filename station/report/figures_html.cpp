@@ -163,19 +163,24 @@ class FiguresPage {
     return found == figures_.verdicts.end() ? 0 : found->second.count;
   }
 
-  // The board's words, what their numbers were, and how the attempts ended.
+  // The board's words, what their numbers were where they differ, and how the attempts ended.
   void add_words(pugi::xml_node cell, const FailureKind& kind) {
+    const bool is_always_same =
+        !kind.examples.empty() && std::all_of(kind.numbers.begin(), kind.numbers.end(),
+                                              [](const auto& range) { return range.first == range.second; });
     std::string outcomes;
     for (const auto& [outcome, runs] : kind.outcomes) {
       outcomes += (outcomes.empty() ? "" : ", ") + outcome_words(outcome, say_);
       if (kind.outcomes.size() > 1) outcomes += " " + std::to_string(runs);
     }
-    add(cell, "div", kind.words ? *kind.words : say_("（无说明）", "(no words)"),
-        kind.words ? "text" : "nothing");
+    const std::string words = is_always_same ? kind.examples.front() : kind.words.value_or("");
+    add(cell, "div", kind.words ? words : say_("（无说明）", "(no words)"), kind.words ? "text" : "nothing");
     std::string numbers;
-    for (const auto& [low, high] : kind.numbers) {
-      numbers += (numbers.empty() ? "# " : "; # ") + number_text(low);
-      if (low != high) numbers += " … " + number_text(high);
+    if (!is_always_same) {
+      for (const auto& [low, high] : kind.numbers) {
+        numbers += (numbers.empty() ? "# " : "; # ") + number_text(low);
+        if (low != high) numbers += " … " + number_text(high);
+      }
     }
     add(cell, "div", outcomes + (numbers.empty() ? "" : " · " + numbers), "small");
   }

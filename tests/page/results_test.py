@@ -141,7 +141,7 @@ class Figures(Results):
 
     def test_a_boards_words_stay_words(self):
         self.visit(ALL)
-        self.assertIn("<script>alert(#)</script>", self.text("[data-figures=failures]"))
+        self.assertIn(HOSTILE, self.text("[data-figures=failures]"))
         self.assertEqual(self.count("script"), 1)
         self.assertEqual(self.count("[data-figures] b"), 0)
 

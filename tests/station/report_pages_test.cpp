@@ -112,6 +112,17 @@ TEST(ReportTest, WhateverStandsInTheRecordsStaysText) {
   EXPECT_GE(times_found(page, kHarmless), 14);
 }
 
+TEST(ReportTest, NumbersOfABoardsWordsAreShownApartWhereTheyDiffer) {
+  Figures figures;
+  figures.runs = 5;
+  figures.failures.push_back(
+      {"a", "b", "T# open", {{"failed", 3}}, {3, {}}, {{0, 7}}, {"T0 open", "T7 open"}});
+  figures.failures.push_back({"a", "b", "T# short", {{"failed", 2}}, {2, {}}, {{1, 1}}, {"T1 short"}});
+  const std::string page = html_of(figures);
+  EXPECT_THAT(page, AllOf(HasSubstr(">T# open<"), HasSubstr("failed · # 0 … 7<"), HasSubstr(">T1 short<"),
+                          Not(HasSubstr("# 1"))));
+}
+
 TEST(ReportTest, AHistogramShowsLimitsWhereTheyAreAndFarOnesBesideIt) {
   const std::vector<t1station::HistogramBar> bars{{40, 41, 3, {}}, {41, 42, 0, {}}, {42, 43, 7, {}}};
   const std::string near = plot_of(measured_as(bars, 38, 42.2));
