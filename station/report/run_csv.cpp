@@ -11,7 +11,7 @@
 namespace t1station {
 namespace {
 
-constexpr std::string_view kMark = "\xEF\xBB\xBF";  // by which spreadsheets know UTF-8
+constexpr std::string_view kUtf8Mark = "\xEF\xBB\xBF";  // by which spreadsheets know UTF-8
 
 // In the order of row_of().
 constexpr std::string_view kHeader =
@@ -91,7 +91,7 @@ std::string attempt_fields(const StoredAttempt& attempt) {
 }  // namespace
 
 std::string csv_header(CsvText text) {
-  return text == CsvText::gbk ? std::string(kHeader) : std::string(kMark) + std::string(kHeader);
+  return text == CsvText::gbk ? std::string(kHeader) : std::string(kUtf8Mark) + std::string(kHeader);
 }
 
 std::string csv_rows(const StoredRun& run, CsvText text) {
