@@ -40,16 +40,20 @@ class LineClient:
         """The id of the run that begins. Raises Refused, and OSError when the line cannot be reached."""
         return (await self._post("/api/scan", {"text": serial, "slot": slot}))["run"]
 
+    async def stored(self, run):
+        """A run as the records have it. Raises OSError when the line cannot be reached."""
+        return await asyncio.to_thread(self._ask, "GET", f"/api/runs/{run}")
+
     async def acknowledge(self, slot):
         await self._post(f"/api/slots/{slot}/acknowledge", {})
 
     async def _post(self, path, body):
-        return await asyncio.to_thread(self._send, path, {**body, "operator": self.operator})
+        return await asyncio.to_thread(self._ask, "POST", path, {**body, "operator": self.operator})
 
-    def _send(self, path, body):
+    def _ask(self, method, path, body=None):
         connection = http.client.HTTPConnection(self.host, timeout=QUIET)
         try:
-            connection.request("POST", path, json.dumps(body), {"Content-Type": "application/json"})
+            connection.request(method, path, body and json.dumps(body), {"Content-Type": "application/json"} if body else {})
             answer = connection.getresponse()
             document = json.loads(answer.read())
         except http.client.HTTPException as error:

@@ -85,16 +85,17 @@ class Shift:
             await self.rack.insert(slot, unit.family, unit.defect.faults + (day.WORN.faults if is_worn else ()),
                                    self.options.speed)
             played = await self.begin(slot, unit, is_worn)
+            reached = self.line.seen
             if played:
                 if is_pulled or dies:
-                    await self.line.until(lambda: self.is_half_way(slot, played.run))
+                    await self.line.until(lambda: self.is_half_way(slot, played.run) or self.is_gone(slot, played.run, reached))
                 if dies:
                     self.deaths += 1
                     self.station.process.kill()
                 elif is_pulled:
                     await self.rack.pull(slot, unit.defect.pulled)
                     played.truth = dataclasses.replace(played.truth, verdict="error", is_retried=False, failed_steps=frozenset())
-                its = await self.line.until(lambda: self.ended(slot, played.run))
+                its = await self.see_to_the_end(slot, played.run, reached)
                 played.verdict, played.is_retried = its["verdict"], bool(its.get("retried"))
             if self.rack.has_board(slot):
                 await self.rack.pull(slot)
@@ -117,6 +118,15 @@ class Shift:
         self.played.append(Played(run, day.Run(unit.serial, unit.family, slot, verdict, is_retried, steps)))
         return self.played[-1]
 
+    async def see_to_the_end(self, slot, run, reached):
+        """The run with its verdict."""
+        while True:
+            its = await self.line.until(lambda: self.ended(slot, run) or self.is_gone(slot, run, reached))
+            if its is not True:
+                return its
+            with contextlib.suppress(OSError):  # the station died again
+                return await self.line.stored(run)
+
     async def clear(self, slot):
         """Waits until the slot takes a unit; acknowledges what is left there."""
 
@@ -138,6 +148,10 @@ class Shift:
     def is_half_way(self, slot, run):
         its = self.shown(slot, run)
         return its and (its["verdict"] or 2 * its["index"] >= its["total"] > 0)
+
+    def is_gone(self, slot, run, reached):
+        """Whether the slot shows this run no longer: a pass of which nobody had heard when the station died is over."""
+        return self.line.slot(slot) is not None and self.line.seen > reached and self.shown(slot, run) is None
 
     def ended(self, slot, run):
         its = self.shown(slot, run)
