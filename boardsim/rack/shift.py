@@ -23,7 +23,7 @@ import day
 import units
 from demonstration import CannotStart, Station, line_file, own_folder
 from line_client import LineClient, Refused
-from rack import RELEASE, ROOT, Rack, RackError
+from rack import RELEASE, ROOT, Rack, RackError, free_port
 
 MADE_HERE = ("records.db", "records.db-wal", "records.db-shm", "records.db-owner", "report.html", "station.log")
 LEFT_OUT = ("rtc",)  # the PC's own clock disturbs it while the boards' time runs fast
@@ -272,6 +272,7 @@ async def play(options):
     for ending in (signal.SIGTERM, signal.SIGHUP):
         asyncio.get_running_loop().add_signal_handler(ending, asyncio.current_task().cancel)
     lock = own_folder(options.folder)
+    options.port = options.port or free_port()  # the usual one is the demonstration's
     plans, steps = prepare(options)
     rack = Rack(options.build)
     families = {str(number + 1): units.FAMILIES[number % len(units.FAMILIES)] for number in range(options.slots)}
