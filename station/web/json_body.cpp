@@ -9,7 +9,7 @@
 namespace t1station {
 namespace {
 
-constexpr std::size_t kLongestLine = 200;  // characters
+constexpr std::size_t kLongestText = 200;  // characters
 
 [[noreturn]] void refuse(const std::string& reason) {
   throw WebError(400, "the body makes no sense: " + reason);
@@ -96,8 +96,8 @@ std::optional<std::string> JsonBody::optional_line(const std::string& key) const
   if (clean_text(*line) != *line || line->find_first_of("\n\t") != std::string::npos) {
     refuse(in_quotes(key) + " is one line without control characters");
   }
-  if (count_characters(*line) > kLongestLine) {
-    refuse(in_quotes(key) + " has more than " + std::to_string(kLongestLine) + " characters");
+  if (count_characters(*line) > kLongestText) {
+    refuse(in_quotes(key) + " has more than " + std::to_string(kLongestText) + " characters");
   }
   return line;
 }
