@@ -248,6 +248,14 @@ def units_for(slot, options):
     return itertools.islice(units.draw(options.seed), slot, options.units, len(units.FAMILIES))
 
 
+async def all_done(working, tasks):
+    """Waits for all that work. Raises what any of the tasks could not do."""
+    while any(not task.done() for task in working):
+        done, _ = await asyncio.wait([task for task in tasks if not task.done()], return_when=asyncio.FIRST_COMPLETED)
+        for task in done:
+            task.result()
+
+
 async def demonstrate(options):
     """Returns the exit status."""
     for ending in (signal.SIGTERM, signal.SIGHUP):
@@ -269,10 +277,7 @@ async def demonstrate(options):
         keeping = asyncio.create_task(station.keep())
         working = [asyncio.create_task(hands.work(slot, units_for(index, options))) for index, slot in enumerate(ports)]
         tasks = [keeping, *working]
-        while any(not task.done() for task in working):
-            done, _ = await asyncio.wait([task for task in tasks if not task.done()], return_when=asyncio.FIRST_COMPLETED)
-            for task in done:
-                task.result()  # or what it could not do
+        await all_done(working, tasks)
     finally:
         for task in tasks:
             task.cancel()

@@ -21,7 +21,7 @@ sys.dont_write_bytecode = True  # nothing is left beside the sources
 
 import day
 import units
-from demonstration import CannotStart, Station, line_file, own_folder
+from demonstration import CannotStart, Station, all_done, line_file, own_folder
 from line_client import LineClient, Refused
 from rack import RELEASE, ROOT, Rack, RackError, free_port
 
@@ -289,10 +289,7 @@ async def play(options):
         keeping = asyncio.create_task(station.keep())
         working = [asyncio.create_task(shift.work(slot)) for slot in families]
         tasks = [keeping, *working]
-        while any(not task.done() for task in working):
-            done, _ = await asyncio.wait([task for task in tasks if not task.done()], return_when=asyncio.FIRST_COMPLETED)
-            for task in done:
-                task.result()  # or what it could not do
+        await all_done(working, tasks)
     finally:
         for task in tasks:
             task.cancel()
