@@ -292,6 +292,21 @@ async def demonstrate(options):
     return 1 if hands.unexpected else 0
 
 
+def status_of(play, options):
+    """Plays it in the folder of the options. The exit status; None when it was asked to end."""
+    options.folder = pathlib.Path(min(str(options.folder), os.path.relpath(options.folder), key=len))  # as people would type it
+    try:
+        return asyncio.run(play(options))
+    except CannotStart as error:
+        print(f"./run: {error}", file=sys.stderr)
+        return error.status
+    except (RackError, OSError) as error:
+        print(f"./run: {error}", file=sys.stderr)
+        return 3
+    except (KeyboardInterrupt, asyncio.CancelledError):
+        return None
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--build", type=pathlib.Path, default=RELEASE, metavar="FOLDER", help="where the programs were built")
@@ -304,18 +319,7 @@ def main():
     parser.add_argument("--pause", type=float, default=4, metavar="SECONDS", help="for which a verdict is looked at")
     parser.add_argument("--units", type=int, metavar="N", help="ends after so many units")
     options = parser.parse_args()
-    options.folder = pathlib.Path(min(str(options.folder), os.path.relpath(options.folder), key=len))  # as people would type it
-    try:
-        status = asyncio.run(demonstrate(options))
-    except CannotStart as error:
-        print(f"./run: {error}", file=sys.stderr)
-        status = error.status
-    except (RackError, OSError) as error:
-        print(f"./run: {error}", file=sys.stderr)
-        status = 3
-    except (KeyboardInterrupt, asyncio.CancelledError):
-        status = 0  # it was asked to end
-    sys.exit(status)
+    sys.exit(status_of(demonstrate, options) or 0)
 
 
 if __name__ == "__main__":

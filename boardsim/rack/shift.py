@@ -9,7 +9,6 @@ import asyncio
 import contextlib
 import dataclasses
 import json
-import os
 import pathlib
 import random
 import re
@@ -21,11 +20,11 @@ sys.dont_write_bytecode = True  # nothing is left beside the sources
 
 import day
 import units
-from demonstration import CannotStart, Station, all_done, line_file, own_folder
+from demonstration import Station, all_done, line_file, own_folder, status_of
 from line_client import LineClient, Refused
 from rack import RELEASE, ROOT, Rack, RackError, free_port
 
-MADE_HERE = ("records.db", "records.db-wal", "records.db-shm", "records.db-owner", "report.html", "station.log")
+MADE_HERE = ("records.db*", "report.html", "station.log")
 LEFT_OUT = ("rtc",)  # the PC's own clock disturbs it while the boards' time runs fast
 HANGS = "sd"  # in one test of a unit that hangs; it alone is not waited for with patience
 PATIENT, IMPATIENT = 1200, 120  # seconds of the boards' time
@@ -255,8 +254,8 @@ def describe(run):
 
 def prepare(options):
     """Empties the folder of the day before, and writes the plans. Returns their folder, and the steps of each."""
-    for name in MADE_HERE:
-        (options.folder / name).unlink(missing_ok=True)
+    for left in [file for pattern in MADE_HERE for file in options.folder.glob(pattern)]:
+        left.unlink()
     plans = options.folder / "plans"
     plans.mkdir(exist_ok=True)
     steps = {}
@@ -317,19 +316,10 @@ def main():
     parser.add_argument("--slots", type=int, default=8, metavar="N", help="of the line")
     parser.add_argument("--speed", type=int, default=20, metavar="N", help="the boards' time runs N times as fast")
     options = parser.parse_args()
-    options.folder = pathlib.Path(min(str(options.folder), os.path.relpath(options.folder), key=len))  # as people would type it
-    try:
-        status = asyncio.run(play(options))
-    except CannotStart as error:
-        print(f"./run: {error}", file=sys.stderr)
-        status = error.status
-    except (RackError, OSError) as error:
-        print(f"./run: {error}", file=sys.stderr)
-        status = 3
-    except (KeyboardInterrupt, asyncio.CancelledError):
+    status = status_of(play, options)
+    if status is None:
         print("The day was broken off", file=sys.stderr)
-        status = 2
-    sys.exit(status)
+    sys.exit(2 if status is None else status)
 
 
 if __name__ == "__main__":

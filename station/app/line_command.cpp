@@ -30,6 +30,18 @@ namespace {
 /// Passes on that the line has changed, once there is somebody who wants to know.
 class Forwarding {
  public:
+  /// As long as it is there, who wants to know is: whatever ends this, they are told no more.
+  class Lasting {
+   public:
+    explicit Lasting(Forwarding& forwarding) : forwarding_(forwarding) {}
+    ~Lasting() { forwarding_.end(); }
+    Lasting(const Lasting&) = delete;
+    Lasting& operator=(const Lasting&) = delete;
+
+   private:
+    Forwarding& forwarding_;
+  };
+
   void operator()() {
     const std::lock_guard lock(mutex_);
     if (server_) server_->changed();
@@ -99,10 +111,11 @@ int serve(const LineFile& file, const Environment& around) {
   Line line(
       file, records, [&forwarding] { forwarding(); }, steady_clock(), log);
   WebServer server(file, line, file.records);
-  forwarding.go_to(&server);
   std::optional<Hook> hook;
-  if (file.hook) forwarding.go_to(&hook.emplace(*file.hook, file.records, records, log));
   std::optional<Forwarder> central;
+  const Forwarding::Lasting lasting(forwarding);
+  forwarding.go_to(&server);
+  if (file.hook) forwarding.go_to(&hook.emplace(*file.hook, file.records, records, log));
   if (!file.central.empty()) {
     const Forwarder::Told told{[&line](const CentralState& state) { line.show_central(state); }, log};
     central.emplace(file.central, file.records, records, told);

@@ -4,20 +4,11 @@
 
 #include "station/records/database.h"
 #include "station/records/reader.h"
+#include "station/records/reading.h"
 #include "station/records/records.h"
 
 namespace t1station {
 namespace {
-
-/// What damage shows while reading is said with the file's name.
-template <typename Reading>
-void reading(const std::string& file, const Reading& read) {
-  try {
-    read();
-  } catch (const SqlError& error) {
-    throw RecordsBroken("cannot read " + file + ": " + error.what());
-  }
-}
 
 /// The row at which a statement stands.
 class StatementRow : public FigureRow {
@@ -54,13 +45,13 @@ class Moment {
 }  // namespace
 
 RecordsFigures::RecordsFigures(const std::string& file) : file_(file) {
-  reading(file_, [&] { database_ = open_for_reading(file_); });
+  read_records(file_, [&] { database_ = open_for_reading(file_); });
 }
 
 RecordsFigures::~RecordsFigures() = default;
 
 void RecordsFigures::at_one_moment(const std::function<void()>& ask) {
-  reading(file_, [&] {
+  read_records(file_, [&] {
     const Moment moment(*database_);
     ask();
   });
@@ -70,7 +61,7 @@ void RecordsFigures::rows(std::string_view sql, const std::vector<std::string>& 
                           const std::function<void(const FigureRow&)>& call) {
   std::string own(sql);
   std::replace(own.begin(), own.end(), '$', '?');  // SQLite numbers what begins with ? only
-  reading(file_, [&] {
+  read_records(file_, [&] {
     Statement statement(*database_, own);
     for (const std::string& parameter : parameters) statement.bind(parameter);
     const StatementRow row(statement);

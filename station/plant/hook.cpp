@@ -4,6 +4,7 @@
 
 #include <array>
 #include <chrono>
+#include <exception>
 #include <thread>
 
 #include "station/central/signal.h"
@@ -53,6 +54,8 @@ void Hook::State::work() {
     }
   } catch (const RecordsBroken&) {
     // The line says so, and stores nothing more.
+  } catch (const std::exception& error) {
+    log("hook: no run is told of any more: " + std::string(error.what()));
   }
 }
 

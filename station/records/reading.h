@@ -1,4 +1,4 @@
-// How the reader of records reads, for the files of this room.
+// How records are read, for those who do.
 #pragma once
 
 #include "station/records/database.h"
@@ -7,14 +7,19 @@
 
 namespace t1station {
 
-// What damage shows while reading is said with the file's name.
+/// What damage shows while reading is said with the file's name, as RecordsBroken.
 template <typename Reading>
-auto RecordsReader::reading(const Reading& read) {
+auto read_records(const std::string& file, const Reading& read) {
   try {
     return read();
   } catch (const SqlError& error) {
-    throw RecordsBroken("cannot read " + file_ + ": " + error.what());
+    throw RecordsBroken("cannot read " + file + ": " + error.what());
   }
+}
+
+template <typename Reading>
+auto RecordsReader::reading(const Reading& read) {
+  return read_records(file_, read);
 }
 
 }  // namespace t1station
