@@ -38,7 +38,13 @@ MAY_INCLUDE = {
     **{place: MIDDLE + GROUND for place in WINGS + ROOMS},
     **{folder: GROUND for folder in MIDDLE},
     **{folder: () for folder in GROUND},
-    "boardsim/tool/": ("boardsim/control/", "boardsim/board.h", "boardsim/board/") + BOARD,
+    "boardrec/tool/": ("boardrec/compare/", "boardrec/session/", "boardrec/format/"),
+    "boardrec/compare/": ("boardrec/session/", "boardrec/format/"),
+    "boardrec/replay/": ("boardrec/session/", "boardrec/format/"),
+    "boardrec/session/": ("boardrec/format/",),
+    "boardrec/recorder/": ("boardrec/format/",),
+    "boardrec/format/": (),
+    "boardsim/tool/": ("boardsim/control/", "boardsim/board.h", "boardsim/board/", "boardrec/compare/", "boardrec/session/", "boardrec/format/") + BOARD,
     "boardsim/control/": ("boardsim/board.h", "boardsim/board/") + BOARD,
     "boardsim/libc/": ("boardsim/calls/", "boardsim/board/") + BOARD,
     "boardsim/calls/": ("boardsim/board/",) + BOARD,
@@ -53,6 +59,7 @@ MAY_INCLUDE = {
     "station/app/": tuple(f"station/{room}/" for room in STATION) + ("catalogue/",),
     **{f"station/{room}/": tuple(f"station/{lower}/" for lower in lowers) + ("catalogue/",) for room, lowers in STATION.items()},
     "benchmarks/": ("t1_sdk/", "station/"),
+    "tests/boardrec/": ("boardrec/", "tests/e2e/", "tests/harness/"),
     "tests/boardsim/": ("boardsim/", "tests/harness/"),
     "tests/station/": ("station/", "catalogue/", "tests/harness/"),
     "tests/fuzz/": ("t1_sdk/", "catalogue/", "boardsim/board.h", "station/web/", "tests/"),
@@ -64,9 +71,9 @@ MAY_INCLUDE = {
 }
 # The drawings of floors, and the house that each of them shows; a room's cell begins with its name.
 DRAWINGS = {"## The floors of the program": "t1_sdk/", "## The floors of the simulated board": "boardsim/",
-            "## The floors of the station": "station/"}
+            "## The floors of the recordings": "boardrec/", "## The floors of the station": "station/"}
 # These write numbers, records and texts afresh: not even a header's header is the program's.
-INDEPENDENT = ("boardsim/", "station/", "tests/boardsim/", "tests/central/", "tests/station/", "tests/e2e/", "tests/kills/")
+INDEPENDENT = ("boardrec/", "boardsim/", "station/", "tests/boardrec/", "tests/boardsim/", "tests/central/", "tests/station/", "tests/e2e/", "tests/kills/")
 
 
 def quoted(path):
