@@ -146,7 +146,7 @@ class Check {
       std::string trouble;
       const std::string id = rows.text(0);
       plans_[id] = stored_plan(*database_, id, trouble);
-      const std::optional<Plan>& plan = plans_[id];
+      const std::shared_ptr<const Plan>& plan = plans_[id];
       if (!plan) {
         find("plan " + id + ": " + trouble);
       } else if (plan->name != rows.text(1) || plan->version != rows.text(2)) {
@@ -250,7 +250,7 @@ class Check {
 
   std::string file_;
   std::unique_ptr<Database> database_;
-  std::map<std::string, std::optional<Plan>> plans_;
+  std::map<std::string, std::shared_ptr<const Plan>> plans_;
   std::set<std::string> hashes_;
   CheckReport report_;
 };

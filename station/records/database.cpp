@@ -188,20 +188,20 @@ void Database::fail(int code, std::string_view what) const {
 }
 
 Transaction::Transaction(Database& database) : database_(database) {
-  database_.execute("BEGIN IMMEDIATE");
+  Statement(database_, "BEGIN IMMEDIATE").run();
 }
 
 Transaction::~Transaction() {
   if (!is_open_) return;
   try {
-    database_.execute("ROLLBACK");
+    Statement(database_, "ROLLBACK").run();
   } catch (const SqlError&) {
     // SQLite has undone it already, as it does after most errors.
   }
 }
 
 void Transaction::commit() {
-  database_.execute("COMMIT");
+  Statement(database_, "COMMIT").run();
   is_open_ = false;
 }
 

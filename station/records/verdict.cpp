@@ -1,6 +1,9 @@
 #include "station/records/verdict.h"
 
 #include <algorithm>
+#include <functional>
+#include <map>
+#include <mutex>
 
 #include "station/plan/measure.h"
 #include "station/plan/plan_file.h"
@@ -149,12 +152,26 @@ bool has_stopped_attempt(const StoredRun& run) {
                      [](const StoredAttempt& attempt) { return attempt.outcome == "stopped"; });
 }
 
+/// What a plan's text says. Reading it takes longer than all else of a verdict, and many runs have one plan:
+/// the last ones are kept, by their whole text.
+std::shared_ptr<const Plan> parsed(const std::string& text) {
+  constexpr std::size_t kKept = 64;
+  static std::mutex mutex;
+  static std::map<std::string, std::shared_ptr<const Plan>, std::less<>> kept;
+  const std::lock_guard lock(mutex);
+  const auto known = kept.find(text);
+  if (known != kept.end()) return known->second;
+  auto plan = std::make_shared<const Plan>(parse_plan("the stored plan", text));
+  if (kept.size() == kKept) kept.clear();
+  return kept.emplace(text, std::move(plan)).first->second;
+}
+
 StoredVerdict verdict_of(Database& database, const StoredRun& run, const RunEnd& end) {
   if (end.why == RunEnd::Why::stopped || has_stopped_attempt(run))
     return {Verdict::stopped, "stopped by a person"};
   if (end.why == RunEnd::Why::error) return {Verdict::error, "the run could not go on"};
   std::string trouble;
-  const std::optional<Plan> plan = stored_plan(database, run.plan_id, trouble);
+  const std::shared_ptr<const Plan> plan = stored_plan(database, run.plan_id, trouble);
   return plan ? verdict_by_plan(run, *plan) : StoredVerdict{Verdict::error, trouble};
 }
 
@@ -165,19 +182,19 @@ bool was_retried(const StoredRun& run) {
                      [](const StoredAttempt& attempt) { return attempt.number > 1; });
 }
 
-std::optional<Plan> stored_plan(Database& database, std::string_view id, std::string& trouble) {
+std::shared_ptr<const Plan> stored_plan(Database& database, std::string_view id, std::string& trouble) {
   Statement row(database, "SELECT text FROM plan WHERE id = ?");
   row.bind(id).step();
   const std::string text = row.text(0);
   if (sha256_hex(text) != id) {
     trouble = "the stored plan is not the one that it was";
-    return std::nullopt;
+    return nullptr;
   }
   try {
-    return parse_plan("the stored plan", text);
+    return parsed(text);
   } catch (const BadPlan& bad) {
     trouble = bad.lines().empty() ? "the stored plan is bad" : bad.lines().front();
-    return std::nullopt;
+    return nullptr;
   }
 }
 

@@ -1,7 +1,7 @@
 // What a run's verdict is: found from what is stored, never from what somebody remembers.
 #pragma once
 
-#include <optional>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -27,9 +27,9 @@ StoredVerdict find_verdict(Database& database, std::string_view run, const RunEn
 /// to know.
 StoredVerdict verdict_by_plan(const StoredRun& run, const Plan& plan);
 
-/// A plan as it is stored; nothing, and what is wrong in `trouble`, when its text is not what it was or is
-/// bad. Throws SqlError.
-std::optional<Plan> stored_plan(Database& database, std::string_view id, std::string& trouble);
+/// A plan as it is stored; null, and what is wrong in `trouble`, when its text is not what it was or is bad.
+/// Throws SqlError.
+std::shared_ptr<const Plan> stored_plan(Database& database, std::string_view id, std::string& trouble);
 
 /// Whether any step had a second attempt.
 bool was_retried(const StoredRun& run);
