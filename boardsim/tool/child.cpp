@@ -25,6 +25,7 @@ namespace {
 
 constexpr int kPatience = 20;  // seconds until the board must be in place
 constexpr const char* kPreload = "libboardsim_preload.so";
+constexpr const char* kReplay = "libboardreplay.so";
 
 // What even a raw system call of the program must not be able to do to this PC.
 constexpr std::array kDropped{CAP_SYS_BOOT,  CAP_SYS_ADMIN, CAP_SYS_TIME,  CAP_SYS_MODULE,
@@ -86,13 +87,14 @@ void give_up_privileges() {
   _exit(kExitBroken);
 }
 
-std::string preload_path() {
-  return std::filesystem::read_symlink("/proc/self/exe").replace_filename(kPreload).string();
+std::string preload_path(const char* library) {
+  return std::filesystem::read_symlink("/proc/self/exe").replace_filename(library).string();
 }
 
 /// LD_PRELOAD: a sanitizer's runtime, where the program or the board was built with one, must come first.
-std::string preload_list(const ProgramFile& program) {
-  const std::string path = preload_path();
+/// Behind a replay stands the board all the same: what is in no recording must not reach the PC.
+std::string preload_list(const ProgramFile& program, bool replays) {
+  const std::string path = preload_path(kPreload);
   std::string list;
   const auto add = [&](const std::string& library) {
     if (list.find(library) == std::string::npos) list.append(list.empty() ? "" : ":").append(library);
@@ -100,17 +102,24 @@ std::string preload_list(const ProgramFile& program) {
   if (const char* first = std::getenv("BOARDSIM_PRELOAD_FIRST")) add(first);
   for (const std::string& library : read_program_file(path).sanitizers) add(library);
   for (const std::string& library : program.sanitizers) add(library);
+  if (replays) add(preload_path(kReplay));
   add(path);
   return list;
 }
 
-std::vector<std::string> environment_with(const Config& config, const ProgramFile& program) {
+std::vector<std::string> environment_with(const Options& options, const Config& config,
+                                          const ProgramFile& program) {
   std::vector<std::string> variables;
   for (char** variable = environ; *variable != nullptr; ++variable) {
     const std::string_view text = *variable;
     if (!text.starts_with("LD_PRELOAD=")) variables.emplace_back(text);
   }
-  variables.push_back("LD_PRELOAD=" + preload_list(program));
+  variables.push_back("LD_PRELOAD=" + preload_list(program, !options.replay.empty()));
+  if (!options.replay.empty()) {
+    variables.push_back("BOARDREPLAY=" + options.replay);
+    variables.push_back("BOARDREPLAY_SPEED=" +
+                        (config.pace == "virtual" ? "0" : std::to_string(config.speed)));
+  }
   variables.push_back(std::string(kConfigVariable) + "=" + config.to_json());
   return variables;
 }
@@ -137,7 +146,7 @@ Child::Child(const Options& options) {
   Config config = options.config;
   config.report_fd = report.ends[1];
   std::vector<std::string> arguments = options.program;
-  std::vector<std::string> variables = environment_with(config, file);
+  std::vector<std::string> variables = environment_with(options, config, file);
   const std::vector<char*> argument_pointers = pointers_to(arguments);
   const std::vector<char*> variable_pointers = pointers_to(variables);
   const pid_t parent = getpid();

@@ -132,6 +132,10 @@ void announce(const Config& config) {
 int launch(Options& options) {
   Config& config = options.config;
   const int signals = signals_to_pass_on();
+  if (!options.replay.empty()) {
+    Child child(options);
+    return run_to_the_end(child, signals, options.utf8_console, nullptr);
+  }
   if (!config.state.empty()) use_state(config.state, config.board);
   const OwnAddress address(options.address);
   config.own_address = address.text();

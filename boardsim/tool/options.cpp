@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
@@ -161,6 +162,9 @@ void add_options(CLI::App& app, Options& options, Words& words) {
                  "What a restart of the board does: exit the program, or return to it")
       ->check(CLI::IsMember({"exit", "return"}))
       ->capture_default_str();
+  app.add_option("--replay", options.replay,
+                 "A recording of a board that answers the program call by call, instead of a simulated one; "
+                 "the first call that differs ends it. Nobody waits, but in --pace scaled");
   app.add_flag("--every-address", config.every_address,
                "Let the program bind to all addresses of this PC when it asks to");
   app.set_version_flag("--version", "boardsim " BOARDSIM_VERSION);
@@ -233,6 +237,21 @@ bool only_prints(const CLI::App& app, Options& options, const Words& words) {
   return true;
 }
 
+/// A recording has its own board, faults and station: what would set them up has no effect.
+void check_replay(const CLI::App& app, Options& options, const Words& words) {
+  if (options.program.empty()) throw CLI::RequiredError("PROGRAM");
+  constexpr std::array kUsed{"--replay", "--pace", "--speed", "--console"};
+  for (const CLI::Option* option : app.get_options()) {
+    const bool counts = std::ranges::find(kUsed, option->get_name()) != kUsed.end();
+    if (option->count() > 0 && !counts)
+      throw CLI::ValidationError(option->get_name(), "it has no effect beside --replay");
+  }
+  if (options.config.pace == "stepped")
+    throw CLI::ValidationError("--pace", "a recording is replayed scaled or without waiting");
+  if (!given(app, "--pace") && !given(app, "--speed")) options.config.pace = "virtual";
+  options.utf8_console = words.console == "utf8";
+}
+
 void take_all(const CLI::App& app, Options& options, const Words& words) {
   Config& config = options.config;
   check_together(app, config);
@@ -268,7 +287,11 @@ std::optional<Options> read_options(int argc, char** argv, int& exit_code) {
       exit_code = 0;
       return std::nullopt;
     }
-    take_all(app, options, words);
+    if (options.replay.empty()) {
+      take_all(app, options, words);
+    } else {
+      check_replay(app, options, words);
+    }
   } catch (const CLI::Success& ending) {
     exit_code = app.exit(ending);
     return std::nullopt;

@@ -18,6 +18,7 @@ struct Options {
   std::string address{};  ///< of the simulated eth0; empty for one that is free
   bool utf8_console = true;
   std::string console_tty{};  ///< where the console appears as a serial device of the PC, empty for nowhere
+  std::string replay{};       ///< the recording that answers the program instead of a board, empty for none
   std::vector<std::string> program{};  ///< with its arguments
 };
 

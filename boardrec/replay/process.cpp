@@ -1,0 +1,27 @@
+// Shell commands and restarts, as they were recorded: nothing is started, nothing restarts.
+#include <sys/reboot.h>
+
+#include <cstdlib>
+
+#include "boardrec/replay/next.h"
+#include "boardrec/replay/turns.h"
+
+using boardrec::Call;
+using boardrec::Handed;
+using boardrec::is_replayed;
+using boardrec::next_answer;
+using boardrec::returned_int;
+
+extern "C" {
+
+int system(const char* command) {
+  if (!is_replayed()) BOARDREC_PASS_ON(system, command);
+  return returned_int(next_answer(Call::system, {Handed::text(command)}));
+}
+
+int reboot(int command) noexcept {
+  if (!is_replayed()) BOARDREC_PASS_ON(reboot, command);
+  return returned_int(next_answer(Call::reboot, {Handed::of(command)}));
+}
+
+}  // extern "C"

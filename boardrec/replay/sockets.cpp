@@ -1,0 +1,177 @@
+// Sockets, and waiting for descriptors, as they were recorded.
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "boardrec/replay/next.h"
+#include "boardrec/replay/turns.h"
+
+using boardrec::Call;
+using boardrec::Handed;
+using boardrec::is_replayed;
+using boardrec::next_answer;
+using boardrec::Record;
+using boardrec::returned;
+using boardrec::returned_int;
+
+extern "C" {
+ssize_t __recv_chk(int fd, void* buffer, size_t size, size_t buffer_size, int flags);
+}
+
+namespace {
+
+/// As recordings have it: "ADDRESS:PORT" of IPv4, else the bytes.
+std::string address_text(const sockaddr* address, socklen_t size) {
+  if (address == nullptr) return {};
+  if (address->sa_family != AF_INET || size < sizeof(sockaddr_in))
+    return {reinterpret_cast<const char*>(address), size};
+  sockaddr_in place{};
+  std::memcpy(&place, address, sizeof place);
+  char text[INET_ADDRSTRLEN]{};
+  inet_ntop(AF_INET, &place.sin_addr, text, sizeof text);
+  return std::string(text) + ":" + std::to_string(ntohs(place.sin_port));
+}
+
+void give_address(const std::string& text, sockaddr* to, socklen_t* size) {
+  if (to == nullptr || size == nullptr) return;
+  sockaddr_in place{};
+  place.sin_family = AF_INET;
+  const auto colon = text.find(':');
+  const bool is_ipv4 =
+      colon != std::string::npos && inet_pton(AF_INET, text.substr(0, colon).c_str(), &place.sin_addr) == 1;
+  if (is_ipv4) place.sin_port = htons(static_cast<std::uint16_t>(std::stoi(text.substr(colon + 1))));
+  const char* const bytes = is_ipv4 ? reinterpret_cast<const char*>(&place) : text.data();
+  const std::size_t length = is_ipv4 ? sizeof place : text.size();
+  std::memcpy(to, bytes, std::min<std::size_t>(length, *size));
+  *size = static_cast<socklen_t>(length);
+}
+
+int addressed(Call call, int fd, const sockaddr* address, socklen_t size) {
+  const std::string text = address_text(address, size);
+  return returned_int(next_answer(
+      call,
+      {Handed::of(fd), address != nullptr ? Handed::of(text.data(), text.size()) : Handed::of(nullptr, 0)}));
+}
+
+/// The bits of the first `count` descriptors.
+class Bits {
+ public:
+  Bits(const fd_set* set, int count) : given_(set != nullptr) {
+    bytes_.resize((static_cast<std::size_t>(std::max(count, 0)) + 7) / 8);
+    for (int fd = 0; given_ && fd < count; ++fd) {
+      if (FD_ISSET(fd, set)) bytes_[static_cast<std::size_t>(fd) / 8] |= static_cast<char>(1 << (fd % 8));
+    }
+  }
+  Handed handed() const { return given_ ? Handed::of(bytes_.data(), bytes_.size()) : Handed::of(nullptr, 0); }
+
+ private:
+  bool given_;
+  std::string bytes_{};
+};
+
+void give_set(const boardrec::Value& value, fd_set* to, int count) {
+  if (to == nullptr || value.type != boardrec::ValueType::bytes) return;
+  FD_ZERO(to);
+  for (int fd = 0; fd < count && static_cast<std::size_t>(fd) / 8 < value.bytes.size(); ++fd) {
+    if ((value.bytes[static_cast<std::size_t>(fd) / 8] & (1 << (fd % 8))) != 0) FD_SET(fd, to);
+  }
+}
+
+}  // namespace
+
+extern "C" {
+
+int socket(int domain, int type, int protocol) noexcept {
+  if (!is_replayed()) BOARDREC_PASS_ON(socket, domain, type, protocol);
+  return returned_int(
+      next_answer(Call::socket, {Handed::of(domain), Handed::of(type), Handed::of(protocol)}));
+}
+
+int bind(int fd, const sockaddr* address, socklen_t size) noexcept {
+  if (!is_replayed()) BOARDREC_PASS_ON(bind, fd, address, size);
+  return addressed(Call::bind, fd, address, size);
+}
+
+int connect(int fd, const sockaddr* address, socklen_t size) {
+  if (!is_replayed()) BOARDREC_PASS_ON(connect, fd, address, size);
+  return addressed(Call::connect, fd, address, size);
+}
+
+int listen(int fd, int backlog) noexcept {
+  if (!is_replayed()) BOARDREC_PASS_ON(listen, fd, backlog);
+  return returned_int(next_answer(Call::listen, {Handed::of(fd), Handed::of(backlog)}));
+}
+
+int accept(int fd, sockaddr* address, socklen_t* size) {
+  if (!is_replayed()) BOARDREC_PASS_ON(accept, fd, address, size);
+  const Record& record = next_answer(Call::accept, {Handed::of(fd)});
+  if (record.result >= 0) give_address(record.out.front().bytes, address, size);
+  return returned_int(record);
+}
+
+int shutdown(int fd, int how) noexcept {
+  if (!is_replayed()) BOARDREC_PASS_ON(shutdown, fd, how);
+  return returned_int(next_answer(Call::shutdown, {Handed::of(fd), Handed::of(how)}));
+}
+
+ssize_t recv(int fd, void* buffer, size_t size, int flags) {
+  if (!is_replayed()) BOARDREC_PASS_ON(recv, fd, buffer, size, flags);
+  const Record& record = next_answer(
+      Call::recv, {Handed::of(fd), Handed::of(static_cast<std::int64_t>(size)), Handed::of(flags)});
+  give(record.out.front(), buffer, size);
+  return returned(record);
+}
+ssize_t __recv_chk(int fd, void* buffer, size_t size, size_t buffer_size, int flags) {
+  if (!is_replayed()) BOARDREC_PASS_ON(__recv_chk, fd, buffer, size, buffer_size, flags);
+  return recv(fd, buffer, size, flags);
+}
+
+ssize_t send(int fd, const void* buffer, size_t size, int flags) {
+  if (!is_replayed()) BOARDREC_PASS_ON(send, fd, buffer, size, flags);
+  return returned(next_answer(Call::send, {Handed::of(fd), Handed::of(static_cast<std::int64_t>(size)),
+                                           Handed::record(buffer), Handed::of(flags)}));
+}
+
+int select(int count, fd_set* readable, fd_set* writable, fd_set* exceptional, timeval* timeout) {
+  if (!is_replayed()) BOARDREC_PASS_ON(select, count, readable, writable, exceptional, timeout);
+  const Bits in(readable, count);
+  const Bits out(writable, count);
+  const Bits other(exceptional, count);
+  constexpr std::int64_t kSecond = 1'000'000'000;
+  const Handed time =
+      timeout != nullptr
+          ? Handed::of(std::int64_t{timeout->tv_sec} * kSecond + std::int64_t{timeout->tv_usec} * 1000)
+          : Handed::of(nullptr, 0);
+  const Record& record =
+      next_answer(Call::select, {Handed::of(count), in.handed(), out.handed(), other.handed(), time});
+  if (record.result >= 0 && record.out.size() == 4) {
+    give_set(record.out[0], readable, count);
+    give_set(record.out[1], writable, count);
+    give_set(record.out[2], exceptional, count);
+    if (timeout != nullptr && record.out[3].type == boardrec::ValueType::number)
+      *timeout = {record.out[3].number / kSecond, record.out[3].number % kSecond / 1000};
+  }
+  return returned_int(record);
+}
+
+int poll(pollfd* fds, nfds_t count, int timeout) {
+  if (!is_replayed()) BOARDREC_PASS_ON(poll, fds, count, timeout);
+  constexpr std::int64_t kMillisecond = 1'000'000;
+  const Record& record =
+      next_answer(Call::poll, {Handed{}, Handed::of(timeout < 0 ? -1 : timeout * kMillisecond)});
+  if (record.result >= 0 && !record.out.empty()) {
+    std::vector<boardrec::PollEntry> entries(count);
+    give(record.out.front(), entries.data(), count * sizeof entries.front());
+    for (nfds_t i = 0; i < count; ++i) fds[i].revents = entries[i].came;
+  }
+  return returned_int(record);
+}
+
+}  // extern "C"
