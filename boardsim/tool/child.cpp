@@ -25,7 +25,8 @@ namespace {
 
 constexpr int kPatience = 20;  // seconds until the board must be in place
 constexpr const char* kPreload = "libboardsim_preload.so";
-constexpr const char* kReplay = "libboardreplay.so";
+constexpr const char* kRecorder = "boardrec/libboardrecord.so";  // beside the launcher's folder
+constexpr const char* kReplay = "boardrec/libboardreplay.so";
 
 // What even a raw system call of the program must not be able to do to this PC.
 constexpr std::array kDropped{CAP_SYS_BOOT,  CAP_SYS_ADMIN, CAP_SYS_TIME,  CAP_SYS_MODULE,
@@ -87,14 +88,30 @@ void give_up_privileges() {
   _exit(kExitBroken);
 }
 
-std::string preload_path(const char* library) {
-  return std::filesystem::read_symlink("/proc/self/exe").replace_filename(library).string();
+std::string preload_path() {
+  return std::filesystem::read_symlink("/proc/self/exe").replace_filename(kPreload).string();
 }
 
-/// LD_PRELOAD: a sanitizer's runtime, where the program or the board was built with one, must come first.
-/// Behind a replay stands the board all the same: what is in no recording must not reach the PC.
-std::string preload_list(const ProgramFile& program, bool replays) {
-  const std::string path = preload_path(kPreload);
+/// A library of recordings, beside the launcher's folder.
+std::string recordings_library(const char* name, const char* option) {
+  const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path();
+  const std::string path = (folder / name).string();
+  if (access(path.c_str(), R_OK) != 0) throw std::runtime_error("there is no " + path + " for " + option);
+  return path;
+}
+
+/// On a board, a program goes on without a recording that cannot be made; here nothing is begun.
+void make_recording(const std::string& file) {
+  const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+  if (fd < 0) throw std::runtime_error("the recording " + file + " cannot be written");
+  close(fd);
+}
+
+/// LD_PRELOAD: a sanitizer's runtime, where the program or the board was built with one, must come first; the
+/// recorder stands before all that answers. Behind a replay stands the board all the same: what is in no
+/// recording must not reach the PC.
+std::string preload_list(const ProgramFile& program, const Options& options) {
+  const std::string path = preload_path();
   std::string list;
   const auto add = [&](const std::string& library) {
     if (list.find(library) == std::string::npos) list.append(list.empty() ? "" : ":").append(library);
@@ -102,7 +119,8 @@ std::string preload_list(const ProgramFile& program, bool replays) {
   if (const char* first = std::getenv("BOARDSIM_PRELOAD_FIRST")) add(first);
   for (const std::string& library : read_program_file(path).sanitizers) add(library);
   for (const std::string& library : program.sanitizers) add(library);
-  if (replays) add(preload_path(kReplay));
+  if (!options.record.empty()) add(recordings_library(kRecorder, "--record"));
+  if (!options.replay.empty()) add(recordings_library(kReplay, "--replay"));
   add(path);
   return list;
 }
@@ -110,11 +128,14 @@ std::string preload_list(const ProgramFile& program, bool replays) {
 std::vector<std::string> environment_with(const Options& options, const Config& config,
                                           const ProgramFile& program) {
   std::vector<std::string> variables;
+  const std::string& record = options.record;
+  if (!record.empty()) variables.push_back("BOARDRECORD=" + record);
   for (char** variable = environ; *variable != nullptr; ++variable) {
     const std::string_view text = *variable;
-    if (!text.starts_with("LD_PRELOAD=")) variables.emplace_back(text);
+    const bool other_record = text.starts_with("BOARDRECORD=") && !record.empty();
+    if (!text.starts_with("LD_PRELOAD=") && !other_record) variables.emplace_back(text);
   }
-  variables.push_back("LD_PRELOAD=" + preload_list(program, !options.replay.empty()));
+  variables.push_back("LD_PRELOAD=" + preload_list(program, options));
   if (!options.replay.empty()) {
     variables.push_back("BOARDREPLAY=" + options.replay);
     variables.push_back("BOARDREPLAY_SPEED=" +
@@ -146,6 +167,7 @@ Child::Child(const Options& options) {
   Config config = options.config;
   config.report_fd = report.ends[1];
   std::vector<std::string> arguments = options.program;
+  if (!options.record.empty()) make_recording(options.record);
   std::vector<std::string> variables = environment_with(options, config, file);
   const std::vector<char*> argument_pointers = pointers_to(arguments);
   const std::vector<char*> variable_pointers = pointers_to(variables);

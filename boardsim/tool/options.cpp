@@ -148,6 +148,8 @@ void add_options(CLI::App& app, Options& options, Words& words) {
                  "A fault to lay over the board, for example \"rtc stopped\"; \"list\" explains all")
       ->allow_extra_args(false);
   app.add_option("--trace", config.trace, "File that gets every call of the program as it happens");
+  app.add_option("--record", options.record,
+                 "File that gets a recording of the program, as one is made on a real board");
   app.add_option("--state", config.state,
                  "Folder that belongs to this board: keeps its flash and eMMC between runs");
   app.add_option("--devinfo", config.devinfo, "Folder whose files the program finds at /devinfo");
@@ -240,7 +242,7 @@ bool only_prints(const CLI::App& app, Options& options, const Words& words) {
 /// A recording has its own board, faults and station: what would set them up has no effect.
 void check_replay(const CLI::App& app, Options& options, const Words& words) {
   if (options.program.empty()) throw CLI::RequiredError("PROGRAM");
-  constexpr std::array kUsed{"--replay", "--pace", "--speed", "--console"};
+  constexpr std::array kUsed{"--replay", "--record", "--pace", "--speed", "--console"};
   for (const CLI::Option* option : app.get_options()) {
     const bool counts = std::ranges::find(kUsed, option->get_name()) != kUsed.end();
     if (option->count() > 0 && !counts)

@@ -17,6 +17,7 @@ struct Options {
   Config config{};
   std::string address{};  ///< of the simulated eth0; empty for one that is free
   bool utf8_console = true;
+  std::string record{};       ///< file that gets a recording of the program, empty for none
   std::string console_tty{};  ///< where the console appears as a serial device of the PC, empty for nowhere
   std::string replay{};       ///< the recording that answers the program instead of a board, empty for none
   std::vector<std::string> program{};  ///< with its arguments

@@ -1,0 +1,38 @@
+// Spans and moments of time as programs hand them over, in the layouts of both sizes of time.
+#pragma once
+
+#include <sys/time.h>
+#include <time.h>
+
+#include <cstdint>
+
+#include "boardrec/recorder/file.h"
+#include "boardrec/recorder/memory.h"
+
+namespace boardrec {
+
+/// timespec and timeval of programs whose times have 64 bits, on machines where they usually have 32.
+struct WideTimespec {
+  std::int64_t tv_sec;
+  std::int32_t tv_nsec;
+  std::int32_t unused;
+};
+struct WideTimeval {
+  std::int64_t tv_sec;
+  std::int64_t tv_usec;
+};
+
+inline std::int64_t nanoseconds(const timespec& time) {
+  return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+}
+inline std::int64_t nanoseconds(const WideTimespec& time) {
+  return time.tv_sec * 1'000'000'000 + time.tv_nsec;
+}
+inline std::int64_t nanoseconds(const timeval& time) {
+  return std::int64_t{time.tv_sec} * 1'000'000'000 + std::int64_t{time.tv_usec} * 1000;
+}
+inline std::int64_t nanoseconds(const WideTimeval& time) {
+  return time.tv_sec * 1'000'000'000 + time.tv_usec * 1000;
+}
+
+}  // namespace boardrec
