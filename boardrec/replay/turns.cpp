@@ -111,6 +111,13 @@ std::string played(const State& now, std::size_t records) {
   end_process(kDiffers);
 }
 
+/// As many bytes as were recorded, of which `bytes` has enough.
+bool has_bytes(const Value& value, const void* bytes) {
+  if (value.type == ValueType::digest)
+    return digest(static_cast<const unsigned char*>(bytes), value.size) == value.digest;
+  return value.type == ValueType::bytes && std::memcmp(value.bytes.data(), bytes, value.size) == 0;
+}
+
 bool is_equal(const Value& value, const Handed& handed) {
   switch (handed.kind) {
     case Handed::Kind::anything:
@@ -123,16 +130,30 @@ bool is_equal(const Value& value, const Handed& handed) {
         const auto now = reinterpret_cast<std::uintptr_t>(handed.bytes);  // a long has 32 bits on some boards
         return static_cast<std::uint32_t>(value.number) == static_cast<std::uint32_t>(now);
       }
-      return handed.bytes != nullptr && std::memcmp(value.bytes.data(), handed.bytes, value.size) == 0;
+      return handed.bytes != nullptr && has_bytes(value, handed.bytes);
     case Handed::Kind::bytes:
       break;
   }
   if (handed.bytes == nullptr || value.type == ValueType::absent)
     return handed.bytes == nullptr && value.type == ValueType::absent;
-  if (value.size != handed.size) return false;
-  if (value.type == ValueType::digest)
-    return digest(static_cast<const unsigned char*>(handed.bytes), handed.size) == value.digest;
-  return value.type == ValueType::bytes && std::memcmp(value.bytes.data(), handed.bytes, handed.size) == 0;
+  return value.size == handed.size && has_bytes(value, handed.bytes);
+}
+
+/// What the program has now where this was recorded; null when it was not.
+Value value_now(const Handed& handed, const Value* recorded) {
+  if (handed.kind == Handed::Kind::anything) return recorded != nullptr ? *recorded : Value{};
+  if (handed.kind == Handed::Kind::number) return {.type = ValueType::number, .number = handed.number};
+  std::size_t size = handed.size;
+  if (handed.kind == Handed::Kind::record) {
+    if (recorded == nullptr || recorded->type == ValueType::absent || recorded->type == ValueType::number) {
+      return {.type = ValueType::number,
+              .number = static_cast<std::int64_t>(reinterpret_cast<std::intptr_t>(handed.bytes))};
+    }
+    size = recorded->size;
+  }
+  if (handed.bytes == nullptr) return {};
+  std::string bytes(static_cast<const char*>(handed.bytes), size);
+  return {.type = ValueType::bytes, .bytes = std::move(bytes), .size = static_cast<std::uint32_t>(size)};
 }
 
 /// The values as they are now, to be shown beside the recorded ones.
@@ -140,21 +161,8 @@ std::vector<Value> values_of(In in, const Record* recorded) {
   std::vector<Value> values;
   for (const Handed& handed : in) {
     const std::size_t place = values.size();
-    const Value* other = recorded != nullptr && place < recorded->in.size() ? &recorded->in[place] : nullptr;
-    Value& value = values.emplace_back();
-    if (handed.kind == Handed::Kind::anything) {
-      if (other != nullptr) value = *other;
-    } else if (handed.kind == Handed::Kind::number) {
-      value = {.type = ValueType::number, .number = handed.number};
-    } else if (handed.kind == Handed::Kind::record && (other == nullptr || other->type != ValueType::bytes)) {
-      value = {.type = ValueType::number,
-               .number = static_cast<std::int64_t>(reinterpret_cast<std::intptr_t>(handed.bytes))};
-    } else if (handed.bytes != nullptr) {
-      const std::size_t size = handed.kind == Handed::Kind::record ? other->size : handed.size;
-      value.type = ValueType::bytes;
-      value.bytes.assign(static_cast<const char*>(handed.bytes), size);
-      value.size = static_cast<std::uint32_t>(size);
-    }
+    const bool has_other = recorded != nullptr && place < recorded->in.size();
+    values.push_back(value_now(handed, has_other ? &recorded->in[place] : nullptr));
   }
   return values;
 }
