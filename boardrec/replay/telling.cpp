@@ -131,6 +131,7 @@ std::string Telling::first_difference(const std::vector<Value>& recorded,
     const std::string& one = recorded[i].bytes;
     const std::string& other = now[i].bytes;
     if (recorded[i].type != ValueType::bytes || now[i].type != ValueType::bytes || one == other) continue;
+    if (std::max(one.size(), other.size()) <= kShownBytes) return {};  // they stand there whole
     const auto [left, right] = std::mismatch(one.begin(), one.end(), other.begin(), other.end());
     const auto at = static_cast<std::size_t>(left - one.begin());
     return "  from byte " + std::to_string(at) + " of " + std::to_string(one.size()) + " (now " +
