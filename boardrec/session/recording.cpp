@@ -1,9 +1,13 @@
 #include "boardrec/session/recording.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <iterator>
 #include <optional>
 
@@ -12,6 +16,25 @@ namespace {
 
 const unsigned char* raw(std::string_view bytes) {
   return reinterpret_cast<const unsigned char*>(bytes.data());
+}
+
+/// What checksum() makes of one byte, for all bytes: a table is eight times as fast.
+constexpr auto kChecksums = [] {
+  std::array<std::uint32_t, 256> sums{};
+  for (std::uint32_t i = 0; i < sums.size(); ++i) {
+    std::uint32_t sum = i;
+    for (int bit = 0; bit < 8; ++bit) sum = (sum >> 1) ^ (0xEDB88320U & (0U - (sum & 1U)));
+    sums[i] = sum;
+  }
+  return sums;
+}();
+
+/// checksum() of a body.
+std::uint32_t quick_checksum(std::string_view bytes) {
+  std::uint32_t sum = ~0U;
+  for (const char byte : bytes)
+    sum = (sum >> 8) ^ kChecksums[(sum ^ static_cast<unsigned char>(byte)) & 0xFFU];
+  return ~sum;
 }
 
 /// Takes numbers and bytes off the front; false once there are not enough.
@@ -99,6 +122,45 @@ Header header_of(std::string_view bytes, const std::string& name) {
   return header;
 }
 
+/// A file that is open, closed with this object.
+class OpenFile {
+ public:
+  explicit OpenFile(const std::string& file) : fd_(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
+  ~OpenFile() {
+    if (fd_ >= 0) close(fd_);
+  }
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+  int get() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+std::string bytes_of_file(const std::string& file) {
+  const auto fail = [&file](const std::string& why) { throw Unreadable(file + why); };
+  const OpenFile open_file(file);
+  struct stat status {};
+  if (open_file.get() < 0 || fstat(open_file.get(), &status) != 0)
+    fail(std::string(": ") + std::strerror(errno));
+  if (S_ISDIR(status.st_mode)) fail(" is a folder");
+  if (!S_ISREG(status.st_mode)) fail(" is no file");
+  if (status.st_size > kLargestFile) {
+    fail(" has " + std::to_string(status.st_size) + " bytes; recordings of up to " +
+         std::to_string(kLargestFile) + " bytes are read");
+  }
+  std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
+  std::size_t size = 0;
+  while (size < bytes.size()) {
+    const ssize_t more = read(open_file.get(), bytes.data() + size, bytes.size() - size);
+    if (more < 0) fail(std::string(": ") + std::strerror(errno));
+    if (more == 0) break;  // somebody has cut it meanwhile
+    size += static_cast<std::size_t>(more);
+  }
+  bytes.resize(size);
+  return bytes;
+}
+
 }  // namespace
 
 const CallRow* find_call(Call call) {
@@ -120,8 +182,7 @@ Recording read_recording(std::string_view bytes, const std::string& name) {
     }
     const std::string_view body = behind.substr(0, frame.size);
     std::optional<Record> record;
-    if (frame.size <= kLargestBody && checksum(raw(body), body.size()) == frame.checksum)
-      record = record_of(body);
+    if (frame.size <= kLargestBody && quick_checksum(body) == frame.checksum) record = record_of(body);
     if (!record) {
       wrong = "is damaged";
       break;
@@ -139,10 +200,12 @@ Recording read_recording(std::string_view bytes, const std::string& name) {
 }
 
 Recording read_recording(const std::string& file) {
-  std::ifstream stream(file, std::ios::binary);
-  const std::string bytes(std::istreambuf_iterator<char>(stream), {});
-  if (!stream.is_open() || stream.bad()) throw Unreadable(file + ": " + std::strerror(errno));
-  return read_recording(bytes, file);
+  return read_recording(bytes_of_file(file), file);
+}
+
+const Value& value_at(const std::vector<Value>& values, std::size_t index) {
+  static const Value kAbsent;
+  return index < values.size() ? values[index] : kAbsent;
 }
 
 }  // namespace boardrec

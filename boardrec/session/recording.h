@@ -12,6 +12,9 @@
 
 namespace boardrec {
 
+/// A longer file is refused: it is read into the memory whole.
+inline constexpr std::int64_t kLargestFile = std::int64_t{1} << 30;
+
 /// A file that is no recording, or none that this version can read. what() is one line and names the file.
 class Unreadable : public std::runtime_error {
  public:
@@ -52,11 +55,14 @@ struct Recording {
   std::string broken{};
 };
 
-/// Reads what can be read. Throws Unreadable for a file that is not there, is no recording, is of another
-/// version or of a machine of the other byte order, or whose header is damaged.
+/// Reads what can be read. Throws Unreadable for a file that is not there or longer than kLargestFile, is no
+/// recording, is of another version or of a machine of the other byte order, or whose header is damaged.
 Recording read_recording(const std::string& file);
 /// The same of bytes; `name` stands for the file in messages.
 Recording read_recording(std::string_view bytes, const std::string& name);
+
+/// The value of this index; an absent one when there are fewer.
+const Value& value_at(const std::vector<Value>& values, std::size_t index);
 
 /// The call's row; null for a number that is in none.
 const CallRow* find_call(Call call);

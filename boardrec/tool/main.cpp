@@ -1,0 +1,216 @@
+// boardrec: shows recordings of real boards, compares, cuts and redacts them.
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <functional>
+#include <iostream>
+#include <new>
+#include <optional>
+
+#include "boardrec/session/encoding.h"
+#include "boardrec/session/recording.h"
+#include "boardrec/tool/cut.h"
+#include "boardrec/tool/difference.h"
+#include "boardrec/tool/exit_code.h"
+#include "boardrec/tool/files.h"
+#include "boardrec/tool/redact.h"
+#include "boardrec/tool/show.h"
+#include "boardrec/tool/stats.h"
+
+namespace {
+
+using namespace boardrec;
+
+/// What a command does when the command line was understood; its exit code.
+using Action = std::function<int()>;
+
+constexpr char kExitCodes[] =
+    "Exit codes: 0 done, 1 the recordings differ (diff), 2 a recording is damaged behind what was used of "
+    "it,\n"
+    "64 usage, 65 no recording, or one that cannot be read, 73 a file or standard output cannot be written.";
+
+/// The exit code for recordings that were used as far as they can be read; says how far that is.
+int exit_code_of(std::initializer_list<const Recording*> recordings, int well) {
+  for (const Recording* recording : recordings) {
+    if (recording->broken.empty()) continue;
+    std::cout << std::flush;
+    std::cerr << "boardrec: " << recording->broken << std::endl;
+    well = exit_code::kDamaged;
+  }
+  return well;
+}
+
+std::uint64_t size_of(const Recording& recording) {
+  std::uint64_t size = sizeof(Header);
+  if (!recording.records.empty())
+    size = recording.records.back().offset + bytes_of(recording.records.back()).size();
+  return size;
+}
+
+void add_show(CLI::App& app, Action& action) {
+  CLI::App* command =
+      app.add_subcommand("show", "Show the calls, a line each, as the simulated board's trace has them");
+  struct Words {
+    std::string file;
+    ShowOptions options;
+  };
+  const auto words = std::make_shared<Words>();
+  command->add_option("FILE", words->file, "The recording")->required();
+  command->add_flag("--all", words->options.all,
+                    "Every record, in the order in which calls ended, behind its number and thread");
+  command->add_flag("--bytes", words->options.bytes, "Also what went in and came back");
+  command->add_option("--thread", words->options.thread, "Only calls of this thread; 0 runs main");
+  command->add_option("--from", words->options.from, "Only calls that began at this second or later");
+  command->add_option("--to", words->options.to, "Only calls that began before this second");
+  command->add_option("--node", words->options.node, "Only calls on this node, or on \"station\"");
+  command
+      ->add_option("--text", words->options.form,
+                   "Texts of the board as utf8 (the default) or as they are, gbk")
+      ->transform(CLI::CheckedTransformer(
+          std::map<std::string, TextForm>{{"utf8", TextForm::utf8}, {"gbk", TextForm::gbk}}));
+  command->callback([&action, words] {
+    action = [words] {
+      const Recording recording = read_recording(words->file);
+      show(recording, words->options, std::cout);
+      return exit_code_of({&recording}, exit_code::kDone);
+    };
+  });
+}
+
+void add_stats(CLI::App& app, Action& action) {
+  CLI::App* command =
+      app.add_subcommand("stats", "Show a recording's figures: requests, calls, nodes, what is missing");
+  const auto file = std::make_shared<std::string>();
+  command->add_option("FILE", *file, "The recording")->required();
+  command->callback([&action, file] {
+    action = [file] {
+      const Recording recording = read_recording(*file);
+      show_stats(recording, size_of(recording), std::cout);
+      return exit_code_of({&recording}, exit_code::kDone);
+    };
+  });
+}
+
+void add_diff(CLI::App& app, Action& action) {
+  CLI::App* command =
+      app.add_subcommand("diff", "Show what two sessions asked and were answered differently");
+  struct Words {
+    std::string a, b;
+    std::optional<double> tolerance;
+  };
+  const auto words = std::make_shared<Words>();
+  command->add_option("A", words->a, "The first recording")->required();
+  command->add_option("B", words->b, "The second recording")->required();
+  command
+      ->add_option("--tolerance", words->tolerance,
+                   "Also calls whose durations differ by more seconds than this; without it none")
+      ->check(CLI::NonNegativeNumber);
+  command->callback([&action, words] {
+    action = [words] {
+      const Recording a = read_recording(words->a);
+      const Recording b = read_recording(words->b);
+      const bool differ = show_difference(a, b, words->tolerance, std::cout);
+      return exit_code_of({&a, &b}, differ ? exit_code::kDiffers : exit_code::kDone);
+    };
+  });
+}
+
+void add_cut(CLI::App& app, Action& action) {
+  CLI::App* command = app.add_subcommand("cut", "Write a part of a recording into a new one");
+  struct Words {
+    std::string file, out, from, to;
+  };
+  const auto words = std::make_shared<Words>();
+  command->add_option("FILE", words->file, "The recording")->required();
+  command->add_option("OUT", words->out, "The part; a file that is not there yet")->required();
+  command->add_option("--from", words->from, "The first record: a number as of show --all, or seconds: 2.5s");
+  command->add_option("--to", words->to, "Up to this one, which is left out");
+  command->callback([&action, words] {
+    action = [words] {
+      const auto place = [](const std::string& text) {
+        return text.empty() ? std::nullopt : std::optional(cut_place(text));
+      };
+      const Recording whole = read_recording(words->file);
+      const Recording part = cut(whole, place(words->from), place(words->to));
+      write_recording(part, words->out);
+      if (const std::size_t lost = lost_blocks(whole, part); lost != 0)
+        std::cout << lost << " blocks stand without their bytes, which were cut away: a replay stops there\n";
+      return exit_code_of({&whole}, exit_code::kDone);
+    };
+  });
+}
+
+void add_redact(CLI::App& app, Action& action) {
+  CLI::App* command = app.add_subcommand(
+      "redact", "Write a recording without what says whose board it was, and say what is left");
+  struct Words {
+    std::string file, out;
+    std::vector<std::string> dropped;
+  };
+  const auto words = std::make_shared<Words>();
+  command->add_option("FILE", words->file, "The recording")->required();
+  command->add_option("OUT", words->out, "The redacted one; a file that is not there yet")->required();
+  command->add_option("--drop", words->dropped, "Take out all bytes of this node; may be given several times")
+      ->allow_extra_args(false);
+  command->callback([&action, words] {
+    action = [words] {
+      const Recording recording = read_recording(words->file);
+      const Redaction redaction = redact(recording, words->dropped);
+      write_recording(redaction.recording, words->out);
+      show_redaction(redaction, std::cout);
+      return exit_code_of({&recording}, exit_code::kDone);
+    };
+  });
+}
+
+/// Reads the command line; the exit code when there is nothing more to do.
+std::optional<int> read_command_line(int argc, char** argv, Action& action) {
+  CLI::App app("Shows recordings of real boards, compares, cuts and redacts them.", "boardrec");
+  app.set_version_flag("--version", "boardrec " BOARDREC_VERSION, "Show the version");
+  app.require_subcommand(1);
+  app.footer(kExitCodes);
+  add_show(app, action);
+  add_stats(app, action);
+  add_diff(app, action);
+  add_cut(app, action);
+  add_redact(app, action);
+  for (CLI::App* command : app.get_subcommands({})) command->footer(kExitCodes);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& wish) {
+    app.exit(wish);
+    return exit_code::kDone;
+  } catch (const CLI::ParseError& error) {
+    std::cerr << "boardrec: " << error.what() << std::endl;
+    return exit_code::kUsage;
+  }
+  return std::nullopt;
+}
+
+int obey(const Action& action) {
+  try {
+    return action();
+  } catch (const UsageError& error) {
+    std::cerr << "boardrec: " << error.what() << std::endl;
+    return exit_code::kUsage;
+  } catch (const Unreadable& error) {
+    std::cerr << "boardrec: " << error.what() << std::endl;
+    return exit_code::kUnreadable;
+  } catch (const std::bad_alloc&) {
+    std::cerr << "boardrec: the memory is too small for this recording" << std::endl;
+    return exit_code::kUnreadable;
+  } catch (const std::exception& error) {
+    std::cerr << "boardrec: " << error.what() << std::endl;
+    return exit_code::kUnwritten;
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Action action;
+  const std::optional<int> done = read_command_line(argc, argv, action);
+  const int code = done ? *done : obey(action);
+  if (std::cout << std::flush) return code;
+  std::cerr << "boardrec: standard output cannot be written" << std::endl;
+  return code == exit_code::kDone ? exit_code::kUnwritten : code;
+}
