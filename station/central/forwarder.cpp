@@ -4,13 +4,12 @@
 
 #include <algorithm>
 #include <array>
-#include <condition_variable>
-#include <mutex>
 #include <optional>
 #include <thread>
 
 #include "station/central/address.h"
 #include "station/central/delivery.h"
+#include "station/central/leaving.h"
 #include "station/central/signal.h"
 #include "station/text/json.h"
 
@@ -35,7 +34,6 @@ struct Forwarder::State {
 
   void work();
   void deliver();
-  void connect(std::optional<Postgres>& database);
   void trouble(const std::string& reason, bool is_refusal);
   void end_trouble();
   void show(const std::string& state);
@@ -54,10 +52,7 @@ struct Forwarder::State {
   bool was_refused = false;  // in this outage
   milliseconds next_pause{0};
 
-  std::mutex mutex;
-  std::condition_variable changed;
-  bool has_ended = false, is_connecting = false;
-  bool is_left = false;  // nothing but what this holds itself may be touched any more
+  Leaving leaving;
 };
 
 void Forwarder::State::work() {
@@ -76,6 +71,8 @@ void Forwarder::State::work() {
     }
   } catch (const CentralStopped&) {
     // As was asked for.
+  } catch (const LeftBehind&) {
+    // It hung in its last call.
   } catch (const RecordsBroken&) {
     // The line says so, and stores nothing more.
   } catch (const std::exception& error) {
@@ -83,29 +80,11 @@ void Forwarder::State::work() {
   }
 }
 
-// What looks up the host's name may hang for longer than the station may take to end.
-void Forwarder::State::connect(std::optional<Postgres>& database) {
-  {
-    const std::lock_guard lock(mutex);
-    is_connecting = true;
-    changed.notify_all();
-  }
-  std::exception_ptr error;
-  try {
-    database.emplace(url, times.patience, stop.descriptor());
-  } catch (const CentralTrouble&) {
-    error = std::current_exception();
-  }
-  const std::lock_guard lock(mutex);
-  is_connecting = false;
-  if (is_left) throw CentralStopped();
-  if (error) std::rethrow_exception(error);
-}
-
 // Ends by an exception only.
 void Forwarder::State::deliver() {
   std::optional<Postgres> database;
-  connect(database);
+  // What looks up the host's name may hang for longer than the station may take to end.
+  leaving.may_hang([&] { database.emplace(url, times.patience, stop.descriptor()); });
   Delivery delivery(outbox, *database, records);
   if (delivery.runs() < there) {
     told.log("central database: it has lost " + std::to_string(there - delivery.runs()) +
@@ -183,19 +162,13 @@ Forwarder::Forwarder(const std::string& url, const std::string& file, Records& r
   // The thread keeps what it needs, should it have to be left behind.
   std::thread([state = state_] {
     state->work();
-    const std::lock_guard lock(state->mutex);
-    state->has_ended = true;
-    state->changed.notify_all();
+    state->leaving.end();
   }).detach();
 }
 
 Forwarder::~Forwarder() {
   state_->stop.give();
-  std::unique_lock lock(state_->mutex);
-  const auto has_ended = [this] { return state_->has_ended; };
-  if (state_->changed.wait_for(lock, kLastPatience, has_ended)) return;
-  state_->changed.wait(lock, [this] { return state_->has_ended || state_->is_connecting; });
-  state_->is_left = true;
+  state_->leaving.leave(kLastPatience);
 }
 
 void Forwarder::wake() {
