@@ -8,7 +8,7 @@ packages=(
   libc6 libgcc-s1 libstdc++6 # to run with, the conversion of GBK among them
   libgtest-dev libgmock-dev libpugixml-dev libpugixml1v5 libcli11-dev nlohmann-json3-dev
   libtomlplusplus-dev libtomlplusplus3 libre2-dev libre2-9 libssl-dev libssl3 libsqlite3-dev libsqlite3-0
-  libboost1.81-dev libsodium-dev libsodium23
+  libboost1.81-dev libsodium-dev libsodium23 libmosquitto-dev libmosquitto1
   # libpq and what it needs in its turn
   libpq-dev libpq5 libgssapi-krb5-2 libkrb5-3 libk5crypto3 libkrb5support0 libcom-err2 libkeyutils1 libldap-2.5-0
   libsasl2-2 libgnutls30 libp11-kit0 libidn2-0 libunistring2 libtasn1-6 libnettle8 libhogweed6 libgmp10 libffi8

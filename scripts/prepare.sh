@@ -10,6 +10,7 @@ needed=(
   "/usr/include/re2/re2.h libre2-dev" "/usr/include/openssl/evp.h libssl-dev"
   "/usr/include/sqlite3.h libsqlite3-dev" "/usr/include/boost/beast.hpp libboost1.81-dev"
   "/usr/include/sodium.h libsodium-dev" "/usr/include/postgresql/libpq-fe.h libpq-dev"
+  "/usr/include/mosquitto.h libmosquitto-dev"
 )
 
 # die STATUS TEXT: one clear line, and the end.

@@ -18,6 +18,8 @@
 #include "station/line/line.h"
 #include "station/line/plan_set.h"
 #include "station/plant/hook.h"
+#include "station/plant/mqtt.h"
+#include "station/plant/mqtt_check.h"
 #include "station/records/place.h"
 #include "station/records/records.h"
 #include "station/text/errors.h"
@@ -47,6 +49,7 @@ class Forwarding {
     if (server_) server_->changed();
     if (central_) central_->wake();
     if (hook_) hook_->wake();
+    if (mqtt_) mqtt_->wake();
   }
   void go_to(WebServer* server) {
     const std::lock_guard lock(mutex_);
@@ -60,11 +63,16 @@ class Forwarding {
     const std::lock_guard lock(mutex_);
     hook_ = hook;
   }
+  void go_to(Mqtt* mqtt) {
+    const std::lock_guard lock(mutex_);
+    mqtt_ = mqtt;
+  }
   void end() {
     const std::lock_guard lock(mutex_);
     server_ = nullptr;
     central_ = nullptr;
     hook_ = nullptr;
+    mqtt_ = nullptr;
   }
 
  private:
@@ -72,6 +80,7 @@ class Forwarding {
   WebServer* server_ = nullptr;
   Forwarder* central_ = nullptr;
   Hook* hook_ = nullptr;
+  Mqtt* mqtt_ = nullptr;
 };
 
 void complain(const Environment& around, const std::string& text) {
@@ -101,6 +110,7 @@ void wait_for_the_end(const Interrupt& interrupt) {
 int serve(const LineFile& file, const Environment& around) {
   check_interfaces(file);
   check_web(file);
+  check_mqtt(file);
   Records records(file.records);
   Forwarding forwarding;
   std::mutex log_mutex;
@@ -112,10 +122,12 @@ int serve(const LineFile& file, const Environment& around) {
       file, records, [&forwarding] { forwarding(); }, steady_clock(), log);
   WebServer server(file, line, file.records);
   std::optional<Hook> hook;
+  std::optional<Mqtt> mqtt;
   std::optional<Forwarder> central;
   const Forwarding::Lasting lasting(forwarding);
   forwarding.go_to(&server);
   if (file.hook) forwarding.go_to(&hook.emplace(*file.hook, file.records, records, log));
+  if (file.mqtt) forwarding.go_to(&mqtt.emplace(file, line, records, log));
   if (!file.central.empty()) {
     const Forwarder::Told told{[&line](const CentralState& state) { line.show_central(state); }, log};
     central.emplace(file.central, file.records, records, told);
@@ -126,6 +138,7 @@ int serve(const LineFile& file, const Environment& around) {
   const bool has_ended = line.shut_down();
   forwarding.end();
   hook.reset();
+  mqtt.reset();
   central.reset();
   const int code = line.view().records == "ok" ? exit_code::kPassed : exit_code::kBroken;
   if (has_ended) return code;
@@ -161,6 +174,7 @@ class FileCheck {
       if (!problems.empty()) code_ = refuse(around_, BadFile(path, problems));
       for (const SlotFile& slot : file.slots) check_slot(file, slot);
       collect(path, [&] { check_web(file); });
+      collect(path, [&] { check_mqtt(file); });
       collect(path, [&] { check_interfaces(file); });
       if (!file.records.empty()) collect(path, [&] { check_writable_records(file.records); });
       if (code_ == exit_code::kPassed) show(file);

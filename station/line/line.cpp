@@ -82,6 +82,10 @@ void Line::show_central(const CentralState& state) {
   state_->show_central(state);
 }
 
+void Line::show_mqtt(const std::string& state) {
+  state_->show_mqtt(state);
+}
+
 bool Line::shut_down() {
   return state_->shut_down();
 }

@@ -74,6 +74,7 @@ struct LineView {
   std::string station, language;
   std::string records = "ok";  ///< or what is wrong with them
   CentralState central;
+  std::string mqtt = "off";     ///< or "connected", or "waiting": the broker is out of reach, or refuses
   RunCounts today;              ///< of the PC's day
   std::vector<SlotView> slots;  ///< in the file's order
 };
@@ -134,6 +135,8 @@ class Line {
   void note(std::string_view kind, std::string_view operator_name, std::string_view detail);
   /// From now on the central database is shown like that.
   void show_central(const CentralState& state);
+  /// The same of the MQTT broker.
+  void show_mqtt(const std::string& state);
 
   /// No unit is taken any more; runs end as stopped, "the station was shut down". Steps with `always` have
   /// about three seconds. Returns whether all runs ended within four and a half seconds.

@@ -9,6 +9,7 @@
 #include <map>
 
 #include "station/central/address.h"
+#include "station/line/mqtt_reader.h"
 #include "station/link/serial_line.h"
 #include "station/plan/toml_reader.h"
 #include "station/text/errors.h"
@@ -48,6 +49,7 @@ class LineReader {
     read_check(table);
     read_central(table);
     read_hook(table);
+    read_mqtt(table);
     table.refuse_other_keys();
     return line_;
   }
@@ -244,6 +246,13 @@ class LineReader {
     hook.timeout = read_number(table, "timeout", hook.timeout, kLongestHook, "at most an hour (3600)");
     table.refuse_other_keys();
     line_.hook = hook;
+  }
+
+  void read_mqtt(TableReader& root) {
+    const toml::table* found = root.table("mqtt");
+    if (!found) return;
+    const auto beside_it = [this](const std::string& path) { return beside(path); };
+    line_.mqtt = read_mqtt_table(*found, line_.station, beside_it, problems_);
   }
 
   void read_check(TableReader& root) {

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "station/line/mqtt_file.h"
 #include "station/link/link.h"
 #include "station/plan/bad_file.h"
 
@@ -50,6 +51,7 @@ struct LineFile {
   bool plain_http = false;               ///< wanted in so many words
   std::optional<PointCheck> check;
   std::optional<HookFile> hook;
+  std::optional<MqttFile> mqtt;
   std::string central;  ///< URL of the central database; empty: there is none
   std::vector<SlotFile> slots;
 

@@ -201,6 +201,7 @@ LineView Line::State::view() {
   view.language = file.language;
   if (!trouble.empty()) view.records = trouble;
   view.central = central;
+  view.mqtt = mqtt;
   view.today = today;
   const SlotCell* next = is_slot_named() ? find(named) : next_cell();
   const SlotCell* asking = asking_cell();
@@ -278,6 +279,14 @@ void Line::State::show_central(const CentralState& state) {
   {
     const std::lock_guard lock(mutex);
     central = state;
+  }
+  changed();
+}
+
+void Line::State::show_mqtt(const std::string& state) {
+  {
+    const std::lock_guard lock(mutex);
+    mqtt = state;
   }
   changed();
 }

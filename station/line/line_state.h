@@ -38,6 +38,7 @@ struct Line::State {
   void unlock(std::string_view slot, const std::string& reason, const std::string& operator_name);
   void release(const std::string& serial, const std::string& reason, const std::string& operator_name);
   void show_central(const CentralState& state);
+  void show_mqtt(const std::string& state);
   bool shut_down();
 
   /// Stores something. Throws LineRefusal when that fails; nothing is stored any more then.
@@ -94,6 +95,7 @@ struct Line::State {
   std::deque<SlotCell> cells;
   std::string trouble;  // with the records; empty: none
   CentralState central;
+  std::string mqtt = "off";
   RunCounts today;
   std::string counted_day;  // when the day of `today` began
   bool is_closing = false;

@@ -92,6 +92,9 @@ class RecordsReader {
   /// and the check before, or, where no check was ever wrong, since its last one: units that a bad fixture
   /// may have let pass. Returns whether the slot was ever checked.
   bool suspects(std::string_view slot, const std::function<void(const StoredRun&)>& call);
+  /// The run that ended last in a slot of a station, without its connections and attempts; nothing when none
+  /// has.
+  std::optional<StoredRun> last_ended(std::string_view station, std::string_view slot);
   /// What is known of a slot of a station.
   SlotHistory slot_history(std::string_view station, std::string_view slot);
   /// Production runs that ended since `from`, and the first-pass yield of the units that began since then.

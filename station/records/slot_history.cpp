@@ -105,6 +105,16 @@ SlotHistory RecordsReader::slot_history(std::string_view station, std::string_vi
   });
 }
 
+std::optional<StoredRun> RecordsReader::last_ended(std::string_view station, std::string_view slot) {
+  return reading([&]() -> std::optional<StoredRun> {
+    Statement row(*database_, std::string(select_runs()) +
+                                  "WHERE run.station = ? AND run.slot = ? AND run.sequence IS NOT NULL "
+                                  "ORDER BY run.sequence DESC LIMIT 1");
+    if (!row.bind(station).bind(slot).step()) return std::nullopt;
+    return load_run_row(row);
+  });
+}
+
 RunCounts RecordsReader::counts_since(std::string_view from) {
   return reading([&] {
     // A run lasts a day at most: what began earlier has ended earlier, and need not be looked at.

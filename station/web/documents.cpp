@@ -50,6 +50,7 @@ std::string LineDocument::text(const LineView& line) {
                   {"language", line.language},
                   {"records", line.records},
                   {"central", {{"state", line.central.state}, {"behind", line.central.behind}}},
+                  {"mqtt", {{"state", line.mqtt}}},
                   {"today",
                    {{"runs", line.today.runs},
                     {"passed", line.today.passed},
@@ -101,6 +102,10 @@ std::string metrics_text(const LineView& line, const EndCounts& counts, std::siz
       .add("", line.records == "ok" ? 1 : 0);
   Figures(text, "boardtest_central_behind", "gauge", "Ended runs that are not in the central database yet.")
       .add("", line.central.behind);
+  if (line.mqtt != "off") {
+    Figures(text, "boardtest_mqtt_connected", "gauge", "1 as long as the MQTT broker is told of the line.")
+        .add("", line.mqtt == "connected" ? 1 : 0);
+  }
   Figures(text, "boardtest_streams", "gauge", "Open streams of events.")
       .add("", static_cast<std::int64_t>(streams));
   return text;

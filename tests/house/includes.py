@@ -17,7 +17,7 @@ BOARD = ("boardsim/devices/", "boardsim/families/", "boardsim/kernel/")
 # The rooms of the station, and those below each that it may include.
 STATION = {
     "web": ("line", "figures", "records", "report", "plan", "catalogue", "text"),
-    "plant": ("line", "central", "report", "records", "text"),
+    "plant": ("line", "central", "report", "records", "plan", "text"),
     "line": ("tools", "run", "central", "records", "plan", "link", "protocol", "catalogue", "text"),
     "tools": ("run", "terminal", "link", "protocol", "text"),
     "terminal": ("run", "protocol", "catalogue", "text"),

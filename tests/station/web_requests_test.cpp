@@ -56,6 +56,7 @@ TEST_F(WebRequestsTest, TheLinesDocumentHasEveryKeyAndNullsForWhatIsNotThere) {
                   {"language", "zh"},
                   {"records", "ok"},
                   {"central", {{"state", "off"}, {"behind", 0}}},
+                  {"mqtt", {{"state", "off"}}},
                   {"today",
                    {{"runs", 0}, {"passed", 0}, {"failed", 0}, {"error", 0}, {"first_pass_yield", nullptr}}},
                   {"slots", {slot, second}}}));
