@@ -161,9 +161,9 @@ void Broker::work(std::vector<pollfd>& others, milliseconds patience) {
   const auto wanted = static_cast<short>(mosquitto_want_write(client) ? POLLIN | POLLOUT : POLLIN);
   others.push_back({mosquitto_socket(client), wanted, 0});
   poll(others.data(), others.size(), static_cast<int>(patience.count()));
-  const short ready = others.back().revents;
   others.pop_back();
-  if (ready != 0) state_->expect(mosquitto_loop_read(client, kAllThereIs));
+  // Always: what TLS has read already makes no socket ready.
+  state_->expect(mosquitto_loop_read(client, kAllThereIs));
   if (mosquitto_want_write(client)) state_->expect(mosquitto_loop_write(client, kAllThereIs));
   state_->expect(mosquitto_loop_misc(client));
   state_->expect_answer();

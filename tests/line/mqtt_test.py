@@ -111,7 +111,12 @@ class MqttTest(LineTest):
         self.assertEqual(self.get(line, "api/line")["mqtt"], {"state": "connected"})
         with urllib.request.urlopen(line.url + "metrics", timeout=PATIENCE) as figures:
             self.assertIn(b"\nboardtest_mqtt_connected 1\n", figures.read())
+        self.post(line, "api/slots/1/acknowledge", {})
+        self.post(line, "api/scan", {"text": "AB00000003"})
+        self.hear(heard, "slots/1/state", lambda slot: slot["run"] and slot["run"]["question"])
         self.assertEqual(line.end(), 0)
+        stopped = self.hear(heard, "slots/1/verdict")
+        self.assertEqual((stopped["serial"], stopped["verdict"]), ("AB00000003", "stopped"), "the end of the line is one, too")
         self.assertEqual(self.events(), [])
 
     def test_who_subscribes_late_is_told_all_of_it_and_a_line_that_ended_is_off(self):
