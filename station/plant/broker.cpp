@@ -21,7 +21,8 @@ using std::chrono::milliseconds;
 constexpr int kKeepAlive = 10;   // seconds; a broker gives up a station that is silent for half as long again
 constexpr int kAtLeastOnce = 1;  // QoS
 constexpr auto kPatience = std::chrono::seconds(10);  // for the broker to answer
-constexpr int kAllThereIs = 100;                      // packets to read at a time
+constexpr const char* kNoAnswer = "it has not answered for 10 seconds";
+constexpr int kAllThereIs = 100;  // packets to read at a time
 
 using Client = std::unique_ptr<mosquitto, void (*)(mosquitto*)>;
 
@@ -123,6 +124,7 @@ void Broker::State::fail(const std::string& reason) const {
 void Broker::State::expect(int result) const {
   const int error = errno;
   if (result == MOSQ_ERR_SUCCESS) return;
+  if (result == MOSQ_ERR_KEEPALIVE) fail(kNoAnswer);
   if (!complaint.empty()) fail(complaint);
   fail(result == MOSQ_ERR_ERRNO ? std::generic_category().message(error) : mosquitto_strerror(result));
 }
@@ -134,7 +136,7 @@ void Broker::State::expect_answer() const {
   char byte = 0;
   if (!is_welcome && recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 0) expect(MOSQ_ERR_CONN_LOST);
   if (unanswered > 0 && std::chrono::steady_clock::now() - answered > kPatience) {
-    fail("it has not answered for " + std::to_string(kPatience.count()) + " seconds");
+    fail(kNoAnswer);
   }
 }
 

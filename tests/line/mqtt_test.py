@@ -46,6 +46,11 @@ class MqttTest(LineTest):
         table = f'[mqtt]\nbroker = "{scheme}://{host}:{self.port}"\n{more}\n'
         return self.start_line(self.line_file(more=table, **fields))
 
+    def start_other(self, more=""):
+        """A second station like the first one, with records of its own."""
+        like = (self.folder / "line.toml").read_text()
+        return self.start_line(self.write("other.toml", like.replace("records.db", "other.db") + more))
+
     def subscriber(self, topic="#", *words):
         return self.start("mosquitto_sub", "-h", "127.0.0.1", "-p", self.port, "-t", f"{PREFIX}/{topic}",
                           "-F", "%r %t %p", *words)
@@ -75,13 +80,13 @@ class MqttTest(LineTest):
                     return
         raise AssertionError("the stream of events has ended")
 
-    def events(self):
-        with contextlib.closing(sqlite3.connect(f"file:{self.folder}/records.db?mode=ro", uri=True)) as file:
+    def events(self, records="records.db"):
+        with contextlib.closing(sqlite3.connect(f"file:{self.folder}/{records}?mode=ro", uri=True)) as file:
             return file.execute("SELECT kind, detail ->> 'reason' FROM event WHERE kind LIKE 'mqtt%' "
                                 "ORDER BY sequence").fetchall()
 
-    def reasons(self):
-        return [reason for kind, reason in self.events() if kind == "mqtt_failed"]
+    def reasons(self, records="records.db"):
+        return [reason for kind, reason in self.events(records) if kind == "mqtt_failed"]
 
     def test_a_subscriber_sees_each_slot_as_the_page_does_and_each_verdict_as_it_was_stored(self):
         self.broker()
@@ -173,6 +178,7 @@ class MqttTest(LineTest):
         self.broker()
         heard = self.subscriber()
         self.assertEqual(self.hear(heard, "slots/1/verdict")["serial"], "AB00000119", "the last, and none before it")
+        self.assertTrue(self.hear(self.subscriber("state"), "state")["online"], "also what is as it was")
         self.await_mqtt(line, "connected")
         self.run_unit(line, "AB00000200")
         self.assertEqual(self.hear(heard, "slots/1/verdict")["serial"], "AB00000200")
@@ -182,20 +188,22 @@ class MqttTest(LineTest):
     def test_a_broker_that_hangs_is_said_to_and_holds_up_neither_units_nor_the_end(self):
         broker = self.broker()
         line = self.start_with()
-        self.await_mqtt(line, "connected")
+        idle = self.start_other('topic = "idle"')
+        for each in (line, idle):
+            self.await_mqtt(each, "connected")
         broker.process.send_signal(signal.SIGSTOP)
         self.run_units(line, "AB00000001", "AB00000002")
-        self.await_mqtt(line, "waiting")
-        self.assertEqual(self.reasons(), [f"127.0.0.1:{self.port}: it has not answered for 10 seconds"])
+        for each, records in ((line, "records.db"), (idle, "other.db")):
+            self.await_mqtt(each, "waiting")
+            self.assertEqual(self.reasons(records), [f"127.0.0.1:{self.port}: it has not answered for 10 seconds"])
         self.run_unit(line, "AB00000003")
-        self.assertEqual(line.end(), 0)
+        self.assertEqual((line.end(), idle.end()), (0, 0))
 
     def test_two_stations_with_one_topic_both_say_so(self):
         self.broker()
         one = self.start_with()
         self.await_mqtt(one, "connected")
-        other_file = self.write("other.toml", (self.folder / "line.toml").read_text().replace("records.db", "other.db"))
-        other = self.start_line(other_file)
+        other = self.start_other()
         self.await_mqtt(one, "waiting")
         self.await_mqtt(other, "waiting")
         self.assertEqual((one.end(), other.end()), (0, 0))
@@ -298,6 +306,9 @@ class MqttTest(LineTest):
         self.assertNotIn("geheim", str(found))
         for bad in ("a/#", "a/+/b", "/a", "a/", "a//b", "$SYS/a", "a" * 201):
             self.assertEqual([place[:2] for place in self.mistakes(f'broker = "mqtt://a"\ntopic = "{bad}"\n')], [(2, 9)], bad)
+        nameless = self.line_file(more='[mqtt]\nbroker = "mqtt://a"\n')
+        nameless.write_text(nameless.read_text().replace("ICT-3", "ICT#3"))
+        self.assertIn("the station's name makes no topic of it", self.refused("check", nameless)[1])
         self.assertEqual(self.mistakes('topic = "a"\nca = "ca.pem"\ncertificate = "c.pem"\nqos = 2\nretain = false\n')[0][2],
                          '"broker" is missing')
         self.assertEqual(sorted(place[:2] for place in self.mistakes(
