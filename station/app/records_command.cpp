@@ -42,7 +42,7 @@ RunFilter filter_of(const RecordsWords& words) {
   filter.id = word_or_nothing(words.run);
   filter.serial = word_or_nothing(words.serial);
   filter.plan = word_or_nothing(words.plan);
-  filter.verdict = word_or_nothing(words.verdict);
+  if (!words.verdict.empty()) filter.verdicts = {words.verdict};
   filter.from = time_of("--from", words.from);
   filter.to = time_of("--to", words.to);
   return filter;

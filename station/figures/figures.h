@@ -61,6 +61,7 @@ struct StepFigures {
   std::int64_t index = 0;  ///< from 0; the smallest that it has in any version
   std::int64_t runs = 0, attempts = 0;
   std::map<std::string, std::int64_t> outcomes;  ///< attempts by outcome
+  FoundRuns failed;                              ///< runs in which an attempt failed
   FoundRuns not_passed;                          ///< runs in which an attempt did not pass
   FoundRuns retried;                             ///< runs in which there was a second attempt
   std::optional<double> median, percentile_95;   ///< seconds
@@ -80,7 +81,7 @@ struct SlotFigures {
 /// One bar; `from` is inside, `to` only in the last one.
 struct HistogramBar {
   double from = 0, to = 0;
-  std::int64_t values = 0;
+  std::int64_t values = 0, runs = 0;
   std::vector<std::string> ids;  ///< of runs, as in FoundRuns
 };
 
@@ -109,6 +110,7 @@ struct MeasurementFigures {
   std::optional<std::string> unit;
   std::optional<double> low, high;
   std::int64_t values = 0, not_found = 0, too_low = 0, too_high = 0;
+  std::int64_t runs = 0, not_found_runs = 0, too_low_runs = 0, too_high_runs = 0;  ///< these values are of
   std::optional<double> minimum, maximum, mean;
   std::optional<double> deviation;  ///< of the sample; nothing of fewer than two values
   std::optional<Capability> capability;

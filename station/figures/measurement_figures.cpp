@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "station/figures/capability.h"
 #include "station/figures/histogram.h"
@@ -27,27 +28,30 @@ void MeasurementCounting::open(const Digest& digest) {
       std::tie(figures.plan, figures.step, figures.name, figures.unit, figures.low, figures.high) = name;
     }
     const std::string_view outcome = digest.text(kind.outcome);
-    std::int64_t* outside = nullptr;
-    if (outcome == "not_found") outside = &figures.not_found;
-    if (outcome == "low") outside = &figures.too_low;
-    if (outcome == "high") outside = &figures.too_high;
-    places_.push_back({&values, outside});
+    Place place{&values};
+    if (outcome == "not_found")
+      place = {&values, &figures.not_found, &figures.not_found_runs, &values.last_not_found};
+    if (outcome == "low") place = {&values, &figures.too_low, &figures.too_low_runs, &values.last_low};
+    if (outcome == "high") place = {&values, &figures.too_high, &figures.too_high_runs, &values.last_high};
+    places_.push_back(place);
   }
 }
 
 void MeasurementCounting::add(const Digest::Run& run) {
   if (run.measurements == 0) return;
   runs_.emplace_back(digest_->text(run.id));
+  const auto is_new = [this](std::size_t& last) { return std::exchange(last, runs_.size()) != runs_.size(); };
   for (std::size_t i = run.first_measured + run.measurements; i-- > run.first_measured;) {
     const Place& place = places_[digest_->measured[i]];
     Values& values = *place.values;
     values.is_in_window = true;
-    if (place.outside) ++*place.outside;
-    if (place.outside && values.last_outside != runs_.size()) {
-      values.figures.outside.add(runs_.back());
-      values.last_outside = runs_.size();
+    if (place.outside) {
+      ++*place.outside;
+      if (is_new(*place.last)) ++*place.outside_runs;
+      if (is_new(values.last_outside)) values.figures.outside.add(runs_.back());
     }
     if (!std::isfinite(digest_->values[i])) continue;
+    if (is_new(values.last_found)) ++values.figures.runs;
     values.values.push_back(digest_->values[i]);
     values.runs.push_back(static_cast<std::uint32_t>(runs_.size() - 1));
   }
@@ -81,13 +85,16 @@ void MeasurementCounting::add_histogram(Values& values) const {
   const auto [smallest, largest] = std::minmax_element(values.values.begin(), values.values.end());
   const std::vector<double> ends = histogram_ends(*smallest, *largest);
   std::vector<HistogramBar>& bars = values.figures.histogram;
-  for (std::size_t bar = 0; bar + 1 < ends.size(); ++bar) bars.push_back({ends[bar], ends[bar + 1], 0, {}});
+  for (std::size_t bar = 0; bar + 1 < ends.size(); ++bar)
+    bars.push_back({ends[bar], ends[bar + 1], 0, 0, {}});
+  std::vector<std::size_t> last(bars.size());  // run that is counted in a bar already, from 1
   for (std::size_t i = 0; i < values.values.size(); ++i) {
-    HistogramBar& bar = bars[histogram_bar(ends, values.values[i])];
+    const std::size_t place = histogram_bar(ends, values.values[i]);
+    HistogramBar& bar = bars[place];
     ++bar.values;
-    if (bar.ids.size() == FoundRuns::kMostIds) continue;
-    const std::string& run = runs_[values.runs[i]];
-    if (bar.ids.empty() || bar.ids.back() != run) bar.ids.push_back(run);
+    if (std::exchange(last[place], values.runs[i] + 1U) == values.runs[i] + 1U) continue;
+    ++bar.runs;
+    if (bar.ids.size() < FoundRuns::kMostIds) bar.ids.push_back(runs_[values.runs[i]]);
   }
 }
 

@@ -32,12 +32,15 @@ class MeasurementCounting {
     std::vector<double> values;
     std::vector<std::uint32_t> runs;  ///< for each value, its run's place among all
     bool is_in_window = false;        ///< at least one of them
-    std::size_t last_outside = 0;     ///< run that is counted as outside already, from 1
+    /// Runs, from 1, that are counted already: as outside, not found, too low, too high, with a value.
+    std::size_t last_outside = 0, last_not_found = 0, last_low = 0, last_high = 0, last_found = 0;
   };
   /// Where measurements of one kind are counted.
   struct Place {
     Values* values = nullptr;
     std::int64_t* outside = nullptr;  ///< null for those that passed
+    std::int64_t* outside_runs = nullptr;
+    std::size_t* last = nullptr;
   };
 
   void describe(Values& values) const;

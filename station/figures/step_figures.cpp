@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "station/figures/sample.h"
-#include "station/figures/word_kind.h"
+#include "station/text/word_kind.h"
 
 namespace t1station {
 namespace {
@@ -41,7 +41,7 @@ void StepCounting::open(const Digest& digest) {
       step.figures.index = std::numeric_limits<std::int64_t>::max();
     }
     const std::string outcome(digest.text(tried.outcome));
-    places_.push_back({&step, &step.figures.outcomes[outcome], outcome == "passed"});
+    places_.push_back({&step, &step.figures.outcomes[outcome], outcome == "passed", outcome == "failed"});
   }
 }
 
@@ -53,18 +53,20 @@ void StepCounting::add(const Digest::Run& run) {
     Step& step = *places_[digest_->attempts[begin].tried].step;
     step.figures.index = std::min<std::int64_t>(step.figures.index, first.index);
     std::size_t next = begin;
-    bool is_passed = true, are_all_passed = true;
+    bool is_passed = true, are_all_passed = true, has_failed = false;
     for (; next < end && digest_->tries[digest_->attempts[next].tried].index == first.index; ++next) {
       const Digest::Attempt& attempt = digest_->attempts[next];
       const Place& place = places_[attempt.tried];
       ++*place.outcomes;
       is_passed = place.is_passed;
       are_all_passed = are_all_passed && is_passed;
+      has_failed = has_failed || place.is_failed;
       if (!std::isnan(attempt.seconds)) step.seconds.push_back(attempt.seconds);
     }
     ++step.figures.runs;
     step.figures.attempts += static_cast<std::int64_t>(next - begin);
     if (next - begin > 1) step.figures.retried.add(id);
+    if (has_failed) step.figures.failed.add(id);
     if (!are_all_passed) step.figures.not_passed.add(id);
     if (!is_passed) add_failure(digest_->attempts[next - 1], id);
     begin = next;

@@ -32,7 +32,7 @@ class StepCounting {
   struct Place {
     Step* step = nullptr;
     std::int64_t* outcomes = nullptr;
-    bool is_passed = false;
+    bool is_passed = false, is_failed = false;
   };
   using FailureName = std::tuple<std::string, std::string, std::optional<std::string>>;
 

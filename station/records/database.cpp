@@ -34,6 +34,21 @@ std::string uri_of(const std::string& file) {
   return uri;
 }
 
+// A function of one text, as SQLite calls it.
+void call_function(sqlite3_context* context, int /*count*/, sqlite3_value** values) {
+  using Function = std::string (*)(std::string_view);
+  if (sqlite3_value_type(values[0]) != SQLITE_TEXT) return;
+  const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(values[0]));
+  const auto size = static_cast<std::size_t>(sqlite3_value_bytes(values[0]));
+  const auto function = reinterpret_cast<Function>(sqlite3_user_data(context));
+  try {
+    const std::string result = function({text, size});
+    sqlite3_result_text64(context, result.data(), result.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+  } catch (const std::bad_alloc&) {
+    sqlite3_result_error_nomem(context);
+  }
+}
+
 }  // namespace
 
 Statement::Statement(Database& database, std::string_view sql) : database_(database), sql_(sql) {
@@ -168,6 +183,13 @@ Value Database::single(std::string_view sql) {
   Value value = statement.value(0);
   statement.run();  // some fail only behind their row
   return value;
+}
+
+void Database::add_function(const char* name, std::string (*function)(std::string_view text)) {
+  const int code =
+      sqlite3_create_function_v2(handle_, name, 1, SQLITE_UTF8 | SQLITE_DETERMINISTIC,
+                                 reinterpret_cast<void*>(function), call_function, nullptr, nullptr, nullptr);
+  if (code != SQLITE_OK) fail(code, name);
 }
 
 std::int64_t Database::changes() const {

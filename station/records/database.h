@@ -113,6 +113,9 @@ class Database {
   void execute(const std::string& sql);
   /// The first column of the first row, NULL without rows. Throws SqlError.
   Value single(std::string_view sql);
+  /// Statements may call a function of one text by this name from now on; of anything else it is NULL. Throws
+  /// SqlError.
+  void add_function(const char* name, std::string (*function)(std::string_view text));
   /// Rows that the last statement changed.
   std::int64_t changes() const;
   /// Whether the file can only be read, whatever was asked for.

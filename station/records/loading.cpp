@@ -44,7 +44,7 @@ std::string_view select_runs() {
   return "SELECT run.id, run.serial, run.plan_id, plan.name, plan.version, run.kind, run.station, run.slot, "
          "run.operator, run.board, run.build, run.number, run.started, run.ended, run.seconds, run.verdict, "
          "run.reason, run.retried, run.software, run.sequence, run.previous, run.hash "
-         "FROM run JOIN plan ON plan.id = run.plan_id ";
+         "FROM run CROSS JOIN plan ON plan.id = run.plan_id ";
 }
 
 StoredRun load_run_row(const Statement& row) {

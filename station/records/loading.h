@@ -10,7 +10,9 @@
 
 namespace t1station {
 
-/// The start of a SELECT that load_run_row() reads a row of: "SELECT ... FROM run JOIN plan ...".
+/// The start of a SELECT that load_run_row() reads a row of: "SELECT ... FROM run CROSS JOIN plan ...".
+/// SQLite goes through runs, by their order or an index of theirs, never through plans, each of which has
+/// most of them.
 std::string_view select_runs();
 
 /// A run without its connections and attempts, from the row at which a statement that begins with

@@ -11,6 +11,7 @@
 #include "station/records/reading.h"
 #include "station/records/records.h"
 #include "station/records/schema.h"
+#include "station/text/word_kind.h"
 
 namespace t1station {
 namespace {
@@ -40,34 +41,9 @@ bool is_time_of_day(std::string_view word) {
   return hour && minute && second && *hour < 24 && *minute < 60 && *second < 60;
 }
 
-/// A SELECT and what is bound to it.
-struct Query {
-  std::string sql;
-  std::vector<Value> values;
-};
-
-Query query_of(const RunFilter& filter) {
-  Query query{std::string(select_runs()), {}};
-  const auto add = [&query](std::string_view condition, const std::optional<std::string>& value) {
-    if (!value) return;
-    query.sql += (query.values.empty() ? "WHERE " : "AND ") + std::string(condition) + " ";
-    query.values.emplace_back(*value);
-  };
-  add("run.id = ?", filter.id);
-  add("run.serial = ?", filter.serial);
-  add("run.verdict = ?", filter.verdict);
-  add("plan.name = ?", filter.plan);
-  add("run.kind = ?", filter.kind);
-  add("run.started >= ?", filter.from);
-  add("run.started < ?", filter.to);
-  add("run.id < ?", filter.before);
-  query.sql += filter.newest_first ? "ORDER BY run.id DESC" : "ORDER BY run.id";
-  if (filter.limit) query.sql += " LIMIT " + std::to_string(*filter.limit);
-  return query;
-}
-
 std::unique_ptr<Database> open_as(const std::string& file, Database::Access access) {
   auto database = std::make_unique<Database>(file, access);
+  database->add_function("words_id", [](std::string_view text) { return words_id(word_kind(text).words); });
   prepare_connection(*database, file, access);
   const Value application = database->single("PRAGMA application_id");
   if (application == Value(std::int64_t{0})) throw RecordsRefused("there are no records in " + file + " yet");
@@ -113,7 +89,7 @@ RecordsReader::~RecordsReader() = default;
 void RecordsReader::go_through(const RunFilter& filter, bool whole,
                                const std::function<void(const StoredRun&)>& call) {
   reading([&] {
-    const Query query = query_of(filter);
+    const RunQuery query = query_of(filter);
     Statement rows(*database_, query.sql);
     for (const Value& value : query.values) rows.bind(value);
     while (rows.step()) {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "station/records/rows.h"
+#include "station/records/run_filter.h"
 
 namespace t1station {
 
@@ -24,16 +25,6 @@ std::unique_ptr<Database> open_for_reading(const std::string& file);
 /// A time or a date as records write it, "2026-11-22T03:17:12.345Z": a date is its midnight, in UTC, and
 /// thousandths may be left out. Nothing for anything else.
 std::optional<std::string> whole_time(std::string_view word);
-
-/// Which runs are wanted; a field without a value leaves none out.
-struct RunFilter {
-  std::optional<std::string> id, serial, verdict;
-  std::optional<std::string> plan, kind;  ///< a plan's name, of any version; "production" or "check"
-  std::optional<std::string> from, to;  ///< of `started`, as whole_time() gives them; `to` itself is outside
-  std::optional<std::string> before;    ///< a run's id: only older ones
-  std::optional<int> limit;             ///< the most runs
-  bool newest_first = false;
-};
 
 /// A run of a check unit.
 struct CheckRun {

@@ -5,12 +5,18 @@
 #include <cstdio>
 
 #include "station/figures/capability.h"
+#include "station/report/plots.h"
 #include "station/report/verdict_words.h"
 
 namespace t1station {
 namespace {
 
 constexpr std::size_t kMostKinds = 50;  // of failures that are shown
+
+const std::vector<std::string> kJudged{"passed", "failed", "error"};
+const std::vector<std::string> kEnded{"passed", "failed", "error", "stopped", "interrupted"};
+const std::vector<std::string> kNotPassed{"failed", "error", "stopped", "interrupted"};
+const std::vector<std::string> kNotPassedYet{"failed", "error", "stopped", "interrupted", "open"};
 
 std::string share_text(const Share& share) {
   if (share.all == 0) return "–";
@@ -48,8 +54,8 @@ pugi::xml_node add_heading(pugi::xml_node table,
 /// Adds the sections one behind the other.
 class FiguresPage {
  public:
-  FiguresPage(pugi::xml_node to, const Figures& figures, Wording say, const FigureLinks& links)
-      : to_(to), figures_(figures), say_(say), links_(links) {}
+  FiguresPage(pugi::xml_node to, const Figures& figures, Wording say, const RunsLink& link)
+      : to_(to), figures_(figures), say_(say), link_(link) {}
 
   void add_all() {
     add_tiles();
@@ -77,15 +83,36 @@ class FiguresPage {
     return section;
   }
 
-  // A number of runs that leads to them.
-  void add_runs(pugi::xml_node to, const FoundRuns& runs, const std::string& text) {
-    const bool leads = links_.runs && runs.count > 0 && !runs.ids.empty();
-    add_link(to, leads ? links_.runs(runs.ids, runs.count) : "", text, "runs");
+  // The production runs of the window.
+  RunFilter all_runs() const {
+    RunFilter filter;
+    filter.kind = "production";
+    filter.plan = figures_.window.plan;
+    filter.from = figures_.window.from;
+    filter.to = figures_.window.to;
+    return filter;
   }
-  void add_runs(pugi::xml_node to, const FoundRuns& runs) { add_runs(to, runs, std::to_string(runs.count)); }
+  RunFilter runs_ended(const std::vector<std::string>& verdicts) const {
+    RunFilter filter = all_runs();
+    filter.verdicts = verdicts;
+    return filter;
+  }
+  RunFilter runs_of_step(const std::string& plan, const std::string& step,
+                         const std::string& attempt = {}) const {
+    RunFilter filter = all_runs();
+    filter.plan = plan;
+    filter.step = StepFilter{step, attempt, {}};
+    return filter;
+  }
 
-  std::string verdict_link(const std::string& verdict) const {
-    return links_.window ? links_.window("production", verdict) : std::string();
+  // A text that leads to so many runs.
+  void add_runs(pugi::xml_node to, std::int64_t runs, const RunFilter& filter, const std::string& text) {
+    const bool leads = link_ && runs > 0;
+    pugi::xml_node link = add_link(to, leads ? link_(filter) : "", text, "runs");
+    if (leads) set(link, "data-runs", std::to_string(runs));
+  }
+  void add_runs(pugi::xml_node to, std::int64_t runs, const RunFilter& filter) {
+    add_runs(to, runs, filter, std::to_string(runs));
   }
 
   pugi::xml_node add_tile(pugi::xml_node tiles, const char* figure, const std::string& name,
@@ -97,34 +124,49 @@ class FiguresPage {
     return tile;
   }
 
+  // `all` are the runs that the units are judged by, `lost` those of them that count against the yield.
   void add_yield(pugi::xml_node tiles, const char* figure, const std::string& name, const Share& share,
-                 const FoundRuns& lost) {
+                 const RunFilter& all, const RunFilter& lost) {
     pugi::xml_node tile = add_tile(tiles, figure, name, share_text(share));
     pugi::xml_node of = add(tile, "span", {}, "of");
-    add_text(of,
+    add_runs(of, share.all, all,
              std::to_string(share.part) + " / " + std::to_string(share.all) + " " + say_("块板", "units"));
-    if (lost.count == 0) return;
+    if (share.part == share.all) return;
     add_text(of, " · ");
-    add_runs(of, lost, say_("未通过", "lost") + " " + std::to_string(lost.count));
+    const std::int64_t count = share.all - share.part;
+    add_runs(of, count, lost, say_("未通过", "lost") + " " + std::to_string(count));
+  }
+
+  void add_first_yield(pugi::xml_node tiles, const char* figure, const std::string& name, const Share& share,
+                       const std::vector<std::string>& verdicts) {
+    RunFilter first = runs_ended(verdicts);
+    first.is_first = true;
+    RunFilter lost = first;
+    lost.at_once = false;
+    add_yield(tiles, figure, name, share, first, lost);
   }
 
   void add_tiles() {
     pugi::xml_node tiles = add(to_, "div", {}, "tiles");
-    const std::int64_t first_lost = figures_.first_pass.all - figures_.first_pass.part;
-    FoundRuns lost = figures_.first_lost;
-    if (lost.count != first_lost) lost = {};  // they are of the strict one
-    add_yield(tiles, "first_pass_yield", say_("一次合格率", "First-pass yield"), figures_.first_pass, lost);
-    add_yield(tiles, "first_pass_yield_strict", say_("一次合格率（严格）", "First-pass yield, strict"),
-              figures_.first_pass_strict, figures_.first_lost);
-    add_yield(tiles, "final_yield", say_("最终合格率", "Final yield"), figures_.final,
-              figures_.last_not_passed);
+    add_first_yield(tiles, "first_pass_yield", say_("一次合格率", "First-pass yield"), figures_.first_pass,
+                    kJudged);
+    add_first_yield(tiles, "first_pass_yield_strict", say_("一次合格率（严格）", "First-pass yield, strict"),
+                    figures_.first_pass_strict, kEnded);
+    RunFilter last = all_runs();
+    last.is_last = true;
+    RunFilter lost = last;
+    lost.verdicts = kNotPassedYet;
+    add_yield(tiles, "final_yield", say_("最终合格率", "Final yield"), figures_.final, last, lost);
     pugi::xml_node runs = add_tile(tiles, "runs", say_("运行次数", "Runs"), "");
-    add_link(runs.child("b"), verdict_link(""), std::to_string(figures_.runs));
-    pugi::xml_node of = add(runs, "span", std::to_string(figures_.units) + " " + say_("块板", "units"), "of");
+    add_runs(runs.child("b"), figures_.runs, all_runs());
+    pugi::xml_node of = add(runs, "span", {}, "of");
+    add_runs(of, figures_.units, last, std::to_string(figures_.units) + " " + say_("块板", "units"));
     if (figures_.check_runs == 0) return;
     add_text(of, " · ");
-    add_link(of, links_.window ? links_.window("check", "") : "",
-             say_("另有点检", "besides checks") + " " + std::to_string(figures_.check_runs), "runs");
+    RunFilter checks = all_runs();
+    checks.kind = "check";
+    add_runs(of, figures_.check_runs, checks,
+             say_("另有点检", "besides checks") + " " + std::to_string(figures_.check_runs));
   }
 
   void add_verdicts(pugi::xml_node to) {
@@ -144,17 +186,15 @@ class FiguresPage {
       pugi::xml_node row = add(body, "tr");
       set(row, "data-verdict", name);
       add_verdict(add(row, "td"), is_open ? std::nullopt : std::optional(name), say_);
-      pugi::xml_node number = add(row, "td", {}, "number");
-      if (is_open)
-        add_runs(number, figures_.verdicts.at(""));
-      else
-        add_link(number, count > 0 ? verdict_link(name) : "", std::to_string(count), "runs");
+      add_runs(add(row, "td", {}, "number"), count, runs_ended({name}));
       add(row, "td", share_text({count, figures_.runs}), "number");
     }
     pugi::xml_node row = add(body, "tr");
     set(row, "data-verdict", "retried");
     add(row, "td", say_("其中有重测", "of these retried"), "nothing");
-    add_runs(add(row, "td", {}, "number"), figures_.retried);
+    RunFilter retried = all_runs();
+    retried.retried = true;
+    add_runs(add(row, "td", {}, "number"), figures_.retried.count, retried);
     add(row, "td", share_text({figures_.retried.count, figures_.runs - runs_with("")}), "number");
   }
 
@@ -185,6 +225,12 @@ class FiguresPage {
     add(cell, "div", outcomes + (numbers.empty() ? "" : " · " + numbers), "small");
   }
 
+  RunFilter runs_of_kind(const FailureKind& kind) const {
+    RunFilter filter = runs_of_step(kind.plan, kind.step, kind.words ? "lost" : "silent");
+    if (kind.words) filter.step->words = words_id(*kind.words);
+    return filter;
+  }
+
   // How many of each kind of failure there are, and all together.
   std::pair<std::vector<std::int64_t>, std::int64_t> failure_counts() const {
     std::vector<std::int64_t> counts;
@@ -199,7 +245,9 @@ class FiguresPage {
   void add_pareto_plot(pugi::xml_node to) {
     const auto [counts, all] = failure_counts();
     if (all == 0) return;
-    add_pareto(add_section(to, say_("帕累托图", "Pareto of failures"), "pareto"), counts, all);
+    const auto link = [this](std::size_t kind) { return link_(runs_of_kind(figures_.failures[kind])); };
+    add_pareto(add_section(to, say_("帕累托图", "Pareto of failures"), "pareto"), counts, all,
+               link_ ? BarLink(link) : nullptr);
   }
 
   void add_failures() {
@@ -225,7 +273,7 @@ class FiguresPage {
       pugi::xml_node row = add(body, "tr");
       set(row, "data-step", kind.step);
       add(row, "td", std::to_string(i + 1), "number");
-      add_runs(add(row, "td", {}, "number"), kind.runs);
+      add_runs(add(row, "td", {}, "number"), kind.runs.count, runs_of_kind(kind));
       add(row, "td", share_text({kind.runs.count, ended}), "number");
       add(row, "td", share_text({sum += kind.runs.count, all}), "number");
       add(row, "td", kind.plan, "name");
@@ -261,8 +309,11 @@ class FiguresPage {
       if (slot.is_marked) set(row, "data-marked", "true");
       add(row, "td", slot.station);
       add(row, "td", slot.slot.value_or("–"));
-      add(row, "td", std::to_string(slot.runs), "number");
-      add_runs(add(row, "td", {}, "number"), slot.not_passed);
+      RunFilter ended = runs_ended(kEnded), not_passed = runs_ended(kNotPassed);
+      ended.station = not_passed.station = slot.station;
+      ended.slot = not_passed.slot = slot.slot.value_or("");
+      add_runs(add(row, "td", {}, "number"), slot.runs, ended);
+      add_runs(add(row, "td", {}, "number"), slot.not_passed.count, not_passed);
       add(row, "td", share_text(share), "number");
       add_bar(add(row, "td", {}, "of-bar"), share.value().value_or(0) / most,
               slot.others.all > 0 ? *slot.others.value() / most : -1);
@@ -276,6 +327,21 @@ class FiguresPage {
              "The stroke is the other slots' share; p is that of Fisher's exact test, two-sided: marked "
              "below 0.01."),
         "note");
+  }
+
+  void add_step_numbers(pugi::xml_node row, const StepFigures& step) {
+    const auto add_number = [&](std::int64_t runs, const char* attempt, const std::string& text) {
+      add_runs(add(row, "td", {}, "number"), runs, runs_of_step(step.plan, step.step, attempt), text);
+    };
+    const auto failed = step.outcomes.find("failed");
+    const Share share{failed == step.outcomes.end() ? 0 : failed->second, step.attempts};
+    add_number(step.runs, "", std::to_string(step.runs));
+    add_number(step.runs, "", std::to_string(step.attempts));
+    add_number(step.failed.count, "failed", share_text(share));
+    add_number(step.not_passed.count, "not_passed", std::to_string(step.not_passed.count));
+    add_number(step.retried.count, "repeated", std::to_string(step.retried.count));
+    add(row, "td", seconds_or_dash(step.median), "number");
+    add(row, "td", seconds_or_dash(step.percentile_95), "number");
   }
 
   void add_steps() {
@@ -296,19 +362,11 @@ class FiguresPage {
     for (const StepFigures& step : figures_.steps)
       longest = std::max(longest, step.percentile_95.value_or(0));
     for (const StepFigures& step : figures_.steps) {
-      const auto failed = step.outcomes.find("failed");
       pugi::xml_node row = add(body, "tr");
       set(row, "data-step", step.step);
       add(row, "td", step.plan, "name");
       add(row, "td", std::to_string(step.index + 1) + " " + step.step, "name");
-      add(row, "td", std::to_string(step.runs), "number");
-      add(row, "td", std::to_string(step.attempts), "number");
-      add(row, "td", share_text({failed == step.outcomes.end() ? 0 : failed->second, step.attempts}),
-          "number");
-      add_runs(add(row, "td", {}, "number"), step.not_passed);
-      add_runs(add(row, "td", {}, "number"), step.retried);
-      add(row, "td", seconds_or_dash(step.median), "number");
-      add(row, "td", seconds_or_dash(step.percentile_95), "number");
+      add_step_numbers(row, step);
       pugi::xml_node bar = add(row, "td", {}, "of-bar");
       if (longest > 0)
         add_bar(bar, step.percentile_95.value_or(0) / longest, step.median.value_or(0) / longest);
@@ -333,7 +391,8 @@ class FiguresPage {
     set(card, "data-measurement", one.name);
     add(card, "h3", one.step + ": " + one.name + (one.unit ? " (" + *one.unit + ")" : ""));
     add(card, "div", one.plan, "small");
-    add_histogram(card, one, links_.runs);
+    const auto link = [&](std::size_t bar) { return link_(runs_of_bar(one, bar)); };
+    add_histogram(card, one, link_ ? BarLink(link) : nullptr);
     pugi::xml_node facts = add(card, "table", {}, "facts");
     const auto add_fact = [&facts](const std::string& name, const std::string& value) {
       pugi::xml_node row = add(facts, "tr");
@@ -341,8 +400,9 @@ class FiguresPage {
       return add(row, "td", value);
     };
     add_fact(say_("限值", "Limits"), number_or_dash(one.low) + " … " + number_or_dash(one.high));
-    add_fact(say_("数量", "Values"), std::to_string(one.values) + outside_text(one));
-    add_runs(add_fact(say_("超限的运行", "Runs outside"), ""), one.outside);
+    add_values(add_fact(say_("数量", "Values"), ""), one);
+    add_runs(add_fact(say_("超限的运行", "Runs outside"), ""), one.outside.count,
+             runs_measured(one, "outside"));
     add_fact(say_("平均值 ± 标准差", "Mean ± deviation"),
              number_or_dash(one.mean) + " ± " + number_or_dash(one.deviation));
     add_fact(say_("最小 … 最大", "Least … most"),
@@ -351,15 +411,38 @@ class FiguresPage {
     add_warnings(card, one);
   }
 
-  std::string outside_text(const MeasurementFigures& one) const {
-    std::string text;
-    const auto add_count = [&text](std::int64_t count, const std::string& what) {
-      if (count > 0) text += ", " + std::to_string(count) + " " + what;
+  RunFilter runs_measured(const MeasurementFigures& one, const std::string& outcome) const {
+    RunFilter filter = runs_of_step(one.plan, one.step);
+    MeasuredFilter measured;
+    measured.name = one.name;
+    measured.unit = one.unit.value_or("");
+    measured.low = one.low;
+    measured.high = one.high;
+    measured.outcome = outcome;
+    filter.measured = measured;
+    return filter;
+  }
+
+  RunFilter runs_of_bar(const MeasurementFigures& one, std::size_t bar) const {
+    RunFilter filter = runs_measured(one, "found");
+    filter.measured->at_least = one.histogram[bar].from;
+    const bool is_last = bar + 1 == one.histogram.size();
+    (is_last ? filter.measured->at_most : filter.measured->below) = one.histogram[bar].to;
+    return filter;
+  }
+
+  // How many values there are, and how many are not as they should be.
+  void add_values(pugi::xml_node cell, const MeasurementFigures& one) {
+    add_runs(cell, one.runs, runs_measured(one, "found"), std::to_string(one.values));
+    const auto add_count = [&](std::int64_t values, std::int64_t runs, const std::string& outcome) {
+      if (values == 0) return;
+      add_text(cell, ", ");
+      add_runs(cell, runs, runs_measured(one, outcome),
+               std::to_string(values) + " " + measured_words(outcome, say_));
     };
-    add_count(one.too_low, measured_words("low", say_));
-    add_count(one.too_high, measured_words("high", say_));
-    add_count(one.not_found, measured_words("not_found", say_));
-    return text;
+    add_count(one.too_low, one.too_low_runs, "low");
+    add_count(one.too_high, one.too_high_runs, "high");
+    add_count(one.not_found, one.not_found_runs, "not_found");
   }
 
   std::string capability_text(const MeasurementFigures& one) const {
@@ -390,13 +473,13 @@ class FiguresPage {
   pugi::xml_node to_;
   const Figures& figures_;
   Wording say_;
-  const FigureLinks& links_;
+  const RunsLink& link_;
 };
 
 }  // namespace
 
-void add_figures(pugi::xml_node to, const Figures& figures, Wording say, const FigureLinks& links) {
-  FiguresPage(to, figures, say, links).add_all();
+void add_figures(pugi::xml_node to, const Figures& figures, Wording say, const RunsLink& link) {
+  FiguresPage(to, figures, say, link).add_all();
 }
 
 }  // namespace t1station

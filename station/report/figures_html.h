@@ -1,23 +1,21 @@
 // The figures of a line as tables and plots of a page.
 #pragma once
 
+#include <functional>
 #include <pugixml.hpp>
 #include <string>
 
 #include "station/figures/figures.h"
+#include "station/records/run_filter.h"
 #include "station/report/html.h"
-#include "station/report/plots.h"
 
 namespace t1station {
 
-/// Where figures lead to; on paper nowhere.
-struct FigureLinks {
-  RunsLink runs;  ///< the runs with these ids
-  /// All runs of the window of a kind, "production" or "check", and a verdict; "": whatever it is.
-  std::function<std::string(const std::string& kind, const std::string& verdict)> window;
-};
+/// The address of a list of runs.
+using RunsLink = std::function<std::string(const RunFilter& filter)>;
 
-/// Adds all figures, each with a link to its runs where `links` has one.
-void add_figures(pugi::xml_node to, const Figures& figures, Wording say, const FigureLinks& links);
+/// Adds all figures. Each number is a link to its runs, whose attribute data-runs says how many these are; on
+/// paper, without `link`, none is.
+void add_figures(pugi::xml_node to, const Figures& figures, Wording say, const RunsLink& link);
 
 }  // namespace t1station

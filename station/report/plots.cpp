@@ -116,18 +116,22 @@ void add_limit(pugi::xml_node drawing, const Scale& x, double limit) {
   add_label(drawing, x(limit), 14, number_text(limit), anchor, "limit-label");
 }
 
+// Where a bar is drawn that leads to so many runs.
+pugi::xml_node linked(pugi::xml_node drawing, const std::string& target, std::int64_t runs) {
+  if (target.empty()) return drawing;
+  pugi::xml_node link = add(drawing, "a");
+  set(link, "href", target);
+  set(link, "data-runs", std::to_string(runs));
+  return link;
+}
+
 void add_histogram_bar(pugi::xml_node drawing, const HistogramBar& bar, const Scale& x, const Scale& y,
-                       const MeasurementFigures& measurement, const RunsLink& link) {
+                       const MeasurementFigures& measurement, const std::string& target) {
   if (bar.values == 0) return;
   const double middle = (bar.from + bar.to) / 2;
   const bool is_outside =
       (measurement.low && middle < *measurement.low) || (measurement.high && middle > *measurement.high);
-  pugi::xml_node place = drawing;
-  const std::string target = link ? link(bar.ids, bar.values) : std::string();
-  if (!target.empty()) {
-    place = add(drawing, "a");
-    set(place, "href", target);
-  }
+  const pugi::xml_node place = linked(drawing, target, bar.runs);
   const auto values = static_cast<double>(bar.values);
   const double width = bar.to > bar.from ? x(bar.to) - x(bar.from) : 12;
   const double left = bar.to > bar.from ? x(bar.from) : x(bar.from) - 6;
@@ -164,7 +168,8 @@ void add_stack(pugi::xml_node to, const std::vector<std::pair<std::string, std::
   }
 }
 
-void add_pareto(pugi::xml_node to, const std::vector<std::int64_t>& counts, std::int64_t all) {
+void add_pareto(pugi::xml_node to, const std::vector<std::int64_t>& counts, std::int64_t all,
+                const BarLink& link) {
   constexpr std::size_t kMostBars = 12;
   if (counts.empty() || all == 0) return;
   const std::size_t bars = std::min(counts.size(), kMostBars);
@@ -183,8 +188,8 @@ void add_pareto(pugi::xml_node to, const std::vector<std::int64_t>& counts, std:
   for (std::size_t i = 0; i < bars; ++i) {
     const double middle = x(static_cast<double>(i) + 0.5);
     const auto count = static_cast<double>(counts[i]);
-    pugi::xml_node box =
-        add_box(drawing, middle - width / 2, y(count), width, y(0) - y(count), "column outside");
+    pugi::xml_node box = add_box(linked(drawing, link ? link(i) : "", counts[i]), middle - width / 2,
+                                 y(count), width, y(0) - y(count), "column outside");
     add(box, "title", std::to_string(counts[i]));
     add_label(drawing, middle, kHeight - kBottom + 16, std::to_string(i + 1), "middle");
     sum += counts[i];
@@ -198,7 +203,7 @@ void add_pareto(pugi::xml_node to, const std::vector<std::int64_t>& counts, std:
   set(add(drawing, "polyline", {}, "together"), "points", points);
 }
 
-void add_histogram(pugi::xml_node to, const MeasurementFigures& measurement, const RunsLink& link) {
+void add_histogram(pugi::xml_node to, const MeasurementFigures& measurement, const BarLink& link) {
   if (measurement.histogram.empty()) return;
   std::int64_t most = 1;
   for (const HistogramBar& bar : measurement.histogram) most = std::max(most, bar.values);
@@ -213,8 +218,8 @@ void add_histogram(pugi::xml_node to, const MeasurementFigures& measurement, con
     add_line(drawing, x(tick), kHeight - kBottom, x(tick), kHeight - kBottom + 4, "axis");
     add_label(drawing, x(tick), kHeight - kBottom + 17, number_text(tick), "middle");
   }
-  for (const HistogramBar& bar : measurement.histogram) {
-    add_histogram_bar(drawing, bar, x, y, measurement, link);
+  for (std::size_t bar = 0; bar < measurement.histogram.size(); ++bar) {
+    add_histogram_bar(drawing, measurement.histogram[bar], x, y, measurement, link ? link(bar) : "");
   }
   if (measurement.mean && *measurement.mean >= x.low && *measurement.mean <= x.high) {
     add_line(drawing, x(*measurement.mean), kTop, x(*measurement.mean), kHeight - kBottom, "mean");

@@ -13,8 +13,8 @@
 
 namespace t1station {
 
-/// What the runs with these ids are reached by: an address, or nothing in a report on paper.
-using RunsLink = std::function<std::string(const std::vector<std::string>& ids, std::int64_t of)>;
+/// Where the runs of a bar, counted from 0, are: an address; "" for nowhere. On paper there is none at all.
+using BarLink = std::function<std::string(std::size_t bar)>;
 
 /// A number as people read it, with at most five digits that count.
 std::string number_text(double number);
@@ -27,9 +27,10 @@ void add_stack(pugi::xml_node to, const std::vector<std::pair<std::string, std::
 
 /// Adds a Pareto chart: numbered bars, the highest first, and the line of what they make together; `all` is
 /// the height of both.
-void add_pareto(pugi::xml_node to, const std::vector<std::int64_t>& counts, std::int64_t all);
+void add_pareto(pugi::xml_node to, const std::vector<std::int64_t>& counts, std::int64_t all,
+                const BarLink& link);
 
 /// Adds a measurement's histogram with its limits and its mean.
-void add_histogram(pugi::xml_node to, const MeasurementFigures& measurement, const RunsLink& link);
+void add_histogram(pugi::xml_node to, const MeasurementFigures& measurement, const BarLink& link);
 
 }  // namespace t1station

@@ -64,7 +64,7 @@ std::string window_html(const Figures& figures, RecordsReader& records, const st
   pugi::xml_node title = add(add(body, "div", {}, "title"), "div");
   add(title, "h1", say("测试线报告", "Report of the line"));
   add_window(title, figures.window, say);
-  add_figures(body, figures, say, {});
+  add_figures(body, figures, say, nullptr);
   add_not_passed(body, figures, records, say);
   add(body, "h2", say("记录", "Record"));
   pugi::xml_node made_at = add(body, "p", say("生成时间", "Made at") + " ", "small");

@@ -1,7 +1,6 @@
 #include "station/web/asked.h"
 
 #include "station/records/reader.h"
-#include "station/records/records.h"
 #include "station/text/text.h"
 
 namespace t1station {
@@ -18,12 +17,6 @@ std::optional<std::string> asked_time(const Call& call, const std::string& name)
   const std::optional<std::string> time = whole_time(*word);
   if (time) return time;
   throw WebError(400, in_quotes(name) + " is 2026-11-22 or 2026-11-22T03:17:12.345Z, in UTC");
-}
-
-std::optional<std::string> asked_verdict(const Call& call) {
-  const std::optional<std::string> verdict = asked(call, "verdict");
-  if (!verdict || verdict_named(*verdict)) return verdict;
-  throw WebError(400, "\"verdict\" is passed, failed, error, stopped or interrupted");
 }
 
 }  // namespace t1station

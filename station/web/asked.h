@@ -14,7 +14,4 @@ std::optional<std::string> asked(const Call& call, const std::string& name);
 /// The same as a time of the records. Throws WebError, 400, for what is none.
 std::optional<std::string> asked_time(const Call& call, const std::string& name);
 
-/// The same as a verdict's name. Throws WebError, 400, for what is none.
-std::optional<std::string> asked_verdict(const Call& call);
-
 }  // namespace t1station

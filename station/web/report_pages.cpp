@@ -9,19 +9,19 @@
 #include "station/figures/records_figures.h"
 #include "station/records/records.h"
 #include "station/report/figures_html.h"
+#include "station/report/plots.h"
 #include "station/report/report_style.h"
 #include "station/report/run_html.h"
 #include "station/report/verdict_words.h"
 #include "station/report/window_html.h"
 #include "station/web/asked.h"
+#include "station/web/run_question.h"
 
 namespace t1station {
 namespace {
 
 constexpr int kRunsOnAPage = 100;
 constexpr auto kWindowByDefault = std::chrono::days(7);
-
-using QueryValues = std::vector<std::pair<std::string, std::optional<std::string>>>;
 
 /// A page that begins with the line's name and the ways to the other pages.
 class Page {
@@ -189,81 +189,113 @@ void add_window_form(pugi::xml_node to, const Figures& figures, Wording say) {
   set(add(zone, "span", "UTC"), "id", "zone");
 }
 
-RunFilter asked_filter(const Call& call) {
-  RunFilter filter;
-  filter.serial = asked(call, "serial");
-  filter.verdict = asked_verdict(call);
-  filter.plan = asked(call, "plan");
-  filter.kind = asked(call, "kind");
-  if (filter.kind && filter.kind != "production" && filter.kind != "check") {
-    throw WebError(400, "\"kind\" is production or check");
-  }
-  filter.from = asked_time(call, "from");
-  filter.to = asked_time(call, "to");
-  filter.before = asked(call, "before");
-  filter.newest_first = true;
-  return filter;
-}
+/// What a list of runs is of, in words.
+class FilterWords {
+ public:
+  explicit FilterWords(Wording say) : say_(say) {}
 
-// The runs whose ids stand in the query with commas between; ids of no run are left out.
-std::vector<StoredRun> named_runs(RecordsReader& records, std::string_view ids) {
-  std::vector<StoredRun> runs;
-  while (!ids.empty() && runs.size() < static_cast<std::size_t>(kRunsOnAPage)) {
-    const std::size_t end = std::min(ids.find(','), ids.size());
-    RunFilter filter;
-    filter.id = std::string(ids.substr(0, end));
-    records.for_each_row(filter, [&runs](const StoredRun& run) { runs.push_back(run); });
-    ids.remove_prefix(std::min(end + 1, ids.size()));
+  std::string of(const RunFilter& filter) {
+    if (filter.serial) add(say_("序列号", "Serial number") + " " + *filter.serial);
+    if (filter.serial_part) add(say_("序列号含", "Serial number with") + " " + *filter.serial_part);
+    if (filter.kind) add(*filter.kind == "check" ? say_("点检", "checks") : say_("生产", "production"));
+    if (filter.verdicts.size() > 1) add(verdicts_of(filter.verdicts));
+    if (filter.station) add(say_("测试站", "station") + " " + *filter.station);
+    if (filter.slot)
+      add(filter.slot->empty() ? say_("无工位", "no slot") : say_("工位", "slot") + " " + *filter.slot);
+    if (filter.is_first) add(say_("每块板的第一次运行", "each unit's first run"));
+    if (filter.is_last) add(say_("每块板的最后一次运行", "each unit's last run"));
+    if (filter.retried) add(*filter.retried ? say_("有重测", "retried") : say_("无重测", "not retried"));
+    if (filter.at_once)
+      add(*filter.at_once ? say_("一次合格", "passed at once") : say_("非一次合格", "not passed at once"));
+    if (filter.step) add_step(*filter.step);
+    if (filter.measured) add_measured(*filter.measured);
+    return words_;
   }
-  return runs;
-}
 
-// What the list is of, in words.
-void add_filter(pugi::xml_node to, const Call& call, const RunFilter& filter, Wording say) {
+ private:
+  void add(const std::string& words) { words_ += (words_.empty() ? "" : " · ") + words; }
+
+  std::string verdicts_of(const std::vector<std::string>& verdicts) {
+    std::string words;
+    for (const std::string& verdict : verdicts) {
+      const bool is_open = verdict == "open";
+      words +=
+          (words.empty() ? "" : " / ") + verdict_words(is_open ? std::nullopt : std::optional(verdict), say_);
+    }
+    return words;
+  }
+
+  void add_step(const StepFilter& step) {
+    std::string words = say_("步骤", "step") + " " + step.name;
+    if (step.attempt == "not_passed") {
+      words += ": " + say_("有一次未合格", "an attempt did not pass");
+    } else if (step.attempt == "repeated") {
+      words += ": " + say_("有重测", "tried again");
+    } else if (step.attempt == "lost") {
+      words += ": " + say_("最后一次未合格", "its last attempt did not pass") +
+               (step.words ? say_("，说明相同", ", with the same words") : "");
+    } else if (step.attempt == "silent") {
+      words += ": " + say_("最后一次未合格，无说明", "its last attempt did not pass, without words");
+    } else if (!step.attempt.empty()) {
+      words += ": " + say_("有一次", "an attempt") + " " + outcome_words(step.attempt, say_);
+    }
+    add(words);
+  }
+
+  void add_measured(const MeasuredFilter& measured) {
+    std::string words = measured.name;
+    if (measured.outcome == "outside") {
+      words += " " + say_("超限", "outside its limits");
+    } else if (!measured.outcome.empty() && measured.outcome != "found") {
+      words += " " + measured_words(measured.outcome, say_);
+    }
+    if (measured.at_least) words += " ≥ " + number_text(*measured.at_least);
+    if (measured.below) words += " < " + number_text(*measured.below);
+    if (measured.at_most) words += " ≤ " + number_text(*measured.at_most);
+    add(words + (measured.unit.empty() ? "" : " " + measured.unit));
+  }
+
+  Wording say_;
+  std::string words_;
+};
+
+void add_filter(pugi::xml_node to, const RunFilter& filter, Wording say) {
   if (filter.from || filter.to || filter.plan) add_window(to, {filter.from, filter.to, filter.plan}, say);
-  std::string words;
-  if (filter.serial) words += say("序列号", "Serial number") + " " + *filter.serial;
-  if (filter.kind)
-    words += std::string(words.empty() ? "" : " · ") +
-             (*filter.kind == "check" ? say("点检", "checks") : say("生产", "production"));
-  const std::optional<std::string> of = asked(call, "of");
-  const bool is_number = of && of->size() < 12 && std::all_of(of->begin(), of->end(), [](char digit) {
-                           return digit >= '0' && digit <= '9';
-                         });
-  if (is_number) words += say("共 " + *of + "，最新的在此", "the newest of " + *of);
+  const std::string words = FilterWords(say).of(filter);
   if (!words.empty()) add(to, "p", words);
 }
 
 WebAnswer run_list(Page& page, const Call& call, Subject& subject) {
-  refuse_other_names(call.target,
-                     {"serial", "verdict", "plan", "kind", "from", "to", "before", "ids", "of", "language"});
-  RunFilter filter = asked_filter(call);
-  filter.limit = kRunsOnAPage;
+  RunFilter filter = asked_runs(call, {"language"});
+  filter.limit = kRunsOnAPage + 1;
   const Wording say = page.say();
-  RecordsReader records(subject.records_file());
   std::vector<StoredRun> runs;
-  const std::optional<std::string> ids = asked(call, "ids");
-  if (ids)
-    runs = named_runs(records, *ids);
-  else
-    records.for_each_row(filter, [&runs](const StoredRun& run) { runs.push_back(run); });
+  RecordsReader(subject.records_file()).for_each_row(filter, [&runs](const StoredRun& run) {
+    runs.push_back(run);
+  });
+  const bool has_more = runs.size() > static_cast<std::size_t>(kRunsOnAPage);
+  if (has_more) runs.pop_back();
 
   pugi::xml_node title = add(page.main(), "div", {}, "title");
   pugi::xml_node left = add(title, "div");
-  add(left, "h1", say("运行记录", "Runs"));
-  add_filter(left, call, filter, say);
-  if (filter.verdict) add_verdict(title, filter.verdict, say, "large");
+  const bool is_whole = !has_more && !filter.before;
+  add(left, "h1", say("运行记录", "Runs") + (is_whole ? ": " + std::to_string(runs.size()) : ""));
+  add_filter(left, filter, say);
+  if (filter.verdicts.size() == 1) {
+    const std::string& verdict = filter.verdicts.front();
+    add_verdict(title, verdict == "open" ? std::nullopt : std::optional(verdict), say, "large");
+  }
   if (runs.empty()) {
     add(page.main(), "p", say("没有这样的运行。", "There are no such runs."), "nothing");
   } else {
     add_runs_table(page.main(), runs, say, [&page](const std::string& id) { return page.run_address(id); });
   }
-  if (!ids && runs.size() == static_cast<std::size_t>(kRunsOnAPage)) {
+  if (has_more) {
+    QueryValues question = question_of(filter);
+    question.emplace_back("before", runs.back().id);
     pugi::xml_node more = add(page.main(), "p");
-    const QueryValues query{{"serial", filter.serial}, {"verdict", filter.verdict}, {"plan", filter.plan},
-                            {"kind", filter.kind},     {"from", filter.from},       {"to", filter.to},
-                            {"before", runs.back().id}};
-    set(add_link(more, page.address("/runs", query), say("更早的 →", "Older →")), "id", "older");
+    set(add_link(more, page.address("/runs", std::move(question)), say("更早的 →", "Older →")), "id",
+        "older");
   }
   return page.answer(say("运行记录", "Runs"));
 }
@@ -279,20 +311,8 @@ WebAnswer show_results(const Call& call, Subject& subject) {
     pugi::xml_node title = add(page.main(), "div");
     add(title, "h1", say("测试结果：", "Results of ") + page.station());
     add_window(title, figures.window, say);
-    FigureLinks links;
-    links.runs = [&page](const std::vector<std::string>& ids, std::int64_t of) {
-      std::string all;
-      for (const std::string& id : ids) all += (all.empty() ? "" : ",") + id;
-      return page.address("/runs", {{"ids", all}, {"of", std::to_string(of)}});
-    };
-    links.window = [&](const std::string& kind, const std::string& verdict) {
-      return page.address("/runs", {{"verdict", verdict.empty() ? std::nullopt : std::optional(verdict)},
-                                    {"kind", kind},
-                                    {"plan", figures.window.plan},
-                                    {"from", figures.window.from},
-                                    {"to", figures.window.to}});
-    };
-    add_figures(page.main(), figures, say, links);
+    add_figures(page.main(), figures, say,
+                [&page](const RunFilter& filter) { return page.address("/runs", question_of(filter)); });
     return page.answer(say("结果", "Results"));
   });
 }

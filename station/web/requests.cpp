@@ -17,6 +17,7 @@
 #include "station/web/json_body.h"
 #include "station/web/pages.h"
 #include "station/web/report_pages.h"
+#include "station/web/run_question.h"
 
 namespace t1station {
 namespace {
@@ -77,15 +78,8 @@ WebAnswer show_session(const Call& call, Subject& /*subject*/) {
 }
 
 WebAnswer show_runs(const Call& call, Subject& subject) {
-  refuse_other_names(call.target, {"serial", "verdict", "from", "to", "limit", "before"});
-  RunFilter filter;
-  filter.serial = asked(call, "serial");
-  filter.verdict = asked_verdict(call);
-  filter.from = asked_time(call, "from");
-  filter.to = asked_time(call, "to");
-  filter.before = asked(call, "before");
+  RunFilter filter = asked_runs(call, {"limit"});
   filter.limit = asked_limit(call);
-  filter.newest_first = true;
   RecordsReader records(subject.records_file());
   return json_answer(runs_document(records, filter));
 }

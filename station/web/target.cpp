@@ -73,7 +73,7 @@ Target parse_target(std::string_view target) {
   return parsed;
 }
 
-void refuse_other_names(const Target& target, std::initializer_list<std::string_view> names) {
+void refuse_other_names(const Target& target, std::span<const std::string_view> names) {
   for (const auto& [name, value] : target.query) {
     if (std::find(names.begin(), names.end(), name) == names.end())
       refuse_target("what is \"" + name + "\"?");

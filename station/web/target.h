@@ -3,6 +3,7 @@
 
 #include <initializer_list>
 #include <map>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,6 +21,9 @@ struct Target {
 Target parse_target(std::string_view target);
 
 /// Throws WebError when a query has other names than these.
-void refuse_other_names(const Target& target, std::initializer_list<std::string_view> names);
+void refuse_other_names(const Target& target, std::span<const std::string_view> names);
+inline void refuse_other_names(const Target& target, std::initializer_list<std::string_view> names) {
+  refuse_other_names(target, std::span(names.begin(), names.size()));
+}
 
 }  // namespace t1station

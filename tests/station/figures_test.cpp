@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <random>
+#include <regex>
+#include <set>
 
 #include "station/figures/records_figures.h"
 #include "station/records/records.h"
@@ -17,6 +19,7 @@
 #include "tests/harness/own_directory.h"
 #include "tests/station/figures_model.h"
 #include "tests/station/records_support.h"
+#include "tests/station/web_line.h"
 
 namespace {
 
@@ -176,6 +179,36 @@ TEST_F(FiguresTest, ThousandsOfRandomHistoriesGiveWhatLoopsOverTheirRunsGive) {
 json kept_figures_of(const std::string& file, const Window& window) {
   return json::parse(
       t1station::figures_json(t1station::find_figures(file, {window.from, window.to, window.plan}, 1)));
+}
+
+/// The lists of runs that a page's numbers lead to, and how many runs each must have.
+std::vector<std::pair<std::string, std::size_t>> lists_of(const std::string& page) {
+  static const std::regex link(R"lit(<a [^>]*href="(/runs\?[^"]*)" data-runs="(\d+)">)lit");
+  std::vector<std::pair<std::string, std::size_t>> lists;
+  for (std::sregex_iterator found(page.begin(), page.end(), link), end; found != end; ++found) {
+    lists.emplace_back(std::regex_replace((*found)[1].str(), std::regex("&amp;"), "&"),
+                       std::stoul((*found)[2]));
+  }
+  return lists;
+}
+
+TEST_F(FiguresTest, EachNumberOfThePageLeadsToExactlyItsRuns) {
+  std::set<std::string> kinds;  // of links: the names in their questions
+  for (unsigned seed = 1; seed <= 30; ++seed) {
+    RandomLine line(seed);
+    WebLine at_work;
+    at_work.start();
+    store(at_work.file.records, line.runs());
+    const Window window = seed % 3 == 0 ? Window() : line.window();
+    const std::string asked = "from=" + window.from.value_or("") + "&to=" + window.to.value_or("") +
+                              "&plan=" + window.plan.value_or("");
+    for (const auto& [list, runs] : lists_of(at_work.get("/results?" + asked).body)) {
+      EXPECT_EQ(at_work.json("/api" + list + "&limit=1000")["runs"].size(), runs)
+          << "seed " << seed << " " << list;
+      kinds.insert(std::regex_replace(list, std::regex("=[^&]*"), ""));
+    }
+  }
+  EXPECT_GT(kinds.size(), 40U) << "figures of every kind were there";
 }
 
 TEST_F(FiguresTest, KeptDaysAlwaysSayWhatTheRunsSay) {

@@ -7,6 +7,7 @@
 
 #include "station/app/app.h"
 #include "station/report/figures_html.h"
+#include "station/report/plots.h"
 #include "station/report/run_html.h"
 #include "tests/station/records_support.h"
 #include "tests/station/scripted_link.h"
@@ -25,9 +26,9 @@ using testing::Not;
 constexpr const char* kHostile = "</td><script>alert(1)</script> & \"'>\n<b>=1\x1b[2J";
 constexpr const char* kHarmless = "</td><script>alert(1)</script> & \"'>\n<b>=1\xEF\xBF\xBD[2J";
 
-std::string html_of(const Figures& figures, const t1station::FigureLinks& links = {}) {
+std::string html_of(const Figures& figures, const t1station::RunsLink& link = nullptr) {
   pugi::xml_document document;
-  t1station::add_figures(t1station::add(document, "main"), figures, t1station::Wording(Language::en), links);
+  t1station::add_figures(t1station::add(document, "main"), figures, t1station::Wording(Language::en), link);
   return t1station::html_text(document);
 }
 
@@ -102,12 +103,13 @@ TEST(ReportTest, WhateverStandsInTheRecordsStaysText) {
   figures.slots.resize(1);
   figures.slots[0].station = kHostile;
   figures.slots[0].slot = kHostile;
-  figures.measurements.push_back(measured_as({{1, 2, 3, {kHostile}}}, 0, 3));
+  figures.measurements.push_back(measured_as({{1, 2, 3, 1, {kHostile}}}, 0, 3));
   figures.measurements[0].plan = figures.measurements[0].step = figures.measurements[0].name = kHostile;
   figures.measurements[0].unit = kHostile;
-  t1station::FigureLinks links;
-  links.runs = [](const std::vector<std::string>& ids, std::int64_t) { return "/runs?ids=" + ids.at(0); };
-  ASSERT_TRUE(page.load_string(html_of(figures, links).c_str()));
+  const auto link = [](const t1station::RunFilter& filter) {
+    return "/runs?plan=" + filter.plan.value_or("");
+  };
+  ASSERT_TRUE(page.load_string(html_of(figures, link).c_str()));
   EXPECT_EQ(page.select_nodes("//script").size(), 0U);
   EXPECT_GE(times_found(page, kHarmless), 14);
 }
@@ -124,7 +126,7 @@ TEST(ReportTest, NumbersOfABoardsWordsAreShownApartWhereTheyDiffer) {
 }
 
 TEST(ReportTest, AHistogramShowsLimitsWhereTheyAreAndFarOnesBesideIt) {
-  const std::vector<t1station::HistogramBar> bars{{40, 41, 3, {}}, {41, 42, 0, {}}, {42, 43, 7, {}}};
+  const std::vector<t1station::HistogramBar> bars{{40, 41, 3, 3, {}}, {41, 42, 0, 0, {}}, {42, 43, 7, 7, {}}};
   const std::string near = plot_of(measured_as(bars, 38, 42.2));
   EXPECT_THAT(near, AllOf(HasSubstr("class=\"limit\""), Not(HasSubstr("◀")), HasSubstr("42 … 43: 7")));
   EXPECT_THAT(near, HasSubstr("column outside"));
@@ -135,7 +137,7 @@ TEST(ReportTest, AHistogramShowsLimitsWhereTheyAreAndFarOnesBesideIt) {
 TEST(ReportTest, ValuesOfAnySizeMakeAPlotOrNone) {
   for (const auto& [from, to] : std::initializer_list<std::pair<double, double>>{
            {5, 5}, {0, 0}, {1e15, 1e15 + 1}, {-1e300, 1e300}, {-1.7e308, 1.7e308}, {1e-300, 2e-300}}) {
-    const std::string plot = plot_of(measured_as({{from, to, 4, {}}}, from, to));
+    const std::string plot = plot_of(measured_as({{from, to, 4, 4, {}}}, from, to));
     EXPECT_THAT(plot, Not(testing::ContainsRegex("nan|inf"))) << from << " " << to;
     EXPECT_LT(plot.size(), 5000U);
   }
@@ -222,15 +224,17 @@ TEST_F(EngineersPagesTest, ShowTheLastSevenDaysARunAndItsUnit) {
   EXPECT_EQ(results.status, 200);
   EXPECT_EQ(results.field("content-type"), "text/html; charset=utf-8");
   EXPECT_EQ(results.field("cache-control"), "no-store");
-  EXPECT_THAT(results.body,
-              AllOf(HasSubstr("Results of ICT-3"), HasSubstr("<b>0.0 %</b>"), HasSubstr("/runs?ids=" + id_)));
+  EXPECT_THAT(results.body, AllOf(HasSubstr("Results of ICT-3"), HasSubstr("<b>0.0 %</b>"),
+                                  HasSubstr("&amp;step=clock&amp;attempt=lost&amp;words=")));
   EXPECT_THAT(line_.get("/results?from=&to=2020-01-01").body, HasSubstr("这段时间内没有运行。"));
   EXPECT_THAT(line_.get("/runs/" + id_).body,
               AllOf(HasSubstr("✕ 不合格"), HasSubstr("href=\"/runs?serial=AB00000001\""),
                     HasSubstr("data-bytes=\"reply\"")));
   EXPECT_THAT(line_.get("/runs?serial=AB00000001").body, HasSubstr("href=\"/runs/" + id_ + "\""));
-  EXPECT_THAT(line_.get("/runs?ids=nothing,," + id_ + "&of=40&language=en").body,
-              AllOf(HasSubstr("the newest of 40"), HasSubstr("data-run=\"" + id_)));
+  EXPECT_THAT(line_.get("/runs?verdict=failed,open&step=clock&attempt=repeated&retried=yes&language=en").body,
+              AllOf(HasSubstr("<h1>Runs: 1</h1>"),
+                    HasSubstr("✕ FAIL / … NO END YET · retried · step clock: tried again"),
+                    HasSubstr("data-run=\"" + id_)));
 }
 
 TEST_F(EngineersPagesTest, SayWhatIsWrongOnAPage) {
@@ -240,8 +244,11 @@ TEST_F(EngineersPagesTest, SayWhatIsWrongOnAPage) {
   const WebReply none = line_.get("/runs/nothing?language=en");
   EXPECT_EQ(none.status, 404);
   EXPECT_THAT(none.body, AllOf(HasSubstr("<h1>Not found</h1>"), HasSubstr("href=\"/results?language=en\"")));
-  for (const char* target : {"/results?from=now", "/results?language=de", "/results?limit=1",
-                             "/runs?verdict=good", "/runs?kind=odd", "/runs?to=1", "/runs/x?from=1"}) {
+  for (const char* target :
+       {"/results?from=now", "/results?language=de", "/results?limit=1", "/runs?verdict=good",
+        "/runs?verdict=,passed", "/runs?kind=odd", "/runs?to=1", "/runs/x?from=1", "/runs?first=maybe",
+        "/runs?attempt=failed", "/runs?step=x&attempt=odd", "/runs?step=x&words=y", "/runs?measurement=x",
+        "/runs?step=x&measurement=y&low=nan"}) {
     const WebReply reply = line_.get(target);
     EXPECT_EQ(reply.status, 400) << target;
     EXPECT_THAT(reply.body, AllOf(HasSubstr("<h1>出错</h1>"), HasSubstr("class=\"trouble\""))) << target;

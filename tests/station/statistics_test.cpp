@@ -7,7 +7,7 @@
 #include "station/figures/fisher.h"
 #include "station/figures/histogram.h"
 #include "station/figures/sample.h"
-#include "station/figures/word_kind.h"
+#include "station/text/word_kind.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "station/figures/word_kind.h"
+#include "station/text/word_kind.h"
 
 #include <algorithm>
 #include <charconv>
