@@ -5,13 +5,15 @@
 #include <set>
 
 #include "station/central/central_schema.h"
-#include "station/records/identity.h"
+#include "station/records/loading.h"
+#include "station/records/verdict.h"
 
 namespace t1station {
 namespace {
 
 // Runs that are held in memory at once; consoles make some of them large.
 constexpr std::int64_t kRunsAtOnce = 50, kEventsAtOnce = 1000;
+constexpr std::size_t kPlan = 2, kVerdict = 13;  // of run_columns()
 
 struct Reference {
   std::string_view table, column, to;
@@ -67,13 +69,25 @@ class CentralCheck {
   void look_at_plans() {
     std::string last;
     for (;;) {
-      const Postgres::Rows plans =
-          database_.ask("SELECT id, text FROM plan WHERE id > $1 ORDER BY id LIMIT 100", {Value(last)});
+      const Postgres::Rows plans = database_.ask(
+          "SELECT id, text, name, version FROM plan WHERE id > $1 ORDER BY id LIMIT 100", {Value(last)});
       if (plans.empty()) return;
       for (const Row& plan : plans) {
         last = text_in(plan, 0);
-        if (sha256_hex(text_in(plan, 1)) != last) find("plan " + last + ": it is not the one that it was");
+        look_at_plan(plan);
       }
+    }
+  }
+
+  void look_at_plan(const Row& row) {
+    const std::string& id = text_in(row, 0);
+    std::string trouble;
+    std::optional<Plan>& plan = plans_[id];
+    plan = plan_of_text(text_in(row, 1), id, trouble);
+    if (!plan) {
+      find("plan " + id + ": " + trouble);
+    } else if (plan->name != text_in(row, 2) || plan->version != text_in(row, 3)) {
+      find("plan " + id + ": its name and version are not those of its text");
     }
   }
 
@@ -134,6 +148,17 @@ class CentralCheck {
     const std::string hash = run_hash(rows);
     if (row.back() != Value(hash)) find(name + ": it is not what it was: its hash differs");
     hashes_.insert(hash);
+    if (row[kVerdict] == Value("passed")) look_at_pass(rows, text_in(row, kPlan), name);
+  }
+
+  // As the check of a station's file does, which has judged it in the same way.
+  void look_at_pass(const RunRows& rows, const std::string& plan_id, const std::string& name) {
+    const auto plan = plans_.find(plan_id);
+    if (plan == plans_.end() || !plan->second) return;  // a finding already
+    StoredRun run;
+    add_parts(rows, run);
+    const StoredVerdict verdict = verdict_by_plan(run, *plan->second);
+    if (verdict.verdict != Verdict::passed) find(name + ": it did not pass: " + verdict.reason);
   }
 
   void look_at_gap(const std::string& what, const std::string& chain, std::int64_t last,
@@ -198,6 +223,7 @@ class CentralCheck {
   }
 
   Postgres& database_;
+  std::map<std::string, std::optional<Plan>> plans_;
   std::set<std::string> hashes_;
   CheckReport report_;
 };

@@ -3,22 +3,52 @@
 namespace t1station {
 namespace {
 
-std::vector<StoredMeasurement> load_measurements(Database& database, const std::string& attempt) {
-  Statement rows(database,
-                 "SELECT name, value, unit, low, high, outcome FROM measurement WHERE attempt_id = ? "
-                 "ORDER BY position");
-  std::vector<StoredMeasurement> measurements;
-  for (rows.bind(attempt); rows.step();) {
-    measurements.push_back({rows.text(0), rows.optional_real(1), rows.optional_text(2), rows.optional_real(3),
-                            rows.optional_real(4), rows.text(5)});
+/// A row that was read before, as a statement shows it.
+class ReadRow {
+ public:
+  explicit ReadRow(const Row& row) : row_(row) {}
+
+  std::string text(int column) const { return optional_text(column).value_or(""); }
+  std::int64_t integer(int column) const { return optional_integer(column).value_or(0); }
+  std::optional<std::string> optional_text(int column) const {
+    if (const auto* blob = std::get_if<Blob>(&at(column))) return blob->bytes;
+    return as<std::string>(column);
   }
-  return measurements;
+  std::optional<std::int64_t> optional_integer(int column) const { return as<std::int64_t>(column); }
+  std::optional<double> optional_real(int column) const { return as<double>(column); }
+
+ private:
+  const Value& at(int column) const { return row_.at(static_cast<std::size_t>(column)); }
+  template <typename T>
+  std::optional<T> as(int column) const {
+    const T* value = std::get_if<T>(&at(column));
+    return value ? std::optional(*value) : std::nullopt;
+  }
+  const Row& row_;
+};
+
+// Rows have the columns of the chain.
+template <typename AnyRow>
+StoredMeasurement measurement_in(const AnyRow& row) {
+  constexpr int kName = 2;
+  return {row.text(kName),
+          row.optional_real(kName + 1),
+          row.optional_text(kName + 2),
+          row.optional_real(kName + 3),
+          row.optional_real(kName + 4),
+          row.text(kName + 5)};
 }
 
-StoredAttempt load_attempt_row(const Statement& row) {
+template <typename AnyRow>
+StoredConnection connection_in(const AnyRow& row) {
+  return {row.text(0), row.text(2), row.text(3), row.text(4)};
+}
+
+template <typename AnyRow>
+StoredAttempt attempt_in(const AnyRow& row) {
   StoredAttempt attempt;
-  int column = 0;
-  attempt.id = row.text(column++);
+  attempt.id = row.text(0);
+  int column = 2;  // behind its run
   attempt.connection_id = row.optional_text(column++);
   attempt.step = row.text(column++);
   attempt.step_index = row.integer(column++);
@@ -36,6 +66,14 @@ StoredAttempt load_attempt_row(const Statement& row) {
   attempt.console = row.optional_text(column++);
   attempt.answer = row.optional_text(column++);
   return attempt;
+}
+
+// What belongs to a run, a row of it at a time.
+template <typename Part>
+void each_part(Database& database, std::string_view columns, const std::string& rest, const std::string& id,
+               const Part& part) {
+  Statement rows(database, "SELECT " + std::string(columns) + " FROM " + rest);
+  for (rows.bind(id); rows.step();) part(rows);
 }
 
 }  // namespace
@@ -76,19 +114,24 @@ StoredRun load_run_row(const Statement& row) {
 }
 
 void load_parts(Database& database, StoredRun& run) {
-  Statement connections(database, "SELECT id, at, board, build FROM connection WHERE run_id = ? ORDER BY id");
-  for (connections.bind(run.id); connections.step();) {
-    run.connections.push_back(
-        {connections.text(0), connections.text(1), connections.text(2), connections.text(3)});
+  each_part(database, connection_columns(), "connection WHERE run_id = ? ORDER BY id", run.id,
+            [&run](const Statement& row) { run.connections.push_back(connection_in(row)); });
+  each_part(database, attempt_columns(), "attempt WHERE run_id = ? ORDER BY id", run.id,
+            [&run](const Statement& row) { run.attempts.push_back(attempt_in(row)); });
+  for (StoredAttempt& attempt : run.attempts) {
+    each_part(database, measurement_columns(), "measurement WHERE attempt_id = ? ORDER BY position",
+              attempt.id,
+              [&attempt](const Statement& row) { attempt.measurements.push_back(measurement_in(row)); });
   }
-  Statement attempts(database,
-                     "SELECT id, connection_id, step, step_index, number, code, parameter, started, ended, "
-                     "seconds, outcome, board_name, description, request, reply, console, answer "
-                     "FROM attempt WHERE run_id = ? ORDER BY id");
-  for (attempts.bind(run.id); attempts.step();) {
-    StoredAttempt attempt = load_attempt_row(attempts);
-    attempt.measurements = load_measurements(database, attempt.id);
-    run.attempts.push_back(std::move(attempt));
+}
+
+void add_parts(const RunRows& rows, StoredRun& run) {
+  for (const Row& row : rows.connections) run.connections.push_back(connection_in(ReadRow(row)));
+  for (const AttemptRows& of_attempt : rows.attempts) {
+    run.attempts.push_back(attempt_in(ReadRow(of_attempt.attempt)));
+    for (const Row& row : of_attempt.measurements) {
+      run.attempts.back().measurements.push_back(measurement_in(ReadRow(row)));
+    }
   }
 }
 

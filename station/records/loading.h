@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "station/records/chain.h"
 #include "station/records/database.h"
 #include "station/records/rows.h"
 
@@ -21,6 +22,9 @@ StoredRun load_run_row(const Statement& row);
 
 /// Adds the connections and attempts. Throws SqlError.
 void load_parts(Database& database, StoredRun& run);
+
+/// The same from rows that were read before.
+void add_parts(const RunRows& rows, StoredRun& run);
 
 /// A whole run; nothing when there is none. Throws SqlError.
 std::optional<StoredRun> load_run(Database& database, std::string_view id);

@@ -185,7 +185,10 @@ bool was_retried(const StoredRun& run) {
 std::shared_ptr<const Plan> stored_plan(Database& database, std::string_view id, std::string& trouble) {
   Statement row(database, "SELECT text FROM plan WHERE id = ?");
   row.bind(id).step();
-  const std::string text = row.text(0);
+  return plan_of_text(row.text(0), id, trouble);
+}
+
+std::optional<Plan> plan_of_text(const std::string& text, std::string_view id, std::string& trouble) {
   if (sha256_hex(text) != id) {
     trouble = "the stored plan is not the one that it was";
     return nullptr;

@@ -2,10 +2,13 @@
 #include <nlohmann/json.hpp>
 
 #include "station/central/delivery.h"
+#include "station/records/chain.h"
+#include "station/records/database.h"
 #include "tests/central/central_station.h"
 
 namespace {
 
+using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -70,7 +73,7 @@ TEST_F(CentralCheckTest, EachChangeIsFoundWhereItIs) {
   expect_found("UPDATE attempt SET reply = reply || '\\x00'" + of_parts, changed);
   expect_found("UPDATE measurement SET value = 35.250000000000007", changed);
   expect_found("DELETE FROM measurement", changed);
-  expect_found("UPDATE plan SET text = text || ' '", "it is not the one that it was");
+  expect_found("UPDATE plan SET text = text || ' '", "the stored plan is not the one that it was");
   expect_found("UPDATE event SET operator = 'x' WHERE sequence = 1", "(sequence 1): it is not what it was");
   expect_found("DELETE FROM event WHERE sequence = 1", "the event of sequence 1 is missing");
   expect_found("UPDATE event SET run_id = 'x' WHERE sequence = 1", "event: 2 without their run");
@@ -82,6 +85,23 @@ TEST_F(CentralCheckTest, EachChangeIsFoundWhereItIs) {
   expect_found("UPDATE attempt SET connection_id = (SELECT max(id) FROM connection) WHERE run_id <> " + run_,
                "its connection is another run's");
   EXPECT_THAT(findings(), IsEmpty()) << "what was put back is what it was";
+}
+
+TEST_F(CentralCheckTest, AFailureThatItsOwnerMadeAPassWithAllHashesIsNoPass) {
+  t1station::Database file(one_.file(), t1station::Database::Access::read);
+  std::vector<t1station::StoredRun> runs = records_support::runs_of(one_.file());
+  constexpr std::size_t kVerdict = 13, kReason = 14, kPrevious = 18;
+  t1station::RunRows failed = load_run_rows(file, runs[1].id), next = load_run_rows(file, runs[2].id);
+  failed.run[kVerdict] = "passed";
+  failed.run[kReason] = {};
+  next.run[kPrevious] = run_hash(failed);
+  const std::string hash = run_hash(failed), next_hash = run_hash(next);
+  ASSERT_EQ(forge("UPDATE run SET verdict = 'passed', reason = NULL, hash = '" + hash + "' WHERE id = '" +
+                  runs[1].id + "'; UPDATE run SET previous = '" + hash + "', hash = '" + next_hash +
+                  "' WHERE id = '" + runs[2].id + "'"),
+            "");
+  EXPECT_THAT(findings(), ElementsAre(AllOf(HasSubstr("(AB00000002, ICT-3, sequence 2): it did not pass: "),
+                                            HasSubstr("step clock: failed (attempt 2)"))));
 }
 
 TEST_F(CentralCheckTest, FiguresOfADatabaseAreThoseOfTheFilesThatWereSentThere) {
