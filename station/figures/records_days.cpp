@@ -109,8 +109,9 @@ class Reading {
 
 }  // namespace
 
-Figures find_figures(const std::string& file, const FigureWindow& window, std::int64_t fewest_kept) {
-  RecordsFigures records(file);
+Figures find_figures(const std::string& file, const FigureWindow& window, std::int64_t fewest_kept,
+                     const std::atomic<bool>* stop) {
+  RecordsFigures records(file, stop);
   const std::string real = real_file(file);
   // Another user's file would only be in the way of the owner's.
   if (ended_so_far(records).sequence < fewest_kept || !is_own_file(real))

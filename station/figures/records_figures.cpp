@@ -44,8 +44,8 @@ class Moment {
 
 }  // namespace
 
-RecordsFigures::RecordsFigures(const std::string& file) : file_(file) {
-  read_records(file_, [&] { database_ = open_for_reading(file_); });
+RecordsFigures::RecordsFigures(const std::string& file, const std::atomic<bool>* stop) : file_(file) {
+  read_records(file_, [&] { database_ = open_for_reading(file_, stop); });
 }
 
 RecordsFigures::~RecordsFigures() = default;

@@ -1,6 +1,7 @@
 // Figures from a station's own file.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -13,8 +14,9 @@ class Database;
 /// Reads a file beside the station that writes it, and disturbs it in nothing.
 class RecordsFigures : public FigureDatabase {
  public:
-  /// Throws RecordsRefused when these are no records, RecordsBroken when they cannot be read.
-  explicit RecordsFigures(const std::string& file);
+  /// Reading fails once `stop`, where there is one, is true. Throws RecordsRefused when these are no records,
+  /// RecordsBroken when they cannot be read.
+  explicit RecordsFigures(const std::string& file, const std::atomic<bool>* stop = nullptr);
   ~RecordsFigures() override;
 
   void at_one_moment(const std::function<void()>& ask) override;
@@ -33,6 +35,6 @@ inline constexpr std::int64_t kFewestKeptRuns = 10000;
 /// beside it, in FILE-figures, and found anew where runs were stored since. Throws as RecordsFigures does;
 /// that nothing can be kept is no error.
 Figures find_figures(const std::string& file, const FigureWindow& window,
-                     std::int64_t fewest_kept = kFewestKeptRuns);
+                     std::int64_t fewest_kept = kFewestKeptRuns, const std::atomic<bool>* stop = nullptr);
 
 }  // namespace t1station

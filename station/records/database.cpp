@@ -192,6 +192,15 @@ void Database::add_function(const char* name, std::string (*function)(std::strin
   if (code != SQLITE_OK) fail(code, name);
 }
 
+void Database::stop_when(const std::atomic<bool>& is_stopped) {
+  constexpr int kSteps = 10000;  // of SQLite's machine between questions: less than a millisecond
+  // SQLite hands a pointer through that it does not write to.
+  auto* flag = const_cast<std::atomic<bool>*>(&is_stopped);
+  sqlite3_progress_handler(
+      handle_, kSteps, [](void* stop) { return static_cast<std::atomic<bool>*>(stop)->load() ? 1 : 0; },
+      flag);
+}
+
 std::int64_t Database::changes() const {
   return sqlite3_changes64(handle_);
 }

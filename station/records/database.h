@@ -3,6 +3,7 @@
 
 #include <sqlite3.h>
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -116,6 +117,8 @@ class Database {
   /// Statements may call a function of one text by this name from now on; of anything else it is NULL. Throws
   /// SqlError.
   void add_function(const char* name, std::string (*function)(std::string_view text));
+  /// From now on statements fail, those that run too, once this is true; it must stand as long as this does.
+  void stop_when(const std::atomic<bool>& is_stopped);
   /// Rows that the last statement changed.
   std::int64_t changes() const;
   /// Whether the file can only be read, whatever was asked for.

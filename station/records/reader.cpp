@@ -41,8 +41,10 @@ bool is_time_of_day(std::string_view word) {
   return hour && minute && second && *hour < 24 && *minute < 60 && *second < 60;
 }
 
-std::unique_ptr<Database> open_as(const std::string& file, Database::Access access) {
+std::unique_ptr<Database> open_as(const std::string& file, Database::Access access,
+                                  const std::atomic<bool>* stop) {
   auto database = std::make_unique<Database>(file, access);
+  if (stop) database->stop_when(*stop);
   database->add_function("words_id", [](std::string_view text) { return words_id(word_kind(text).words); });
   prepare_connection(*database, file, access);
   const Value application = database->single("PRAGMA application_id");
@@ -53,18 +55,18 @@ std::unique_ptr<Database> open_as(const std::string& file, Database::Access acce
 
 }  // namespace
 
-std::unique_ptr<Database> open_for_reading(const std::string& file) {
+std::unique_ptr<Database> open_for_reading(const std::string& file, const std::atomic<bool>* stop) {
   const std::string real = file.empty() ? file : real_file(file);
   check_readable_records(real);
   try {
-    return open_as(real, Database::Access::read);
+    return open_as(real, Database::Access::read, stop);
   } catch (const SqlError& error) {
     const bool is_closed_to_us = error.kind() == SQLITE_CANTOPEN || error.kind() == SQLITE_READONLY;
     const bool has_log = std::filesystem::exists(real + "-wal");
     if (!is_closed_to_us || has_log) throw;
   }
-  return open_as(real,
-                 Database::Access::immutable);  // a medium that cannot be written: nobody else writes there
+  // A medium that cannot be written: nobody else writes there.
+  return open_as(real, Database::Access::immutable, stop);
 }
 
 std::optional<std::string> whole_time(std::string_view word) {
@@ -80,8 +82,8 @@ std::optional<std::string> whole_time(std::string_view word) {
   return std::string(word);
 }
 
-RecordsReader::RecordsReader(const std::string& file) : file_(file) {
-  reading([&] { database_ = open_for_reading(file); });
+RecordsReader::RecordsReader(const std::string& file, const std::atomic<bool>* stop) : file_(file) {
+  reading([&] { database_ = open_for_reading(file, stop); });
 }
 
 RecordsReader::~RecordsReader() = default;

@@ -1,6 +1,7 @@
 // Reading records, also beside the process that writes them.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -18,9 +19,9 @@ namespace t1station {
 
 class Database;
 
-/// Opens a file for reading only: no other connection is disturbed, and nothing is written into it. Throws
-/// RecordsRefused when these are no records.
-std::unique_ptr<Database> open_for_reading(const std::string& file);
+/// Opens a file for reading only: no other connection is disturbed, and nothing is written into it. Reading
+/// fails once `stop`, where there is one, is true. Throws RecordsRefused when these are no records.
+std::unique_ptr<Database> open_for_reading(const std::string& file, const std::atomic<bool>* stop = nullptr);
 
 /// A time or a date as records write it, "2026-11-22T03:17:12.345Z": a date is its midnight, in UTC, and
 /// thousandths may be left out. Nothing for anything else.
@@ -58,8 +59,8 @@ struct EndCounts {
 /// Reads one file, as it stands at each call.
 class RecordsReader {
  public:
-  /// Throws RecordsRefused when these are no records.
-  explicit RecordsReader(const std::string& file);
+  /// Reading fails once `stop`, where there is one, is true. Throws RecordsRefused when these are no records.
+  explicit RecordsReader(const std::string& file, const std::atomic<bool>* stop = nullptr);
   ~RecordsReader();
   RecordsReader(const RecordsReader&) = delete;
   RecordsReader& operator=(const RecordsReader&) = delete;

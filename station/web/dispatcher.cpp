@@ -117,6 +117,11 @@ void Dispatcher::dispatch(WebRequest request, const Reply& reply) {
   }
 }
 
+const RunLater& Dispatcher::thread_of(Place place) const {
+  if (place == Place::storing) return threads_.storing;
+  return place == Place::figures ? threads_.figures : threads_.reading;
+}
+
 void Dispatcher::decide(const std::shared_ptr<Call>& call, const Reply& reply) {
   check_host(call->request);
   const RequestRow& row = row_of(*call);
@@ -134,10 +139,10 @@ void Dispatcher::decide(const std::shared_ptr<Call>& call, const Reply& reply) {
       return reply(row.answer(*call, subject_));
     case Place::storing:
     case Place::reading:
+    case Place::figures:
       break;
   }
-  const RunLater& thread = row.place == Place::storing ? threads_.storing : threads_.reading;
-  thread([this, call, reply, &row] {
+  thread_of(row.place)([this, call, reply, &row] {
     WebAnswer answer;
     try {
       answer = row.answer(*call, subject_);

@@ -20,7 +20,7 @@ using RunLater = std::function<void(std::function<void()>)>;
 
 /// Threads that deal with requests, and the server's own.
 struct WebThreads {
-  RunLater storing, reading, passwords, server;
+  RunLater storing, reading, figures, passwords, server;
 };
 
 /// Answers requests. All of it is for the server's thread.
@@ -38,6 +38,7 @@ class Dispatcher {
   bool may_go_on(const std::string& session);
 
  private:
+  const RunLater& thread_of(Place place) const;
   void decide(const std::shared_ptr<Call>& call, const Reply& reply);
   void check_host(const WebRequest& request) const;
   /// Finds out who asks, and whether they may. Throws WebError.

@@ -6,7 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include "station/figures/records_figures.h"
 #include "station/records/records.h"
 #include "station/report/figures_html.h"
 #include "station/report/plots.h"
@@ -270,7 +269,7 @@ WebAnswer run_list(Page& page, const Call& call, Subject& subject) {
   filter.limit = kRunsOnAPage + 1;
   const Wording say = page.say();
   std::vector<StoredRun> runs;
-  RecordsReader(subject.records_file()).for_each_row(filter, [&runs](const StoredRun& run) {
+  subject.reader().for_each_row(filter, [&runs](const StoredRun& run) {
     runs.push_back(run);
   });
   const bool has_more = runs.size() > static_cast<std::size_t>(kRunsOnAPage);
@@ -305,7 +304,7 @@ WebAnswer run_list(Page& page, const Call& call, Subject& subject) {
 WebAnswer show_results(const Call& call, Subject& subject) {
   return page_or_trouble(call, subject, [&](Page& page) {
     refuse_other_names(call.target, {"from", "to", "plan", "language"});
-    const Figures figures = find_figures(subject.records_file(), asked_window(call));
+    const Figures figures = subject.figures(asked_window(call));
     const Wording say = page.say();
     add_window_form(page.main(), figures, say);
     pugi::xml_node title = add(page.main(), "div");
@@ -325,7 +324,7 @@ WebAnswer show_run_report(const Call& call, Subject& subject) {
   return page_or_trouble(call, subject, [&](Page& page) {
     refuse_other_names(call.target, {"language"});
     const Wording say = page.say();
-    const std::optional<StoredRun> run = RecordsReader(subject.records_file()).run(call.words[0]);
+    const std::optional<StoredRun> run = subject.reader().run(call.words[0]);
     if (!run) throw WebError(404, "there is no such run");
     pugi::xml_node ways = add(page.main(), "p", {}, "screen");
     add_link(ways, page.address("/runs", {{"serial", run->serial}}),

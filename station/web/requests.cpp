@@ -80,12 +80,12 @@ WebAnswer show_session(const Call& call, Subject& /*subject*/) {
 WebAnswer show_runs(const Call& call, Subject& subject) {
   RunFilter filter = asked_runs(call, {"limit"});
   filter.limit = asked_limit(call);
-  RecordsReader records(subject.records_file());
+  RecordsReader records = subject.reader();
   return json_answer(runs_document(records, filter));
 }
 
 WebAnswer show_run(const Call& call, Subject& subject) {
-  const std::optional<StoredRun> run = RecordsReader(subject.records_file()).run(call.words[0]);
+  const std::optional<StoredRun> run = subject.reader().run(call.words[0]);
   if (!run) throw WebError(404, "there is no such run");
   return json_answer(run_json(*run));
 }
@@ -93,7 +93,7 @@ WebAnswer show_run(const Call& call, Subject& subject) {
 WebAnswer show_stats(const Call& call, Subject& subject) {
   refuse_other_names(call.target, {"from", "to", "plan"});
   const FigureWindow window{asked_time(call, "from"), asked_time(call, "to"), asked(call, "plan")};
-  return json_answer(figures_json(find_figures(subject.records_file(), window)));
+  return json_answer(figures_json(subject.figures(window)));
 }
 
 WebAnswer show_metrics(const Call& /*call*/, Subject& subject) {
@@ -164,7 +164,7 @@ WebAnswer release(const Call& call, Subject& subject) {
 constexpr std::array<RequestRow, 24> kRows{{
     {"GET", "/", false, Role::viewer, Place::at_once, show_page},
     {"GET", "/login", true, Role::viewer, Place::at_once, show_page},
-    {"GET", "/results", false, Role::viewer, Place::reading, show_results},
+    {"GET", "/results", false, Role::viewer, Place::figures, show_results},
     {"GET", "/runs", false, Role::viewer, Place::reading, show_run_list},
     {"GET", "/runs/*", false, Role::viewer, Place::reading, show_run_report},
     {"GET", "/page/report.css", false, Role::viewer, Place::at_once, show_report_style},
@@ -176,7 +176,7 @@ constexpr std::array<RequestRow, 24> kRows{{
     {"GET", "/api/session", false, Role::viewer, Place::at_once, show_session},
     {"GET", "/api/runs", false, Role::viewer, Place::reading, show_runs},
     {"GET", "/api/runs/*", false, Role::viewer, Place::reading, show_run},
-    {"GET", "/api/stats", false, Role::viewer, Place::reading, show_stats},
+    {"GET", "/api/stats", false, Role::viewer, Place::figures, show_stats},
     {"POST", "/api/login", true, Role::viewer, Place::login, nullptr},
     {"POST", "/api/logout", true, Role::viewer, Place::logout, nullptr},
     {"POST", "/api/scan", false, Role::operator_, Place::storing, scan},
@@ -236,13 +236,17 @@ bool is_json(std::string_view content_type) {
 }  // namespace
 
 Subject::Subject(Line& line, std::string records_file) : line_(line), records_file_(std::move(records_file)) {
-  counts_.last = RecordsReader(records_file_).last_sequence();
+  counts_.last = reader().last_sequence();
 }
 
 EndCounts Subject::counts() {
   const std::lock_guard hold(lock_);
-  RecordsReader(records_file_).count(counts_);
+  reader().count(counts_);
   return counts_;
+}
+
+Figures Subject::figures(const FigureWindow& window) const {
+  return find_figures(records_file_, window, kFewestKeptRuns, &is_ending_);
 }
 
 const RequestRow& row_of(Call& call) {

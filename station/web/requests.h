@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "station/figures/figures.h"
 #include "station/line/line.h"
 #include "station/records/reader.h"
 #include "station/web/http.h"
@@ -28,7 +29,12 @@ class Subject {
   Subject(Line& line, std::string records_file);
 
   Line& line() const { return line_; }
-  const std::string& records_file() const { return records_file_; }
+  /// What is stored now. Throws as the constructor does.
+  RecordsReader reader() const { return RecordsReader(records_file_, &is_ending_); }
+  /// The figures of a window. Throws as the constructor does.
+  Figures figures(const FigureWindow& window) const;
+  /// Readings that take long fail from now on: nobody waits for them. From any thread.
+  void end() { is_ending_ = true; }
   /// Runs and attempts since this was made. Throws as the constructor does. From any thread.
   EndCounts counts();
   /// Open streams of events; the server says how many.
@@ -37,6 +43,7 @@ class Subject {
  private:
   Line& line_;
   std::string records_file_;
+  std::atomic<bool> is_ending_ = false;
   std::mutex lock_;
   EndCounts counts_;
 };
@@ -50,8 +57,9 @@ struct Call {
   std::string session;  ///< empty without one
 };
 
-/// Where a request is dealt with: what stores or reads may wait for a disk, and passwords take their time.
-enum class Place { at_once, storing, reading, login, logout, events };
+/// Where a request is dealt with: what stores or reads may wait for a disk, figures of a large file take many
+/// seconds the first time, and passwords take their time.
+enum class Place { at_once, storing, reading, figures, login, logout, events };
 
 /// A kind of request.
 struct RequestRow {

@@ -119,7 +119,7 @@ struct WebServer::State final : ConnectionOwner {
   asio::io_context io_{1};
   tcp::acceptor acceptor_{io_};
   asio::steady_timer timer_{io_}, pace_{io_};
-  asio::thread_pool storing_{2}, reading_{1}, passwords_{1};
+  asio::thread_pool storing_{2}, reading_{2}, figures_{1}, passwords_{1};
   Subject subject_;
   std::unique_ptr<Dispatcher> dispatcher_;
   std::set<std::shared_ptr<Connection>> connections_, streams_;
@@ -144,7 +144,7 @@ WebServer::State::State(const LineFile& file, Line& line, const std::string& rec
       published_(now() - limits_.between_documents) {
   allow_descriptors(limits_.connections);
   listen(file);
-  const WebThreads threads{later_on(storing_), later_on(reading_), later_on(passwords_),
+  const WebThreads threads{later_on(storing_), later_on(reading_), later_on(figures_), later_on(passwords_),
                            [this](std::function<void()> job) { asio::post(io_, std::move(job)); }};
   const std::string port = std::to_string(acceptor_.local_endpoint().port());
   dispatcher_ = std::make_unique<Dispatcher>(file, subject_, port, threads, limits_.now);
@@ -154,6 +154,7 @@ WebServer::State::State(const LineFile& file, Line& line, const std::string& rec
 }
 
 WebServer::State::~State() {
+  subject_.end();
   asio::post(io_, [this] {
     error_code ignored;
     acceptor_.close(ignored);
@@ -161,8 +162,9 @@ WebServer::State::~State() {
     io_.stop();
   });
   thread_.join();
-  for (asio::thread_pool* pool : {&reading_, &passwords_}) pool->stop();  // what is to be stored still is
-  for (asio::thread_pool* pool : {&storing_, &reading_, &passwords_}) pool->join();
+  for (asio::thread_pool* pool : {&reading_, &figures_, &passwords_})
+    pool->stop();  // what is to be stored still is
+  for (asio::thread_pool* pool : {&storing_, &reading_, &figures_, &passwords_}) pool->join();
 }
 
 // What one request does wrong must not end the others.
