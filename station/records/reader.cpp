@@ -16,6 +16,8 @@
 namespace t1station {
 namespace {
 
+constexpr std::size_t kFewUnits = 200;
+
 // The number that all of these digits are.
 std::optional<unsigned> number_of(std::string_view digits) {
   unsigned number = 0;
@@ -88,8 +90,17 @@ RecordsReader::RecordsReader(const std::string& file, const std::atomic<bool>* s
 
 RecordsReader::~RecordsReader() = default;
 
-void RecordsReader::go_through(const RunFilter& filter, bool whole,
+void RecordsReader::go_through(RunFilter filter, bool whole,
                                const std::function<void(const StoredRun&)>& call) {
+  if (filter.serial_part) {
+    filter.serials = serials_with(*filter.serial_part, kFewUnits + 1);
+    if (filter.serials.empty()) return;
+    // Runs of few units are found by these; where it is many, the newest runs are soon found one by one.
+    if (filter.serials.size() > kFewUnits)
+      filter.serials.clear();
+    else
+      filter.serial_part.reset();
+  }
   reading([&] {
     const RunQuery query = query_of(filter);
     Statement rows(*database_, query.sql);
@@ -108,6 +119,18 @@ void RecordsReader::for_each_row(const RunFilter& filter, const std::function<vo
 
 void RecordsReader::for_each(const RunFilter& filter, const std::function<void(const StoredRun&)>& call) {
   go_through(filter, true, call);
+}
+
+std::vector<std::string> RecordsReader::serials_with(std::string_view part, std::size_t most) {
+  return reading([&] {
+    Statement rows(*database_,
+                   "SELECT DISTINCT serial FROM run WHERE instr(upper(serial), upper(?)) > 0 ORDER BY serial "
+                   "LIMIT ?");
+    rows.bind(part).bind(static_cast<std::int64_t>(most));
+    std::vector<std::string> serials;
+    while (rows.step()) serials.push_back(rows.text(0));
+    return serials;
+  });
 }
 
 std::optional<StoredRun> RecordsReader::run(std::string_view id) {

@@ -70,6 +70,9 @@ class RecordsReader {
   void for_each_row(const RunFilter& filter, const std::function<void(const StoredRun&)>& call);
   /// The same with all that belongs to the run.
   void for_each(const RunFilter& filter, const std::function<void(const StoredRun&)>& call);
+  /// The first serial numbers in which a text stands, as capitals or as small letters, sorted; at most
+  /// `most`.
+  std::vector<std::string> serials_with(std::string_view part, std::size_t most);
   /// One whole run; nothing when there is none.
   std::optional<StoredRun> run(std::string_view id);
   /// The whole run that ended as number `sequence`; nothing when there is none.
@@ -93,7 +96,7 @@ class RecordsReader {
   RunCounts counts_since(std::string_view from);
 
  private:
-  void go_through(const RunFilter& filter, bool whole, const std::function<void(const StoredRun&)>& call);
+  void go_through(RunFilter filter, bool whole, const std::function<void(const StoredRun&)>& call);
   template <typename Reading>
   auto reading(const Reading& read);
 

@@ -1,5 +1,8 @@
 #include "station/records/run_filter.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "station/records/identity.h"
 #include "station/records/loading.h"
 
@@ -35,25 +38,32 @@ class Asking {
   bool has_condition_ = false;
 };
 
+// So many question marks.
+std::string places(std::size_t count) {
+  std::string text;
+  for (std::size_t i = 0; i < count; ++i) text += i == 0 ? "?" : ", ?";
+  return text;
+}
+
 void add_verdicts(Asking& asking, const std::vector<std::string>& verdicts) {
   if (verdicts.empty()) return;
-  std::string places;
-  bool has_open = false;
-  for (const std::string& verdict : verdicts) {
-    if (verdict == "open") {
-      has_open = true;
-      continue;
-    }
-    places += places.empty() ? "?" : ", ?";
-    asking.bind(verdict);
-  }
-  asking.add("(run.verdict IN (" + places + ")" + (has_open ? " OR run.verdict IS NULL)" : ")"));
+  std::vector<std::string> ended;
+  std::copy_if(verdicts.begin(), verdicts.end(), std::back_inserter(ended),
+               [](const std::string& verdict) { return verdict != "open"; });
+  const bool has_open = ended.size() < verdicts.size();
+  asking.add("(run.verdict IN (" + places(ended.size()) + ")" +
+             (has_open ? " OR run.verdict IS NULL)" : ")"));
+  for (const std::string& verdict : ended) asking.bind(verdict);
 }
 
 // instr() knows no patterns: what somebody types stands for itself.
 void add_unit(Asking& asking, const RunFilter& filter) {
   asking.add("run.serial = ?", filter.serial);
-  asking.add("instr(run.serial, ?) > 0", filter.serial_part);
+  if (!filter.serials.empty()) {
+    asking.add("run.serial IN (" + places(filter.serials.size()) + ")");
+    for (const std::string& serial : filter.serials) asking.bind(serial);
+  }
+  asking.add("instr(upper(run.serial), upper(?)) > 0", filter.serial_part);
   if (filter.is_first || filter.is_last) asking.add("run.kind = 'production'");
   if (filter.is_first) asking.add("NOT EXISTS (" + std::string(kOtherRun) + "< (run.started, run.id))");
   if (!filter.is_last) return;

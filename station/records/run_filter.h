@@ -34,7 +34,8 @@ struct MeasuredFilter {
 /// Which runs are wanted; a field without a value leaves none out.
 struct RunFilter {
   std::optional<std::string> id, serial;
-  std::optional<std::string> serial_part;    ///< letters and digits that stand in the serial number
+  std::vector<std::string> serials;          ///< one of these; empty: any
+  std::optional<std::string> serial_part;    ///< stands in the serial number, as capitals or as small letters
   std::vector<std::string> verdicts;         ///< one of these; "open" for a run that has no end
   std::optional<std::string> plan, kind;     ///< a plan's name, of any version; "production" or "check"
   std::optional<std::string> station, slot;  ///< an empty slot: without one

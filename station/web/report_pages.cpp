@@ -1,6 +1,7 @@
 #include "station/web/report_pages.h"
 
 #include <algorithm>
+#include <boost/algorithm/string/trim.hpp>
 #include <chrono>
 #include <functional>
 #include <utility>
@@ -20,6 +21,7 @@ namespace t1station {
 namespace {
 
 constexpr int kRunsOnAPage = 100;
+constexpr std::size_t kMostUnits = 20;  // that a search names
 constexpr auto kWindowByDefault = std::chrono::days(7);
 
 /// A page that begins with the line's name and the ways to the other pages.
@@ -83,9 +85,9 @@ class Page {
     set(search, "action", "/runs");
     pugi::xml_node serial = add(search, "input");
     for (const auto& [name, value] :
-         {std::pair("name", std::string("serial")), std::pair("type", std::string("search")),
+         {std::pair("name", std::string("search")), std::pair("type", std::string("search")),
           std::pair("required", std::string("required")), std::pair("autofocus", std::string("autofocus")),
-          std::pair("placeholder", say_("序列号", "Serial number")),
+          std::pair("placeholder", say_("序列号或其一部分", "Serial number, or a part")),
           std::pair("aria-label", say_("序列号", "Serial number"))}) {
       set(serial, name, value);
     }
@@ -264,14 +266,39 @@ void add_filter(pugi::xml_node to, const RunFilter& filter, Wording say) {
   if (!words.empty()) add(to, "p", words);
 }
 
+// Somebody searches: for a unit whose whole serial number it is, else for all that have it in theirs, which
+// are returned.
+std::vector<std::string> find_units(RunFilter& filter, const Call& call, Subject& subject) {
+  const std::string text = boost::algorithm::trim_copy(asked(call, "search").value_or(""));
+  if (text.empty()) return {};
+  RecordsReader records = subject.reader();
+  RunFilter whole;
+  whole.serial = text;
+  whole.limit = 1;
+  records.for_each_row(whole, [&filter](const StoredRun& run) { filter.serial = run.serial; });
+  if (filter.serial) return {};
+  filter.serial_part = text;
+  return records.serials_with(text, kMostUnits + 1);
+}
+
+// Units to choose from.
+void add_units(pugi::xml_node to, const std::vector<std::string>& units, const Page& page) {
+  if (units.size() < 2) return;
+  pugi::xml_node list = add(to, "p", {}, "units");
+  for (std::size_t i = 0; i < std::min(units.size(), kMostUnits); ++i) {
+    if (i > 0) add_text(list, " · ");
+    add_link(list, page.address("/runs", {{"serial", units[i]}}), units[i]);
+  }
+  if (units.size() > kMostUnits) add_text(list, page.say()(" · 还有更多", " · and more"));
+}
+
 WebAnswer run_list(Page& page, const Call& call, Subject& subject) {
-  RunFilter filter = asked_runs(call, {"language"});
+  RunFilter filter = asked_runs(call, {"search", "language"});
   filter.limit = kRunsOnAPage + 1;
   const Wording say = page.say();
   std::vector<StoredRun> runs;
-  subject.reader().for_each_row(filter, [&runs](const StoredRun& run) {
-    runs.push_back(run);
-  });
+  const std::vector<std::string> units = find_units(filter, call, subject);
+  subject.reader().for_each_row(filter, [&runs](const StoredRun& run) { runs.push_back(run); });
   const bool has_more = runs.size() > static_cast<std::size_t>(kRunsOnAPage);
   if (has_more) runs.pop_back();
 
@@ -280,6 +307,7 @@ WebAnswer run_list(Page& page, const Call& call, Subject& subject) {
   const bool is_whole = !has_more && !filter.before;
   add(left, "h1", say("运行记录", "Runs") + (is_whole ? ": " + std::to_string(runs.size()) : ""));
   add_filter(left, filter, say);
+  add_units(left, units, page);
   if (filter.verdicts.size() == 1) {
     const std::string& verdict = filter.verdicts.front();
     add_verdict(title, verdict == "open" ? std::nullopt : std::optional(verdict), say, "large");

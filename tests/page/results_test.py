@@ -131,7 +131,7 @@ class Figures(Results):
         self.visit("results")
         self.type("AB00000007")
         self.enter()
-        self.until(lambda: "serial=AB00000007" in self.driver.current_url)
+        self.until(lambda: "search=AB00000007" in self.driver.current_url)
         self.ready()
         self.assertEqual(set(self.script("return Array.from(document.querySelectorAll('tr[data-run] a'), "
                                          "({textContent}) => textContent)")), {"AB00000007"})

@@ -237,6 +237,27 @@ TEST_F(EngineersPagesTest, ShowTheLastSevenDaysARunAndItsUnit) {
                     HasSubstr("data-run=\"" + id_)));
 }
 
+TEST_F(EngineersPagesTest, FindUnitsByAPartOfTheirSerialNumbers) {
+  for (const char* serial : {"AB00000011", "ab00000110", "AB000001100", "AB%_000022"})
+    pass(*line_.records, serial);
+  const auto found = [this](const std::string& asked) {
+    std::vector<std::string> serials;
+    const nlohmann::json runs = line_.json("/api/runs?" + asked)["runs"];
+    for (const nlohmann::json& run : runs) serials.push_back(run["serial"]);
+    return serials;
+  };
+  EXPECT_THAT(found("serial_part=0110"), testing::ElementsAre("AB000001100", "ab00000110"));
+  EXPECT_THAT(found("serial_part=aB00000011&verdict=passed"), testing::ElementsAre("AB00000011"));
+  EXPECT_THAT(found("serial_part=%25_"), testing::ElementsAre("AB%_000022")) << "no pattern";
+  EXPECT_THAT(found("serial_part=X"), testing::ElementsAre());
+  const std::string page = line_.get("/runs?search=+0110+").body;
+  EXPECT_THAT(page, AllOf(HasSubstr("<h1>运行记录: 2</h1>"), HasSubstr("href=\"/runs?serial=AB000001100\""),
+                          HasSubstr("href=\"/runs?serial=ab00000110\"")));
+  EXPECT_THAT(line_.get("/runs?search=AB00000011&language=en").body,
+              AllOf(HasSubstr("<h1>Runs: 1</h1>"), HasSubstr("Serial number AB00000011<")))
+      << "the unit with this whole number, as a scanner says it";
+}
+
 TEST_F(EngineersPagesTest, SayWhatIsWrongOnAPage) {
   EXPECT_THAT(
       line_.get("/runs?serial=%22%3E%3Cscript%3E&plan=%3Cscript%3E").body,
