@@ -91,6 +91,11 @@ class Entry {
     write(result != nullptr ? 1 : 0, failed ? error_ : 0);
     return result;
   }
+  /// The same of one that returns how much it moved.
+  std::size_t end_with_count(std::size_t result, bool failed) {
+    write(static_cast<std::int64_t>(result), failed ? error_ : 0);
+    return result;
+  }
   /// The same, with the lock taken by the caller for what must happen together with it.
   void write_locked(std::int64_t result, std::int32_t error);
   void leave();

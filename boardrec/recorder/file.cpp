@@ -225,15 +225,21 @@ std::uint64_t kernel_limit() {
 }  // namespace
 
 bool begin_file(const char* name, std::uint64_t most, std::uint64_t real_time, std::uint64_t monotonic) {
+  if (!prepare_copies()) {
+    tell(name, " needs three descriptors, which the program does not have: nothing is recorded", 0);
+    return false;
+  }
   constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC | O_NONBLOCK;
   const long opened = kernel::call(SYS_openat, AT_FDCWD, kernel::word(name), kFlags, 0600);
   if (opened < 0) {
     tell(name, " cannot be written: nothing is recorded", opened);
+    end_copies();
     return false;
   }
   fd = kernel::out_of_the_way(static_cast<int>(opened));
   if (kernel::call(SYS_lseek, fd, 0, 1 /* from here */) < 0) {
     tell(name, " is no file: nothing is recorded", 0);
+    end_copies();
     kernel::close(fd);
     fd = -1;
     return false;

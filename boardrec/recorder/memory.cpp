@@ -26,6 +26,13 @@ bool prepare_copies() {
   return true;
 }
 
+void end_copies() {
+  for (int& end : ends) {
+    kernel::close(end);
+    end = -1;
+  }
+}
+
 bool is_for_copies(int fd) {
   return fd >= 0 && (fd == ends[0] || fd == ends[1]);
 }

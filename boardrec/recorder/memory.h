@@ -14,6 +14,8 @@ struct Part {
 
 /// Makes what the copies need; false when the program has no descriptors left.
 bool prepare_copies();
+/// Gives the descriptors back.
+void end_copies();
 /// Whether the descriptor is used for copies.
 bool is_for_copies(int fd);
 

@@ -12,6 +12,7 @@
 #include "boardrec/recorder/memory.h"
 #include "boardrec/recorder/next.h"
 #include "boardrec/recorder/session.h"
+#include "boardrec/recorder/text.h"
 
 extern "C" {
 using Main = int(int, char**, char**);
@@ -34,6 +35,7 @@ constinit std::uint64_t began = 0;
 constinit int exit_status = 0;
 constinit Main* program_main = nullptr;
 constinit bool asked_for = false;
+constinit long process = 0;
 
 /// Takes this library out of the list of those in front, so that programs which this one starts are not
 /// recorded; the others stay.
@@ -69,6 +71,19 @@ std::uint64_t limit_of(const char* text) {
   return *text == '\0' ? limit : kUsualLimit;
 }
 
+/// BOARDRECORD, with the process's number for %p: a program that is started again keeps what came before.
+const char* file_name(const char* pattern) {
+  static Text name;
+  const char* const mark = std::strstr(pattern, "%p");
+  if (mark == nullptr) return pattern;
+  for (const char* at = pattern; at != mark; ++at) {
+    const char letter[2] = {*at, '\0'};
+    name.add(letter);
+  }
+  name.add(kernel::call(SYS_getpid)).add(mark + 2);
+  return name.text();
+}
+
 std::uint64_t real_time() {
   timespec time{};
   next_clock_gettime(CLOCK_REALTIME, &time);
@@ -94,7 +109,8 @@ void write_start(int argc, char** argv) {
 
 /// Runs behind everything else that the program does when it ends.
 void finish(void*) {
-  if (!recording() || this_thread.depth > 0) return;
+  // Between vfork and exec, a child is in this memory too.
+  if (!recording() || this_thread.depth > 0 || kernel::call(SYS_getpid) != process) return;
   ++this_thread.depth;
   Body body{};
   body.call = static_cast<std::uint16_t>(Call::finish);
@@ -115,9 +131,9 @@ int recorded_main(int argc, char** argv, char** environment) {
     const int error = errno;
     ++this_thread.depth;
     const char* const name = getenv("BOARDRECORD");
+    process = kernel::call(SYS_getpid);
     began = monotonic();
-    if (begin_file(name, limit_of(getenv("BOARDRECORD_LIMIT")), real_time(), began)) {
-      if (!prepare_copies()) end_recording();
+    if (begin_file(file_name(name), limit_of(getenv("BOARDRECORD_LIMIT")), real_time(), began)) {
       write_start(argc, argv);
     }
     unsetenv("BOARDRECORD");

@@ -52,7 +52,7 @@ FILE* open_any(const char* path, const char* mode, Function function) {
 }
 
 template <typename Function>
-char* gets_any(char* buffer, int size, const FILE* stream, Function function) {
+char* gets_any(char* buffer, int size, FILE* stream, Function function) {
   const std::uint32_t number = number_of(stream);
   if (number == 0) return function();
   Entry entry(Call::fgets);
@@ -60,11 +60,11 @@ char* gets_any(char* buffer, int size, const FILE* stream, Function function) {
   entry.in(size);
   char* const line = entry.make_cancellable(function);
   if (line != nullptr) entry.out_bytes(buffer, std::strlen(line));
-  return entry.end_with_pointer(line, false);
+  return entry.end_with_pointer(line, line == nullptr && ferror(stream) != 0);
 }
 
 template <typename Function>
-size_t read_any(void* buffer, size_t size, size_t count, const FILE* stream, Function function) {
+size_t read_any(void* buffer, size_t size, size_t count, FILE* stream, Function function) {
   const std::uint32_t number = number_of(stream);
   if (number == 0) return function();
   Entry entry(Call::fread);
@@ -72,7 +72,7 @@ size_t read_any(void* buffer, size_t size, size_t count, const FILE* stream, Fun
   entry.in(static_cast<std::int64_t>(size * count));
   const size_t moved = entry.make_cancellable(function);
   entry.out_moved(buffer, static_cast<ssize_t>(moved * size));
-  return static_cast<size_t>(entry.end(static_cast<ssize_t>(moved)));
+  return entry.end_with_count(moved, moved < count && ferror(stream) != 0);
 }
 
 }  // namespace
@@ -123,7 +123,7 @@ size_t fwrite(const void* buffer, size_t size, size_t count, FILE* stream) {
   entry.in(static_cast<std::int64_t>(size * count));
   const size_t moved = entry.make_cancellable(function);
   entry.in_moved(buffer, static_cast<ssize_t>(moved * size));
-  return static_cast<size_t>(entry.end(static_cast<ssize_t>(moved)));
+  return entry.end_with_count(moved, moved < count && ferror(stream) != 0);
 }
 
 }  // extern "C"

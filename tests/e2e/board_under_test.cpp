@@ -4,12 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
 
+#include "boardrec/session/recording.h"
+#include "tests/boardrec/as_trace.h"
 #include "tests/harness/gbk.h"
 #include "tests/harness/wire.h"
 
@@ -46,13 +49,29 @@ bool is_line(std::string_view expected, std::string_view line) {
   return line.starts_with(expected);
 }
 
+bool is_recorded() {
+  return std::getenv("BOARDTEST_RECORDED") != nullptr;
+}
+
+/// What is in one of them and not in the other, calls at the same time in any order: two threads that call at
+/// once may be told of in either.
+std::vector<std::string> difference(std::vector<std::string> one, std::vector<std::string> other) {
+  std::ranges::sort(one);
+  std::ranges::sort(other);
+  std::vector<std::string> lines;
+  std::ranges::set_symmetric_difference(one, other, std::back_inserter(lines));
+  return lines;
+}
+
 }  // namespace
 
 BoardUnderTest::BoardUnderTest(const std::vector<std::string>& launcher_options) {
   std::vector<std::string> command = {
       BOARDSIM_PROGRAM, "--control", directory_.file("control"), "--trace", directory_.file("trace"),
       "--console",      "gbk"};
-  if (!std::ranges::count(launcher_options, "--pace")) command.insert(command.end(), {"--pace", "stepped"});
+  stepped_ = !std::ranges::count(launcher_options, "--pace");
+  if (stepped_) command.insert(command.end(), {"--pace", "stepped"});
+  if (is_recorded()) command.insert(command.end(), {"--record", directory_.file("session.rec")});
   command.insert(command.end(), launcher_options.begin(), launcher_options.end());
   command.insert(command.end(), {"--", BOARDTEST_PROGRAM});
   launcher_ = std::make_unique<Child>(command);
@@ -67,6 +86,7 @@ BoardUnderTest::~BoardUnderTest() {
   launcher_->terminate();
   try {
     expect_no_complaints();
+    if (is_recorded()) expect_recording();
   } catch (const std::runtime_error& error) {
     ADD_FAILURE() << "after its end was asked for: " << error.what();
   }
@@ -79,6 +99,19 @@ void BoardUnderTest::expect_no_complaints() {
                           });
     if (!expected) ADD_FAILURE() << "on standard error: " << line;
   }
+}
+
+void BoardUnderTest::expect_recording() {
+  const boardrec::Recording recording = boardrec::read_recording(directory_.file("session.rec"));
+  EXPECT_EQ(recording.broken, "");
+  std::vector<std::string> recorded = calls_of(recording);
+  std::vector<std::string> traced = calls_of(trace());
+  for (auto* lines : {&recorded, &traced}) {
+    if (stepped_) continue;
+    for (std::string& line : *lines)
+      line.erase(0, line.find(' '));  // their clocks are read one behind the other
+  }
+  EXPECT_EQ(difference(recorded, traced), std::vector<std::string>());
 }
 
 boardsim::ControlClient& BoardUnderTest::control() {

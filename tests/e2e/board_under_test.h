@@ -14,9 +14,10 @@
 #include "tests/harness/own_directory.h"
 #include "tests/harness/station.h"
 
-/// A board whose time stands still until the test lets it pass. What waits for the board throws
-/// std::runtime_error, which names what was awaited, when the board does not do it within 10 s; nothing
-/// else depends on the PC's clock.
+/// A board whose time stands still until the test lets it pass. With BOARDTEST_RECORDED in the environment
+/// the server is recorded, and the recording must have all that the board's trace has. What waits for the
+/// board throws std::runtime_error, which names what was awaited, when the board does not do it within 10 s;
+/// nothing else depends on the PC's clock.
 class BoardUnderTest {
  public:
   using Time = std::chrono::microseconds;
@@ -81,10 +82,12 @@ class BoardUnderTest {
   boardsim::ControlClient& control();
   std::string next_line(std::string_view awaited);
   void expect_no_complaints();
+  void expect_recording();
 
   OwnDirectory directory_;
   std::unique_ptr<Child> launcher_;
   std::optional<boardsim::ControlClient> control_;
   std::string address_;
+  bool stepped_ = true;
   std::vector<std::string> complaints_;
 };
