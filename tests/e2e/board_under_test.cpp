@@ -12,7 +12,7 @@
 #include <stdexcept>
 
 #include "boardrec/session/recording.h"
-#include "tests/boardrec/as_trace.h"
+#include "tests/e2e/as_trace.h"
 #include "tests/harness/gbk.h"
 #include "tests/harness/wire.h"
 

@@ -64,7 +64,7 @@ MAY_INCLUDE = {
     "tests/station/": ("station/", "catalogue/", "tests/harness/"),
     "tests/fuzz/": ("t1_sdk/", "catalogue/", "boardrec/", "boardsim/board.h", "station/web/", "tests/"),
     "tests/central/": ("station/", "tests/e2e/child.h", "tests/harness/", "tests/station/"),
-    "tests/e2e/": ("boardsim/control/client.h", "tests/harness/"),
+    "tests/e2e/": ("boardrec/session/recording.h", "boardsim/control/client.h", "tests/harness/"),
     "tests/kills/": ("station/", "tests/e2e/child.h", "tests/harness/", "tests/station/"),
     "tests/matrix/": ("t1_sdk/", "catalogue/", "boardsim/board.h", "boardsim/families/families.h", "boardsim/jigs/wiring.h", "tests/"),
     "tests/": ("t1_sdk/", "catalogue/", "boardsim/board.h"),

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "boardrec/session/recording.h"
-#include "tests/boardrec/as_trace.h"
+#include "tests/e2e/as_trace.h"
 #include "tests/e2e/board_under_test.h"
 #include "tests/harness/own_directory.h"
 

@@ -1,4 +1,4 @@
-#include "tests/boardrec/as_trace.h"
+#include "tests/e2e/as_trace.h"
 
 #include <algorithm>
 #include <cstdio>
