@@ -17,6 +17,7 @@ import includes
 import libc_calls
 import locks
 import names
+import recorder
 import sources
 
 RULES = {rule.__name__: rule for rule in (
@@ -24,7 +25,7 @@ RULES = {rule.__name__: rule for rule in (
     names.constants, sources.first_lines, sources.lengths, sources.fixtures, sources.real_time, sources.words,
     sources.formatting, sources.shell, commits.commits, documents.links, documents.paths, documents.wrapped,
     documents.options, documents.quirks, catalogue.codes, catalogue.alarm_codes, documents.chain,
-    documents.api_reference, libc_calls.libc_calls, locks.locks)}
+    documents.api_reference, libc_calls.libc_calls, recorder.recorded_calls, recorder.recorder_needs, locks.locks)}
 
 
 def main(arguments):
