@@ -1,5 +1,6 @@
-"""A day of a line: which units come to which slot, what is wrong with them and with the fixtures, when the station dies;
-drawn by a seed. And what a line that makes no mistake says of such a day, found without asking the line."""
+"""A day of a line, in two shifts: which units come to which slot, what is wrong with them and with the fixtures, when the
+station dies and the plant's database; drawn by a seed. And what a line that makes no mistake says of such a day, found
+without asking the line."""
 import collections
 import dataclasses
 import math
@@ -9,6 +10,7 @@ import re
 import units
 
 GOOD_SHARE = 0.78
+LASTING_SHARE = 0.4  # of the days, on which the database comes back when the line has ended
 UNSEEN = {  # wiring faults that no test of such a board can find
     "normal": units.Defect("its inputs T3 and T4 are shorted, which no test finds", ("short T3 T4",), verdict="passed"),
     "6484": units.Defect("its inputs T3 and SYNC are shorted, which no test finds", ("short T3 SYNC",), verdict="passed"),
@@ -21,15 +23,24 @@ MARKED_FROM = 20  # its runs
 
 @dataclasses.dataclass(frozen=True)
 class Day:
-    """`queues` has the units of each slot, in their order. The fixture of slot `worn` is bad from its unit `worn_from` on,
-    counted from 0. `deaths` has (slot, unit) in the middle of whose run the station is killed."""
+    """`queues` has the units of each slot, in their order. The second shift begins before each slot's unit `change`. The
+    fixture of slot `worn` is bad from its unit `worn_from` on, counted from 0, until the second shift's check. `deaths` has
+    (slot, unit) in the middle of whose run the station is killed; `outages` the same of the database, and how many units the
+    line ends until it is back, infinity when that is behind the line's end."""
     queues: dict
+    change: int
     worn: str
     worn_from: int
     deaths: frozenset
+    outages: dict
 
     def is_worn(self, slot, place):
-        return slot == self.worn and place >= self.worn_from
+        return slot == self.worn and self.worn_from <= place < self.change
+
+    def of_shift(self, slot, shift):
+        """(place, unit) of a slot in shift 1 or 2."""
+        places = list(enumerate(self.queues[slot]))
+        return places[:self.change] if shift == 1 else places[self.change:]
 
 
 def draw(seed, count, slots):
@@ -45,9 +56,26 @@ def draw(seed, count, slots):
         queues[slot].append(units.Unit(f"{letters}{number + place:0{units.DIGITS}}", family, draw_defect(chance, family)))
     worn = chance.choice(names)
     length = len(queues[worn])
-    deaths = {(slot, chance.randrange(len(queues[slot])))
-              for slot in (chance.choice(names) for _ in range(1 + count // 100)) if queues[slot]}
-    return Day(queues, worn, chance.randrange(length // 5, length // 2 + 1), frozenset(deaths))
+    worn_from = chance.randrange(length // 5, length // 2 + 1)
+    change = chance.randrange(length // 2 + 1, len(queues[names[0]]) + 1)
+    deaths = draw_moments(chance, queues, 1 + count // 100)
+    outages = {moment: chance.randrange(1, 2 + count // 10) for moment in draw_moments(chance, queues, 1 + count // 100)}
+    if chance.random() < LASTING_SHARE:
+        outages |= {moment: math.inf for moment in draw_moments(chance, queues, 1)}
+    return Day(queues, change, worn, worn_from, frozenset(deaths), outages)
+
+
+def draw_moments(chance, queues, count):
+    """So many of (slot, unit), now and then the same one twice."""
+    slots = [chance.choice(list(queues)) for _ in range(count)]
+    return [(slot, chance.randrange(len(queues[slot]))) for slot in slots if queues[slot]]
+
+
+def check_units(slot, family, shift):
+    """The good and the bad unit by which a slot is checked in shift 1 or 2. Each shift has some of its own, so that every
+    slot's check is due when the shift begins."""
+    number = f"{shift:02}{int(slot):04}"
+    return units.Unit(f"GOLD{number}", family, units.GOOD), units.Unit(f"BAD{number}", family, units.CHECKED_WITH)
 
 
 def draw_defect(chance, family):
@@ -68,6 +96,7 @@ class Run:
     verdict: str
     is_retried: bool
     failed_steps: frozenset = frozenset()  # whose last attempt failed or timed out
+    kind: str = "production"  # or "check", which is in no figure but its number
 
 
 def deserved(unit, is_worn, steps):
@@ -82,8 +111,9 @@ def deserved(unit, is_worn, steps):
     return verdict, unit.defect.is_retried, frozenset(failing)
 
 
-def figures(runs):
+def figures(all_runs):
     """What `t1station stats --json` says of these runs, in the order in which they began, as far as it is compared."""
+    runs = [run for run in all_runs if run.kind == "production"]
     by_unit = collections.defaultdict(list)
     for run in runs:
         by_unit[run.plan, run.serial].append(run)
@@ -93,6 +123,7 @@ def figures(runs):
     slots = {slot: [run for run in runs if run.slot == slot] for slot in sorted({run.slot for run in runs})}
     return {
         "runs": len(runs),
+        "check_runs": len(all_runs) - len(runs),
         "units": len(by_unit),
         "verdicts": dict(collections.Counter(run.verdict for run in runs)),
         "retried": sum(run.is_retried for run in runs),

@@ -217,12 +217,13 @@ def listen_port():
     return PORT
 
 
+def table(heading, **values):
+    """The text of a table of the line's file."""
+    return f"{heading}\n" + "".join(f"{key} = {json.dumps(value, ensure_ascii=False)}\n" for key, value in values.items())
+
+
 def line_file(options, ports, families, plans):
     """The text of the line's file, for slots at these ports with boards of these families, whose plans are in a folder."""
-
-    def table(heading, **values):
-        return f"{heading}\n" + "".join(f"{key} = {json.dumps(value, ensure_ascii=False)}\n" for key, value in values.items())
-
     listen = f"127.0.0.1:{options.port or listen_port()}"
     tables = [table("[station]", name="DEMO", records="records.db", listen=listen, language="en", board_wait=30, greeting_wait=100,
                     time_scale=options.speed)]

@@ -47,6 +47,10 @@ class LineClient:
     async def acknowledge(self, slot):
         await self._post(f"/api/slots/{slot}/acknowledge", {})
 
+    async def unlock(self, slot, reason):
+        """Raises Refused when it is not locked, or only by what a person cannot change."""
+        await self._post(f"/api/slots/{slot}/unlock", {"reason": reason})
+
     async def _post(self, path, body):
         return await asyncio.to_thread(self._ask, "POST", path, {**body, "operator": self.operator})
 

@@ -1,14 +1,16 @@
 #!/usr/bin/env python3
 """A day of a line at high speed, whose truth is known: boards with and without defects, a fixture that goes bad, boards that
-are pulled out, a station that is killed. At its end every verdict and every figure is held against the truth.
+are pulled out, a station that is killed, a plant's database that goes away. At its end every verdict and every figure is held
+against the truth.
 
-Everything goes through the line's own doors: hands put boards in and take them out, scan and acknowledge.
+Everything goes through the line's own doors: hands put boards in and take them out, scan, acknowledge and unlock. Each of the
+day's two shifts begins with a check of every slot. The database is played where a PostgreSQL server is installed.
 """
 import argparse
 import asyncio
 import contextlib
 import dataclasses
-import json
+import functools
 import pathlib
 import random
 import re
@@ -18,9 +20,11 @@ import sys
 
 sys.dont_write_bytecode = True  # nothing is left beside the sources
 
+import database
 import day
 import units
-from demonstration import Station, all_done, line_file, own_folder, status_of
+import verdict
+from demonstration import Station, all_done, line_file, own_folder, status_of, table
 from line_client import LineClient, Refused
 from rack import RELEASE, ROOT, Rack, RackError, free_port
 
@@ -53,68 +57,173 @@ def quick_plan(text):
     return "[[step]]".join([head, *kept])
 
 
-class Shift:
-    """The hands of a whole day."""
+class Hands:
+    """What operators and engineers do in a whole day."""
 
-    def __init__(self, options, the_day, steps, rack, station, line):
-        """`steps` are the names of the steps of each family's plan."""
-        self.options, self.day, self.steps = options, the_day, steps
-        self.rack, self.station, self.line = rack, station, line
+    def __init__(self, options, the_day, hall, line):
+        self.options, self.day, self.hall, self.line = options, the_day, hall, line
+        self.rack, self.database, self.steps = hall.rack, hall.database, hall.steps
+        self.shift = 1
         self.played = []  # in the order in which the runs began
-        self.deaths = 0
+        self.deaths = self.outages = 0
         self.left = sum(map(len, the_day.queues.values()))
+        self.units_until_database = 0  # is started again; 0: it runs
+        self.since_check = {slot: [] for slot in the_day.queues}  # serial numbers that came to the slot since it was in order
+        self.found = {}  # of each slot that was locked by its check: the serial numbers since the check before
+        self.again = {slot: [] for slot in the_day.queues}  # units that are tested once more for that
+        self.findings = []
+        self.refusal = None  # why the line last took no unit
+
+    async def play(self, tasks):
+        """The day from its first check to its last unit. `tasks` are what has to go on meanwhile; what works joins them."""
+        for shift in (1, 2):
+            self.shift = shift
+            if shift == 2:
+                await self.change_shifts()
+            for hand in (self.check, self.work):  # no unit is tested before every slot is checked
+                working = [asyncio.create_task(hand(slot)) for slot in self.day.queues]
+                tasks += working
+                await all_done(working, tasks)
+
+    async def change_shifts(self):
+        """The line begins anew, with the check units of the next shift."""
+        self.hall.write_line_file(self.shift)
+        reached = self.line.seen
+        self.hall.station.process.terminate()
+        await self.line.until(lambda: self.line.seen > reached)
 
     async def work(self, slot):
-        for place, unit in enumerate(self.day.queues[slot]):
-            await self.test(slot, place, unit)
+        """The units of a shift, after those whose slot was found to be out of order."""
+        for unit in self.again[slot]:
+            await self.test(slot, dataclasses.replace(unit, defect=dataclasses.replace(unit.defect, pulled="")))
+        for place, unit in self.day.of_shift(slot, self.shift):
+            await self.test(slot, unit, self.day.is_worn(slot, place), (slot, place) in self.day.deaths,
+                            self.day.outages.get((slot, place), 0))
             self.left -= 1
-            print(f"Slot {slot}: {unit.serial} {self.played_of(unit)[-1].verdict}, {self.left} units left", flush=True)
+            print(f"Slot {slot}: {unit.serial} {self.last_of(unit).verdict}, {self.left} units left", flush=True)
+            await self.look_after_database()
 
-    def played_of(self, unit):
-        return [one for one in self.played if one.truth.serial == unit.serial]
+    def last_of(self, unit):
+        return next(one for one in reversed(self.played) if one.truth.serial == unit.serial)
 
-    async def test(self, slot, place, unit):
+    async def check(self, slot):
+        """The point check: the good unit passes and the bad one fails, before a unit is taken. A fixture by which they do not is
+        mended, and checked anew."""
+        pair = day.check_units(slot, self.hall.families[slot], self.shift)
+        await self.clear(slot)
+        await self.expect_refusal(slot, "its check is due")
+        is_worn = self.shift == 2 and slot == self.day.worn
+        waiting = list(pair)
+        for _ in range(MOST_TRIES):
+            played = await self.run(slot, waiting[0], is_worn, kind="check")
+            if played and played.verdict == waiting[0].defect.verdict:
+                del waiting[0]
+            elif played:
+                await self.mend(slot, f"{waiting[0].serial} ended as {played.verdict}")
+                is_worn, waiting = False, list(pair)
+            if not waiting:
+                self.since_check[slot] = []
+                return
+        raise RackError(f"the check of slot {slot} does not come to its end")
+
+    async def expect_refusal(self, slot, why):
+        """Scans the slot's first unit, which must not be taken."""
+        for unit in self.day.queues[slot][:1]:
+            try:
+                self.findings.append(f"slot {slot} takes a unit, though {why}: run {await self.line.scan(unit.serial, slot)}")
+            except Refused as refusal:
+                if why not in str(refusal):
+                    self.findings.append(f"slot {slot} takes no unit, though not since {why}: {refusal}")
+
+    async def mend(self, slot, what):
+        """What an engineer does behind a wrong check: asks which units are suspect, mends the fixture, unlocks the slot."""
+        await self.clear(slot)
+        await self.expect_refusal(slot, "is locked")
+        told = await asyncio.to_thread(self.ask_suspects, slot)
+        self.findings += verdict.wrong_suspects(slot, told, self.since_check[slot])
+        self.found[slot] = self.since_check[slot]
+        its_units = [unit for unit in self.day.queues[slot] if unit.serial in told]
+        self.again[slot] = [unit for unit in its_units if self.last_of(unit).verdict != "passed"]
+        print(f"Slot {slot}: {what}; suspect since its check before: {len(told)} runs", flush=True)
+        try:
+            await self.line.unlock(slot, "its contact was changed")
+        except Refused as refusal:
+            self.findings.append(f"slot {slot} is not locked by its wrong check: {refusal}")
+
+    def ask_suspects(self, slot):
+        station, records = self.options.build / "station/t1station", self.options.folder / "records.db"
+        asked = subprocess.run([station, "records", "suspect", records, "--slot", slot], stdout=subprocess.PIPE, text=True)
+        return verdict.serials_of(asked.stdout)
+
+    def suspects(self):
+        """Of each slot: whose tests may have to be done again: those between its wrong check and the one before, else those since
+        the last check."""
+        return self.since_check | self.found
+
+    async def test(self, slot, unit, is_worn=False, dies=False, outage=0):
         """Until the unit has the verdict that it deserves by itself: who pulled it puts it in again, and so does the operator
-        of a station that died."""
-        is_worn = self.day.is_worn(slot, place)
-        is_pulled, dies = bool(unit.defect.pulled), (slot, place) in self.day.deaths
+        of a station that died. The station `dies` half-way; an `outage` of the database begins there, in units."""
+        self.since_check[slot].append(unit.serial)
+        is_pulled = bool(unit.defect.pulled)
         for _ in range(MOST_TRIES):
             deaths = self.deaths
-            await self.clear(slot)
-            await self.rack.insert(slot, unit.family, unit.defect.faults + (day.WORN.faults if is_worn else ()),
-                                   self.options.speed)
-            played = await self.begin(slot, unit, is_worn)
-            reached = self.line.seen
-            if played:
-                if is_pulled or dies:
-                    await self.line.until(lambda: self.is_half_way(slot, played.run) or self.is_gone(slot, played.run, reached))
-                if dies:
-                    self.deaths += 1
-                    self.station.process.kill()
-                elif is_pulled:
-                    await self.rack.pull(slot, unit.defect.pulled)
-                    played.truth = dataclasses.replace(played.truth, verdict="error", is_retried=False, failed_steps=frozenset())
-                its = await self.see_to_the_end(slot, played.run, reached)
-                played.verdict, played.is_retried = its["verdict"], bool(its.get("retried"))
-            if self.rack.has_board(slot):
-                await self.rack.pull(slot)
+            strike = functools.partial(self.strike, slot, unit, dies, outage)
+            played = await self.run(slot, unit, is_worn, strike if is_pulled or dies or outage else None)
             was_cut_off = played is None or (played.verdict == "interrupted" and self.deaths > deaths)
             if played and was_cut_off:
                 played.truth = dataclasses.replace(played.truth, verdict="interrupted", is_retried=played.is_retried)
             if not was_cut_off and not is_pulled:
                 return
-            is_pulled, dies = is_pulled and was_cut_off, False
-        raise RackError(f"{unit.serial} does not come to its end in slot {slot}")
+            is_pulled, dies, outage = is_pulled and was_cut_off, False, 0
+        raise RackError(f"{unit.serial} does not come to its end in slot {slot}; the line's last refusal: {self.refusal}")
 
-    async def begin(self, slot, unit, is_worn):
+    async def run(self, slot, unit, is_worn, strike=None, kind="production"):
+        """One run of a unit, from the moment when its slot is free. `strike` is what happens half-way. None when the station
+        died over the scan."""
+        await self.clear(slot)
+        await self.rack.insert(slot, unit.family, unit.defect.faults + (day.WORN.faults if is_worn else ()), self.options.speed)
+        played = await self.begin(slot, unit, is_worn, kind)
+        reached = self.line.seen
+        if played:
+            if strike:
+                await self.line.until(lambda: self.is_half_way(slot, played.run) or self.is_gone(slot, played.run, reached))
+                await strike(played)
+            its = await self.see_to_the_end(slot, played.run, reached)
+            played.verdict, played.is_retried = its["verdict"], bool(its.get("retried"))
+        if self.rack.has_board(slot):
+            await self.rack.pull(slot)
+        return played
+
+    async def strike(self, slot, unit, dies, outage, played):
+        """What goes wrong around a unit that is half-way."""
+        if outage and self.database:
+            self.outages += not self.units_until_database
+            self.units_until_database = max(outage, self.units_until_database)
+            await self.database.kill()
+        if dies:
+            self.deaths += 1
+            self.hall.station.process.kill()
+        elif unit.defect.pulled:
+            await self.rack.pull(slot, unit.defect.pulled)
+            played.truth = dataclasses.replace(played.truth, verdict="error", is_retried=False, failed_steps=frozenset())
+
+    async def look_after_database(self):
+        """A unit has ended: starts the database when it was away for long enough."""
+        if self.units_until_database:
+            self.units_until_database -= 1
+            if not self.units_until_database:
+                await self.database.start()
+
+    async def begin(self, slot, unit, is_worn, kind):
         """Scans the unit. None when the station died over it; what it stored of the run is found in its records."""
         try:
             run = await self.line.scan(unit.serial, slot)
-        except (Refused, OSError):
+        except (Refused, OSError) as error:
+            self.refusal = error
             await asyncio.sleep(AGAIN)
             return None
-        verdict, is_retried, steps = day.deserved(unit, is_worn, self.steps[unit.family])
-        self.played.append(Played(run, day.Run(unit.serial, unit.family, slot, verdict, is_retried, steps)))
+        deserved = day.deserved(unit, is_worn, self.steps[unit.family])
+        self.played.append(Played(run, day.Run(unit.serial, unit.family, slot, *deserved, kind)))
         return self.played[-1]
 
     async def see_to_the_end(self, slot, run, reached):
@@ -127,13 +236,13 @@ class Shift:
                 return await self.line.stored(run)
 
     async def clear(self, slot):
-        """Waits until the slot takes a unit; acknowledges what is left there."""
+        """Waits until nothing is tested in the slot; acknowledges what is left there."""
 
         def state():
             shown = self.line.slot(slot)
-            if not shown or shown["state"] not in ("idle", "done"):
+            if not shown or shown["state"] not in ("idle", "done", "locked"):
                 return None
-            return "free" if shown["state"] == "idle" or shown["run"]["verdict"] == "passed" else "left"
+            return "left" if shown["state"] == "done" and shown["run"]["verdict"] != "passed" else "free"
 
         while await self.line.until(state) == "left":
             with contextlib.suppress(Refused, OSError):
@@ -157,101 +266,6 @@ class Shift:
         return its if its and its["verdict"] else None
 
 
-class Verdict:
-    """What the line said of the day, held against the truth."""
-
-    def __init__(self, options, shift):
-        self.options, self.shift = options, shift
-        self.records = options.folder / "records.db"
-        self.findings = []
-
-    def ask(self, *words):
-        command = [self.options.build / "station/t1station", *words]
-        done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
-        if done.returncode != 0:
-            self.findings.append(f"{' '.join(map(str, words))} ends with {done.returncode}: {done.stderr.strip()}")
-        return done.stdout
-
-    def judge(self):
-        """Fills `findings`. Returns the figures."""
-        self.ask("records", "check", self.records)
-        stored = [json.loads(row) for row in self.ask("records", "export", self.records, "--format", "jsonl").splitlines()]
-        runs = [self.truth_of(run) for run in sorted(stored, key=lambda run: run["id"])]
-        for missing in {one.run for one in self.shift.played} - {run["id"] for run in stored}:
-            self.findings.append(f"run {missing} is in no record")
-        truth = day.figures(runs)
-        told = json.loads(self.ask("stats", self.records, "--json") or "{}")
-        for name, is_so in self.told_figures(told).items() if told else ():
-            if is_so != truth[name] and not (isinstance(is_so, float) and abs(is_so - truth[name]) < 1e-9):
-                self.findings.append(f"{name}: told {is_so}, and was {truth[name]}")
-        return told
-
-    def truth_of(self, run):
-        """What a stored run should have been. What it was counts only where nobody could know it before: how far a run came
-        whose station died or whose board was pulled."""
-        truth = next((one.truth for one in self.shift.played if one.run == run["id"]), None)
-        plan, last = run["plan_name"], {attempt["step"]: attempt["outcome"] for attempt in run["attempts"]}
-        failed = frozenset(step for step, outcome in last.items() if outcome in ("failed", "timed_out"))
-        if truth is None:  # its station died over the scan
-            truth = day.Run(run["serial"], plan, run["slot"], "interrupted", bool(run["retried"]), failed)
-        was = day.Run(run["serial"], plan, run["slot"], run["verdict"], bool(run["retried"]), failed)
-        if truth.verdict == "interrupted" or (truth.verdict == "error" and not truth.failed_steps):
-            truth = dataclasses.replace(truth, is_retried=was.is_retried, failed_steps=failed)
-        if was != truth:
-            what = "an escape: " if was.verdict == "passed" and truth.verdict != "passed" else ""
-            self.findings.append(f"{what}{was.serial} in slot {was.slot} was {describe(was)}, and deserves {describe(truth)}")
-        return truth
-
-    @staticmethod
-    def told_figures(told):
-        steps = {}
-        for failure in told["failures"]:
-            count = sum(failure["outcomes"].get(outcome, 0) for outcome in ("failed", "timed_out"))
-            if count:
-                key = failure["plan"], failure["step"]
-                steps[key] = steps.get(key, 0) + count
-        return {
-            "runs": told["runs"],
-            "units": told["units"],
-            "verdicts": {row["verdict"]: row["runs"] for row in told["verdicts"] if row["runs"]},
-            "retried": told["retried"]["runs"],
-            "first_pass_yield": told["first_pass_yield"],
-            "first_pass_yield_strict": told["first_pass_yield_strict"],
-            "final_yield": told["final_yield"],
-            "failing_steps": steps,
-            "slots": {row["slot"]: (row["runs"], row["not_passed"]) for row in told["slots"]},
-            "marked": sorted(row["slot"] for row in told["slots"] if row["marked"]),
-        }
-
-    def summary(self, told):
-        """The day in words."""
-        the_day, shift = self.shift.day, self.shift
-        everyone = [unit for queue in the_day.queues.values() for unit in queue]
-        defects = {unit.serial: day.deserved(unit, False, shift.steps[unit.family])[:2] for unit in everyone if unit.defect.faults}
-        unseen = [serial for serial, comes_to in defects.items() if comes_to == ("passed", False)]
-        marked = [row for row in told.get("slots", ()) if row["marked"]]
-        yields = [f"{told[name]:.1%}" if told.get(name) is not None else "-" for name in ("first_pass_yield", "final_yield")]
-        lines = [
-            f"{len(everyone)} units in {told.get('runs')} runs; first-pass yield {yields[0]}, final yield {yields[1]}",
-            f"Units with a defect that a test can find: {len(defects) - len(unseen)}; that none can: {len(unseen)}"
-            + "".join(f" {serial}" for serial in unseen),
-            f"The station was killed {shift.deaths} times",
-            f"The fixture of slot {the_day.worn} was bad from its unit {the_day.worn_from + 1} on; marked: "
-            + (", ".join(f"slot {row['slot']} (p = {row['p']:.2g})" for row in marked) or "none, a day too short to tell"),
-        ]
-        if any(row["slot"] == the_day.worn for row in marked):
-            lines.append("To be tested again, since they went through it: "
-                         + " ".join(unit.serial for unit in the_day.queues[the_day.worn][the_day.worn_from:]))
-        lines += [f"The records: {self.records}", f"The report: {self.options.folder / 'report.html'}"]
-        lines += [f"Not as it was: {finding}" for finding in self.findings]
-        return "\n".join(lines)
-
-
-def describe(run):
-    steps = f" at {', '.join(sorted(run.failed_steps))}" if run.failed_steps else ""
-    return f"{run.verdict}{', retried' if run.is_retried else ''}{steps}"
-
-
 def prepare(options):
     """Empties the folder of the day before, and writes the plans. Returns their folder, and the steps of each."""
     for left in [file for pattern in MADE_HERE for file in options.folder.glob(pattern)]:
@@ -266,43 +280,84 @@ def prepare(options):
     return plans, steps
 
 
+@contextlib.asynccontextmanager
+async def plant(options):
+    """The plant's database as long as this lasts; None where no server is installed."""
+    tools = database.folder_of_tools()
+    if not tools:
+        print("No PostgreSQL server is installed (Debian's package postgresql): a day without a plant's database", flush=True)
+        yield None
+        return
+    its = database.Database(tools)
+    try:
+        await its.make((options.build / "station/t1station").absolute())
+        yield its
+    finally:
+        await its.close()
+
+
 async def play(options):
     """Returns the exit status."""
     for ending in (signal.SIGTERM, signal.SIGHUP):
         asyncio.get_running_loop().add_signal_handler(ending, asyncio.current_task().cancel)
     lock = own_folder(options.folder)
-    options.port = options.port or free_port()  # the usual one is the demonstration's
-    plans, steps = prepare(options)
-    rack = Rack(options.build)
-    families = {str(number + 1): units.FAMILIES[number % len(units.FAMILIES)] for number in range(options.slots)}
-    ports = {slot: rack.add(slot) for slot in families}
-    file = options.folder / "line.toml"
-    file.write_text(line_file(options, ports, families.values(), plans), encoding="utf-8")
-    station = Station(options.build, file, options.folder / "station.log")
+    async with plant(options) as its_database:
+        hands = await play_day(options, its_database)
+        if its_database:
+            await its_database.start()  # it may be away at the line's end
+        judge = verdict.Verdict(options, hands, its_database)
+        told = judge.judge()
+    judge.ask("records", "export", judge.records, "--format", "html", "-o", options.folder / "report.html")
+    print(judge.summary(told), flush=True)
+    lock.close()
+    return 1 if judge.findings else 0
+
+
+class Hall:
+    """What the hands of a day work with: the rack, the line's process and its file, the plant's database."""
+
+    def __init__(self, options, its_database):
+        """`its_database` is None without one."""
+        options.port = options.port or free_port()  # the usual one is the demonstration's
+        self.options, self.database = options, its_database
+        self.plans, self.steps = prepare(options)  # the steps are those of each family
+        self.rack = Rack(options.build)
+        self.families = {str(number + 1): units.FAMILIES[number % len(units.FAMILIES)] for number in range(options.slots)}
+        self.ports = {slot: self.rack.add(slot) for slot in self.families}
+        self.file = options.folder / "line.toml"
+        self.write_line_file(1)
+        self.station = Station(options.build, self.file, options.folder / "station.log")
+
+    def write_line_file(self, shift):
+        """The line's file in shift 1 or 2."""
+        pairs = [day.check_units(slot, family, shift) for slot, family in self.families.items()]
+        good, bad = ([unit.serial for unit in its_units] for its_units in zip(*pairs))
+        tables = [line_file(self.options, self.ports, self.families.values(), self.plans),
+                  table("[check]", every_hours=24, good=good, bad=bad)]
+        tables += [table("[central]", postgresql=self.database.url())] if self.database else []
+        self.file.write_text("\n".join(tables), encoding="utf-8")
+
+
+async def play_day(options, its_database):
+    """From the start of the line to its end. Returns the day's hands."""
+    hall = Hall(options, its_database)
     tasks, line = [], None
     try:
-        address = await station.start()
+        address = await hall.station.start()
         print(f"A day of {options.units} units. The same day again: --seed {options.seed}. The page: {address}", flush=True)
         line = LineClient(re.sub(r"^\w+://|/$", "", address), "shift")
-        shift = Shift(options, day.draw(options.seed, options.units, families), steps, rack, station, line)
-        keeping = asyncio.create_task(station.keep())
-        working = [asyncio.create_task(shift.work(slot)) for slot in families]
-        tasks = [keeping, *working]
-        await all_done(working, tasks)
+        hands = Hands(options, day.draw(options.seed, options.units, hall.families), hall, line)
+        tasks.append(asyncio.create_task(hall.station.keep()))
+        await hands.play(tasks)
     finally:
         for task in tasks:
             task.cancel()
         await asyncio.gather(*tasks, return_exceptions=True)
         if line:
             line.close()
-        await station.end()
-        await rack.close()
-    verdict = Verdict(options, shift)
-    told = verdict.judge()
-    verdict.ask("records", "export", verdict.records, "--format", "html", "-o", options.folder / "report.html")
-    print(verdict.summary(told), flush=True)
-    lock.close()
-    return 1 if verdict.findings else 0
+        await hall.station.end()
+        await hall.rack.close()
+    return hands
 
 
 def main():

@@ -34,6 +34,7 @@ BROKEN = (Defect("the wire of input T2 is cut", ("wire T2 cut",), failing="alarm
           Defect("it has no SD card", ("medium /dev/mmc01 absent",), is_retried=True, failing="sd",
                  families=("normal", "k", "6484")),
           Defect("the wires between RS485 ports 1 and 2 are cut", ("rs485 1 2 open",), failing="rs485", families=("k",)))
+CHECKED_WITH = Defect("its output F1 is dead, which every plan finds", ("output F1 dead",), failing="alarm-.*")
 GOOD_IN_A_ROUND = 10  # beside three broken ones and one of each other kind
 
 

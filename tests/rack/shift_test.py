@@ -1,12 +1,16 @@
 #!/usr/bin/env python3
 """A day whose truth is known: the line says of it what was, and what it says otherwise is found."""
+import asyncio
 import contextlib
 import dataclasses
 import io
+import math
 import pathlib
+import random
 import sqlite3
 import sys
 import tempfile
+import types
 import unittest
 import unittest.mock
 
@@ -16,10 +20,30 @@ BUILD = pathlib.Path(sys.argv.pop()) if pathlib.Path(sys.argv[-1]).is_dir() else
 DAYS = int(sys.argv.pop()) if sys.argv[-1].isdigit() else 1
 sys.path.insert(0, str(ROOT / "boardsim/rack"))
 import day
+import line_client
 import shift
 import units
+import verdict
 
+SHORT = (242280, 8, 2)  # seed, units, slots of a day on which everything happens that can
+FALSE = (r"an escape: BAD\d{6} in slot \d was passed", r"an escape: [A-Z]{2}\d{8} in slot \d was passed",
+         "units: told 18, and was 8", r"suspect in slot \d are none, and should be [A-Z]{2}\d{8}",
+         r"the plant's database has \d+ runs, of which 0 are others than the line's \d+",
+         "the figures of the plant's database are ")  # what is found of a line that answers falsely
 STEPS = ("alarm-5in3out", "sd", "temp", "iris", "get-tg", "restart")  # in which most defects show
+
+
+def days(count):
+    """Seed, units and slots of so many days: the short one, then others of all sizes."""
+    yield SHORT
+    for seed in range(1, count):
+        chance = random.Random(seed)
+        slots = chance.choice((1, 2, 4, 8))
+        yield seed, chance.randrange(1, 6 * slots), slots
+
+
+def families(slots):
+    return {str(number + 1): units.FAMILIES[number % len(units.FAMILIES)] for number in range(slots)}
 
 
 def short_plan(text, names):
@@ -33,6 +57,9 @@ class ShiftTest(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
         self.write_plans(STEPS)
+        at_once = unittest.mock.patch("demonstration.START_AGAIN", 0)
+        at_once.start()
+        self.addCleanup(at_once.stop)
 
     def write_plans(self, steps):
         for family in units.FAMILIES:
@@ -51,34 +78,73 @@ class ShiftTest(unittest.TestCase):
     def verdicts(self):
         """The last verdict of each serial number."""
         with contextlib.closing(sqlite3.connect(self.folder / "shift/records.db")) as records:
-            return dict(records.execute("SELECT serial, verdict FROM run ORDER BY id"))
+            return dict(records.execute("SELECT serial, verdict FROM run WHERE kind = 'production' ORDER BY id"))
+
+    def test_everything_that_can_happen_does_so_on_the_short_day(self):
+        seed, count, slots = SHORT
+        drawn = day.draw(seed, count, families(slots))
+        everyone = [unit for queue in drawn.queues.values() for unit in queue]
+        for kinds in ([units.GOOD], [units.SHAKY], [units.SLOW], units.PULLED, day.UNSEEN.values()):
+            self.assertTrue(any(unit.defect in kinds for unit in everyone), kinds)
+        self.assertTrue(any(day.deserved(unit, False, STEPS)[0] == "failed" for unit in everyone))
+        self.assertEqual({math.isinf(outage) for outage in drawn.outages.values()}, {False, True})
+        self.assertTrue(drawn.deaths)
+        self.assertTrue(any(drawn.is_worn(drawn.worn, place) for place, _ in drawn.of_shift(drawn.worn, 1)))
+        self.assertTrue(drawn.of_shift(drawn.worn, 2))
 
     def test_a_day_is_told_as_it_was_and_the_same_seed_gives_the_same_verdicts(self):
-        for seed in range(1, DAYS + 1):
-            status, said = self.play(12, seed)
-            self.assertEqual(status, 0, said)
-            self.assertIn("The station was killed 1 times", said)
+        for seed, count, slots in days(DAYS):
+            status, said = self.play(count, seed, slots)
+            self.assertEqual(status, 0, f"--seed {seed}, {count} units, {slots} slots: {said}")
+            self.assertIn("The station was killed once", said)
+            self.assertRegex(said, r"The plant's database was killed (once|2 times)")
+            self.assertRegex(said, r"GOLD\d{6} ended as failed")
             self.assertTrue((self.folder / "shift/report.html").read_text(encoding="utf-8").startswith("<!"))
             verdicts = self.verdicts()
-            self.assertEqual(len(verdicts), 12)
-        self.assertEqual(self.play(12, seed)[0], 0)
+            self.assertEqual(len(verdicts), count)
+            if (seed, count, slots) == SHORT:
+                self.play_before_a_line_that_answers_falsely(verdicts)
+
+    def play_before_a_line_that_answers_falsely(self, verdicts):
+        """The short day once more."""
+        seed, count, slots = SHORT
+        with unittest.mock.patch("verdict.Verdict.ask", self.false_answers(verdict.Verdict.ask)):
+            status, said = self.play(count, seed, slots)
         self.assertEqual(self.verdicts(), verdicts)
-
-    def test_a_worn_fixture_is_marked_and_who_went_through_it_is_named(self):
-        self.write_plans(["alarm-5in3out"])
-        with unittest.mock.patch("day.draw_defect", return_value=units.GOOD):
-            status, said = self.play(44, "worn", slots=2)
-        self.assertEqual(status, 0, said)
-        self.assertRegex(said, r"The fixture of slot (\d) was bad from its unit \d+ on; marked: .*slot \1 \(p = .*e-")
-        self.assertRegex(said, r"To be tested again, since they went through it: [A-Z]{2}\d{8} ")
-
-    def test_a_defect_that_passes_is_an_escape_and_a_figure_that_is_wrong_is_named(self):
-        unfelt = units.Defect("nobody lays this one", failing="temp")
-        with unittest.mock.patch("day.draw_defect", return_value=unfelt):
-            status, said = self.play(2, "escape", slots=2)
         self.assertEqual(status, 1, said)
-        self.assertRegex(said, r"Not as it was: an escape: [A-Z]{2}\d{8} in slot \d was passed")
-        self.assertRegex(said, r"Not as it was: final_yield: told 0\.5, and was 0\.0")
+        for finding in FALSE:
+            self.assertRegex(said, f"Not as it was: {finding}")
+
+    @staticmethod
+    def false_answers(asked):
+        """Of a line that loses defects and suspects, miscounts, and has sent nothing since its database was away."""
+
+        def ask(judge, *words):
+            if words[1] in ("forward", "suspect"):
+                return ""
+            return asked(judge, *words).replace('"verdict":"failed"', '"verdict":"passed"').replace('"units":', '"units":1')
+
+        return ask
+
+    @unittest.mock.patch("database.folder_of_tools", return_value=None)
+    def test_a_worn_fixture_is_marked_by_its_figures_and_found_by_its_check(self, _):
+        self.write_plans(["alarm-5in3out"])
+        with unittest.mock.patch("day.draw_defect", return_value=units.GOOD), \
+                unittest.mock.patch("day.draw_moments", return_value=[]):
+            status, said = self.play(24, 15, slots=2)
+        self.assertEqual(status, 0, said)
+        self.assertRegex(said, r"The fixture of slot (\d) was bad from its unit 3 on, .* behind its unit 12; marked: .*slot \1 \(p = 0\.00")
+        self.assertRegex(said, r"The check found slot \d: .*not passed, and tested again: [A-Z]{2}\d{8} [A-Z]{2}\d{8} ")
+        self.assertIn("No PostgreSQL server is installed", said)
+
+    def test_a_line_that_takes_a_unit_before_its_check_is_found(self):
+        line = types.SimpleNamespace(scan=unittest.mock.AsyncMock(side_effect=["17", line_client.Refused("slot 1 is on fire")]))
+        hall = types.SimpleNamespace(rack=None, database=None, steps={})
+        hands = shift.Hands(None, day.draw("1", 1, families(1)), hall, line)
+        for _ in range(2):
+            asyncio.run(hands.expect_refusal("1", "its check is due"))
+        self.assertEqual(hands.findings, ["slot 1 takes a unit, though its check is due: run 17",
+                                          "slot 1 takes no unit, though not since its check is due: slot 1 is on fire"])
 
     def test_fishers_test_is_that_of_the_books(self):
         self.assertAlmostEqual(day.fisher(3, 4, 4, 8), 34 / 70)  # the lady who tastes tea: 3 of 4 right
