@@ -2,6 +2,7 @@
 
 #include <array>
 #include <map>
+#include <memory>
 #include <set>
 
 #include "station/central/central_schema.h"
@@ -82,7 +83,7 @@ class CentralCheck {
   void look_at_plan(const Row& row) {
     const std::string& id = text_in(row, 0);
     std::string trouble;
-    std::optional<Plan>& plan = plans_[id];
+    std::shared_ptr<const Plan>& plan = plans_[id];
     plan = plan_of_text(text_in(row, 1), id, trouble);
     if (!plan) {
       find("plan " + id + ": " + trouble);
@@ -223,7 +224,7 @@ class CentralCheck {
   }
 
   Postgres& database_;
-  std::map<std::string, std::optional<Plan>> plans_;
+  std::map<std::string, std::shared_ptr<const Plan>> plans_;
   std::set<std::string> hashes_;
   CheckReport report_;
 };

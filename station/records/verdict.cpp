@@ -188,7 +188,7 @@ std::shared_ptr<const Plan> stored_plan(Database& database, std::string_view id,
   return plan_of_text(row.text(0), id, trouble);
 }
 
-std::optional<Plan> plan_of_text(const std::string& text, std::string_view id, std::string& trouble) {
+std::shared_ptr<const Plan> plan_of_text(const std::string& text, std::string_view id, std::string& trouble) {
   if (sha256_hex(text) != id) {
     trouble = "the stored plan is not the one that it was";
     return nullptr;

@@ -31,8 +31,8 @@ StoredVerdict verdict_by_plan(const StoredRun& run, const Plan& plan);
 /// Throws SqlError.
 std::shared_ptr<const Plan> stored_plan(Database& database, std::string_view id, std::string& trouble);
 
-/// The plan of this id that this text is; nothing, and what is wrong, likewise.
-std::optional<Plan> plan_of_text(const std::string& text, std::string_view id, std::string& trouble);
+/// The plan of this id that this text is; null, and what is wrong, likewise.
+std::shared_ptr<const Plan> plan_of_text(const std::string& text, std::string_view id, std::string& trouble);
 
 /// Whether any step had a second attempt.
 bool was_retried(const StoredRun& run);
