@@ -1,4 +1,7 @@
 // What a station keeps comes into the central database once, whole and in order, whatever happens on the way.
+#include <sched.h>
+#include <sys/mount.h>
+
 #include <cstdlib>
 #include <fstream>
 #include <random>
@@ -94,7 +97,62 @@ TEST_F(ForwarderTest, ARunThatIsRefusedHoldsUpThoseBehindItAndIsSaid) {
   expect_the_same(station);
 }
 
-// A full disk as the server reports it, from a trigger: a disk of its own is not for a test to make.
+/// A small disk at a folder of the server's, for this program and what it starts from now on: only root can
+/// make one.
+class SmallDisk {
+ public:
+  explicit SmallDisk(std::string folder) : folder_(std::move(folder)) {
+    std::filesystem::create_directory(folder_);
+    is_there_ = unshare(CLONE_NEWNS) == 0 && mount("", "/", "", MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                mount("tmpfs", folder_.c_str(), "tmpfs", 0, "size=16m,mode=700,uid=65534,gid=65534") == 0;
+  }
+  ~SmallDisk() {
+    if (is_there_) umount2(folder_.c_str(), MNT_DETACH);
+  }
+  SmallDisk(const SmallDisk&) = delete;
+  SmallDisk& operator=(const SmallDisk&) = delete;
+
+  bool is_there() const { return is_there_; }
+  /// Something else takes all the room that is left, and gives it back.
+  void fill() const {
+    std::ofstream file(filler(), std::ios::binary);
+    const std::string block(4096, 'x');
+    while (file.write(block.data(), static_cast<std::streamsize>(block.size())).flush()) continue;
+  }
+  void make_room() const { std::filesystem::remove(filler()); }
+
+ private:
+  std::string filler() const { return folder_ + "/filler"; }
+  std::string folder_;
+  bool is_there_ = false;
+};
+
+TEST_F(ForwarderTest, ADiskWithoutRoomIsWaitedForUntilThereIsSome) {
+  server().stop();  // what runs already does not see the disk
+  const SmallDisk disk(server().file("small"));
+  server().start();
+  if (!disk.is_there()) GTEST_SKIP() << "only root can make a disk";
+  ASSERT_EQ(sql("CREATE TABLESPACE small LOCATION '" + server().file("small") + "'"), "");
+  ASSERT_EQ(server().sql("postgres", "ALTER DATABASE " + database + " SET TABLESPACE small"), "");
+  CentralStation station;
+  station.begin(url());
+  station.pass({"AB00000001"});
+  await_all(station);
+  disk.fill();
+  for (int unit = 2; unit < 40; ++unit) station.pass({"AB" + std::to_string(unit)});
+  station.await_log("No space left on device");
+  EXPECT_EQ(sql("SELECT count(*) FROM run WHERE (SELECT count(*) FROM attempt WHERE run_id = run.id) <> 2"),
+            "0")
+      << "half a run is there";
+  disk.make_room();
+  await_all(station);
+  station.end();
+  expect_the_same(station);
+  EXPECT_EQ(server().sql("postgres", "ALTER DATABASE " + database + " SET TABLESPACE pg_default"), "");
+  EXPECT_EQ(server().sql("postgres", "DROP TABLESPACE small"), "");
+}
+
+// As the server reports it, from a trigger, also where nobody can make a disk.
 TEST_F(ForwarderTest, ADatabaseWhoseDiskIsFullIsWaitedForUntilItHasRoom) {
   CentralStation station;
   station.begin(url());
