@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "station/figures/capability.h"
+#include "station/report/failure_words.h"
 #include "station/report/plots.h"
 #include "station/report/verdict_words.h"
 
@@ -205,24 +206,15 @@ class FiguresPage {
 
   // The board's words, what their numbers were where they differ, and how the attempts ended.
   void add_words(pugi::xml_node cell, const FailureKind& kind) {
-    const bool is_always_same =
-        !kind.examples.empty() && std::all_of(kind.numbers.begin(), kind.numbers.end(),
-                                              [](const auto& range) { return range.first == range.second; });
     std::string outcomes;
     for (const auto& [outcome, runs] : kind.outcomes) {
       outcomes += (outcomes.empty() ? "" : ", ") + outcome_words(outcome, say_);
       if (kind.outcomes.size() > 1) outcomes += " " + std::to_string(runs);
     }
-    const std::string words = is_always_same ? kind.examples.front() : kind.words.value_or("");
-    add(cell, "div", kind.words ? words : say_("（无说明）", "(no words)"), kind.words ? "text" : "nothing");
-    std::string numbers;
-    if (!is_always_same) {
-      for (const auto& [low, high] : kind.numbers) {
-        numbers += (numbers.empty() ? "# " : "; # ") + number_text(low);
-        if (low != high) numbers += " … " + number_text(high);
-      }
-    }
-    add(cell, "div", outcomes + (numbers.empty() ? "" : " · " + numbers), "small");
+    const ShownWords shown = shown_words(kind);
+    add(cell, "div", kind.words ? shown.words : say_("（无说明）", "(no words)"),
+        kind.words ? "text" : "nothing");
+    add(cell, "div", outcomes + (shown.numbers.empty() ? "" : " · " + shown.numbers), "small");
   }
 
   RunFilter runs_of_kind(const FailureKind& kind) const {
@@ -320,7 +312,13 @@ class FiguresPage {
       add(row, "td", share_text(slot.others), "number");
       add(row, "td", chance_text(slot.p), "number");
       pugi::xml_node mark = add(row, "td");
-      if (slot.is_marked) add(mark, "span", say_("与其他工位不同", "differs from the others"), "warning");
+      if (slot.is_marked) {
+        const bool is_worse = share.value() > slot.others.value();
+        add(mark, "span",
+            is_worse ? say_("比其他工位差", "worse than the others")
+                     : say_("比其他工位好", "better than the others"),
+            is_worse ? "warning" : "");
+      }
     }
     add(section, "p",
         say_("竖线为其他工位的比例；p 为 Fisher 精确检验（双侧），p < 0.01 时标记。",

@@ -120,9 +120,12 @@ TEST(ReportTest, NumbersOfABoardsWordsAreShownApartWhereTheyDiffer) {
   figures.failures.push_back(
       {"a", "b", "T# open", {{"failed", 3}}, {3, {}}, {{0, 7}}, {"T0 open", "T7 open"}});
   figures.failures.push_back({"a", "b", "T# short", {{"failed", 2}}, {2, {}}, {{1, 1}}, {"T1 short"}});
+  figures.failures.push_back(
+      {"a", "b", "# ports got # bytes", {{"failed", 1}}, {1, {}}, {{4, 4}, {0, 9}}, {"4 ports got 0 bytes"}});
   const std::string page = html_of(figures);
-  EXPECT_THAT(page, AllOf(HasSubstr(">T# open<"), HasSubstr("failed · # 0 … 7<"), HasSubstr(">T1 short<"),
-                          Not(HasSubstr("# 1"))));
+  EXPECT_THAT(
+      page, AllOf(HasSubstr(">T# open<"), HasSubstr("failed · # 0 … 7<"), HasSubstr(">T1 short<"),
+                  Not(HasSubstr("# 1")), HasSubstr(">4 ports got # bytes<"), HasSubstr("failed · # 0 … 9<")));
 }
 
 TEST(ReportTest, AHistogramShowsLimitsWhereTheyAreAndFarOnesBesideIt) {
