@@ -124,7 +124,7 @@ class Hands:
             if not waiting:
                 self.since_check[slot] = []
                 return
-        raise RackError(f"the check of slot {slot} does not come to its end")
+        raise RackError(f"the check of slot {slot} does not come to its end; the line's last refusal: {self.refusal}")
 
     async def expect_refusal(self, slot, why):
         """Scans the slot's first unit, which must not be taken."""
