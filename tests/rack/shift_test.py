@@ -137,6 +137,12 @@ class ShiftTest(unittest.TestCase):
         self.assertRegex(said, r"The check found slot \d: .*not passed, and tested again: [A-Z]{2}\d{8} [A-Z]{2}\d{8} ")
         self.assertIn("No PostgreSQL server is installed", said)
 
+    def test_a_database_that_cannot_be_made_is_said(self):
+        with unittest.mock.patch("database.folder_of_tools", return_value=pathlib.Path("/nowhere")), \
+                contextlib.redirect_stderr(io.StringIO()) as said:
+            self.assertEqual(self.play(1, "1", slots=1)[0], 3)
+        self.assertRegex(said.getvalue(), r"^\./run: the database cannot be made: .*/nowhere/initdb")
+
     def test_a_line_that_takes_a_unit_before_its_check_is_found(self):
         line = types.SimpleNamespace(scan=unittest.mock.AsyncMock(side_effect=["17", line_client.Refused("slot 1 is on fire")]))
         hall = types.SimpleNamespace(rack=None, database=None, steps={})
