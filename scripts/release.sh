@@ -14,11 +14,23 @@ document() {
   sed -E 's/\[([^]]+)\]\([^)]+\.md\)/\1/g' "$1" >"$folder/${1##*/}"
 }
 
+# What records on a board: in front of a static program nothing can stand, and few boards have the libraries of the
+# dynamic one, which brings its own.
+recording() {
+  local libraries=/usr/$2/lib
+  mkdir -p "$folder/recording/lib"
+  install -m 755 packaging/record-boardtest "build/$1/t1_sdk/boardtest" "build/$1/boardrec/libboardrecord.so" "$folder/recording"
+  install -m 755 "$libraries"/ld-linux*.so.3 "$libraries"/lib{c,m,stdc++}.so.6 "$libraries/libgcc_s.so.1" "$folder/recording/lib"
+  "$2-strip" "$folder/recording/boardtest" "$folder/recording/libboardrecord.so"
+}
+
 board() {
   local architecture=$1 compiler=$2
   install -m 755 "build/$architecture-static/t1_sdk/boardtest" packaging/boardtest.init "$folder"
   install -m 644 packaging/inittab packaging/boardtest.service "$folder"
+  recording "$architecture" "$compiler"
   document docs/installing.md
+  document docs/recordings.md
   install -m 644 packaging/licences.md "$folder/licences/README.md"
   install -m 644 "/usr/share/doc/libc6-dev-$architecture-cross/copyright" "$folder/licences/glibc.copyright"
   install -m 644 "/usr/share/doc/gcc-12-$compiler-base/copyright" "$folder/licences/gcc.copyright"

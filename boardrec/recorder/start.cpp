@@ -95,7 +95,10 @@ void write_start(int argc, char** argv) {
   static char file[4096];
   const long size = kernel::call(SYS_readlinkat, AT_FDCWD, kernel::word("/proc/self/exe"), kernel::word(file),
                                  sizeof file - 1);
-  if (size <= 0) std::strncpy(file, argc > 0 ? argv[0] : "", sizeof file - 1);
+  // A loader that was started by hand is not the program.
+  const char* const slash = std::strrchr(file, '/');
+  if (size <= 0 || std::strncmp(slash != nullptr ? slash + 1 : file, "ld-", 3) == 0)
+    std::strncpy(file, argc > 0 ? argv[0] : "", sizeof file - 1);
   const char* const first = argc > 0 ? argv[0] : "";
   const char* const last = argc > 0 ? argv[argc - 1] + std::strlen(argv[argc - 1]) + 1 : first;
   Body body{};
