@@ -49,6 +49,8 @@ constexpr std::uint32_t fast_checksum(const unsigned char* bytes, std::size_t si
 constexpr unsigned char kSample[] = {1, 2, 3, 0xFF, 0};
 static_assert(fast_checksum(kSample, sizeof kSample, 7) == checksum(kSample, sizeof kSample, 7));
 
+}  // namespace
+
 void tell(const char* name, const char* what, long error) {
   Text line;
   line.add("boardrecord: ").add(name).add(what);
@@ -57,6 +59,8 @@ void tell(const char* name, const char* what, long error) {
   std::size_t written = 0;
   kernel::write_all(2, line.text(), line.size(), written);
 }
+
+namespace {
 
 void stop(const char* why, long error) {
   if (!on) return;

@@ -41,6 +41,9 @@ struct Items {
   }
 };
 
+/// One line on standard error, with an errno (negative) unless it is 0.
+void tell(const char* name, const char* what, long error);
+
 /// Begins a recording. False when it cannot be: one line on standard error says why.
 bool begin_file(const char* name, std::uint64_t limit, std::uint64_t real_time, std::uint64_t monotonic);
 /// Whether records are written. False for good once the limit is reached or the file takes no more, which

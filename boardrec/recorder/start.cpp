@@ -63,25 +63,36 @@ void leave_preload_list() {
   if (to == list) unsetenv("LD_PRELOAD");
 }
 
+/// Bytes; the usual number for what is none, which is said.
 std::uint64_t limit_of(const char* text) {
+  constexpr std::uint64_t kMost = std::uint64_t{1} << 40;
   std::uint64_t limit = 0;
-  if (text == nullptr || *text == '\0') return kUsualLimit;
-  for (; *text >= '0' && *text <= '9' && limit < (std::uint64_t{1} << 40); ++text)
-    limit = limit * 10 + static_cast<std::uint64_t>(*text - '0');
-  return *text == '\0' ? limit : kUsualLimit;
+  if (text == nullptr) return kUsualLimit;
+  const char* at = text;
+  for (; *at >= '0' && *at <= '9' && limit < kMost; ++at)
+    limit = limit * 10 + static_cast<std::uint64_t>(*at - '0');
+  if (at != text && (*at == '\0' || limit >= kMost)) return limit;
+  tell("BOARDRECORD_LIMIT is no number of bytes, the limit is 33554432: ", text, 0);
+  return kUsualLimit;
 }
 
-/// BOARDRECORD, with the process's number for %p: a program that is started again keeps what came before.
+/// BOARDRECORD, with the process's number for the first %p: a program that is started again keeps what came
+/// before.
 const char* file_name(const char* pattern) {
-  static Text name;
+  static char name[4096];
   const char* const mark = std::strstr(pattern, "%p");
-  if (mark == nullptr) return pattern;
-  for (const char* at = pattern; at != mark; ++at) {
-    const char letter[2] = {*at, '\0'};
-    name.add(letter);
-  }
-  name.add(kernel::call(SYS_getpid)).add(mark + 2);
-  return name.text();
+  Text number;
+  number.add(process);
+  if (mark == nullptr || std::strlen(pattern) + number.size() > sizeof name) return pattern;
+  char* end = name;
+  const auto add = [&end](const char* from, std::size_t size) {
+    std::memcpy(end, from, size);
+    end += size;
+  };
+  add(pattern, static_cast<std::size_t>(mark - pattern));
+  add(number.text(), number.size());
+  add(mark + 2, std::strlen(mark + 2) + 1);
+  return name;
 }
 
 std::uint64_t real_time() {
@@ -110,7 +121,7 @@ void write_start(int argc, char** argv) {
   write_record(body, in, Items(), true);
 }
 
-/// Runs behind everything else that the program does when it ends.
+/// Runs when the program ends by itself.
 void finish(void*) {
   // Between vfork and exec, a child is in this memory too.
   if (!recording() || this_thread.depth > 0 || kernel::call(SYS_getpid) != process) return;
@@ -141,6 +152,8 @@ int recorded_main(int argc, char** argv, char** environment) {
     }
     unsetenv("BOARDRECORD");
     unsetenv("BOARDRECORD_LIMIT");
+    // Behind what main registers, before what was there when it began: a recording ends where it began.
+    if (recording()) __cxa_atexit(finish, nullptr, nullptr);
     this_thread = {recording() ? 0 : -1, 0};
     errno = error;
   }
@@ -166,7 +179,6 @@ int __libc_start_main(Main* main, int argc, char** argv, void (*init)(), void (*
   leave_preload_list();
   const char* const name = getenv("BOARDRECORD");
   asked_for = name != nullptr && *name != '\0';
-  if (asked_for) __cxa_atexit(finish, nullptr, nullptr);
   return next___libc_start_main(recorded_main, argc, argv, init, fini, loader_fini, stack_end);
 }
 

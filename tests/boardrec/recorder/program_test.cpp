@@ -220,6 +220,15 @@ TEST_F(RecordedProgramTest, AtItsLimitItEndsWithANoteAndTheProgramGoesOn) {
   EXPECT_EQ(recorded.records.back().in[0].bytes, "the limit of 100000 bytes was reached");
 }
 
+TEST_F(RecordedProgramTest, ALimitThatIsNoNumberIsSaidAndTheUsualOneTaken) {
+  for (const std::string limit : {"", "32M", "-1"}) {
+    const Run its = record("many", {"BOARDRECORD_LIMIT=" + limit});
+    EXPECT_EQ(its.err,
+              "boardrecord: BOARDRECORD_LIMIT is no number of bytes, the limit is 33554432: " + limit + "\n");
+    EXPECT_EQ(recording().records.back().call, Call::finish);
+  }
+}
+
 TEST_F(RecordedProgramTest, TheKernelsLimitOfFilesIsItsOwn) {
   const Run its = run("many", file, {}, {"/bin/sh", "-c", "ulimit -f 100; exec \"$@\"", "sh"});
   EXPECT_EQ(its.status, 7);  // not killed by the signal of that limit
