@@ -2,20 +2,25 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <unordered_map>
 
 namespace boardrec {
 namespace {
 
 constexpr std::int64_t kMostEdits = 2000;  // the memory grows with their square
 
-using Alike = std::function<bool(std::size_t a, std::size_t b)>;
+/// Texts by number: they are compared millions of times.
+using Numbers = std::vector<std::size_t>;
 
 /// The shortest way from the beginning of both lists to their ends, along diagonals b = a - k where items are
 /// alike: for each number of edits, how far every diagonal can be followed.
 class Paths {
  public:
-  Paths(std::int64_t a_size, std::int64_t b_size, const Alike& alike)
-      : a_size_(a_size), b_size_(b_size), alike_(alike) {}
+  Paths(const Numbers& a, const Numbers& b)
+      : a_size_(static_cast<std::int64_t>(a.size())),
+        b_size_(static_cast<std::int64_t>(b.size())),
+        a_(a),
+        b_(b) {}
 
   std::vector<Aligned> shortest() {
     const std::int64_t most = std::min(a_size_ + b_size_, kMostEdits);
@@ -50,7 +55,7 @@ class Paths {
 
   std::int64_t follow(std::int64_t a, std::int64_t k) const {
     while (a < a_size_ && a - k < b_size_ && a - k >= 0 &&
-           alike_(static_cast<std::size_t>(a), static_cast<std::size_t>(a - k)))
+           a_[static_cast<std::size_t>(a)] == b_[static_cast<std::size_t>(a - k)])
       ++a;
     return a;
   }
@@ -95,15 +100,27 @@ class Paths {
   }
 
   std::int64_t a_size_, b_size_;
-  const Alike& alike_;
+  const Numbers& a_;
+  const Numbers& b_;
   std::vector<std::vector<std::int64_t>> reached_;
   std::int64_t end_a_ = 0, end_b_ = 0;
 };
 
+Numbers numbers_of(const std::vector<std::string>& texts,
+                   std::unordered_map<std::string, std::size_t>& known) {
+  Numbers numbers;
+  for (const std::string& text : texts)
+    numbers.push_back(known.try_emplace(text, known.size()).first->second);
+  return numbers;
+}
+
 }  // namespace
 
-std::vector<Aligned> align(std::size_t a_size, std::size_t b_size, const Alike& alike) {
-  return Paths(static_cast<std::int64_t>(a_size), static_cast<std::int64_t>(b_size), alike).shortest();
+std::vector<Aligned> align(const std::vector<std::string>& a, const std::vector<std::string>& b) {
+  std::unordered_map<std::string, std::size_t> known;
+  const Numbers first = numbers_of(a, known);
+  const Numbers second = numbers_of(b, known);
+  return Paths(first, second).shortest();
 }
 
 }  // namespace boardrec

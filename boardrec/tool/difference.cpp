@@ -1,7 +1,8 @@
 #include "boardrec/tool/difference.h"
 
+#include <algorithm>
 #include <cmath>
-#include <cstdio>
+#include <deque>
 #include <map>
 #include <set>
 #include <span>
@@ -50,11 +51,11 @@ Session session_of(const Recording& recording) {
   Session session{.segments = {{"before the first request", {}}}, .other_threads = {}};
   std::size_t next = 0;
   for (std::size_t at = 0; at < calls.size(); ++at) {
+    for (; next < requests.size() && requests[next].call == at; ++next)
+      session.segments.push_back({title_of(requests[next]), {}});
     Lines& lines = calls[at].record->thread == 0 ? session.segments.back().lines
                                                  : session.other_threads[calls[at].record->thread];
     lines.push_back({calls[at], text(calls[at])});
-    for (; next < requests.size() && requests[next].call == at; ++next)
-      session.segments.push_back({title_of(requests[next]), {}});
   }
   return session;
 }
@@ -79,13 +80,20 @@ std::string subject_of(const Line& line) {
   return line.call.node.empty() ? line.words.substr(0, line.words.find(' ')) : line.call.node;
 }
 
+/// What the alignment looks at.
+template <class List, class Item>
+std::vector<std::string> texts_of(const List& list, std::string Item::*text) {
+  std::vector<std::string> texts;
+  for (const Item& item : list) texts.push_back(item.*text);
+  return texts;
+}
+
 class Comparison {
  public:
   Comparison(std::optional<double> tolerance, std::ostream& out) : tolerance_(tolerance), out_(out) {}
 
   void segments(std::span<const Segment> a, std::span<const Segment> b) {
-    const auto places =
-        align(a.size(), b.size(), [&](std::size_t i, std::size_t j) { return a[i].title == b[j].title; });
+    const auto places = align(texts_of(a, &Segment::title), texts_of(b, &Segment::title));
     for (const Aligned& place : places) {
       if (place.a && place.b) {
         segment(*place.a, a[*place.a], b[*place.b]);
@@ -123,13 +131,8 @@ class Comparison {
     out_ << ": in the " << which << " recording only, " << segment.lines.size() << " calls\n";
   }
 
-  bool alike(const Line& a, const Line& b) const {
-    return a.words == b.words && difference_of_values(*a.call.record, *b.call.record).empty();
-  }
-
   void segment(std::size_t index, const Segment& a, const Segment& b) {
-    const auto places = align(a.lines.size(), b.lines.size(),
-                              [&](std::size_t i, std::size_t j) { return alike(a.lines[i], b.lines[j]); });
+    const auto places = align(texts_of(a.lines, &Line::words), texts_of(b.lines, &Line::words));
     std::vector<Pair> pairs;
     Gap gap;
     for (const Aligned& place : places) {
@@ -141,7 +144,7 @@ class Comparison {
       close(gap, pairs);
       const Line& first = a.lines[*place.a];
       const Line& second = b.lines[*place.b];
-      if (std::string why = difference_of_times(first, second); !why.empty())
+      if (std::string why = difference_of(first, second); !why.empty())
         pairs.push_back({&first, &second, std::move(why)});
     }
     close(gap, pairs);
@@ -155,23 +158,26 @@ class Comparison {
 
   /// Calls on the same node belong together, in their order.
   static void close(Gap& gap, std::vector<Pair>& pairs) {
+    std::map<std::string, std::deque<const Line*>> waiting;
+    for (const Line* second : gap.b) waiting[subject_of(*second)].push_back(second);
     for (const Line* first : gap.a) {
-      const auto second = std::ranges::find_if(gap.b, [first](const Line* line) {
-        return line != nullptr && subject_of(*line) == subject_of(*first);
-      });
-      Pair pair{.a = first};
-      if (second != gap.b.end()) {
-        pair.b = *second;
-        if (pair.a->words == pair.b->words)
-          pair.why = difference_of_values(*pair.a->call.record, *pair.b->call.record);
-        *second = nullptr;
-      }
-      pairs.push_back(std::move(pair));
+      std::deque<const Line*>& same = waiting[subject_of(*first)];
+      pairs.push_back({.a = first, .b = same.empty() ? nullptr : same.front()});
+      if (!same.empty()) same.pop_front();
     }
     for (const Line* second : gap.b) {
-      if (second != nullptr) pairs.push_back({.b = second});
+      std::deque<const Line*>& same = waiting[subject_of(*second)];
+      if (same.empty() || same.front() != second) continue;
+      pairs.push_back({.b = second});
+      same.pop_front();
     }
     gap = {};
+  }
+
+  /// What sets two calls apart whose texts are alike.
+  std::string difference_of(const Line& a, const Line& b) const {
+    std::string why = difference_of_values(*a.call.record, *b.call.record);
+    return why.empty() ? difference_of_times(a, b) : why;
   }
 
   std::string difference_of_times(const Line& a, const Line& b) const {
