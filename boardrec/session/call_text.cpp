@@ -116,8 +116,7 @@ std::string result_text(const Record& record) {
 
 /// A call that traces do not have: every value that went in and came back.
 std::string plain_text(const NamedCall& call) {
-  const CallRow* const row = find_call(call.record->call);
-  std::string text(row != nullptr ? row->name : "?");
+  std::string text(name_of(call.record->call));
   for (const auto* values : {&call.record->in, &call.record->out}) {
     for (const Value& value : *values) {
       if (value.type == ValueType::number) text.append(" ").append(std::to_string(value.number));
@@ -142,7 +141,7 @@ std::string text(const NamedCall& call) {
   if (!call.in_trace) return plain_text(call);
   if (record.call == Call::thread_ended) return "thread ended";
   if (record.call == Call::pthread_create && record.result == 0) return "thread started";
-  std::string text(find_call(record.call)->name);
+  std::string text(name_of(record.call));
   if (!call.node.empty()) text.append(" ").append(call.node);
   text += handed_in(record);
   if (is_plain_sleep(record)) return text;

@@ -168,6 +168,11 @@ const CallRow* find_call(Call call) {
   return row != std::end(kCalls) ? row : nullptr;
 }
 
+std::string_view name_of(Call call) {
+  const CallRow* const row = find_call(call);
+  return row != nullptr ? row->name : "?";
+}
+
 Recording read_recording(std::string_view bytes, const std::string& name) {
   Recording recording{.header = header_of(bytes, name)};
   const char* wrong = nullptr;

@@ -66,5 +66,7 @@ const Value& value_at(const std::vector<Value>& values, std::size_t index);
 
 /// The call's row; null for a number that is in none.
 const CallRow* find_call(Call call);
+/// The call's name; "?" for a number that is in no row.
+std::string_view name_of(Call call);
 
 }  // namespace boardrec

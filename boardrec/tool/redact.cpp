@@ -170,9 +170,10 @@ class Redactor {
 
   /// The values that hold what a node was told or has told, and no path or address.
   static std::vector<Value*> contents(Record& record) {
-    const CallRow& row = *find_call(record.call);
+    const CallRow* const row = find_call(record.call);
     std::vector<Value*> values;
-    for (const auto& [side, names] : {std::pair(&record.in, row.in), std::pair(&record.out, row.out)}) {
+    if (row == nullptr) return values;
+    for (const auto& [side, names] : {std::pair(&record.in, row->in), std::pair(&record.out, row->out)}) {
       std::string_view rest = names;
       for (Value& value : *side) {
         const std::string_view name = rest.substr(0, rest.find(' '));

@@ -147,7 +147,7 @@ void show_sums(const std::vector<NamedCall>& calls, std::ostream& out) {
   std::map<std::string, Sum> nodes;
   for (const NamedCall& call : calls) {
     if ((call.record->flags & kBegan) != 0 || call.record->call < Call::open) continue;
-    add(kinds[std::string(find_call(call.record->call)->name)], *call.record);
+    add(kinds[std::string(name_of(call.record->call))], *call.record);
     if (call.in_trace && !call.node.empty()) add(nodes[call.node], *call.record);
   }
   out << "\nCalls by kind\n";

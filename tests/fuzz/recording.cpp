@@ -1,0 +1,64 @@
+// Fuzz target: anything as a recording, read and shown.
+//
+// The input: a byte that chooses, then the rest. With an odd byte the rest is the file as it is. Else it is
+// the bodies of records, each behind two bytes with its size, under a sound header and with sound
+// checksums.
+#include <cstring>
+
+#include "boardrec/format/calls.h"
+#include "boardrec/format/layout.h"
+#include "boardrec/session/encoding.h"
+#include "boardrec/session/named_calls.h"
+#include "boardrec/session/recording.h"
+#include "tests/fuzz/fuzz.h"
+
+namespace {
+
+template <class Layout>
+std::string raw(const Layout& layout) {
+  return {reinterpret_cast<const char*>(&layout), sizeof layout};
+}
+
+std::string sealed(Input& input) {
+  boardrec::Header header{};
+  std::memcpy(header.magic, boardrec::kMagic, sizeof header.magic);
+  header.order = boardrec::kOrder;
+  header.version = boardrec::kVersion;
+  std::string file = boardrec::bytes_of(header);
+  while (!input.empty()) {
+    const std::size_t low = input.byte();
+    const std::string body = input.bytes(low + std::size_t{256} * input.byte());
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(body.data());
+    file += raw(boardrec::Frame{.size = static_cast<std::uint32_t>(body.size()),
+                                .checksum = boardrec::checksum(bytes, body.size())});
+    file += body;
+  }
+  return file;
+}
+
+/// Of a record that was taken, writing it again gives the bytes that it was read from.
+void check_encoding(const boardrec::Record& record, const std::string& file) {
+  const std::string bytes = boardrec::bytes_of(record);
+  require(file.compare(record.offset, bytes.size(), bytes) == 0,
+          "a record is read otherwise than it is written");
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  Input input(data, size);
+  const bool is_raw = (input.byte() & 1U) != 0;
+  const std::string file = is_raw ? input.rest() : sealed(input);
+  try {
+    const boardrec::Recording recording = boardrec::read_recording(file, "it");
+    for (const boardrec::Record& record : recording.records) check_encoding(record, file);
+    const std::vector<boardrec::NamedCall> calls = boardrec::named_calls(recording);
+    require(calls.size() == recording.records.size(), "a call is lost");
+    for (const boardrec::NamedCall& call : calls) boardrec::timed_text(call);
+    require(boardrec::calls_of_trace(recording).size() <= calls.size(), "a call is shown twice");
+  } catch (const boardrec::Unreadable& error) {
+    require(std::strncmp(error.what(), "it ", 3) == 0, "a message does not name the file");
+    require(is_raw, "a sound header is refused");
+  }
+  return 0;
+}
