@@ -44,6 +44,78 @@ std::vector<std::int64_t> polled(const Record& record) {
   return fds;
 }
 
+/// How a kind of call is named; those with `none` are not in the trace.
+enum class Naming : std::uint8_t {
+  none,
+  alone,       ///< it has no node
+  path,        ///< by its path, or its command
+  board_path,  ///< the same; in the trace when the path is the board's
+  mount,
+  node,  ///< by its descriptor; in the trace when that is a node
+  node_or_socket,
+  socket,
+  request,
+  selected,
+  polled,
+  address,
+  listener,
+  stream,
+};
+
+struct NamingRow {
+  Call call;
+  Naming naming;
+};
+constexpr NamingRow kNamings[] = {
+    {Call::open, Naming::board_path},
+    {Call::fopen, Naming::board_path},
+    {Call::stat, Naming::board_path},
+    {Call::lstat, Naming::board_path},
+    {Call::access, Naming::board_path},
+    {Call::statfs, Naming::path},
+    {Call::mkdir, Naming::path},
+    {Call::rmdir, Naming::path},
+    {Call::unlink, Naming::path},
+    {Call::umount, Naming::path},
+    {Call::system, Naming::path},
+    {Call::mount, Naming::mount},
+    {Call::close, Naming::node_or_socket},
+    {Call::read, Naming::node_or_socket},
+    {Call::write, Naming::node_or_socket},
+    {Call::lseek, Naming::node},
+    {Call::fstat, Naming::node},
+    {Call::tcgetattr, Naming::node},
+    {Call::tcsetattr, Naming::node},
+    {Call::tcflush, Naming::node},
+    {Call::recv, Naming::socket},
+    {Call::send, Naming::socket},
+    {Call::shutdown, Naming::socket},
+    {Call::ioctl, Naming::request},
+    {Call::select, Naming::selected},
+    {Call::poll, Naming::polled},
+    {Call::bind, Naming::address},
+    {Call::connect, Naming::address},
+    {Call::listen, Naming::listener},
+    {Call::accept, Naming::listener},
+    {Call::fgets, Naming::stream},
+    {Call::fread, Naming::stream},
+    {Call::fwrite, Naming::stream},
+    {Call::fclose, Naming::stream},
+    {Call::socket, Naming::alone},
+    {Call::sleep, Naming::alone},
+    {Call::usleep, Naming::alone},
+    {Call::nanosleep, Naming::alone},
+    {Call::clock_nanosleep, Naming::alone},
+    {Call::reboot, Naming::alone},
+    {Call::pthread_create, Naming::alone},
+    {Call::thread_ended, Naming::alone},
+};
+
+Naming naming_of(Call call) {
+  const auto* const row = std::ranges::find(kNamings, call, &NamingRow::call);
+  return row != std::end(kNamings) ? row->naming : Naming::none;
+}
+
 /// Names one call after the other.
 class Namer {
  public:
@@ -110,82 +182,41 @@ std::string Namer::names_of(const Numbers& fds, std::uint64_t began) const {
 }
 
 void Namer::name_by_kind(const Record& record, NamedCall& call) const {
-  switch (record.call) {
-    case Call::open:
-    case Call::fopen:
-    case Call::stat:
-    case Call::lstat:
-    case Call::access:
-      call.node = text_at(record, 0);
-      call.in_trace = is_board_path(call.node);
+  const std::string_view path = text_at(record, 0);
+  const auto in_trace = [&call](std::string_view node, bool is_there = true) {
+    call.node = node;
+    call.in_trace = is_there;
+  };
+  switch (naming_of(record.call)) {
+    case Naming::none:
       break;
-    case Call::statfs:
-    case Call::mkdir:
-    case Call::rmdir:
-    case Call::unlink:
-    case Call::umount:
-    case Call::system:
-      call.node = text_at(record, 0);
-      call.in_trace = true;
-      break;
-    case Call::mount:
-      call.node.append(text_at(record, 0)).append(" ").append(text_at(record, 1));
-      call.node.append(" ").append(text_at(record, 2));
-      call.in_trace = true;
-      break;
-    case Call::close:
-    case Call::read:
-    case Call::write:
-      name_by_descriptor(record, call, Only::sockets_and_nodes);
-      break;
-    case Call::lseek:
-    case Call::fstat:
-    case Call::tcgetattr:
-    case Call::tcsetattr:
-    case Call::tcflush:
-      name_by_descriptor(record, call, Only::nodes);
-      break;
-    case Call::recv:
-    case Call::send:
-    case Call::shutdown:
+    case Naming::alone:
+      return in_trace("");
+    case Naming::path:
+      return in_trace(path);
+    case Naming::board_path:
+      return in_trace(path, is_board_path(path));
+    case Naming::mount:
+      return in_trace(
+          std::string(path).append(" ").append(text_at(record, 1)).append(" ").append(text_at(record, 2)));
+    case Naming::node:
+      return name_by_descriptor(record, call, Only::nodes);
+    case Naming::node_or_socket:
+      return name_by_descriptor(record, call, Only::sockets_and_nodes);
+    case Naming::socket:
+      return name_by_descriptor(record, call, Only::all);
+    case Naming::request:
+      return name_request(record, call);
+    case Naming::selected:
+      return in_trace(names_of(selected(record), record.began));
+    case Naming::polled:
+      return in_trace(names_of(polled(record), record.began));
+    case Naming::address:
+    case Naming::listener:
       name_by_descriptor(record, call, Only::all);
-      break;
-    case Call::ioctl:
-      name_request(record, call);
-      break;
-    case Call::select:
-      call.node = names_of(selected(record), record.began);
-      call.in_trace = true;
-      break;
-    case Call::poll:
-      call.node = names_of(polled(record), record.began);
-      call.in_trace = true;
-      break;
-    case Call::bind:
-    case Call::connect:
-    case Call::listen:
-    case Call::accept:
-      name_by_descriptor(record, call, Only::all);
-      call.node = record.call == Call::bind || record.call == Call::connect ? text_at(record, 1) : "listener";
-      break;
-    case Call::fgets:
-    case Call::fread:
-    case Call::fwrite:
-    case Call::fclose:
-      name_by_stream(record, call);
-      break;
-    case Call::socket:
-    case Call::sleep:
-    case Call::usleep:
-    case Call::nanosleep:
-    case Call::clock_nanosleep:
-    case Call::reboot:
-    case Call::pthread_create:
-    case Call::thread_ended:
-      call.in_trace = true;
-      break;
-    default:
-      break;
+      return in_trace(naming_of(record.call) == Naming::address ? text_at(record, 1) : "listener");
+    case Naming::stream:
+      return name_by_stream(record, call);
   }
 }
 
