@@ -39,20 +39,22 @@ board() {
     "libgcc-12-dev-$architecture-cross" >"$folder/licences/versions"
 }
 
-# The Debian packages that bring the libraries of a program, each with the version that it was linked with.
+# The Debian packages that bring the libraries of programs, each with the version that it was linked with.
 packages_of() {
-  objdump -p "$1" | awk '$1 == "NEEDED" { print $2 }' | while read -r library; do
+  objdump -p "$@" | awk '$1 == "NEEDED" { print $2 }' | while read -r library; do
     dpkg-query -S "*/$library" | sed -n "s/:$(dpkg --print-architecture): .*//p"
   done | sort -u | xargs dpkg-query -W -f '${Package} ${Version}\n'
 }
 
 station() {
-  install -m 755 build/release/station/t1station "$folder"
-  strip "$folder/t1station"
+  install -m 755 build/release/station/t1station build/release/boardrec/boardrec packaging/first-board.sh "$folder"
+  strip "$folder/t1station" "$folder/boardrec"
   document docs/installing-station.md
+  document docs/first-board.md
+  document docs/boardrec.md
   install -D -m 644 -t "$folder/plans" plans/*.toml
   install -m 644 packaging/t1station.bash packaging/t1station-line@.service "$folder"
-  packages_of "$folder/t1station" >"$folder/NEEDS"
+  packages_of "$folder/t1station" "$folder/boardrec" >"$folder/NEEDS"
   local package
   for package in libboost1.81-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev; do # their headers are compiled in
     install -m 644 "/usr/share/doc/$package/copyright" "$folder/licences/$package.copyright"

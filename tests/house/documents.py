@@ -15,6 +15,7 @@ OPTIONS = {
     "./bench": ("bench", r"^ +((?:-\w+ \| )?--[\w-]+)\)"),
     "./run": ("run", r"(--[\w-]+)(?= *[|)])"),
     "boardsim": ("boardsim/tool/options.cpp", r'(?:add_option|add_flag|set_version_flag)\("(?:-\w,)?(--[\w-]+)'),
+    "boardrec": ("boardrec/tool/main.cpp", r'"(--[\w-]+)"'),
     "t1station": ("station/app/command_line.cpp station/app/records_command.cpp "
                   "station/app/central_command.cpp station/app/users_command.cpp", r'(--[\w-]+)[",]'),
 }
@@ -91,7 +92,7 @@ def options(complain):
         joined = re.sub(r"\\\n", "  ", tree.text(path))
         for number, line in enumerate(joined.splitlines(), 1):
             for span in re.findall(r"`([^`]+)`", line) or [line]:
-                for command, rest in re.findall(r"(\./test|\./bench|\./run|\bboardsim|\bt1station) ([^|;&`]*)", span):
+                for command, rest in re.findall(r"(\./test|\./bench|\./run|\bboardrec|\bboardsim|\bt1station) ([^|;&`]*)", span):
                     for option in re.findall(r"(?<!\S)--[a-z][\w-]*", rest.partition(" -- ")[0]):
                         if option not in known[command]:
                             complain(path, number, f"{command} has no option {option}")
