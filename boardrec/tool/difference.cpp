@@ -11,7 +11,7 @@
 
 #include "boardrec/session/named_calls.h"
 #include "boardrec/session/station.h"
-#include "boardrec/tool/alignment.h"
+#include "boardrec/compare/alignment.h"
 #include "boardrec/tool/sameness.h"
 #include "catalogue/catalogue.h"
 

@@ -12,7 +12,8 @@
 namespace boardsim {
 
 NLOHMANN_DEFINE_TYPE_NON_INTRUSIVE(Config, board, type, pace, speed, own_address, interfaces, faults, trace,
-                                   control, state, devinfo, uart1, exit_at_reboot, every_address, report_fd)
+                                   control, state, devinfo, uart1, station, exit_at_reboot, exit_at_violation,
+                                   every_address, report_fd)
 
 namespace {
 

@@ -31,7 +31,9 @@ struct Config {
   std::string state{};    ///< folder that keeps the board's storage between runs, empty for none
   std::string devinfo{};  ///< folder whose files stand at /devinfo, empty for those of a healthy board
   std::string uart1{};    ///< where /dev/uart1 appears as a serial device of the PC, empty for nowhere
+  std::string station{};  ///< script of a station of the board's own time, empty for none
   bool exit_at_reboot = true;
+  bool exit_at_violation = true;  ///< else a call that the board does not know only fails
   bool every_address = false;
   int report_fd = -1;
 

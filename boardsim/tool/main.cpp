@@ -20,6 +20,7 @@
 #include "boardrec/session/recording.h"
 #include "boardsim/tool/address.h"
 #include "boardsim/tool/child.h"
+#include "boardsim/tool/comparison.h"
 #include "boardsim/tool/console_device.h"
 #include "boardsim/tool/console_text.h"
 #include "boardsim/tool/options.h"
@@ -28,9 +29,12 @@ namespace {
 
 using namespace boardsim;
 
+constexpr int kEndedBySignal = 128;  // and the signal's number
+
 /// One of the program's two outputs, on its way to the launcher's own and to the console's device.
 class Relay {
  public:
+  /// `to`: -1 for nowhere.
   Relay(int from, int to, bool utf8, const ConsoleDevice* device)
       : from_(from), to_(to), utf8_(utf8), device_(device) {}
 
@@ -54,7 +58,7 @@ class Relay {
 
  private:
   void write_all(std::string_view text) const {
-    while (!text.empty()) {
+    while (to_ >= 0 && !text.empty()) {
       const ssize_t written = write(to_, text.data(), text.size());
       if (written < 0 && errno != EINTR) return;
       if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
@@ -84,9 +88,11 @@ void pass_on_signal(int signals, pid_t pid) {
 }
 
 /// Passes output and signals on until the program has ended and everything that it printed was shown.
-int run_to_the_end(Child& child, int signals, bool utf8, const ConsoleDevice* device) {
-  Relay output(child.output(), STDOUT_FILENO, utf8, device);
-  Relay errors(child.errors(), STDERR_FILENO, utf8, device);
+int run_to_the_end(Child& child, int signals, const Options& options, const ConsoleDevice* device) {
+  // What a comparison prints is read by tools.
+  const int shown_at = options.compare.empty() ? STDOUT_FILENO : -1;
+  Relay output(child.output(), shown_at, options.utf8_console, device);
+  Relay errors(child.errors(), STDERR_FILENO, options.utf8_console, device);
   bool alive = true;
   while (alive || output.source() >= 0 || errors.source() >= 0) {
     std::array<pollfd, 4> awaited{{{output.source(), POLLIN, 0},
@@ -139,29 +145,37 @@ void announce_replay(const std::string& file) {
   std::fflush(stdout);
 }
 
-int launch(Options& options) {
+/// The program's exit status.
+int run_on_board(Options& options, int signals) {
   Config& config = options.config;
-  const int signals = signals_to_pass_on();
-  if (!options.replay.empty()) {
-    announce_replay(options.replay);
-    Child child(options);
-    return run_to_the_end(child, signals, options.utf8_console, nullptr);
-  }
   if (!config.state.empty()) use_state(config.state, config.board);
   const OwnAddress address(options.address);
   config.own_address = address.text();
   config.interfaces.emplace("eth0", address.text());
   std::optional<ConsoleDevice> device;
   if (!options.console_tty.empty()) device.emplace(options.console_tty);
-  announce(config);
+  if (options.compare.empty()) announce(config);
   Child child(options);
-  const int status = run_to_the_end(child, signals, options.utf8_console, device ? &*device : nullptr);
+  const int status = run_to_the_end(child, signals, options, device ? &*device : nullptr);
   if (device) device->wait_for_readers();
   for (const std::string& path : {config.control, config.uart1, options.console_tty}) {
     std::error_code ignored;
     if (!path.empty()) std::filesystem::remove(path, ignored);
   }
   return status;
+}
+
+int launch(Options& options) {
+  const int signals = signals_to_pass_on();
+  if (!options.replay.empty()) {
+    announce_replay(options.replay);
+    Child child(options);
+    return run_to_the_end(child, signals, options, nullptr);
+  }
+  if (options.compare.empty()) return run_on_board(options, signals);
+  const ComparedSession session(options);
+  const int status = run_on_board(options, signals);
+  return status < kEndedBySignal ? session.report(options) : status;
 }
 
 }  // namespace

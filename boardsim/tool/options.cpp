@@ -11,6 +11,8 @@
 #include "boardsim/board/state.h"
 #include "boardsim/families/families.h"
 #include "boardsim/tool/address.h"
+#include "boardsim/tool/comparison.h"
+#include "boardsim/tool/station_script.h"
 
 namespace boardsim {
 namespace {
@@ -84,6 +86,7 @@ void check(const Config& config) {
   Board board(config.board);
   try {
     set_up_board(board, config);
+    if (!config.station.empty()) read_station_script(config.station);
   } catch (const std::invalid_argument& error) {
     throw CLI::ValidationError(error.what());
   }
@@ -150,6 +153,9 @@ void add_options(CLI::App& app, Options& options, Words& words) {
   app.add_option("--trace", config.trace, "File that gets every call of the program as it happens");
   app.add_option("--record", options.record,
                  "File that gets a recording of the program, as one is made on a real board");
+  app.add_option("--station", config.station,
+                 "File that says what a station does and when, in the board's own time; with --pace virtual")
+      ->check(CLI::ExistingFile);
   app.add_option("--state", config.state,
                  "Folder that belongs to this board: keeps its flash and eMMC between runs");
   app.add_option("--devinfo", config.devinfo, "Folder whose files the program finds at /devinfo");
@@ -167,6 +173,16 @@ void add_options(CLI::App& app, Options& options, Words& words) {
   app.add_option("--replay", options.replay,
                  "A recording of a board that answers the program call by call, instead of a simulated one; "
                  "the first call that differs ends it. Nobody waits, but in --pace scaled");
+  app.add_option("--compare", options.compare,
+                 "A recording of a board whose session is run again, and every answer held against it; exit "
+                 "status 1 when something differs")
+      ->check(CLI::ExistingFile);
+  app.add_option(
+         "--tolerance", options.tolerance,
+         "Milliseconds by which durations may differ in a comparison, besides a tenth of the longer one")
+      ->check(CLI::Range(0.0, 1e6))
+      ->capture_default_str();
+  app.add_flag("--json", options.json, "Print a comparison as JSON");
   app.add_flag("--every-address", config.every_address,
                "Let the program bind to all addresses of this PC when it asks to");
   app.set_version_flag("--version", "boardsim " BOARDSIM_VERSION);
@@ -201,6 +217,8 @@ void check_together(const CLI::App& app, const Config& config) {
   if (!config.uart1.empty() && config.pace == "virtual") {
     throw CLI::ValidationError("--uart1", "nobody can keep up with --pace virtual");
   }
+  if (!config.station.empty() && config.pace != "virtual")
+    throw CLI::ValidationError("--station", "its station lives in virtual time: --pace virtual");
 }
 
 /// What is only printed starts nothing: a program, and options other than `used`, have no effect.
@@ -216,6 +234,16 @@ void check_alone(const CLI::App& app, const Options& options, const std::string&
     throw CLI::ValidationError(options.program.front(), printed + " starts no program");
 }
 
+/// Reads the recording of a comparison; by it the board is chosen unless somebody else has.
+void take_recording(Options& options, bool chooses_board) {
+  try {
+    const boardrec::Recording recording = boardrec::read_recording(options.compare);
+    if (chooses_board) take_recorded_board(options, recording);
+  } catch (const std::exception& error) {
+    throw CLI::ValidationError("--compare", error.what());
+  }
+}
+
 /// Prints what the command line asks for instead of a run. False when it asks for a run.
 bool only_prints(const CLI::App& app, Options& options, const Words& words) {
   Config& config = options.config;
@@ -224,6 +252,7 @@ bool only_prints(const CLI::App& app, Options& options, const Words& words) {
     print_boards();
     return true;
   }
+  if (!options.compare.empty()) take_recording(options, !given(app, "--board"));
   take_board(config, std::string(config.board));
   if (words.print_family) {
     check_alone(app, options, "--print-family", {"--board", "--print-family"});
@@ -252,6 +281,22 @@ void check_replay(const CLI::App& app, Options& options, const Words& words) {
     throw CLI::ValidationError("--pace", "a recording is replayed scaled or without waiting");
   if (!given(app, "--pace") && !given(app, "--speed")) options.config.pace = "virtual";
   options.utf8_console = words.console == "utf8";
+}
+
+/// The recording decides how time passes and what the station does.
+void check_compare(const CLI::App& app, Options& options) {
+  if (options.compare.empty()) {
+    for (const char* option : {"--json", "--tolerance"}) {
+      if (given(app, option)) throw CLI::ValidationError(option, "it has no effect without --compare");
+    }
+    return;
+  }
+  for (const char* option : {"--speed", "--pace", "--control", "--record", "--station", "--uart1",
+                             "--console-tty", "--console", "--reboot"}) {
+    if (given(app, option)) throw CLI::ValidationError(option, "it has no effect beside --compare");
+  }
+  options.config.pace = "virtual";
+  options.config.exit_at_violation = false;
 }
 
 void take_all(const CLI::App& app, Options& options, const Words& words) {
@@ -290,6 +335,7 @@ std::optional<Options> read_options(int argc, char** argv, int& exit_code) {
       return std::nullopt;
     }
     if (options.replay.empty()) {
+      check_compare(app, options);
       take_all(app, options, words);
     } else {
       check_replay(app, options, words);

@@ -13,6 +13,7 @@
 #include "boardsim/kernel/own_descriptor.h"
 #include "boardsim/kernel/real.h"
 #include "boardsim/tool/config.h"
+#include "boardsim/tool/scripted_station.h"
 #include "boardsim/tool/serial_device.h"
 
 namespace boardsim {
@@ -65,13 +66,15 @@ void put_in_place(const Config& config) {
   {
     const Locked lock(board->state().mutex);
     ProcessRules& process_rules = board->state().process_rules;
-    process_rules.after_violation = end_loudly;
+    if (config.exit_at_violation) process_rules.after_violation = end_loudly;
     if (config.exit_at_reboot) process_rules.after_reboot = end_at_reboot;
     board->state().trace.keep_none();  // nobody can ask for it here
   }
   if (!config.trace.empty()) trace_to(*board, config.trace);
   if (!config.uart1.empty()) offer_uart1(*board, config.uart1);
   if (!config.control.empty()) serve_control(*board, config.control);
+  if (!config.station.empty())
+    play_station(*board, read_station_script(config.station), service_address(*board));
 }
 
 [[gnu::constructor]] void start() {

@@ -1,4 +1,4 @@
-#include "boardrec/tool/alignment.h"
+#include "boardrec/compare/alignment.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,0 +1,103 @@
+#include "boardrec/compare/script.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <stdexcept>
+#include <vector>
+
+#include "boardrec/session/named_calls.h"
+
+namespace boardrec {
+namespace {
+
+constexpr std::uint64_t kLonger = 120'000'000'000;  // nanoseconds that the program has behind the last record
+
+struct Moment {
+  std::uint64_t time;
+  std::string what;
+};
+
+/// What is known of the connection that goes on.
+struct Connection {
+  bool is_open = false;
+  std::uint64_t last_sent = 0;  ///< when the last transfer to the station that succeeded began
+  bool is_shut = false;         ///< by the program itself
+};
+
+std::string hex_digits(const std::string& bytes) {
+  std::string text;
+  for (const char byte : bytes) {
+    char digits[4];
+    std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
+    text += digits;
+  }
+  return text;
+}
+
+class Script {
+ public:
+  void follow(const NamedCall& call) {
+    const Record& record = *call.record;
+    last_ = std::max(last_, record.ended);
+    if (record.call == Call::accept && record.result >= 0 && record.error == 0) {
+      connection_ = {.is_open = true, .last_sent = record.ended};
+      moments_.push_back({record.ended, "connect"});
+    }
+    if (call.node != "station" || !connection_.is_open) return;
+    if (record.call == Call::shutdown || record.call == Call::close) connection_.is_shut = true;
+    if (record.call == Call::recv) received(record);
+    if (record.call == Call::send) sent(record);
+  }
+
+  std::string text() {
+    moments_.push_back({last_ + kLonger, "end"});
+    std::ranges::stable_sort(moments_, {}, &Moment::time);
+    std::string lines;
+    for (const Moment& moment : moments_)
+      lines.append(seconds_text(moment.time)).append(" ").append(moment.what).append("\n");
+    return lines;
+  }
+
+ private:
+  void received(const Record& record) {
+    if (connection_.is_shut || (record.flags & (kBegan | kCancelled)) != 0) return;
+    if (record.result == 0) return gone(record.ended, "leave");
+    if (record.result < 0) {
+      const bool broken = record.error == ECONNRESET || record.error == ETIMEDOUT || record.error == EPIPE;
+      return broken ? gone(record.ended, "reset") : void();
+    }
+    const Value& bytes = value_at(record.out, 0);
+    if (bytes.type != ValueType::bytes)
+      throw std::invalid_argument("what the station sent at " + seconds_text(record.ended) +
+                                  " s is not in the recording");
+    moments_.push_back({record.ended, "send " + hex_digits(bytes.bytes)});
+  }
+
+  /// A station that closes is first noticed by the second transfer to it.
+  void sent(const Record& record) {
+    if (record.error == 0) connection_.last_sent = record.began;
+    const bool failed = record.error == EPIPE || record.error == ECONNRESET;
+    if (failed && !connection_.is_shut) gone(connection_.last_sent, "leave");
+  }
+
+  void gone(std::uint64_t when, const char* how) {
+    moments_.push_back({when, how});
+    connection_.is_open = false;
+  }
+
+  std::vector<Moment> moments_;
+  Connection connection_;
+  std::uint64_t last_ = 0;
+};
+
+}  // namespace
+
+std::string station_script(const Recording& recording) {
+  Script script;
+  for (const NamedCall& call : named_calls(recording)) script.follow(call);
+  return script.text();
+}
+
+}  // namespace boardrec

@@ -1,0 +1,35 @@
+// A simulated board beside a recorded one.
+#pragma once
+
+#include <string>
+
+#include "boardrec/session/recording.h"
+#include "boardsim/tool/options.h"
+
+namespace boardsim {
+
+/// Sets the board to that of the recording, by the type code and the number of alarm outputs of its boot
+/// block. Throws std::invalid_argument when there is none in it. What is not certain is said on standard
+/// error.
+void take_recorded_board(Options& options, const boardrec::Recording& recording);
+
+/// A recording whose session is run again on a simulated board. Its own files are gone with it.
+class ComparedSession {
+ public:
+  /// Reads the recording and sets up the options of the run: what the station does, and where the run is
+  /// recorded. Throws std::runtime_error and its like with a clear text.
+  explicit ComparedSession(Options& options);
+  ~ComparedSession();
+  ComparedSession(const ComparedSession&) = delete;
+  ComparedSession& operator=(const ComparedSession&) = delete;
+
+  /// Prints how the run, which has ended, compares. The launcher's exit status: 0, or 1 when something
+  /// differs.
+  int report(const Options& options) const;
+
+ private:
+  boardrec::Recording recording_;
+  std::string folder_;
+};
+
+}  // namespace boardsim
