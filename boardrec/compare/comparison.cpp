@@ -56,9 +56,12 @@ class Comparing {
   }
 
   void compare_segments(std::uint16_t number, const Segment& one, const Segment& other, bool is_last) {
-    std::vector<Aligned> aligned = align(
-        one.questions.size(), other.questions.size(),
-        [&](std::size_t a, std::size_t b) { return one.questions[a].asked == other.questions[b].asked; });
+    const auto asked = [](const Segment& segment) {
+      std::vector<std::string> texts;
+      for (const Question& question : segment.questions) texts.push_back(question.asked);
+      return texts;
+    };
+    std::vector<Aligned> aligned = align(asked(one), asked(other));
     leave_out_tail(aligned, number, is_last);
     Parting parting{.segment = one.name.empty() ? other.name : one.name};
     for (const Aligned& place : aligned) {
