@@ -69,6 +69,10 @@ struct BoardState {
   std::map<std::string, std::string, std::less<>> interfaces BOARDSIM_LOCKS(guarded_by(mutex)){
       {"eth0", "127.0.0.1"}};
   std::map<std::string, std::string, std::less<>> interface_faults BOARDSIM_LOCKS(guarded_by(mutex)){};
+  /// By node and number: how long a request of ioctl(2) takes there, or a read or write, where one takes a
+  /// while.
+  static constexpr std::uint32_t kReading = 1, kWriting = 0;  ///< numbers that no request has
+  std::map<std::pair<std::string, std::uint32_t>, Time> durations BOARDSIM_LOCKS(guarded_by(mutex)){};
   bool select_counts_down BOARDSIM_LOCKS(guarded_by(mutex)) = true;
   std::vector<std::string> violations BOARDSIM_LOCKS(guarded_by(mutex)){};
   std::vector<std::uint32_t> reboots BOARDSIM_LOCKS(guarded_by(mutex)){};

@@ -41,16 +41,28 @@ Answer read_node(BoardState& board, Frame& call, int fd, void* buffer, std::size
   }
 }
 
-/// Lets the time pass that a transfer takes, without the lock. 0, or the errno with which the call ends.
-int pass_transfer(BoardState& board, Frame& call, int fd, const Device* device)
+/// Lets time pass without the lock, while another thread may close the node. 0, or the errno with which the
+/// call ends.
+int pass(BoardState& board, Frame& call, int fd, const Device* device, Time span)
     BOARDSIM_LOCKS(requires_capability(board.mutex)) {
-  const Time span = device->transfer_time();
   if (span == Time(0)) return 0;
   const Time end = board.clock.now() + span;
   call.unlocked([&] { return board.clock.sleep_until(end); });
   const Descriptor* const node = board.descriptors.find_node(fd);
-  // Another thread may have closed it meanwhile.
   return node == nullptr || node->device != device ? EBADF : device->dead();
+}
+
+/// How long a request takes on this board; most take no time.
+Time duration_of(const BoardState& board, const std::string& node, std::uint32_t request)
+    BOARDSIM_LOCKS(requires_capability(board.mutex)) {
+  const auto known = board.durations.find({node, request});
+  return known != board.durations.end() ? known->second : Time(0);
+}
+
+Time duration_of(const BoardState& board, const std::string& node, const Device& device, Transfer direction)
+    BOARDSIM_LOCKS(requires_capability(board.mutex)) {
+  const std::uint32_t number = direction == Transfer::read ? BoardState::kReading : BoardState::kWriting;
+  return device.transfer_time(direction) + duration_of(board, node, number);
 }
 
 int end_stat(BoardState& board, Frame& call, struct stat64* status)
@@ -116,7 +128,8 @@ std::optional<ssize_t> read(BoardState& board, int fd, void* buffer, std::size_t
     if (!faulty->at_most) return call.fail(faulty->error);
     size = std::min(size, *faulty->at_most);
   }
-  const int error = pass_transfer(board, call, fd, node->device);
+  const int error =
+      pass(board, call, fd, node->device, duration_of(board, call.node(), *node->device, Transfer::read));
   const Answer answer = error != 0 ? Answer::fails(error) : read_node(board, call, fd, buffer, size);
   if (!answer.known) board.violation("reading " + call.node() + " is not known (read)");
   return call.end<ssize_t>(answer.result, answer.known ? answer.error : EINVAL);
@@ -132,7 +145,9 @@ std::optional<ssize_t> write(BoardState& board, int fd, const void* buffer, std:
     if (!faulty->at_most) return call.end<ssize_t>(*faulty);
     size = std::min(size, *faulty->at_most);
   }
-  if (const int error = pass_transfer(board, call, fd, node->device)) return call.fail(error);
+  if (const int error = pass(board, call, fd, node->device,
+                             duration_of(board, call.node(), *node->device, Transfer::write)))
+    return call.fail(error);
   node = board.descriptors.find_node(fd);
   if ((node->flags & O_APPEND) != 0 && S_ISREG(node->device->mode())) node->position = node->device->size();
   const Answer answer = node->device->write(buffer, size, node->position);
@@ -170,7 +185,10 @@ std::optional<int> ioctl(BoardState& board, int fd, std::uint32_t request, void*
   call.set_request(request, node->device->words_in(request, argument));
   if (const auto faulty = call.meet_on(node->device, "ioctl")) return call.end(*faulty);
   if (!node->can_write() && node->device->needs_writing(request)) return call.fail(EPERM);
-  const Answer answer = node->device->ioctl(request, argument);
+  Device* const device = node->device;
+  if (const int error = pass(board, call, fd, device, duration_of(board, call.node(), request)))
+    return call.fail(error);
+  const Answer answer = device->ioctl(request, argument);
   if (!answer.known) return call.fail_unknown_request();
   return call.end(answer.result, answer.result < 0 ? answer.error : 0);
 }

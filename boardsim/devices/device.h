@@ -50,6 +50,8 @@ struct Request {
   std::vector<std::uint32_t> (*shown)(const void* record) = nullptr;
 };
 
+enum class Transfer : std::uint8_t { read, write };
+
 /// One device node. Called with the board's lock held: it must not block, sleep or call back into the board.
 class Device {
  public:
@@ -77,7 +79,7 @@ class Device {
   virtual Answer read(void* buffer, std::size_t size, off64_t& position);
   virtual Answer write(const void* buffer, std::size_t size, off64_t& position);
   /// How long each read or write takes before it is answered.
-  virtual Time transfer_time() const { return Time(0); }
+  virtual Time transfer_time(Transfer /*direction*/) const { return Time(0); }
   /// How long a read waits before it returns 0; nothing: for ever.
   virtual std::optional<Time> read_limit() const { return std::nullopt; }
   /// Whether a request changes what is stored, so that a descriptor open for reading only must not issue it.

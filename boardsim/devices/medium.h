@@ -55,6 +55,10 @@ class Medium : public Device {
   /// From now on it holds `size_mb` megabytes in all, of which `free_mb` are free now. Throws
   /// std::invalid_argument when its files leave no room for that.
   void set_space(double size_mb, double free_mb);
+  /// How long every read or write of a file takes; none at first.
+  void set_block_time(Transfer direction, Time span) {
+    block_times_[direction == Transfer::read ? 0 : 1] = span;
+  }
 
  private:
   friend class MediumFile;
@@ -75,8 +79,9 @@ class Medium : public Device {
 
   std::string_view node_;
   std::vector<std::unique_ptr<MediumFile>> files_{};
-  std::int64_t size_ = 4096LL * 256;  ///< clusters
-  std::int64_t occupied_ = 0;         ///< clusters that no file of the program's takes
+  std::int64_t size_ = 4096LL * 256;   ///< clusters
+  std::int64_t occupied_ = 0;          ///< clusters that no file of the program's takes
+  std::array<Time, 2> block_times_{};  ///< of a read, of a write
   Faults faults_{};
 };
 

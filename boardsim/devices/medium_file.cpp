@@ -104,8 +104,8 @@ Answer MediumFile::write(const void* buffer, std::size_t size, off64_t& position
   return Answer::ok(count);
 }
 
-Time MediumFile::transfer_time() const {
-  return medium_.faults_.slow;
+Time MediumFile::transfer_time(Transfer direction) const {
+  return std::max(medium_.faults_.slow, medium_.block_times_[direction == Transfer::read ? 0 : 1]);
 }
 
 mode_t MediumFile::mode() const {

@@ -30,7 +30,7 @@ class MediumFile : public Device {
   void close() override;
   Answer read(void* buffer, std::size_t size, off64_t& position) override;
   Answer write(const void* buffer, std::size_t size, off64_t& position) override;
-  Time transfer_time() const override;
+  Time transfer_time(Transfer direction) const override;
   mode_t mode() const override;
   off64_t size() const override { return size_; }
   /// EIO once the medium is gone.

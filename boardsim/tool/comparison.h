@@ -26,6 +26,7 @@ class ComparedSession {
   /// Prints how the run, which has ended, compares. The launcher's exit status: 0, or 1 when something
   /// differs.
   int report(const Options& options) const;
+  const boardrec::Recording& recording() const { return recording_; }
 
  private:
   boardrec::Recording recording_;

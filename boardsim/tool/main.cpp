@@ -23,6 +23,7 @@
 #include "boardsim/tool/comparison.h"
 #include "boardsim/tool/console_device.h"
 #include "boardsim/tool/console_text.h"
+#include "boardsim/tool/learning.h"
 #include "boardsim/tool/options.h"
 
 namespace {
@@ -175,7 +176,9 @@ int launch(Options& options) {
   if (options.compare.empty()) return run_on_board(options, signals);
   const ComparedSession session(options);
   const int status = run_on_board(options, signals);
-  return status < kEndedBySignal ? session.report(options) : status;
+  if (status >= kEndedBySignal) return status;
+  if (!options.learn.empty()) keep_learned(session.recording(), options.config.board, options.learn);
+  return session.report(options);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <stdexcept>
 
@@ -183,6 +184,9 @@ void add_options(CLI::App& app, Options& options, Words& words) {
       ->check(CLI::Range(0.0, 1e6))
       ->capture_default_str();
   app.add_flag("--json", options.json, "Print a comparison as JSON");
+  app.add_option(
+      "--learn", options.learn,
+      "New folder that gets what the compared recording tells of its board: --state starts from it");
   app.add_flag("--every-address", config.every_address,
                "Let the program bind to all addresses of this PC when it asks to");
   app.set_version_flag("--version", "boardsim " BOARDSIM_VERSION);
@@ -286,7 +290,7 @@ void check_replay(const CLI::App& app, Options& options, const Words& words) {
 /// The recording decides how time passes and what the station does.
 void check_compare(const CLI::App& app, Options& options) {
   if (options.compare.empty()) {
-    for (const char* option : {"--json", "--tolerance"}) {
+    for (const char* option : {"--json", "--learn", "--tolerance"}) {
       if (given(app, option)) throw CLI::ValidationError(option, "it has no effect without --compare");
     }
     return;
@@ -295,6 +299,8 @@ void check_compare(const CLI::App& app, Options& options) {
                              "--console-tty", "--console", "--reboot"}) {
     if (given(app, option)) throw CLI::ValidationError(option, "it has no effect beside --compare");
   }
+  if (!options.learn.empty() && std::filesystem::exists(options.learn))
+    throw CLI::ValidationError("--learn", options.learn + " is there already");
   options.config.pace = "virtual";
   options.config.exit_at_violation = false;
 }

@@ -20,6 +20,7 @@ struct Options {
   std::string record{};       ///< file that gets a recording of the program, empty for none
   std::string console_tty{};  ///< where the console appears as a serial device of the PC, empty for nowhere
   std::string replay{};       ///< the recording that answers the program instead of a board, empty for none
+  std::string learn{};        ///< folder that gets what the compared recording tells, empty for none
   std::string compare{};      ///< the recording that the simulated board is held against, empty for none
   double tolerance = 5;       ///< milliseconds by which durations may differ in a comparison
   bool json = false;          ///< a comparison is printed as JSON

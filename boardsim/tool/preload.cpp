@@ -13,6 +13,7 @@
 #include "boardsim/kernel/own_descriptor.h"
 #include "boardsim/kernel/real.h"
 #include "boardsim/tool/config.h"
+#include "boardsim/tool/learned.h"
 #include "boardsim/tool/scripted_station.h"
 #include "boardsim/tool/serial_device.h"
 
@@ -62,6 +63,9 @@ void put_in_place(const Config& config) {
   }
   // What is kept comes next, so that a fault that damages what is stored finds it.
   if (!config.state.empty()) (*board)->keep_media_in(config.state);
+  if (!config.state.empty()) {
+    if (const auto learned = read_learned(config.state)) make_like(*board, *learned);
+  }
   set_up_board(*board, config);
   {
     const Locked lock(board->state().mutex);

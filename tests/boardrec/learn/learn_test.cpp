@@ -1,0 +1,99 @@
+// A board that starts from what a recording told is like the one that was recorded.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/e2e/child.h"
+#include "tests/harness/own_directory.h"
+
+namespace {
+
+constexpr int kTemperature = 7426, kSdCard = 4352, kRaiseVoltage = 11521, kStoreTg = 10496, kQuit = 62208;
+
+/// A line of a station's script: at this second it asks for a test.
+std::string asks(int second, int code) {
+  const std::string document = "<TestItem><TestCode>" + std::to_string(code) + "</TestCode></TestItem>";
+  const auto size = static_cast<unsigned char>(document.size());
+  std::string bytes{static_cast<char>(size), '\0', '\0', '\0'};
+  bytes += document;
+  std::string line = std::to_string(second) + " send ";
+  for (const char letter : bytes) {
+    char digits[3];
+    std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned char>(letter));
+    line += digits;
+  }
+  return line + "\n";
+}
+
+struct Ended {
+  int status;
+  std::string said;
+};
+
+Ended boardsim(std::vector<std::string> words) {
+  words.insert(words.begin(), BOARDSIM_PROGRAM);
+  words.insert(words.end(), {"--", BOARDTEST_PROGRAM});
+  Child launcher(words);
+  const int status = launcher.exit_status();
+  return {status, launcher.rest() + launcher.err()};
+}
+
+/// A board of the 6484 family that differs from a simulated one: another temperature, other correction
+/// parameters, a slow card, a register of the FPGA.
+class LearnTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    recorded_ = std::make_unique<OwnDirectory>();
+    std::ofstream(recorded_->file("station"))
+        << "1 connect\n"
+        << asks(2, kTemperature) << asks(5, kSdCard) << asks(20, kRaiseVoltage) << asks(25, kStoreTg)
+        << asks(40, kQuit) << "45 end\n";
+    std::filesystem::create_directory(recorded_->file("devinfo"));
+    std::ofstream(recorded_->file("devinfo/TG.bin")) << "0x10 0x20\r\n";
+    const Ended ended =
+        boardsim({"--board", "6484", "--pace", "virtual", "--station", recorded_->file("station"), "--record",
+                  recording(), "--devinfo", recorded_->file("devinfo"), "--fault", "sensor 1 text 61250",
+                  "--fault", "medium /dev/mmc01 slow 40", "--fault", "fpga 0xB0 stuck 1234"});
+    ASSERT_EQ(ended.status, 0) << ended.said;
+  }
+  static void TearDownTestSuite() { recorded_.reset(); }
+
+  static std::string recording() { return recorded_->file("session.rec"); }
+  Ended learn() const { return boardsim({"--compare", recording(), "--board", "6484", "--learn", learned_}); }
+
+  OwnDirectory directory_;
+  std::string learned_ = directory_.file("learned");
+
+ private:
+  static inline std::unique_ptr<OwnDirectory> recorded_;
+};
+
+TEST_F(LearnTest, ABoardFromWhatWasLearnedAnswersLikeTheRecordedOne) {
+  const Ended first = learn();
+  EXPECT_EQ(first.status, 1) << first.said;
+  const Ended second = boardsim({"--compare", recording(), "--state", learned_, "--board", "6484"});
+  EXPECT_EQ(second.status, 0) << second.said;
+}
+
+TEST_F(LearnTest, AFolderThatIsThereIsNotWrittenInto) {
+  std::filesystem::create_directory(learned_);
+  const Ended ended = learn();
+  EXPECT_EQ(ended.status, 64);
+  EXPECT_NE(ended.said.find("--learn: " + learned_ + " is there already"), std::string::npos) << ended.said;
+  EXPECT_TRUE(std::filesystem::is_empty(learned_));
+}
+
+TEST_F(LearnTest, WhatWasLearnedAndDamagedStartsNothing) {
+  ASSERT_EQ(learn().status, 1);
+  std::ofstream(learned_ + "/learned.json") << "{\"format\": 1, \"boot_block\": \"00\"}";
+  const Ended ended = boardsim({"--board", "6484", "--state", learned_});
+  EXPECT_EQ(ended.status, 70);
+  EXPECT_NE(ended.said.find("learned.json: its boot block has another size"), std::string::npos)
+      << ended.said;
+}
+
+}  // namespace
