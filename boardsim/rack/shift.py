@@ -300,16 +300,15 @@ async def play(options):
     """Returns the exit status."""
     for ending in (signal.SIGTERM, signal.SIGHUP):
         asyncio.get_running_loop().add_signal_handler(ending, asyncio.current_task().cancel)
-    lock = own_folder(options.folder)
-    async with plant(options) as its_database:
-        hands = await play_day(options, its_database)
-        if its_database:
-            await its_database.start()  # it may be away at the line's end
-        judge = verdict.Verdict(options, hands, its_database)
-        told = judge.judge()
-    judge.ask("records", "export", judge.records, "--format", "html", "-o", options.folder / "report.html")
-    print(judge.summary(told), flush=True)
-    lock.close()
+    with own_folder(options.folder):
+        async with plant(options) as its_database:
+            hands = await play_day(options, its_database)
+            if its_database:
+                await its_database.start()  # it may be away at the line's end
+            judge = verdict.Verdict(options, hands, its_database)
+            told = judge.judge()
+        judge.ask("records", "export", judge.records, "--format", "html", "-o", options.folder / "report.html")
+        print(judge.summary(told), flush=True)
     return 1 if judge.findings else 0
 
 
