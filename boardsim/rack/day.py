@@ -26,13 +26,16 @@ class Day:
     """`queues` has the units of each slot, in their order. The second shift begins before each slot's unit `change`. The
     fixture of slot `worn` is bad from its unit `worn_from` on, counted from 0, until the second shift's check. `deaths` has
     (slot, unit) in the middle of whose run the station is killed; `outages` the same of the database, and how many units the
-    line ends until it is back, infinity when that is behind the line's end."""
+    line ends until it is back, infinity when that is behind the line's end. `bad_first` has (slot, shift) whose check begins
+    with the bad unit. In the second shift the label of slot `mislabelled`'s bad unit is on a good one; empty: on its own."""
     queues: dict
     change: int
     worn: str
     worn_from: int
     deaths: frozenset
     outages: dict
+    bad_first: frozenset
+    mislabelled: str
 
     def is_worn(self, slot, place):
         return slot == self.worn and self.worn_from <= place < self.change
@@ -62,7 +65,9 @@ def draw(seed, count, slots):
     outages = {moment: chance.randrange(1, 2 + count // 10) for moment in draw_moments(chance, queues, 1 + count // 100)}
     if chance.random() < LASTING_SHARE:
         outages |= {moment: math.inf for moment in draw_moments(chance, queues, 1)}
-    return Day(queues, change, worn, worn_from, frozenset(deaths), outages)
+    bad_first = {(slot, shift) for slot in names for shift in (1, 2) if chance.random() < 0.5}
+    mislabelled = chance.choice([*names, ""])
+    return Day(queues, change, worn, worn_from, frozenset(deaths), outages, frozenset(bad_first), mislabelled)
 
 
 def draw_moments(chance, queues, count):

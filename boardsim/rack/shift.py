@@ -108,19 +108,23 @@ class Hands:
 
     async def check(self, slot):
         """The point check: the good unit passes and the bad one fails, before a unit is taken. A fixture by which they do not is
-        mended, and checked anew."""
+        mended, a label that is on the wrong unit put right, and the slot checked anew."""
         pair = day.check_units(slot, self.hall.families[slot], self.shift)
+        if (slot, self.shift) in self.day.bad_first:
+            pair = pair[::-1]
+        is_mislabelled = self.shift == 2 and slot == self.day.mislabelled
         await self.clear(slot)
         await self.expect_refusal(slot, "its check is due")
         is_worn = self.shift == 2 and slot == self.day.worn
         waiting = list(pair)
         for _ in range(MOST_TRIES):
-            played = await self.run(slot, waiting[0], is_worn, kind="check")
+            defect = units.GOOD if is_mislabelled else waiting[0].defect
+            played = await self.run(slot, dataclasses.replace(waiting[0], defect=defect), is_worn, kind="check")
             if played and played.verdict == waiting[0].defect.verdict:
                 del waiting[0]
             elif played:
                 await self.mend(slot, f"{waiting[0].serial} ended as {played.verdict}")
-                is_worn, waiting = False, list(pair)
+                is_worn, is_mislabelled, waiting = False, False, list(pair)
             if not waiting:
                 self.since_check[slot] = []
                 return
@@ -149,6 +153,8 @@ class Hands:
             await self.line.unlock(slot, "its contact was changed")
         except Refused as refusal:
             self.findings.append(f"slot {slot} is not locked by its wrong check: {refusal}")
+        with contextlib.suppress(Refused):  # a pass that is shown keeps its unit from being tested again
+            await self.line.acknowledge(slot)
 
     def ask_suspects(self, slot):
         station, records = self.options.build / "station/t1station", self.options.folder / "records.db"

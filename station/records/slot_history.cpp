@@ -49,24 +49,32 @@ std::vector<CheckRun> check_runs(Database& database, std::string_view station, s
 
 /// Check runs of a slot, as places in the order in which runs ended.
 struct ChecksOfSlot {
-  std::int64_t last_wrong = 0, right_before = 0;  ///< 0: there is none
+  bool are_there = false;
+  std::int64_t last_wrong = 0;       ///< 0: there is none
+  std::int64_t complete_before = 0;  ///< before the wrong one, or at all; 0: there is none
 };
 
-// A check with a wrong result is one that a lock names.
+// A check with a wrong result is one that a lock names. Of the others a good unit has passed and a bad one
+// failed: only both together, with nothing wrong between them, say that the slot was in order.
 ChecksOfSlot checks_of(Database& database, std::string_view slot) {
-  Statement rows(database,
-                 "SELECT sequence, EXISTS (SELECT 1 FROM event WHERE kind = 'lock' AND run_id = run.id) "
-                 "FROM run WHERE kind = 'check' AND slot = ? AND sequence IS NOT NULL ORDER BY sequence");
+  Statement rows(
+      database,
+      "SELECT sequence, EXISTS (SELECT 1 FROM event WHERE kind = 'lock' AND run_id = run.id), verdict "
+      "FROM run WHERE kind = 'check' AND slot = ? AND sequence IS NOT NULL ORDER BY sequence");
   ChecksOfSlot checks;
-  std::int64_t last_right = 0;
+  std::int64_t last_complete = 0;
+  bool has_passed = false, has_failed = false;
   for (rows.bind(slot); rows.step();) {
-    if (rows.integer(1) == 0) {
-      last_right = rows.integer(0);
-    } else {
-      checks = {rows.integer(0), last_right};
-    }
+    checks.are_there = true;
+    const bool is_wrong = rows.integer(1) != 0;
+    if (is_wrong) checks = {true, rows.integer(0), last_complete};
+    has_passed = !is_wrong && (has_passed || rows.text(2) == "passed");
+    has_failed = !is_wrong && (has_failed || rows.text(2) == "failed");
+    if (!has_passed || !has_failed) continue;
+    last_complete = rows.integer(0);
+    has_passed = has_failed = false;
   }
-  if (checks.last_wrong == 0) checks.right_before = last_right;
+  if (checks.last_wrong == 0) checks.complete_before = last_complete;
   return checks;
 }
 
@@ -88,11 +96,11 @@ std::optional<double> first_pass_yield(Database& database, std::string_view from
 bool RecordsReader::suspects(std::string_view slot, const std::function<void(const StoredRun&)>& call) {
   return reading([&] {
     const ChecksOfSlot checks = checks_of(*database_, slot);
-    if (checks.last_wrong == 0 && checks.right_before == 0) return false;
+    if (!checks.are_there) return false;
     Statement rows(*database_, std::string(select_runs()) +
                                    "WHERE run.kind = 'production' AND run.slot = ?1 AND run.sequence > ?2 "
                                    "AND (?3 = 0 OR run.sequence < ?3) ORDER BY run.sequence");
-    rows.bind(slot).bind(checks.right_before).bind(checks.last_wrong);
+    rows.bind(slot).bind(checks.complete_before).bind(checks.last_wrong);
     while (rows.step()) call(load_run_row(rows));
     return true;
   });

@@ -91,6 +91,8 @@ class ShiftTest(unittest.TestCase):
         self.assertTrue(drawn.deaths)
         self.assertTrue(any(drawn.is_worn(drawn.worn, place) for place, _ in drawn.of_shift(drawn.worn, 1)))
         self.assertTrue(drawn.of_shift(drawn.worn, 2))
+        self.assertIn((drawn.worn, 2), drawn.bad_first)
+        self.assertTrue(drawn.mislabelled and drawn.mislabelled != drawn.worn)
 
     def test_a_day_is_told_as_it_was_and_the_same_seed_gives_the_same_verdicts(self):
         for seed, count, slots in days(DAYS):

@@ -99,6 +99,8 @@ TEST_F(LineCheckTest, UnitsBetweenAWrongCheckAndTheOneBeforeAreSuspect) {
   put_in(true);
   test(kProduct);
   EXPECT_THAT(suspects("1"), HasSubstr(kProduct)) << "nothing is wrong so far: those since the last check";
+  check_with(kBad, false);
+  EXPECT_THAT(suspects("1"), HasSubstr(kProduct)) << "half a check says nothing of the slot";
   check_with(kGood, false);
   EXPECT_THAT(suspects("1"), HasSubstr(kProduct));
   line_->unlock("1", "contact cleaned", "Wang");
