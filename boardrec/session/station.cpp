@@ -59,6 +59,14 @@ StationRequest request_of(const std::string& text, std::size_t call, std::size_t
 
 }  // namespace
 
+std::string name_of(const StationRequest& request) {
+  constexpr std::int64_t kQuit = 62208;
+  if (!request.code) return "no code";
+  if (request.code == kQuit) return "quit";
+  const std::string code = std::to_string(*request.code);
+  return request.parameter.empty() ? code : code + "=" + request.parameter;
+}
+
 std::vector<StationRequest> station_requests(const std::vector<NamedCall>& calls) {
   std::vector<StationRequest> requests;
   std::map<std::size_t, Connection> connections;

@@ -21,6 +21,9 @@ struct StationRequest {
   std::uint64_t answered = 0;  ///< when that was sent, nanoseconds since recording began
 };
 
+/// What the request is called by people: the test's code with its parameter, or that it ends the connection.
+std::string name_of(const StationRequest& request);
+
 /// The requests of all connections, in the order in which they came. What cannot be read as the station's
 /// protocol has it, or is not in the recording, ends a connection's requests.
 std::vector<StationRequest> station_requests(const std::vector<NamedCall>& calls);

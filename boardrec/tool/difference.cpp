@@ -38,9 +38,8 @@ struct Session {
 };
 
 std::string title_of(const StationRequest& request) {
-  if (!request.code) return "a request without a code";
-  std::string title = "request " + std::to_string(*request.code);
-  if (!request.parameter.empty()) title += "=" + request.parameter;
+  const std::string title = "request " + name_of(request);
+  if (!request.code) return title;
   const catalogue::Test* const test = catalogue::find_test(static_cast<std::int32_t>(*request.code));
   return test != nullptr ? title + " " + std::string(test->name) : title;
 }

@@ -114,12 +114,10 @@ void show_requests(const std::vector<NamedCall>& calls, std::ostream& out) {
   Rows rows{{"at", "connection", "code", "test", "answer", "seconds"}};
   for (const StationRequest& request : station_requests(calls)) {
     const std::uint64_t asked = calls[request.call].record->ended;
-    std::string code = request.code ? std::to_string(*request.code) : "?";
-    if (!request.parameter.empty()) code += "=" + request.parameter;
     const catalogue::Test* const test =
         request.code ? catalogue::find_test(static_cast<std::int32_t>(*request.code)) : nullptr;
     const bool answered = !request.value.empty() && request.answered >= asked;
-    rows.push_back({seconds_text(asked), std::to_string(request.connection), code,
+    rows.push_back({seconds_text(asked), std::to_string(request.connection), name_of(request),
                     test != nullptr ? std::string(test->name) : "-", answered ? request.value : "none",
                     answered ? seconds_text(request.answered - asked) : "-"});
   }

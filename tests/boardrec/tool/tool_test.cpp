@@ -19,6 +19,7 @@ TEST(Stats, ASessionsFiguresAreShown) {
   add_start(session);
   add_clock_test(session, 12);
   add_request(session, 7426);
+  add_request(session, 62208);
   session.add({.call = Call::note, .in = {"the recording has reached its limit"}});
   session.add({.call = Call::ioctl, .in = {5, 0x7fff, {}}, .flags = boardrec::kUnknownSize});
   session.add({.call = Call::finish, .in = {3}});
@@ -28,11 +29,12 @@ TEST(Stats, ASessionsFiguresAreShown) {
                                   "  recorded  2026-11-22 10:00:00 UTC, by a machine of 32 bits\n"
                                   "  length    3.002000 s\n"
                                   "  file      " +
-                                  std::to_string(session.bytes().size()) + " bytes, 18 records"));
+                                  std::to_string(session.bytes().size()) + " bytes, 20 records"));
   EXPECT_THAT(said.out, HasSubstr("  ended     by itself, with status 3\n"));
   EXPECT_THAT(said.out, HasSubstr("  2.000000  1           1536  rtc   Pass    1.002000\n"
-                                  "  3.002000  1           7426  temp  none           -\n"));
-  EXPECT_THAT(said.out, HasSubstr("  recv        4       0  0.000000         100              0\n"));
+                                  "  3.002000  1           7426  temp  none           -\n"
+                                  "  3.002000  1           quit  -     none           -\n"));
+  EXPECT_THAT(said.out, HasSubstr("  recv        6       0  0.000000         151              0\n"));
   EXPECT_THAT(said.out,
               HasSubstr("  /dev/rtc               4       0  0.002000           0              0\n"));
   EXPECT_THAT(said.out, HasSubstr("Slowest calls\n"

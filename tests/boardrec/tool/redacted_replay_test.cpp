@@ -1,0 +1,49 @@
+// A redacted recording is still one of the same session.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "boardrec/session/encoding.h"
+#include "boardrec/session/recording.h"
+#include "tests/boardrec/tool/session.h"
+#include "tests/e2e/board_under_test.h"
+
+namespace {
+
+using boardrec::Call;
+
+/// What makes a recording one of a board in a factory's network: simulated boards have addresses of this PC.
+void move_to(boardrec::Recording& recording, const std::string& dotted, const std::string& bytes) {
+  for (boardrec::Record& record : recording.records) {
+    if (record.call == Call::bind) record.in.at(1) = boardrec::bytes_value(dotted + ":36001");
+    const bool asks = record.call == Call::ioctl && record.in.at(1).number == 0x8915;
+    if (asks) record.out.at(0).bytes.replace(20, 4, bytes);
+  }
+}
+
+TEST(RedactedReplay, AProgramMeetsTheRedactedBoardCallByCall) {
+  const Desk desk;
+  {
+    BoardUnderTest board({"--record", desk.file("board.rec")});
+    Station station = board.greeted_station();
+    for (const int code : {10496, 10752, 1792, 7426}) {
+      station.request(code);
+      board.settle();
+      board.advance(std::chrono::seconds(30));
+    }
+  }
+  boardrec::Recording recording = boardrec::read_recording(desk.file("board.rec"));
+  move_to(recording, "10.20.30.40", "\x0a\x14\x1e\x28");
+  std::string bytes = boardrec::bytes_of(recording.header);
+  for (const boardrec::Record& record : recording.records) bytes += boardrec::bytes_of(record);
+  const std::string file = desk.put("session.rec", bytes);
+  ASSERT_EQ(Desk::run({"redact", file, desk.file("redacted.rec")}).status, 0);
+  EXPECT_THAT(Desk::run({"show", desk.file("redacted.rec")}).out,
+              testing::AllOf(testing::HasSubstr("bind 10.10.10.10:36001 = 0\n"),
+                             testing::Not(testing::HasSubstr("10.20"))));
+
+  Child replay({BOARDSIM_PROGRAM, "--replay", desk.file("redacted.rec"), "--", BOARDTEST_PROGRAM});
+  EXPECT_EQ(replay.exit_status(), 0) << replay.err();
+  EXPECT_THAT(replay.err(), testing::HasSubstr("every call as it was recorded"));
+}
+
+}  // namespace
