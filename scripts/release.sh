@@ -11,7 +11,7 @@ time=$(git log -1 --format=%ct)
 
 # A document for an archive, which has none of those that it links to.
 document() {
-  sed -E 's/\[([^]]+)\]\([^)]+\.md\)/\1/g' "$1" >"$folder/${1##*/}"
+  sed -E 's/\[([^]]+)\]\([^)]+\.md(#[^)]*)?\)/\1/g' "$1" >"$folder/${1##*/}"
 }
 
 # What records on a board: in front of a static program nothing can stand, and few boards have the libraries of the

@@ -33,7 +33,7 @@ int write_all(int fd, const std::string& bytes) {
 
 void write_recording(const Recording& recording, const std::string& file) {
   const std::string bytes = file_bytes(recording);
-  const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+  const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
   if (fd < 0 && errno == EEXIST) throw Unwritable(file + " is there already");
   if (fd < 0) throw Unwritable(file + " cannot be written: " + std::strerror(errno));
   int error = write_all(fd, bytes);

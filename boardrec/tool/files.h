@@ -7,8 +7,8 @@
 
 namespace boardrec {
 
-/// Writes a recording into a new file; what could not be written whole is removed. Throws Unwritable, also
-/// for a file that is there.
+/// Writes a recording into a new file; what could not be written whole is removed. Only its
+/// owner may read it. Throws Unwritable, also for a file that is there.
 void write_recording(const Recording& recording, const std::string& file);
 
 }  // namespace boardrec
