@@ -81,7 +81,11 @@ std::string end_of(const Recording& recording, const std::vector<NamedCall>& cal
   const Record& last = *calls.back().record;
   if (last.call == Call::finish)
     return "by itself, with status " + std::to_string(value_at(last.in, 0).number);
-  if ((last.flags & kBegan) != 0) return "within " + text(calls.back());
+  std::set<std::uint16_t> threads;
+  for (auto call = calls.rbegin(); call != calls.rend(); ++call) {
+    const bool is_last_of_thread = threads.insert(call->record->thread).second;
+    if (is_last_of_thread && (call->record->flags & kBegan) != 0) return "within " + text(*call);
+  }
   return "not by itself: its last call was " + text(calls.back());
 }
 

@@ -49,6 +49,7 @@ TEST(Stats, ASessionThatARestartEndedSaysSo) {
   const Desk desk;
   RecordingWriter session;
   session.add({.call = Call::reboot, .in = {0x1234567}, .flags = boardrec::kBegan});
+  session.add({.call = Call::sleep, .in = {5}, .thread = 1, .took = 5});
   EXPECT_THAT(Desk::run({"stats", desk.put("session.rec", session.bytes())}).out,
               HasSubstr("  ended     within reboot 0x1234567 = ?\n"));
 }
