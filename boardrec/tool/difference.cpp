@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "boardrec/compare/alignment.h"
 #include "boardrec/session/named_calls.h"
 #include "boardrec/session/station.h"
-#include "boardrec/compare/alignment.h"
 #include "boardrec/tool/sameness.h"
 #include "catalogue/catalogue.h"
 
