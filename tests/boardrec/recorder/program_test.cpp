@@ -277,7 +277,8 @@ TEST_F(RecordedProgramTest, AFileThatCannotBeWrittenIsSaidAndTheProgramGoesOn) {
 }
 
 TEST_F(RecordedProgramTest, AProgramWithoutDescriptorsToSpareIsNotRecorded) {
-  const std::vector<std::string> few = {"/bin/sh", "-c", "ulimit -n 4; exec \"$@\"", "sh"};
+  const std::vector<std::string> few = {
+      "/bin/bash", "-c", "for fd in {3..255}; do exec {fd}>&-; done; ulimit -n 4; exec \"$@\"", "bash"};
   const Run its = run("files", file, {}, few);
   EXPECT_EQ(its.status, 0);
   EXPECT_EQ(its.out, run("files", {}, {}, few).out);
