@@ -88,10 +88,15 @@ int accept_any(int fd, const sockaddr* address, const socklen_t* size, Function 
   Entry entry(Call::accept);
   if (!entry) return function();
   entry.in(fd);
+  socklen_t room = 0;
+  {
+    const boardrec::kernel::Locked lock(boardrec::shared);
+    if (!boardrec::copy_block(size, &room, sizeof room)) room = 0;
+  }
   const int result = entry.make_cancellable(function);
-  if (result < 0 || address == nullptr || size == nullptr) return entry.end(result);
   boardrec::set_kind(result, 0);
-  const Address its(address, *size);
+  if (result < 0 || address == nullptr || room == 0) return entry.end(result);
+  const Address its(address, std::min(*size, room));  // the kernel says how long it was, cut off or not
   entry.out_own(its.bytes(), its.size());
   return entry.end(result);
 }
@@ -104,7 +109,7 @@ ssize_t receive_any(int fd, void* buffer, size_t size, int flags, Function funct
   entry.in(static_cast<std::int64_t>(size));
   entry.in(flags);
   const ssize_t moved = entry.make_cancellable(function);
-  entry.out_moved(buffer, moved);
+  entry.out_moved(buffer, std::min(moved, static_cast<ssize_t>(size)));  // some flags ask how much there was
   return entry.end(moved);
 }
 

@@ -204,6 +204,38 @@ int threads(const std::string&) {
   return 0;
 }
 
+/// A thread with a stack that no machine has, then one that can be.
+int refused_thread(const std::string&) {
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  show("pthread_attr_setstacksize",
+       pthread_attr_setstacksize(&attributes, ~std::size_t{0} / 4096 * 4096 / 2));
+  pthread_t thread{};
+  show("pthread_create", pthread_create(&thread, &attributes, locking_thread, nullptr));
+  show("pthread_create", pthread_create(&thread, nullptr, locking_thread, nullptr));
+  show("pthread_join", pthread_join(thread, nullptr));
+  return 0;
+}
+
+/// Datagrams and addresses that are longer than the room for them.
+int cut_off(const std::string&) {
+  int pair[2] = {-1, -1};
+  socketpair(AF_UNIX, SOCK_DGRAM, 0, pair);
+  show("send", send(pair[0], "a datagram", 10, 0));
+  char* const byte = at_the_edge("");
+  show("recv", recv(pair[1], byte, 1, MSG_TRUNC));
+  const int listener = socket(AF_INET, SOCK_STREAM, 0);
+  listen(listener, 1);
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
+  connect(socket(AF_INET, SOCK_STREAM, 0), reinterpret_cast<sockaddr*>(&address), sizeof address);
+  size = 1;
+  const int server = accept(listener, reinterpret_cast<sockaddr*>(byte), &size);
+  std::printf("%d, an address of %u bytes\n", server >= 0, static_cast<unsigned>(size));
+  return 0;
+}
+
 void unlock(void*) {
   pthread_mutex_unlock(&mutex);
 }
@@ -324,6 +356,8 @@ constexpr Deed kDeeds[] = {
     {"bad-pointers", bad_pointers},
     {"unknown", unknown_requests},
     {"threads", threads},
+    {"refused-thread", refused_thread},
+    {"cut-off", cut_off},
     {"cancelled", cancelled},
     {"close-all", close_all},
     {"children", children},

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <sstream>
@@ -72,7 +73,7 @@ std::vector<Record> all_of(const boardrec::Recording& recording, Call call) {
 TEST_F(RecordedProgramTest, WhateverItDoesComesBackAsWithoutTheRecorder) {
   for (const std::string deed :
        {"files", "streams", "terminals", "sockets", "clocks", "bad-pointers", "unknown", "threads",
-        "cancelled", "close-all", "many", "leave", "leave-at-once"}) {
+        "refused-thread", "cut-off", "cancelled", "close-all", "many", "leave", "leave-at-once"}) {
     SCOPED_TRACE(deed);
     const Run plain = run(deed);
     const Run recorded = record(deed);
@@ -166,6 +167,26 @@ TEST_F(RecordedProgramTest, AThreadsCreationStandsBeforeItsCallsAndItsEndBehindT
     if (its.call == Call::thread_ended) states[its.thread] = 2;
   }
   EXPECT_EQ(states.size(), 9U);
+}
+
+TEST_F(RecordedProgramTest, AThreadThatCannotBeCreatedTakesNoNumber) {
+  record("refused-thread");
+  const std::vector<Record> created = all_of(recording(), Call::pthread_create);
+  ASSERT_EQ(created.size(), 2U);
+  EXPECT_EQ(created[0].error, EAGAIN);
+  EXPECT_EQ(created[0].out[0].type, ValueType::absent);
+  EXPECT_EQ(created[1].out[0].number, 1);
+}
+
+TEST_F(RecordedProgramTest, NothingIsReadBehindTheRoomThatTheProgramGave) {
+  record("cut-off");
+  const std::vector<Record> received = all_of(recording(), Call::recv);
+  const std::vector<Record> accepted = all_of(recording(), Call::accept);
+  ASSERT_EQ(received.size(), 1U);
+  ASSERT_EQ(accepted.size(), 1U);
+  EXPECT_EQ(received[0].result, 10);
+  EXPECT_EQ(received[0].out[0].bytes, "a");
+  EXPECT_EQ(accepted[0].out[0].bytes.size(), 1U);
 }
 
 TEST_F(RecordedProgramTest, AThreadThatIsCancelledRunsItsHandlersBehindTheCallThatItWasIn) {
