@@ -71,7 +71,8 @@ class RecordedProgramTest(unittest.TestCase):
         return ran, list(records_of(file))
 
     def test_it_ends_as_unrecorded_and_each_record_is_whole(self):
-        for deed in ("files", "streams", "sockets", "clocks", "bad-pointers", "threads", "cancelled", "many", "leave"):
+        for deed in ("files", "streams", "sockets", "clocks", "bad-pointers", "threads", "refused-thread",
+                     "cut-off", "cancelled", "many", "leave"):
             with self.subTest(deed):
                 plain = self.run_program(deed)
                 ran, records = self.recorded(deed)

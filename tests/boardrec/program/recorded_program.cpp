@@ -231,7 +231,7 @@ int cut_off(const std::string&) {
   getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
   connect(socket(AF_INET, SOCK_STREAM, 0), reinterpret_cast<sockaddr*>(&address), sizeof address);
   size = 1;
-  const int server = accept(listener, reinterpret_cast<sockaddr*>(byte), &size);
+  const int server = accept(listener, static_cast<sockaddr*>(static_cast<void*>(byte)), &size);
   std::printf("%d, an address of %u bytes\n", server >= 0, static_cast<unsigned>(size));
   return 0;
 }
