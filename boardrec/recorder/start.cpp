@@ -182,20 +182,20 @@ int __libc_start_main(Main* main, int argc, char** argv, void (*init)(), void (*
   return next___libc_start_main(recorded_main, argc, argv, init, fini, loader_fini, stack_end);
 }
 
-[[noreturn]] void exit(int status) noexcept {
+void exit(int status) noexcept {
   if (boardrec::this_thread.depth == 0) boardrec::exit_status = status;
   next_exit(status);
   __builtin_unreachable();
 }
 
-[[noreturn]] void _exit(int status) {
+void _exit(int status) {
   if (boardrec::this_thread.depth == 0) boardrec::exit_status = status;
   if (boardrec::this_thread.number >= 0) boardrec::finish(nullptr);
   next__exit(status);
   __builtin_unreachable();
 }
 
-[[noreturn]] void _Exit(int status) noexcept {
+void _Exit(int status) noexcept {
   _exit(status);
 }
 }
