@@ -104,6 +104,10 @@ void BoardUnderTest::expect_no_complaints() {
 void BoardUnderTest::expect_recording() {
   const boardrec::Recording recording = boardrec::read_recording(directory_.file("session.rec"));
   EXPECT_EQ(recording.broken, "");
+  for (const boardrec::Record& record : recording.records) {
+    EXPECT_EQ(record.flags & (boardrec::kUnknownSize | boardrec::kNotRecorded), 0U)
+        << "record " << record.number;
+  }
   std::vector<std::string> recorded = calls_of(recording);
   std::vector<std::string> traced = calls_of(trace());
   for (auto* lines : {&recorded, &traced}) {
