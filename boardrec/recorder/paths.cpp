@@ -7,6 +7,7 @@
 
 #include "boardrec/recorder/entry.h"
 #include "boardrec/recorder/next.h"
+#include "boardrec/recorder/times.h"
 
 using boardrec::Call;
 using boardrec::Entry;
@@ -18,6 +19,10 @@ int __fxstat(int version, int fd, struct stat* status);
 int __xstat64(int version, const char* path, struct stat64* status);
 int __lxstat64(int version, const char* path, struct stat64* status);
 int __fxstat64(int version, int fd, struct stat64* status);
+int __stat64_time64(const char* path, boardrec::WideStat* status);
+int __lstat64_time64(const char* path, boardrec::WideStat* status);
+int __fstat64_time64(int fd, boardrec::WideStat* status);
+int __fstatat64_time64(int directory, const char* path, boardrec::WideStat* status, int flags);
 }
 
 BOARDREC_NEXT(stat);
@@ -34,6 +39,10 @@ BOARDREC_NEXT(__fxstat);
 BOARDREC_NEXT(__xstat64);
 BOARDREC_NEXT(__lxstat64);
 BOARDREC_NEXT(__fxstat64);
+BOARDREC_NEXT(__stat64_time64);
+BOARDREC_NEXT(__lstat64_time64);
+BOARDREC_NEXT(__fstat64_time64);
+BOARDREC_NEXT(__fstatat64_time64);
 BOARDREC_NEXT(access);
 BOARDREC_NEXT(statfs);
 BOARDREC_NEXT(statfs64);
@@ -60,7 +69,7 @@ boardrec::Status status_of(const Stat& stat) {
   status.size = stat.st_size;
   status.blocks = stat.st_blocks;
   status.block_size = stat.st_blksize;
-  status.modified = std::int64_t{stat.st_mtim.tv_sec} * 1'000'000'000 + stat.st_mtim.tv_nsec;
+  status.modified = boardrec::nanoseconds(stat.st_mtim);
   status.device = stat.st_dev;
   status.inode = stat.st_ino;
   status.special_device = stat.st_rdev;
@@ -196,6 +205,21 @@ int __lxstat64(int version, const char* path, struct stat64* to) {
 }
 int __fxstat64(int version, int fd, struct stat64* to) {
   return stat_fd(fd, to, [=] { return next___fxstat64(version, fd, to); });
+}
+
+// The names for programs whose times have 64 bits, on machines where they usually have 32.
+int __stat64_time64(const char* path, boardrec::WideStat* to) {
+  return stat_path(Call::stat, AT_FDCWD, path, to, [=] { return next___stat64_time64(path, to); });
+}
+int __lstat64_time64(const char* path, boardrec::WideStat* to) {
+  return stat_path(Call::lstat, AT_FDCWD, path, to, [=] { return next___lstat64_time64(path, to); });
+}
+int __fstat64_time64(int fd, boardrec::WideStat* to) {
+  return stat_fd(fd, to, [=] { return next___fstat64_time64(fd, to); });
+}
+int __fstatat64_time64(int directory, const char* path, boardrec::WideStat* to, int flags) {
+  return stat_path(stat_call(flags), directory, path, to,
+                   [=] { return next___fstatat64_time64(directory, path, to, flags); });
 }
 
 int access(const char* path, int mode) noexcept {

@@ -22,6 +22,17 @@ struct WideTimeval {
   std::int64_t tv_usec;
 };
 
+/// The status of a file as such programs have it.
+struct WideStat {
+  std::uint64_t st_dev, st_ino;
+  std::uint32_t st_mode, st_nlink, st_uid, st_gid;
+  std::uint64_t st_rdev;
+  std::int64_t st_size;
+  std::int32_t st_blksize;
+  std::int64_t st_blocks;
+  WideTimespec st_atim, st_mtim, st_ctim;
+};
+
 inline std::int64_t nanoseconds(const timespec& time) {
   return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }

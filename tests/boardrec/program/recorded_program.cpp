@@ -28,9 +28,9 @@
 namespace {
 
 // Standard output is a pipe or a file: what is printed is no recorded call, and goes out at the end.
-void show(const char* call, long result) {
+void show(const char* call, long long result) {
   const int error = errno;
-  std::printf("%s %ld %d\n", call, result, result < 0 ? error : 0);
+  std::printf("%s %lld %d\n", call, result, result < 0 ? error : 0);
   errno = 0;
 }
 
