@@ -2,6 +2,7 @@
 #include "tests/harness/console.h"
 
 #include <gtest/gtest.h>
+#include <stdio_ext.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -43,6 +44,12 @@ void show(std::FILE* stream, const std::string& text) {
   }
 }
 
+/// A buffer that it is given makes the C library look at the new mode with the very next character.
+void buffer_output(int mode) {
+  static char buffer[BUFSIZ];
+  std::setvbuf(stdout, buffer, mode, sizeof buffer);
+}
+
 }  // namespace
 
 Console::Stream::Stream(int fd) : descriptor(fd), original(dup(fd)), capture(memfd_create("console", 0)) {
@@ -72,6 +79,7 @@ Console::~Console() {
     close(stream.original);
     close(stream.capture);
   }
+  if (fully_buffered_) buffer_output(_IOFBF);
   if (::testing::Test::HasFailure()) {
     show(stdout, out);
     show(stderr, err);
@@ -94,6 +102,16 @@ std::vector<std::string> Console::lines() const {
 std::string Console::err() const {
   std::fflush(stderr);
   return utf8(err_.text());
+}
+
+void Console::join() {
+  std::fflush(stdout);
+  std::fflush(stderr);
+  if (dup2(out_.capture, err_.descriptor) < 0)
+    throw std::runtime_error("the console's streams cannot be joined");
+  if (__flbf(stdout) != 0) return;
+  fully_buffered_ = true;
+  buffer_output(_IOLBF);
 }
 
 void Console::clear() {

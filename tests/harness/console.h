@@ -21,6 +21,9 @@ class Console {
   std::string err() const;
   /// The part of standard output that the program itself has flushed.
   std::string flushed() const;
+  /// From now on standard error stands in out(), between the lines of standard output, as both came: so it is
+  /// on the terminal that is a board's console.
+  void join();
   /// Forgets everything so far.
   void clear();
 
@@ -37,4 +40,5 @@ class Console {
 
   Stream out_;
   Stream err_;
+  bool fully_buffered_ = false;  ///< standard output was, before join()
 };

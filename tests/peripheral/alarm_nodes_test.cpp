@@ -104,4 +104,17 @@ TEST_P(AlarmNodesTest, AMissingNodeEndsTheTestAndWhatIsOpenStaysOpenAndTheNextRu
   }
 }
 
+TEST_P(AlarmNodesTest, OnTheConsoleTheReasonStandsBeforeTheTextAndTheSummaryBehindAnEmptyLine) {
+  next_board(variant.family);
+  console.join();
+  board.fault("open /dev/qznio #1");
+  variant.run();
+  EXPECT_EQ(console.out(), std::string(variant.banner) +
+                               "\nOpen /dev/qznio: No such device\n打开/dev/qznio失败\nfail num = " +
+                               std::to_string(variant.io_code) + "\n");
+  variant.run();
+  EXPECT_NE(console.out().find("\n\n报警I/O口完成"), std::string::npos);
+  expect_open(board.open_nodes());
+}
+
 }  // namespace

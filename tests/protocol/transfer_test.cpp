@@ -79,6 +79,15 @@ TEST_P(TransferTest, PiecesThatArriveOneAfterTheOtherAreReadAsOne) {
   EXPECT_EQ(elapsed(), 50s);
 }
 
+TEST_P(TransferTest, ARecordInTwoPiecesLeavesTheNextOneBehindItAlone) {
+  send_at(10s, "ab");
+  send_at(20s, "cdefnext");
+  EXPECT_EQ(read(6), 6);
+  EXPECT_EQ(read_so_far(6), "abcdef");
+  EXPECT_EQ(read(4), 4);
+  EXPECT_EQ(read_so_far(4), "next");
+}
+
 TEST_P(TransferTest, AShortOrInterruptedReceiveIsFollowedByAnother) {
   board.fault("recv #1 short 1");
   board.fault("recv #2 EINTR");
