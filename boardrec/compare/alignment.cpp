@@ -9,6 +9,8 @@ namespace {
 
 constexpr std::int64_t kMostEdits = 2000;  // the memory grows with their square
 
+using Alike = std::function<bool(std::size_t a, std::size_t b)>;
+
 /// Texts by number: they are compared millions of times.
 using Numbers = std::vector<std::size_t>;
 
@@ -16,11 +18,10 @@ using Numbers = std::vector<std::size_t>;
 /// alike: for each number of edits, how far every diagonal can be followed.
 class Paths {
  public:
-  Paths(const Numbers& a, const Numbers& b)
-      : a_size_(static_cast<std::int64_t>(a.size())),
-        b_size_(static_cast<std::int64_t>(b.size())),
-        a_(a),
-        b_(b) {}
+  Paths(std::size_t a_size, std::size_t b_size, const Alike& alike)
+      : a_size_(static_cast<std::int64_t>(a_size)),
+        b_size_(static_cast<std::int64_t>(b_size)),
+        alike_(alike) {}
 
   std::vector<Aligned> shortest() {
     const std::int64_t most = std::min(a_size_ + b_size_, kMostEdits);
@@ -55,7 +56,7 @@ class Paths {
 
   std::int64_t follow(std::int64_t a, std::int64_t k) const {
     while (a < a_size_ && a - k < b_size_ && a - k >= 0 &&
-           a_[static_cast<std::size_t>(a)] == b_[static_cast<std::size_t>(a - k)])
+           alike_(static_cast<std::size_t>(a), static_cast<std::size_t>(a - k)))
       ++a;
     return a;
   }
@@ -100,8 +101,7 @@ class Paths {
   }
 
   std::int64_t a_size_, b_size_;
-  const Numbers& a_;
-  const Numbers& b_;
+  const Alike& alike_;
   std::vector<std::vector<std::int64_t>> reached_;
   std::int64_t end_a_ = 0, end_b_ = 0;
 };
@@ -116,11 +116,15 @@ Numbers numbers_of(const std::vector<std::string>& texts,
 
 }  // namespace
 
+std::vector<Aligned> align(std::size_t a_size, std::size_t b_size, const Alike& alike) {
+  return Paths(a_size, b_size, alike).shortest();
+}
+
 std::vector<Aligned> align(const std::vector<std::string>& a, const std::vector<std::string>& b) {
   std::unordered_map<std::string, std::size_t> known;
   const Numbers first = numbers_of(a, known);
   const Numbers second = numbers_of(b, known);
-  return Paths(first, second).shortest();
+  return align(a.size(), b.size(), [&](std::size_t i, std::size_t j) { return first[i] == second[j]; });
 }
 
 }  // namespace boardrec
