@@ -115,7 +115,9 @@ std::string without_build(const std::string& document) {
 std::string shared(const std::string& bytes, Status status) {
   if (bytes.size() != sizeof status) return bytes;
   std::memcpy(&status, bytes.data(), sizeof status);
-  return "size " + std::to_string(status.size) + ", mode " + std::to_string(status.mode);
+  char text[64];
+  std::snprintf(text, sizeof text, "%lld bytes, mode 0%o", static_cast<long long>(status.size), status.mode);
+  return text;
 }
 
 /// The same of a file system: its type, and whether there is any room.
@@ -125,16 +127,33 @@ std::string shared(const std::string& bytes, FileSystem system) {
   return "type " + std::to_string(system.type) + (system.available > 0 ? ", room" : ", no room");
 }
 
-/// Terminal settings in numbers.
-std::string shared(const std::string& bytes, TerminalSettings settings) {
-  if (bytes.size() != sizeof settings) return bytes;
+/// Terminal settings, each with its name.
+std::vector<std::string> settings_of(const std::string& bytes) {
+  TerminalSettings settings{};
+  if (bytes.size() != sizeof settings) return {bytes};
   std::memcpy(&settings, bytes.data(), sizeof settings);
-  std::string text;
-  for (const std::uint32_t number : {settings.input, settings.output, settings.control, settings.local,
-                                     settings.input_speed, settings.output_speed})
-    text += (text.empty() ? "" : " ") + std::to_string(number);
-  for (const std::uint8_t letter : settings.characters) text += " " + std::to_string(letter);
-  return text;
+  const auto mask = [](const char* name, std::uint32_t number) {
+    char text[48];
+    std::snprintf(text, sizeof text, "%s 0%o", name, number);
+    return std::string(text);
+  };
+  std::vector<std::string> all{mask("input", settings.input),
+                               mask("output", settings.output),
+                               mask("control", settings.control),
+                               mask("local", settings.local),
+                               mask("input speed", settings.input_speed),
+                               mask("output speed", settings.output_speed)};
+  for (std::size_t i = 0; i < sizeof settings.characters; ++i)
+    all.push_back("character " + std::to_string(i) + " " + std::to_string(settings.characters[i]));
+  return all;
+}
+
+std::optional<Difference> difference_of_settings(const Value& recorded, const Value& simulated) {
+  const std::vector<std::string> one = settings_of(recorded.bytes);
+  const std::vector<std::string> other = settings_of(simulated.bytes);
+  const auto [left, right] = std::ranges::mismatch(one, other);
+  if (left == one.end() && right == other.end()) return std::nullopt;
+  return Difference{"settings", left != one.end() ? *left : "none", right != other.end() ? *right : "none"};
 }
 
 template <class Layout>
@@ -176,7 +195,7 @@ std::optional<Difference> difference_of_values(std::string_view name, const Ques
   if (name == "address") return std::nullopt;
   if (name == "status") return difference_of_layouts<Status>(name, one, other);
   if (name == "statfs") return difference_of_layouts<FileSystem>(name, one, other);
-  if (name == "settings") return difference_of_layouts<TerminalSettings>(name, one, other);
+  if (name == "settings") return difference_of_settings(one, other);
   std::string first = one.bytes;
   std::string second = other.bytes;
   if (is_request(*recorded.call->record, kBootBlock)) {

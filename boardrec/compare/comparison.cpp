@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <span>
 #include <utility>
 
 #include "boardrec/compare/alignment.h"
@@ -10,8 +11,8 @@
 namespace boardrec {
 namespace {
 
-/// Threads beside the main one go round and round while a session lasts: at its end one has done it once more
-/// than the other. So many questions, and one of so many.
+/// Threads beside the main one go round and round while a session lasts, at one board a little faster than at
+/// the other: so many questions, and one of so many, may be missing at the end.
 constexpr std::size_t kSpareQuestions = 4;
 constexpr std::size_t kSpareShare = 25;
 
@@ -20,6 +21,12 @@ std::string text_of(const Question& question) {
     return "the program's document to the station, " + std::to_string(question.document.size()) + " bytes";
   return text(*question.call);
 }
+
+/// An answer that differed.
+struct Cause {
+  std::string device{};
+  std::string text{};
+};
 
 /// Goes through two sessions and collects.
 class Comparing {
@@ -33,7 +40,10 @@ class Comparing {
     for (const SessionThread& thread : recorded_.threads) threads[thread.number].first = &thread;
     for (const SessionThread& thread : simulated_.threads) threads[thread.number].second = &thread;
     for (const auto& [number, pair] : threads) {
-      last_difference_ = {};
+      // A thread is missing because its creation failed, or because the main one ended before.
+      const bool is_missing = pair.first == nullptr || pair.second == nullptr;
+      if (!is_missing) last_difference_ = {};
+      if (is_missing && !creation_.text.empty()) last_difference_ = creation_;
       compare_threads(number, pair.first != nullptr ? *pair.first : none,
                       pair.second != nullptr ? *pair.second : none);
     }
@@ -48,57 +58,91 @@ class Comparing {
   void compare_threads(std::uint16_t number, const SessionThread& one, const SessionThread& other) {
     static const Segment none;
     const std::size_t count = std::max(one.segments.size(), other.segments.size());
+    const std::size_t before = result_.partings.size();
     for (std::size_t i = 0; i < count; ++i) {
       const bool is_last = i + 1 >= one.segments.size();
+      const bool is_its_last = i + 1 == other.segments.size() && i < one.segments.size();
+      if (is_its_last && is_stuck(number, one.segments[i], other.segments[i])) return;
+      if (i > 0 && i >= other.segments.size() && result_.partings.size() > before) {
+        add_rest(result_.partings.back(), one.segments[i]);
+        continue;
+      }
       compare_segments(number, i < one.segments.size() ? one.segments[i] : none,
                        i < other.segments.size() ? other.segments[i] : none, is_last);
     }
   }
 
+  /// What the simulated program never came to.
+  void add_rest(Parting& parting, const Segment& segment) {
+    ++parting.more_segments;
+    for (const Question& question : segment.questions) part(parting, &question, nullptr);
+  }
+
   void compare_segments(std::uint16_t number, const Segment& one, const Segment& other, bool is_last) {
-    const auto asked = [](const Segment& segment) {
-      std::vector<std::string> texts;
-      for (const Question& question : segment.questions) texts.push_back(question.asked);
-      return texts;
-    };
-    std::vector<Aligned> aligned = align(asked(one), asked(other));
+    std::vector<Aligned> aligned = align(
+        one.questions.size(), other.questions.size(),
+        [&](std::size_t a, std::size_t b) { return is_same_question(one.questions[a], other.questions[b]); });
     leave_out_tail(aligned, number, is_last);
     Parting parting{.segment = one.name.empty() ? other.name : one.name};
     for (const Aligned& place : aligned) {
-      if (place.a && place.b) {
-        const bool parted = parting.recorded + parting.simulated > 0;
-        compare_answers(one.questions[*place.a], other.questions[*place.b], parting.segment, parted);
+      const bool parted = parting.recorded + parting.simulated > 0;
+      const Question* const recorded = place.a ? &one.questions[*place.a] : nullptr;
+      const Question* const simulated = place.b ? &other.questions[*place.b] : nullptr;
+      if (recorded != nullptr && simulated != nullptr) {
+        compare_answers(*recorded, *simulated, parting.segment, parted);
       } else {
-        part(parting, place.a ? &one.questions[*place.a] : nullptr,
-             place.b ? &other.questions[*place.b] : nullptr);
+        part(parting, recorded, simulated);
       }
     }
     if (parting.recorded + parting.simulated > 0) result_.partings.push_back(parting);
   }
 
+  /// The simulated program waits for ever for the answer to a question that the recorded one got answered:
+  /// what would have come behind it says nothing. Whether that is so at the end of this segment, its last
+  /// one.
+  bool is_stuck(std::uint16_t number, const Segment& one, const Segment& other) {
+    if (number != 0 || simulated_.ended || simulated_.main_ended > recorded_.main_ended) return false;
+    if (other.questions.size() >= one.questions.size()) return false;
+    const bool as_far = std::ranges::equal(
+        other.questions, std::span(one.questions).first(other.questions.size()), is_same_question);
+    if (!as_far) return false;
+    const Question& question = one.questions[other.questions.size()];
+    for (std::size_t i = 0; i < other.questions.size(); ++i)
+      compare_answers(one.questions[i], other.questions[i], one.name, false);
+    differ(question, one.name, false,
+           {"answer",
+            "after " + seconds_text(question.call->record->ended - question.call->record->began) + " s",
+            "none to the session's end"});
+    return true;
+  }
+
   /// What one of them asked behind the other's last question, where that says nothing.
   void leave_out_tail(std::vector<Aligned>& aligned, std::uint16_t number, bool is_last) const {
-    const auto drop = [&aligned](std::size_t most, bool of_recorded) {
+    const auto is_of_one = [](const Aligned& place) { return !place.a || !place.b; };
+    const auto is_simulated = [](const Aligned& place) { return !place.a; };
+    const auto drop = [&aligned](std::size_t most, const auto& is_left_out) {
       std::size_t count = 0;
-      while (count < aligned.size()) {
-        const Aligned& place = aligned[aligned.size() - 1 - count];
-        if ((place.a && place.b) || (place.a && !of_recorded)) break;
-        ++count;
-      }
+      while (count < aligned.size() && is_left_out(aligned[aligned.size() - 1 - count])) ++count;
       if (count <= most) aligned.resize(aligned.size() - count);
     };
-    if (number != 0) return drop(kSpareQuestions + aligned.size() / kSpareShare, true);
+    const std::size_t all = aligned.size();
     // The recording stopped somewhere, the simulated program had two minutes more.
-    if (is_last && !recorded_.ended) drop(aligned.size(), false);
+    if (number != 0 || (is_last && !recorded_.ended)) drop(all, is_simulated);
+    if (number != 0) drop(kSpareQuestions + all / kSpareShare, is_of_one);
   }
 
   void compare_answers(const Question& one, const Question& other, const std::string& segment, bool parted) {
+    if (const auto difference = difference_of(one, other, tolerance_))
+      return differ(one, segment, parted, *difference);
+    ++count_of(one).compared;
+    ++compared_[{one.device, one.kind}];
+  }
+
+  void differ(const Question& one, const std::string& segment, bool parted, const Difference& difference) {
     DeviceCount& device = count_of(one);
     ++device.compared;
-    ++compared_[{one.device, one.kind}];
-    const auto difference = difference_of(one, other, tolerance_);
-    if (!difference) return;
     ++device.differ;
+    ++compared_[{one.device, one.kind}];
     auto found = std::ranges::find_if(result_.findings, [&](const Finding& finding) {
       return finding.device == one.device && finding.kind == one.kind;
     });
@@ -108,20 +152,21 @@ class Comparing {
                                   .segment = segment,
                                   .time = one.call->record->began,
                                   .question = text_of(one),
-                                  .difference = *difference,
+                                  .difference = difference,
                                   .after_parting = parted});
       found = result_.findings.end() - 1;
     }
     ++found->differ;
     if (one.device == kStation) return;  // what the program says of other answers
-    last_difference_ = {one.device, text_of(one) + ": " + difference->what + " " + difference->recorded +
-                                        ", simulated " + difference->simulated};
+    last_difference_ = {one.device, text_of(one) + ": " + difference.what + " " + difference.recorded +
+                                        ", simulated " + difference.simulated};
+    if (one.call->record->call == Call::pthread_create) creation_ = last_difference_;
   }
 
   void part(Parting& parting, const Question* recorded, const Question* simulated) {
     if (parting.recorded + parting.simulated == 0) {
-      parting.because_device = last_difference_.first;
-      parting.because = last_difference_.second;
+      parting.because_device = last_difference_.device;
+      parting.because = last_difference_.text;
     }
     if (recorded != nullptr) {
       if (parting.recorded++ == 0) parting.first_recorded = text_of(*recorded);
@@ -144,7 +189,8 @@ class Comparing {
   const Tolerance& tolerance_;
   std::map<std::string, DeviceCount> devices_;
   std::map<std::pair<std::string, std::string>, std::size_t> compared_;  ///< by device and kind
-  std::pair<std::string, std::string> last_difference_;                  ///< its device, and its text
+  Cause last_difference_;
+  Cause creation_;  ///< of a thread that did not start on one of them
   Comparison result_;
 };
 

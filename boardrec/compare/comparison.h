@@ -38,6 +38,7 @@ struct Finding {
 /// Where programs went different ways.
 struct Parting {
   std::string segment{};
+  std::size_t more_segments = 0;  ///< behind it that nothing came to: the program had ended on one side
   std::size_t recorded = 0, simulated = 0;  ///< questions that only one of them asked
   std::string first_recorded{};             ///< the first of them, in the words of a trace; empty for none
   std::string first_simulated{};

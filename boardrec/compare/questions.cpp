@@ -117,11 +117,8 @@ std::string number_text(const Record& record, std::size_t index) {
   return value.type == ValueType::number ? " " + std::to_string(value.number) : " none";
 }
 
-/// Bytes that the program handed in.
-std::string bytes_text(const Value& value) {
-  if (value.type == ValueType::absent) return " none";
-  const std::uint64_t digest = value.type == ValueType::digest ? value.digest : digest_of(value.bytes);
-  return " " + std::to_string(value.size) + " bytes " + std::to_string(digest);
+std::uint64_t digest_of(const Value& value) {
+  return value.type == ValueType::digest ? value.digest : boardrec::digest_of(std::string_view(value.bytes));
 }
 
 /// Everything that the program asked, but for numbers of descriptors, addresses of its own, and times that
@@ -139,10 +136,6 @@ std::string values_asked(const Record& record) {
       for (const std::uint32_t word : words_in(request_of(record), value_at(record.in, 2)))
         text += " " + std::to_string(word);
       return text;
-    case Call::write:
-    case Call::fwrite:
-    case Call::send:
-      return number_text(record, 1) + bytes_text(value_at(record.in, 2));
     case Call::lseek:
       return number_text(record, 1) + number_text(record, 2);
     case Call::mount:
@@ -160,6 +153,9 @@ std::string values_asked(const Record& record) {
     case Call::recv:
     case Call::fgets:
     case Call::fread:
+    case Call::write:
+    case Call::fwrite:
+    case Call::send:
     case Call::listen:
     case Call::access:
     case Call::mkdir:
@@ -252,6 +248,7 @@ class Builder {
   void take(std::size_t at) {
     const NamedCall& call = session_.calls[at];
     const Record& record = *call.record;
+    if (record.thread == 0) session_.main_ended = std::max(session_.main_ended, record.ended);
     // Of a call that was announced and came back, the record of its end counts.
     if ((record.flags & kBegan) != 0 && ended_.contains(beginning(record))) return;
     if (record.call == Call::finish || record.call == Call::reboot) session_.ended = true;
@@ -313,6 +310,18 @@ std::string request_text(std::uint32_t request) {
   char text[16];
   std::snprintf(text, sizeof text, "0x%08x", request);
   return text;
+}
+
+bool is_same_question(const Question& one, const Question& other) {
+  if (one.asked != other.asked) return false;
+  const Call call = one.call->record->call;
+  const bool hands_in = call == Call::write || call == Call::fwrite || call == Call::send;
+  if (!hands_in || !one.document.empty()) return true;
+  const Value& bytes = value_at(one.call->record->in, 2);
+  const Value& others = value_at(other.call->record->in, 2);
+  const bool fell_short =
+      bytes.type == ValueType::absent || others.type == ValueType::absent || bytes.size != others.size;
+  return fell_short || digest_of(bytes) == digest_of(others);
 }
 
 Session session_of(const Recording& recording) {

@@ -21,13 +21,17 @@ struct Question {
   const NamedCall* call = nullptr;  ///< of the session; the one that sent a document's end
   std::string device{};             ///< node, file, or one of the rows above
   std::string kind{};               ///< "ioctl 0x80044703", "read"
-  std::string asked{};              ///< everything that was asked: questions are the same when this is equal
+  std::string asked{};              ///< everything that was asked, but for the bytes of a write
   std::string document{};           ///< what was sent to the station
   bool has_duration = true;         ///< the board decides how long it takes
   /// Of a reading of the real-time clock: how far it was ahead of the session's first one by then, seconds,
   /// less what had passed.
   std::optional<double> clock_drift{};
 };
+
+/// Whether two programs asked the same. Of a write that fell short a recording has only the bytes that it
+/// moved: the others are taken for the same.
+bool is_same_question(const Question& one, const Question& other);
 
 /// The questions behind one request of the station, up to the next.
 struct Segment {
@@ -46,6 +50,7 @@ struct Session {
   std::vector<NamedCall> calls{};
   std::vector<SessionThread> threads{};  ///< in the order of their numbers
   std::size_t requests = 0;
+  std::uint64_t main_ended = 0;  ///< when the main thread's last recorded call ended, nanoseconds
   bool ended =
       false;  ///< the program ended by itself, or restarted the board; else the recording stops somewhere
 };

@@ -52,7 +52,10 @@ std::string finding_text(const Finding& finding) {
 }
 
 std::string parting_text(const Parting& parting) {
-  std::string text = parting.segment + "\n";
+  std::string text = parting.segment;
+  if (parting.more_segments > 0)
+    text += " and " + std::to_string(parting.more_segments) + " more, to which one of them never came";
+  text += "\n";
   const auto side = [&text](const char* name, std::size_t count, const std::string& first) {
     if (count > 0) text += name + count_text(count, "question") + ", first " + first + "\n";
   };
@@ -129,6 +132,7 @@ std::string json_text(const Report& report) {
   }
   for (const Parting& parting : comparison.partings) {
     all["partings"].push_back({{"where", parting.segment},
+                               {"more", parting.more_segments},
                                {"recorded_only", parting.recorded},
                                {"simulated_only", parting.simulated},
                                {"first_recorded", parting.first_recorded},

@@ -6,6 +6,7 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -30,6 +31,8 @@ namespace {
 
 using namespace boardsim;
 
+// What a user ends a launcher with.
+constexpr std::array kSignals{SIGINT, SIGTERM, SIGHUP};
 constexpr int kEndedBySignal = 128;  // and the signal's number
 
 /// One of the program's two outputs, on its way to the launcher's own and to the console's device.
@@ -77,7 +80,7 @@ class Relay {
 int signals_to_pass_on() {
   sigset_t signals;
   sigemptyset(&signals);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
+  for (const int signal : kSignals) sigaddset(&signals, signal);
   sigprocmask(SIG_BLOCK, &signals, nullptr);
   signal(SIGPIPE, SIG_IGN);
   return signalfd(-1, &signals, SFD_CLOEXEC);
@@ -176,7 +179,9 @@ int launch(Options& options) {
   if (options.compare.empty()) return run_on_board(options, signals);
   const ComparedSession session(options);
   const int status = run_on_board(options, signals);
-  if (status >= kEndedBySignal) return status;
+  const bool was_stopped =
+      std::ranges::any_of(kSignals, [status](int signal) { return status == kEndedBySignal + signal; });
+  if (was_stopped) return status;
   if (!options.learn.empty()) keep_learned(session.recording(), options.config.board, options.learn);
   return session.report(options);
 }
