@@ -22,6 +22,12 @@ std::string text_of(const Question& question) {
   return text(*question.call);
 }
 
+std::vector<std::string> texts_asked(const Segment& segment) {
+  std::vector<std::string> texts;
+  for (const Question& question : segment.questions) texts.push_back(question.asked);
+  return texts;
+}
+
 /// An answer that differed.
 struct Cause {
   std::string device{};
@@ -79,16 +85,14 @@ class Comparing {
   }
 
   void compare_segments(std::uint16_t number, const Segment& one, const Segment& other, bool is_last) {
-    std::vector<Aligned> aligned = align(
-        one.questions.size(), other.questions.size(),
-        [&](std::size_t a, std::size_t b) { return is_same_question(one.questions[a], other.questions[b]); });
+    std::vector<Aligned> aligned = align(texts_asked(one), texts_asked(other));
     leave_out_tail(aligned, number, is_last);
     Parting parting{.segment = one.name.empty() ? other.name : one.name};
     for (const Aligned& place : aligned) {
       const bool parted = parting.recorded + parting.simulated > 0;
       const Question* const recorded = place.a ? &one.questions[*place.a] : nullptr;
       const Question* const simulated = place.b ? &other.questions[*place.b] : nullptr;
-      if (recorded != nullptr && simulated != nullptr) {
+      if (recorded != nullptr && simulated != nullptr && is_same_question(*recorded, *simulated)) {
         compare_answers(*recorded, *simulated, parting.segment, parted);
       } else {
         part(parting, recorded, simulated);

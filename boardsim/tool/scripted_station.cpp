@@ -2,8 +2,8 @@
 
 #include <arpa/inet.h>
 #include <linux/sockios.h>
+#include <linux/tcp.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "boardsim/kernel/own_descriptor.h"
@@ -44,14 +45,22 @@ sockaddr_in peer_name(int fd) {
   return name;
 }
 
-int waiting_bytes(int fd) {
-  int size = 0;
-  return real::ioctl(fd, std::uint64_t{FIONREAD}, &size) == 0 ? size : 0;
+/// Bytes that have reached a connection so far, read or not; none when it is closed.
+std::optional<std::uint64_t> received_by(int fd) {
+  tcp_info info{};
+  socklen_t size = sizeof info;
+  if (getsockopt(fd, IPPROTO_TCP, TCP_INFO, &info, &size) != 0) return std::nullopt;
+  return info.tcpi_bytes_received;
 }
 
-void wait_for(int fd, short events) {
-  pollfd awaited{fd, events, 0};
-  if (fd >= 0) real::poll(&awaited, 1UL, kLooks);
+bool is_readable(int fd) {
+  pollfd readable{fd, POLLIN, 0};
+  return real::poll(&readable, 1UL, 0) > 0;
+}
+
+void wait_for_end(int fd) {
+  pollfd ended{fd, POLLRDHUP, 0};
+  if (fd >= 0) real::poll(&ended, 1UL, kLooks);
 }
 
 /// The station's side of its connections. All of its life happens in events: the program's threads wait.
@@ -128,18 +137,20 @@ void Station::connect() {
     real::close(std::exchange(socket_, -1));
     return;
   }
-  wait_for(listener(), POLLIN);
+  // The program may have taken it from its queue by now.
+  for (int look = 0; look < kLooks && other_end() < 0 && !is_readable(listener()); ++look)
+    real::usleep(1000U);
 }
 
-/// Time goes on when this returns: the bytes must stand in the program's socket by then.
+/// Time goes on when this returns: the bytes must have reached the program's socket by then.
 void Station::send(const std::string& bytes) const {
   const int to = other_end();
-  const int before = waiting_bytes(to);
+  const std::uint64_t before = received_by(to).value_or(0);
   if (real::send(socket_, bytes.data(), bytes.size(), int{MSG_NOSIGNAL}) < 0) return;
   for (int look = 0; look < kLooks; ++look) {
-    int unsent = 0;
+    int unsent = 0;  // what nobody has taken from the queue of connections the PC acknowledges at once
     if (to < 0 && (real::ioctl(socket_, std::uint64_t{SIOCOUTQ}, &unsent) != 0 || unsent == 0)) return;
-    if (to >= 0 && waiting_bytes(to) >= before + static_cast<int>(bytes.size())) return;
+    if (to >= 0 && received_by(to).value_or(UINT64_MAX) >= before + bytes.size()) return;
     real::usleep(1000U);
   }
 }
@@ -148,7 +159,7 @@ void Station::leave() {
   if (socket_ < 0) return;
   const int to = other_end();
   real::close(std::exchange(socket_, -1));
-  wait_for(to, POLLRDHUP);
+  wait_for_end(to);
 }
 
 void Station::reset() {
