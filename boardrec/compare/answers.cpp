@@ -15,6 +15,7 @@ namespace {
 constexpr std::uint32_t kBootBlock = 0x80044801;
 constexpr std::uint32_t kInterfaceAddress = 0x8915;
 constexpr double kClockTolerance = 1.5;  // seconds: it counts whole ones
+constexpr double kEnoughRoom = 100e6;    // bytes of a medium, more than any program stores
 constexpr std::size_t kBytesShown = 8;
 constexpr std::string_view kSensors = "/proc/debug/temp";
 constexpr std::string_view kBuilt = "BUILD: ";
@@ -120,11 +121,13 @@ std::string shared(const std::string& bytes, Status status) {
   return text;
 }
 
-/// The same of a file system: its type, and whether there is any room.
+/// The same of a file system: its type, and whether there is room for what programs store there.
 std::string shared(const std::string& bytes, FileSystem system) {
   if (bytes.size() != sizeof system) return bytes;
   std::memcpy(&system, bytes.data(), sizeof system);
-  return "type " + std::to_string(system.type) + (system.available > 0 ? ", room" : ", no room");
+  const double free = static_cast<double>(system.available) * static_cast<double>(system.block_size);
+  const char* const room = free <= 0 ? "no room" : free < kEnoughRoom ? "less than 100 MB free" : "room";
+  return "type " + std::to_string(system.type) + ", " + room;
 }
 
 /// Terminal settings, each with its name.

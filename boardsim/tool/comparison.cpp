@@ -66,8 +66,9 @@ std::string board_text(const Config& config) {
 void take_recorded_board(Options& options, const boardrec::Recording& recording) {
   const auto block = boot_block_of(recording);
   if (!block) {
-    throw std::invalid_argument(options.compare +
-                                " does not tell what board it is of: its program asked for no boot block");
+    throw std::invalid_argument(
+        options.compare +
+        " does not tell what board it is of: its program asked for no boot block; --board says it");
   }
   const std::uint32_t type = boot_type(*block);
   std::vector<const Family*> possible;

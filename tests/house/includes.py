@@ -59,7 +59,7 @@ MAY_INCLUDE = {
     "station/app/": tuple(f"station/{room}/" for room in STATION) + ("catalogue/",),
     **{f"station/{room}/": tuple(f"station/{lower}/" for lower in lowers) + ("catalogue/",) for room, lowers in STATION.items()},
     "benchmarks/": ("t1_sdk/", "station/"),
-    "tests/boardrec/": ("boardrec/", "tests/e2e/", "tests/harness/"),
+    "tests/boardrec/": ("boardrec/", "catalogue/", "tests/e2e/", "tests/harness/"),
     "tests/boardsim/": ("boardsim/", "tests/harness/"),
     "tests/station/": ("station/", "catalogue/", "tests/harness/"),
     "tests/fuzz/": ("t1_sdk/", "catalogue/", "boardrec/", "boardsim/board.h", "station/web/", "tests/"),
