@@ -126,6 +126,31 @@ struct Words {
   bool print_family = false;
 };
 
+/// Sessions that are kept, and those that were.
+void add_session_options(CLI::App& app, Options& options) {
+  app.add_option("--record", options.record,
+                 "File that gets a recording of the program, as one is made on a real board");
+  app.add_option("--station", options.config.station,
+                 "File that says what a station does and when, in the board's own time; with --pace virtual")
+      ->check(CLI::ExistingFile);
+  app.add_option("--replay", options.replay,
+                 "A recording of a board that answers the program call by call, instead of a simulated one; "
+                 "the first call that differs ends it. Nobody waits, but in --pace scaled");
+  app.add_option("--compare", options.compare,
+                 "A recording of a board whose session is run again, and every answer held against it; exit "
+                 "status 1 when something differs")
+      ->check(CLI::ExistingFile);
+  app.add_option(
+         "--tolerance", options.tolerance,
+         "Milliseconds by which durations may differ in a comparison, besides a tenth of the longer one")
+      ->check(CLI::Range(0.0, 1e6))
+      ->capture_default_str();
+  app.add_flag("--json", options.json, "Print a comparison as JSON");
+  app.add_option(
+      "--learn", options.learn,
+      "New folder that gets what the compared recording tells of its board: --state starts from it");
+}
+
 void add_options(CLI::App& app, Options& options, Words& words) {
   Config& config = options.config;
   app.add_option("--board", config.board,
@@ -152,11 +177,6 @@ void add_options(CLI::App& app, Options& options, Words& words) {
                  "A fault to lay over the board, for example \"rtc stopped\"; \"list\" explains all")
       ->allow_extra_args(false);
   app.add_option("--trace", config.trace, "File that gets every call of the program as it happens");
-  app.add_option("--record", options.record,
-                 "File that gets a recording of the program, as one is made on a real board");
-  app.add_option("--station", config.station,
-                 "File that says what a station does and when, in the board's own time; with --pace virtual")
-      ->check(CLI::ExistingFile);
   app.add_option("--state", config.state,
                  "Folder that belongs to this board: keeps its flash and eMMC between runs");
   app.add_option("--devinfo", config.devinfo, "Folder whose files the program finds at /devinfo");
@@ -171,24 +191,9 @@ void add_options(CLI::App& app, Options& options, Words& words) {
                  "What a restart of the board does: exit the program, or return to it")
       ->check(CLI::IsMember({"exit", "return"}))
       ->capture_default_str();
-  app.add_option("--replay", options.replay,
-                 "A recording of a board that answers the program call by call, instead of a simulated one; "
-                 "the first call that differs ends it. Nobody waits, but in --pace scaled");
-  app.add_option("--compare", options.compare,
-                 "A recording of a board whose session is run again, and every answer held against it; exit "
-                 "status 1 when something differs")
-      ->check(CLI::ExistingFile);
-  app.add_option(
-         "--tolerance", options.tolerance,
-         "Milliseconds by which durations may differ in a comparison, besides a tenth of the longer one")
-      ->check(CLI::Range(0.0, 1e6))
-      ->capture_default_str();
-  app.add_flag("--json", options.json, "Print a comparison as JSON");
-  app.add_option(
-      "--learn", options.learn,
-      "New folder that gets what the compared recording tells of its board: --state starts from it");
   app.add_flag("--every-address", config.every_address,
                "Let the program bind to all addresses of this PC when it asks to");
+  add_session_options(app, options);
   app.set_version_flag("--version", "boardsim " BOARDSIM_VERSION);
   // What follows the options is the program with its own: --help behind it is the program's.
   app.prefix_command();
