@@ -67,6 +67,8 @@ class Redactor {
       clean_interface(record);
       for (Value& value : record.in) clean_text(value);
       for (Value& value : record.out) clean_text(value);
+      learn_digests(calls_[i].record->in, record.in);
+      learn_digests(calls_[i].record->out, record.out);
       drop(calls_[i], record);
       count_remaining(calls_[i], record);
     }
@@ -77,11 +79,13 @@ class Redactor {
   }
 
  private:
-  /// A value has other bytes now; long ones may stand as digest elsewhere.
-  void set_bytes(Value& value, const std::string& bytes) {
-    if (value.bytes == bytes) return;
-    if (bytes.size() > kLongestWhole) digests_[digest_of(value.bytes)] = digest_of(bytes);
-    value.bytes = bytes;
+  /// Long blocks that have other bytes now may stand as digest elsewhere.
+  void learn_digests(const std::vector<Value>& before, const std::vector<Value>& now) {
+    for (std::size_t i = 0; i < before.size(); ++i) {
+      const bool is_long = before[i].bytes.size() > kLongestWhole;
+      if (is_long && before[i].bytes != now[i].bytes)
+        digests_[digest_of(before[i].bytes)] = digest_of(now[i].bytes);
+    }
   }
 
   void clean_boot_block(Record& record) {
@@ -122,7 +126,7 @@ class Redactor {
     Value* const value = record.call == Call::read ? (record.out.empty() ? nullptr : &record.out[0])
                                                    : (record.in.size() < 3 ? nullptr : &record.in[2]);
     if (value != nullptr && value->type == ValueType::bytes)
-      set_bytes(*value, without_unknown(call.node, position, value->bytes));
+      value->bytes = without_unknown(call.node, position, value->bytes);
     // It was made of bytes that are gone now.
     const bool is_lost = value != nullptr && value->type == ValueType::digest &&
                          changed_.contains(call.node) && !digests_.contains(value->digest);
@@ -149,9 +153,8 @@ class Redactor {
   }
 
   void clean_text(Value& value) {
-    if (value.type == ValueType::bytes) set_bytes(value, stand_ins_.in_text(value.bytes));
-    if (value.type != ValueType::digest) return;
-    const auto changed = digests_.find(value.digest);
+    if (value.type == ValueType::bytes) value.bytes = stand_ins_.in_text(value.bytes);
+    const auto changed = value.type == ValueType::digest ? digests_.find(value.digest) : digests_.end();
     if (changed != digests_.end()) value.digest = changed->second;
   }
 

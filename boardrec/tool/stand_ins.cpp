@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::string_view kUnconfigured = "198.51.100.64";
 constexpr std::size_t kMacSize = 6;
+constexpr std::size_t kTries = 300;         // to find an address that stands for no other
 constexpr std::size_t kMacText = 17;        // 02:00:00:00:00:01
 constexpr std::size_t kShortestSerial = 6;  // what is shorter stands in texts by chance
 
@@ -89,12 +90,14 @@ std::string StandIns::address(const std::string& dotted) {
   if (stays(dotted)) return dotted;
   const auto known = addresses_.find(dotted);
   if (known != addresses_.end()) return known->second;
-  std::size_t n = addresses_.size();
+  const std::size_t first = addresses_.size();
   std::string made;
-  const auto taken = [&](const auto& row) { return row.second == made; };
-  do {
-    made = nth_address(dotted, n++);
-  } while (stays(made) || std::ranges::any_of(addresses_, taken));
+  for (std::size_t n = first;; ++n) {
+    made = nth_address(dotted, n);
+    // There are few with one digit a part: when they are taken, two have the same stand-in.
+    if (!stays(made) && (n - first > kTries || !taken_.contains(made))) break;
+  }
+  taken_.insert(made);
   return addresses_.emplace(dotted, made).first->second;
 }
 

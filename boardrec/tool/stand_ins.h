@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -36,6 +37,7 @@ class StandIns {
   void replace_known(std::string& text, const std::map<std::string, std::string>& known);
 
   std::map<std::string, std::string> addresses_, macs_, serials_;
+  std::set<std::string> taken_;  ///< what stands for an address
   std::size_t places_ = 0;
 };
 

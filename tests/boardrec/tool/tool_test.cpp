@@ -294,7 +294,7 @@ TEST(Redact, OneValueHasOneStandInOfTheSameLengthEverywhere) {
 TEST(Redact, OfAFactoryPartitionOnlyTheKnownRecordsStay) {
   RecordingWriter session;
   std::string block(0x10000, '\xFF');
-  block.replace(0xF800, 6, "timing");
+  block.replace(0xF800, 18, "timing 10.20.30.40");
   block.replace(0xFF00, 7, "private");
   const auto digest_of = [](const std::string& bytes) {
     return boardrec::digest(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
@@ -323,6 +323,19 @@ TEST(Redact, ANodeCanBeDropped) {
   EXPECT_EQ(result.recording.records[9].out[0].type, boardrec::ValueType::absent);
   EXPECT_THAT(result.said.out, HasSubstr("  1  calls on nodes that were to be dropped\n"));
   EXPECT_THAT(result.said.out, Not(HasSubstr("/devinfo/unit.txt")));
+}
+
+TEST(Redact, MoreAddressesThanThereAreStandInsComeToAnEnd) {
+  RecordingWriter session;
+  std::string text;
+  for (int i = 0; i < 10000; ++i) {
+    const std::string digits = std::to_string(10000 + i);
+    text += std::string{digits[1], '.', digits[2], '.', digits[3], '.', digits[4], ' '};
+  }
+  session.add({.call = Call::fgets, .in = {1, 9}, .out = {text}, .result = 1});
+  const Redacted result = redacted(session);
+  EXPECT_EQ(result.said.status, 0);
+  EXPECT_THAT(result.said.out, HasSubstr("  9999  IPv4 addresses\n"));  // all but 0.0.0.0
 }
 
 // ---- the command line
