@@ -14,6 +14,7 @@
 namespace boardrec {
 namespace {
 
+constexpr std::size_t kLargestSet = 8192;   // bytes; no program has more descriptors
 constexpr std::size_t kInterfaceName = 16;  // bytes at the front of an ifreq
 
 std::string_view text_at(const Record& record, std::size_t index) {
@@ -24,7 +25,7 @@ std::string_view text_at(const Record& record, std::size_t index) {
 std::set<std::int64_t> selected(const Record& record) {
   std::set<std::int64_t> fds;
   for (std::size_t set = 1; set <= 3; ++set) {
-    const std::string_view bits = text_at(record, set);
+    const std::string_view bits = text_at(record, set).substr(0, kLargestSet);
     for (std::size_t bit = 0; bit < 8 * bits.size(); ++bit) {
       if ((static_cast<unsigned char>(bits[bit / 8]) >> bit % 8 & 1U) != 0)
         fds.insert(static_cast<std::int64_t>(bit));

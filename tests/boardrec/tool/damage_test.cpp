@@ -139,6 +139,12 @@ TEST(Damage, ACallWithFewerValuesThanItHasIsShownAllTheSame) {
   EXPECT_EQ(Desk::run({"cut", "--from", "20", file, desk.file("cut.rec")}).status, 0);
 }
 
+TEST(Damage, ASetOfMoreDescriptorsThanAProgramCanHaveIsCut) {
+  RecordingWriter session;
+  session.add({.call = Call::select, .in = {1 << 30, std::string(8 << 20, '\xff'), {}, {}, 0}});
+  EXPECT_LT(texts(boardrec::read_recording(session.bytes(), "it")).at(0).size(), 1'000'000U);
+}
+
 TEST(Damage, WhatStandsBeforeTheDamageIsShownAndTheDamageIsSaid) {
   const Desk desk;
   const std::string bytes = clock_session().bytes();
