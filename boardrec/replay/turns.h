@@ -18,6 +18,7 @@ struct Handed {
   enum class Kind : std::uint8_t {
     number,
     bytes,     ///< null for nothing
+    text,      ///< the same, up to a zero
     record,    ///< a number, or the place of as many bytes as were recorded
     anything,  ///< counts as equal
   };
@@ -30,7 +31,7 @@ struct Handed {
   static Handed of(const void* bytes, std::size_t size) {
     return {.kind = Kind::bytes, .bytes = bytes, .size = size};
   }
-  static Handed text(const char* text);
+  static Handed text(const char* text) { return {.kind = Kind::text, .bytes = text}; }
   static Handed record(const void* argument) { return {.kind = Kind::record, .bytes = argument}; }
 };
 

@@ -15,6 +15,7 @@
 #include <optional>
 #include <utility>
 
+#include "boardsim/board/state.h"
 #include "boardsim/kernel/own_descriptor.h"
 #include "boardsim/kernel/real.h"
 #include "boardsim/tool/address.h"
