@@ -22,10 +22,28 @@ std::string text_of(const Question& question) {
   return text(*question.call);
 }
 
-std::vector<std::string> texts_asked(const Segment& segment) {
-  std::vector<std::string> texts;
-  for (const Question& question : segment.questions) texts.push_back(question.asked);
-  return texts;
+/// Which questions are the same ones, by what was asked. What ends alike is put together first: the way
+/// between may be longer than can be followed.
+std::vector<Aligned> aligned_questions(const Segment& one, const Segment& other) {
+  const auto& a = one.questions;
+  const auto& b = other.questions;
+  const auto alike = [&](std::size_t i, std::size_t j) { return a[i].asked == b[j].asked; };
+  const std::size_t shorter = std::min(a.size(), b.size());
+  std::size_t begin = 0;
+  while (begin < shorter && alike(begin, begin)) ++begin;
+  std::size_t end = 0;
+  while (end < shorter - begin && alike(a.size() - 1 - end, b.size() - 1 - end)) ++end;
+  std::vector<Aligned> all;
+  for (std::size_t i = 0; i < begin; ++i) all.push_back({i, i});
+  const auto middle = align(a.size() - begin - end, b.size() - begin - end,
+                            [&](std::size_t i, std::size_t j) { return alike(begin + i, begin + j); });
+  for (Aligned place : middle) {
+    if (place.a) *place.a += begin;
+    if (place.b) *place.b += begin;
+    all.push_back(place);
+  }
+  for (std::size_t i = end; i > 0; --i) all.push_back({a.size() - i, b.size() - i});
+  return all;
 }
 
 /// An answer that differed.
@@ -85,7 +103,7 @@ class Comparing {
   }
 
   void compare_segments(std::uint16_t number, const Segment& one, const Segment& other, bool is_last) {
-    std::vector<Aligned> aligned = align(texts_asked(one), texts_asked(other));
+    std::vector<Aligned> aligned = aligned_questions(one, other);
     leave_out_tail(aligned, number, is_last);
     Parting parting{.segment = one.name.empty() ? other.name : one.name};
     for (const Aligned& place : aligned) {

@@ -221,6 +221,19 @@ TEST(Partings, AProgramThatGoesAnotherWayIsToldWithTheAnswerBefore) {
       "The boards differ: 1 kind of answers, 1 request behind which the programs went different ways.\n");
 }
 
+TEST(Partings, WhatBothAskBehindThousandsOfOtherQuestionsIsStillCompared) {
+  const auto session = [](const std::string& other, int times) {
+    RecordingWriter writer;
+    for (int i = 0; i < times; ++i) writer.add({.call = Call::system, .in = {other}});
+    return writer.add({.call = Call::open,
+                       .in = {"/dev/led", 2, 0},
+                       .result = times > 1 ? 5 : -1,
+                       .error = times > 1 ? 0 : 16});
+  };
+  EXPECT_THAT(differences(session("closeIRIS", 1), session("openIRIS", 3000)),
+              ElementsAre("/dev/led, open: result, -1 EBUSY, 5"));
+}
+
 TEST(Partings, OtherBytesThatAreWrittenAreAnotherWay) {
   const auto wrote = [](const std::string& bytes) {
     return on_node("/dev/uart1", {.call = Call::write, .in = {5, 4, bytes}, .result = 4});
