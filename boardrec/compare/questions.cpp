@@ -36,6 +36,7 @@ bool is_of_station(const NamedCall& call) {
 
 /// What nobody is asked by, or what the station decides.
 bool is_left_out(const NamedCall& call) {
+  if (find_call(call.record->call) == nullptr) return true;  // of a later recorder
   switch (call.record->call) {
     case Call::start:
     case Call::finish:

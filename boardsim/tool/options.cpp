@@ -146,9 +146,8 @@ void add_session_options(CLI::App& app, Options& options) {
       ->check(CLI::Range(0.0, 1e6))
       ->capture_default_str();
   app.add_flag("--json", options.json, "Print a comparison as JSON");
-  app.add_option(
-      "--learn", options.learn,
-      "New folder that gets what the compared recording tells of its board: --state starts from it");
+  app.add_option("--learn", options.learn,
+                 "New folder for what a compared recording tells of its board; --state starts from it");
 }
 
 void add_options(CLI::App& app, Options& options, Words& words) {

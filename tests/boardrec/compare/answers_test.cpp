@@ -253,6 +253,14 @@ TEST(Partings, AProgramThatGoesOnBehindARecordingThatStoppedDoesNotDiffer) {
   EXPECT_FALSE(compare(cut, longer).agrees());
 }
 
+TEST(Partings, ACallThatNobodyKnowsIsPassedOver) {
+  RecordingWriter session;
+  session.add({.call = Call::sleep, .in = {1}, .took = 1});
+  RecordingWriter other = session;
+  other.add({.call = Call{999}, .in = {1, "x"}, .result = -1, .error = 999});
+  EXPECT_TRUE(compare(other, session).agrees());
+}
+
 TEST(Untouched, NodesAndRequestsThatTheProgramNeverUsedAreListed) {
   const std::vector<boardrec::KnownNode> known{{"/dev/led", {{1, "switches"}}},
                                                {"/dev/rtc", {{0x80247009, "reads"}, {2, "sets"}}}};
