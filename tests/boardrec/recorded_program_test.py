@@ -12,6 +12,7 @@ import unittest
 import zlib
 
 RECORDER, PROGRAM, *EMULATOR = sys.argv[1:]
+REPLAY = pathlib.Path(RECORDER).with_name("libboardreplay.so")
 BAD_ADDRESS = 14  # an errno
 START, FINISH, READ, WRITE, IOCTL, MUTEX_LOCK, THREAD_ENDED = 1, 2, 12, 13, 15, 83, 4
 CANCELLED, UNKNOWN_SIZE, NOT_RECORDED = 2, 4, 8
@@ -80,6 +81,19 @@ class RecordedProgramTest(unittest.TestCase):
                 self.assertEqual((records[0].call, records[-1].call), (START, FINISH))
                 self.assertEqual(records[-1].values, [plain.returncode])
                 self.assertGreater(len(records), 2 if deed != "leave" else 1)
+
+    @unittest.skipUnless(REPLAY.exists(), "what replays is built for a PC only")
+    def test_what_was_recorded_of_this_machine_comes_out_of_a_replay(self):
+        for deed in ("files", "streams", "terminals", "clocks", "unknown", "threads", "refused-thread", "cancelled", "many"):
+            with self.subTest(deed):
+                ran, records = self.recorded(deed)
+                # The folder's file is gone, and of the terminal nothing is left: the recording has all that they said.
+                (self.folder / "file").unlink(missing_ok=True)
+                again = self.run_program(deed, LD_PRELOAD=str(REPLAY), BOARDREPLAY=str(self.folder / f"{deed}.rec"))
+                self.assertEqual((again.returncode, again.stdout), (ran.returncode, ran.stdout), again.stderr)
+                whole = f"replayed {len(records)} of {len(records)} records".encode()
+                self.assertIn(whole, again.stderr)
+                self.assertFalse((self.folder / "file").exists(), "the replay wrote to the disk")
 
     def test_numbers_have_their_size_on_every_machine(self):
         _, records = self.recorded("files")
