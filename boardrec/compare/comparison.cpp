@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "boardrec/compare/alignment.h"
+#include "boardrec/compare/blocks.h"
 #include "boardrec/compare/questions.h"
 
 namespace boardrec {
@@ -219,8 +220,10 @@ class Comparing {
 }  // namespace
 
 Comparison compare(const Recording& recorded, const Recording& simulated, const Tolerance& tolerance) {
-  const Session one = session_of(recorded);
-  const Session other = session_of(simulated);
+  const Recording first = with_numbered_blocks(recorded);
+  const Recording second = with_numbered_blocks(simulated);
+  const Session one = session_of(first);
+  const Session other = session_of(second);
   return Comparing(one, other, tolerance).run();
 }
 

@@ -75,6 +75,19 @@ RecordingWriter told(Call call, const Layout& layout) {
   return alone({.call = call, .in = {"/mnt/test/file"}, .out = {RecordingWriter::raw(layout)}});
 }
 
+/// A storage test that writes one block and reads another.
+RecordingWriter block_test(char written, char read) {
+  const std::string block(5000, written);
+  const std::string other(5000, read);
+  RecordingWriter session;
+  session.add({.call = Call::mount, .in = {"/dev/mmc01", "/mnt/test", "vfat", 0, ""}});
+  session.add({.call = Call::open, .in = {"/mnt/test/file", 66, 0644}, .result = 5});
+  session.add({.call = Call::write, .in = {5, 5000, block}, .result = 5000});
+  session.add({.call = Call::read, .in = {5, 5000}, .out = {other}, .result = 5000});
+  session.add({.call = Call::finish, .in = {0}});
+  return session;
+}
+
 boardrec::Status a_file(std::int64_t size, std::uint64_t inode = 1) {
   boardrec::Status status{};
   status.size = size;
@@ -291,6 +304,12 @@ TEST(Script, TheStationDoesWhatItDidWhenTheProgramNoticed) {
             "1.000000 connect\n1.500000 send 2e0000ff\n2.500000 leave\n"
             "3.500000 connect\n4.500000 leave\n"
             "6.500000 connect\n7.500000 reset\n127.500000 end\n");
+}
+
+TEST(StorageAnswerTest, ABlockIsHeldAgainstWhatItsOwnTestWrote) {
+  EXPECT_THAT(differences(block_test('a', 'a'), block_test('b', 'b')), testing::IsEmpty());
+  EXPECT_THAT(differences(block_test('a', 'a'), block_test('a', 'b')),
+              ElementsAre(HasSubstr("/dev/mmc01, read: bytes")));
 }
 
 }  // namespace
