@@ -62,6 +62,15 @@ void same_mutex(const Record& record, const pthread_mutex_t* mutex) {
   }
 }
 
+/// A lock is taken at its turn: nobody else can have it then.
+int at_its_turn(Call call, pthread_mutex_t* mutex, int (*behind)(pthread_mutex_t*)) {
+  const Record& record = next_answer(call, {Handed{}}, [&](const Record& recorded) {
+    same_mutex(recorded, mutex);
+    if (recorded.result == 0) behind(mutex);
+  });
+  return static_cast<int>(record.result);
+}
+
 }  // namespace
 
 extern "C" {
@@ -110,25 +119,14 @@ int pthread_cancel(pthread_t thread) {
   return static_cast<int>(record.result);
 }
 
-// A lock is taken at its turn: nobody else can have it then.
 int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
   static auto* const behind = boardrec::next<decltype(pthread_mutex_lock)>("pthread_mutex_lock");
-  if (!is_replayed()) return behind(mutex);
-  const Record& record = next_answer(Call::pthread_mutex_lock, {Handed{}}, [&](const Record& recorded) {
-    same_mutex(recorded, mutex);
-    if (recorded.result == 0) behind(mutex);
-  });
-  return static_cast<int>(record.result);
+  return is_replayed() ? at_its_turn(Call::pthread_mutex_lock, mutex, behind) : behind(mutex);
 }
 
 int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept {
   static auto* const behind = boardrec::next<decltype(pthread_mutex_unlock)>("pthread_mutex_unlock");
-  if (!is_replayed()) return behind(mutex);
-  const Record& record = next_answer(Call::pthread_mutex_unlock, {Handed{}}, [&](const Record& recorded) {
-    same_mutex(recorded, mutex);
-    if (recorded.result == 0) behind(mutex);
-  });
-  return static_cast<int>(record.result);
+  return is_replayed() ? at_its_turn(Call::pthread_mutex_unlock, mutex, behind) : behind(mutex);
 }
 
 }  // extern "C"
