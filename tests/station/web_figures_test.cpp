@@ -7,6 +7,7 @@
 
 #include "tests/station/figures_model.h"
 #include "tests/station/recording_disk.h"
+#include "tests/station/records_support.h"
 #include "tests/station/web_line.h"
 
 namespace {
@@ -35,7 +36,7 @@ class SlowReadingTest : public testing::Test {
  protected:
   SlowReadingTest() {
     line_.start();
-    pass(*line_.records, "AB00000001");
+    records_support::pass(*line_.records, "AB00000001");
     usual_.disk.fault = [this](std::string_view call, std::string_view file) {
       if (call == "read" && file == "records.db") ++reads_;
       if (call == "open" && file == "records.db" && is_armed_.exchange(false)) {
