@@ -115,6 +115,12 @@ void BoardUnderTest::expect_recording() {
     for (std::string& line : *lines)
       line.erase(0, line.find(' '));  // their clocks are read one behind the other
   }
+  // The signal that ended the server may have come between a call's line in the trace and its record.
+  constexpr std::size_t kThreads = 2;
+  for (std::size_t i = 0; i < kThreads && traced.size() > recorded.size(); ++i) {
+    if (std::ranges::count(recorded, traced.back()) < std::ranges::count(traced, traced.back()))
+      traced.pop_back();
+  }
   EXPECT_EQ(difference(recorded, traced), std::vector<std::string>());
 }
 

@@ -106,6 +106,10 @@ TEST_F(ReplayTest, AReplyThatDiffersInOneByteIsShownInBothVersions) {
   EXPECT_NE(replayed.said.find("Pass<"), std::string::npos) << replayed.said;
 }
 
+TEST_F(ReplayTest, AProgramThatWasBuiltAtAnotherTimeIsTheSameProgram) {
+  EXPECT_EQ(replay(changed(boardrec::Call::send, "BUILD: ", "BUILD: Dec")).status, 0);
+}
+
 TEST_F(ReplayTest, ACallOnAnotherNodeEndsItWhereItHappens) {
   const Replayed replayed = replay(changed(boardrec::Call::open, "/dev/rtc", "/dev/rtd"));
   EXPECT_EQ(replayed.status, 1);
