@@ -27,8 +27,8 @@ std::set<std::int64_t> selected(const Record& record) {
   for (std::size_t set = 1; set <= 3; ++set) {
     const std::string_view bits = text_at(record, set).substr(0, kLargestSet);
     for (std::size_t bit = 0; bit < 8 * bits.size(); ++bit) {
-      if ((static_cast<unsigned char>(bits[bit / 8]) >> bit % 8 & 1U) != 0)
-        fds.insert(static_cast<std::int64_t>(bit));
+      const unsigned byte = static_cast<unsigned char>(bits[bit / 8]);
+      if ((byte >> bit % 8 & 1U) != 0) fds.insert(static_cast<std::int64_t>(bit));
     }
   }
   return fds;
