@@ -50,15 +50,16 @@ int number_of(pthread_t thread) {
 void same_thread(const Record& record, pthread_t thread) {
   const std::int64_t recorded = record.in.front().number;
   if (recorded != number_of(thread))
-    boardrec::fail_replay("the program means another thread than the recorded " + std::to_string(recorded));
+    boardrec::end_replay_at(record,
+                            "the program means another thread than the recorded " + std::to_string(recorded));
 }
 
 void same_mutex(const Record& record, const pthread_mutex_t* mutex) {
   const std::int64_t recorded = record.in.front().number;
   const std::int64_t now = boardrec::number_of_mutex(mutex);
   if (recorded != now) {
-    boardrec::fail_replay("the program locks mutex " + std::to_string(now) + " where the recorded one had " +
-                          std::to_string(recorded));
+    boardrec::end_replay_at(record, "the program means mutex " + std::to_string(now) +
+                                        " where the recorded one had " + std::to_string(recorded));
   }
 }
 

@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstring>
 #include <deque>
-
 #include <map>
 
 #include "boardrec/replay/telling.h"
@@ -21,6 +20,7 @@ namespace boardrec {
 namespace {
 
 constexpr int kDiffers = 1;
+constexpr int kBroken = 70;
 constexpr std::uint16_t kNobody = 0xFFFF;
 constexpr double kNanoseconds = 1e9;
 
@@ -112,13 +112,13 @@ std::string played(const State& now, std::size_t records) {
   end_process(kDiffers);
 }
 
-/// Whether texts are the same but for when the program was built, which its banner tells: a recording is for
-/// ever, and its program is built anew.
-bool is_alike(std::string_view recorded, std::string_view now) {
+/// Whether texts are the same but for when the program was built, which it greets a station with: a recording
+/// is for ever, and its program is built anew.
+bool is_same_but_for_the_build(std::string_view recorded, std::string_view now) {
   constexpr std::string_view kBuilt = "BUILD: ";
   const auto begin = recorded.find(kBuilt);
   const auto end = begin == std::string_view::npos ? begin : recorded.find('\n', begin);
-  if (end == std::string_view::npos) return recorded == now;
+  if (end == std::string_view::npos) return false;
   return recorded.substr(0, begin + kBuilt.size()) == now.substr(0, begin + kBuilt.size()) &&
          recorded.substr(end) == now.substr(end);
 }
@@ -128,7 +128,7 @@ bool has_bytes(const Value& value, const void* bytes) {
   if (value.type == ValueType::digest)
     return digest(static_cast<const unsigned char*>(bytes), value.size) == value.digest;
   const std::string_view now(static_cast<const char*>(bytes), value.size);
-  return value.type == ValueType::bytes && is_alike(value.bytes, now);
+  return value.type == ValueType::bytes && value.bytes == now;
 }
 
 /// A text is looked at when it is known that the program handed in one that can be read.
@@ -157,6 +157,12 @@ bool is_equal(const Value& value, const Handed& handed) {
   if (handed.bytes == nullptr || value.type == ValueType::absent)
     return handed.bytes == nullptr && value.type == ValueType::absent;
   return value.size == size_of(handed) && has_bytes(value, handed.bytes);
+}
+
+/// The size of what is sent has been held against the recorded one before.
+bool is_greeting(const Value& value, const Handed& handed) {
+  if (value.type != ValueType::bytes || handed.bytes == nullptr) return false;
+  return is_same_but_for_the_build(value.bytes, {static_cast<const char*>(handed.bytes), value.size});
 }
 
 /// What the program has now where this was recorded; null when it was not.
@@ -199,6 +205,7 @@ bool asks_the_same(const Record& recorded, In in) {
         (recorded.flags & kUnknownSize) != 0) {
       continue;
     }
+    if (recorded.call == Call::send && is_greeting(value, handed)) continue;
     const bool is_record = recorded.call == Call::ioctl && i == kArgument && value.type == ValueType::bytes;
     if (is_record && handed.bytes != nullptr) {
       const auto request = static_cast<std::uint32_t>(recorded.in[kRequest].number);
@@ -252,6 +259,13 @@ void wait_for_the_moment(const State& now, const Record& record) {
                         static_cast<long>((due - time) % 1'000'000'000U)};
     syscall(SYS_clock_nanosleep, CLOCK_MONOTONIC, 0, &rest, nullptr);
   }
+}
+
+/// The thread's next record, null behind its last.
+const Record* coming() {
+  const Lock lock;
+  const auto& mine = state().next[my_thread];
+  return mine.empty() ? nullptr : mine.front();
 }
 
 /// Takes the thread's next record, which must be that call, at its turn.
@@ -342,12 +356,6 @@ Within::~Within() {
   --depth;
 }
 
-const Record* coming() {
-  const Lock lock;
-  const auto& mine = state().next[my_thread];
-  return mine.empty() ? nullptr : mine.front();
-}
-
 const Record& next_answer(Call call, In in, const std::function<void(const Record&)>& then) {
   const Within within;
   const Record* const next = coming();
@@ -391,9 +399,13 @@ std::int64_t number_of_mutex(const void* mutex) {
   return known.emplace(mutex, static_cast<std::int64_t>(known.size()) + 1).first->second;
 }
 
+void end_replay_at(const Record& recorded, const std::string& text) {
+  differ(state(), &recorded, "  " + text + "\n");
+}
+
 void fail_replay(const std::string& text) {
   say("boardsim: " + text + "\n");
-  end_process(kDiffers);
+  end_process(kBroken);
 }
 
 }  // namespace boardrec

@@ -63,8 +63,6 @@ class Within {
 const Record& next_answer(Call call, In in);
 /// The same; `then` runs at its turn, before anybody else's.
 const Record& next_answer(Call call, In in, const std::function<void(const Record&)>& then);
-/// The thread's next record, null behind its last.
-const Record* coming();
 
 /// What came back, at most `size` bytes. A block that stands as digest is taken from where its bytes are.
 void give(const Value& value, void* to, std::size_t size);
@@ -85,7 +83,11 @@ void end_thread();
 /// Mutexes by the order in which they were first locked: 1, 2, 3 ... For `then` of next_answer only.
 std::int64_t number_of_mutex(const void* mutex);
 
-/// Ends the process: the replay cannot go on.
+/// Ends the process with both versions said in `text`: the program differs in what is known at its turn only.
+/// For `then` of next_answer only.
+[[noreturn]] void end_replay_at(const Record& recorded, const std::string& text);
+
+/// Ends the process: the replay cannot begin or go on, whatever the program does.
 [[noreturn]] void fail_replay(const std::string& text);
 
 }  // namespace boardrec

@@ -1,9 +1,7 @@
 #include "boardsim/tool/learning.h"
 
 #include <arpa/inet.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -33,6 +31,8 @@ constexpr std::int64_t kNoticed = 1000;         // microseconds: shorter request
 constexpr double kMegabyte = 1 << 20;
 constexpr std::string_view kSensors = "/proc/debug/temp";
 constexpr std::string_view kDevinfo = "/devinfo/";
+constexpr std::string_view kFlash = "/dev/mtd4";
+constexpr std::string_view kEmmc = "/dev/mmcblk0p7";
 
 std::int64_t duration(const Record& record) {
   return static_cast<std::int64_t>((record.ended - record.began) / kMicrosecond);
@@ -164,8 +164,7 @@ void Learner::take_transfer(const NamedCall& call) {
   if (!reads) written_.insert(call.node);
   const std::string& bytes = bytes_out(record);
   if (!reads || written_.contains(call.node)) return;
-  if (call.node == "/dev/mtd4" || call.node == "/dev/mmcblk0p7")
-    partitions[call.node].push_back({offset, bytes});
+  if (call.node == kFlash || call.node == kEmmc) partitions[call.node].push_back({offset, bytes});
   if (!call.node.starts_with(kSensors)) return;
   std::string& content = contents_[call.opened_by];
   if (offset == content.size()) content += bytes;
@@ -239,6 +238,25 @@ std::span<const std::uint8_t> span_of(const std::string& bytes) {
   return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
 }
 
+/// The board's media in the folder, with what was read of them.
+void keep_media(const Learner& learner, const std::string& family, const std::string& folder) {
+  Board board(family);
+  const Inside inside;
+  board->emmc.leave_factory(hardware_of(learner.learned.type().value_or(find_family(family)->type)));
+  board->keep_media_in(folder);
+  for (const auto& [node, parts] : learner.partitions) {
+    Partition& partition = node == kFlash ? static_cast<Partition&>(board->flash) : board->emmc;
+    for (const Learner::Part& part : parts) partition.set_bytes(part.offset, span_of(part.bytes));
+  }
+}
+
+void keep_family(const std::string& family, const std::string& folder) {
+  const std::string file = folder + "/board";
+  std::ofstream stream(file);
+  stream << family << '\n';
+  if (!stream.flush()) throw std::runtime_error(file + " cannot be written");
+}
+
 }  // namespace
 
 Learned learn(const boardrec::Recording& recording) {
@@ -247,24 +265,17 @@ Learned learn(const boardrec::Recording& recording) {
 
 void keep_learned(const boardrec::Recording& recording, const std::string& family,
                   const std::string& folder) {
-  namespace fs = std::filesystem;
-  if (fs::exists(folder)) throw std::runtime_error(folder + " is there already");
+  if (std::filesystem::exists(folder)) throw std::runtime_error(folder + " is there already");
   const Learner learner(recording);
-  Board board(family);
-  const Inside inside;
-  board->emmc.leave_factory(hardware_of(learner.learned.type().value_or(find_family(family)->type)));
-  board->keep_media_in(folder);
-  for (const auto& [node, parts] : learner.partitions) {
-    for (const Learner::Part& part : parts) {
-      if (node == "/dev/mtd4") {
-        board->flash.set_bytes(part.offset, span_of(part.bytes));
-      } else {
-        board->emmc.set_bytes(part.offset, span_of(part.bytes));
-      }
-    }
+  try {
+    keep_media(learner, family, folder);
+    write_learned(folder, learner.learned);
+    keep_family(family, folder);
+  } catch (...) {
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);  // half of a board is none
+    throw;
   }
-  write_learned(folder, learner.learned);
-  std::ofstream(folder + "/board") << family << '\n';
 }
 
 }  // namespace boardsim

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/boardrec/changed_recording.h"
 #include "tests/e2e/child.h"
 #include "tests/harness/own_directory.h"
 
@@ -85,6 +86,18 @@ TEST_F(LearnTest, AFolderThatIsThereIsNotWrittenInto) {
   EXPECT_EQ(ended.status, 64);
   EXPECT_NE(ended.said.find("--learn: " + learned_ + " is there already"), std::string::npos) << ended.said;
   EXPECT_TRUE(std::filesystem::is_empty(learned_));
+}
+
+// A board whose partition is larger than the simulated one's: half of it is nothing to start from.
+TEST_F(LearnTest, ABoardThatDoesNotFitLeavesNoFolder) {
+  constexpr std::int64_t kVoltage = 0x30000, kFar = std::int64_t{1} << 40;
+  std::ofstream(directory_.file("far.rec"), std::ios::binary) << changed_recording(
+      bytes_of(recording()), boardrec::Call::lseek, number_in_recording(kVoltage), number_in_recording(kFar));
+  const Ended ended =
+      boardsim({"--compare", directory_.file("far.rec"), "--board", "6484", "--learn", learned_});
+  EXPECT_EQ(ended.status, 70);
+  EXPECT_NE(ended.said.find("the partition has only "), std::string::npos) << ended.said;
+  EXPECT_FALSE(std::filesystem::exists(learned_));
 }
 
 TEST_F(LearnTest, WhatWasLearnedAndDamagedStartsNothing) {

@@ -1,13 +1,12 @@
 // A recorded session answers the program again, and every call that differs is named.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 #include "boardrec/session/recording.h"
+#include "tests/boardrec/changed_recording.h"
 #include "tests/e2e/board_under_test.h"
 #include "tests/e2e/child.h"
 #include "tests/harness/own_directory.h"
@@ -15,11 +14,6 @@
 namespace {
 
 using namespace std::chrono_literals;
-
-std::string bytes_of(const std::string& file) {
-  std::ifstream stream(file, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 void write(const std::string& file, const std::string& bytes) {
   std::ofstream(file, std::ios::binary) << bytes;
@@ -63,23 +57,8 @@ class ReplayTest : public testing::Test {
 
   static std::string recording() { return directory_->file("session.rec"); }
 
-  /// A copy of which the first record of that call with `from` among its bytes has `to` instead.
   static std::string changed(boardrec::Call call, std::string_view from, std::string_view to) {
-    std::string bytes = bytes_of(recording());
-    for (const boardrec::Record& record : boardrec::read_recording(bytes, "it").records) {
-      boardrec::Frame frame{};
-      std::memcpy(&frame, bytes.data() + record.offset, sizeof frame);
-      const std::size_t body = record.offset + sizeof frame;
-      const std::size_t place = std::string_view(bytes).substr(body, frame.size).find(from);
-      if (record.call != call || place == std::string::npos) continue;
-      bytes.replace(body + place, to.size(), to);
-      frame.checksum =
-          boardrec::checksum(reinterpret_cast<const unsigned char*>(bytes.data()) + body, frame.size);
-      std::memcpy(bytes.data() + record.offset, &frame, sizeof frame);
-      break;
-    }
-    EXPECT_NE(bytes, bytes_of(recording())) << "no record was changed";
-    write(directory_->file("changed.rec"), bytes);
+    write(directory_->file("changed.rec"), changed_recording(bytes_of(recording()), call, from, to));
     return directory_->file("changed.rec");
   }
 
@@ -116,6 +95,16 @@ TEST_F(ReplayTest, ACallOnAnotherNodeEndsItWhereItHappens) {
   EXPECT_NE(replayed.said.find("recorded: open path \"/dev/rtd\""), std::string::npos) << replayed.said;
   EXPECT_NE(replayed.said.find("now:      open path \"/dev/rtc\""), std::string::npos) << replayed.said;
   EXPECT_NE(replayed.said.find("behind request 2 of the station (TestCode 1536)"), std::string::npos)
+      << replayed.said;
+}
+
+// Which mutex and which thread a call means is known only when its turn has come.
+TEST_F(ReplayTest, AnotherMutexThanTheRecordedOneIsNamedWithItsPlace) {
+  const Replayed replayed =
+      replay(changed(boardrec::Call::pthread_mutex_lock, number_in_recording(1), number_in_recording(2)));
+  EXPECT_EQ(replayed.status, 1);
+  EXPECT_NE(replayed.said.find("differs at record "), std::string::npos) << replayed.said;
+  EXPECT_NE(replayed.said.find("the program means mutex 1 where the recorded one had 2"), std::string::npos)
       << replayed.said;
 }
 
