@@ -176,8 +176,8 @@ std::optional<int> read_command_line(int argc, char** argv, Action& action) {
   for (CLI::App* command : app.get_subcommands({})) command->footer(kExitCodes);
   try {
     app.parse(argc, argv);
-  } catch (const CLI::Success& wish) {
-    app.exit(wish);
+  } catch (const CLI::Success& help) {
+    app.exit(help);
     return exit_code::kDone;
   } catch (const CLI::ParseError& error) {
     std::cerr << "boardrec: " << error.what() << std::endl;

@@ -1,7 +1,5 @@
 #include "station/plan/plan_file.h"
 
-#include <openssl/evp.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -12,6 +10,7 @@
 #include "station/catalogue/codes.h"
 #include "station/plan/toml_reader.h"
 #include "station/text/errors.h"
+#include "station/text/sha256.h"
 #include "station/text/suggest.h"
 
 namespace t1station {
@@ -21,21 +20,6 @@ constexpr std::int64_t kFormat = 1;
 constexpr std::int64_t kMostAttempts = 10;
 constexpr std::int64_t kMostRuns = 1000000;
 constexpr double kLongestTimeout = 86400;  // seconds: a day
-
-std::string sha256(std::string_view bytes) {
-  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-  unsigned size = 0;
-  if (EVP_Digest(bytes.data(), bytes.size(), digest.data(), &size, EVP_sha256(), nullptr) != 1) {
-    throw std::runtime_error("this system cannot compute SHA-256");
-  }
-  std::string text;
-  for (unsigned i = 0; i < size; ++i) {
-    std::array<char, 3> digits{};
-    std::snprintf(digits.data(), digits.size(), "%02x", static_cast<unsigned>(digest[i]));
-    text += digits.data();
-  }
-  return text;
-}
 
 std::string line_text(const toml::source_position& where) {
   return "line " + std::to_string(where.line);
@@ -250,7 +234,7 @@ Plan parse_plan(std::string_view file, std::string text) try {
   Problems problems;
   std::optional<Plan> plan = PlanReader(root, problems).read();
   if (!plan) throw BadFile(file, problems.take());
-  plan->id = sha256(text);
+  plan->id = sha256_hex(text);
   plan->text = std::move(text);
   return std::move(*plan);
 } catch (const BadFile& reason) {

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "station/records/identity.h"
+#include "station/text/sha256.h"
 
 namespace t1station {
 namespace {

@@ -22,43 +22,43 @@ void store_apart(Database& database, const CommonCommit::Storing& storing) {
 }  // namespace
 
 void CommonCommit::store(const Storing& storing) {
-  Wish wish{storing, nullptr};
-  std::vector<Wish*> wishes;
+  Entry entry{storing, nullptr};
+  std::vector<Entry*> entries;
   {
     std::unique_lock lock(mutex_);
-    waiting_.push_back(&wish);
-    done_.wait(lock, [&] { return wish.is_done || !is_storing_; });
-    if (!wish.is_done) {
+    waiting_.push_back(&entry);
+    done_.wait(lock, [&] { return entry.is_done || !is_storing_; });
+    if (!entry.is_done) {
       is_storing_ = true;
-      wishes = std::exchange(waiting_, {});
+      entries = std::exchange(waiting_, {});
     }
   }
-  if (!wishes.empty()) {
-    store_all(wishes);
+  if (!entries.empty()) {
+    store_all(entries);
     const std::lock_guard lock(mutex_);
-    for (Wish* stored : wishes) stored->is_done = true;
+    for (Entry* stored : entries) stored->is_done = true;
     is_storing_ = false;
     done_.notify_all();
   }
-  if (wish.error) std::rethrow_exception(wish.error);
+  if (entry.error) std::rethrow_exception(entry.error);
 }
 
-void CommonCommit::store_all(const std::vector<Wish*>& wishes) {
+void CommonCommit::store_all(const std::vector<Entry*>& entries) {
   try {
     in_transaction_([&](Database& database) {
-      if (wishes.size() == 1) return wishes.front()->storing(database);
-      for (Wish* wish : wishes) {
+      if (entries.size() == 1) return entries.front()->storing(database);
+      for (Entry* entry : entries) {
         try {
-          store_apart(database, wish->storing);
+          store_apart(database, entry->storing);
         } catch (const SqlError&) {
           throw;
         } catch (...) {
-          wish->error = std::current_exception();
+          entry->error = std::current_exception();
         }
       }
     });
   } catch (...) {
-    for (Wish* wish : wishes) wish->error = std::current_exception();
+    for (Entry* entry : entries) entry->error = std::current_exception();
   }
 }
 

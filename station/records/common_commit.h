@@ -27,19 +27,19 @@ class CommonCommit {
   void store(const Storing& storing);
 
  private:
-  struct Wish {
+  struct Entry {
     const Storing& storing;
     std::exception_ptr error;
     bool is_done = false;
   };
 
-  void store_all(const std::vector<Wish*>& wishes);
+  void store_all(const std::vector<Entry*>& entries);
 
   InTransaction in_transaction_;
   std::mutex mutex_;
   std::condition_variable done_;
   bool is_storing_ = false;
-  std::vector<Wish*> waiting_;
+  std::vector<Entry*> waiting_;
 };
 
 }  // namespace t1station

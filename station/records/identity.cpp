@@ -1,6 +1,5 @@
 #include "station/records/identity.h"
 
-#include <openssl/evp.h>
 #include <sys/random.h>
 
 #include <array>
@@ -9,7 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <mutex>
-#include <stdexcept>
+#include <string_view>
 #include <system_error>
 
 #include "station/records/records.h"
@@ -74,20 +73,6 @@ std::string new_id() {
     }
   }
   return id;
-}
-
-std::string sha256_hex(std::string_view bytes) {
-  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-  unsigned size = 0;
-  if (EVP_Digest(bytes.data(), bytes.size(), digest.data(), &size, EVP_sha256(), nullptr) != 1) {
-    throw std::runtime_error("SHA-256 is not available on this PC");
-  }
-  std::string hex;
-  for (unsigned i = 0; i < size; ++i) {
-    hex += kDigits[digest.at(i) >> 4U];
-    hex += kDigits[digest.at(i) & 0xFU];
-  }
-  return hex;
 }
 
 }  // namespace t1station

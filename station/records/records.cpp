@@ -18,6 +18,7 @@
 #include "station/records/schema.h"
 #include "station/records/writing.h"
 #include "station/text/json.h"
+#include "station/text/sha256.h"
 
 namespace t1station {
 namespace {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include "station/records/identity.h"
 #include "station/records/loading.h"
+#include "station/text/sha256.h"
 
 namespace t1station {
 namespace {

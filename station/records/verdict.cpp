@@ -7,8 +7,8 @@
 
 #include "station/plan/measure.h"
 #include "station/plan/plan_file.h"
-#include "station/records/identity.h"
 #include "station/records/loading.h"
+#include "station/text/sha256.h"
 
 namespace t1station {
 namespace {

@@ -1,8 +1,8 @@
 #include "station/report/run_cfx.h"
 
-#include "station/records/identity.h"
 #include "station/records/records.h"
 #include "station/text/json.h"
+#include "station/text/sha256.h"
 
 namespace t1station {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "station/records/identity.h"
+#include "station/text/sha256.h"
 #include "station/web/passwords.h"
 
 namespace t1station {
