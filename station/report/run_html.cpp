@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "station/plan/measure.h"
+#include "station/report/reason_words.h"
 #include "station/report/report_style.h"
 #include "station/report/run_json.h"
 #include "station/report/verdict_words.h"
@@ -45,7 +46,7 @@ class RunPage {
     pugi::xml_node verdict = add(title, "div");
     add_verdict(verdict, run_.verdict, say_, "large");
     if (run_.retried == 1) add(verdict, "div", say_("有重测", "retried"), "warning");
-    if (run_.reason) add(to_, "p", *run_.reason, "text reason");
+    if (run_.reason) add(to_, "p", reason_words(*run_.reason, say_), "text reason");
   }
 
   pugi::xml_node add_fact(pugi::xml_node facts, const std::string& name, const std::string& value) {
@@ -250,7 +251,7 @@ void add_runs_table(pugi::xml_node to, const std::vector<StoredRun>& runs, Wordi
     add(row, "td", run.slot.value_or("–"));
     add(row, "td", std::to_string(run.number));
     add(row, "td", run.seconds ? seconds_text(*run.seconds) : "");
-    add(row, "td", run.reason.value_or(""));
+    add(row, "td", run.reason ? reason_words(*run.reason, say) : "");
   }
 }
 

@@ -106,6 +106,9 @@ class Page {
       set(option, "value", name);
       if (language_named(name) == say_.language()) set(option, "selected", "selected");
     }
+    pugi::xml_node reading = add(top_, "div", say_("正在读取记录…", "Reading the records …"));
+    set(reading, "id", "reading");
+    set(reading, "role", "status");
   }
 
   std::optional<std::string> asked_;

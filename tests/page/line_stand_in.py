@@ -12,7 +12,7 @@ import urllib.parse
 
 PAGE = pathlib.Path(__file__).resolve().parents[2] / "station" / "web" / "page"
 TYPES = {".html": "text/html; charset=utf-8", ".css": "text/css; charset=utf-8", ".js": "text/javascript; charset=utf-8",
-         ".svg": "image/svg+xml"}
+         ".svg": "image/svg+xml", ".json": "application/json"}
 HEADERS = {
     "Content-Security-Policy": "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src 'self'; "
                                "worker-src 'self'; base-uri 'none'; form-action 'self'; frame-ancestors 'none'",

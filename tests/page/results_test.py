@@ -68,6 +68,17 @@ class Results(PageTest):
         return len(re.findall(rb"/Type\s*/Page\b(?!s)", pdf))
 
 
+class Waiting(Results):
+    def test_a_page_whose_figures_take_a_while_says_that_they_are_read(self):
+        for language, words in (("en", "Reading the records …"), ("zh", "正在读取记录…")):
+            self.visit(ALL, language)
+            self.assertEqual(self.text("#reading"), "")
+            self.script("dispatchEvent(new Event('beforeunload'))")
+            self.until(lambda: self.text("#reading") == words)
+            self.script("dispatchEvent(new Event('pageshow'))")
+            self.assertEqual(self.text("#reading"), "")
+
+
 class Figures(Results):
     def test_every_figure_is_the_interfaces(self):
         for plan in ("", "k-board"):

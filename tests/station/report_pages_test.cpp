@@ -185,6 +185,15 @@ TEST_F(ReportFileTest, OfAUnitHasEachOfItsRuns) {
   EXPECT_THAT(out_.str(), AllOf(HasSubstr("Test report"), HasSubstr("✓ PASS"), Not(HasSubstr("AB00000002"))));
 }
 
+TEST_F(ReportFileTest, SaysWhyAUnitFailedInTheLanguageOfItsReader) {
+  const std::string said = *runs_of(file_).at(1).reason;
+  ASSERT_EQ(said.substr(0, 18), "step clock: failed") << said;
+  run({"--format", "html", "--serial", "AB00000002", "--language", "zh"});
+  EXPECT_THAT(out_.str(), AllOf(HasSubstr("步骤 clock：不合格"), Not(HasSubstr("step clock"))));
+  run({"--format", "html", "--serial", "AB00000002", "--language", "en"});
+  EXPECT_THAT(out_.str(), AllOf(HasSubstr("step clock: failed"), Not(HasSubstr("步骤"))));
+}
+
 TEST_F(ReportFileTest, ChoicesOfOneFormatAreRefusedForAnother) {
   EXPECT_EQ(run({"--format", "csv", "--language", "en"}), 4);
   EXPECT_EQ(err_.str(), "t1station: --language is for html only\n");

@@ -4,7 +4,8 @@ import sys
 
 PAGES = {"index.html": "/", "login.html": "/login"}
 MEDIA_TYPES = {".html": "text/html; charset=utf-8", ".css": "text/css; charset=utf-8",
-               ".js": "text/javascript; charset=utf-8", ".svg": "image/svg+xml"}
+               ".js": "text/javascript; charset=utf-8", ".svg": "image/svg+xml",
+               ".json": "application/json"}
 
 
 def literal(data):

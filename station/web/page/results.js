@@ -46,6 +46,11 @@ function prepareWindow(form) {
   }
 }
 
+// The next page comes when its figures are there: until then this one says so.
+function showReading(isReading) {
+  document.body.dataset.reading = isReading;
+}
+
 stationLanguage(kShown);
 showLanguage();
 showTimes();
@@ -55,4 +60,6 @@ part("language").addEventListener("change", ({ target }) => {
   showLanguage();
 });
 onChosenElsewhere(showLanguage);
+addEventListener("beforeunload", () => showReading(true));
+addEventListener("pageshow", () => showReading(false));
 document.body.dataset.ready = "true";
