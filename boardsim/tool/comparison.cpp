@@ -68,7 +68,7 @@ void take_recorded_board(Options& options, const boardrec::Recording& recording)
   if (!block) {
     throw std::invalid_argument(
         options.compare +
-        " does not tell what board it is of: its program asked for no boot block; --board says it");
+        " does not tell what board it is of, since its program read no boot block: say it with --board");
   }
   const std::uint32_t type = boot_type(*block);
   std::vector<const Family*> possible;

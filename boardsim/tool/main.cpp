@@ -26,6 +26,7 @@
 #include "boardsim/tool/console_text.h"
 #include "boardsim/tool/learning.h"
 #include "boardsim/tool/options.h"
+#include "boardsim/tool/recorded_session.h"
 
 namespace {
 
@@ -140,10 +141,10 @@ void announce(const Config& config) {
   std::fflush(stdout);
 }
 
-void announce_replay(const std::string& file) {
-  const boardrec::Recording recording = boardrec::read_recording(file);
-  const double seconds =
-      recording.records.empty() ? 0 : static_cast<double>(recording.records.back().ended) / 1e9;
+void announce_replay(const Options& options) {
+  const std::string& file = options.replay;
+  const boardrec::Recording recording = read_session(file, options.program.front());
+  const double seconds = static_cast<double>(recording.records.back().ended) / 1e9;
   std::printf("boardsim: replays %s: %zu records, %.3f s\n", file.c_str(), recording.records.size(), seconds);
   if (!recording.broken.empty()) std::printf("boardsim: %s\n", recording.broken.c_str());
   std::fflush(stdout);
@@ -172,7 +173,7 @@ int run_on_board(Options& options, int signals) {
 int launch(Options& options) {
   const int signals = signals_to_pass_on();
   if (!options.replay.empty()) {
-    announce_replay(options.replay);
+    announce_replay(options);
     Child child(options);
     return run_to_the_end(child, signals, options, nullptr);
   }

@@ -13,6 +13,7 @@
 #include "boardsim/families/families.h"
 #include "boardsim/tool/address.h"
 #include "boardsim/tool/comparison.h"
+#include "boardsim/tool/recorded_session.h"
 #include "boardsim/tool/station_script.h"
 
 namespace boardsim {
@@ -245,7 +246,8 @@ void check_alone(const CLI::App& app, const Options& options, const std::string&
 /// Reads the recording of a comparison; by it the board is chosen unless somebody else has.
 void take_recording(Options& options, bool chooses_board) {
   try {
-    const boardrec::Recording recording = boardrec::read_recording(options.compare);
+    const boardrec::Recording recording =
+        read_session(options.compare, options.program.empty() ? "" : options.program.front());
     if (chooses_board) take_recorded_board(options, recording);
   } catch (const std::exception& error) {
     throw CLI::ValidationError("--compare", error.what());

@@ -168,7 +168,9 @@ TEST(ComparedBoard, WhatCannotBeComparedEndsTheLauncher) {
   silent.add({.call = Call::sleep, .in = {1}, .took = 1});
   run = compare(put("silent.rec", silent.bytes()));
   EXPECT_EQ(run.status, 64);
-  EXPECT_THAT(run.err, HasSubstr("does not tell what board it is of"));
+  EXPECT_THAT(run.err,
+              HasSubstr("silent.rec does not tell what board it is of, since its program read no boot "
+                        "block: say it with --board (boardsim --help shows the options)\n"));
   EXPECT_EQ(compare(own_file("missing.rec")).status, 64);
   for (const char* option : {"--pace=virtual", "--speed=2", "--record=x", "--reboot=exit"}) {
     run = compare(recording_of("rkd1"), {option});
@@ -176,6 +178,45 @@ TEST(ComparedBoard, WhatCannotBeComparedEndsTheLauncher) {
     EXPECT_THAT(run.err, HasSubstr("it has no effect beside --compare")) << option;
   }
   EXPECT_EQ(launch({"--json"}).status, 64);
+}
+
+/// A recording of a program that does `calls` and ends.
+std::string session_of(const std::string& program, const std::vector<Written>& calls) {
+  RecordingWriter session;
+  session.add({.call = Call::start, .in = {program, program + '\0'}});
+  for (const Written& call : calls) session.add(call);
+  return session.add({.call = Call::finish, .in = {0}}).bytes();
+}
+
+TEST(ComparedBoard, ASessionInWhichNothingWasAskedCannotBeCompared) {
+  const std::string no_program = put("header.rec", RecordingWriter().bytes());
+  EXPECT_EQ(compare(no_program).err, "boardsim: --compare: " + no_program +
+                                         " has no call of a program (boardsim --help shows the options)\n");
+  const std::string idle = put("idle.rec", session_of("/usr/bin/true", {}));
+  const Launched run = compare(idle, {"--board", "k"});
+  EXPECT_EQ(run.status, 64);
+  EXPECT_EQ(run.err,
+            "boardsim: --compare: " + idle +
+                " has no call of a program: /usr/bin/true asked its system for nothing (boardsim --help "
+                "shows the options)\n");
+}
+
+TEST(ComparedBoard, ThatAnotherProgramWasRecordedIsSaid) {
+  const std::string file =
+      put("other_program.rec", session_of("/usr/bin/date", {{.call = Call::sleep, .in = {1}}}));
+  const Launched run = compare(file, {"--board", "k"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.err, "boardsim: " + file + " is a recording of another program, /usr/bin/date\n");
+}
+
+TEST(ComparedBoard, ASessionThatEndsBeforeItsFirstRequestSaysThatNothingWasTried) {
+  const std::string file = own_file("no_request.rec");
+  record("k", "1 connect\n20 end\n", file);
+  const Launched run = compare(file, {"--board", "k"});
+  EXPECT_EQ(run.status, 0) << run.out << run.err;
+  EXPECT_THAT(run.out,
+              HasSubstr("0 requests of the station\nSimulated board k (0x960b)\nThe station asked for no "
+                        "test: nothing of the board was tried\n"));
 }
 
 TEST(StationScript, LinesThatMakeNoSenseAreRefused) {

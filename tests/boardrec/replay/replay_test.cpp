@@ -132,6 +132,14 @@ TEST_F(ReplayTest, AFileThatIsNoRecordingStartsNothing) {
   EXPECT_EQ(replayed.said, "boardsim: " + file + " is no recording\n");
 }
 
+TEST_F(ReplayTest, ARecordingWithoutACallProvesNothingAndStartsNothing) {
+  const std::string file = std::filesystem::path(recording()).replace_filename("header.rec");
+  write(file, bytes_of(recording()).substr(0, sizeof(boardrec::Header)));
+  const Replayed replayed = replay(file);
+  EXPECT_EQ(replayed.status, 70);
+  EXPECT_EQ(replayed.said, "boardsim: " + file + " has no call of a program\n");
+}
+
 TEST_F(ReplayTest, AFaultBesideARecordingHasNoEffectAndIsRefused) {
   const Replayed replayed = replay(recording(), {"--fault", "rtc stopped"});
   EXPECT_EQ(replayed.status, 64);

@@ -1,0 +1,42 @@
+#include "boardsim/tool/recorded_session.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <stdexcept>
+
+namespace boardsim {
+namespace {
+
+using boardrec::Call;
+
+/// The program's file as the recording's first record has it; empty where there is none.
+std::string recorded_program(const boardrec::Recording& recording) {
+  const auto& records = recording.records;
+  return !records.empty() && records.front().call == Call::start ? value_at(records.front().in, 0).bytes : "";
+}
+
+bool asks_for_something(const boardrec::Record& record) {
+  return record.call != Call::start && record.call != Call::finish && record.call != Call::note &&
+         record.call != Call::thread_ended;
+}
+
+}  // namespace
+
+boardrec::Recording read_session(const std::string& file, const std::string& program) {
+  boardrec::Recording recording = boardrec::read_recording(file);
+  const std::string recorded = recorded_program(recording);
+  if (std::ranges::none_of(recording.records, asks_for_something)) {
+    throw std::invalid_argument(file + " has no call of a program" +
+                                (recorded.empty() ? "" : ": " + recorded + " asked its system for nothing"));
+  }
+  namespace fs = std::filesystem;
+  const bool is_other = fs::path(recorded).filename() != fs::path(program).filename();
+  if (!recorded.empty() && !program.empty() && is_other) {
+    std::fprintf(stderr, "boardsim: %s is a recording of another program, %s\n", file.c_str(),
+                 recorded.c_str());
+  }
+  return recording;
+}
+
+}  // namespace boardsim
