@@ -34,23 +34,30 @@ int open_recorded(const char* path, int flags, mode_t mode) {
       Call::open, {Handed::text(path), Handed::of(flags & ~kWide), Handed::of(has_mode ? mode : 0)}));
 }
 
+/// A recorded number, in the size that this machine has for it.
+template <typename Number, typename Recorded>
+void set(Number& to, Recorded from) {
+  to = static_cast<Number>(from);
+}
+
 template <typename Status>
 int fill(const Record& record, Status* to) {
   boardrec::Status from{};
   if (record.result == 0 && to != nullptr) {
     give(record.out.front(), &from, sizeof from);
     *to = {};
-    to->st_size = from.size;
-    to->st_blocks = from.blocks;
-    to->st_blksize = static_cast<blksize_t>(from.block_size);
-    to->st_mtim = {from.modified / 1'000'000'000, from.modified % 1'000'000'000};
-    to->st_dev = from.device;
-    to->st_ino = from.inode;
-    to->st_rdev = from.special_device;
-    to->st_mode = from.mode;
-    to->st_nlink = from.links;
-    to->st_uid = from.user;
-    to->st_gid = from.group;
+    set(to->st_size, from.size);
+    set(to->st_blocks, from.blocks);
+    set(to->st_blksize, from.block_size);
+    set(to->st_mtim.tv_sec, from.modified / 1'000'000'000);
+    set(to->st_mtim.tv_nsec, from.modified % 1'000'000'000);
+    set(to->st_dev, from.device);
+    set(to->st_ino, from.inode);
+    set(to->st_rdev, from.special_device);
+    set(to->st_mode, from.mode);
+    set(to->st_nlink, from.links);
+    set(to->st_uid, from.user);
+    set(to->st_gid, from.group);
   }
   return returned_int(record);
 }
@@ -61,18 +68,25 @@ int fill_statfs(const Record& record, FileSystem* to) {
   if (record.result == 0 && to != nullptr) {
     give(record.out.front(), &from, sizeof from);
     *to = {};
-    to->f_type = from.type;
-    to->f_bsize = from.block_size;
-    to->f_frsize = from.fragment_size;
-    to->f_blocks = static_cast<fsblkcnt_t>(from.blocks);
-    to->f_bfree = static_cast<fsblkcnt_t>(from.free);
-    to->f_bavail = static_cast<fsblkcnt_t>(from.available);
-    to->f_files = static_cast<fsfilcnt_t>(from.files);
-    to->f_ffree = static_cast<fsfilcnt_t>(from.free_files);
-    to->f_namelen = from.name_length;
-    to->f_flags = from.flags;
+    set(to->f_type, from.type);
+    set(to->f_bsize, from.block_size);
+    set(to->f_frsize, from.fragment_size);
+    set(to->f_blocks, from.blocks);
+    set(to->f_bfree, from.free);
+    set(to->f_bavail, from.available);
+    set(to->f_files, from.files);
+    set(to->f_ffree, from.free_files);
+    set(to->f_namelen, from.name_length);
+    set(to->f_flags, from.flags);
   }
   return returned_int(record);
+}
+
+/// A position has 64 bits on every machine.
+std::int64_t seek_recorded(int fd, std::int64_t offset, int whence) {
+  const Record& record = next_answer(Call::lseek, {Handed::of(fd), Handed::of(offset), Handed::of(whence)});
+  returned(record);
+  return record.result;
 }
 
 int one_path(Call call, const char* path) {
@@ -151,11 +165,11 @@ ssize_t write(int fd, const void* buffer, size_t size) {
 
 off_t lseek(int fd, off_t offset, int whence) noexcept {
   if (!is_replayed()) BOARDREC_PASS_ON(lseek, fd, offset, whence);
-  return returned(next_answer(Call::lseek, {Handed::of(fd), Handed::of(offset), Handed::of(whence)}));
+  return static_cast<off_t>(seek_recorded(fd, offset, whence));
 }
 off64_t lseek64(int fd, off64_t offset, int whence) noexcept {
   if (!is_replayed()) BOARDREC_PASS_ON(lseek64, fd, offset, whence);
-  return returned(next_answer(Call::lseek, {Handed::of(fd), Handed::of(offset), Handed::of(whence)}));
+  return seek_recorded(fd, offset, whence);
 }
 
 int ioctl(int fd, unsigned long request, ...) noexcept {

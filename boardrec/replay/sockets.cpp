@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "boardrec/replay/next.h"
+#include "boardrec/replay/times.h"
 #include "boardrec/replay/turns.h"
 
 using boardrec::Call;
@@ -144,11 +145,8 @@ int select(int count, fd_set* readable, fd_set* writable, fd_set* exceptional, t
   const Bits in(readable, count);
   const Bits out(writable, count);
   const Bits other(exceptional, count);
-  constexpr std::int64_t kSecond = 1'000'000'000;
   const Handed time =
-      timeout != nullptr
-          ? Handed::of(std::int64_t{timeout->tv_sec} * kSecond + std::int64_t{timeout->tv_usec} * 1000)
-          : Handed::of(nullptr, 0);
+      timeout != nullptr ? Handed::of(boardrec::nanoseconds(*timeout)) : Handed::of(nullptr, 0);
   const Record& record =
       next_answer(Call::select, {Handed::of(count), in.handed(), out.handed(), other.handed(), time});
   if (record.result >= 0 && record.out.size() == 4) {
@@ -156,7 +154,7 @@ int select(int count, fd_set* readable, fd_set* writable, fd_set* exceptional, t
     give_set(record.out[1], writable, count);
     give_set(record.out[2], exceptional, count);
     if (timeout != nullptr && record.out[3].type == boardrec::ValueType::number)
-      *timeout = {record.out[3].number / kSecond, record.out[3].number % kSecond / 1000};
+      *timeout = boardrec::to_timeval(record.out[3].number);
   }
   return returned_int(record);
 }

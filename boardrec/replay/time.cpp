@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "boardrec/replay/next.h"
+#include "boardrec/replay/times.h"
 #include "boardrec/replay/turns.h"
 
 using boardrec::Call;
@@ -15,19 +16,13 @@ using boardrec::returned_int;
 
 namespace {
 
-constexpr std::int64_t kSecond = 1'000'000'000;
-
 Handed span(const timespec* time) {
-  return time != nullptr ? Handed::of(time->tv_sec * kSecond + time->tv_nsec) : Handed::of(nullptr, 0);
-}
-
-timespec to_timespec(std::int64_t time) {
-  return {time / kSecond, time % kSecond};
+  return time != nullptr ? Handed::of(boardrec::nanoseconds(*time)) : Handed::of(nullptr, 0);
 }
 
 void give_time(const Record& record, timespec* to) {
   if (to != nullptr && !record.out.empty() && record.out.front().type == boardrec::ValueType::number)
-    *to = to_timespec(record.out.front().number);
+    *to = boardrec::to_timespec(record.out.front().number);
 }
 
 }  // namespace
@@ -69,10 +64,7 @@ int clock_gettime(clockid_t clock, timespec* now) noexcept {
 int gettimeofday(timeval* now, void* zone) noexcept {
   if (!is_replayed()) BOARDREC_PASS_ON(gettimeofday, now, zone);
   const Record& record = next_answer(Call::gettimeofday, {});
-  if (now != nullptr && !record.out.empty()) {
-    const std::int64_t time = record.out.front().number;
-    *now = {time / kSecond, time % kSecond / 1000};
-  }
+  if (now != nullptr && !record.out.empty()) *now = boardrec::to_timeval(record.out.front().number);
   return returned_int(record);
 }
 

@@ -150,7 +150,8 @@ void Station::send(const std::string& bytes) const {
   if (real::send(socket_, bytes.data(), bytes.size(), int{MSG_NOSIGNAL}) < 0) return;
   for (int look = 0; look < kLooks; ++look) {
     int unsent = 0;  // what nobody has taken from the queue of connections the PC acknowledges at once
-    if (to < 0 && (real::ioctl(socket_, std::uint64_t{SIOCOUTQ}, &unsent) != 0 || unsent == 0)) return;
+    if (to < 0 && (real::ioctl(socket_, static_cast<unsigned long>(SIOCOUTQ), &unsent) != 0 || unsent == 0))
+      return;
     if (to >= 0 && received_by(to).value_or(UINT64_MAX) >= before + bytes.size()) return;
     real::usleep(1000U);
   }

@@ -84,7 +84,8 @@ class RecordedProgramTest(unittest.TestCase):
                 self.assertGreater(len(records), 2 if deed != "leave" else 1)
 
     @unittest.skipUnless(REPLAY.exists() and not re.search(rb"lib[at]san", REPLAY.read_bytes()),
-                         "what replays is built for a PC only, and a sanitizer would have to stand before it")
+                         "a sanitizer would have to stand before it")
+    @unittest.skipIf(PROGRAM.endswith("_64"), "a replay answers by the names of the board's program, whose times have 32 bits")
     def test_what_was_recorded_of_this_machine_comes_out_of_a_replay(self):
         for deed in ("files", "streams", "terminals", "clocks", "unknown", "threads", "refused-thread", "cancelled", "many"):
             with self.subTest(deed):

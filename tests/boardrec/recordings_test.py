@@ -10,6 +10,12 @@ RECORDINGS = pathlib.Path(__file__).resolve().parents[1] / "recordings"
 
 
 class RecordingsTest(unittest.TestCase):
+    def test_a_simulated_board_here_agrees_with_one_in_front_of_an_emulated_arm(self):
+        file = RECORDINGS / "emulated-arm-normal.rec"
+        done = subprocess.run([BUILD / "boardsim/boardsim", "--compare", file, "--board", "normal", "--",
+                               BUILD / "t1_sdk/boardtest"], capture_output=True, text=True, timeout=60, check=False)
+        self.assertEqual(done.returncode, 0, done.stdout)
+
     def test_every_call_is_as_it_was_recorded(self):
         files = sorted(RECORDINGS.glob("*.rec"))
         self.assertTrue(files)
