@@ -10,7 +10,7 @@ CALLS = ("lseek", "read of a file", "ioctl with a record")
 
 
 def costs_of(build, folder, recorded):
-    """Nanoseconds of each of the calls."""
+    """Nanoseconds of processor time of each of the calls."""
     variables = dict(os.environ)
     if recorded:
         variables |= {"LD_PRELOAD": str(build / "boardrec/libboardrecord.so"), "BOARDRECORD": f"{folder}/session.rec"}
@@ -26,7 +26,7 @@ def recorder(build):
     rows = []
     for index, name in enumerate(CALLS):
         plain, recorded = ([costs[index] for costs in side] for side in zip(*rounds))
-        rows.append(table.Row(f"Recorded {name}", table.ratio(recorded, plain), "not recorded", digits=1))
+        rows.append(table.Row(f"Recorded {name}", table.paired_ratio(recorded, plain), "not recorded", digits=1))
     output = subprocess.run(["size", build / "boardrec/libboardrecord.so"], stdout=subprocess.PIPE, check=True, text=True).stdout
     text, data, zeros = map(int, output.splitlines()[1].split()[:3])
     rows.append(table.Row("Recorder in memory, bytes", text + data + zeros, "", digits=0))
