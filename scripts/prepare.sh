@@ -19,6 +19,12 @@ die() {
   exit "$1"
 }
 
+# What --version prints.
+version_and_end() {
+  echo "boardtest $(scripts/version.sh)"
+  exit 0
+}
+
 # writable FILE: ends the command when nothing can be written there. A redirection that fails would not: behind
 # `if !` the shell takes a command that it never ran for one that went well.
 writable() {

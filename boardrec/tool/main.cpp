@@ -15,6 +15,7 @@
 #include "boardrec/tool/redact.h"
 #include "boardrec/tool/show.h"
 #include "boardrec/tool/stats.h"
+#include "version/version.h"
 
 namespace {
 
@@ -165,7 +166,7 @@ void add_redact(CLI::App& app, Action& action) {
 /// Reads the command line; the exit code when there is nothing more to do.
 std::optional<int> read_command_line(int argc, char** argv, Action& action) {
   CLI::App app("Shows recordings of real boards, compares, cuts and redacts them.", "boardrec");
-  app.set_version_flag("--version", "boardrec " BOARDREC_VERSION, "Show the version");
+  app.set_version_flag("--version", std::string("boardrec ") + version::text(), "Show the version");
   app.require_subcommand(1);
   app.footer(kExitCodes);
   add_show(app, action);

@@ -15,6 +15,7 @@
 #include "boardsim/tool/comparison.h"
 #include "boardsim/tool/recorded_session.h"
 #include "boardsim/tool/station_script.h"
+#include "version/version.h"
 
 namespace boardsim {
 namespace {
@@ -194,7 +195,7 @@ void add_options(CLI::App& app, Options& options, Words& words) {
   app.add_flag("--every-address", config.every_address,
                "Let the program bind to all addresses of this PC when it asks to");
   add_session_options(app, options);
-  app.set_version_flag("--version", "boardsim " BOARDSIM_VERSION);
+  app.set_version_flag("--version", std::string("boardsim ") + version::text());
   // What follows the options is the program with its own: --help behind it is the program's.
   app.prefix_command();
 }

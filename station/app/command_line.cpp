@@ -16,6 +16,7 @@
 #include "station/link/serial_line.h"
 #include "station/report/whole_file.h"
 #include "station/text/errors.h"
+#include "station/text/software.h"
 #include "station/text/suggest.h"
 #include "station/text/text.h"
 
@@ -427,7 +428,7 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
 
   CLI::App app("Runs the factory tests of a board over the network.", "t1station");
   app.require_subcommand(1);
-  app.set_version_flag("--version", "t1station " T1STATION_VERSION);
+  app.set_version_flag("--version", software());
   app.footer("t1station COMMAND --help shows the options and exit codes of a command.");
   app.add_option("HOST", words.host,
                  "The board, for run and monitor: HOST or HOST:PORT, port 36001 by default");

@@ -19,6 +19,7 @@
 #include "station/terminal/progress.h"
 #include "station/terminal/terminal_person.h"
 #include "station/text/errors.h"
+#include "station/text/software.h"
 #include "station/tools/rs485_echo.h"
 #include "station/tools/serial_console.h"
 
@@ -150,7 +151,7 @@ RunReport run_unit(const CommandLine& line, const Plan& plan, const Devices& dev
   start.serial = line.serial;
   start.slot = line.slot;
   start.operator_name = line.operator_name;
-  start.software = "t1station " T1STATION_VERSION;
+  start.software = software();
   start.station = around.host;
   RunReport report;
   report.board = line.board->text();

@@ -4,6 +4,7 @@
 
 #include "station/line/line_state.h"
 #include "station/text/json.h"
+#include "station/text/software.h"
 #include "station/text/text.h"
 
 namespace t1station {
@@ -161,7 +162,7 @@ ScanTaken Line::State::begin(const Reserved& reserved, const std::string& serial
   run.station = file.station;
   run.slot = slot;
   run.operator_name = operator_name;
-  run.software = "t1station " T1STATION_VERSION;
+  run.software = software();
   run.started = record_time();
   std::string id;
   try {

@@ -4,6 +4,7 @@
 
 #include "station/catalogue/codes.h"
 #include "station/text/json.h"
+#include "station/text/software.h"
 
 namespace t1station {
 namespace {
@@ -68,6 +69,7 @@ std::string json_report(const RunReport& report) {
   Json json;
   json["board"] = report.board;
   json["build"] = report.build;
+  json["software"] = software();
   json["started"] = report.started + "Z";
   json["exit_code"] = report.exit_code;
   add_unit(json, report);

@@ -7,6 +7,7 @@
 
 #include "station/catalogue/codes.h"
 #include "station/report/junit_xml.h"
+#include "station/text/software.h"
 #include "station/text/text.h"
 
 namespace t1station {
@@ -84,6 +85,7 @@ std::string junit_report(const RunReport& report) {
 
   pugi::xml_node properties = suite.append_child("properties");
   add_property(properties, "build", report.build);
+  add_property(properties, "software", software());
   if (report.ended) {
     add_property(properties, "serial", report.serial);
     add_property(properties, "plan", report.plan + " " + report.plan_version);

@@ -8,6 +8,7 @@
 #include "station/report/report_style.h"
 #include "station/report/run_json.h"
 #include "station/report/verdict_words.h"
+#include "station/text/software.h"
 #include "station/text/text.h"
 
 namespace t1station {
@@ -213,7 +214,9 @@ std::string html_header(const std::string& title, Language language) {
 }
 
 std::string html_footer() {
-  return "</body></html>\n";
+  pugi::xml_document document;
+  add(document, "footer", software(), "small");
+  return html_text(document) + "</body></html>\n";
 }
 
 void add_run_report(pugi::xml_node to, const StoredRun& run, Wording say) {

@@ -14,6 +14,8 @@ namespace t1station {
 /// A report's first lines, up to its body: a file that needs no other one, without scripts. `title` is a
 /// text.
 std::string html_header(const std::string& title, Language language);
+
+/// Its last lines: the program that made it, with its version, and the end of its body.
 std::string html_footer();
 
 /// Adds a run's report: its verdict, its unit, its plan, every attempt and measurement, its hash, and behind

@@ -75,6 +75,7 @@ std::string junit_suite(const StoredRun& run) {
   add_what_is_there(properties, "operator", run.operator_name);
   add_what_is_there(properties, "board", run.board);
   add_what_is_there(properties, "build", run.build);
+  add_property(properties, "software", run.software);
   add_what_is_there(properties, "hash", run.hash);
   for (const StoredAttempt& attempt : run.attempts) add_case(suite, attempt);
   std::ostringstream text;

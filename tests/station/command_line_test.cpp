@@ -10,6 +10,7 @@
 
 #include "station/text/errors.h"
 #include "tests/harness/own_directory.h"
+#include "version/version.h"
 
 namespace {
 
@@ -93,7 +94,7 @@ TEST(CommandLineTest, TheOptionsOfACommandAreRead) {
   EXPECT_EQ(echo.echo.speed, 38'400);
   EXPECT_EQ(echo.echo.timeout, 5);
   EXPECT_EQ(parse_command_line({"rs485-echo", "x", "--timeout", "1.5"}).echo.timeout, 1.5);
-  EXPECT_EQ(parse_command_line({"--version"}).help, "t1station " PROJECT_VERSION "\n");
+  EXPECT_EQ(parse_command_line({"--version"}).help, "t1station " + std::string(version::text()) + "\n");
 }
 
 TEST(CommandLineTest, AFamilyStandsForAllItsTestsWithItsUsualVoltage) {

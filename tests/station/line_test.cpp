@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "station/records/reader.h"
+#include "station/text/software.h"
 #include "tests/station/board_texts.h"
 #include "tests/station/line_at_work.h"
 #include "tests/station/recording_disk.h"
@@ -46,6 +47,7 @@ TEST_F(LineTest, AScannedUnitGoesThroughItsPlanAndTheVerdictIsShown) {
   const StoredRun stored = runs().at(0);
   EXPECT_EQ(stored.started, done.run->started);
   EXPECT_EQ(stored.operator_name, "Li");
+  EXPECT_EQ(stored.software, t1station::software());
   EXPECT_EQ(stored.slot, "1");
 }
 

@@ -9,6 +9,7 @@
 #include "station/report/figures_html.h"
 #include "station/report/plots.h"
 #include "station/report/run_html.h"
+#include "station/text/software.h"
 #include "tests/station/records_support.h"
 #include "tests/station/scripted_link.h"
 #include "tests/station/web_line.h"
@@ -171,7 +172,8 @@ class ReportFileTest : public testing::Test {
 TEST_F(ReportFileTest, OfAWindowHasTheFiguresTheRunsThatDidNotPassAndTheLastHash) {
   EXPECT_EQ(run({"--format", "html"}), 0);
   EXPECT_THAT(out_.str(), AllOf(HasSubstr("一次合格率 First-pass yield"), HasSubstr("AB00000002"),
-                                HasSubstr("<svg"), HasSubstr(*runs_of(file_).at(1).hash)));
+                                HasSubstr("<svg"), HasSubstr(*runs_of(file_).at(1).hash),
+                                HasSubstr("<footer class=\"small\">" + t1station::software() + "</footer>")));
   EXPECT_THAT(out_.str(),
               AllOf(Not(HasSubstr("AB00000001")), Not(HasSubstr("<script")), Not(HasSubstr("<link"))));
   EXPECT_EQ(run({"--format", "html", "--to", "2020-01-01", "--language", "zh"}), 0);

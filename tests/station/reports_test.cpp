@@ -22,6 +22,7 @@
 #include "station/report/whole_file.h"
 #include "station/run/result.h"
 #include "station/text/errors.h"
+#include "station/text/software.h"
 #include "station/text/text.h"
 #include "tests/harness/own_directory.h"
 #include "tests/station/board_texts.h"
@@ -125,6 +126,7 @@ TEST(ReportJsonTest, ARunIsDescribedByDocumentedFieldsAndReadableChinese) {
   EXPECT_EQ(json::parse(json_report(report)), json::parse(R"({
     "board": "192.0.2.7:36001",
     "build": "BUILD: Mar 29 2019-22:09:55",
+    "software": ")" + t1station::software() + R"(",
     "started": "2024-05-06T07:08:09Z",
     "exit_code": 6,
     "summary": {"total": 2, "passed": 1, "failed": 0, "timed_out": 1, "broken": 0, "interrupted": 0, "not_run": 0,
@@ -174,6 +176,8 @@ TEST_F(ReportJunitTest, TheCountsOfTheSuiteAreThoseOfItsCases) {
   EXPECT_STREQ(suite_.attribute("time").value(), "43.004");
   EXPECT_STREQ(suite_.attribute("timestamp").value(), "2024-05-06T07:08:09");
   EXPECT_STREQ(xml_.child("testsuites").attribute("tests").value(), "7");
+  EXPECT_EQ(suite_.select_node("properties/property[@name='software']/@value").attribute().value(),
+            t1station::software());
   EXPECT_EQ(cases_.size(), 7U);
 }
 

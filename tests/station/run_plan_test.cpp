@@ -7,6 +7,7 @@
 #include <pugixml.hpp>
 
 #include "station/records/records.h"
+#include "station/text/software.h"
 #include "tests/station/fake_board.h"
 #include "tests/station/run_plan.h"
 
@@ -30,6 +31,7 @@ TEST_F(RunPlanTest, AUnitThatPassesIsKeptAndReportedWithItsPlanAndItsAttempts) {
   EXPECT_EQ(kept.plan_name + " " + kept.plan_version, "main-board 3");
   EXPECT_EQ(kept.kind, "production");
   EXPECT_EQ(kept.station, "ICT-7");
+  EXPECT_EQ(kept.software, t1station::software());
   EXPECT_EQ(kept.slot, "2");
   EXPECT_EQ(kept.operator_name, "Li");
   EXPECT_EQ(kept.board, board.address());

@@ -55,7 +55,7 @@ TEST_F(LauncherTest, ScriptsAndPeopleCanAskForFamiliesFaultsAndTheVersion) {
       {{"--board", "rkd1", "--fault", "list"}, "\nrtc stopped\n    the clock stands still from now on\n"},
       {{"--board", "rkd1", "--fault", "list"},
        "\n    OUTPUT: F1, F2, A1, A2, F3, F4, F5, F6, F7, F8 or F9\n"},
-      {{"--version"}, "^boardsim [0-9]+\\.[0-9]+\\.[0-9]+\n$"}};
+      {{"--version"}, "^boardsim [0-9]+\\.[0-9]+\\.[0-9]+([+][a-z0-9.]+)?\n$"}};
   for (const auto& [words, answer] : questions) {
     Process process(bare(words));
     EXPECT_EQ(process.wait(), 0) << answer;
