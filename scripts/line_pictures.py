@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 """Makes the pictures of docs/line.md and docs/results.md anew, from the running pages: line_pictures.py [FOLDER [NAME ...]].
-Those of results need build/release/station/t1station."""
+Those with zh in their names are of the pages in Chinese. Those of results need build/release/station/t1station."""
 import base64
 import pathlib
 import struct
@@ -34,9 +34,12 @@ PICTURES = {  # name: language, slots, whether the station is there
     "error": ("en", [slot("1", next=True), *TESTING[1:2], ERROR, slot("4")], True),
     "question": ("zh", [{**PASSED, "next": True}, FAILED, ERROR, ASKING], True),
     "lost": ("en", [PASSED, FAILED, *TESTING[2:]], False)}
+PICTURES |= {f"zh-{name}": ("zh", slots, there) for name, (language, slots, there) in PICTURES.items() if language == "en"}
 RESULTS = {  # name: address, height in pixels
     "results": ("results?from=2026-03-28&to=2026-03-31&language=en", 1950),
     "results-runs": ("runs?verdict=failed&from=2026-03-28&plan=main-board&language=en", 620),
+    "results-zh": ("results?from=2026-03-28&to=2026-03-31&language=zh", 1950),
+    "results-zh-runs": ("runs?verdict=failed&from=2026-03-28&plan=main-board&language=zh", 620),
     "results-run": ("runs?serial=AB00000003&language=zh", 1010)}
 
 

@@ -5,6 +5,7 @@ import sqlite3
 import subprocess
 import sys
 import tempfile
+import unicodedata
 
 import tree
 
@@ -73,14 +74,19 @@ def paths(complain):
                         complain(path, number, f"{word} does not exist")
 
 
+def width(line):
+    """The columns that a line takes: a Chinese character or punctuation mark takes two."""
+    return sum(2 if unicodedata.east_asian_width(character) in "WF" else 1 for character in line)
+
+
 def wrapped(complain):
     """Prose in documents is wrapped at 120 columns; tables, code and the pages that a program prints are not."""
     for path in tree.files(".md"):
         code = path in PRINTED
         for number, line in tree.lines(path):
             code ^= line.strip().startswith("```")
-            if len(line.rstrip("\n")) > 120 and not code and not line.startswith("|"):
-                complain(path, number, "a line of more than 120 characters")
+            if width(line.rstrip("\n")) > 120 and not code and not line.startswith("|"):
+                complain(path, number, "a line of more than 120 columns")
 
 
 def options(complain):

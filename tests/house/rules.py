@@ -19,12 +19,13 @@ import locks
 import names
 import recorder
 import sources
+import translations
 
 RULES = {rule.__name__: rule for rule in (
     includes.directions, includes.floors, includes.program_headers, includes.unused_files, names.one_definition,
     names.constants, sources.first_lines, sources.lengths, sources.fixtures, sources.real_time, sources.words,
     sources.formatting, sources.shell, commits.commits, documents.links, documents.paths, documents.wrapped,
-    documents.options, documents.quirks, catalogue.codes, catalogue.alarm_codes, documents.chain,
+    documents.options, documents.quirks, translations.translations, catalogue.codes, catalogue.alarm_codes, documents.chain,
     documents.api_reference, libc_calls.libc_calls, recorder.recorded_calls, recorder.recorder_needs, locks.locks)}
 
 
