@@ -1,4 +1,5 @@
 """The table of the benchmarks: every figure, what it is held against, its goal, and whether it is met."""
+import math
 import statistics
 import typing
 import unicodedata
@@ -12,12 +13,16 @@ class Row(typing.NamedTuple):
     goal: float | None = None  # the most that it may be; None: no goal, for information
     below: bool = False  # the goal itself does not meet the goal: ahead of a peer, not level with it
     digits: int = 2
+    interval: tuple[float, float] | None = None  # where the figure lies with 95 %, of one that was found in many rounds
 
 
 def verdict(row):
-    """"met", "missed", or "" without a goal."""
+    """"met", "missed", or "" without a goal. With an interval, all of it has to meet the goal, or none: else "level"."""
     if row.goal is None:
         return ""
+    if row.interval is not None:
+        ends = [verdict(row._replace(figure=end, interval=None)) for end in row.interval]
+        return ends[0] if ends[0] == ends[1] else "level"
     figure = round(row.figure, row.digits) if not row.below else row.figure
     return "met" if figure < row.goal or (not row.below and figure == row.goal) else "missed"
 
@@ -32,6 +37,18 @@ def paired_ratio(ours, theirs):
     return statistics.median(mine / its for mine, its in zip(ours, theirs))
 
 
+def median_interval(values):
+    """Between which of the values the median of what they are samples of lies with at least 95 %: an order statistic,
+    which asks nothing of how they are spread. Six values or more."""
+    ordered = sorted(values)
+    count = len(ordered)
+    outside, beyond = 0.5 ** count, 0  # how probable it is that the median lies beyond the outermost values
+    while 2 * (outside + math.comb(count, beyond + 1) * 0.5 ** count) <= 0.05:
+        beyond += 1
+        outside += math.comb(count, beyond) * 0.5 ** count
+    return ordered[beyond], ordered[-1 - beyond]
+
+
 def percentile(values, percent):
     """The value that so many percent of the values do not exceed."""
     ordered = sorted(values)
@@ -44,7 +61,8 @@ def number(value, digits):
 
 def cells(row):
     goal = "" if row.goal is None else ("< " if row.below else "≤ ") + number(row.goal, row.digits)
-    return [row.name, number(row.figure, row.digits), row.against, goal, verdict(row)]
+    interval = "" if row.interval is None else "–".join(number(end, row.digits) for end in row.interval)
+    return [row.name, number(row.figure, row.digits), interval, row.against, goal, verdict(row)]
 
 
 def width(text):
@@ -53,15 +71,15 @@ def width(text):
 
 def render(rows):
     """The whole table as a text, in Markdown."""
-    lines = [["Measured", "Figure", "Against", "Goal", ""], *map(cells, rows)]
+    lines = [["Measured", "Figure", "95 %", "Against", "Goal", ""], *map(cells, rows)]
     widths = [max(map(width, column)) for column in zip(*lines)]
 
     def line(row):
         padded = []
         for index, (text, wide) in enumerate(zip(row, widths)):
             blanks = " " * (wide - width(text))
-            padded.append(blanks + text if index in (1, 3) else text + blanks)
+            padded.append(blanks + text if index in (1, 2, 4) else text + blanks)
         return "| " + " | ".join(padded) + " |"
 
-    rule = ["-" * (wide + 1) + (":" if index in (1, 3) else "-") for index, wide in enumerate(widths)]
+    rule = ["-" * (wide + 1) + (":" if index in (1, 2, 4) else "-") for index, wide in enumerate(widths)]
     return "\n".join([line(lines[0]), "|" + "|".join(rule) + "|", *map(line, lines[1:])])

@@ -1,23 +1,25 @@
 """What xml_bench measures, as rows of the table."""
-import json
+import statistics
 import subprocess
 
 import table
 
 PROGRAM = "boardtest"
-REPETITIONS = 9
+FLOOR = "scan"  # a bare search for the ends of all tags
 WORKS = {"parse": "parse", "read": "read", "parse_and_read": "parse and read", "build": "build"}
 MESSAGES = {"request_60": "request of 60 bytes", "reply_400": "reply of 400 bytes", "reply_1900": "reply of 1.9 kB"}
 LINEAR = 2.2  # what twice the elements may cost
 
 
 def measure(build):
-    """Medians of the processor time, all benchmarks in random order: {(work, document, library): time}."""
-    command = [build / "benchmarks/xml_bench", f"--benchmark_repetitions={REPETITIONS}",
-               "--benchmark_enable_random_interleaving=true", "--benchmark_format=json"]
-    output = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True).stdout
-    return {tuple(entry["run_name"].split("/")[:3]): entry["cpu_time"] for entry in json.loads(output)["benchmarks"]
-            if entry.get("aggregate_name") == "median"}
+    """The processor time of each turn: {(work, document): {library: times}}; same places were one behind the other."""
+    output = subprocess.run([build / "benchmarks/xml_bench"], stdout=subprocess.PIPE, check=True, text=True).stdout
+    times = {}
+    for line in output.splitlines():
+        name, *turns = line.split()
+        work, document, library = name.split("/")
+        times.setdefault((work, document), {})[library] = [float(turn) for turn in turns]
+    return times
 
 
 def elements_of(document):
@@ -29,27 +31,25 @@ def name_of(work, document):
     return f"XML: {WORKS[work]}, {MESSAGES.get(document) or f'{elements_of(document):,} elements'}"
 
 
-def rows_of(times):
-    """Messages against the fastest of the others, then long documents: against it, too, and against half of themselves."""
-    documents = dict.fromkeys(document for _, document, _ in times)
-    lengths = sorted((document for document in documents if document not in MESSAGES), key=elements_of)
+def against(work, document, times, other, **more):
+    """The row of the ratios to another one, turn by turn."""
+    ratios = [mine / its for mine, its in zip(times[PROGRAM], times[other])]
+    return table.Row(name_of(work, document), statistics.median(ratios), interval=table.median_interval(ratios), **more)
+
+
+def rows_of(measured):
+    """Each document against the fastest of the others and against the floor; or against half of itself."""
     rows = []
-    for document in [message for message in MESSAGES if message in documents] + lengths:
-        for work in WORKS:
-            if (work, document, PROGRAM) in times:
-                rows += rows_about(times, work, document)
+    for (work, document), times in measured.items():
+        if "half" in times:
+            rows.append(against(work, document, times, "half", against="half the elements", goal=LINEAR))
+            continue
+        peers = [against(work, document, times, peer, against=peer, goal=1, below=True)
+                 for peer in times if peer not in (PROGRAM, FLOOR)]
+        rows.append(max(peers, key=lambda row: row.figure))
+        if FLOOR in times:
+            rows.append(against(work, document, times, FLOOR, against="search for < and > alone"))
     return rows
-
-
-def rows_about(times, work, document):
-    ours = times[work, document, PROGRAM]
-    peers = {other: time for (its, of, other), time in times.items() if (its, of) == (work, document) and other != PROGRAM}
-    if peers:
-        fastest = min(peers, key=peers.get)
-        ahead = 1 if document in MESSAGES else None
-        return [table.Row(name_of(work, document), ours / peers[fastest], fastest, ahead, below=True)]
-    half = times[work, f"{elements_of(document) // 2}_elements", PROGRAM]
-    return [table.Row(name_of(work, document), ours / half, "half the elements", LINEAR)]
 
 
 def xml(build):
