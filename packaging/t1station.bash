@@ -1,5 +1,6 @@
-# Completion of t1station's command line for bash: commands, options, tests, families and files. What there is, the
-# program says itself, in its help and in what it answers to a value that it does not know.
+# Completion of the command lines of t1station, boardsim and boardrec for bash: commands, options, tests, families and
+# files. What there is, the programs say themselves, in their help and in what they answer to a value that they do not
+# know.
 
 # The words of a list that the program ends a complaint with: "there are A, B and C".
 _t1station_list() {
@@ -11,11 +12,10 @@ _t1station_list() {
   echo "${said/ and / }"
 }
 
-# The values of an option of a command, where they are a few words.
+# The values of an option, where the program knows them all.
 _t1station_values() {
   case $2 in
-    --color) echo auto always never ;;
-    --role) [[ $3 != users* ]] || echo viewer operator engineer ;;
+    --board) "$1" --board list | sed '1d; s/ .*//' ;;
     --family) _t1station_list "$1" list --family '?' ;;
     --verdict) _t1station_list "$1" records list /dev/null --verdict '?' ;;
     --format) _t1station_list "$1" records export /dev/null --format '?' ;;
@@ -49,11 +49,12 @@ _t1station() {
   # Behind an option that takes a value, the word is that value: the help has its kind behind the option.
   local kind=''
   [[ ! $before =~ ^--?[a-z0-9-]+$ ]] ||
-    kind=$(sed -nE "s/^  ((-[a-z],)?$before|$before,--[a-z0-9-]+) ([A-Z]+)( |=|$).*/\3/p" <<<"$help")
+    kind=$(sed -nE "s/^  ((-[a-z],)?$before|$before,--[a-z0-9-]+) ([A-Za-z0-9|]+)( |=|$).*/\3/p" <<<"$help")
   if [ -n "$kind" ]; then
-    case $kind$before in
-      FILE* | DEVICE* | *--out | *-o) _t1station_files "$word" ;;
-      *) mapfile -t COMPREPLY < <(compgen -W "$(_t1station_values "$program" "$before" "${command[*]}")" -- "$word") ;;
+    case $kind in
+      FILE* | FOLDER* | DEVICE* | PATH* | SOCKET*) _t1station_files "$word" ;;
+      *'|'*) mapfile -t COMPREPLY < <(compgen -W "${kind//|/ }" -- "$word") ;;
+      *) mapfile -t COMPREPLY < <(compgen -W "$(_t1station_values "$program" "$before")" -- "$word") ;;
     esac
   elif [[ $word == -* ]]; then
     mapfile -t COMPREPLY < <(compgen -W "$(sed -nE 's/^  (-[a-z],)?(--[a-z0-9-]+).*/\2/p' <<<"$help")" -- "$word")
@@ -68,4 +69,4 @@ _t1station() {
   fi
 }
 
-complete -F _t1station t1station
+complete -F _t1station t1station boardsim boardrec

@@ -24,10 +24,34 @@ using namespace boardrec;
 /// What a command does when the command line was understood; its exit code.
 using Action = std::function<int()>;
 
-constexpr char kExitCodes[] =
-    "Exit codes: 0 done, 1 the recordings differ (diff), 2 a recording is damaged behind what was used of "
-    "it,\n"
-    "64 usage, 65 no recording, or one that cannot be read, 73 a file or standard output cannot be written.";
+// What stands behind the options; the manual pages are made of it (scripts/man_pages.py).
+constexpr char kExitCodes[] = R"(Exit codes:
+  0   done
+  1   the recordings differ (diff)
+  2   a recording is damaged behind what was used of it
+  64  usage
+  65  no recording, or one that cannot be read
+  73  a file or standard output cannot be written
+
+Examples:
+)";
+constexpr char kShowExamples[] = R"(  boardrec show session.rec --node /dev/rtc
+      what the program asked the clock
+  boardrec show session.rec --all --from 2.5 --to 3
+      every record of half a second
+)";
+constexpr char kStatsExamples[] = R"(  boardrec stats session.rec
+      what was asked for, how long it took, and what is missing
+)";
+constexpr char kDiffExamples[] = R"(  boardrec diff before.rec after.rec
+      what another version of the program does otherwise
+)";
+constexpr char kCutExamples[] = R"(  boardrec cut session.rec part.rec --from 2.5s --to 1400
+      from second 2.5 up to record 1400
+)";
+constexpr char kRedactExamples[] = R"(  boardrec redact session.rec public.rec --drop /devinfo/TG.bin
+      to be sent to somebody else
+)";
 
 /// The exit code for recordings that were used as far as they can be read; says how far that is.
 int exit_code_of(std::initializer_list<const Recording*> recordings, int well) {
@@ -47,6 +71,11 @@ std::uint64_t size_of(const Recording& recording) {
   return size;
 }
 
+/// The check without the words that the help would show behind the option's name.
+CLI::Validator quiet(CLI::Validator check) {
+  return check.description("");
+}
+
 void add_show(CLI::App& app, Action& action) {
   CLI::App* command =
       app.add_subcommand("show", "Show the calls, a line each, as the simulated board's trace has them");
@@ -55,19 +84,24 @@ void add_show(CLI::App& app, Action& action) {
     ShowOptions options;
   };
   const auto words = std::make_shared<Words>();
-  command->add_option("FILE", words->file, "The recording")->required();
+  command->add_option("FILE", words->file, "The recording")->type_name("")->required();
   command->add_flag("--all", words->options.all,
                     "Every record, in the order in which calls ended, behind its number and thread");
   command->add_flag("--bytes", words->options.bytes, "Also what went in and came back");
-  command->add_option("--thread", words->options.thread, "Only calls of this thread; 0 runs main");
-  command->add_option("--from", words->options.from, "Only calls that began at this second or later");
-  command->add_option("--to", words->options.to, "Only calls that began before this second");
-  command->add_option("--node", words->options.node, "Only calls on this node, or on \"station\"");
+  command->add_option("--thread", words->options.thread, "Only calls of this thread; 0 runs main")
+      ->type_name("N");
+  command->add_option("--from", words->options.from, "Only calls that began at this second or later")
+      ->type_name("S");
+  command->add_option("--to", words->options.to, "Only calls that began before this second")->type_name("S");
+  command->add_option("--node", words->options.node, "Only calls on this node, or on \"station\"")
+      ->type_name("NAME");
   command
       ->add_option("--text", words->options.form,
-                   "Texts of the board as utf8 (the default) or as they are, gbk")
-      ->transform(CLI::CheckedTransformer(
-          std::map<std::string, TextForm>{{"utf8", TextForm::utf8}, {"gbk", TextForm::gbk}}));
+                   "Texts of the board as utf8 (the default), or gbk as they are")
+      ->type_name("utf8|gbk")
+      ->transform(quiet(CLI::CheckedTransformer(
+          std::map<std::string, TextForm>{{"utf8", TextForm::utf8}, {"gbk", TextForm::gbk}})));
+  command->footer(std::string(kExitCodes) + kShowExamples);
   command->callback([&action, words] {
     action = [words] {
       const Recording recording = read_recording(words->file);
@@ -81,7 +115,8 @@ void add_stats(CLI::App& app, Action& action) {
   CLI::App* command =
       app.add_subcommand("stats", "Show a recording's figures: requests, calls, nodes, what is missing");
   const auto file = std::make_shared<std::string>();
-  command->add_option("FILE", *file, "The recording")->required();
+  command->add_option("FILE", *file, "The recording")->type_name("")->required();
+  command->footer(std::string(kExitCodes) + kStatsExamples);
   command->callback([&action, file] {
     action = [file] {
       const Recording recording = read_recording(*file);
@@ -99,12 +134,14 @@ void add_diff(CLI::App& app, Action& action) {
     std::optional<double> tolerance;
   };
   const auto words = std::make_shared<Words>();
-  command->add_option("A", words->a, "The first recording")->required();
-  command->add_option("B", words->b, "The second recording")->required();
+  command->add_option("A", words->a, "The first recording")->type_name("")->required();
+  command->add_option("B", words->b, "The second recording")->type_name("")->required();
   command
       ->add_option("--tolerance", words->tolerance,
                    "Also calls whose durations differ by more seconds than this; without it none")
-      ->check(CLI::NonNegativeNumber);
+      ->type_name("S")
+      ->check(quiet(CLI::NonNegativeNumber));
+  command->footer(std::string(kExitCodes) + kDiffExamples);
   command->callback([&action, words] {
     action = [words] {
       const Recording a = read_recording(words->a);
@@ -121,10 +158,12 @@ void add_cut(CLI::App& app, Action& action) {
     std::string file, out, from, to;
   };
   const auto words = std::make_shared<Words>();
-  command->add_option("FILE", words->file, "The recording")->required();
-  command->add_option("OUT", words->out, "The part; a file that is not there yet")->required();
-  command->add_option("--from", words->from, "The first record: a number as of show --all, or seconds: 2.5s");
-  command->add_option("--to", words->to, "Up to this one, which is left out");
+  command->add_option("FILE", words->file, "The recording")->type_name("")->required();
+  command->add_option("OUT", words->out, "The part; a file that is not there yet")->type_name("")->required();
+  command->add_option("--from", words->from, "The first record: a number as of show --all, or seconds: 2.5s")
+      ->type_name("PLACE");
+  command->add_option("--to", words->to, "Up to this one, which is left out")->type_name("PLACE");
+  command->footer(std::string(kExitCodes) + kCutExamples);
   command->callback([&action, words] {
     action = [words] {
       const auto place = [](const std::string& text) {
@@ -148,10 +187,14 @@ void add_redact(CLI::App& app, Action& action) {
     std::vector<std::string> dropped;
   };
   const auto words = std::make_shared<Words>();
-  command->add_option("FILE", words->file, "The recording")->required();
-  command->add_option("OUT", words->out, "The redacted one; a file that is not there yet")->required();
+  command->add_option("FILE", words->file, "The recording")->type_name("")->required();
+  command->add_option("OUT", words->out, "The redacted one; a file that is not there yet")
+      ->type_name("")
+      ->required();
   command->add_option("--drop", words->dropped, "Take out all bytes of this node; may be given several times")
+      ->type_name("NODE")
       ->allow_extra_args(false);
+  command->footer(std::string(kExitCodes) + kRedactExamples);
   command->callback([&action, words] {
     action = [words] {
       const Recording recording = read_recording(words->file);
@@ -168,13 +211,12 @@ std::optional<int> read_command_line(int argc, char** argv, Action& action) {
   CLI::App app("Shows recordings of real boards, compares, cuts and redacts them.", "boardrec");
   app.set_version_flag("--version", std::string("boardrec ") + version::text(), "Show the version");
   app.require_subcommand(1);
-  app.footer(kExitCodes);
+  app.footer(std::string(kExitCodes) + kStatsExamples + kShowExamples);
   add_show(app, action);
   add_stats(app, action);
   add_diff(app, action);
   add_cut(app, action);
   add_redact(app, action);
-  for (CLI::App* command : app.get_subcommands({})) command->footer(kExitCodes);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& help) {

@@ -112,6 +112,37 @@ void take_interface(Config& config, const std::string& text) {
   }
 }
 
+/// What stands behind the options; the manual page is made of it (scripts/man_pages.py).
+constexpr char kFooter[] =
+    R"(PROGRAM is looked for as the shell does, and "--" may be left out. The first line says which board it is
+and at which address; then comes what the program prints.
+
+Exit codes:
+  0-255  those of the program; 128 and the signal's number when a signal ended it
+  1      with --compare: something differs
+  64     the command line makes no sense
+  70     the program cannot be run on a board, or called something that boards do not know
+
+Environment:
+  BOARDSIM_PRELOAD_FIRST
+      a library that must stand before all others, for programs built with a sanitizer
+
+Examples:
+  boardsim --board 6484 -- boardtest
+      a board of this family that keeps running, for a station
+  boardsim --board list
+      the families; --fault list has the faults
+  boardsim --board loop --fault "rtc stopped" --speed 10 -- boardtest
+      a board with a broken clock, on which time runs ten times as fast
+  boardsim --replay session.rec -- boardtest
+      the program, answered by what was recorded on a real board
+)";
+
+/// The check without the words that the help would show behind the option's name.
+CLI::Validator quiet(CLI::Validator check) {
+  return check.description("");
+}
+
 /// The help, with what goes behind the options.
 class HelpText : public CLI::Formatter {
  public:
@@ -131,31 +162,48 @@ struct Words {
 /// Sessions that are kept, and those that were.
 void add_session_options(CLI::App& app, Options& options) {
   app.add_option("--record", options.record,
-                 "File that gets a recording of the program, as one is made on a real board");
+                 "File that gets a recording of the program, as one is made on a real board")
+      ->type_name("FILE");
   app.add_option("--station", options.config.station,
                  "File that says what a station does and when, in the board's own time; with --pace virtual")
-      ->check(CLI::ExistingFile);
+      ->type_name("FILE")
+      ->check(quiet(CLI::ExistingFile));
   app.add_option("--replay", options.replay,
                  "A recording of a board that answers the program call by call, instead of a simulated one; "
-                 "the first call that differs ends it. Nobody waits, but in --pace scaled");
+                 "the first call that differs ends it. Nobody waits, but in --pace scaled")
+      ->type_name("FILE");
   app.add_option("--compare", options.compare,
                  "A recording of a board whose session is run again, and every answer held against it; exit "
                  "status 1 when something differs")
-      ->check(CLI::ExistingFile);
+      ->type_name("FILE")
+      ->check(quiet(CLI::ExistingFile));
   app.add_option(
          "--tolerance", options.tolerance,
          "Milliseconds by which durations may differ in a comparison, besides a tenth of the longer one")
-      ->check(CLI::Range(0.0, 1e6))
+      ->type_name("MS")
+      ->check(quiet(CLI::Range(0.0, 1e6)))
       ->capture_default_str();
   app.add_flag("--json", options.json, "Print a comparison as JSON");
   app.add_option("--learn", options.learn,
-                 "New folder for what a compared recording tells of its board; --state starts from it");
+                 "New folder for what a compared recording tells of its board; --state starts from it")
+      ->type_name("FOLDER");
+}
+
+/// Devices of the board that appear on the PC.
+void add_pc_devices(CLI::App& app, Options& options) {
+  app.add_option("--uart1", options.config.uart1,
+                 "Path at which the board's first RS485 port appears as a serial device of this PC")
+      ->type_name("PATH");
+  app.add_option("--console-tty", options.console_tty,
+                 "Path at which the board's console appears as a serial device of this PC, in GBK")
+      ->type_name("PATH");
 }
 
 void add_options(CLI::App& app, Options& options, Words& words) {
   Config& config = options.config;
   app.add_option("--board", config.board,
                  "Board family or a device type code (0x9601); \"list\" names all families")
+      ->type_name("BOARD")
       ->capture_default_str();
   app.add_flag("--print-family", words.print_family,
                "Print the name of the family that --board means, and end; a program is not started");
@@ -163,34 +211,41 @@ void add_options(CLI::App& app, Options& options, Words& words) {
          "--speed", config.speed,
          "How many times as fast as the PC's clock time runs, in pace scaled. Above 40 the delays of the PC "
          "begin to count: tests that measure time, like that of the clock, may fail on a healthy board")
-      ->check(CLI::Range(0.001, 1e6))
+      ->type_name("N")
+      ->check(quiet(CLI::Range(0.001, 1e6)))
       ->capture_default_str();
   app.add_option("--pace", config.pace,
                  "How time passes: scaled, stepped (by the control channel, see --control) or virtual")
-      ->check(CLI::IsMember({"scaled", "stepped", "virtual"}))
+      ->type_name("scaled|stepped|virtual")
+      ->check(quiet(CLI::IsMember({"scaled", "stepped", "virtual"})))
       ->capture_default_str();
-  app.add_option("--control", config.control, "Unix socket at which the board takes commands");
-  app.add_option("--address", options.address,
-                 "Loopback address of the simulated eth0 (default: a free one)");
+  app.add_option("--control", config.control, "Unix socket at which the board takes commands")
+      ->type_name("SOCKET");
+  app.add_option("--address", options.address, "Loopback address of the simulated eth0 (default: a free one)")
+      ->type_name("ADDRESS");
   app.add_option("--interface", words.interfaces, "Address of a network interface: NAME=ADDRESS or NAME=none")
+      ->type_name("TEXT")
       ->allow_extra_args(false);
   app.add_option("--fault", config.faults,
                  "A fault to lay over the board, for example \"rtc stopped\"; \"list\" explains all")
+      ->type_name("TEXT")
       ->allow_extra_args(false);
-  app.add_option("--trace", config.trace, "File that gets every call of the program as it happens");
+  app.add_option("--trace", config.trace, "File that gets every call of the program as it happens")
+      ->type_name("FILE");
   app.add_option("--state", config.state,
-                 "Folder that belongs to this board: keeps its flash and eMMC between runs");
-  app.add_option("--devinfo", config.devinfo, "Folder whose files the program finds at /devinfo");
-  app.add_option("--uart1", config.uart1,
-                 "Path at which the board's first RS485 port appears as a serial device of this PC");
-  app.add_option("--console-tty", options.console_tty,
-                 "Path at which the board's console appears as a serial device of this PC, in GBK");
+                 "Folder that belongs to this board: keeps its flash and eMMC between runs")
+      ->type_name("FOLDER");
+  app.add_option("--devinfo", config.devinfo, "Folder whose files the program finds at /devinfo")
+      ->type_name("FOLDER");
+  add_pc_devices(app, options);
   app.add_option("--console", words.console, "Show the program's GBK output as utf8, or as it is: gbk")
-      ->check(CLI::IsMember({"utf8", "gbk"}))
+      ->type_name("utf8|gbk")
+      ->check(quiet(CLI::IsMember({"utf8", "gbk"})))
       ->capture_default_str();
   app.add_option("--reboot", words.reboot,
                  "What a restart of the board does: exit the program, or return to it")
-      ->check(CLI::IsMember({"exit", "return"}))
+      ->type_name("exit|return")
+      ->check(quiet(CLI::IsMember({"exit", "return"})))
       ->capture_default_str();
   app.add_flag("--every-address", config.every_address,
                "Let the program bind to all addresses of this PC when it asks to");
@@ -198,6 +253,7 @@ void add_options(CLI::App& app, Options& options, Words& words) {
   app.set_version_flag("--version", std::string("boardsim ") + version::text());
   // What follows the options is the program with its own: --help behind it is the program's.
   app.prefix_command();
+  app.footer(kFooter);
 }
 
 bool given(const CLI::App& app, const char* option) {

@@ -1,6 +1,7 @@
 #include "station/app/central_command.h"
 
 #include "station/app/exit_code.h"
+#include "station/app/footers.h"
 #include "station/app/records_words.h"
 
 #include <CLI/CLI.hpp>
@@ -64,22 +65,21 @@ void add_central_commands(CLI::App& records, Action& action) {
   CLI::App* forwarding =
       records.add_subcommand("forward", "Send to the central database what is not there yet");
   forwarding->add_option("FILE", words->file, "The records")->required();
-  forwarding->add_option("--to", words->url, "The database: postgresql://USER@HOST/DATABASE")->required();
-  forwarding->footer(
-      "No other process may own the file: a running line sends by itself. Exit codes: 0 all is there,\n"
-      "2 interrupted, 4 usage, or these are no records or tables that can be used, 6 the database is out of\n"
-      "reach or refuses, or the records cannot be written.");
+  forwarding->add_option("--to", words->url, "The database: postgresql://USER@HOST/DATABASE")
+      ->type_name("URL")
+      ->required();
+  forwarding->footer(footers::kForward);
   set_action(*forwarding, action, words, forward);
 
   CLI::App* central = records.add_subcommand("central", "The tables of a central database");
   central->require_subcommand(1);
   CLI::App* making = central->add_subcommand("init", "Make the tables, or bring them up to date");
   making->add_option("URL", words->url, "The database: postgresql://USER@HOST/DATABASE")->required();
-  making->add_option("--role", words->role,
-                     "A role that is there: it may insert and read, and nothing else, from now on");
-  making->footer(
-      "Exit codes: 0 the tables are there, 2 interrupted, 4 usage, or the tables are newer than this\n"
-      "t1station, 6 the database is out of reach or refuses.");
+  making
+      ->add_option("--role", words->role,
+                   "A role that is there: it may insert and read, and nothing else, from now on")
+      ->type_name("NAME");
+  making->footer(footers::kCentralInit);
   set_action(*making, action, words, init);
 }
 

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "station/app/footers.h"
 #include "station/app/line_command.h"
 #include "station/app/plan_command.h"
 #include "station/app/records_command.h"
@@ -220,8 +221,7 @@ void add_plan_options(CLI::App& run, CommandLine& line) {
 
 void add_choice_of_tests(CLI::App& run, CommandLine& line, Words& words) {
   run.add_option("TEST", words.tests,
-                 "Decimal code, hexadecimal code with 0x, or short name; with =N the parameter of this one")
-      ->type_name("");
+                 "Decimal code, hexadecimal code with 0x, or short name; with =N the parameter of this one");
   run.option_defaults()->group("Choosing tests, and what follows one");
   run.add_option("-p,--param", words.parameter,
                  "Voltage in hundredths of a volt (650 for 6.50 V), for the set-sub tests")
@@ -249,8 +249,8 @@ void add_shown(CLI::App& run, CommandLine& line, Words& words) {
                  "The board runs so many times as fast; for the progress display and --rs485")
       ->type_name("N")
       ->check(CLI::Validator(check_positive, ""));
-  run.add_option("--color", words.color, "auto, always or never")
-      ->type_name("WHEN")
+  run.add_option("--color", words.color, "When results are in colors; auto: on a terminal")
+      ->type_name("auto|always|never")
       ->check(CLI::Validator(check_color, ""));
 }
 
@@ -260,11 +260,7 @@ CLI::App* add_run(CLI::App& app, CommandLine& line, Words& words) {
   add_plan_options(*run, line);
   add_shown(*run, line, words);
   add_connection(*run, line, words);
-  run->footer(
-      "Exit codes: 0 all passed, 1 a test failed, 2 interrupted, 4 usage, 5 nothing selected,\n"
-      "6 board unreachable or protocol broken, 7 a report or standard output could not be written.\n"
-      "With a plan that is its verdict: 0 passed, 1 failed, 2 stopped, 6 error; besides, 4 plan, unit or\n"
-      "records refused, 6 records that cannot be written.");
+  run->footer(footers::kRun);
   return run;
 }
 
@@ -277,9 +273,7 @@ CLI::App* add_monitor(CLI::App& app, CommandLine& line, Words& words) {
       ->type_name("N")
       ->check(CLI::Validator(check_count, ""));
   add_connection(*monitor, line, words);
-  monitor->footer(
-      "Exit codes: 0 a limit is reached, 2 interrupted, 4 usage, 6 board unreachable, closed or unreadable,\n"
-      "7 standard output could not be written.");
+  monitor->footer(footers::kMonitor);
   return monitor;
 }
 
@@ -295,18 +289,24 @@ CLI::App* add_echo(CLI::App& app, CommandLine& line) {
       ->type_name("S")
       ->check(CLI::Validator(check_positive, ""))
       ->capture_default_str();
-  echo->footer(
-      "Exit codes: 0 the echo is right, 1 it is not, 2 interrupted, 4 usage, 6 no echo or no device,\n"
-      "7 standard output could not be written.");
+  echo->footer(footers::kEcho);
   return echo;
 }
 
 CLI::App* add_list(CLI::App& app, CommandLine& line) {
   CLI::App* list = app.add_subcommand("list", "Show the tests; needs no board");
-  list->add_option("--family", line.family,
-                   "Only those that boards of this family are given, in their order");
-  list->footer("Exit codes: 0 shown, 4 usage, 7 standard output could not be written.");
+  list->add_option("--family", line.family, "Only those that boards of this family are given, in their order")
+      ->type_name("NAME");
+  list->footer(footers::kList);
   return list;
+}
+
+// The name of what stands without an option says what it is.
+void hide_types(CLI::App& app) {
+  for (CLI::Option* option : app.get_options()) {
+    if (option->get_positional()) option->type_name("");
+  }
+  for (CLI::App* command : app.get_subcommands({})) hide_types(*command);
 }
 
 // The command is the first word, or the second one behind HOST. The parser itself would only miss one.
@@ -327,7 +327,7 @@ void check_command(const CLI::App& app, const std::vector<std::string>& argument
   words.resize(std::min<std::size_t>(words.size(), 2));
   if (std::any_of(words.begin(), words.end(), is_command)) return;
   const std::string commands =
-      "there are run, monitor, list, plan, records, stats, users and rs485-echo (t1station --help)";
+      "there are run, monitor, list, line, plan, records, stats, users and rs485-echo (t1station --help)";
   if (words.empty()) throw UsageError("which command? " + commands);
   const std::vector<std::string> meant = nearest(words.back(), names);
   if (words.size() == 1 && meant.empty())
@@ -429,7 +429,7 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
   CLI::App app("Runs the factory tests of a board over the network.", "t1station");
   app.require_subcommand(1);
   app.set_version_flag("--version", software());
-  app.footer("t1station COMMAND --help shows the options and exit codes of a command.");
+  app.footer(footers::kProgram);
   app.add_option("HOST", words.host,
                  "The board, for run and monitor: HOST or HOST:PORT, port 36001 by default");
   const CLI::App* list = add_list(app, line);
@@ -441,6 +441,7 @@ CommandLine parse_command_line(const std::vector<std::string>& arguments) {
   add_records_command(app, line.action);
   add_stats_command(app, line.action);
   add_users_command(app, line.action);
+  hide_types(app);
 
   check_command(app, arguments);
   refuse_missing_values(arguments);

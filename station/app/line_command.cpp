@@ -1,6 +1,7 @@
 #include "station/app/line_command.h"
 
 #include "station/app/exit_code.h"
+#include "station/app/footers.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -230,14 +231,11 @@ void add_line_command(CLI::App& app, Action& action) {
   CLI::App* line = app.add_subcommand("line", "Test many boards side by side, with a page for the operator");
   const auto file = std::make_shared<std::string>();
   line->add_option("FILE", *file, "The line: a TOML file (docs/line.md)");
-  line->footer(
-      "t1station line FILE serves until Ctrl-C; t1station line check FILE says what is wrong with it.\n"
-      "Exit codes: 0 ended in order, 4 the file, its users or keys are bad or the records are another\n"
-      "process's, 6 the port is taken or the records cannot be written.");
+  line->footer(footers::kLine);
   const auto checked = std::make_shared<std::string>();
   CLI::App* check = line->add_subcommand("check", "Say what is wrong with a line, its plans, users and keys");
   check->add_option("FILE", *checked, "The line: a TOML file")->required();
-  check->footer("Exit codes: 0 all is good, 4 it is not, with FILE:LINE:COLUMN: message for each mistake.");
+  check->footer(footers::kLineCheck);
   check->callback([&action, checked] {
     action = [checked](const Environment& around) { return FileCheck(around).check(*checked); };
   });

@@ -1,6 +1,7 @@
 #include "station/app/plan_command.h"
 
 #include "station/app/exit_code.h"
+#include "station/app/footers.h"
 
 #include <CLI/CLI.hpp>
 #include <memory>
@@ -50,14 +51,12 @@ void add_plan_command(CLI::App& app, Action& action) {
     if (plan->get_subcommands().empty())
       throw UsageError("plan what? there is: t1station plan check FILE ...");
   });
-  plan->footer("t1station plan check --help shows its exit codes.");
+  plan->footer(footers::kPlan);
   CLI::App* check_files =
       plan->add_subcommand("check", "Say what is wrong with plans, or what their steps are");
   const auto files = std::make_shared<std::vector<std::string>>();
   check_files->add_option("FILE", *files, "A plan: a TOML file (docs/plans.md)")->required();
-  check_files->footer(
-      "Exit codes: 0 all are good, 4 one is not, with FILE:LINE:COLUMN: message for each mistake,\n"
-      "7 standard output could not be written.");
+  check_files->footer(footers::kPlanCheck);
   check_files->callback(
       [&action, files] { action = [files](const Environment& around) { return check(*files, around); }; });
 }

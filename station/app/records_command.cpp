@@ -2,6 +2,7 @@
 
 #include "station/app/central_command.h"
 #include "station/app/exit_code.h"
+#include "station/app/footers.h"
 #include "station/app/records_words.h"
 
 #include <CLI/CLI.hpp>
@@ -179,12 +180,16 @@ std::string check_language(const std::string& word) {
   return language_named(word) ? "" : "\"" + word + "\" is no language: there are zh and en";
 }
 
+std::string with_exit_codes(const char* examples) {
+  return std::string(footers::kRecordsExitCodes) + examples;
+}
+
 /// Makes the commands below `records`.
 class Builder {
  public:
   Builder(CLI::App& records, Action& action) : records_(records), action_(action) {}
 
-  CLI::App& add(const std::string& name, const std::string& text, Doing doing) {
+  CLI::App& add(const std::string& name, const std::string& text, Doing doing, const std::string& footer) {
     CLI::App* command = records_.add_subcommand(name, text);
     command->add_option("FILE", words_->file, "The records")->required();
     command->callback([this_action = &action_, words = words_, doing] {
@@ -192,19 +197,18 @@ class Builder {
         return obey_with_records([&] { return doing(*words, around); }, around);
       };
     });
-    command->footer(
-        "Exit codes: 0 done, 1 there are findings (check), 4 usage, or these are no records that can be "
-        "used,\n"
-        "6 the records cannot be read or written, 7 the output could not be written.");
+    command->footer(footer);
     return *command;
   }
 
   void add_window(CLI::App& command) {
-    command.add_option("--serial", words_->serial, "Only runs of this unit");
-    command.add_option("--plan", words_->plan, "Only runs under the plan of this name");
-    command.add_option("--from", words_->from,
-                       "Only runs that started then or later: 2026-11-22, or a time in UTC");
-    command.add_option("--to", words_->to, "Only runs that started before");
+    command.add_option("--serial", words_->serial, "Only runs of this unit")->type_name("SN");
+    command.add_option("--plan", words_->plan, "Only runs under the plan of this name")->type_name("NAME");
+    command
+        .add_option("--from", words_->from,
+                    "Only runs that started then or later: 2026-11-22, or a time in UTC")
+        ->type_name("TIME");
+    command.add_option("--to", words_->to, "Only runs that started before")->type_name("TIME");
   }
 
   RecordsWords& words() { return *words_; }
@@ -224,43 +228,56 @@ void add_records_command(CLI::App& app, Action& action) {
     throw UsageError(
         "records what? there are check, list, suspect, show, head, export, release, forward and central");
   });
-  records->footer("t1station records COMMAND --help shows the options and exit codes of a command.");
+  records->footer(footers::kRecords);
   Builder builder(*records, action);
   RecordsWords& words = builder.words();
 
-  builder.add("check", "Say what in the records is not as it was stored", check)
+  builder.add("check", "Say what in the records is not as it was stored", check, footers::kRecordsCheck)
       .add_option("--head", words.head, "A run's hash that must be in the chain")
+      ->type_name("HASH")
       ->check(CLI::Validator(check_not_blank, ""));
-  CLI::App& listing = builder.add("list", "Show runs, one a line", list);
+  CLI::App& listing =
+      builder.add("list", "Show runs, one a line", list, with_exit_codes(footers::kRecordsList));
   builder.add_window(listing);
   listing.add_option("--verdict", words.verdict, "Only runs that ended so")
+      ->type_name("VERDICT")
       ->check(CLI::Validator(check_verdict, ""));
-  builder.add("suspect", "Show the runs of a slot between its last wrong check and the one before", suspect)
+  builder
+      .add("suspect", "Show the runs of a slot between its last wrong check and the one before", suspect,
+           with_exit_codes(footers::kRecordsSuspect))
       .add_option("--slot", words.slot, "The slot's name")
+      ->type_name("NAME")
       ->required();
-  builder.add("show", "Show one run with its attempts", show)
+  builder.add("show", "Show one run with its attempts", show, with_exit_codes(footers::kRecordsShow))
       .add_option("RUN", words.run, "The run's id")
       ->required();
-  builder.add("head", "Print the hash of the run that ended last", head);
-  CLI::App& exporting = builder.add("export", "Write whole runs in a form for other programs", export_runs);
+  builder.add("head", "Print the hash of the run that ended last", head,
+              with_exit_codes(footers::kRecordsHead));
+  CLI::App& exporting = builder.add("export", "Write whole runs in a form for other programs", export_runs,
+                                    with_exit_codes(footers::kRecordsExport));
   exporting
       .add_option("--format", words.format,
                   "jsonl (one run a line), csv (one attempt a row), junit, ocp, cfx, or html (to print: the "
                   "runs of --run or --serial, else a report of the window)")
+      ->type_name("FORMAT")
       ->required()
       ->check(CLI::Validator(check_format, ""));
-  exporting.add_option("--run", words.run, "Only the run with this id");
+  exporting.add_option("--run", words.run, "Only the run with this id")->type_name("ID");
   builder.add_window(exporting);
   exporting.add_flag("--gbk", words.is_gbk, "csv in GBK instead of UTF-8");
-  exporting.add_option("--language", words.language, "html in zh or en instead of both")
+  exporting.add_option("--language", words.language, "html in one language instead of both")
+      ->type_name("zh|en")
       ->check(CLI::Validator(check_language, ""));
-  exporting.add_option("-o,--out", words.out, "Write to this file instead of standard output");
-  CLI::App& releasing = builder.add("release", "Let a unit run again that has used up its runs", release);
+  exporting.add_option("-o,--out", words.out, "Write to this file instead of standard output")
+      ->type_name("FILE");
+  CLI::App& releasing = builder.add("release", "Let a unit run again that has used up its runs", release,
+                                    with_exit_codes(footers::kRecordsRelease));
   releasing.add_option("SERIAL", words.serial, "The unit's serial number")->required();
   releasing.add_option("--reason", words.reason, "Why; kept with the records")
+      ->type_name("TEXT")
       ->required()
       ->check(CLI::Validator(check_not_blank, ""));
-  releasing.add_option("--operator", words.operator_name, "Who says so");
+  releasing.add_option("--operator", words.operator_name, "Who says so")->type_name("NAME");
   add_central_commands(*records, action);
 }
 

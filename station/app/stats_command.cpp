@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "station/app/exit_code.h"
+#include "station/app/footers.h"
 #include "station/app/records_words.h"
 #include "station/central/address.h"
 #include "station/central/central_figures.h"
@@ -42,15 +43,15 @@ void add_stats_command(CLI::App& app, Action& action) {
   CLI::App* stats = app.add_subcommand("stats", "Show the figures of records; needs no board");
   const auto words = std::make_shared<StatsWords>();
   stats->add_option("FILE", words->file, "The records, or the URL of a central database")->required();
-  stats->add_option("--from", words->from,
-                    "Only runs that started then or later: 2026-11-22, or a time in UTC");
-  stats->add_option("--to", words->to, "Only runs that started before");
-  stats->add_option("--plan", words->plan, "Only runs under a plan of this name, of any version");
+  stats
+      ->add_option("--from", words->from,
+                   "Only runs that started then or later: 2026-11-22, or a time in UTC")
+      ->type_name("TIME");
+  stats->add_option("--to", words->to, "Only runs that started before")->type_name("TIME");
+  stats->add_option("--plan", words->plan, "Only runs under a plan of this name, of any version")
+      ->type_name("NAME");
   stats->add_flag("--json", words->is_json, "Print one JSON document (docs/line-http.md has its keys)");
-  stats->footer(
-      "Exit codes: 0 shown, 4 usage, or these are no records that can be used, 6 the records cannot be "
-      "read,\n"
-      "7 standard output could not be written.");
+  stats->footer(footers::kStats);
   stats->callback([&action, words] {
     action = [words](const Environment& around) {
       return obey_with_records([&] { return show(*words, around); }, around);

@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "station/app/exit_code.h"
+#include "station/app/footers.h"
 #include "station/plan/bad_file.h"
 #include "station/text/errors.h"
 #include "station/text/text.h"
@@ -106,15 +107,15 @@ void add_users_command(CLI::App& app, Action& action) {
     if (users->get_subcommands().empty())
       throw UsageError("users what? there is: t1station users add FILE NAME --role ROLE");
   });
-  users->footer("t1station users add --help shows its exit codes.");
+  users->footer(footers::kUsers);
   CLI::App* adding = users->add_subcommand("add", "Add a user to a file of users, or make it");
   const auto words = std::make_shared<NewUser>();
   adding->add_option("FILE", words->file, "The file that the line's [users] names")->required();
   adding->add_option("NAME", words->name, "The user's name")->required();
-  adding->add_option("--role", words->role, "viewer, operator or engineer")->required();
-  adding->footer(
-      "The password is asked for twice; from a pipe it is one line.\n"
-      "Exit codes: 0 added, 2 Ctrl-C, 4 usage, or the file is bad, 7 it cannot be written.");
+  adding->add_option("--role", words->role, "What the user may do")
+      ->type_name("viewer|operator|engineer")
+      ->required();
+  adding->footer(footers::kUsersAdd);
   adding->callback(
       [&action, words] { action = [words](const Environment& around) { return add(*words, around); }; });
 }

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# What bash offers behind the beginning of a command line of t1station: completion_test.sh T1STATION
+# What bash offers behind the beginning of a command line: completion_test.sh T1STATION BOARDSIM BOARDREC
 set -euo pipefail
 program=$1
 cd "$(dirname "$0")/../.."
@@ -46,7 +46,21 @@ offers "rkd1 rkd2" list --family rk
 offers "always auto" 192.0.2.7 run --color a
 offers "" 192.0.2.7 run --operator m
 offers "" 192.0.2.7 run --timeout 1
+offers "zh en" records export main.db --language ""
+program=$2
+offers "--pace --print-family" --p
+offers "scaled stepped" --pace s
+offers "rkd1 rkd2" --board rk
+offers "main.toml main.db" --trace ma
+program=$3
+offers "show stats" s
+offers "--tolerance" diff main.db main.db --t
+offers "utf8" show --text u
+offers "main.toml main.db" show ma
+program=$1
 formats=$(_t1station_values "$program" --format "records export")
 [[ " $formats " == *" jsonl "*"csv "* ]] || { echo "formats: $formats"; status=1; }
-[ "$(complete -p t1station)" = "complete -F _t1station t1station" ] || status=1
+for command in t1station boardsim boardrec; do
+  [ "$(complete -p $command)" = "complete -F _t1station $command" ] || status=1
+done
 exit $status

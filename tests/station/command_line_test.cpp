@@ -189,7 +189,7 @@ TEST(CommandLineTest, OneFileForTwoReportsIsRefusedHoweverItIsSpelled) {
 
 TEST(CommandLineTest, AWordThatNobodyKnowsIsRefusedWithThoseThatAreMeant) {
   const std::string commands =
-      "there are run, monitor, list, plan, records, stats, users and rs485-echo (t1station --help)";
+      "there are run, monitor, list, line, plan, records, stats, users and rs485-echo (t1station --help)";
   EXPECT_EQ(refusal_of({"b", "runn", "rtc"}), "\"runn\" is no command; " + commands + ". Did you mean run?");
   EXPECT_EQ(refusal_of({"b", "rtc"}), "\"rtc\" is no command; " + commands);
   EXPECT_EQ(refusal_of({"b"}), "what is to be done with b? " + commands);
@@ -250,11 +250,11 @@ TEST(CommandLineTest, EachCommandHasAHelpOfItsOwnWhichNeedsNoBoard) {
     std::string usage, exit_code;
   };
   const std::vector<Case> cases{
-      {{"run", "--help"}, "Usage: t1station HOST run [", "1 a test failed"},
-      {{"b", "run", "-h"}, "Usage: t1station HOST run [", "5 nothing selected"},
-      {{"monitor", "--help"}, "Usage: t1station HOST monitor [", "0 a limit is reached"},
-      {{"list", "--help"}, "Usage: t1station list [", "0 shown"},
-      {{"rs485-echo", "--help"}, "Usage: t1station rs485-echo [", "6 no echo"},
+      {{"run", "--help"}, "Usage: t1station HOST run [", "1  a test failed"},
+      {{"b", "run", "-h"}, "Usage: t1station HOST run [", "5  nothing selected"},
+      {{"monitor", "--help"}, "Usage: t1station HOST monitor [", "0  a limit is reached"},
+      {{"list", "--help"}, "Usage: t1station list [", "0  shown"},
+      {{"rs485-echo", "--help"}, "Usage: t1station rs485-echo [", "6  no echo"},
       {{"--help"}, "Usage: t1station [", "t1station COMMAND --help"},
   };
   for (const Case& one : cases) {
@@ -264,6 +264,27 @@ TEST(CommandLineTest, EachCommandHasAHelpOfItsOwnWhichNeedsNoBoard) {
     EXPECT_NE(line.help.find(one.exit_code), std::string::npos) << line.help;
   }
   EXPECT_EQ(parse_command_line({"rs485-echo", "--help"}).help.find("nothing selected"), std::string::npos);
+}
+
+TEST(CommandLineTest, TheExamplesOfEachHelpAreUnderstood) {
+  const std::string program = "  t1station ";
+  int examples = 0;
+  for (const char* command :
+       {"", "list", "run", "monitor", "rs485-echo", "line", "line check", "plan check", "users add", "stats",
+        "records check", "records list", "records suspect", "records show", "records head", "records export",
+        "records release", "records forward", "records central init"}) {
+    std::istringstream help(parse_command_line(split(std::string(command) + " --help")).help);
+    std::string line;
+    while (std::getline(help, line) && line != "Examples:") continue;
+    while (std::getline(help, line)) {
+      if (!line.starts_with(program)) continue;
+      ++examples;
+      EXPECT_EQ(refusal_of(split(line.substr(program.size(), line.find(" && ") - program.size()))),
+                "not refused")
+          << line;
+    }
+  }
+  EXPECT_GE(examples, 20);
 }
 
 }  // namespace
