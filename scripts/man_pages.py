@@ -7,6 +7,7 @@ import pathlib
 import re
 import subprocess
 import sys
+import textwrap
 
 # Headings of a help, in the order in which a page has them; other headings are groups of options.
 SECTIONS = {"positionals": "ARGUMENTS", "options": "OPTIONS", "subcommands": "COMMANDS", "exit codes": "EXIT STATUS",
@@ -18,8 +19,13 @@ ESCAPES = {"\\": "\\e", "-": "\\-", "'": "\\(aq", "`": "\\(ga", "^": "\\(ha", "~
 
 def escaped(text):
     """Text as roff shows it, character by character."""
-    text = "".join(ESCAPES.get(letter, letter) for letter in text)
-    return "\\&" + text if text.startswith(".") else text
+    return "".join(ESCAPES.get(letter, letter) for letter in text)
+
+
+def prose(text):
+    """Text as lines of a page, none of which is a request."""
+    lines = textwrap.wrap(escaped(text), 79, break_long_words=False, break_on_hyphens=False)
+    return ["\\&" + line if line.startswith(".") else line for line in lines]
 
 
 def bold(text):
@@ -104,8 +110,8 @@ class Page:
                        ".SH SYNOPSIS", marked(self.told.usage)]
         if self.told.paragraphs:
             self.lines.append(".SH DESCRIPTION")
-            for paragraph in self.told.paragraphs:
-                self.lines += [".PP", escaped(paragraph)]
+            for number, paragraph in enumerate(self.told.paragraphs):
+                self.lines += ([".PP"] if number else []) + prose(paragraph)
 
     def write_entries(self, title, entries):
         for head, text in entries:
@@ -113,11 +119,10 @@ class Page:
             if title in ("ARGUMENTS", "OPTIONS"):
                 head, text = self.option(head, text)
             elif title == "COMMANDS":
-                head = f"\\fB{escaped('-'.join([*self.command, head]))}\\fR(1)"
-                text = escaped(text)
+                head = bold("-".join([*self.command, head])) + "(1)"
             else:
-                head, text = bold(head), escaped(text)
-            self.lines += [head, text]
+                head = bold(head)
+            self.lines += [head, *prose(text)]
 
     @staticmethod
     def option(head, text):
@@ -141,7 +146,7 @@ class Page:
             word, *options = condition.split()
             remarks.append(f"{'Only with' if word == 'Needs:' else 'Not with'} {' and '.join(options)}.")
         remarks = [remark if remark.endswith((".", ":")) else remark + "." for remark in remarks]
-        return shown, escaped(" ".join(remarks) if len(remarks) > 1 else text)
+        return shown, " ".join(remarks) if len(remarks) > 1 else text
 
     def text(self):
         return "\n".join(self.lines) + "\n"
