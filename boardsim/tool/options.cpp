@@ -118,10 +118,11 @@ constexpr char kFooter[] =
 and at which address; then comes what the program prints.
 
 Exit codes:
-  0-255  those of the program; 128 and the signal's number when a signal ended it
-  1      with --compare: something differs
-  64     the command line makes no sense
-  70     the program cannot be run on a board, or called something that boards do not know
+  N   the program ended with it, or was ended by signal N - 128
+  0   with --compare: all agrees; with --replay: every call was as recorded
+  1   with --compare, --replay: something differs
+  64  nothing can be made of the command line, or with --compare of the recording
+  70  program or recording cannot be used, or the program called something that no board knows
 
 Environment:
   BOARDSIM_PRELOAD_FIRST
