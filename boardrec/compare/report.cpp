@@ -92,7 +92,7 @@ std::string table_text(const Report& report) {
                      count_text(comparison.requests, "request") + " of the station\nSimulated board " +
                      report.board + "\n";
   if (!report.broken.empty()) text += "The recording ends early: " + report.broken + "\n";
-  if (comparison.requests == 0) text += "The station asked for no test: nothing of the board was tried\n";
+  if (comparison.requests == 0) text += "The station asked for no test\n";
   text += "\n" + device_table(comparison);
   text += section("What differs", comparison.findings, finding_text);
   text += section("Where the programs went different ways", comparison.partings, parting_text);

@@ -213,6 +213,7 @@ TEST(Partings, AProgramThatGoesAnotherWayIsToldWithTheAnswerBefore) {
       boardrec::table_text({.file = "session.rec", .board = "normal (0x9601)", .comparison = found}),
       "Recording session.rec: 0.0 s, 0 requests of the station\n"
       "Simulated board normal (0x9601)\n"
+      "The station asked for no test\n"
       "\n"
       "Device      Compared  Agree  Differ  Recorded only  Simulated only\n"
       "/dev/qznio         3      2       1              -               1\n"
