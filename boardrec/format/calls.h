@@ -56,6 +56,7 @@ enum class Call : std::uint16_t {
   gettimeofday = 65,
   system = 70,
   reboot = 71,
+  random = 72,  ///< from kVersionWithRandom on
   pthread_create = 80,
   pthread_join = 81,
   pthread_cancel = 82,
@@ -135,6 +136,7 @@ inline constexpr CallRow kCalls[] = {
     {Call::gettimeofday, "gettimeofday", "", "time"},
     {Call::system, "system", "path", ""},
     {Call::reboot, "reboot", "command", ""},
+    {Call::random, "random", "", ""},
     {Call::pthread_create, "pthread_create", "", "thread"},
     {Call::pthread_join, "pthread_join", "thread", ""},
     {Call::pthread_cancel, "pthread_cancel", "thread", ""},

@@ -11,13 +11,17 @@ namespace boardrec {
 /// `kOrder`.
 inline constexpr char kMagic[8] = {'B', 'O', 'A', 'R', 'D', 'R', 'E', 'C'};
 inline constexpr std::uint32_t kOrder = 0x01020304;
-inline constexpr std::uint16_t kVersion = 1;
+inline constexpr std::uint16_t kVersion = 2;
+inline constexpr std::uint16_t kOldestVersion = 1;
+/// From this version on recordings have the numbers that random() gave, of which another C library has
+/// others.
+inline constexpr std::uint16_t kVersionWithRandom = 2;
 
-/// Begins a recording. A reader of this version reads version 1 only.
+/// Begins a recording. A reader reads versions from the oldest to its own.
 struct Header {
   char magic[8];            ///< kMagic
   std::uint32_t order;      ///< kOrder
-  std::uint16_t version;    ///< kVersion
+  std::uint16_t version;    ///< kVersion of who recorded
   std::uint16_t word_size;  ///< bytes of a long on the machine that recorded: 4 or 8
   std::uint64_t real_time;  ///< when recording began: nanoseconds since 1970
   std::uint64_t monotonic;  ///< the same moment on the monotonic clock, nanoseconds; records count from there

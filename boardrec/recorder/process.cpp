@@ -1,4 +1,4 @@
-// Commands and restarts.
+// Commands and restarts, and random numbers.
 #include <stdlib.h>
 #include <sys/reboot.h>
 #include <unistd.h>
@@ -12,6 +12,7 @@ using boardrec::Entry;
 BOARDREC_NEXT(system);
 BOARDREC_NEXT(reboot);
 BOARDREC_NEXT(fork);
+BOARDREC_NEXT(random);
 
 #pragma GCC visibility push(default)
 extern "C" {
@@ -30,6 +31,12 @@ int reboot(int command) noexcept {
   entry.in(static_cast<std::int64_t>(static_cast<std::uint32_t>(command)));
   entry.announce();
   return entry.end(entry.make([=] { return next_reboot(command); }));
+}
+
+long random() noexcept {
+  Entry entry(Call::random);
+  if (!entry) return next_random();
+  return entry.end(entry.make([] { return next_random(); }));
 }
 
 // A child is another program: its calls are not recorded.

@@ -1,4 +1,5 @@
-// Shell commands and restarts, as they were recorded: nothing is started, nothing restarts.
+// Shell commands and restarts, as they were recorded: nothing is started, nothing restarts. And random
+// numbers, which another C library makes otherwise.
 #include <sys/reboot.h>
 
 #include <cstdlib>
@@ -22,6 +23,11 @@ int system(const char* command) {
 int reboot(int command) noexcept {
   if (!is_replayed()) BOARDREC_PASS_ON(reboot, command);
   return returned_int(next_answer(Call::reboot, {Handed::of(command)}));
+}
+
+long random() noexcept {
+  if (!is_replayed() || !boardrec::has_random_numbers()) BOARDREC_PASS_ON(random);
+  return boardrec::returned(next_answer(Call::random, {}));
 }
 
 }  // extern "C"

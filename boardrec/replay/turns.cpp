@@ -344,6 +344,10 @@ void finish_replay(int status) {
   say("boardsim: replayed " + played(now, now.turn) + ": every call as it was recorded\n");
 }
 
+bool has_random_numbers() {
+  return state().recording.header.version >= kVersionWithRandom;
+}
+
 bool is_replayed() {
   return my_thread != kNobody && depth == 0;
 }

@@ -45,6 +45,9 @@ void begin_replay();
 /// The program has ended by itself with this status, at its turn or too early.
 void finish_replay(int status);
 
+/// Whether the recording has the numbers that random() gave, which those of the format's first version lack.
+bool has_random_numbers();
+
 /// Whether the calling thread's calls are answered: it is the program's, and this is no call within another.
 bool is_replayed();
 

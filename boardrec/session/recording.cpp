@@ -113,9 +113,10 @@ Header header_of(std::string_view bytes, const std::string& name) {
       throw Unreadable(name + " was recorded on a machine of the other byte order");
     throw Unreadable(name + " is damaged within its first 64 bytes");
   }
-  if (header.version != kVersion) {
+  if (header.version < kOldestVersion || header.version > kVersion) {
     throw Unreadable(name + " has version " + std::to_string(header.version) +
-                     " of the format; this program reads " + std::to_string(kVersion));
+                     " of the format; this program reads " + std::to_string(kOldestVersion) + " to " +
+                     std::to_string(kVersion));
   }
   if (header.checksum != checksum(raw(bytes), offsetof(Header, checksum)))
     throw Unreadable(name + " is damaged within its first 64 bytes");

@@ -42,7 +42,7 @@ def values_of(body, at):
 def records_of(file):
     data = pathlib.Path(file).read_bytes()
     magic, order, version = struct.unpack_from("<8sIH", data)
-    assert (magic, order, version) == (b"BOARDREC", 0x01020304, 1)
+    assert (magic, order, version) == (b"BOARDREC", 0x01020304, 2)
     assert zlib.crc32(data[:60]) == struct.unpack_from("<I", data, 60)[0], "the header's checksum"
     at = 64
     while at < len(data):
@@ -87,7 +87,7 @@ class RecordedProgramTest(unittest.TestCase):
                          "a sanitizer would have to stand before it")
     @unittest.skipIf(PROGRAM.endswith("_64"), "a replay answers by the names of the board's program, whose times have 32 bits")
     def test_what_was_recorded_of_this_machine_comes_out_of_a_replay(self):
-        for deed in ("files", "streams", "terminals", "clocks", "unknown", "threads", "refused-thread", "cancelled", "many"):
+        for deed in ("files", "streams", "terminals", "clocks", "random", "unknown", "threads", "refused-thread", "cancelled", "many"):
             with self.subTest(deed):
                 ran, records = self.recorded(deed)
                 # The folder's file is gone, and of the terminal nothing is left: the recording has all that they said.

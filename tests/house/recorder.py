@@ -8,7 +8,7 @@ LEFT_OUT = {
     "memory and texts of the process": """
         calloc free malloc realloc memchr memcmp memcpy memmove memset snprintf sscanf strchr strcmp strcspn strerror
         strftime strlen strncmp strncpy strnlen strspn strstr strtol strtoll strtoul
-        inet_addr inet_ntop inet_pton cfmakeraw cfsetispeed cfsetospeed random srandom""",
+        inet_addr inet_ntop inet_pton cfmakeraw cfsetispeed cfsetospeed srandom""",
     "the console, which the program writes and nobody answers": "fflush fprintf fputc fputs perror printf puts stderr stdout",
     "how this process takes signals and cancelling": "pthread_setcancelstate signal",
     "the runtime of C and C++": """

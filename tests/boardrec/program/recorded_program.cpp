@@ -150,6 +150,13 @@ int clocks(const std::string&) {
   return 0;
 }
 
+/// Others in each run: the seed is the process's own.
+int random_numbers(const std::string&) {
+  srandom(static_cast<unsigned>(getpid()));
+  for (int i = 0; i < 3; ++i) show("random", random());
+  return 0;
+}
+
 /// Each of these is handed memory that is none.
 int bad_pointers(const std::string& folder) {
   const int fd = open("/dev/zero", O_RDWR);
@@ -353,6 +360,7 @@ constexpr Deed kDeeds[] = {
     {"terminals", terminals},
     {"sockets", sockets},
     {"clocks", clocks},
+    {"random", random_numbers},
     {"bad-pointers", bad_pointers},
     {"unknown", unknown_requests},
     {"threads", threads},

@@ -79,8 +79,14 @@ TEST(Damage, TheOtherByteOrderAndAnotherVersionAreSaid) {
   other_order.header().order = __builtin_bswap32(boardrec::kOrder);
   EXPECT_EQ(refusal(other_order.bytes()), "it was recorded on a machine of the other byte order");
   RecordingWriter newer = clock_session();
-  newer.header().version = 2;
-  EXPECT_EQ(refusal(newer.bytes()), "it has version 2 of the format; this program reads 1");
+  newer.header().version = 3;
+  EXPECT_EQ(refusal(newer.bytes()), "it has version 3 of the format; this program reads 1 to 2");
+}
+
+TEST(Damage, ARecordingOfTheFirstVersionIsRead) {
+  RecordingWriter older = clock_session();
+  older.header().version = 1;
+  EXPECT_EQ(refusal(older.bytes()), "read");
 }
 
 TEST(Damage, WhatIsNoRecordingIsSaid) {
