@@ -1,9 +1,10 @@
 #!/usr/bin/python3
-"""Makes the pictures of docs/line.md and docs/results.md anew, from the running pages: line_pictures.py [FOLDER [NAME ...]].
-Those with zh in their names are of the pages in Chinese. Those of results need build/release/station/t1station."""
+"""Makes the pictures of docs/line.md, first-day.md and results.md anew, from the running pages:
+line_pictures.py [FOLDER [NAME ...]]. Those with zh in their names are of the pages in Chinese. Those of results need build/release/station/t1station."""
 import base64
 import pathlib
 import struct
+import subprocess
 import sys
 import zlib
 
@@ -28,8 +29,9 @@ ERROR = slot("3", "done", run(3, "AB00012347", verdict="error", seconds=80.4, fa
     failure("sd", "timed_out", None, 2, 2, [])]))
 ASKING = slot("4", "testing", run(4, "AB00012348", step="light", index=14, total=19, started=moment(-40),
                                   question={"zh": "补光灯亮了吗?", "en": "Is the light on?"}))
+CHECK_DUE = [slot(number, "locked", reason="its check is due") for number in ("1", "2")]
 PICTURES = {  # name: language, slots, whether the station is there
-    "idle": ("en", IDLE, True), "testing": ("en", TESTING, True), "passed": ("en", [PASSED, *TESTING[1:]], True),
+    "idle": ("en", IDLE, True), "testing": ("en", TESTING, True), "check": ("en", CHECK_DUE, True), "passed": ("en", [PASSED, *TESTING[1:]], True),
     "failed": ("en", [slot("1", next=True), FAILED, *TESTING[2:3], slot("4")], True),
     "error": ("en", [slot("1", next=True), *TESTING[1:2], ERROR, slot("4")], True),
     "question": ("zh", [{**PASSED, "next": True}, FAILED, ERROR, ASKING], True),
@@ -40,6 +42,7 @@ RESULTS = {  # name: address, height in pixels
     "results-runs": ("runs?verdict=failed&from=2026-03-28&plan=main-board&language=en", 620),
     "results-zh": ("results?from=2026-03-28&to=2026-03-31&language=zh", 1950),
     "results-zh-runs": ("runs?verdict=failed&from=2026-03-28&plan=main-board&language=zh", 620),
+    "results-shift": ("en", 1000), "results-zh-shift": ("zh", 1000),  # a report in this language, a file
     "results-run": ("runs?serial=AB00000003&language=zh", 1010)}
 
 
@@ -94,12 +97,23 @@ def picture(driver, language, slots, there):
         line.close()
 
 
+def report_of_shift(line, language):
+    """Where the report of the first day's twelve hours is, as a line's engineer makes it."""
+    report = line.path("shift.html")
+    subprocess.run([line.program, "records", "export", line.path("records.db"), "--format", "html", "--language", language,
+                    "--from", "2026-03-29T00:00:00Z", "--to", "2026-03-29T12:00:00Z", "-o", report], check=True)
+    return pathlib.Path(report).as_uri()
+
+
 def picture_of_results(driver, line, address, height):
     """A page of the engineer's, as a small PNG; of a unit the report of its first run."""
     driver.execute_cdp_cmd("Emulation.setTimezoneOverride", {"timezoneId": "Asia/Shanghai"})
     driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
                            {"width": 1280, "height": height, "deviceScaleFactor": 1, "mobile": False})
     wait = WebDriverWait(driver, PATIENCE)
+    if address in ("en", "zh"):
+        driver.get(report_of_shift(line, address))
+        return indexed(driver, driver.execute_cdp_cmd("Page.captureScreenshot", {"format": "png"})["data"])
     ready = "return document.body?.dataset.ready === 'true'"
     driver.get(line.url + address)
     wait.until(lambda _: driver.execute_script(ready))
