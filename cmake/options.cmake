@@ -57,10 +57,16 @@ if(BT_SANITIZE)
   target_compile_options(bt_options INTERFACE -Wno-tsan)
 endif()
 
+# What is installed elsewhere says nothing of the folder that it was compiled in: two folders give the same bytes.
+option(BT_OPTIMISED "What runs on the PC is optimised too, as it is for packages and benchmarks" ${BT_BENCH})
+if(BT_OPTIMISED OR NOT BT_PC)
+  target_compile_options(bt_options INTERFACE -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
+endif()
+
 # bt_compile_quickly(TARGET ...): what runs on a PC and whose speed nobody notices is not optimised: half of what the
 # compiler does for it is done for nothing. Benchmarks run behind it, and want it out of the way.
 set(quickly -O0)
-if(BT_BENCH)
+if(BT_OPTIMISED)
   set(quickly -w) # warnings are the other builds' business
 endif()
 function(bt_compile_quickly)

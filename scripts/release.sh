@@ -1,13 +1,16 @@
 #!/usr/bin/env bash
-# Packs an archive of what was built, called by ./build-arm --release:
-#   scripts/release.sh board ARCHITECTURE COMPILER   the static program for boards: armhf arm-linux-gnueabihf
-#   scripts/release.sh station                       the station client for PCs like this one
+# Packs what was built, called by ./build-arm --release:
+#   scripts/release.sh board ARCHITECTURE COMPILER   an archive of the static program for boards: armhf arm-linux-gnueabihf
+#   scripts/release.sh station                       an archive of the station client for PCs like this one
+#   scripts/release.sh packages                      Debian packages for PCs like this one
+# The same commit gives the same bytes, whatever the folder: times are those of SOURCE_DATE_EPOCH, or of the commit.
 set -euo pipefail
+umask 022
 cd "$(dirname "$0")/.."
 . scripts/prepare.sh
 
 version=$(git describe --always --dirty --tags) || die 3 "the version comes from git, and this folder is no clone"
-time=$(git log -1 --format=%ct)
+export SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}
 
 # A document for an archive, which has none of those that it links to.
 document() {
@@ -36,7 +39,8 @@ board() {
   install -m 644 "/usr/share/doc/gcc-12-$compiler-base/copyright" "$folder/licences/gcc.copyright"
   install -m 644 /usr/share/common-licenses/{LGPL-2.1,GPL-2,GPL-3} "$folder/licences"
   dpkg-query -W -f '${Package} ${Version}\n' "libc6-dev-$architecture-cross" "libstdc++-12-dev-$architecture-cross" \
-    "libgcc-12-dev-$architecture-cross" >"$folder/licences/versions"
+    "libgcc-12-dev-$architecture-cross" "libc6-$architecture-cross" "libstdc++6-$architecture-cross" \
+    "libgcc-s1-$architecture-cross" >"$folder/licences/versions"
 }
 
 # The Debian packages that bring the libraries of programs, each with the version that it was linked with.
@@ -47,7 +51,7 @@ packages_of() {
 }
 
 station() {
-  install -m 755 build/release/station/t1station build/release/boardrec/boardrec packaging/first-board.sh "$folder"
+  install -m 755 build/package/station/t1station build/package/boardrec/boardrec packaging/first-board.sh "$folder"
   strip "$folder/t1station" "$folder/boardrec"
   document docs/installing-station.md
   document docs/first-board.md
@@ -55,14 +59,51 @@ station() {
   install -D -m 644 -t "$folder/plans" plans/*.toml
   install -m 644 packaging/t1station.bash packaging/t1station-line@.service "$folder"
   packages_of "$folder/t1station" "$folder/boardrec" >"$folder/NEEDS"
-  local package
-  for package in libboost1.81-dev libcli11-dev nlohmann-json3-dev libtomlplusplus-dev; do # their headers are compiled in
-    install -m 644 "/usr/share/doc/$package/copyright" "$folder/licences/$package.copyright"
+  scripts/notices.sh "$folder/licences" CLI/CLI.hpp nlohmann/json.hpp boost/beast.hpp toml++/toml.h
+}
+
+# A package's version: between two releases a later commit's is higher.
+debian_version() {
+  local number
+  number=$(sed -nE 's/^project\(boardtest VERSION ([0-9.]+) .*/\1/p' CMakeLists.txt)
+  echo "$number+$(date --utc --date "@$SOURCE_DATE_EPOCH" +%Y%m%d%H%M%S).g${version//-/.}"
+}
+
+packages() {
+  local stage=build/debian number package sums
+  number=${1:-$(debian_version)}
+  rm -rf "$stage"
+  mkdir -p "$stage/boardtest" build/packages
+  cp -r packaging/debian "$stage/boardtest"
+  ln -s "$PWD" "$stage/boardtest/sources"
+  ln -s "$PWD/build/package" "$stage/boardtest/built"
+  cat >"$stage/boardtest/debian/changelog" <<CHANGES
+boardtest ($number) unstable; urgency=medium
+
+  * Built of $version.
+
+ -- $(sed -n 's/^Maintainer: //p' packaging/debian/control)  $(date --utc --rfc-email --date "@$SOURCE_DATE_EPOCH")
+CHANGES
+  kept build/debian.log "Packing" env --chdir="$stage/boardtest" dpkg-buildpackage --build=binary --no-sign ||
+    { tail -n 12 build/debian.log >&2; die 3 "dpkg-buildpackage failed; its whole output is in build/debian.log"; }
+  mv "$stage"/*.deb "$stage"/*.changes "$stage"/*.buildinfo build/packages
+  for package in build/packages/*_"$number"_*.deb; do
+    rm -rf "$stage"
+    dpkg-deb --extract "$package" "$stage"
+    scripts/bill.py "$package" "$stage" "$number"
+    echo "Packed $package"
   done
+  rm -rf "$stage"
+  sums=$(cd build/packages && sha256sum ./*.deb ./*.spdx.json)
+  echo "$sums" >build/packages/SHA256SUMS
 }
 
 kind=$1
 shift
+if [ "$kind" = packages ]; then
+  packages "$@"
+  exit
+fi
 case $kind in
   board) name=boardtest-$version-$1 ;;
   station) name=boardtest-station-$version-$(dpkg --print-architecture) ;;
@@ -79,8 +120,9 @@ install -m 644 LICENSE "$folder"
 # `sha256sum -c SHA256SUMS` tells whether everything arrived as it was packed.
 sums=$(cd "$folder" && find . -type f -printf '%P\n' | LC_ALL=C sort | xargs sha256sum)
 echo "$sums" >"$folder/SHA256SUMS"
-tar --create --directory build --sort=name --owner=0 --group=0 --numeric-owner --mtime="@$time" "$name" |
+tar --create --directory build --sort=name --owner=0 --group=0 --numeric-owner --mtime="@$SOURCE_DATE_EPOCH" "$name" |
   gzip -9n >"$archive"
+scripts/bill.py "$archive" "$folder" "$version"
 rm -rf "$folder"
 (cd build && sha256sum "$name.tar.gz" >"$name.tar.gz.sha256")
 echo "Packed $archive"

@@ -15,7 +15,7 @@ OPTIONS = {
     "./test": ("test", r"^ +((?:-\w+ \| )?--[\w-]+)\)"),
     "./bench": ("bench", r"^ +((?:-\w+ \| )?--[\w-]+)\)"),
     "./run": ("run", r"(--[\w-]+)(?= *[|)])"),
-    "boardsim": ("boardsim/tool/options.cpp", r'(?:add_option|add_flag|set_version_flag)\("(?:-\w,)?(--[\w-]+)'),
+    "boardsim": ("boardsim/tool/options.cpp", r'(?:add_option|add_flag|set_version_flag)\(\s*"(?:-\w,)?(--[\w-]+)'),
     "boardrec": ("boardrec/tool/main.cpp", r'"(--[\w-]+)"'),
     "t1station": ("station/app/command_line.cpp station/app/records_command.cpp "
                   "station/app/central_command.cpp station/app/users_command.cpp", r'(--[\w-]+)[",]'),

@@ -9,6 +9,7 @@ LONGEST_FILE = 500
 LONGEST_FUNCTION = 60
 DEEPEST_SUITE = 4  # OnBoard, StationRun, the room's fixture, the suite
 SOURCES = (".h", ".cpp")
+TEXTS = ("LICENSE", "packaging/debian/copyright")  # in forms that have no comments
 SCRIPTS = (".sh", ".py", ".cmake", "CMakeLists.txt")
 
 
@@ -27,7 +28,7 @@ def first_lines(complain):
         if path.endswith(".h") and "#pragma once" not in start[:12]:
             complain(path, 1, "a header without #pragma once behind its first comment")
     scripts = tree.files(*SCRIPTS)
-    others = [path for path in tree.files() if "." not in path.rpartition("/")[2] and path not in (*scripts, "LICENSE")]
+    others = [path for path in tree.files() if "." not in path.rpartition("/")[2] and path not in (*scripts, *TEXTS)]
     for path in scripts + others:
         start = [line for line in tree.text(path).splitlines()[:2] if not line.startswith("#!")]
         if not start or not re.match(r'# \w|"""\w', start[0]):
