@@ -70,8 +70,7 @@ def linked(files):
         with file.open("rb") as stream:
             if stream.read(4) != b"\x7fELF":
                 continue
-        said = output("objdump", "--private-headers", str(file))
-        needed |= set(re.findall(r"^\s+NEEDED\s+(\S+)", said, re.M)) - own
+        needed |= set(re.findall(r"\(NEEDED\) .*\[(.+)\]", output("readelf", "--wide", "--dynamic", str(file)))) - own
     architecture = output("dpkg", "--print-architecture").strip()
     return sorted({found[1] for name in needed for found in
                    [re.search(rf"^(\S+):{architecture}: ", output("dpkg-query", "--search", f"*/{name}"), re.M)]})

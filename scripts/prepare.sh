@@ -1,6 +1,13 @@
 # Sourced by ./run, ./test and the other commands beside them: what a fresh Debian 12 machine needs, and the build of one preset.
 # shellcheck shell=bash
 
+# Debian 12's default is too old for the line's server; later ones call theirs otherwise.
+boost=libboost1.81-dev
+case $(. /etc/os-release && echo "${VERSION_ID-}") in
+  12 | 12.*) ;;
+  *) boost=libboost-dev ;;
+esac
+
 # Command or header that shows it, and the Debian package that brings it.
 needed=(
   "c++ g++" "cmake cmake" "ninja ninja-build" "python3 python3"
@@ -8,7 +15,7 @@ needed=(
   "/usr/include/pugixml.hpp libpugixml-dev" "/usr/include/gtest/gtest.h libgtest-dev"
   "/usr/include/gmock/gmock.h libgmock-dev" "/usr/include/toml++/toml.h libtomlplusplus-dev"
   "/usr/include/re2/re2.h libre2-dev" "/usr/include/openssl/evp.h libssl-dev"
-  "/usr/include/sqlite3.h libsqlite3-dev" "/usr/include/boost/beast.hpp libboost1.81-dev"
+  "/usr/include/sqlite3.h libsqlite3-dev" "/usr/include/boost/beast.hpp $boost"
   "/usr/include/sodium.h libsodium-dev" "/usr/include/postgresql/libpq-fe.h libpq-dev"
   "/usr/include/mosquitto.h libmosquitto-dev"
 )

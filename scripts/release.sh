@@ -94,7 +94,7 @@ CHANGES
     echo "Packed $package"
   done
   rm -rf "$stage"
-  sums=$(cd build/packages && sha256sum ./*.deb ./*.spdx.json)
+  sums=$(cd build/packages && sha256sum -- *.deb *.spdx.json)
   echo "$sums" >build/packages/SHA256SUMS
 }
 

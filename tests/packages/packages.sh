@@ -34,7 +34,7 @@ twice() {
 step() {
   local -a network=()
   [[ $1 != *_shift ]] || network=(--alone)
-  kept "build/installed-$1.log" "$1" inside "$system" "${network[@]}" /packages/installed.sh "$1" || {
+  inside "$system" "${network[@]}" /packages/installed.sh "$1" >"build/installed-$1.log" 2>&1 || {
     tail -n 20 "build/installed-$1.log" >&2
     die 1 "packages: the step '$1' failed; its whole output is in build/installed-$1.log"
   }
