@@ -9,8 +9,9 @@ umask 022
 cd "$(dirname "$0")/.."
 . scripts/prepare.sh
 
-version=$(git describe --always --dirty --tags) || die 3 "the version comes from git, and this folder is no clone"
-export SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}
+version=$(scripts/version.sh)
+SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)} || die 3 "times come from git, and this folder is no clone"
+export SOURCE_DATE_EPOCH
 
 # A document for an archive, which has none of those that it links to.
 document() {
@@ -64,9 +65,10 @@ station() {
 
 # A package's version: between two releases a later commit's is higher.
 debian_version() {
-  local number
-  number=$(sed -nE 's/^project\(boardtest VERSION ([0-9.]+) .*/\1/p' CMakeLists.txt)
-  echo "$number+$(date --utc --date "@$SOURCE_DATE_EPOCH" +%Y%m%d%H%M%S).g${version//-/.}"
+  case $version in
+    *+*) echo "${version%%+*}+$(date --utc --date "@$SOURCE_DATE_EPOCH" +%Y%m%d%H%M%S).${version#*+}" ;;
+    *) echo "$version" ;;
+  esac
 }
 
 packages() {

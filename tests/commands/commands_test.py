@@ -17,7 +17,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 TOOLS = ["bash", "sh", "env", "sed", "grep", "flock", "stat", "mkdir", "cat", "head", "tail", "sort", "id", "kill", "sleep",
          "seq", "dirname", "nproc", "rm", "tr", "python3", "wc", "tee", "find"]
 LOOKED_FOR = ["chromium", "chromedriver", "c++", "cmake", "ninja", "clang-format", "doxygen", "shellcheck", "git", "gcovr",
-              "arm-linux-gnueabihf-g++",
+              "dh", "arm-linux-gnueabihf-g++",
               "arm-linux-gnueabi-g++"]
 BOARD = r"""#!/bin/sh
 for word in "$@"; do case $word in
@@ -179,7 +179,8 @@ class Commands(unittest.TestCase):
                         ["run", "--shift", "9", "--line"], ["run", "--shift", "9", "rtc"],
                         ["test", "--asan", "--tsan"], ["test", "--tidy", "--only", "x"], ["test", "--fuzz", "long"],
                         ["test", "--arm", "--all"], ["test", "--only"], ["test", "--record", "--only", "x"],
-                        ["test", "--record", "--asan"], ["test", "--record", "--tidy"], ["bench", "--nonsense"],
+                        ["test", "--record", "--asan"], ["test", "--record", "--tidy"],
+                        ["test", "--packages", "--debian13"], ["test", "--packages", "--record"], ["bench", "--nonsense"],
                         ["build-arm", "now"]):
             with self.subTest(command=command):
                 self.ends(64, *command)
