@@ -65,11 +65,11 @@ void same_mutex(const Record& record, const pthread_mutex_t* mutex) {
 
 /// A lock is taken at its turn: nobody else can have it then.
 int at_its_turn(Call call, pthread_mutex_t* mutex, int (*behind)(pthread_mutex_t*)) {
-  const Record& record = next_answer(call, {Handed{}}, [&](const Record& recorded) {
+  const auto take = [&](const Record& recorded) {
     same_mutex(recorded, mutex);
     if (recorded.result == 0) behind(mutex);
-  });
-  return static_cast<int>(record.result);
+  };
+  return static_cast<int>(next_answer(call, {Handed{}}, take).result);
 }
 
 }  // namespace
@@ -101,11 +101,11 @@ int pthread_join(pthread_t thread, void** value) {
     const boardrec::Within within;
     behind(thread, value);
   }
-  const Record& record = next_answer(Call::pthread_join, {Handed{}}, [&](const Record& recorded) {
+  const auto forget = [&](const Record& recorded) {
     same_thread(recorded, thread);
     threads().erase(thread);
-  });
-  return static_cast<int>(record.result);
+  };
+  return static_cast<int>(next_answer(Call::pthread_join, {Handed{}}, forget).result);
 }
 
 int pthread_cancel(pthread_t thread) {
@@ -115,9 +115,8 @@ int pthread_cancel(pthread_t thread) {
     const boardrec::Within within;
     behind(thread);  // its last records may stand before the one of this call
   }
-  const Record& record = next_answer(Call::pthread_cancel, {Handed{}},
-                                     [&](const Record& recorded) { same_thread(recorded, thread); });
-  return static_cast<int>(record.result);
+  const auto compare = [&](const Record& recorded) { same_thread(recorded, thread); };
+  return static_cast<int>(next_answer(Call::pthread_cancel, {Handed{}}, compare).result);
 }
 
 int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {

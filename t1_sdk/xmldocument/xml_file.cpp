@@ -9,7 +9,7 @@
 
 namespace {
 
-using File = std::unique_ptr<std::FILE, decltype(&std::fclose)>;
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 /// Opens a file; the other end of a pipe is not waited for, neither now nor when it does not read.
 File open_file(const char* name, int flags, const char* mode) {

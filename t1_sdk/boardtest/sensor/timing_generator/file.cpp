@@ -25,7 +25,7 @@ struct Line {
   bool is_empty() const { return text[std::strspn(text, "\r\n")] == '\0'; }
 };
 
-using File = std::unique_ptr<std::FILE, decltype(&std::fclose)>;
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
 bool read_line(const File& file, Line& line) {
   return std::fgets(line.text, sizeof line.text, file.get()) != nullptr;
