@@ -58,7 +58,7 @@ station() {
   document docs/first-board.md
   document docs/boardrec.md
   install -D -m 644 -t "$folder/plans" plans/*.toml
-  install -m 644 packaging/t1station.bash packaging/t1station-line@.service "$folder"
+  install -m 644 packaging/t1station.bash packaging/line.toml packaging/t1station-line@.service "$folder"
   packages_of "$folder/t1station" "$folder/boardrec" >"$folder/NEEDS"
   scripts/notices.sh "$folder/licences" CLI/CLI.hpp nlohmann/json.hpp boost/beast.hpp toml++/toml.h
 }

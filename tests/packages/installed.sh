@@ -48,9 +48,9 @@ installed() {
     "$program" --version
     "$program" --help >/dev/null
     man --path "$program" >/dev/null || die "there is no manual page of $program"
+    bash -c '. /usr/share/bash-completion/bash_completion; _completion_loader "$0"; complete -p "$0"' "$program" >/dev/null ||
+      die "bash completes nothing of $program"
   done
-  bash -c '. /usr/share/bash-completion/bash_completion; _completion_loader t1station; complete -p t1station' >/dev/null ||
-    die "bash completes nothing"
   for plan in /usr/share/boardtest/plans/*.toml; do
     t1station plan check "$plan" >/dev/null
   done

@@ -15,7 +15,7 @@ trap clean_up EXIT
 
 # packed FOLDER: what `./build-arm --release` packed there, with checksums.
 packed() {
-  (cd "$1/build" && sha256sum ./*.tar.gz ./*.tar.gz.spdx.json ./*.spdx.json packages/*.deb packages/*.spdx.json)
+  (cd "$1/build" && sha256sum -- *.tar.gz *.spdx.json packages/*.deb packages/*.spdx.json)
 }
 
 # A second copy of these sources, as they are, is built without what a compiler's cache has from the first.
