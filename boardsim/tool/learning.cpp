@@ -2,6 +2,9 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -25,17 +28,32 @@ constexpr std::uint32_t kFpgaWrite = 0x40044603;
 constexpr std::uint32_t kStm8Read = 0x80045401;
 constexpr std::uint32_t kStm8Write = 0x40045402;
 constexpr std::uint32_t kErase = 0x40084D02;
-constexpr std::uint32_t kLargeBlock = 0x10000;  // bytes; smaller transfers tell no speed
-constexpr std::uint64_t kMicrosecond = 1000;    // nanoseconds
-constexpr std::int64_t kNoticed = 1000;         // microseconds: shorter requests take no time
+constexpr std::uint32_t kLargeBlock = 0x10000;     // bytes; smaller transfers tell no speed
+constexpr std::uint64_t kMicrosecond = 1000;       // nanoseconds
+constexpr std::uint64_t kLongest = 3'600'000'000;  // microseconds: an hour
+constexpr std::int64_t kNoticed = 1000;            // microseconds: shorter requests take no time
 constexpr double kMegabyte = 1 << 20;
 constexpr std::string_view kSensors = "/proc/debug/temp";
 constexpr std::string_view kDevinfo = "/devinfo/";
 constexpr std::string_view kFlash = "/dev/mtd4";
 constexpr std::string_view kEmmc = "/dev/mmcblk0p7";
 
+/// Microseconds from one moment of a recording to another. A damaged one may have any moments.
+std::int64_t span(std::uint64_t from, std::uint64_t to) {
+  return static_cast<std::int64_t>(std::min(to > from ? (to - from) / kMicrosecond : 0, kLongest));
+}
+
 std::int64_t duration(const Record& record) {
-  return static_cast<std::int64_t>((record.ended - record.began) / kMicrosecond);
+  return span(record.began, record.ended);
+}
+
+/// The sensors of a board are numbered.
+bool is_sensor(std::string_view path) {
+  if (!path.starts_with(kSensors)) return false;
+  const std::string_view number = path.substr(kSensors.size());
+  std::int32_t value = 0;
+  const auto [end, error] = std::from_chars(number.data(), number.data() + number.size(), value);
+  return error == std::errc() && end == number.data() + number.size() && value >= 0;
 }
 
 std::uint32_t word_at(const std::string& bytes, std::size_t index) {
@@ -72,6 +90,12 @@ class Learner {
     finish();
   }
 
+  bool is_empty() const {
+    return learned.boot_block.empty() && learned.registers.empty() && learned.files.empty() &&
+           learned.media.empty() && learned.blocks.empty() && learned.requests.empty() &&
+           learned.application.empty() && partitions.empty();
+  }
+
   struct Part {
     std::size_t offset;
     std::string bytes;
@@ -92,8 +116,8 @@ class Learner {
   void finish();
   std::string medium_at(const std::string& path) const;
 
-  std::map<std::size_t, std::int64_t> positions_{};  ///< by the record that opened
-  std::set<std::string> written_{};                  ///< nodes
+  std::map<std::size_t, std::size_t> positions_{};  ///< by the record that opened
+  std::set<std::string> written_{};                 ///< nodes
   std::map<std::string, std::set<std::uint32_t>> written_registers_{};
   std::map<std::size_t, std::string> contents_{};  ///< of files that are read now, by the record that opened
   std::vector<std::pair<std::string, std::string>> mounts_{};  ///< place, node
@@ -110,7 +134,7 @@ void Learner::take(const NamedCall& call) {
     case Call::ioctl:
       return take_request(call);
     case Call::lseek:
-      positions_[call.opened_by] = record.result;
+      positions_[call.opened_by] = static_cast<std::size_t>(record.result);
       return;
     case Call::read:
     case Call::write:
@@ -155,9 +179,9 @@ void Learner::take_register(const std::string& node, bool reads, const Record& r
 void Learner::take_transfer(const NamedCall& call) {
   const Record& record = *call.record;
   const bool reads = record.call == Call::read;
-  std::int64_t& position = positions_[call.opened_by];
-  const auto offset = static_cast<std::size_t>(position);
-  position += record.result;
+  std::size_t& position = positions_[call.opened_by];
+  const std::size_t offset = position;
+  position += static_cast<std::size_t>(record.result);
   if (const std::string node = medium_at(call.node); !node.empty() && record.result >= kLargeBlock)
     blocks_[node][reads ? 1 : 0].add(duration(record));
   if (call.node.starts_with("/dev/")) requests_[call.node][reads ? 1 : 0].add(duration(record));
@@ -165,7 +189,7 @@ void Learner::take_transfer(const NamedCall& call) {
   const std::string& bytes = bytes_out(record);
   if (!reads || written_.contains(call.node)) return;
   if (call.node == kFlash || call.node == kEmmc) partitions[call.node].push_back({offset, bytes});
-  if (!call.node.starts_with(kSensors)) return;
+  if (!is_sensor(call.node)) return;
   std::string& content = contents_[call.opened_by];
   if (offset == content.size()) content += bytes;
   learned.files[call.node] = content;
@@ -202,8 +226,7 @@ void Learner::take_application(const NamedCall& call) {
   if (record.result == 0) {
     answer.closes = true;
   } else if (!answer.closes) {
-    answer.replies.push_back(
-        {static_cast<std::int64_t>((record.ended - answered_) / kMicrosecond), bytes_out(record)});
+    answer.replies.push_back({span(answered_, record.ended), bytes_out(record)});
     answered_ = record.ended;
   }
 }
@@ -238,8 +261,23 @@ std::span<const std::uint8_t> span_of(const std::string& bytes) {
   return {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()};
 }
 
+/// Leaves out the media that the board does not have, or not of that size, and says so on standard error.
+void fit_media(Learned& learned, Board& board) {
+  std::erase_if(learned.media, [&board](const auto& medium) {
+    try {
+      board->mounts.at(medium.first).set_space(medium.second.size, medium.second.free);
+      return false;
+    } catch (const std::invalid_argument& error) {
+      std::fprintf(stderr, "%s: not learned\n", error.what());
+      return true;
+    }
+  });
+  std::erase_if(learned.blocks,
+                [&board](const auto& times) { return board->mounts.medium(times.first) == nullptr; });
+}
+
 /// The board's media in the folder, with what was read of them.
-void keep_media(const Learner& learner, const std::string& family, const std::string& folder) {
+void keep_media(Learner& learner, const std::string& family, const std::string& folder) {
   Board board(family);
   const Inside inside;
   board->emmc.leave_factory(hardware_of(learner.learned.type().value_or(find_family(family)->type)));
@@ -248,6 +286,7 @@ void keep_media(const Learner& learner, const std::string& family, const std::st
     Partition& partition = node == kFlash ? static_cast<Partition&>(board->flash) : board->emmc;
     for (const Learner::Part& part : parts) partition.set_bytes(part.offset, span_of(part.bytes));
   }
+  fit_media(learner.learned, board);
 }
 
 void keep_family(const std::string& family, const std::string& folder) {
@@ -259,14 +298,14 @@ void keep_family(const std::string& family, const std::string& folder) {
 
 }  // namespace
 
-Learned learn(const boardrec::Recording& recording) {
-  return Learner(recording).learned;
-}
-
 void keep_learned(const boardrec::Recording& recording, const std::string& family,
                   const std::string& folder) {
   if (std::filesystem::exists(folder)) throw std::runtime_error(folder + " is there already");
-  const Learner learner(recording);
+  Learner learner(recording);
+  if (learner.is_empty()) {
+    std::fprintf(stderr, "boardsim: nothing was learned: %s is not made\n", folder.c_str());
+    return;
+  }
   try {
     keep_media(learner, family, folder);
     write_learned(folder, learner.learned);

@@ -1,15 +1,25 @@
-// Fuzz target: anything as a recording, read and shown.
+// Fuzz target: anything as a recording: read, shown, held against another one, and learned from.
 //
 // The input: a byte that chooses, then the rest. With an odd byte the rest is the file as it is. Else it is
 // the bodies of records, each behind two bytes with its size, under a sound header and with sound
-// checksums.
-#include <cstring>
+// checksums. With the second bit what is learned is kept on the disk, which takes its time.
+#include <unistd.h>
 
+#include <cstring>
+#include <filesystem>
+#include <stdexcept>
+
+#include "boardrec/compare/comparison.h"
+#include "boardrec/compare/report.h"
+#include "boardrec/compare/script.h"
 #include "boardrec/format/calls.h"
 #include "boardrec/format/layout.h"
 #include "boardrec/session/encoding.h"
 #include "boardrec/session/named_calls.h"
 #include "boardrec/session/recording.h"
+#include "boardsim/board.h"
+#include "boardsim/tool/learned.h"
+#include "boardsim/tool/learning.h"
 #include "tests/fuzz/fuzz.h"
 
 namespace {
@@ -43,11 +53,47 @@ void check_encoding(const boardrec::Record& record, const std::string& file) {
           "a record is read otherwise than it is written");
 }
 
+/// The first half of a recording stands for the simulated board's: some calls agree, others are missing.
+boardrec::Recording half_of(const boardrec::Recording& recording) {
+  boardrec::Recording half = recording;
+  half.records.resize(recording.records.size() / 2);
+  return half;
+}
+
+void compare(const boardrec::Recording& recording) {
+  require(boardrec::compare(recording, recording, {}).agrees(), "a recording differs from itself");
+  boardrec::Report report{
+      .file = "it", .board = "any", .comparison = boardrec::compare(recording, half_of(recording), {})};
+  require(!boardrec::table_text(report).empty() && !boardrec::json_text(report).empty(), "nothing is told");
+  try {
+    boardrec::station_script(recording);
+  } catch (const std::invalid_argument&) {  // what the station sent is not in it
+  }
+}
+
+/// What is learned is written, read again, and makes a board; of a partition that does not fit nothing is
+/// left.
+void learn(const boardrec::Recording& recording) {
+  static const std::string folder =
+      std::filesystem::temp_directory_path() / ("learned-" + std::to_string(getpid()));
+  try {
+    boardsim::keep_learned(recording, "normal", folder);
+  } catch (const std::out_of_range&) {
+    require(!std::filesystem::exists(folder), "half of a board is left");
+    return;
+  }
+  if (!std::filesystem::exists(folder)) return;  // nothing was learned
+  boardsim::Board board("normal");
+  boardsim::make_like(board, *boardsim::read_learned(folder));
+  std::filesystem::remove_all(folder);
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);
-  const bool is_raw = (input.byte() & 1U) != 0;
+  const unsigned choice = input.byte();
+  const bool is_raw = (choice & 1U) != 0;
   const std::string file = is_raw ? input.rest() : sealed(input);
   try {
     const boardrec::Recording recording = boardrec::read_recording(file, "it");
@@ -56,6 +102,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     require(calls.size() == recording.records.size(), "a call is lost");
     for (const boardrec::NamedCall& call : calls) boardrec::timed_text(call);
     require(boardrec::calls_of_trace(recording).size() <= calls.size(), "a call is shown twice");
+    compare(recording);
+    if ((choice & 2U) != 0) learn(recording);
   } catch (const boardrec::Unreadable& error) {
     require(std::strncmp(error.what(), "it ", 3) == 0, "a message does not name the file");
     require(is_raw, "a sound header is refused");

@@ -100,6 +100,34 @@ TEST_F(LearnTest, ABoardThatDoesNotFitLeavesNoFolder) {
   EXPECT_FALSE(std::filesystem::exists(learned_));
 }
 
+TEST_F(LearnTest, AMediumThatTheSimulatedBoardDoesNotHaveIsLeftOutAndSaid) {
+  const std::string file = directory_.file("medium.rec");
+  std::ofstream(file, std::ios::binary)
+      << changed_recording(bytes_of(recording()), boardrec::Call::mount, "/dev/mmc01", "/dev/sdb99");
+  const Ended first = boardsim({"--compare", file, "--board", "6484", "--learn", learned_});
+  EXPECT_EQ(first.status, 1);
+  EXPECT_NE(first.said.find("boardsim: there is no storage medium behind \"/dev/sdb99\": not learned\n"),
+            std::string::npos)
+      << first.said;
+  const Ended second = boardsim({"--compare", recording(), "--board", "6484", "--state", learned_});
+  EXPECT_EQ(second.status, 1) << second.said;
+}
+
+TEST_F(LearnTest, ASessionThatTellsNothingOfItsBoardLeavesNoFolder) {
+  std::ofstream(directory_.file("station")) << "1 connect\n20 end\n";
+  const std::string file = directory_.file("idle.rec");
+  ASSERT_EQ(boardsim({"--board", "6484", "--pace", "virtual", "--station", directory_.file("station"),
+                      "--record", file})
+                .status,
+            0);
+  const Ended ended = boardsim({"--compare", file, "--board", "6484", "--learn", learned_});
+  EXPECT_EQ(ended.status, 0);
+  EXPECT_NE(ended.said.find("boardsim: nothing was learned: " + learned_ + " is not made\n"),
+            std::string::npos)
+      << ended.said;
+  EXPECT_FALSE(std::filesystem::exists(learned_));
+}
+
 TEST_F(LearnTest, WhatWasLearnedAndDamagedStartsNothing) {
   ASSERT_EQ(learn().status, 1);
   std::ofstream(learned_ + "/learned.json") << "{\"format\": 1, \"boot_block\": \"00\"}";
