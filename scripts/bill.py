@@ -58,7 +58,7 @@ def compiled_in(folder):
     for licences in folder.rglob("licences"):
         if (licences / "versions").exists():
             return [line.split()[0] for line in (licences / "versions").read_text().splitlines()]
-        return [notice.name.removesuffix(".copyright") for notice in licences.glob("*.copyright")]
+        return [notice.name.partition(".copyright")[0] for notice in licences.glob("*.copyright*")]
     return []
 
 
