@@ -58,6 +58,7 @@ station() {
   document docs/first-board.md
   document docs/boardrec.md
   install -D -m 644 -t "$folder/plans" plans/*.toml
+  install -D -m 644 -t "$folder/man" build/package/man/{t1station,boardrec}*.1
   install -m 644 packaging/t1station.bash packaging/line.toml packaging/t1station-line@.service "$folder"
   packages_of "$folder/t1station" "$folder/boardrec" >"$folder/NEEDS"
   scripts/notices.sh "$folder/licences" CLI/CLI.hpp nlohmann/json.hpp boost/beast.hpp toml++/toml.h
