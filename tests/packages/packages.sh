@@ -8,10 +8,7 @@ cd "$(dirname "$0")/../.."
 [ "$(id -u)" -eq 0 ] || die 3 "only root may make a system in a folder"
 system=build/installed
 elsewhere=build/elsewhere/a-folder-whose-name-is-longer
-clean_up() {
-  rm -rf --one-file-system "$system" build/elsewhere
-}
-trap clean_up EXIT
+trap 'rm -rf --one-file-system "$system"' EXIT
 
 # packed FOLDER: what `./build-arm --release` packed there, with checksums.
 packed() {
@@ -26,7 +23,9 @@ twice() {
   git ls-files -z --cached --others --exclude-standard | tar --create --null --files-from - | tar --extract --directory "$elsewhere"
   CCACHE_DISABLE=1 kept build/elsewhere.log "Building in another folder" "$elsewhere/build-arm" --release ||
     { tail -n 12 build/elsewhere.log >&2; die 1 "packages: the second build failed; its whole output is in build/elsewhere.log"; }
-  diff <(packed .) <(packed "$elsewhere") || die 1 "packages: another folder gives other bytes"
+  packed . >build/packed
+  diff build/packed <(packed "$elsewhere") || die 1 "packages: another folder, $elsewhere, gives other bytes"
+  rm -rf build/elsewhere
   echo "packages: built in another folder, the same bytes"
 }
 
@@ -45,7 +44,7 @@ rm -rf build/packages build/*.tar.gz build/*.spdx.json
 ./build-arm --release
 lintian --fail-on error,warning build/packages/*.changes
 tests/packages/bill_test.py build/*.tar.gz build/packages/*.deb
-clean_up
+rm -rf --one-file-system "$system"
 fresh_system bookworm "$system"
 mkdir -p "$system/packages/old" "$system/packages/new"
 cp tests/packages/installed.sh "$system/packages"
