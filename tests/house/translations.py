@@ -83,7 +83,7 @@ def compare_ages(complain, page, original):
         complain(page, 1, f"it does not begin with a comment about {original}: "
                           f"tests/house/translations.py --refresh {page}")
         return
-    then = [tuple(line.split(" ", 1)) for line in found[2].splitlines()]
+    then = [tuple(line.partition(" ")[::2]) for line in found[2].splitlines()]
     now = [(section.digest(), section.heading) for section in sections(original)]
     changes = []
     for digest, heading in now:
