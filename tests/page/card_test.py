@@ -63,7 +63,7 @@ class Card(unittest.TestCase):
             for key in WORDS:
                 with self.subTest(language=language, key=key):
                     self.assertIn(re.split(r"[：:]? ?\{", words[key])[0], text)
-        station = (PAGE / "reasons.js").read_text(encoding="utf-8")
+        station = (PAGE / "reasons.json").read_text(encoding="utf-8")
         for reason in REASONS:
             with self.subTest(reason=reason):
                 self.assertTrue(reason in text and reason in station)
