@@ -26,6 +26,7 @@ struct CentralWords {
 int init(const CentralWords& words, const Environment& around) {
   check_central_url(words.url);
   Postgres database(words.url, {}, around.interrupt.descriptor());
+  if (!words.role.empty()) expect_role(database, words.role);
   const std::int64_t before = bring_central_up_to_date(database, central_migrations());
   if (before == 0) {
     around.out << "the tables were made\n";

@@ -8,6 +8,7 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <system_error>
+#include <tuple>
 
 #include "station/central/address.h"
 #include "station/central/central_check.h"
@@ -44,8 +45,7 @@ RunFilter filter_of(const RecordsWords& words) {
   filter.serial = word_or_nothing(words.serial);
   filter.plan = word_or_nothing(words.plan);
   if (!words.verdict.empty()) filter.verdicts = {words.verdict};
-  filter.from = time_of("--from", words.from);
-  filter.to = time_of("--to", words.to);
+  std::tie(filter.from, filter.to) = window_of(words.from, words.to);
   return filter;
 }
 
@@ -109,9 +109,18 @@ FormatChoice choice_of(const RecordsWords& words) {
 // Without a run or a unit it is the window's report.
 void write_window(const RecordsWords& words, RecordsReader& reader, Language language,
                   const WritePiece& write) {
-  const FigureWindow window{time_of("--from", words.from), time_of("--to", words.to),
-                            word_or_nothing(words.plan)};
+  const auto [from, to] = window_of(words.from, words.to);
+  const FigureWindow window{from, to, word_or_nothing(words.plan)};
   write(window_html(find_figures(words.file, window), reader, record_time(), language));
+}
+
+// A page about a unit that nobody has seen would look like one about a unit.
+void expect_unit(RecordsReader& reader, const std::string& serial, const std::string& file) {
+  RunFilter filter;
+  filter.serial = serial;
+  bool is_there = false;
+  reader.for_each_row(filter, [&is_there](const StoredRun&) { is_there = true; });
+  if (!is_there) throw UsageError("there is no run of " + clean_text(serial) + " in " + file);
 }
 
 void write_runs(const RecordsWords& words, const WritePiece& write) {
@@ -124,6 +133,7 @@ void write_runs(const RecordsWords& words, const WritePiece& write) {
   if (filter.id && !reader.run(*filter.id)) {
     throw UsageError("there is no run " + clean_text(*filter.id) + " in " + words.file);
   }
+  if (words.format == "html" && filter.serial) expect_unit(reader, *filter.serial, words.file);
   const RunFormat format = format_named(words.format, choice);
   write(format.header());
   reader.for_each(filter, [&](const StoredRun& run) { write(format.run(run)); });
@@ -131,7 +141,7 @@ void write_runs(const RecordsWords& words, const WritePiece& write) {
 }
 
 int export_runs(const RecordsWords& words, const Environment& around) {
-  if (words.out.empty()) {
+  if (words.out.empty() || words.out == "-") {
     write_runs(words, [&around](std::string_view piece) { around.out << piece; });
     return exit_code::kPassed;
   }

@@ -17,6 +17,13 @@ std::optional<std::string> time_of(const std::string& option, const std::string&
                    "\"; it is 2026-11-22 or 2026-11-22T03:17:12.345Z, in UTC");
 }
 
+TimeWindow window_of(const std::string& from, const std::string& to) {
+  TimeWindow window{time_of("--from", from), time_of("--to", to)};
+  if (window.first && window.second && *window.second < *window.first)
+    throw UsageError("--to is before --from");
+  return window;
+}
+
 int obey_with_records(const std::function<int()>& doing, const Environment& around) {
   const auto complain = [&around](const std::string& text, int code) {
     around.err << "t1station: " << text << std::endl;

@@ -4,6 +4,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "station/app/command.h"
 #include "station/central/postgres.h"
@@ -12,6 +13,13 @@ namespace t1station {
 
 /// The time that an option's word says; nothing for an empty one. Throws UsageError for what is no time.
 std::optional<std::string> time_of(const std::string& option, const std::string& word);
+
+/// From when and until when; either may be missing.
+using TimeWindow = std::pair<std::optional<std::string>, std::optional<std::string>>;
+
+/// The times of --from and --to. Throws UsageError for what is no time, and when they are the wrong way
+/// round.
+TimeWindow window_of(const std::string& from, const std::string& to);
 
 /// For questions over a whole central database: a large one takes its time over each.
 inline constexpr CentralPatience kPatienceOfAPerson{std::chrono::seconds(10), std::chrono::hours(1)};

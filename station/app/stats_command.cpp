@@ -30,7 +30,8 @@ Figures figures_of(const std::string& file, const FigureWindow& window, const En
 }
 
 int show(const StatsWords& words, const Environment& around) {
-  FigureWindow window{time_of("--from", words.from), time_of("--to", words.to), {}};
+  const auto [from, to] = window_of(words.from, words.to);
+  FigureWindow window{from, to, {}};
   if (!words.plan.empty()) window.plan = words.plan;
   const Figures figures = figures_of(words.file, window, around);
   around.out << (words.is_json ? figures_json(figures) + "\n" : figures_text(figures));

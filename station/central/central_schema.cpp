@@ -129,7 +129,18 @@ Postgres::Command alone() {
   return {"SELECT pg_advisory_xact_lock(1412526691)::text"};
 }
 
+// Boards' words are Chinese, and stations send UTF-8.
+void expect_utf8(Postgres& database) {
+  const Postgres::Rows rows = database.ask("SELECT current_setting('server_encoding')");
+  const std::string& encoding = std::get<std::string>(rows.front().front());
+  if (encoding != "UTF8") {
+    throw RecordsRefused("the database's texts are " + encoding +
+                         ", records are UTF-8: make one with ENCODING 'UTF8'");
+  }
+}
+
 void make_central_tables(Postgres& database) {
+  expect_utf8(database);
   std::vector<Postgres::Command> commands{alone()};
   for (const std::string_view part : kCentralParts) commands.push_back({std::string(part)});
   for (const std::string_view table : kCentralTables) {
@@ -209,6 +220,12 @@ void expect_central_tables_for_reading(Postgres& database) {
   }
 }
 
+void expect_role(Postgres& database, std::string_view role) {
+  const Postgres::Rows found =
+      database.ask("SELECT 1 FROM pg_roles WHERE rolname = $1", {Value(std::string(role))});
+  if (found.empty()) throw RecordsRefused("there is no role " + std::string(role) + " on this server");
+}
+
 void grant_to_station(Postgres& database, std::string_view role) {
   const Postgres::Rows found = database.ask(
       "SELECT current_schema()::text, pg_has_role($1::name, relowner, 'USAGE') "
@@ -229,6 +246,15 @@ void grant_to_station(Postgres& database, std::string_view role) {
     commands.push_back({"GRANT SELECT, INSERT ON " + std::string(table) + " TO " + to});
   }
   database.run(commands);
+  // Who does not own the tables is only warned.
+  const Postgres::Rows granted = database.ask(
+      "SELECT has_table_privilege($1::name, 'run', 'SELECT') AND has_table_privilege($1::name, 'run', "
+      "'INSERT')",
+      {Value(std::string(role))});
+  if (granted.front().front() != Value(std::int64_t{1})) {
+    throw RecordsRefused("this role does not own the tables and cannot let " + std::string(role) +
+                         " use them: their owner can");
+  }
 }
 
 }  // namespace t1station

@@ -35,8 +35,11 @@ void expect_central_tables(Postgres& database);
 /// Throws RecordsRefused when they are missing or of another version; makes nothing.
 void expect_central_tables_for_reading(Postgres& database);
 
+/// Throws RecordsRefused when there is no such role; CentralTrouble.
+void expect_role(Postgres& database, std::string_view role);
+
 /// Lets a role insert and read, and nothing else. Throws RecordsRefused for one that owns the tables or is a
-/// superuser, which no rights hold back; CentralTrouble.
+/// superuser, which no rights hold back, and when who asks may not let it; CentralTrouble.
 void grant_to_station(Postgres& database, std::string_view role);
 
 }  // namespace t1station

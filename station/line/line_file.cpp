@@ -7,12 +7,14 @@
 #include <cstdint>
 #include <filesystem>
 #include <map>
+#include <set>
 
 #include "station/central/address.h"
 #include "station/line/mqtt_reader.h"
 #include "station/link/serial_line.h"
 #include "station/plan/toml_reader.h"
 #include "station/text/errors.h"
+#include "station/text/text.h"
 
 namespace t1station {
 namespace {
@@ -263,12 +265,30 @@ class LineReader {
     check.every_hours = read_number(table, "every_hours", check.every_hours, kMostHours, "at most a year");
     check.good = read_texts(table, "good", Need::needed);
     check.bad = read_texts(table, "bad", Need::needed);
+    refuse_what_no_unit_is(table, "good", check.good);
+    refuse_what_no_unit_is(table, "bad", check.bad);
     for (const std::string& unit : check.good) {
       if (std::find(check.bad.begin(), check.bad.end(), unit) != check.bad.end())
         problems_.add(table.where("bad"), in_quotes(unit) + " cannot be both good and bad");
     }
     table.refuse_other_keys();
     line_.check = check;
+  }
+
+  // A scan loses its blanks, and some scans are commands: such a unit could never be scanned.
+  void refuse_what_no_unit_is(TableReader& table, std::string_view key,
+                              const std::vector<std::string>& units) {
+    std::set<std::string> known;
+    for (const std::string& unit : units) {
+      if (unit != without_blanks_around(unit)) {
+        problems_.add(table.where(key), in_quotes(unit) + " has blanks around it, which a scan loses");
+      } else if (unit.starts_with("slot:") || unit.starts_with("answer:") ||
+                 unit.starts_with("acknowledge")) {
+        problems_.add(table.where(key), in_quotes(unit) + " is a command when it is scanned, and no unit");
+      } else if (!known.insert(unit).second) {
+        problems_.add(table.where(key), in_quotes(unit) + " stands there twice");
+      }
+    }
   }
 
   std::filesystem::path folder_;

@@ -182,6 +182,11 @@ bool is_held(const std::string& file) {
 
 FileKind look_at(const std::string& file) {
   if (file.empty()) throw RecordsRefused("the records need a file name");
+  // It may have a password in it: not to be said again.
+  if (file.starts_with("postgresql:/") || file.starts_with("postgres:/")) {
+    throw RecordsRefused(
+        "this command works on a file of records; \"stats\" and \"records check\" read a database, too");
+  }
   const std::optional<struct stat> status = status_of(file);
   if (!status) return FileKind::missing;
   if (S_ISDIR(status->st_mode)) throw RecordsRefused(file + " is a folder, records are a file");

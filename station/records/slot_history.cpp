@@ -79,13 +79,14 @@ ChecksOfSlot checks_of(Database& database, std::string_view slot) {
 }
 
 std::optional<double> first_pass_yield(Database& database, std::string_view from) {
-  Statement row(database,
-                "SELECT count(*), coalesce(sum(verdict = 'passed' AND retried = 0), 0) "
-                "FROM run JOIN plan ON plan.id = run.plan_id "
-                "WHERE kind = 'production' AND started >= ? AND verdict IN ('passed', 'failed', 'error') "
-                "AND NOT EXISTS (SELECT 1 FROM run AS earlier JOIN plan AS its ON its.id = earlier.plan_id "
-                "WHERE earlier.serial = run.serial AND its.name = plan.name AND earlier.kind = 'production' "
-                "AND earlier.id < run.id)");
+  Statement row(
+      database,
+      "SELECT count(*), coalesce(sum(verdict = 'passed' AND retried = 0), 0) "
+      "FROM run JOIN plan ON plan.id = run.plan_id "
+      "WHERE kind = 'production' AND started >= ? AND verdict IN ('passed', 'failed', 'error') "
+      "AND NOT EXISTS (SELECT 1 FROM run AS earlier JOIN plan AS its ON its.id = earlier.plan_id "
+      "WHERE earlier.serial = run.serial AND its.name = plan.name AND earlier.kind = 'production' "
+      "AND (earlier.started < run.started OR (earlier.started = run.started AND earlier.id < run.id)))");
   row.bind(from).step();
   if (row.integer(0) == 0) return std::nullopt;
   return static_cast<double>(row.integer(1)) / static_cast<double>(row.integer(0));

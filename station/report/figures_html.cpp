@@ -7,6 +7,7 @@
 #include "station/figures/capability.h"
 #include "station/report/failure_words.h"
 #include "station/report/plots.h"
+#include "station/report/reason_words.h"
 #include "station/report/verdict_words.h"
 
 namespace t1station {
@@ -211,7 +212,10 @@ class FiguresPage {
       outcomes += (outcomes.empty() ? "" : ", ") + outcome_words(outcome, say_);
       if (kind.outcomes.size() > 1) outcomes += " " + std::to_string(runs);
     }
-    const ShownWords shown = shown_words(kind);
+    ShownWords shown = shown_words(kind);
+    const bool are_stations = std::all_of(kind.outcomes.begin(), kind.outcomes.end(),
+                                          [](const auto& one) { return are_stations_words(one.first); });
+    if (are_stations) shown.words = reason_words(shown.words, say_);
     add(cell, "div", kind.words ? shown.words : say_("（无说明）", "(no words)"),
         kind.words ? "text" : "nothing");
     add(cell, "div", outcomes + (shown.numbers.empty() ? "" : " · " + shown.numbers), "small");

@@ -71,6 +71,10 @@ std::string in_chinese(const std::string& text) {
 
 }  // namespace
 
+bool are_stations_words(std::string_view outcome) {
+  return outcome == "timed_out" || outcome == "broken";
+}
+
 std::string reason_words(const std::string& reason, Wording say) {
   return say(in_chinese(reason), reason);
 }

@@ -12,6 +12,9 @@ namespace t1station {
 /// for what differs, and its Chinese, in which {1} stands for the first star's text.
 std::string_view reason_table();
 
+/// Whether the words of an attempt that ended like that are the station's own: its board said nothing.
+bool are_stations_words(std::string_view outcome);
+
 /// A reason of a run, in the language of a page as far as its sentence is known; boards' words stay.
 std::string reason_words(const std::string& reason, Wording say);
 

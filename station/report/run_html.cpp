@@ -105,8 +105,9 @@ class RunPage {
       add_outcome(add(row, "td"), attempt);
       add(row, "td", attempt.seconds ? seconds_text(*attempt.seconds) : "", "number");
       pugi::xml_node words = add(row, "td", {}, "words");
+      const bool are_stations = are_stations_words(attempt.outcome.value_or(""));
       for (const std::string& line : lines_of(attempt.description.value_or("")))
-        add(words, "div", line, "text");
+        add(words, "div", are_stations ? reason_words(line, say_) : line, "text");
       if (attempt.answer) {
         add(words, "div",
             say_("人的回答", "a person's answer") + ": " +

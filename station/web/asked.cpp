@@ -19,4 +19,11 @@ std::optional<std::string> asked_time(const Call& call, const std::string& name)
   throw WebError(400, in_quotes(name) + " is 2026-11-22 or 2026-11-22T03:17:12.345Z, in UTC");
 }
 
+std::pair<std::optional<std::string>, std::optional<std::string>> asked_times(const Call& call) {
+  std::pair times{asked_time(call, "from"), asked_time(call, "to")};
+  if (times.first && times.second && *times.second < *times.first)
+    throw WebError(400, "\"to\" is before \"from\"");
+  return times;
+}
+
 }  // namespace t1station

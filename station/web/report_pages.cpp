@@ -146,7 +146,8 @@ WebAnswer page_or_trouble(const Call& call, Subject& subject, const std::functio
 }
 
 FigureWindow asked_window(const Call& call) {
-  FigureWindow window{asked_time(call, "from"), asked_time(call, "to"), asked(call, "plan")};
+  const auto [from, to] = asked_times(call);
+  FigureWindow window{from, to, asked(call, "plan")};
   if (!call.target.query.contains("from") && !call.target.query.contains("to")) {
     window.from = record_time(std::chrono::system_clock::now() - kWindowByDefault);
   }

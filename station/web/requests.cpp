@@ -92,7 +92,8 @@ WebAnswer show_run(const Call& call, Subject& subject) {
 
 WebAnswer show_stats(const Call& call, Subject& subject) {
   refuse_other_names(call.target, {"from", "to", "plan"});
-  const FigureWindow window{asked_time(call, "from"), asked_time(call, "to"), asked(call, "plan")};
+  const auto [from, to] = asked_times(call);
+  const FigureWindow window{from, to, asked(call, "plan")};
   return json_answer(figures_json(subject.figures(window)));
 }
 

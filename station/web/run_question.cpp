@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <span>
+#include <tuple>
 
 #include "station/records/records.h"
 #include "station/text/text.h"
@@ -112,6 +113,20 @@ std::optional<std::string> text_if_any(const std::string& text) {
   return text.empty() ? std::nullopt : std::optional(text);
 }
 
+// Ids are UUIDs: what is none would be before or behind all runs.
+std::optional<std::string> asked_run(const Call& call, const std::string& name) {
+  constexpr std::string_view kForm = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
+  const std::optional<std::string> id = asked(call, name);
+  if (!id) return id;
+  const auto fits = [](char given, char form) {
+    const bool is_digit = (given >= '0' && given <= '9') || (given >= 'a' && given <= 'f');
+    return form == '-' ? given == '-' : is_digit;
+  };
+  if (!std::equal(id->begin(), id->end(), kForm.begin(), kForm.end(), fits))
+    throw WebError(400, in_quotes(name) + " is the id of a run");
+  return id;
+}
+
 }  // namespace
 
 RunFilter asked_runs(const Call& call, std::vector<std::string_view> others) {
@@ -126,15 +141,14 @@ RunFilter asked_runs(const Call& call, std::vector<std::string_view> others) {
   filter.kind = asked_word(call, "kind", kKinds);
   filter.station = asked(call, "station");
   if (call.target.query.contains("slot")) filter.slot = call.target.query.at("slot");
-  filter.from = asked_time(call, "from");
-  filter.to = asked_time(call, "to");
+  std::tie(filter.from, filter.to) = asked_times(call);
   filter.is_first = asked_word(call, "first", kYes).has_value();
   filter.is_last = asked_word(call, "last", kYes).has_value();
   filter.retried = asked_yes(call, "retried");
   filter.at_once = asked_yes(call, "at_once");
   filter.step = asked_step(call);
   filter.measured = asked_measured(call);
-  filter.before = asked(call, "before");
+  filter.before = asked_run(call, "before");
   filter.newest_first = true;
   return filter;
 }

@@ -64,6 +64,14 @@ class ProcessTest(LineTest):
         self.assertEqual(status, 4)
         self.assertRegex(words, "slot 1: (this PC has no network interface none9|connections cannot be bound)")
 
+    def test_a_check_unit_that_no_scan_can_name_is_refused(self):
+        for unit, why in ((" GOLD-1", "which a scan loses"), ("slot:1", "is a command when it is scanned"),
+                          ("answer:yes", "is a command"), ("acknowledge", "is a command"), ("GOLD-1", "stands there twice")):
+            file = self.line_file(more=f'[check]\ngood = ["GOLD-1", "{unit}"]\nbad = "BAD-1"\n')
+            status, words = self.refused("check", file)
+            self.assertEqual((status, len(words.splitlines())), (4, 1), words)
+            self.assertIn(why, words)
+
     def test_line_check_says_all_mistakes_with_their_places(self):
         self.write("plan.toml", "format = 1\n")
         bad = self.write("bad.toml", '[station]\nname = "ICT-3"\nport = 1\n[[slot]]\nname = "a b"\nboard = "x:0"\nplan = []\n')

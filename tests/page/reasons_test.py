@@ -7,7 +7,7 @@ import re
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-ROOMS = ("line", "link", "records", "run")
+ROOMS = ("line", "link", "plan", "records", "run")
 
 
 def sentences():

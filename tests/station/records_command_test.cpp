@@ -84,6 +84,8 @@ TEST_F(RecordsCommandTest, ListChoosesRunsByUnitVerdictAndTime) {
   EXPECT_EQ(lines(), 1U);
   EXPECT_EQ(run({"list", file_, "--from", "2026-02-30"}), 4);
   EXPECT_THAT(err(), HasSubstr("--from is no time: \"2026-02-30\""));
+  EXPECT_EQ(run({"list", file_, "--from", "2026-11-23", "--to", "2026-11-22"}), 4);
+  EXPECT_THAT(err(), HasSubstr("--to is before --from"));
   EXPECT_EQ(run({"list", file_, "--verdict", "good"}), 4);
 }
 

@@ -196,6 +196,31 @@ TEST_F(ReportFileTest, SaysWhyAUnitFailedInTheLanguageOfItsReader) {
   EXPECT_THAT(out_.str(), AllOf(HasSubstr("step clock: failed"), Not(HasSubstr("步骤"))));
 }
 
+TEST_F(ReportFileTest, TranslatesWhatTheStationSaidForASilentBoardAndNoBoardsWords) {
+  constexpr const char* kSilent =
+      "no reply within 60 s: the board does not know this code, or the test hangs";
+  for (const auto outcome : {t1station::AttemptOutcome::timed_out, t1station::AttemptOutcome::failed}) {
+    const std::string id = records_.begin_run(unit("AB00000003"), plan());
+    t1station::AttemptEnd end = ended(outcome);
+    end.description = kSilent;
+    records_.end_attempt(records_.begin_attempt(clock_attempt(id, "")), end);
+    records_.end_run(id, {});
+    const bool is_stations = outcome == t1station::AttemptOutcome::timed_out;
+    run({"--format", "html", "--run", id, "--language", "zh"});
+    EXPECT_EQ(out_.str().find(kSilent) == std::string::npos, is_stations);
+    run({"--format", "html", "--language", "zh"});
+    EXPECT_THAT(out_.str(), HasSubstr("60 秒内没有答复"));
+  }
+}
+
+TEST_F(ReportFileTest, OfAUnitThatNobodyHasSeenIsRefused) {
+  EXPECT_EQ(run({"--format", "html", "--serial", "AB00000009", "-o", "-"}), 4);
+  EXPECT_EQ(out_.str(), "");
+  EXPECT_EQ(err_.str(), "t1station: there is no run of AB00000009 in " + file_ + "\n");
+  EXPECT_EQ(run({"--format", "html", "--serial", "AB00000001", "-o", "-"}), 0);
+  EXPECT_THAT(out_.str(), HasSubstr("AB00000001"));
+}
+
 TEST_F(ReportFileTest, ChoicesOfOneFormatAreRefusedForAnother) {
   EXPECT_EQ(run({"--format", "csv", "--language", "en"}), 4);
   EXPECT_EQ(err_.str(), "t1station: --language is for html only\n");

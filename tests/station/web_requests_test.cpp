@@ -185,9 +185,10 @@ TEST_F(WebRequestsTest, RunsAreListedNewestFirstAndChosenByTheirColumns) {
 
 TEST_F(WebRequestsTest, AQuestionAboutRunsThatMakesNoSenseIsRefused) {
   start();
-  for (const char* query : {"limit=0", "limit=1001", "limit=1e2", "limit=-1", "limit=99999999999999999999",
-                            "verdict=good", "from=yesterday", "to=2026-02-30", "serial=a&serial=b", "sort=up",
-                            "serial=%", "serial=%4", "serial=%zz", "serial=%ff", "serial=%0a"}) {
+  for (const char* query :
+       {"limit=0", "limit=1001", "limit=1e2", "limit=-1", "limit=99999999999999999999", "verdict=good",
+        "from=yesterday", "to=2026-02-30", "serial=a&serial=b", "sort=up", "from=2026-11-23&to=2026-11-22",
+        "before=zzz", "serial=%", "serial=%4", "serial=%zz", "serial=%ff", "serial=%0a"}) {
     EXPECT_EQ(line_.get(std::string("/api/runs?") + query).status, 400) << query;
   }
   EXPECT_EQ(line_.get("/api/runs/nothing").status, 404);
@@ -207,7 +208,8 @@ TEST_F(WebRequestsTest, FiguresAreThoseOfTheRunsInTheWindow) {
   EXPECT_EQ(line_.json("/api/stats?plan=other")["runs"], 0);
   EXPECT_EQ(line_.json("/api/stats?to=2020-01-01")["to"], "2020-01-01T00:00:00.000Z");
   EXPECT_EQ(line_.json("/api/stats?plan='+OR+'1'='1")["runs"], 0);
-  for (const char* query : {"from=yesterday", "to=2026-02-30", "slot=1", "from=%ff"}) {
+  for (const char* query :
+       {"from=yesterday", "to=2026-02-30", "slot=1", "from=%ff", "from=2026-11-23&to=2026-11-22"}) {
     EXPECT_EQ(line_.get(std::string("/api/stats?") + query).status, 400) << query;
   }
 }
