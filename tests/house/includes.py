@@ -63,7 +63,7 @@ MAY_INCLUDE = {
     "tests/boardrec/": ("boardrec/", "catalogue/", "tests/e2e/", "tests/harness/"),
     "tests/boardsim/": ("boardsim/", "tests/harness/"),
     "tests/station/": ("station/", "catalogue/", "version/", "tests/harness/"),
-    "tests/fuzz/": ("t1_sdk/", "catalogue/", "boardrec/", "boardsim/board.h", "station/web/", "tests/"),
+    "tests/fuzz/": ("t1_sdk/", "catalogue/", "boardrec/", "boardsim/board.h", "boardsim/tool/", "station/web/", "tests/"),
     "tests/central/": ("station/", "tests/e2e/child.h", "tests/harness/", "tests/station/"),
     "tests/e2e/": ("boardrec/session/recording.h", "boardsim/control/client.h", "tests/harness/"),
     "tests/kills/": ("station/", "tests/e2e/child.h", "tests/harness/", "tests/station/"),
