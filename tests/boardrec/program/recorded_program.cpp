@@ -254,7 +254,12 @@ void* waiting_thread(void*) {
   pthread_mutex_lock(&mutex);
   pthread_cleanup_push(unlock, nullptr);
   char byte = 0;
-  while (read(ends[0], &byte, 1) == 1) write(ends[1], &byte, 1);
+  while (read(ends[0], &byte, 1) == 1) {
+    int state = 0;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);  // on a busy PC it would be cancelled in here
+    write(ends[1], &byte, 1);
+    pthread_setcancelstate(state, nullptr);
+  }
   pthread_cleanup_pop(1);
   return nullptr;
 }
