@@ -144,6 +144,13 @@ inline constexpr CallRow kCalls[] = {
     {Call::pthread_mutex_unlock, "pthread_mutex_unlock", "mutex", ""},
 };
 
+/// How many values the names of a row stand for.
+constexpr std::uint8_t count_of(std::string_view names) {
+  std::uint8_t count = names.empty() ? 0 : 1;
+  for (const char character : names) count = static_cast<std::uint8_t>(count + (character == ' ' ? 1 : 0));
+  return count;
+}
+
 /// The numbers of a poll's entry: a descriptor's number, the events asked for, those that came.
 struct PollEntry {
   std::int32_t fd;

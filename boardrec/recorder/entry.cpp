@@ -20,15 +20,10 @@ struct Counts {
   std::uint8_t in[kCalls]{};
   std::uint8_t out[kCalls]{};
 
-  static constexpr std::uint8_t words(std::string_view text) {
-    std::uint8_t count = text.empty() ? 0 : 1;
-    for (const char character : text) count = static_cast<std::uint8_t>(count + (character == ' ' ? 1 : 0));
-    return count;
-  }
   constexpr Counts() {
     for (const CallRow& row : boardrec::kCalls) {
-      in[static_cast<std::size_t>(row.call)] = words(row.in);
-      out[static_cast<std::size_t>(row.call)] = words(row.out);
+      in[static_cast<std::size_t>(row.call)] = count_of(row.in);
+      out[static_cast<std::size_t>(row.call)] = count_of(row.out);
     }
   }
 };

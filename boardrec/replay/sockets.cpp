@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -47,7 +48,8 @@ void give_address(const std::string& text, sockaddr* to, socklen_t* size) {
   const auto colon = text.find(':');
   const bool is_ipv4 =
       colon != std::string::npos && inet_pton(AF_INET, text.substr(0, colon).c_str(), &place.sin_addr) == 1;
-  if (is_ipv4) place.sin_port = htons(static_cast<std::uint16_t>(std::stoi(text.substr(colon + 1))));
+  if (is_ipv4)
+    place.sin_port = htons(static_cast<std::uint16_t>(std::strtoul(text.c_str() + colon + 1, nullptr, 10)));
   const char* const bytes = is_ipv4 ? reinterpret_cast<const char*>(&place) : text.data();
   const std::size_t length = is_ipv4 ? sizeof place : text.size();
   std::memcpy(to, bytes, std::min<std::size_t>(length, *size));
@@ -149,7 +151,7 @@ int select(int count, fd_set* readable, fd_set* writable, fd_set* exceptional, t
       timeout != nullptr ? Handed::of(boardrec::nanoseconds(*timeout)) : Handed::of(nullptr, 0);
   const Record& record =
       next_answer(Call::select, {Handed::of(count), in.handed(), out.handed(), other.handed(), time});
-  if (record.result >= 0 && record.out.size() == 4) {
+  if (record.result >= 0) {
     give_set(record.out[0], readable, count);
     give_set(record.out[1], writable, count);
     give_set(record.out[2], exceptional, count);
@@ -164,7 +166,7 @@ int poll(pollfd* fds, nfds_t count, int timeout) {
   constexpr std::int64_t kMillisecond = 1'000'000;
   const Record& record =
       next_answer(Call::poll, {Handed{}, Handed::of(timeout < 0 ? -1 : timeout * kMillisecond)});
-  if (record.result >= 0 && !record.out.empty()) {
+  if (record.result >= 0) {
     std::vector<boardrec::PollEntry> entries(count);
     give(record.out.front(), entries.data(), count * sizeof entries.front());
     for (nfds_t i = 0; i < count; ++i) fds[i].revents = entries[i].came;

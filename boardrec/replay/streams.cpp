@@ -57,10 +57,9 @@ char* fgets(char* buffer, int size, FILE* stream) {
   const std::int64_t number = is_replayed() ? number_of(stream) : 0;
   if (number == 0) return behind(buffer, size, stream);
   const Record& record = next_answer(Call::fgets, {Handed::of(number), Handed::of(size)});
-  if (record.result == 0) return boardrec::returned(record), nullptr;
+  if (record.result == 0 || size < 1) return boardrec::returned(record), nullptr;
   const std::string& bytes = record.out.front().bytes;
-  std::memcpy(buffer, bytes.data(), bytes.size());
-  buffer[bytes.size()] = '\0';
+  buffer[bytes.copy(buffer, static_cast<std::size_t>(size) - 1)] = '\0';
   return buffer;
 }
 char* __fgets_chk(char* buffer, size_t buffer_size, int size, FILE* stream) {

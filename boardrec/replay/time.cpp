@@ -21,7 +21,7 @@ Handed span(const timespec* time) {
 }
 
 void give_time(const Record& record, timespec* to) {
-  if (to != nullptr && !record.out.empty() && record.out.front().type == boardrec::ValueType::number)
+  if (to != nullptr && record.out.front().type == boardrec::ValueType::number)
     *to = boardrec::to_timespec(record.out.front().number);
 }
 
@@ -64,7 +64,7 @@ int clock_gettime(clockid_t clock, timespec* now) noexcept {
 int gettimeofday(timeval* now, void* zone) noexcept {
   if (!is_replayed()) BOARDREC_PASS_ON(gettimeofday, now, zone);
   const Record& record = next_answer(Call::gettimeofday, {});
-  if (now != nullptr && !record.out.empty()) *now = boardrec::to_timeval(record.out.front().number);
+  if (now != nullptr) *now = boardrec::to_timeval(record.out.front().number);
   return returned_int(record);
 }
 

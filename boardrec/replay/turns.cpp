@@ -325,7 +325,9 @@ void load_replay(const std::string& file, double speed) {
   now.recording = read_recording(file);
   now.file = file;
   now.speed = speed;
-  for (const Record& record : now.recording.records) {
+  for (Record& record : now.recording.records) {
+    // Of a damaged recording, values that are missing are absent.
+    record.out.resize(std::max<std::size_t>(record.out.size(), count_of(find_call(record.call)->out)));
     if (record.call != Call::note && record.call != Call::start) now.next[record.thread].push_back(&record);
   }
   skip_notes(now);
