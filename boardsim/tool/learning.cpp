@@ -13,6 +13,7 @@
 
 #include "boardrec/session/named_calls.h"
 #include "boardsim/board/state.h"
+#include "boardsim/tool/learned.h"
 
 namespace boardsim {
 namespace {

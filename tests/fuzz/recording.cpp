@@ -49,7 +49,7 @@ std::string sealed(Input& input) {
 /// Of a record that was taken, writing it again gives the bytes that it was read from.
 void check_encoding(const boardrec::Record& record, const std::string& file) {
   const std::string bytes = boardrec::bytes_of(record);
-  require(file.compare(record.offset, bytes.size(), bytes) == 0,
+  require(file.compare(static_cast<std::size_t>(record.offset), bytes.size(), bytes) == 0,
           "a record is read otherwise than it is written");
 }
 
