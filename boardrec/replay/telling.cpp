@@ -6,6 +6,8 @@
 #include <cstring>
 #include <sstream>
 
+#include "boardrec/session/named_calls.h"
+
 namespace boardrec {
 namespace {
 
@@ -83,7 +85,7 @@ bool gives_descriptor(Call call) {
 
 std::string Telling::named(std::int64_t fd) const {
   const auto known = descriptors_.find(fd);
-  return std::to_string(fd) + (known != descriptors_.end() ? " (" + known->second + ")" : "");
+  return std::to_string(fd) + (known != descriptors_.end() ? " (" + printable(known->second) + ")" : "");
 }
 
 void Telling::follow(const Record& record) {
@@ -143,7 +145,8 @@ std::string Telling::first_difference(const std::vector<Value>& recorded,
 
 std::string Telling::where() const {
   if (requests_ == 0) return {};
-  return ", behind request " + std::to_string(requests_) + " of the station (TestCode " + code_ + ")";
+  return ", behind request " + std::to_string(requests_) + " of the station (TestCode " + printable(code_) +
+         ")";
 }
 
 }  // namespace boardrec

@@ -5,15 +5,19 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "boardrec/session/named_calls.h"
+
 namespace boardsim {
 namespace {
 
 using boardrec::Call;
 
-/// The program's file as the recording's first record has it; empty where there is none.
+/// The program's file as the recording's first record has it, fit to be shown; empty where there is none.
 std::string recorded_program(const boardrec::Recording& recording) {
   const auto& records = recording.records;
-  return !records.empty() && records.front().call == Call::start ? value_at(records.front().in, 0).bytes : "";
+  return !records.empty() && records.front().call == Call::start
+             ? boardrec::printable(value_at(records.front().in, 0).bytes)
+             : "";
 }
 
 bool asks_for_something(const boardrec::Record& record) {

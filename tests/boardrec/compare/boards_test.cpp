@@ -203,10 +203,10 @@ TEST(ComparedBoard, ASessionInWhichNothingWasAskedCannotBeCompared) {
 
 TEST(ComparedBoard, ThatAnotherProgramWasRecordedIsSaid) {
   const std::string file =
-      put("other_program.rec", session_of("/usr/bin/date", {{.call = Call::sleep, .in = {1}}}));
+      put("other_program.rec", session_of("/usr/bin/da\x1bte", {{.call = Call::sleep, .in = {1}}}));
   const Launched run = compare(file, {"--board", "k"});
   EXPECT_EQ(run.status, 1);
-  EXPECT_EQ(run.err, "boardsim: " + file + " is a recording of another program, /usr/bin/date\n");
+  EXPECT_EQ(run.err, "boardsim: " + file + " is a recording of another program, /usr/bin/da\\x1bte\n");
 }
 
 TEST(ComparedBoard, ThatASessionEndsBeforeItsFirstRequestIsSaid) {
