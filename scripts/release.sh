@@ -87,7 +87,7 @@ boardtest ($number) unstable; urgency=medium
 
  -- $(sed -n 's/^Maintainer: //p' packaging/debian/control)  $(date --utc --rfc-email --date "@$SOURCE_DATE_EPOCH")
 CHANGES
-  kept build/debian.log "Packing" env --chdir="$stage/boardtest" dpkg-buildpackage --build=binary --no-sign ||
+  kept build/debian.log "Packing" env --chdir="$stage/boardtest" dpkg-buildpackage --build=binary --no-check-builddeps --no-sign ||
     { tail -n 12 build/debian.log >&2; die 3 "dpkg-buildpackage failed; its whole output is in build/debian.log"; }
   mv "$stage"/*.deb "$stage"/*.changes "$stage"/*.buildinfo build/packages
   for package in build/packages/*_"$number"_*.deb; do

@@ -50,6 +50,8 @@ inside() {
   fi
   apart "${net[@]}" -- sh -euc "$loopback"'
     mount -t proc proc "$0/proc"
+    mount --bind "$0/proc/sys" "$0/proc/sys" # settings are those of this PC
+    mount -o remount,bind,ro "$0/proc/sys"
     mount -t tmpfs -o mode=1777 tmpfs "$0/dev/shm"
     mount -t devpts -o newinstance,ptmxmode=0666,mode=0620,gid=5 devpts "$0/dev/pts"
     ln -sf pts/ptmx "$0/dev/ptmx"

@@ -20,7 +20,8 @@ cp tests/packages/installed.sh "$system/packages"
 inside "$system" bash -euc '
   cd /boardtest
   . scripts/prepare.sh
-  needed+=("dh debhelper" "/usr/sbin/mosquitto mosquitto" "/usr/bin/mosquitto_sub mosquitto-clients" "/usr/bin/openssl openssl")
+  needed+=("dh debhelper" "/usr/sbin/mosquitto mosquitto" "/usr/bin/mosquitto_sub mosquitto-clients" "/usr/bin/openssl openssl"
+    "/usr/sbin/ip iproute2")
   install_packages
   export SOURCE_DATE_EPOCH=$0
   build_preset release
