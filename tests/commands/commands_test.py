@@ -17,7 +17,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 TOOLS = ["bash", "sh", "env", "sed", "grep", "flock", "stat", "mkdir", "cat", "head", "tail", "sort", "id", "kill", "sleep",
          "seq", "dirname", "nproc", "rm", "tr", "python3", "wc", "tee", "find"]
 LOOKED_FOR = ["chromium", "chromedriver", "c++", "cmake", "ninja", "clang-format", "doxygen", "shellcheck", "git", "gcovr",
-              "dh", "arm-linux-gnueabihf-g++",
+              "dh", "groff", "arm-linux-gnueabihf-g++",
               "arm-linux-gnueabi-g++"]
 BOARD = r"""#!/bin/sh
 for word in "$@"; do case $word in
