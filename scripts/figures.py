@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """What a run of the tests came to, as tables for docs/measurements.md: `figures.py KIND FILE...`. KIND is tests (ctest's
-JUnit file), faults (the sweep's logs, one a board), coverage (gcovr's summary), fuzzing (the fuzzers' logs) or mutants
-(what scripts/mutate.py prints)."""
+JUnit file), faults (the sweep's logs, one a board), coverage (gcovr's summary), fuzzing (the fuzzers' logs), mutants (what
+scripts/mutate.py prints) or soak (what tests/soak/soak.py prints)."""
 import collections
 import pathlib
 import re
@@ -67,6 +67,11 @@ def mutants(path):
                                                       for name, _, lines in survivors)])
 
 
+def soak(path):
+    text, = found(r"^(\d+ units in \d+ runs, (?:.*\n)+?\n(?:\|.*\n)+)", pathlib.Path(path).read_text(), path)
+    return text
+
+
 if __name__ == "__main__":
-    kinds = {kind.__name__: kind for kind in (tests, faults, coverage, fuzzing, mutants)}
+    kinds = {kind.__name__: kind for kind in (tests, faults, coverage, fuzzing, mutants, soak)}
     print(kinds[sys.argv[1]](*sys.argv[2:]))

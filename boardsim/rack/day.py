@@ -3,6 +3,7 @@ station dies and the plant's database; drawn by a seed. And what a line that mak
 without asking the line."""
 import collections
 import dataclasses
+import itertools
 import math
 import random
 import re
@@ -49,14 +50,10 @@ class Day:
 def draw(seed, count, slots):
     """A day with so many units. `slots` are the families of the slots by their names."""
     chance = random.Random(f"day {seed}")
-    letters = "".join(chance.choices("ABCDEFGHJKLMNPQRSTUVWXYZ", k=2))
-    number = chance.randrange(10**units.DIGITS // 2)
     names = list(slots)
     queues = {name: [] for name in names}
-    for place in range(count):
-        slot = names[place % len(names)]
-        family = slots[slot]
-        queues[slot].append(units.Unit(f"{letters}{number + place:0{units.DIGITS}}", family, draw_defect(chance, family)))
+    for slot, unit in itertools.islice(draw_units(chance, slots), count):
+        queues[slot].append(unit)
     worn = chance.choice(names)
     length = len(queues[worn])
     worn_from = chance.randrange(length // 5, length // 2 + 1)
@@ -68,6 +65,14 @@ def draw(seed, count, slots):
     bad_first = {(slot, shift) for slot in names for shift in (1, 2) if chance.random() < 0.5}
     mislabelled = chance.choice([*names, ""])
     return Day(queues, change, worn, worn_from, frozenset(deaths), outages, frozenset(bad_first), mislabelled)
+
+
+def draw_units(chance, slots):
+    """(slot, unit) without end, for each slot in turn."""
+    letters = "".join(chance.choices("ABCDEFGHJKLMNPQRSTUVWXYZ", k=2))
+    first = chance.randrange(10**units.DIGITS // 2)
+    for number, (slot, family) in enumerate(itertools.cycle(slots.items()), first):
+        yield slot, units.Unit(f"{letters}{number:0{units.DIGITS}}", family, draw_defect(chance, family))
 
 
 def draw_moments(chance, queues, count):

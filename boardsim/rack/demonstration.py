@@ -293,16 +293,16 @@ async def demonstrate(options):
     return 1 if hands.unexpected else 0
 
 
-def status_of(play, options):
-    """Plays it in the folder of the options. The exit status; None when it was asked to end."""
+def status_of(play, options, command="./run"):
+    """Plays it in the folder of the options, for who typed this command. The exit status; None when it was asked to end."""
     options.folder = pathlib.Path(min(str(options.folder), os.path.relpath(options.folder), key=len))  # as people would type it
     try:
         return asyncio.run(play(options))
     except CannotStart as error:
-        print(f"./run: {error}", file=sys.stderr)
+        print(f"{command}: {error}", file=sys.stderr)
         return error.status
     except (RackError, OSError) as error:
-        print(f"./run: {error}", file=sys.stderr)
+        print(f"{command}: {error}", file=sys.stderr)
         return 3
     except (KeyboardInterrupt, asyncio.CancelledError):
         return None

@@ -80,10 +80,13 @@ class Hands:
             self.shift = shift
             if shift == 2:
                 await self.change_shifts()
-            for hand in (self.check, self.work):  # no unit is tested before every slot is checked
-                working = [asyncio.create_task(hand(slot)) for slot in self.day.queues]
-                tasks += working
-                await all_done(working, tasks)
+            await self.play_shift(tasks)
+
+    async def play_shift(self, tasks):
+        for hand in (self.check, self.work):  # no unit is tested before every slot is checked
+            working = [asyncio.create_task(hand(slot)) for slot in self.day.queues]
+            tasks += working
+            await all_done(working, tasks)
 
     async def change_shifts(self):
         """The line begins anew, with the check units of the next shift."""
@@ -302,17 +305,25 @@ async def plant(options):
         await its.close()
 
 
-async def play(options):
-    """Returns the exit status."""
+@contextlib.asynccontextmanager
+async def judged(options, play_it):
+    """What came of what `play_it(options, database)` plays, which returns its hands: its verdict, and the figures told. The
+    options' folder is this one's as long as that lasts."""
     for ending in (signal.SIGTERM, signal.SIGHUP):
         asyncio.get_running_loop().add_signal_handler(ending, asyncio.current_task().cancel)
     with own_folder(options.folder):
         async with plant(options) as its_database:
-            hands = await play_day(options, its_database)
+            hands = await play_it(options, its_database)
             if its_database:
                 await its_database.start()  # it may be away at the line's end
             judge = verdict.Verdict(options, hands, its_database)
             told = judge.judge()
+        yield judge, told
+
+
+async def play(options):
+    """Returns the exit status."""
+    async with judged(options, play_day) as (judge, told):
         judge.ask("records", "export", judge.records, "--format", "html", "-o", options.folder / "report.html")
         print(judge.summary(told), flush=True)
     return 1 if judge.findings else 0
@@ -343,17 +354,15 @@ class Hall:
         self.file.write_text("\n".join(tables), encoding="utf-8")
 
 
-async def play_day(options, its_database):
-    """From the start of the line to its end. Returns the day's hands."""
-    hall = Hall(options, its_database)
-    tasks, line = [], None
+@contextlib.asynccontextmanager
+async def at_work(hall, tasks):
+    """The hall's line as its operator sees it, from its start to its end. The tasks, which are there until then, and the line's
+    boards end with it."""
+    line = None
     try:
         address = await hall.station.start()
-        print(f"A day of {options.units} units. The same day again: --seed {options.seed}. The page: {address}", flush=True)
         line = LineClient(re.sub(r"^\w+://|/$", "", address), "shift")
-        hands = Hands(options, day.draw(options.seed, options.units, hall.families), hall, line)
-        tasks.append(asyncio.create_task(hall.station.keep()))
-        await hands.play(tasks)
+        yield line
     finally:
         for task in tasks:
             task.cancel()
@@ -362,19 +371,36 @@ async def play_day(options, its_database):
             line.close()
         await hall.station.end()
         await hall.rack.close()
+
+
+async def play_day(options, its_database):
+    """From the start of the line to its end. Returns the day's hands."""
+    hall = Hall(options, its_database)
+    tasks = []
+    async with at_work(hall, tasks) as line:
+        print(f"A day of {options.units} units. The same day again: --seed {options.seed}. The page: http://{line.host}/", flush=True)
+        hands = Hands(options, day.draw(options.seed, options.units, hall.families), hall, line)
+        tasks.append(asyncio.create_task(hall.station.keep()))
+        await hands.play(tasks)
     return hands
 
 
-def main():
-    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("units", type=int, metavar="N", help="units of the day")
+def parser_for(description, folder):
+    """Of the options that all have who play a line; `folder` is where they do."""
+    parser = argparse.ArgumentParser(description=description, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--build", type=pathlib.Path, default=RELEASE, metavar="FOLDER", help="where the programs were built")
-    parser.add_argument("--folder", type=pathlib.Path, default=ROOT / "build/shift", help="for plans, records, report; emptied")
+    parser.add_argument("--folder", type=pathlib.Path, default=folder, help="for plans, records, report; emptied")
     parser.add_argument("--plans", type=pathlib.Path, default=ROOT / "plans", metavar="FOLDER", help="has FAMILY.toml each")
     parser.add_argument("--port", type=int, default=0, help="of the page; a free one by default")
-    parser.add_argument("--seed", default=str(random.randrange(1000000)), help="the same one plays the same day")
+    parser.add_argument("--seed", default=str(random.randrange(1000000)), help="the same one draws the same units")
     parser.add_argument("--slots", type=int, default=8, metavar="N", help="of the line")
     parser.add_argument("--speed", type=int, default=20, metavar="N", help="the boards' time runs N times as fast")
+    return parser
+
+
+def main():
+    parser = parser_for(__doc__, ROOT / "build/shift")
+    parser.add_argument("units", type=int, metavar="N", help="units of the day")
     options = parser.parse_args()
     status = status_of(play, options)
     if status is None:

@@ -16,6 +16,7 @@ class Verdict:
         self.options, self.hands, self.database = options, hands, database
         self.records = options.folder / "records.db"
         self.findings = list(hands.findings)
+        self.truths = {one.run: one.truth for one in hands.played}
         self.sent_late = 0  # runs that came to the database behind the line's end
 
     def ask(self, *words):
@@ -30,7 +31,7 @@ class Verdict:
         self.ask("records", "check", self.records)
         stored = [json.loads(row) for row in self.ask("records", "export", self.records, "--format", "jsonl").splitlines()]
         runs = [self.truth_of(run) for run in sorted(stored, key=lambda run: run["id"])]
-        for missing in {one.run for one in self.hands.played} - {run["id"] for run in stored}:
+        for missing in self.truths.keys() - {run["id"] for run in stored}:
             self.findings.append(f"run {missing} is in no record")
         truth = day.figures(runs)
         told = json.loads(self.ask("stats", self.records, "--json") or "{}")
@@ -62,7 +63,7 @@ class Verdict:
     def truth_of(self, run):
         """What a stored run should have been. What it was counts only where nobody could know it before: how far a run came
         whose station died or whose board was pulled."""
-        truth = next((one.truth for one in self.hands.played if one.run == run["id"]), None)
+        truth = self.truths.get(run["id"])
         plan, last = run["plan_name"], {attempt["step"]: attempt["outcome"] for attempt in run["attempts"]}
         failed = frozenset(step for step, outcome in last.items() if outcome in ("failed", "timed_out"))
         if truth is None:  # its station died over the scan

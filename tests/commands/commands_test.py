@@ -178,6 +178,7 @@ class Commands(unittest.TestCase):
                         ["run", "--shift"], ["run", "--shift", "all"], ["run", "--shift", "9", "--serial-by-hand"],
                         ["run", "--shift", "9", "--line"], ["run", "--shift", "9", "rtc"],
                         ["test", "--asan", "--tsan"], ["test", "--tidy", "--only", "x"], ["test", "--fuzz", "long"],
+                        ["test", "--soak"], ["test", "--soak", "0"], ["test", "--soak", "2", "--all"], ["test", "--soak", "2", "--tsan"],
                         ["test", "--arm", "--all"], ["test", "--only"], ["test", "--record", "--only", "x"],
                         ["test", "--record", "--asan"], ["test", "--record", "--tidy"],
                         ["test", "--packages", "--debian13"], ["test", "--packages", "--record"], ["bench", "--nonsense"],

@@ -44,8 +44,12 @@ class Figures(unittest.TestCase):
         self.assertTrue(text.startswith("| Kind | Made |"))
         self.assertTrue(text.endswith("Survived: `t1_sdk/a.cpp:7:number:1`\n\n```diff\n- return 7;\n+ return 8;\n```\n"), text)
 
+    def test_a_soak_is_its_counts_and_its_table(self):
+        text, _ = self.of("soak", all="units 4\n\n8 units in 9 runs, 2 samples\n\n| Figure | Limit |\n| --- | --- |\n\nToo few\n")
+        self.assertEqual(text, "8 units in 9 runs, 2 samples\n\n| Figure | Limit |\n| --- | --- |\n\n")
+
     def test_nothing_is_said_of_a_run_that_broke_off(self):
-        for kind in ("faults", "coverage", "fuzzing", "mutants"):
+        for kind in ("faults", "coverage", "fuzzing", "mutants", "soak"):
             self.assertEqual(self.of(kind, broken="a line\n"), ("", 1))
 
 

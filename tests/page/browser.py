@@ -54,7 +54,8 @@ CODES = {"-": "Minus", "=": "Equal", "[": "BracketLeft", "]": "BracketRight", "\
          "'": "Quote", "`": "Backquote", ",": "Comma", ".": "Period", "/": "Slash", " ": "Space"}
 
 
-def start_chromium():
+def start_chromium(logs=("browser", "performance")):
+    """`logs` are kept for who asks for them."""
     options = webdriver.ChromeOptions()
     options.binary_location = "/usr/bin/chromium"
     for option in ("--headless=new", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage", "--hide-scrollbars",
@@ -64,7 +65,7 @@ def start_chromium():
                    "--disable-renderer-backgrounding", "--disable-backgrounding-occluded-windows",
                    "--disable-features=PreloadTopChromeWebUI"):
         options.add_argument(option)
-    options.set_capability("goog:loggingPrefs", {"browser": "ALL", "performance": "ALL"})
+    options.set_capability("goog:loggingPrefs", dict.fromkeys(logs, "ALL"))
     driver = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
     driver.set_script_timeout(PATIENCE)
     return driver
