@@ -7,13 +7,17 @@ import sys
 
 sys.dont_write_bytecode = True  # nothing is left beside the sources
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "page"))
-from browser import PATIENCE, start_chromium  # noqa: E402
+from browser import start_chromium  # noqa: E402
 from selenium.webdriver.support.ui import WebDriverWait  # noqa: E402
+
+PATIENCE = 500  # seconds, against hanging only
 
 
 def main(address):
     driver = start_chromium(logs=())  # that of hours would be what grows
     try:
+        driver.set_script_timeout(PATIENCE)
+        driver.set_page_load_timeout(PATIENCE)
         driver.get(address)
         for _ in sys.stdin:
             WebDriverWait(driver, PATIENCE).until(lambda _: driver.execute_script("return document.body.dataset.connection") == "live")

@@ -47,6 +47,8 @@ class Hands(shift.Hands):
                 self.watch = watch.Watch(self.hall.station.process.pid, self.options.folder / "records.db", self.line, page)
                 self.samples = self.watch.samples
                 await self.play_shift(tasks)
+                await self.watch.end()
+                self.findings += self.watch.findings
                 await self.catch_up()
         finally:
             self.readers.close()
@@ -62,9 +64,10 @@ class Hands(shift.Hands):
             unit = self.next_unit(slot)
             await self.test(slot, unit)
             self.tested += 1
+            is_sample = self.tested % SAMPLE == 0
             await self.look_after_database()
             await self.readers.look(self.last_of(unit).run)
-            if self.tested % SAMPLE == 0 and self.goes_on():  # later, some slots are empty
+            if is_sample and self.goes_on():  # later, some slots are empty
                 await self.watch.look(self.tested, await self.readers.open_streams())
 
     def next_unit(self, slot):
@@ -100,10 +103,13 @@ class Hands(shift.Hands):
             self.findings.append(f"the database is back, and the line does not catch up: {self.line.line['central']}")
 
 
+class StationEnded(Exception):
+    """By itself; the text has its status."""
+
+
 async def stays_alive(process):
-    """Raises RackError when the process ends."""
-    status = await process.wait()
-    raise shift.RackError(f"the station ended by itself, with status {status}; its log is beside its records")
+    """Raises StationEnded when the process ends."""
+    raise StationEnded(f"the station ended by itself, with status {await process.wait()}; station.log is beside its records")
 
 
 async def play_soak(options, its_database):
@@ -126,9 +132,13 @@ def left_behind():
 
 async def play(options):
     """Returns the exit status."""
-    async with shift.judged(options, play_soak) as (judge, told):
-        hands = judge.hands
-        findings = judge.findings + left_behind()
+    try:
+        async with shift.judged(options, play_soak) as (judge, told):
+            hands = judge.hands
+            findings = judge.findings + left_behind()
+    except StationEnded as end:
+        print(f"Not as it should be: {end}")
+        return 1
     log = options.folder / "records.db-wal"
     if log.exists() and log.stat().st_size > 0:
         findings.append(f"{log} has {log.stat().st_size} bytes that are not in the records, though the station has ended")

@@ -16,6 +16,7 @@ BUILD = pathlib.Path(sys.argv.pop()) if pathlib.Path(sys.argv[-1]).is_dir() else
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 import growth
 import soak
+import units
 import watch
 
 MEMORY = growth.Figure("memory", "Memory, MB", room=4, share=0.1)
@@ -76,12 +77,17 @@ class GrowthTest(unittest.TestCase):
 
 class SoakTest(unittest.TestCase):
     def play(self, folder):
-        """A soak of a few units, whose samples are many. Its exit status, and what it says."""
-        words = ["soak.py", "60", "--units", "12", "--seed", "1", "--slots", "2", "--build", str(BUILD), "--folder", folder]
+        """A soak of a few units in short plans, whose samples are many. Its exit status, and what it says."""
+        for family in units.FAMILIES:
+            head, *steps = (ROOT / f"plans/{family}.toml").read_text(encoding="utf-8").split("[[step]]")
+            short = "[[step]]".join([head, *(step for step in steps if 'name = "alarm-' in step)])
+            pathlib.Path(folder, f"{family}.toml").write_text(short, encoding="utf-8")
+        words = ["soak.py", "60", "--units", "12", "--seed", "1", "--slots", "2", "--build", str(BUILD), "--plans", folder,
+                 "--folder", f"{folder}/soak"]
         said = io.StringIO()
         with unittest.mock.patch("sys.argv", words), contextlib.redirect_stdout(said), self.assertRaises(SystemExit) as ended, \
                 unittest.mock.patch("soak.SAMPLE", 1), unittest.mock.patch("soak.OUTAGE", 4), unittest.mock.patch("soak.AWAY", 2), \
-                unittest.mock.patch("growth.FEWEST", 2):
+                unittest.mock.patch("growth.FEWEST", 2), unittest.mock.patch("watch.FIGURES", watch.FIGURES[:1]):
             soak.main()
         return ended.exception.code, said.getvalue()
 
@@ -91,6 +97,8 @@ class SoakTest(unittest.TestCase):
         with tempfile.TemporaryDirectory(prefix="boardtest-soak.") as folder, leaking:
             status, said = self.play(folder)
         self.assertEqual(status, 1, said)
+        self.assertIn("12 units in ", said)
+        self.assertIn("the database was away 3 times; findings: 1\n", said)
         self.assertRegex(said, r"Not as it should be: Memory of the station \(RssAnon\), MB grew by \d+; the limit is \d+\n")
         self.assertRegex(said, r"\| Memory of the station .* \| grew \|\n")
 

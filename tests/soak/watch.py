@@ -14,7 +14,7 @@ from growth import Figure
 PAGE = pathlib.Path(__file__).with_name("page.py")
 DEBIANS_PYTHON = pathlib.Path("/usr/bin/python3")  # which has Debian's selenium
 NEEDED = (DEBIANS_PYTHON, pathlib.Path("/usr/lib/python3/dist-packages/selenium"), pathlib.Path("/usr/bin/chromedriver"))
-PATIENCE = 300  # seconds, against hanging only
+PATIENCE = 600  # seconds, against hanging only
 TICKS = os.sysconf("SC_CLK_TCK")
 KB, MB = 1 << 10, 1 << 20
 FIGURES = (
@@ -62,13 +62,13 @@ class Page:
         self.process = process
 
     async def figures(self):
-        """What the page takes. Raises OSError when the browser has ended."""
-        self.process.stdin.write(b"\n")
-        async with asyncio.timeout(PATIENCE):
-            answer = await self.process.stdout.readline()
-        if not answer:
-            raise ConnectionError("the browser has ended")
-        return json.loads(answer)
+        """What the page takes. Nothing when the browser has ended, or does not answer."""
+        try:
+            self.process.stdin.write(b"\n")
+            async with asyncio.timeout(PATIENCE):
+                return json.loads(await self.process.stdout.readline())
+        except (OSError, ValueError):
+            return {}
 
 
 @contextlib.asynccontextmanager
@@ -80,7 +80,9 @@ async def open_page(address):
         return
     process = await asyncio.create_subprocess_exec(DEBIANS_PYTHON, PAGE, address, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
     try:
-        yield Page(process)
+        page = Page(process)
+        await page.figures()  # it is open then
+        yield page
     finally:
         process.stdin.close()  # by which it ends
         async with asyncio.timeout(PATIENCE):
@@ -88,24 +90,37 @@ async def open_page(address):
 
 
 class Watch:
-    """Takes samples."""
+    """Takes samples. `findings` are what is wrong beside them, in words."""
 
     def __init__(self, pid, records, line, page):
         """`page` is None without one. `line` is the line as its operator sees it."""
         self.pid, self.records, self.line, self.page = pid, records, line, page
         self.samples = []
         self.scans = []  # milliseconds of each since the last sample
-        self.looking = asyncio.Lock()
+        self.findings = []
+        self.asking = None  # the task in which the page is asked: a busy PC's browser takes its time, and no slot waits for it
 
     async def look(self, units, streams):
         """`units` have been tested so far; the station has so many `streams` of events."""
-        async with self.looking:
-            sample = {"units": units, "streams": streams, **of_process(self.pid), **of_records(self.records)}
-            if self.line.line:
-                sample["behind"] = self.line.line["central"]["behind"]
-            if self.scans:
-                sample["scan"], self.scans = statistics.median(self.scans), []
-            if self.page:
-                sample |= await self.page.figures()
-            self.samples.append(sample)
-        print(", ".join(f"{key} {value:.0f}" for key, value in sample.items()), flush=True)
+        sample = {"units": units, "streams": streams, **of_process(self.pid), **of_records(self.records)}
+        if self.line.line:
+            sample["behind"] = self.line.line["central"]["behind"]
+        if self.scans:
+            sample["scan"], self.scans = statistics.median(self.scans), []
+        self.samples.append(sample)
+        print(", ".join(f"{key} {value:.0f}" for key, value in sample.items() if value is not None), flush=True)
+        if self.page and (not self.asking or self.asking.done()):
+            await self.end()
+            self.asking = asyncio.create_task(self.ask_page(sample))
+
+    async def ask_page(self, sample):
+        figures = await self.page.figures()
+        sample |= figures
+        if not figures:
+            self.page = None
+            self.findings.append(f"behind {sample['units']} units the browser with the page has ended, or does not answer")
+
+    async def end(self):
+        """The page has answered, if it was asked."""
+        if self.asking:
+            await self.asking
