@@ -217,6 +217,17 @@ class Commands(unittest.TestCase):
         self.ends(0, "test", "--coverage", "--record")
         self.assertIn("| branches | 50.0 % | 3 | 6 |\n", page.read_text())
 
+    def test_a_soak_of_what_was_just_built_is_recorded_when_nothing_grew(self):
+        page = self.folder / "docs/measurements.md"
+        page.parent.mkdir()
+        page.write_text("<!-- begin Soak -->\n<!-- end Soak -->\n")
+        script, said = self.folder / "tests/soak/soak.py", "8 units in 9 runs, 2 samples\n\n| Figure |\n| --- |\n"
+        for status in (1, 0):
+            self.stand_in(script, f"import sys\nprint(f'minutes: {{sys.argv[1:]}}\\n'{said!r})\nsys.exit({status})\n")
+            self.assertIn("minutes: ['3']\n", self.ends(status, "test", "--soak", "3", "--record")[0])
+            self.assertEqual("8 units in 9 runs" in page.read_text(), status == 0)
+        self.assertIn("--preset release --target boardtest boardsim boardsim_preload t1station\n", self.calls())
+
     def test_the_house_rules_build_only_what_they_look_at(self):
         (self.folder / "ctest_says").touch()
         self.ends(0, "test", "--only", "house")
