@@ -13,7 +13,7 @@ class RecordingsTest(unittest.TestCase):
     def test_a_simulated_board_here_agrees_with_one_in_front_of_an_emulated_arm(self):
         file = RECORDINGS / "emulated-arm-normal.rec"
         done = subprocess.run([BUILD / "boardsim/boardsim", "--compare", file, "--board", "normal", "--",
-                               BUILD / "t1_sdk/boardtest"], capture_output=True, text=True, timeout=60, check=False)
+                               BUILD / "t1_sdk/boardtest"], capture_output=True, text=True, timeout=600, check=False)
         self.assertEqual(done.returncode, 0, done.stdout)
 
     def test_every_call_is_as_it_was_recorded(self):
@@ -22,7 +22,7 @@ class RecordingsTest(unittest.TestCase):
         for file in files:
             with self.subTest(file.name):
                 done = subprocess.run([BUILD / "boardsim/boardsim", "--replay", file, "--", BUILD / "t1_sdk/boardtest"],
-                                      stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, timeout=60, check=False)
+                                      stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, timeout=600, check=False)
                 self.assertIn(b"every call as it was recorded", done.stderr)
 
 
