@@ -60,7 +60,7 @@ case $run in
 esac
 """)
         script.chmod(0o755)
-        line = self.start_with(["./script"], timeout=0.3)
+        line = self.start_with(["./script"], timeout=3)  # seconds: enough for a shell on a busy PC
         self.run_units(line)
         self.await_true(line, lambda: len(self.events()) == 2)
         self.assertEqual([detail for _, detail in self.events()],

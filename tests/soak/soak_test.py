@@ -99,7 +99,7 @@ class SoakTest(unittest.TestCase):
         self.assertEqual(status, 1, said)
         self.assertIn("12 units in ", said)
         self.assertIn("the database was away 3 times; findings: 1\n", said)
-        self.assertRegex(said, r"Not as it should be: Memory of the station \(RssAnon\), MB grew by \d+; the limit is \d+\n")
+        self.assertRegex(said, r"Not as it should be: Memory of the station \(RssAnon\), MB grew by \d+; the limit is [\d.]+\n")
         self.assertRegex(said, r"\| Memory of the station .* \| grew \|\n")
 
 
