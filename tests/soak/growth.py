@@ -86,6 +86,6 @@ def table(rows):
 
 
 def number(value):
-    """With three digits that count."""
-    digits = 0 if abs(value) >= 100 else 1 if abs(value) >= 10 else 2 if abs(value) >= 1 else 3
+    """A count, or a number with three digits that count."""
+    digits = 0 if isinstance(value, int) or abs(value) >= 100 else 1 if abs(value) >= 10 else 2 if abs(value) >= 1 else 3
     return f"{value:.{digits}f}"

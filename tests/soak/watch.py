@@ -9,7 +9,7 @@ import sqlite3
 import statistics
 import subprocess
 
-from growth import Figure
+from growth import Figure, number
 
 PAGE = pathlib.Path(__file__).with_name("page.py")
 DEBIANS_PYTHON = pathlib.Path("/usr/bin/python3")  # which has Debian's selenium
@@ -108,7 +108,7 @@ class Watch:
         if self.scans:
             sample["scan"], self.scans = statistics.median(self.scans), []
         self.samples.append(sample)
-        print(", ".join(f"{key} {value:.0f}" for key, value in sample.items() if value is not None), flush=True)
+        print(", ".join(f"{key} {number(value)}" for key, value in sample.items() if value is not None), flush=True)
         if self.page and (not self.asking or self.asking.done()):
             await self.end()
             self.asking = asyncio.create_task(self.ask_page(sample))
