@@ -172,7 +172,7 @@ void Application::serve() {
 
 void Application::run(const std::shared_ptr<Connection>& connection, const Command& command) {
   commands_.push_back(command);
-  if (!is_known(command.code) && !scripts_.contains(command.code)) {
+  if (!is_known(command.code) && script_for(command) == nullptr) {
     violation_("the application has no command " + hexadecimal(command.code) + " (send)");
     return connection->close();
   }
@@ -194,12 +194,17 @@ void Application::run(const std::shared_ptr<Connection>& connection, const Comma
   at(due, [](Connection& its_connection) { its_connection.close(); });
 }
 
+const Application::Answer* Application::script_for(const Command& command) const {
+  auto script = scripts_.find({command.code, command.value});
+  if (script == scripts_.end()) script = scripts_.find({command.code, std::nullopt});
+  return script != scripts_.end() ? &script->second : nullptr;
+}
+
 Application::Answer Application::answer_to(const Command& command) const {
   if (faults_.silent) return {{}, false};
   if (faults_.closes) return {{}, true};
-  const auto script = scripts_.find(command.code);
-  Answer answer =
-      script != scripts_.end() ? script->second : Answer{{{kHealthyDelay, healthy_reply(command)}}, true};
+  const Answer* const script = script_for(command);
+  Answer answer = script != nullptr ? *script : Answer{{{kHealthyDelay, healthy_reply(command)}}, true};
   for (Reply& reply : answer.replies) {
     reply.after += faults_.later;
     if (faults_.cut) reply.bytes.resize(std::min(reply.bytes.size(), kShortReply));
@@ -208,7 +213,12 @@ Application::Answer Application::answer_to(const Command& command) const {
 }
 
 void Application::set_answer(std::uint32_t command, std::vector<Reply> replies, bool closes) {
-  scripts_.insert_or_assign(command, Answer{std::move(replies), closes});
+  scripts_.insert_or_assign({command, std::nullopt}, Answer{std::move(replies), closes});
+}
+
+void Application::set_answer_to(std::uint32_t command, std::uint32_t value, std::vector<Reply> replies,
+                                bool closes) {
+  scripts_.insert_or_assign({command, value}, Answer{std::move(replies), closes});
 }
 
 FaultForms Application::fault_forms() {

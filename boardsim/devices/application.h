@@ -5,8 +5,10 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "boardsim/kernel/fault_forms.h"
@@ -55,6 +57,8 @@ class Application {
   /// stays open for ever. Without a script it answers as a healthy one, and a command that it does not know
   /// is a violation.
   void set_answer(std::uint32_t command, std::vector<Reply> replies, bool closes = true);
+  /// The same for a command with this value only. It goes before the one for any value.
+  void set_answer_to(std::uint32_t command, std::uint32_t value, std::vector<Reply> replies, bool closes);
   const std::vector<Command>& commands() const { return commands_; }
 
   FaultForms fault_forms();
@@ -72,11 +76,12 @@ class Application {
   class Connection;
 
   void run(const std::shared_ptr<Connection>& connection, const Command& command);
+  const Answer* script_for(const Command& command) const;
   Answer answer_to(const Command& command) const;
 
   After after_;
   Violation violation_;
-  std::map<std::uint32_t, Answer> scripts_{};
+  std::map<std::pair<std::uint32_t, std::optional<std::uint32_t>>, Answer> scripts_{};  ///< by code, value
   std::vector<Command> commands_{};
   std::vector<std::shared_ptr<Connection>> connections_{};
   Faults faults_{};

@@ -107,6 +107,12 @@ void make_recording(const std::string& file) {
   close(fd);
 }
 
+/// A program that did not come as far as its first line has recorded nothing.
+void remove_empty(const std::string& file) {
+  std::error_code ignored;
+  if (std::filesystem::is_empty(file, ignored)) std::filesystem::remove(file, ignored);
+}
+
 /// LD_PRELOAD: a sanitizer's runtime, where the program or the board was built with one, must come first; the
 /// recorder stands before all that answers. Behind a replay stands the board all the same: what is in no
 /// recording must not reach the PC.
@@ -187,6 +193,7 @@ Child::Child(const Options& options) {
   } catch (...) {
     kill(pid_, SIGKILL);
     wait();
+    if (!options.record.empty()) remove_empty(options.record);
     throw;
   }
 }

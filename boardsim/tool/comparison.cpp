@@ -16,6 +16,7 @@
 #include "boardsim/board/state.h"
 #include "boardsim/families/boot_block.h"
 #include "boardsim/families/families.h"
+#include "boardsim/tool/state_folder.h"
 
 namespace boardsim {
 namespace {
@@ -96,22 +97,29 @@ void take_recorded_board(Options& options, const boardrec::Recording& recording)
   options.config.type = type;
 }
 
-ComparedSession::ComparedSession(Options& options) : recording_(boardrec::read_recording(options.compare)) {
-  const std::string script = boardrec::station_script(recording_);
-  folder_ = (std::filesystem::temp_directory_path() / "boardsim-compare-XXXXXX").string();
-  if (mkdtemp(folder_.data()) == nullptr)
+OwnFolder::OwnFolder()
+    : path_((std::filesystem::temp_directory_path() / "boardsim-compare-XXXXXX").string()) {
+  if (mkdtemp(path_.data()) == nullptr)
     throw std::runtime_error("no folder can be made for the comparison: " +
                              std::string(std::strerror(errno)));
-  options.config.station = folder_ + "/station";
-  options.record = folder_ + "/simulated.rec";
+}
+
+OwnFolder::~OwnFolder() {
+  std::error_code ignored;
+  std::filesystem::remove_all(path_, ignored);
+}
+
+ComparedSession::ComparedSession(Options& options) : recording_(boardrec::read_recording(options.compare)) {
+  const std::string script = boardrec::station_script(recording_);
+  options.config.station = folder_.path() + "/station";
+  options.record = folder_.path() + "/simulated.rec";
   std::ofstream file(options.config.station);
   file << script;
   if (!file.flush()) throw std::runtime_error(options.config.station + " cannot be written");
-}
-
-ComparedSession::~ComparedSession() {
-  std::error_code ignored;
-  std::filesystem::remove_all(folder_, ignored);
+  if (options.config.state.empty()) return;
+  const std::string copy = folder_.path() + "/state";
+  copy_state(options.config.state, options.config.board, copy);
+  options.config.state = copy;
 }
 
 int ComparedSession::report(const Options& options) const {

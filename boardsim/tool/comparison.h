@@ -13,15 +13,27 @@ namespace boardsim {
 /// error.
 void take_recorded_board(Options& options, const boardrec::Recording& recording);
 
+/// A folder of a run's own, gone with this object.
+class OwnFolder {
+ public:
+  /// Throws std::runtime_error when none can be made.
+  OwnFolder();
+  ~OwnFolder();
+  OwnFolder(const OwnFolder&) = delete;
+  OwnFolder& operator=(const OwnFolder&) = delete;
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
 /// A recording whose session is run again on a simulated board. Its own files are gone with it.
 class ComparedSession {
  public:
-  /// Reads the recording and sets up the options of the run: what the station does, and where the run is
-  /// recorded. Throws std::runtime_error and its like with a clear text.
+  /// Reads the recording and sets up the options of the run: what the station does, where the run is
+  /// recorded, and a copy of the board's folder, which stays as it is. Throws std::runtime_error and its like
+  /// with a clear text.
   explicit ComparedSession(Options& options);
-  ~ComparedSession();
-  ComparedSession(const ComparedSession&) = delete;
-  ComparedSession& operator=(const ComparedSession&) = delete;
 
   /// Prints how the run, which has ended, compares. The launcher's exit status: 0, or 1 when something
   /// differs.
@@ -30,7 +42,7 @@ class ComparedSession {
 
  private:
   boardrec::Recording recording_;
-  std::string folder_;
+  OwnFolder folder_{};
 };
 
 }  // namespace boardsim

@@ -13,6 +13,7 @@ namespace {
 
 using nlohmann::json;
 
+constexpr int kFormat = 2;  // the first one had the application's answers without the commands' values
 constexpr const char* kFile = "/learned.json";
 constexpr std::string_view kSensor = "/proc/debug/temp";
 
@@ -53,18 +54,20 @@ json to_json(const Learned::Answer& answer) {
   json replies = json::array();
   for (const Learned::Reply& reply : answer.replies)
     replies.push_back({{"after", reply.after}, {"bytes", to_hex(reply.bytes)}});
-  return {{"command", answer.command}, {"replies", replies}, {"closes", answer.closes}};
+  return {
+      {"command", answer.command}, {"value", answer.value}, {"replies", replies}, {"closes", answer.closes}};
 }
 
 Learned::Answer answer_of(const json& object) {
-  Learned::Answer answer{.command = object.at("command"), .closes = object.at("closes")};
+  Learned::Answer answer{
+      .command = object.at("command"), .value = object.at("value"), .closes = object.at("closes")};
   for (const json& reply : object.at("replies"))
     answer.replies.push_back({reply.at("after"), from_hex(reply.at("bytes"))});
   return answer;
 }
 
 json to_json(const Learned& learned) {
-  json object{{"format", 1}, {"boot_block", to_hex(learned.boot_block)}};
+  json object{{"format", kFormat}, {"boot_block", to_hex(learned.boot_block)}};
   for (const auto& [node, registers] : learned.registers) object["registers"][node] = to_json(registers);
   for (const auto& [path, bytes] : learned.files) object["files"][path] = to_hex(bytes);
   for (const auto& [node, space] : learned.media)
@@ -76,7 +79,7 @@ json to_json(const Learned& learned) {
 }
 
 Learned learned_of(const json& object) {
-  if (object.at("format") != 1) throw std::runtime_error("it is of another version");
+  if (object.at("format") != kFormat) throw std::runtime_error("it is of another version: learn again");
   const json empty = json::object();
   const auto part = [&](const char* name) {
     return (object.contains(name) ? object.at(name) : empty).items();
@@ -154,7 +157,7 @@ void make_like(Board& board, const Learned& learned) {
   for (const Learned::Answer& answer : learned.application) {
     std::vector<Application::Reply> replies;
     for (const Learned::Reply& reply : answer.replies) replies.push_back({Time(reply.after), reply.bytes});
-    board->application.set_answer(answer.command, std::move(replies), answer.closes);
+    board->application.set_answer_to(answer.command, answer.value, std::move(replies), answer.closes);
   }
   const Locked lock(board.state().mutex);
   for (const auto& [node, durations] : learned.requests) {

@@ -25,6 +25,7 @@ struct Learned {
   };
   struct Answer {
     std::uint32_t command = 0;
+    std::uint32_t value = 0;  ///< that the command came with: the reply echoes it
     std::vector<Reply> replies{};
     bool closes = true;
   };

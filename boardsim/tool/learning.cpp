@@ -10,6 +10,7 @@
 #include <fstream>
 #include <set>
 #include <stdexcept>
+#include <utility>
 
 #include "boardrec/session/named_calls.h"
 #include "boardsim/board/state.h"
@@ -196,12 +197,14 @@ void Learner::take_transfer(const NamedCall& call) {
   learned.files[call.node] = content;
 }
 
-/// A file of the factory counts once it was read to its end.
+/// Of a file of the factory counts what was read, as far as the program cared for it: the most of several
+/// readings.
 void Learner::take_line(const NamedCall& call) {
   if (!call.node.starts_with(kDevinfo)) return;
   std::string& content = contents_[call.opened_by];
   content += bytes_out(*call.record);
-  if (call.record->result == 0) learned.files.emplace(call.node, content);
+  std::string& most = learned.files[call.node];
+  if (content.size() > most.size()) most = content;
 }
 
 void Learner::take_space(const NamedCall& call) {
@@ -218,8 +221,11 @@ void Learner::take_application(const NamedCall& call) {
   const Record& record = *call.record;
   constexpr std::size_t kCommand = 12;
   if (record.call == Call::send && bytes_in(record, 2).size() >= kCommand) {
-    learned.application.push_back(
-        {.command = ntohl(word_at(bytes_in(record, 2), 1)), .replies = {}, .closes = false});
+    const std::string& command = bytes_in(record, 2);
+    learned.application.push_back({.command = ntohl(word_at(command, 1)),
+                                   .value = ntohl(word_at(command, 2)),
+                                   .replies = {},
+                                   .closes = false});
     answered_ = record.ended;
   }
   if (record.call != Call::recv || learned.application.empty()) return;
@@ -241,10 +247,10 @@ void Learner::finish() {
       if (mean.value() >= kNoticed) learned.requests[node][request] = mean.value();
     }
   }
-  // The last answer to a command is the one that counts.
-  std::map<std::uint32_t, Learned::Answer> last;
+  // The last answer to a command with its value is the one that counts.
+  std::map<std::pair<std::uint32_t, std::uint32_t>, Learned::Answer> last;
   for (Learned::Answer& answer : learned.application) {
-    if (!answer.replies.empty() || answer.closes) last[answer.command] = std::move(answer);
+    if (!answer.replies.empty() || answer.closes) last[{answer.command, answer.value}] = std::move(answer);
   }
   learned.application.clear();
   for (auto& [command, answer] : last) learned.application.push_back(std::move(answer));
@@ -290,6 +296,28 @@ void keep_media(Learner& learner, const std::string& family, const std::string& 
   fit_media(learner.learned, board);
 }
 
+/// Says on standard error what was taken over, in one line.
+void tell(const Learner& learner, const std::string& folder) {
+  const Learned& learned = learner.learned;
+  std::string text;
+  const auto add = [&text](std::size_t count, const char* what, const char* many) {
+    if (count == 0) return;
+    text += text.empty() ? " " : ", ";
+    text += std::to_string(count) + " " + (count == 1 ? what : many);
+  };
+  std::size_t registers = 0;
+  for (const auto& [node, values] : learned.registers) registers += values.size();
+  add(learned.boot_block.empty() ? 0 : 1, "boot block", "");
+  add(registers, "register", "registers");
+  add(learner.partitions.size(), "factory partition", "factory partitions");
+  add(learned.files.size(), "file", "files");
+  add(learned.media.size(), "medium's room", "media's room");
+  add(learned.blocks.size(), "medium's speed", "media's speed");
+  add(learned.requests.size(), "node's times", "nodes' times");
+  add(learned.application.size(), "answer of the application", "answers of the application");
+  std::fprintf(stderr, "boardsim: learned into %s:%s\n", folder.c_str(), text.c_str());
+}
+
 void keep_family(const std::string& family, const std::string& folder) {
   const std::string file = folder + "/board";
   std::ofstream stream(file);
@@ -311,6 +339,7 @@ void keep_learned(const boardrec::Recording& recording, const std::string& famil
     keep_media(learner, family, folder);
     write_learned(folder, learner.learned);
     keep_family(family, folder);
+    tell(learner, folder);
   } catch (...) {
     std::error_code ignored;
     std::filesystem::remove_all(folder, ignored);  // half of a board is none

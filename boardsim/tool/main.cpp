@@ -1,8 +1,6 @@
 // boardsim: runs a board's program, unmodified, on a simulated board.
-#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/file.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -26,7 +24,7 @@
 #include "boardsim/tool/console_text.h"
 #include "boardsim/tool/learning.h"
 #include "boardsim/tool/options.h"
-#include "boardsim/tool/recorded_session.h"
+#include "boardsim/tool/state_folder.h"
 
 namespace {
 
@@ -113,26 +111,6 @@ int run_to_the_end(Child& child, int signals, const Options& options, const Cons
   return child.wait();
 }
 
-/// The folder keeps the name of its board, so that no other family is run on its data. It belongs to this
-/// launcher until it ends: two boards cannot have one storage.
-void use_state(const std::string& folder, const std::string& board) {
-  std::filesystem::create_directories(folder);
-  const std::string file = folder + "/board";
-  // Stays open on purpose: the folder is locked for as long as the launcher lives.
-  const int lock = open(file.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0666);
-  if (lock < 0) throw std::runtime_error(file + ": " + std::strerror(errno));
-  if (flock(lock, LOCK_EX | LOCK_NB) != 0) throw std::runtime_error(folder + " is in use");
-  std::string known;
-  std::ifstream(file) >> known;
-  if (known.empty()) {
-    std::ofstream out(file);
-    out << board << '\n';
-    if (!out.flush()) throw std::runtime_error(file + " cannot be written");
-  } else if (known != board) {
-    throw std::runtime_error(folder + " belongs to a board \"" + known + "\", not \"" + board + "\"");
-  }
-}
-
 void announce(const Config& config) {
   Board board(config.board);
   set_up_board(board, config);
@@ -143,7 +121,7 @@ void announce(const Config& config) {
 
 void announce_replay(const Options& options) {
   const std::string& file = options.replay;
-  const boardrec::Recording recording = read_session(file, options.program.front());
+  const boardrec::Recording recording = boardrec::read_recording(file);
   const double seconds = static_cast<double>(recording.records.back().ended) / 1e9;
   std::printf("boardsim: replays %s: %zu records, %.3f s\n", file.c_str(), recording.records.size(), seconds);
   if (!recording.broken.empty()) std::printf("boardsim: %s\n", recording.broken.c_str());

@@ -14,6 +14,7 @@
 #include "boardsim/tool/address.h"
 #include "boardsim/tool/comparison.h"
 #include "boardsim/tool/recorded_session.h"
+#include "boardsim/tool/state_folder.h"
 #include "boardsim/tool/station_script.h"
 #include "version/version.h"
 
@@ -121,8 +122,8 @@ Exit codes:
   N   the program ended with it, or was ended by signal N - 128
   0   with --compare: all agrees; with --replay: every call was as recorded
   1   with --compare, --replay: something differs
-  64  nothing can be made of the command line, or with --compare of the recording
-  70  program or recording cannot be used, or the program called something that no board knows
+  64  nothing can be made of the command line, or of the recording with --compare, --replay
+  70  the program cannot be used, or it called something that no board knows
 
 Environment:
   BOARDSIM_PRELOAD_FIRST
@@ -163,7 +164,7 @@ struct Words {
 /// Sessions that are kept, and those that were.
 void add_session_options(CLI::App& app, Options& options) {
   app.add_option("--record", options.record,
-                 "File that gets a recording of the program, as one is made on a real board")
+                 "New file that gets a recording of the program, as one is made on a real board")
       ->type_name("FILE");
   app.add_option("--station", options.config.station,
                  "File that says what a station does and when, in the board's own time; with --pace virtual")
@@ -233,8 +234,10 @@ void add_options(CLI::App& app, Options& options, Words& words) {
       ->allow_extra_args(false);
   app.add_option("--trace", config.trace, "File that gets every call of the program as it happens")
       ->type_name("FILE");
-  app.add_option("--state", config.state,
-                 "Folder that belongs to this board: keeps its flash and eMMC between runs")
+  app.add_option(
+         "--state", config.state,
+         "Folder that belongs to this board: keeps its flash and eMMC between runs. A comparison takes a "
+         "copy of one that is there")
       ->type_name("FOLDER");
   app.add_option("--devinfo", config.devinfo, "Folder whose files the program finds at /devinfo")
       ->type_name("FOLDER");
@@ -301,14 +304,13 @@ void check_alone(const CLI::App& app, const Options& options, const std::string&
     throw CLI::ValidationError(options.program.front(), printed + " starts no program");
 }
 
-/// Reads the recording of a comparison; by it the board is chosen unless somebody else has.
-void take_recording(Options& options, bool chooses_board) {
+/// Calls what looks at the recording `file` of an option; what is wrong with it is the option's.
+template <typename Look>
+void take_recording(const char* option, const std::string& file, const Options& options, Look look) {
   try {
-    const boardrec::Recording recording =
-        read_session(options.compare, options.program.empty() ? "" : options.program.front());
-    if (chooses_board) take_recorded_board(options, recording);
+    look(read_session(file, options.program.empty() ? "" : options.program.front()));
   } catch (const std::exception& error) {
-    throw CLI::ValidationError("--compare", error.what());
+    throw CLI::ValidationError(option, error.what());
   }
 }
 
@@ -320,7 +322,11 @@ bool only_prints(const CLI::App& app, Options& options, const Words& words) {
     print_boards();
     return true;
   }
-  if (!options.compare.empty()) take_recording(options, !given(app, "--board"));
+  if (!options.compare.empty()) {
+    take_recording("--compare", options.compare, options, [&](const boardrec::Recording& recording) {
+      if (!given(app, "--board")) take_recorded_board(options, recording);
+    });
+  }
   take_board(config, std::string(config.board));
   if (words.print_family) {
     check_alone(app, options, "--print-family", {"--board", "--print-family"});
@@ -347,8 +353,32 @@ void check_replay(const CLI::App& app, Options& options, const Words& words) {
   }
   if (options.config.pace == "stepped")
     throw CLI::ValidationError("--pace", "a recording is replayed scaled or without waiting");
+  take_recording("--replay", options.replay, options, [](const boardrec::Recording&) {});
   if (!given(app, "--pace") && !given(app, "--speed")) options.config.pace = "virtual";
   options.utf8_console = words.console == "utf8";
+}
+
+/// What was learned goes into a new folder in one that is there.
+void check_learn(const std::string& folder) {
+  if (folder.empty()) return;
+  namespace fs = std::filesystem;
+  if (fs::exists(folder)) throw CLI::ValidationError("--learn", folder + " is there already");
+  const fs::path path = fs::absolute(folder);
+  const fs::path above = path.has_filename() ? path.parent_path() : path.parent_path().parent_path();
+  if (!fs::is_directory(above))
+    throw CLI::ValidationError("--learn", "there is no folder " + above.string() + " for it");
+}
+
+/// A new folder is made for a board that runs; one that is compared with another has to be known.
+void check_state(const Options& options) {
+  const std::string& folder = options.config.state;
+  if (folder.empty()) return;
+  const bool is_there = std::filesystem::exists(folder);
+  if (is_there && !std::filesystem::is_directory(folder))
+    throw CLI::ValidationError("--state", folder + " is no folder");
+  if (options.compare.empty() || is_state(folder)) return;
+  throw CLI::ValidationError(
+      "--state", folder + (is_there ? " is no folder of a board" : " is not there: nothing to compare"));
 }
 
 /// The recording decides how time passes and what the station does.
@@ -363,8 +393,7 @@ void check_compare(const CLI::App& app, Options& options) {
                              "--console-tty", "--console", "--reboot"}) {
     if (given(app, option)) throw CLI::ValidationError(option, "it has no effect beside --compare");
   }
-  if (!options.learn.empty() && std::filesystem::exists(options.learn))
-    throw CLI::ValidationError("--learn", options.learn + " is there already");
+  check_learn(options.learn);
   options.config.pace = "virtual";
   options.config.exit_at_violation = false;
 }
@@ -375,6 +404,9 @@ void take_all(const CLI::App& app, Options& options, const Words& words) {
   if (!options.address.empty() && !is_loopback(options.address)) {
     throw CLI::ValidationError("--address", options.address + " is no loopback address (127.x.y.z)");
   }
+  check_state(options);
+  if (!options.record.empty() && std::filesystem::exists(options.record))
+    throw CLI::ValidationError("--record", options.record + " is there already");
   for (const std::string& text : words.interfaces) take_interface(config, text);
   check(config);
   if (options.program.empty()) throw CLI::RequiredError("PROGRAM");

@@ -31,6 +31,8 @@ boardrec::Recording read_session(const std::string& file, const std::string& pro
   boardrec::Recording recording = boardrec::read_recording(file);
   const std::string recorded = recorded_program(recording);
   if (std::ranges::none_of(recording.records, asks_for_something)) {
+    if (!recording.broken.empty())
+      throw std::invalid_argument(recording.broken + ": no call of a program stands before");
     throw std::invalid_argument(file + " has no call of a program" +
                                 (recorded.empty() ? "" : ": " + recorded + " asked its system for nothing"));
   }

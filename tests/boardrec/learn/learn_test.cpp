@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -43,8 +44,17 @@ Ended boardsim(std::vector<std::string> words) {
   return {status, launcher.rest() + launcher.err()};
 }
 
-/// A board of the 6484 family that differs from a simulated one: another temperature, other correction
-/// parameters, a slow card, a register of the FPGA.
+/// Every file below a folder, with its bytes.
+std::map<std::string, std::string> bytes_below(const std::string& folder) {
+  std::map<std::string, std::string> files;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    if (entry.is_regular_file()) files[entry.path().string()] = bytes_of(entry.path().string());
+  }
+  return files;
+}
+
+/// A board of the 6484 family that differs from a simulated one: another temperature, other parameters of the
+/// timing generator, a slow card, a register of the FPGA.
 class LearnTest : public testing::Test {
  protected:
   static void SetUpTestSuite() {
@@ -54,7 +64,9 @@ class LearnTest : public testing::Test {
         << asks(2, kTemperature) << asks(5, kSdCard) << asks(20, kRaiseVoltage) << asks(25, kStoreTg)
         << asks(40, kQuit) << "45 end\n";
     std::filesystem::create_directory(recorded_->file("devinfo"));
-    std::ofstream(recorded_->file("devinfo/TG.bin")) << "0x10 0x20\r\n";
+    // A sound file, of which the program reads up to the last register that counts.
+    std::ofstream(recorded_->file("devinfo/TG.bin"))
+        << "[QN-5RX6484A]\n[TF2V1][TS3V1][VER3.7][2]\n{0x10 0x99 0}\n{0x11 0x98 100}\n[QN-5RX6454]\n";
     const Ended ended =
         boardsim({"--board", "6484", "--pace", "virtual", "--station", recorded_->file("station"), "--record",
                   recording(), "--devinfo", recorded_->file("devinfo"), "--fault", "sensor 1 text 61250",
@@ -78,6 +90,64 @@ TEST_F(LearnTest, ABoardFromWhatWasLearnedAnswersLikeTheRecordedOne) {
   EXPECT_EQ(first.status, 1) << first.said;
   const Ended second = boardsim({"--compare", recording(), "--state", learned_, "--board", "6484"});
   EXPECT_EQ(second.status, 0) << second.said;
+}
+
+// What a healthy board answers to one command must not become its answer to another.
+TEST_F(LearnTest, ABoardThatLearnedFromAHealthyOneStillAgrees) {
+  for (const auto& [file, family] : std::map<std::string, std::string>{
+           {"simulated-k.rec", "k"}, {"simulated-rkd2.rec", "rkd2"}, {"emulated-arm-normal.rec", "normal"}}) {
+    const std::string folder = directory_.file(family);
+    const std::vector<std::string> compare{"--compare", RECORDINGS "/" + file, "--board", family};
+    std::vector<std::string> words = compare;
+    words.insert(words.end(), {"--learn", folder});
+    const Ended first = boardsim(words);
+    EXPECT_EQ(first.status, 0) << first.said;
+    EXPECT_NE(first.said.find("boardsim: learned into " + folder + ": 1 boot block, "), std::string::npos)
+        << first.said;
+    words = compare;
+    words.insert(words.end(), {"--state", folder});
+    const Ended second = boardsim(words);
+    EXPECT_EQ(second.status, 0) << file << second.said;
+  }
+}
+
+// The session stores parameters: the board that is compared does, too.
+TEST_F(LearnTest, AComparisonLeavesABoardsFolderAsItWas) {
+  ASSERT_EQ(learn().status, 1);
+  const auto before = bytes_below(learned_);
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_EQ(boardsim({"--compare", recording(), "--state", learned_, "--board", "6484"}).status, 0);
+    EXPECT_TRUE(bytes_below(learned_) == before);
+  }
+}
+
+TEST_F(LearnTest, AComparisonTakesNoFolderThatIsNoneOfABoard) {
+  const std::vector<std::pair<std::string, std::string>> wrong{
+      {directory_.file("mistyped"), " is not there: nothing to compare"},
+      {directory_.path().string(), " is no folder of a board"},
+      {recording(), " is no folder"}};
+  for (const auto& [folder, why] : wrong) {
+    const Ended ended = boardsim({"--compare", recording(), "--board", "6484", "--state", folder});
+    EXPECT_EQ(ended.status, 64);
+    EXPECT_NE(ended.said.find("--state: " + folder + why + " (boardsim --help"), std::string::npos)
+        << ended.said;
+  }
+  EXPECT_TRUE(std::filesystem::is_empty(directory_.path()));
+  ASSERT_EQ(learn().status, 1);
+  const Ended other = boardsim({"--compare", recording(), "--board", "k", "--state", learned_});
+  EXPECT_EQ(other.status, 70);
+  EXPECT_NE(other.said.find(learned_ + " belongs to a board \"6484\", not \"k\""), std::string::npos)
+      << other.said;
+}
+
+TEST_F(LearnTest, WhatWasLearnedGoesIntoAFolderThatIsThere) {
+  const std::string nowhere = directory_.file("none");
+  const Ended ended =
+      boardsim({"--compare", recording(), "--board", "6484", "--learn", nowhere + "/learned"});
+  EXPECT_EQ(ended.status, 64);
+  EXPECT_NE(ended.said.find("--learn: there is no folder " + nowhere + " for it"), std::string::npos)
+      << ended.said;
+  EXPECT_FALSE(std::filesystem::exists(nowhere));
 }
 
 TEST_F(LearnTest, AFolderThatIsThereIsNotWrittenInto) {
@@ -130,7 +200,7 @@ TEST_F(LearnTest, ASessionThatTellsNothingOfItsBoardLeavesNoFolder) {
 
 TEST_F(LearnTest, WhatWasLearnedAndDamagedStartsNothing) {
   ASSERT_EQ(learn().status, 1);
-  std::ofstream(learned_ + "/learned.json") << "{\"format\": 1, \"boot_block\": \"00\"}";
+  std::ofstream(learned_ + "/learned.json") << "{\"format\": 2, \"boot_block\": \"00\"}";
   const Ended ended = boardsim({"--board", "6484", "--state", learned_});
   EXPECT_EQ(ended.status, 70);
   EXPECT_NE(ended.said.find("learned.json: its boot block has another size"), std::string::npos)

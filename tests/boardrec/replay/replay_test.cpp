@@ -128,16 +128,38 @@ TEST_F(ReplayTest, AFileThatIsNoRecordingStartsNothing) {
   const std::string file = std::filesystem::path(recording()).replace_filename("text.rec");
   write(file, "no recording");
   const Replayed replayed = replay(file);
-  EXPECT_EQ(replayed.status, 70);
-  EXPECT_EQ(replayed.said, "boardsim: " + file + " is no recording\n");
+  EXPECT_EQ(replayed.status, 64);
+  EXPECT_EQ(replayed.said,
+            "boardsim: --replay: " + file + " is no recording (boardsim --help shows the options)\n");
+  EXPECT_EQ(replay(std::filesystem::path(recording()).replace_filename("missing.rec")).status, 64);
 }
 
 TEST_F(ReplayTest, ARecordingWithoutACallProvesNothingAndStartsNothing) {
   const std::string file = std::filesystem::path(recording()).replace_filename("header.rec");
   write(file, bytes_of(recording()).substr(0, sizeof(boardrec::Header)));
   const Replayed replayed = replay(file);
-  EXPECT_EQ(replayed.status, 70);
-  EXPECT_EQ(replayed.said, "boardsim: " + file + " has no call of a program\n");
+  EXPECT_EQ(replayed.status, 64);
+  EXPECT_EQ(replayed.said, "boardsim: --replay: " + file +
+                               " has no call of a program (boardsim --help shows the options)\n");
+}
+
+TEST_F(ReplayTest, ThatARecordingIsDamagedBeforeItsFirstCallIsSaid) {
+  const std::string file = std::filesystem::path(recording()).replace_filename("damaged.rec");
+  write(file, bytes_of(recording()).substr(0, sizeof(boardrec::Header)) + "damaged, and no record");
+  const Replayed replayed = replay(file);
+  EXPECT_EQ(replayed.status, 64);
+  EXPECT_EQ(replayed.said, "boardsim: --replay: " + file +
+                               " is damaged at byte 64, behind 0 records: no call of a program stands before "
+                               "(boardsim --help shows the options)\n");
+}
+
+TEST_F(ReplayTest, AFileThatIsThereIsNotRecordedInto) {
+  const std::string before = bytes_of(recording());
+  Child launcher({BOARDSIM_PROGRAM, "--record", recording(), "--", BOARDTEST_PROGRAM});
+  EXPECT_EQ(launcher.exit_status(), 64);
+  EXPECT_EQ(launcher.err(),
+            "boardsim: --record: " + recording() + " is there already (boardsim --help shows the options)\n");
+  EXPECT_TRUE(bytes_of(recording()) == before);
 }
 
 TEST_F(ReplayTest, AFaultBesideARecordingHasNoEffectAndIsRefused) {
