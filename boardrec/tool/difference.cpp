@@ -44,6 +44,17 @@ std::string title_of(const StationRequest& request) {
   return test != nullptr ? title + " " + std::string(test->name) : title;
 }
 
+/// The call's text without what is any session's own: how long a select may still wait is a time.
+std::string words_of(const NamedCall& call) {
+  constexpr std::size_t kTimeOut = 4;
+  if (call.record->call != Call::select || call.record->in.size() <= kTimeOut) return text(call);
+  Record record = *call.record;
+  record.in[kTimeOut] = {};
+  NamedCall without = call;
+  without.record = &record;
+  return text(without);
+}
+
 Session session_of(const Recording& recording) {
   const std::vector<NamedCall> calls = calls_of_trace(recording);
   const std::vector<StationRequest> requests = station_requests(calls);
@@ -54,7 +65,7 @@ Session session_of(const Recording& recording) {
       session.segments.push_back({title_of(requests[next]), {}});
     Lines& lines = calls[at].record->thread == 0 ? session.segments.back().lines
                                                  : session.other_threads[calls[at].record->thread];
-    lines.push_back({calls[at], text(calls[at])});
+    lines.push_back({calls[at], words_of(calls[at])});
   }
   return session;
 }

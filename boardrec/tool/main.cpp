@@ -1,5 +1,6 @@
 // boardrec: shows recordings of real boards, compares, cuts and redacts them.
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <exception>
 #include <functional>
 #include <iostream>
@@ -76,6 +77,17 @@ CLI::Validator quiet(CLI::Validator check) {
   return check.description("");
 }
 
+/// A number of seconds that can be waited.
+CLI::Validator not_negative() {
+  const auto look = [](const std::string& text) {
+    double seconds = 0;
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), seconds);
+    const bool is_number = read.ec == std::errc() && read.ptr == text.data() + text.size();
+    return is_number && seconds >= 0 ? "" : "\"" + text + "\" is no number of seconds from 0 on";
+  };
+  return {look, ""};
+}
+
 void add_show(CLI::App& app, Action& action) {
   CLI::App* command =
       app.add_subcommand("show", "Show the calls, a line each, as the simulated board's trace has them");
@@ -105,7 +117,12 @@ void add_show(CLI::App& app, Action& action) {
   command->callback([&action, words] {
     action = [words] {
       const Recording recording = read_recording(words->file);
-      show(recording, words->options, std::cout);
+      try {
+        show(recording, words->options, std::cout);
+      } catch (const UsageError&) {  // what was asked for may stand behind the damage
+        exit_code_of({&recording}, exit_code::kUsage);
+        throw;
+      }
       return exit_code_of({&recording}, exit_code::kDone);
     };
   });
@@ -140,7 +157,7 @@ void add_diff(CLI::App& app, Action& action) {
       ->add_option("--tolerance", words->tolerance,
                    "Also calls whose durations differ by more seconds than this; without it none")
       ->type_name("S")
-      ->check(quiet(CLI::NonNegativeNumber));
+      ->check(not_negative());
   command->footer(std::string(kExitCodes) + kDiffExamples);
   command->callback([&action, words] {
     action = [words] {
@@ -206,6 +223,17 @@ void add_redact(CLI::App& app, Action& action) {
   });
 }
 
+/// What is wrong with a command line; a first word that is no command is named with those that are.
+std::string why_refused(const CLI::App& app, const std::string& first, const CLI::ParseError& error) {
+  if (first.empty() || first.starts_with('-')) return error.what();
+  std::string known;
+  for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+    if (command->get_name() == first) return error.what();
+    known += (known.empty() ? "" : ", ") + command->get_name();
+  }
+  return "there is no command \"" + first + "\"; there are " + known;
+}
+
 /// Reads the command line; the exit code when there is nothing more to do.
 std::optional<int> read_command_line(int argc, char** argv, Action& action) {
   CLI::App app("Shows recordings of real boards, compares, cuts and redacts them.", "boardrec");
@@ -223,7 +251,7 @@ std::optional<int> read_command_line(int argc, char** argv, Action& action) {
     app.exit(help);
     return exit_code::kDone;
   } catch (const CLI::ParseError& error) {
-    std::cerr << "boardrec: " << error.what() << std::endl;
+    std::cerr << "boardrec: " << why_refused(app, argc > 1 ? argv[1] : "", error) << std::endl;
     return exit_code::kUsage;
   }
   return std::nullopt;

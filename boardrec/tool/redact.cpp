@@ -8,6 +8,7 @@
 
 #include "boardrec/session/encoding.h"
 #include "boardrec/session/named_calls.h"
+#include "boardrec/tool/exit_code.h"
 #include "boardrec/tool/stand_ins.h"
 #include "boardrec/tool/table.h"
 
@@ -59,6 +60,10 @@ class Redactor {
   }
 
   Redaction run() {
+    for (const std::string& node : dropped_) {
+      if (std::ranges::find(calls_, node, &NamedCall::node) == calls_.end())
+        throw UsageError("--drop: no call of the recording is on " + printable(node));
+    }
     // Serial numbers and MAC addresses first: they may stand elsewhere before the boot block is read.
     for (Record& record : done_.recording.records) clean_boot_block(record);
     for (std::size_t i = 0; i < calls_.size(); ++i) {

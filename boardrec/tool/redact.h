@@ -26,7 +26,7 @@ struct Redaction {
 
 /// Replaces addresses, MAC addresses, serial numbers and dates, by stand-ins of the same length, the same for
 /// the same value; empties what nobody knows in boot block and factory partitions; takes out all bytes of
-/// the nodes in `dropped`.
+/// the nodes in `dropped`. Throws UsageError for one that no call is on: it may be mistyped.
 Redaction redact(const Recording& recording, const std::vector<std::string>& dropped);
 
 /// Says what became of it.

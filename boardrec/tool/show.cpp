@@ -1,8 +1,11 @@
 #include "boardrec/tool/show.h"
 
+#include <cstdio>
+#include <string>
 #include <string_view>
 
 #include "boardrec/session/named_calls.h"
+#include "boardrec/tool/exit_code.h"
 
 namespace boardrec {
 namespace {
@@ -26,15 +29,34 @@ bool is_wanted(const NamedCall& call, const ShowOptions& options) {
          (options.node.empty() || has_node(call.node, options.node));
 }
 
+/// What the options ask for, for people: " of thread 3 on /dev/rtc from 2 s on".
+std::string asked_for(const ShowOptions& options) {
+  const auto seconds = [](double value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%g s", value);
+    return std::string(text);
+  };
+  std::string text;
+  if (options.thread) text += " of thread " + std::to_string(*options.thread);
+  if (!options.node.empty()) text += " on " + printable(options.node);
+  if (options.from) text += " from " + seconds(*options.from) + " on";
+  if (options.to) text += " before " + seconds(*options.to);
+  return text;
+}
+
 }  // namespace
 
 void show(const Recording& recording, const ShowOptions& options, std::ostream& out) {
+  bool found = false;
   for (const NamedCall& call : options.all ? named_calls(recording) : calls_of_trace(recording)) {
     if (!is_wanted(call, options)) continue;
+    found = true;
     if (options.all) out << call.record->number << ' ' << call.record->thread << ' ';
     out << timed_text(call) << '\n';
     if (options.bytes) out << values_text(*call.record, options.form);
   }
+  const std::string asked = asked_for(options);
+  if (!found && !asked.empty()) throw UsageError("the recording has no call" + asked);
 }
 
 }  // namespace boardrec

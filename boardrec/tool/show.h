@@ -22,7 +22,8 @@ struct ShowOptions {
 };
 
 /// Writes the calls: as the simulated board's trace has them, or all in the recording's order, then each
-/// behind its number in the recording and its thread.
+/// behind its number in the recording and its thread. Throws UsageError when options choose and no call is
+/// so.
 void show(const Recording& recording, const ShowOptions& options, std::ostream& out);
 
 }  // namespace boardrec

@@ -16,6 +16,13 @@ class RecordingsTest(unittest.TestCase):
                                BUILD / "t1_sdk/boardtest"], capture_output=True, text=True, timeout=600, check=False)
         self.assertEqual(done.returncode, 0, done.stdout)
 
+    def test_every_recording_is_whole(self):
+        for file in sorted(RECORDINGS.glob("*.rec")):
+            with self.subTest(file.name):
+                done = subprocess.run([BUILD / "boardrec/boardrec", "stats", file], stdout=subprocess.DEVNULL,
+                                      stderr=subprocess.PIPE, timeout=60, check=False)
+                self.assertEqual((done.returncode, done.stderr), (0, b""))
+
     def test_every_call_is_as_it_was_recorded(self):
         files = sorted(RECORDINGS.glob("*.rec"))
         self.assertTrue(files)
@@ -24,6 +31,7 @@ class RecordingsTest(unittest.TestCase):
                 done = subprocess.run([BUILD / "boardsim/boardsim", "--replay", file, "--", BUILD / "t1_sdk/boardtest"],
                                       stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, timeout=600, check=False)
                 self.assertIn(b"every call as it was recorded", done.stderr)
+                self.assertEqual(done.returncode, 0)
 
 
 if __name__ == "__main__":

@@ -166,6 +166,23 @@ TEST(Show, APartIsChosenByTimeThreadAndNode) {
   EXPECT_EQ(lines_of(shown(bytes, {"--node", "/dev/rtc"})).size(), 4U);
 }
 
+TEST(Show, APartThatNoCallIsInIsRefused) {
+  const Desk desk;
+  const std::string file = desk.put("session.rec", clock_session().bytes());
+  const std::vector<std::pair<std::vector<std::string>, std::string>> parts{
+      {{"--node", "/dev/rct"}, " on /dev/rct"},
+      {{"--thread", "99"}, " of thread 99"},
+      {{"--from", "10", "--to", "5"}, " from 10 s on before 5 s"}};
+  for (const auto& [words, what] : parts) {
+    std::vector<std::string> command{"show", file};
+    command.insert(command.end(), words.begin(), words.end());
+    const Said said = Desk::run(command);
+    EXPECT_EQ(said.status, 64);
+    EXPECT_EQ(said.out, "");
+    EXPECT_EQ(said.err, "boardrec: the recording has no call" + what + "\n");
+  }
+}
+
 TEST(Show, BytesAreHexadecimalAndABoardsTextsAreUtf8) {
   const std::string bytes = clock_session().bytes();
   EXPECT_THAT(shown(bytes, {"--bytes", "--node", "station"}),

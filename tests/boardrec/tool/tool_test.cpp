@@ -125,6 +125,18 @@ TEST(Diff, DurationsCountOnlyBeyondATolerance) {
   EXPECT_THAT(said.out, HasSubstr("      it took 0.100000 s and 0.400000 s\n"));
 }
 
+TEST(Diff, HowLongASelectMightStillHaveWaitedIsNoDifference) {
+  const auto waits = [](std::int64_t left, std::int64_t result) {
+    RecordingWriter session = clock_session();
+    session.add({.call = Call::select, .in = {5, std::string(1, '\x10'), {}, {}, left}, .result = result});
+    return session;
+  };
+  EXPECT_EQ(difference(waits(1'500'000'000, 1), waits(1'499'000'000, 1)).status, 0);
+  EXPECT_THAT(difference(waits(1'500'000'000, 1), waits(1'499'000'000, 0)).out,
+              HasSubstr("    - 3.002000 select station 1 500000 = 1\n"
+                        "    + 3.002000 select station 1 499000 = 0\n"));
+}
+
 TEST(Diff, HowOftenTheHeartbeatBeatsIsNoDifferenceButWhatItSendsIs) {
   const auto with_prompts = [](int count, const std::string& prompt) {
     RecordingWriter session = clock_session();
@@ -325,6 +337,17 @@ TEST(Redact, ANodeCanBeDropped) {
   EXPECT_THAT(result.said.out, Not(HasSubstr("/devinfo/unit.txt")));
 }
 
+TEST(Redact, ANodeThatNoCallIsOnIsNotDroppedButRefused) {
+  const Desk desk;
+  const std::string file = desk.put("session.rec", private_session().bytes());
+  const Said said = Desk::run({"redact", file, desk.file("redacted.rec"), "--drop", "/devinfo/unit.txt",
+                               "--drop", "/devinfo/unit.tx"});
+  EXPECT_EQ(said.status, 64);
+  EXPECT_EQ(said.err, "boardrec: --drop: no call of the recording is on /devinfo/unit.tx\n");
+  EXPECT_EQ(said.out, "");
+  EXPECT_FALSE(std::filesystem::exists(desk.file("redacted.rec")));
+}
+
 TEST(Redact, MoreAddressesThanThereAreStandInsComeToAnEnd) {
   RecordingWriter session;
   std::string text;
@@ -376,8 +399,14 @@ TEST(BoardrecCommand, WhatCannotBeWrittenIsSaid) {
 
 TEST(BoardrecCommand, UsageAndHelp) {
   EXPECT_EQ(Desk::run({}).status, 64);
-  EXPECT_EQ(Desk::run({"look"}).status, 64);
-  EXPECT_EQ(Desk::run({"diff", "a", "b", "--tolerance", "-1"}).status, 64);
+  const Said look = Desk::run({"look", "session.rec"});
+  EXPECT_EQ(look.status, 64);
+  EXPECT_EQ(look.err, "boardrec: there is no command \"look\"; there are show, stats, diff, cut, redact\n");
+  for (const std::string tolerance : {"-1", "nan", "1s"}) {
+    const Said said = Desk::run({"diff", "a", "b", "--tolerance=" + tolerance});
+    EXPECT_EQ(said.status, 64);
+    EXPECT_EQ(said.err, "boardrec: --tolerance: \"" + tolerance + "\" is no number of seconds from 0 on\n");
+  }
   for (const std::string command : {"show", "stats", "diff", "cut", "redact"}) {
     const Said said = Desk::run({command, "--help"});
     EXPECT_EQ(said.status, 0);
