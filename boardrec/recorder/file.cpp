@@ -240,6 +240,26 @@ std::uint64_t kernel_limit() {
   return result == 0 ? limits.soft : kMostBytes;
 }
 
+/// Opens the file, or the next one of FILE.1, FILE.2 ... when there is something in it: what was recorded
+/// before is never replaced. `name` becomes that of the file. Its descriptor, or a negative errno.
+long open_free(const char*& name) {
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK;
+  constexpr long kMostNames = 999;
+  const char* const wanted = name;
+  const std::size_t size = std::strlen(wanted);
+  for (long number = 1;; ++number) {
+    const long opened = kernel::call(SYS_openat, AT_FDCWD, kernel::word(name), kFlags, 0600);
+    if (opened < 0 || kernel::call(SYS_lseek, opened, 0, 2 /* from the end */) <= 0) return opened;
+    kernel::close(static_cast<int>(opened));
+    Text suffix;
+    suffix.add(".").add(number);
+    if (number > kMostNames || size + suffix.size() >= kRoom) return -EEXIST;
+    copy(room, wanted, size);
+    copy(room + size, suffix.text(), suffix.size() + 1);
+    name = room;
+  }
+}
+
 }  // namespace
 
 bool begin_file(const char* name, std::uint64_t most, std::uint64_t real_time, std::uint64_t monotonic) {
@@ -247,8 +267,8 @@ bool begin_file(const char* name, std::uint64_t most, std::uint64_t real_time, s
     tell(name, " needs three descriptors, which the program does not have: nothing is recorded", 0);
     return false;
   }
-  constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC | O_NONBLOCK;
-  const long opened = kernel::call(SYS_openat, AT_FDCWD, kernel::word(name), kFlags, 0600);
+  const char* const wanted = name;
+  const long opened = open_free(name);
   if (opened < 0) {
     tell(name, " cannot be written: nothing is recorded", opened);
     end_copies();
@@ -261,6 +281,11 @@ bool begin_file(const char* name, std::uint64_t most, std::uint64_t real_time, s
     kernel::close(fd);
     fd = -1;
     return false;
+  }
+  if (name != wanted) {
+    Text instead;
+    instead.add(" is there already, the recording goes to ").add(name);
+    tell(wanted, instead.text(), 0);
   }
   limit = std::min({most, kernel_limit(), kMostBytes});
   Header header{};

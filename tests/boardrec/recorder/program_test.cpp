@@ -52,7 +52,9 @@ class RecordedProgramTest : public ::testing::Test {
     return {status, child.rest(), child.err()};
   }
 
+  /// Runs it with the recording anew.
   Run record(const std::string& deed, const std::vector<std::string>& more = {}) {
+    std::filesystem::remove(file);
     return run(deed, file, more);
   }
   boardrec::Recording recording() const { return boardrec::read_recording(file); }
@@ -248,6 +250,18 @@ TEST_F(RecordedProgramTest, ALimitThatIsNoNumberIsSaidAndTheUsualOneTaken) {
               "boardrecord: BOARDRECORD_LIMIT is no number of bytes, the limit is 33554432: " + limit + "\n");
     EXPECT_EQ(recording().records.back().call, Call::finish);
   }
+}
+
+TEST_F(RecordedProgramTest, WhatWasRecordedBeforeStaysAndTheNextNameIsTaken) {
+  EXPECT_EQ(record("many").err, "");
+  const auto size = std::filesystem::file_size(file);
+  for (const std::string& next : {file + ".1", file + ".2"}) {
+    EXPECT_EQ(run("leave", file).err,
+              "boardrecord: " + file + " is there already, the recording goes to " + next + "\n");
+    EXPECT_EQ(boardrec::read_recording(next).records.front().call, Call::start);
+  }
+  EXPECT_EQ(std::filesystem::file_size(file), size);
+  EXPECT_EQ(recording().broken, "");
 }
 
 TEST_F(RecordedProgramTest, TheKernelsLimitOfFilesIsItsOwn) {
