@@ -184,7 +184,7 @@ class XmlDocument {
 
  protected:
   int x_ParseElem(int iPosParent);
-  int x_ParseStartTag(int iPosParent);
+  const char* x_PastNode(const char* tag, const char* name);
   bool x_ParseEndTag(int iPos);
   static int x_ParseNode(TokenPos& token);
   /// The next token from nNext on: a word, one delimiter, or the inside of quotation marks, which ends with
@@ -198,6 +198,8 @@ class XmlDocument {
   /// the name is null or empty. 0 when there is none.
   int x_FindElem(int iPosParent, int iPos, const char* szPath) const;
   int x_GetFreePos();
+  int x_NextPos();
+  void x_AddEntry();
   int x_ReleasePos();
   int x_ParseError(const char* szError, const char* szName = nullptr);
   void x_SetPos(int iPosParent, int iPos, int iPosChild);
@@ -225,6 +227,7 @@ class XmlDocument {
   std::string x_GetTagName(int iPos) const;
   /// Whether the first token of the element's tag matches a name.
   bool x_IsNamed(int iPos, const char* szName) const;
+  bool x_IsNamedUnusually(int iPos, const char* szName) const;
   std::string x_GetData(int iPos) const;
   static std::string x_TextToDoc(const char* szText, bool bAttrib);
   /// The same, behind a text that is there.
@@ -232,6 +235,8 @@ class XmlDocument {
   std::string x_TextFromDoc(int nLeft, int nRight) const;
 
   static int x_Length(const std::string& strText) { return static_cast<int>(strText.size()); }
+  /// Where in the text that is.
+  int x_At(const char* szPlace) const { return static_cast<int>(szPlace - m_strDoc.c_str()); }
   ElemPos& x_Elem(int iPos) { return m_aPos[static_cast<std::size_t>(iPos)]; }
   const ElemPos& x_Elem(int iPos) const { return m_aPos[static_cast<std::size_t>(iPos)]; }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "t1_sdk/xmldocument/xml_document.h"
+#include "t1_sdk/xmldocument/xml_scan.h"
 
 namespace {
 
@@ -85,23 +86,19 @@ void XmlDocument::x_AppendText(std::string& strDoc, const char* szText, bool bAt
 }
 
 std::string XmlDocument::x_TextFromDoc(int nLeft, int nRight) const {
-  std::string text;
-  const char* end = m_strDoc.c_str() + nRight + 1;
   const char* p = m_strDoc.c_str() + nLeft;
-  while (p < end) {
-    const auto* const found =
-        static_cast<const char*>(std::memchr(p, '&', static_cast<std::size_t>(end - p)));
-    const char* const reference = found == nullptr ? end : found;
-    text.append(p, reference);
-    p = reference;
-    if (p == end) break;
-    const char* behind = numeric_reference(p, end, text);
-    if (behind == nullptr) behind = named_entity(p, end, text);
-    if (behind == nullptr) {
-      text += *p;
-      behind = p + 1;
+  const char* const end = m_strDoc.c_str() + nRight + 1;
+  const char* reference = xml_scan::find(p, end, '&');
+  std::string text(p, reference);  // mostly all of it
+  while (reference != end) {
+    p = numeric_reference(reference, end, text);
+    if (p == nullptr) p = named_entity(reference, end, text);
+    if (p == nullptr) {
+      text += *reference;
+      p = reference + 1;
     }
-    p = behind;
+    reference = xml_scan::find(p, end, '&');
+    text.append(p, reference);
   }
   return text;
 }

@@ -2,6 +2,12 @@
 #include <cstring>
 
 #include "t1_sdk/xmldocument/xml_document.h"
+#include "t1_sdk/xmldocument/xml_scan.h"
+
+using xml_scan::is;
+using xml_scan::kDelimiter;
+using xml_scan::kNameEnd;
+using xml_scan::kQuote;
 
 bool XmlDocument::FindElem(const char* szName) {
   const int iPos = x_FindElem(m_iPosParent, m_iPos, szName);
@@ -43,6 +49,23 @@ void XmlDocument::x_SetPos(int iPosParent, int iPos, int iPosChild) {
   m_iPos = iPos;
   m_iPosChild = iPosChild;
   m_nNodeType = iPos != 0 ? MNT_ELEMENT : 0;
+}
+
+bool XmlDocument::x_IsNamed(int iPos, const char* szName) const {
+  const char* name = m_strDoc.c_str() + x_Elem(iPos).nStartL + 1;
+  if (is(*name, kDelimiter | kQuote)) return x_IsNamedUnusually(iPos, szName);
+  while (*name == *szName && !is(*name, kDelimiter)) {
+    ++name;
+    ++szName;
+  }
+  return is(*name, kDelimiter) && is(*szName, kNameEnd);
+}
+
+// The same for a tag that begins with what no usual name begins with.
+bool XmlDocument::x_IsNamedUnusually(int iPos, const char* szName) const {
+  TokenPos token(m_strDoc.c_str());
+  token.nNext = x_Elem(iPos).nStartL + 1;
+  return x_FindToken(token) && token.Match(szName);
 }
 
 int XmlDocument::x_FindElem(int iPosParent, int iPos, const char* szPath) const {

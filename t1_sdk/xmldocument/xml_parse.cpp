@@ -1,8 +1,22 @@
 // XML document: from a text to the element index.
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <limits>
+#include <string_view>
 
 #include "t1_sdk/xmldocument/xml_document.h"
+#include "t1_sdk/xmldocument/xml_scan.h"
+
+using xml_scan::find;
+using xml_scan::find_behind_line_end;
+using xml_scan::is;
+using xml_scan::kDelimiter;
+using xml_scan::kNameEnd;
+using xml_scan::kNoName;
+using xml_scan::kQuote;
+using xml_scan::kSpace;
+using xml_scan::same_unquoted;
 
 namespace {
 
@@ -22,49 +36,38 @@ constexpr char kOpenEndTag[] = "End tag not completed for element %s";
 /// once.
 constexpr std::size_t kLeastEntries = 8;
 constexpr std::size_t kUsualEntries = 32;
+/// Those of an empty document, to be copied: compilers clear so many bytes with an instruction that is slow
+/// to start.
+constexpr ElemPos kClearEntries[kLeastEntries];
+/// An index that has outgrown its room gets room for an entry for each of so many bytes of the text.
+constexpr std::size_t kBytesOfElement = 16;
 
-/// Characters among which most searches end: a call would take longer than looking at them.
-constexpr int kNear = 16;
-
-// Asked about every character: chains of comparisons, which compilers make one test of.
-bool is_whitespace(char c) {
-  return c == ' ' || c == '\t' || c == '\n' || c == '\r';
-}
-
-bool is_delimiter(char c) {
-  return is_whitespace(c) || c == '<' || c == '>' || c == '=' || c == '\\' || c == '/' || c == '?' ||
-         c == '!' || c == '\0';
-}
-
-bool is_quote(char c) {
-  return c == '"' || c == '\'';
-}
-
-/// Whether a name that is looked for ends here.
-bool ends_name(char c) {
-  return c == '\0' || c == ' ' || c == '=' || c == '/' || c == '[';
-}
-
-/// Where the usual end tag at `end`, "</name>", has its '>', the start tag being at `start`; null for one
-/// that is written in another way or is none.
-const char* usual_end_tag(const char* start, const char* end) {
-  if (end[0] != '<' || end[1] != '/') return nullptr;
+/// Where the usual end tag at `tag`, "</name>", has its '>', the start tag having its ends at `start` and
+/// `start_end`; null for one whose name is another one or is followed by anything.
+const char* usual_end_tag(const char* start, const char* start_end, const char* tag, const char* end) {
+  if (tag[1] != '/') return nullptr;
   ++start;
-  end += 2;
-  if (is_delimiter(*start)) return nullptr;
-  while (*start == *end && !is_delimiter(*start)) {
+  tag += 2;
+  // Mostly it is the start tag once more. Quotation marks are not: a '>' between them ends a start tag only.
+  if (same_unquoted(start, tag, start_end + 1 - start, end)) return tag + (start_end - start);
+  if (is(*start, kDelimiter)) return nullptr;
+  while (*start == *tag && !is(*start, kDelimiter)) {
     ++start;
-    ++end;
+    ++tag;
   }
-  return is_delimiter(*start) && *end == '>' ? end : nullptr;
+  return is(*start, kDelimiter) && *tag == '>' ? tag : nullptr;
 }
 
-/// Moves nNext behind the next `end`; false when there is none.
-bool skip_past(TokenPos& token, const char* end) {
-  const char* const found = std::strstr(token.szDoc + token.nL, end);
-  if (found == nullptr) return false;
-  token.nNext = static_cast<int>(found - token.szDoc + static_cast<std::ptrdiff_t>(std::strlen(end)));
-  return true;
+/// Moves nNext behind the next `end`, whose last character is a '>'; false when there is none.
+bool skip_past(TokenPos& token, std::string_view end) {
+  const char* const node = token.szDoc + token.nL;
+  for (const char* last = std::strchr(node, '>'); last != nullptr; last = std::strchr(last + 1, '>')) {
+    const std::string_view text(node, static_cast<std::size_t>(last + 1 - node));
+    if (!text.ends_with(end)) continue;
+    token.nNext = token.nL + static_cast<int>(text.size());
+    return true;
+  }
+  return false;
 }
 
 }  // namespace
@@ -73,12 +76,12 @@ bool TokenPos::Match(const char* szName) const {
   for (int n = nL; n <= nR; ++n, ++szName) {
     if (szDoc[n] != *szName) return false;
   }
-  return ends_name(*szName);
+  return is(*szName, kNameEnd);
 }
 
 XmlDocument::XmlDocument() {
   m_aPos.reserve(kUsualEntries);
-  m_aPos.resize(kLeastEntries);
+  m_aPos.assign(std::begin(kClearEntries), std::end(kClearEntries));
 }
 
 XmlDocument::~XmlDocument() = default;
@@ -90,14 +93,15 @@ bool XmlDocument::SetDoc(const char* szDoc) {
   m_strError.clear();
   m_strDoc = szDoc == nullptr ? "" : szDoc;
 
-  const std::size_t reserve = m_strDoc.size() / 64 + kLeastEntries;
-  if (m_aPos.size() < reserve) m_aPos.resize(reserve);
-
+  std::size_t nEntries = m_aPos.size();  // as many as growing it by halves would give, as edits do
   int iRoot = 0;
   if (!m_strDoc.empty() && m_strDoc.size() < static_cast<std::size_t>(std::numeric_limits<int>::max())) {
     x_Elem(0).Clear();
     iRoot = x_ParseElem(0);
   }
+  nEntries = std::max(nEntries, m_strDoc.size() / 64 + kLeastEntries);
+  while (nEntries < m_aPos.size()) nEntries += nEntries / 2;
+  m_aPos.resize(nEntries);
   if (iRoot > 0) {
     x_Elem(0).iElemChild = iRoot;
   } else {
@@ -116,83 +120,80 @@ bool XmlDocument::IsWellFormed() const {
 // the parent's end tag comes first, -1 on an error. Elements that are still open are remembered by their
 // parent links alone, so that no nesting is too deep.
 int XmlDocument::x_ParseElem(int iPosParent) {
+  const char* const doc = m_strDoc.c_str();
+  const char* const end = doc + m_strDoc.size();
   int iParent = iPosParent;
   int iPrevious = 0;  // the sibling before the element that comes next
+  const char* at = doc + x_Elem(iPosParent).nEndL;
   for (;;) {
-    int iPos = x_ParseStartTag(iParent);
-    if (iPos < 0) return -1;
-    if (iPos > 0 && iParent != iPosParent) {
-      if (iPrevious != 0) {
-        x_Elem(iPrevious).iElemNext = iPos;
-      } else {
-        x_Elem(iParent).iElemChild = iPos;
-      }
-    }
-    if (iPos > 0 && !x_Elem(iPos).IsEmptyElement()) {
-      x_Elem(iPos).nEndL = x_Elem(iPos).nStartR + 1;
-      iParent = iPos;
-      iPrevious = 0;
-      continue;
-    }
-    if (iPos == 0) {  // no more children: the parent ends here
+    int iPos = x_NextPos();
+    const char* const tag = find_behind_line_end(at, end, '<');
+    if (tag == end) return x_ParseError(kNoElementTag);
+    x_Elem(iParent).nEndL = x_At(tag);
+    const char* name = tag + 1;
+    while (is(*name, kSpace)) ++name;
+    if (*name == '/') {  // no more children: the parent ends here
+      x_ReleasePos();
       if (iParent == iPosParent) return 0;
-      if (!x_ParseEndTag(iParent)) return -1;
       iPos = iParent;
+      const char* const close =
+          usual_end_tag(doc + x_Elem(iPos).nStartL, doc + x_Elem(iPos).nStartR, tag, end);
+      if (close != nullptr) {
+        x_Elem(iPos).nEndR = x_At(close);
+      } else if (!x_ParseEndTag(iPos)) {
+        return -1;
+      }
       iParent = x_Elem(iPos).iElemParent;
+    } else {
+      if (is(*name, kNoName)) {
+        at = x_PastNode(tag, name);
+        if (at == nullptr) return -1;
+        continue;
+      }
+      const char* const close = find(name + 1, end, '>');
+      if (close == end) return x_ParseError(kNoTagEnd);
+      x_Elem(iPos) = {.nStartL = x_At(tag), .nStartR = x_At(close), .iElemParent = iParent};
+      if (iParent != iPosParent)
+        (iPrevious != 0 ? x_Elem(iPrevious).iElemNext : x_Elem(iParent).iElemChild) = iPos;
+      if (close[-1] != '/') {
+        iParent = iPos;
+        iPrevious = 0;
+        at = close + 1;
+        continue;
+      }
+      x_Elem(iPos).nEndL = x_At(close) - 1;
+      x_Elem(iPos).nEndR = x_At(close);
     }
     if (iParent == iPosParent) return iPos;
-    x_Elem(iParent).nEndL = x_Elem(iPos).nEndR + 1;
     iPrevious = iPos;
+    at = doc + x_Elem(iPos).nEndR + 1;
   }
 }
 
-// Takes an index for the next element of the parent and reads its start tag, nodes that are no elements
-// passed over. Returns the index, 0 at an end tag, -1 on an error. nEndL and nEndR are set for an empty
-// element only.
-int XmlDocument::x_ParseStartTag(int iPosParent) {
-  const int iPos = x_GetFreePos();
-  x_Elem(iPos).Clear();
-  x_Elem(iPos).iElemParent = iPosParent;
-
-  const char* doc = m_strDoc.c_str();
-  TokenPos token(doc);
-  token.nNext = x_Elem(iPosParent).nEndL;
-  for (;;) {
-    if (!x_FindChar(doc, token.nNext, '<')) return x_ParseError(kNoElementTag);
-    const int nStart = token.nNext;
-    x_Elem(iPosParent).nEndL = nStart;
-    x_Elem(iPos).nStartL = nStart;
-    ++token.nNext;
-    if (!x_FindAny(doc, token.nNext)) return x_ParseError(kAbruptEnd);
-    const char first = doc[token.nNext];
-    if (is_quote(first)) return x_ParseError(kStartsWithQuote);
-    if (first == '/') return x_ReleasePos();
-    if (first != '?' && first != '!') break;
-    token.nNext = nStart;
+// Behind the node at a '<' that is no element, `name` being the first character in it that is no white space.
+// Its entry of the index is given back. Null after setting the error text.
+const char* XmlDocument::x_PastNode(const char* tag, const char* name) {
+  const char* szError = kInvalidNode;
+  if (*name == '\0') szError = kAbruptEnd;
+  if (is(*name, kQuote)) szError = kStartsWithQuote;
+  if (*name == '?' || *name == '!') {
+    TokenPos token(m_strDoc.c_str());
+    token.nNext = x_At(tag);
     // An element here is "< ?" with white space inside: it would be met again and again.
     const int nType = x_ParseNode(token);
-    if (nType == 0 || nType == MNT_ELEMENT) return x_ParseError(kInvalidNode);
+    if (nType != 0 && nType != MNT_ELEMENT) {
+      x_ReleasePos();
+      return token.szDoc + token.nNext;
+    }
   }
-  ++token.nNext;
-  if (!x_FindChar(doc, token.nNext, '>')) return x_ParseError(kNoTagEnd);
-
-  ElemPos& elem = x_Elem(iPos);
-  elem.nStartR = token.nNext;
-  if (doc[elem.nStartR - 1] == '/') {
-    elem.nEndL = elem.nStartR - 1;
-    elem.nEndR = elem.nStartR;
-  }
-  return iPos;
+  x_ParseError(szError);
+  return nullptr;
 }
 
 // Reads the end tag of an open element from its nEndL on. False after setting the error text.
 bool XmlDocument::x_ParseEndTag(int iPos) {
   const char* doc = m_strDoc.c_str();
   ElemPos& elem = x_Elem(iPos);
-  if (const char* const found = usual_end_tag(doc + elem.nStartL, doc + elem.nEndL)) {
-    elem.nEndR = static_cast<int>(found - doc);
-    return true;
-  }
   const std::string name = x_GetTagName(iPos);
   TokenPos token(doc);
   token.nNext = elem.nEndL;
@@ -250,7 +251,7 @@ bool XmlDocument::x_FindToken(TokenPos& token) {
     token.nL = token.nR = token.nNext = n;
     return false;
   }
-  if (is_quote(doc[n])) {
+  if (is(doc[n], kQuote)) {
     const char quote = doc[n];
     token.bIsString = true;
     token.nL = ++n;
@@ -260,8 +261,8 @@ bool XmlDocument::x_FindToken(TokenPos& token) {
     return true;
   }
   token.nL = n;
-  if (!is_delimiter(doc[n])) {  // one of those is a token of its own
-    while (!is_delimiter(doc[n + 1])) ++n;
+  if (!is(doc[n], kDelimiter)) {  // one of those is a token of its own
+    while (!is(doc[n + 1], kDelimiter)) ++n;
   }
   ++n;
   token.nR = n - 1;
@@ -269,29 +270,12 @@ bool XmlDocument::x_FindToken(TokenPos& token) {
   return true;
 }
 
-bool XmlDocument::x_IsNamed(int iPos, const char* szName) const {
-  const char* name = m_strDoc.c_str() + x_Elem(iPos).nStartL + 1;
-  if (is_delimiter(*name) || is_quote(*name)) {  // what no usual name starts with
-    TokenPos token(m_strDoc.c_str());
-    token.nNext = x_Elem(iPos).nStartL + 1;
-    return x_FindToken(token) && token.Match(szName);
-  }
-  for (; !is_delimiter(*name); ++name, ++szName) {
-    if (*name != *szName) return false;
-  }
-  return ends_name(*szName);
-}
-
 bool XmlDocument::x_FindAny(const char* szDoc, int& nChar) {
-  while (is_whitespace(szDoc[nChar])) ++nChar;
+  while (is(szDoc[nChar], kSpace)) ++nChar;
   return szDoc[nChar] != '\0';
 }
 
 bool XmlDocument::x_FindChar(const char* szDoc, int& nChar, char c) {
-  for (const int nNear = nChar + kNear; nChar < nNear; ++nChar) {
-    if (szDoc[nChar] == c) return true;
-    if (szDoc[nChar] == '\0') return false;
-  }
   const char* from = szDoc + nChar;
   const char* found = std::strchr(from, c);
   nChar += static_cast<int>(found == nullptr ? std::strlen(from) : static_cast<std::size_t>(found - from));
@@ -301,6 +285,20 @@ bool XmlDocument::x_FindChar(const char* szDoc, int& nChar, char c) {
 int XmlDocument::x_GetFreePos() {
   if (static_cast<std::size_t>(m_iPosFree) == m_aPos.size()) m_aPos.resize(m_aPos.size() + m_aPos.size() / 2);
   return m_iPosFree++;
+}
+
+// The same while a text is parsed: the index grows entry by entry, so that none is cleared and never used,
+// and its room with an eye on the length of the text.
+int XmlDocument::x_NextPos() {
+  const auto iPos = static_cast<std::size_t>(m_iPosFree);
+  if (iPos == m_aPos.size()) x_AddEntry();
+  return m_iPosFree++;
+}
+
+void XmlDocument::x_AddEntry() {
+  const auto iPos = m_aPos.size();
+  if (iPos == m_aPos.capacity()) m_aPos.reserve(std::max(2 * iPos, m_strDoc.size() / kBytesOfElement));
+  m_aPos.emplace_back();
 }
 
 int XmlDocument::x_ReleasePos() {

@@ -64,14 +64,15 @@ TEST_F(XmlParseErrorTest, AStartTagNeedsItsRightBracket) {
 }
 
 TEST_F(XmlParseErrorTest, AnEndTagOfAnotherElementOrOfNoneDoesNotCorrespond) {
-  expect_error("End tag does not correspond to a", {"<a></b>", "<a></ab>", "<a></A>", "<a></>", "<a></ >"});
+  expect_error("End tag does not correspond to a",
+               {"<a></b>", "<a></ab>", "<a></A>", "<a></>", "<a></ >", "< a></>"});
   expect_error("End tag does not correspond to ab", {"<ab></a>"});
   expect_error("End tag does not correspond to b", {"<a><b></a>"});
 }
 
 TEST_F(XmlParseErrorTest, AnEndTagThatTheTextCutsShortIsNotCompleted) {
   expect_error("End tag not completed for element a",
-               {"<a></", "<a></ ", "<a></a", "<a></a \r\n", "<a></a \"x>"});
+               {"<a></", "<a></ ", "<a></a", "<a></a \r\n", "<a></a \"x>", "<a b=\"></a b=\">"});
   expect_error("End tag not completed for element b", {"<a><b></b"});
 }
 
