@@ -1,11 +1,46 @@
 // XML document: adding elements.
+#include <cstring>
+#include <string_view>
+
 #include "t1_sdk/xmldocument/xml_document.h"
 
 namespace {
 
-// Bytes that the text of most elements, and of most messages, needs no more than: they are allocated once.
-constexpr std::size_t kUsualElement = 120;
+/// Bytes that the text of most messages needs no more than: they are allocated once.
 constexpr std::size_t kUsualText = 1000;
+
+/// Copies so many bytes at either end, which may be the same ones in part.
+template <std::size_t kCount>
+void copy_ends(char* to, const char* from, std::size_t length) {
+  char first[kCount];
+  char last[kCount];
+  std::memcpy(first, from, kCount);
+  std::memcpy(last, from + length - kCount, kCount);
+  std::memcpy(to, first, kCount);
+  std::memcpy(to + length - kCount, last, kCount);
+}
+
+/// memmove without its call for what is as short as most pieces of an element.
+void move(char* to, const char* from, std::size_t length) {
+  if (length > 32)
+    std::memmove(to, from, length);
+  else if (length >= 16)
+    copy_ends<16>(to, from, length);
+  else if (length >= 8)
+    copy_ends<8>(to, from, length);
+  else if (length >= 4)
+    copy_ends<4>(to, from, length);
+  else if (length >= 2)
+    copy_ends<2>(to, from, length);
+  else if (length == 1)
+    *to = *from;
+}
+
+/// Writes a piece of text. Returns the place behind it.
+char* put(char* to, std::string_view piece) {
+  move(to, piece.data(), piece.size());
+  return to + piece.size();
+}
 
 }  // namespace
 
@@ -37,24 +72,25 @@ bool XmlDocument::x_AddElem(const char* szName, const char* szValue, bool bInser
   int iPosParent = 0;
   int iPosRel = 0;
   if (szName == nullptr || *szName == '\0' || !x_PlaceForNew(bAddChild, iPosParent, iPosRel)) return false;
+  const std::string_view name = szName;
+  std::string_view value = szValue == nullptr ? "" : szValue;
+  std::string escaped;
+  if (x_HasMarkup(value)) value = escaped = x_TextToDoc(szValue, false);
   ElemPos elem;
-  std::string& text = m_strNew;
-  if (text.capacity() < kUsualElement) text.reserve(kUsualElement);
-  text.assign("<").append(szName);
-  elem.nStartR = x_Length(text);
-  if (szValue != nullptr && *szValue != '\0') {
-    text.append(">");
-    x_AppendText(text, szValue, false);
-    elem.nEndL = x_Length(text);
-    text.append("</").append(szName);
-    elem.nEndR = x_Length(text);
-    text.append(">\r\n");
-  } else {
+  elem.nStartR = 1 + x_Length(name);
+  if (value.empty()) {
     elem.nEndL = elem.nStartR++;
     elem.nEndR = elem.nStartR;
-    text.append("/>\r\n");
+  } else {
+    elem.nEndL = elem.nStartR + 1 + x_Length(value);
+    elem.nEndR = elem.nEndL + 2 + x_Length(name);
   }
-  x_MakeCurrent(x_Splice(iPosParent, iPosRel, bInsert, text, elem), bAddChild);
+  static constexpr std::string_view kEnd = ">\r\n";
+  const int iPos = x_Splice(iPosParent, iPosRel, bInsert, elem.nEndR + x_Length(kEnd), elem);
+  char* to = put(put(x_Text(iPos), "<"), name);
+  to = value.empty() ? put(to, "/") : put(put(put(put(to, ">"), value), "</"), name);
+  put(to, kEnd);
+  x_MakeCurrent(iPos, bAddChild);
   return true;
 }
 
@@ -71,8 +107,9 @@ bool XmlDocument::x_AddSubDoc(const char* szSubDoc, bool bInsert, bool bAddChild
   ElemPos root = sub.x_Elem(kRoot);
   root.AdjustStart(-nStart);
   root.AdjustEnd(-nStart);
-  std::string text = sub.x_GetSubDoc(kRoot);
-  const int iPos = x_Splice(iPosParent, iPosRel, bInsert, text, root);
+  const std::string text = sub.x_GetSubDoc(kRoot);
+  const int iPos = x_Splice(iPosParent, iPosRel, bInsert, x_Length(text), root);
+  put(x_Text(iPos), text);
 
   // Indices of the sub-document follow one another from its root on, and so do the new ones here.
   const int nShift = x_Elem(iPos).nStartL - nStart;
@@ -115,8 +152,7 @@ bool XmlDocument::x_PlaceForNew(bool bAddChild, int& iPosParent, int& iPosRel) {
   return iPosParent != 0 || !IsWellFormed();  // one root
 }
 
-int XmlDocument::x_Splice(int iPosParent, int iPosRel, bool bInsert, std::string& text,
-                          const ElemPos& shape) {
+int XmlDocument::x_Splice(int iPosParent, int iPosRel, bool bInsert, int nLength, const ElemPos& shape) {
   if (iPosParent == 0) x_Elem(0).nEndL = x_Length(m_strDoc);  // a root goes behind all that is there
   int nOffset = 0;
   x_LocateNew(iPosParent, iPosRel, nOffset, 0, bInsert ? 1 : 0);
@@ -135,7 +171,8 @@ int XmlDocument::x_Splice(int iPosParent, int iPosRel, bool bInsert, std::string
   const bool bNoContent = bEmptyParent || (iPosParent != 0 && parent.nStartR + 1 == parent.nEndL);
   int nLeft = nOffset;
   int nReplace = 0;
-  std::string before;
+  std::string_view before;
+  std::string after;
   if (bNoContent) {  // behind a line end of the parent's
     nOffset += 2;
     before = "\r\n";
@@ -143,17 +180,17 @@ int XmlDocument::x_Splice(int iPosParent, int iPosRel, bool bInsert, std::string
   elem.AdjustStart(nOffset);
   elem.AdjustEnd(nOffset);
   if (bEmptyParent) {  // its '/' makes room for the content, its '>' ends the new end tag
-    const std::string name = x_GetTagName(iPosParent);
     --nLeft;
     nReplace = 1;
     before = ">\r\n";
-    text.append("</").append(name);
+    after = "</" + x_GetTagName(iPosParent);
     --parent.nStartR;
-    parent.nEndL = parent.nEndR - x_Length(name) - 2;
+    parent.nEndL = parent.nEndR - x_Length(after);
   }
-  if (!before.empty()) text.insert(0, before);
-  x_DocChange(nLeft, nReplace, text);
-  x_Adjust(iPos, x_Length(text) - nReplace, false);
+  const int nInsert = x_Length(before) + nLength + x_Length(after);
+  x_MakeRoom(nLeft, nReplace, nInsert);
+  put(put(m_strDoc.data() + nLeft, before) + nLength, after);
+  x_Adjust(iPos, nInsert - nReplace, false);
   return iPos;
 }
 
@@ -198,6 +235,12 @@ void XmlDocument::x_LocateNew(int iPosParent, int& iPosRel, int& nOffset, int nL
 
 // Shifts all that follows iPos in the text; iPos itself stays. bAfterPos leaves its children alone too.
 void XmlDocument::x_Adjust(int iPos, int nShift, bool bAfterPos) {
+  while (x_Elem(iPos).iElemNext == 0 && (bAfterPos || x_Elem(iPos).iElemChild == 0)) {
+    iPos = x_Elem(iPos).iElemParent;  // mostly there are the ends of ancestors alone
+    x_Elem(iPos).AdjustEnd(nShift);
+    if (iPos == 0) return;
+    bAfterPos = true;
+  }
   int iAncestor = x_Elem(iPos).iElemParent;  // the next element of which only the end is still to come
   bool bDescend = !bAfterPos;
   do {
@@ -225,4 +268,13 @@ void XmlDocument::x_Adjust(int iPos, int nShift, bool bAfterPos) {
 void XmlDocument::x_DocChange(int nLeft, int nReplace, const std::string& strInsert) {
   if (m_strDoc.capacity() < kUsualText) m_strDoc.reserve(kUsualText);
   m_strDoc.replace(static_cast<std::size_t>(nLeft), static_cast<std::size_t>(nReplace), strInsert);
+}
+
+// The same with a text that is written later.
+void XmlDocument::x_MakeRoom(int nLeft, int nReplace, int nInsert) {
+  if (m_strDoc.capacity() < kUsualText) m_strDoc.reserve(kUsualText);
+  const int nTail = x_Length(m_strDoc) - nLeft - nReplace;
+  m_strDoc.append(static_cast<std::size_t>(nInsert - nReplace), ' ');
+  char* const place = m_strDoc.data() + nLeft;
+  move(place + nInsert, place + nReplace, static_cast<std::size_t>(nTail));
 }

@@ -8,6 +8,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// What a node of the document is. Values can be added up to a filter.
@@ -206,12 +207,13 @@ class XmlDocument {
   void x_LocateNew(int iPosParent, int& iPosRel, int& nOffset, int nLength, int nFlags) const;
   void x_Adjust(int iPos, int nShift, bool bAfterPos);
   void x_DocChange(int nLeft, int nReplace, const std::string& strInsert);
+  void x_MakeRoom(int nLeft, int nReplace, int nInsert);
   bool x_AddElem(const char* szName, const char* szValue, bool bInsert, bool bAddChild);
   /// Whether an element may be added: its parent and the element that its place is relative to.
   bool x_PlaceForNew(bool bAddChild, int& iPosParent, int& iPosRel);
-  /// Splices the text of a new element in, whose positions in that text `shape` holds, and links it. `text`
-  /// becomes all that is put in. Its index.
-  int x_Splice(int iPosParent, int iPosRel, bool bInsert, std::string& text, const ElemPos& shape);
+  /// Makes room for the text of a new element, whose positions in that text `shape` holds, and links it. Its
+  /// index; its text is then written at x_Text of that.
+  int x_Splice(int iPosParent, int iPosRel, bool bInsert, int nLength, const ElemPos& shape);
   void x_MakeCurrent(int iPos, bool bAddChild);
   bool x_AddSubDoc(const char* szSubDoc, bool bInsert, bool bAddChild);
   std::string x_GetSubDoc(int iPos) const;
@@ -230,11 +232,12 @@ class XmlDocument {
   bool x_IsNamedUnusually(int iPos, const char* szName) const;
   std::string x_GetData(int iPos) const;
   static std::string x_TextToDoc(const char* szText, bool bAttrib);
-  /// The same, behind a text that is there.
-  static void x_AppendText(std::string& strDoc, const char* szText, bool bAttrib);
+  /// Whether a text has characters that are escaped.
+  static bool x_HasMarkup(std::string_view strText);
   std::string x_TextFromDoc(int nLeft, int nRight) const;
 
-  static int x_Length(const std::string& strText) { return static_cast<int>(strText.size()); }
+  static int x_Length(std::string_view strText) { return static_cast<int>(strText.size()); }
+  char* x_Text(int iPos) { return m_strDoc.data() + x_Elem(iPos).nStartL; }
   /// Where in the text that is.
   int x_At(const char* szPlace) const { return static_cast<int>(szPlace - m_strDoc.c_str()); }
   ElemPos& x_Elem(int iPos) { return m_aPos[static_cast<std::size_t>(iPos)]; }
@@ -247,5 +250,4 @@ class XmlDocument {
   int m_iPosFree = 1;    ///< next unused index
   int m_nNodeType = 0;   ///< MNT_ELEMENT with a main element, else 0
   std::map<std::string, SavedPos> m_mapSavedPos;
-  std::string m_strNew;  ///< text of the element that is being added; a member so that it is allocated once
 };

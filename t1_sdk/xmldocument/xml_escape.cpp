@@ -6,6 +6,9 @@
 #include "t1_sdk/xmldocument/xml_document.h"
 #include "t1_sdk/xmldocument/xml_scan.h"
 
+using xml_scan::find;
+using xml_scan::find_any;
+
 namespace {
 
 struct Entity {
@@ -63,32 +66,32 @@ const char* named_entity(const char* text, const char* end, std::string& out) {
 
 }  // namespace
 
+bool XmlDocument::x_HasMarkup(std::string_view strText) {
+  const char* const end = strText.data() + strText.size();
+  return find_any(strText.data(), end, '<', '&', '>') != end;
+}
+
 std::string XmlDocument::x_TextToDoc(const char* szText, bool bAttrib) {
   std::string text;
   const std::size_t length = std::strlen(szText);
+  const char* const end = szText + length;
   text.reserve(length + length / 10);
-  x_AppendText(text, szText, bAttrib);
-  return text;
-}
-
-void XmlDocument::x_AppendText(std::string& strDoc, const char* szText, bool bAttrib) {
-  const char* const special = bAttrib ? "<&>'\"" : "<&>";
   for (const char* p = szText;;) {
-    const std::size_t plain = std::strcspn(p, special);
-    strDoc.append(p, plain);
-    p += plain;
-    if (*p == '\0') return;
+    const char* const special =
+        bAttrib ? find_any(p, end, '<', '&', '>', '\'', '"') : find_any(p, end, '<', '&', '>');
+    text.append(p, special);
+    if (special == end) return text;
     const Entity* const entity = std::find_if(std::begin(kEntities), std::end(kEntities),
-                                              [p](const Entity& e) { return e.character == *p; });
-    strDoc.append("&").append(entity->name);
-    ++p;
+                                              [special](const Entity& e) { return e.character == *special; });
+    text.append("&").append(entity->name);
+    p = special + 1;
   }
 }
 
 std::string XmlDocument::x_TextFromDoc(int nLeft, int nRight) const {
   const char* p = m_strDoc.c_str() + nLeft;
   const char* const end = m_strDoc.c_str() + nRight + 1;
-  const char* reference = xml_scan::find(p, end, '&');
+  const char* reference = find(p, end, '&');
   std::string text(p, reference);  // mostly all of it
   while (reference != end) {
     p = numeric_reference(reference, end, text);
@@ -97,7 +100,7 @@ std::string XmlDocument::x_TextFromDoc(int nLeft, int nRight) const {
       text += *reference;
       p = reference + 1;
     }
-    reference = xml_scan::find(p, end, '&');
+    reference = find(p, end, '&');
     text.append(p, reference);
   }
   return text;

@@ -283,7 +283,11 @@ bool XmlDocument::x_FindChar(const char* szDoc, int& nChar, char c) {
 }
 
 int XmlDocument::x_GetFreePos() {
-  if (static_cast<std::size_t>(m_iPosFree) == m_aPos.size()) m_aPos.resize(m_aPos.size() + m_aPos.size() / 2);
+  const std::size_t nEntries = m_aPos.size();
+  if (static_cast<std::size_t>(m_iPosFree) == nEntries) {
+    if (nEntries + nEntries / 2 > m_aPos.capacity()) m_aPos.reserve(4 * nEntries);  // seldom copied
+    m_aPos.resize(nEntries + nEntries / 2);
+  }
   return m_iPosFree++;
 }
 

@@ -46,15 +46,27 @@ const char* find_plainly(const char* from, const char* end, Characters... wanted
   return from;
 }
 
-/// The same by sixteen characters where the processor has such vectors.
+#ifdef __SSE2__
+/// The same by kWidth characters, 8 or 16, of which there are as many at least. The last ones may be looked
+/// at twice.
+template <std::ptrdiff_t kWidth, class... Characters>
+const char* find_by_vectors(const char* from, const char* end, Characters... wanted) {
+  for (const char* const last = end - kWidth;; from = last - from < kWidth ? last : from + kWidth) {
+    const auto* const place = reinterpret_cast<const __m128i*>(from);
+    const __m128i text = kWidth == 8 ? _mm_loadl_epi64(place) : _mm_loadu_si128(place);
+    const int found = _mm_movemask_epi8((... | _mm_cmpeq_epi8(text, _mm_set1_epi8(wanted))));
+    if (found != 0) return from + __builtin_ctz(static_cast<unsigned>(found));
+    if (from == last) return end;
+  }
+}
+#endif
+
+/// The same by vectors where the processor has them. None of the characters may be a NUL.
 template <class... Characters>
 const char* find_any(const char* from, const char* end, Characters... wanted) {
 #ifdef __SSE2__
-  for (; end - from >= 16; from += 16) {
-    const __m128i text = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
-    const int found = _mm_movemask_epi8((... | _mm_cmpeq_epi8(text, _mm_set1_epi8(wanted))));
-    if (found != 0) return from + __builtin_ctz(static_cast<unsigned>(found));
-  }
+  if (end - from >= 16) return find_by_vectors<16>(from, end, wanted...);
+  if (end - from >= 8) return find_by_vectors<8>(from, end, wanted...);
 #endif
   return find_plainly(from, end, wanted...);
 }
