@@ -101,6 +101,9 @@ class XmlDocument {
   bool IsWellFormed() const;
   /// A copy of the document text.
   std::string GetDoc() const { return m_strDoc; }
+  /// The document text itself, as it is until the document changes; nothing to give to the document's own
+  /// edits.
+  const std::string& DocText() const { return m_strDoc; }
 
   /// Moves to the next element of this level with that tag name (null or "": any name), or to the
   /// first one when none is current. Returns false and stays where it is when there is none.

@@ -28,7 +28,7 @@ std::mutex g_send_lock;
 
 int tcp_send_xml_msg(XmlDocument* pstXmlMsg) {
   if (pstXmlMsg == nullptr || g_iSockClient == -1) return -1;
-  const std::string text = pstXmlMsg->GetDoc();
+  const std::string& text = pstXmlMsg->DocText();
   T1_MSG_STRU record;
   if (text.size() >= sizeof record.acXmlContent) return -1;
   record.iMsgLen = static_cast<std::int32_t>(text.size());

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstring>
 #include <iterator>
-#include <string>
 
 #include "t1_sdk/boardtest/comm/restart.h"
 #include "t1_sdk/boardtest/comm/rs485/rs485.h"
@@ -93,6 +92,9 @@ constexpr TestRow kTests[] = {
 
 constexpr int kQuit = 62208;
 
+/// The request that is served: kept, so that its memory is allocated once and not for each.
+XmlDocument g_request;
+
 /// The number in the next child of that name; 0 when there is none.
 int child_number(XmlDocument& request, const char* name) {
   return request.FindChildElem(name) ? parse_int(request.GetChildData().c_str()) : 0;
@@ -102,9 +104,10 @@ int child_number(XmlDocument& request, const char* name) {
 
 int process_client_operation(unsigned char* pcRecvBuf, int /*iLen*/) {
   if (pcRecvBuf == nullptr) return -1;
-  const auto* text = reinterpret_cast<const char*>(pcRecvBuf);
-  XmlDocument request;
-  request.SetDoc(std::string(text, strnlen(text, kMaxRequest)).c_str());
+  char text[kMaxRequest + 1] = {};
+  std::memcpy(text, pcRecvBuf, strnlen(reinterpret_cast<const char*>(pcRecvBuf), kMaxRequest));
+  XmlDocument& request = g_request;
+  request.SetDoc(text);
   const int code = child_number(request, "TestCode");
 
   if (code == kQuit) {
