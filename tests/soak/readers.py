@@ -10,7 +10,7 @@ from line_client import LineClient
 
 STREAMS = 3
 PATIENCE = 300  # seconds, against hanging only
-WINDOW = 100  # units, of which figures are asked for: those of more take more, as they should
+WINDOW = 40  # units, of which figures are asked for: those of more take more, as they should
 
 
 class Readers:

@@ -18,7 +18,8 @@ PATIENCE = 600  # seconds, against hanging only
 TICKS = os.sysconf("SC_CLK_TCK")
 KB, MB = 1 << 10, 1 << 20
 FIGURES = (
-    Figure("memory", "Memory of the station (RssAnon), MB", room=4, share=0.1),
+    # SQLite's caches, 2 MB for each of three connections that stay open, fill while the records are small.
+    Figure("memory", "Memory of the station (RssAnon), MB", room=8, share=0.1),
     Figure("descriptors", "Its descriptors", room=6),
     Figure("threads", "Its threads", room=3),
     Figure("streams", "Its streams of events", room=1),
@@ -62,11 +63,10 @@ class Page:
         self.process = process
 
     async def figures(self):
-        """What the page takes. Nothing when the browser has ended, or does not answer."""
+        """What the page takes. Nothing when the browser has ended."""
         try:
             self.process.stdin.write(b"\n")
-            async with asyncio.timeout(PATIENCE):
-                return json.loads(await self.process.stdout.readline())
+            return json.loads(await self.process.stdout.readline())
         except (OSError, ValueError):
             return {}
 
@@ -81,7 +81,8 @@ async def open_page(address):
     process = await asyncio.create_subprocess_exec(DEBIANS_PYTHON, PAGE, address, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
     try:
         page = Page(process)
-        await page.figures()  # it is open then
+        async with asyncio.timeout(PATIENCE):
+            await page.figures()  # it is open then
         yield page
     finally:
         process.stdin.close()  # by which it ends
@@ -118,9 +119,13 @@ class Watch:
         sample |= figures
         if not figures:
             self.page = None
-            self.findings.append(f"behind {sample['units']} units the browser with the page has ended, or does not answer")
+            self.findings.append(f"behind {sample['units']} units the browser with the page has ended")
 
     async def end(self):
-        """The page has answered, if it was asked."""
-        if self.asking:
-            await self.asking
+        """The page has answered, if it was asked; however long that takes while the line works."""
+        try:
+            async with asyncio.timeout(PATIENCE):
+                if self.asking:
+                    await self.asking
+        except TimeoutError:
+            self.findings.append(f"the browser with the page has not answered for {PATIENCE} seconds behind the last unit")
