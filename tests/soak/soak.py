@@ -145,7 +145,8 @@ async def play(options):
     rows = growth.judge(watch.FIGURES, hands.samples)
     findings += [f"{row.figure.words} grew by {growth.number(row.growth)}; the limit is {growth.number(row.limit)}"
                  for row in rows if row.grew]
-    print(f"\n{hands.tested} units in {told.get('runs')} runs, {len(hands.samples)} samples; the database was away {hands.outages} times"
+    print(f"\n{hands.tested} units in {told.get('runs')} runs, {len(hands.samples)} samples, "
+          f"{sum('heap' in sample for sample in hands.samples)} of them with the page; the database was away {hands.outages} times"
           f"{'' if judge.database else ' (there was none)'}; findings: {len(findings)}\n\n{growth.table(rows)}\n")
     if not any(row.limit is not None for row in rows):
         print("Too few samples to tell growth from noise: nothing was judged but the truth. A longer soak has more")
