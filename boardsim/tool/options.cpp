@@ -358,14 +358,24 @@ void check_replay(const CLI::App& app, Options& options, const Words& words) {
   options.utf8_console = words.console == "utf8";
 }
 
+/// Whether there is something of this name. A name that nothing can have is none.
+bool is_there(const std::string& path) {
+  std::error_code ignored;
+  return std::filesystem::exists(path, ignored);
+}
+
+bool is_folder(const std::filesystem::path& path) {
+  std::error_code ignored;
+  return std::filesystem::is_directory(path, ignored);
+}
+
 /// What was learned goes into a new folder in one that is there.
 void check_learn(const std::string& folder) {
   if (folder.empty()) return;
-  namespace fs = std::filesystem;
-  if (fs::exists(folder)) throw CLI::ValidationError("--learn", folder + " is there already");
-  const fs::path path = fs::absolute(folder);
-  const fs::path above = path.has_filename() ? path.parent_path() : path.parent_path().parent_path();
-  if (!fs::is_directory(above))
+  if (is_there(folder)) throw CLI::ValidationError("--learn", folder + " is there already");
+  const std::filesystem::path path = std::filesystem::absolute(folder);
+  const std::filesystem::path above = (path.has_filename() ? path : path.parent_path()).parent_path();
+  if (!is_folder(above))
     throw CLI::ValidationError("--learn", "there is no folder " + above.string() + " for it");
 }
 
@@ -373,12 +383,10 @@ void check_learn(const std::string& folder) {
 void check_state(const Options& options) {
   const std::string& folder = options.config.state;
   if (folder.empty()) return;
-  const bool is_there = std::filesystem::exists(folder);
-  if (is_there && !std::filesystem::is_directory(folder))
-    throw CLI::ValidationError("--state", folder + " is no folder");
+  if (is_there(folder) && !is_folder(folder)) throw CLI::ValidationError("--state", folder + " is no folder");
   if (options.compare.empty() || is_state(folder)) return;
-  throw CLI::ValidationError(
-      "--state", folder + (is_there ? " is no folder of a board" : " is not there: nothing to compare"));
+  const char* const why = is_there(folder) ? " is no folder of a board" : " is not there: nothing to compare";
+  throw CLI::ValidationError("--state", folder + why);
 }
 
 /// The recording decides how time passes and what the station does.
@@ -405,7 +413,7 @@ void take_all(const CLI::App& app, Options& options, const Words& words) {
     throw CLI::ValidationError("--address", options.address + " is no loopback address (127.x.y.z)");
   }
   check_state(options);
-  if (!options.record.empty() && std::filesystem::exists(options.record))
+  if (!options.record.empty() && is_there(options.record))
     throw CLI::ValidationError("--record", options.record + " is there already");
   for (const std::string& text : words.interfaces) take_interface(config, text);
   check(config);

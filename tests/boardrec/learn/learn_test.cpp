@@ -201,8 +201,10 @@ TEST_F(LearnTest, ASessionThatTellsNothingOfItsBoardLeavesNoFolder) {
 TEST_F(LearnTest, WhatWasLearnedAndDamagedStartsNothing) {
   ASSERT_EQ(learn().status, 1);
   std::ofstream(learned_ + "/learned.json") << "{\"format\": 2, \"boot_block\": \"00\"}";
-  const Ended ended = boardsim({"--board", "6484", "--state", learned_});
+  const std::string file = directory_.file("session.rec");
+  const Ended ended = boardsim({"--board", "6484", "--state", learned_, "--record", file});
   EXPECT_EQ(ended.status, 70);
+  EXPECT_FALSE(std::filesystem::exists(file));  // nothing was recorded
   EXPECT_NE(ended.said.find("learned.json: its boot block has another size"), std::string::npos)
       << ended.said;
 }

@@ -259,6 +259,13 @@ TEST_F(LauncherTest, AStateFolderThatCannotBeUsedSaysWhy) {
   Process unlabelled(launch({"--state", file("unlabelled")}, {"exit", "0"}));
   EXPECT_EQ(unlabelled.wait(), 70);
   EXPECT_EQ(unlabelled.err, "boardsim: " + file("unlabelled/board") + ": Is a directory\n");
+  std::ofstream(file("text")) << "no folder";
+  Process text(launch({"--state", file("text")}, {"exit", "0"}));
+  EXPECT_EQ(text.wait(), 64);
+  EXPECT_THAT(text.err, HasSubstr("--state: " + file("text") + " is no folder (boardsim --help"));
+  Process below(launch({"--state", file("text/below")}, {"exit", "0"}));
+  EXPECT_EQ(below.wait(), 70);
+  EXPECT_EQ(below.err, "boardsim: " + file("text/below") + " cannot be made: Not a directory\n");
 }
 
 TEST_F(LauncherTest, AStateFolderServesOneBoardAtATime) {
