@@ -8,12 +8,9 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <filesystem>
-#include <fstream>
 #include <optional>
-#include <stdexcept>
 #include <string>
 
 #include "boardrec/session/recording.h"
