@@ -19,6 +19,7 @@ enum CharacterClass : unsigned char {
   kNoName = 16,    ///< behind a '<' and white space, what no name of an element begins with
 };
 
+/// The classes of each character, by its byte.
 constexpr std::array<unsigned char, 256> make_classes() {
   std::array<unsigned char, 256> classes{};
   const auto add = [&classes](const char* characters, std::size_t count, unsigned char entry) {
@@ -32,6 +33,7 @@ constexpr std::array<unsigned char, 256> make_classes() {
   return classes;
 }
 
+/// The same, made once.
 inline constexpr std::array<unsigned char, 256> kClasses = make_classes();
 
 /// Whether the character is of one of those classes.
