@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "station/catalogue/codes.h"
+#include "station/report/attempt_words.h"
 #include "station/report/junit_xml.h"
 #include "station/text/software.h"
 #include "station/text/text.h"
@@ -54,12 +55,12 @@ void add_verdict(pugi::xml_node& test_case, const Result& result) {
       element = "skipped";
       break;
   }
-  const std::string description = clean_text(result.description);
+  const std::string words = clean_text(failure_words(result));
   pugi::xml_node verdict = test_case.append_child(element);
-  set_attribute(verdict, "message", description);
+  set_attribute(verdict, "message", words);
   if (result.outcome == Outcome::interrupted || result.outcome == Outcome::not_run) return;
   set_attribute(verdict, "type", std::string(outcome_name(result.outcome)));
-  verdict.append_child(pugi::node_pcdata).set_value(description.c_str());
+  verdict.append_child(pugi::node_pcdata).set_value(words.c_str());
 }
 
 }  // namespace

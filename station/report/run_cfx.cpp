@@ -1,6 +1,7 @@
 #include "station/report/run_cfx.h"
 
 #include "station/records/records.h"
+#include "station/report/attempt_words.h"
 #include "station/text/json.h"
 #include "station/text/sha256.h"
 
@@ -48,7 +49,7 @@ Json symptoms_of(const StoredAttempt& attempt) {
   symptoms.push_back({{"UniqueIdentifier", derived_id(attempt.id, "symptom")},
                       {"SymptomCode", attempt.step},
                       {"SymptomCategory", nullptr},
-                      {"Description", attempt.description.value_or("")},
+                      {"Description", failure_words(attempt)},
                       {"Comments", nullptr},
                       {"ComponentsOfInterest", Json::array()},
                       {"RegionOfInterest", nullptr},

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "station/records/records.h"
+#include "station/report/attempt_words.h"
 #include "station/text/json.h"
 
 namespace t1station {
@@ -114,7 +115,7 @@ void add_attempt(Lines& lines, const StoredAttempt& attempt) {
     }
   }
   if (!attempt.outcome) return;
-  const std::string words = attempt.description.value_or("");
+  const std::string words = failure_words(attempt);
   if (has_reply(attempt)) {
     const bool has_passed = attempt.outcome == "passed";
     lines.add_to_step(end, id, "diagnosis",
@@ -143,10 +144,15 @@ std::string OcpWriter::header() {
 }
 
 std::string OcpWriter::run(const StoredRun& run) {
+  const std::string end = run.ended.value_or(run.started);
   Lines lines(next_);
   lines.add_to_run(run.started, "testRunStart", start_of(run));
   for (const StoredAttempt& attempt : run.attempts) add_attempt(lines, attempt);
-  if (run.verdict) lines.add_to_run(run.ended.value_or(run.started), "testRunEnd", end_of(*run.verdict));
+  const bool has_no_result = run.verdict && end_of(*run.verdict)["status"] == "ERROR";
+  if (has_no_result) {
+    lines.add_to_run(end, "error", {{"symptom", *run.verdict}, {"message", run.reason.value_or("")}});
+  }
+  if (run.verdict) lines.add_to_run(end, "testRunEnd", end_of(*run.verdict));
   return lines.take();
 }
 

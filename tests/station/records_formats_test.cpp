@@ -39,14 +39,16 @@ class RecordsFormatsTest : public testing::Test {
     records_.begin_run(unit("<AB&\"4\">"), plan());
   }
 
-  std::string exported(const std::string& format, const std::string& serial = {}) {
+  std::string exported(const std::string& format, const std::string& serial = {},
+                       const std::vector<std::string>& more = {}) {
     std::ostringstream out, err;
     const ManualClock clock;
     t1station::Interrupt interrupt;
     const t1station::Environment around{out, err, clock, interrupt, "2026-11-22T03:17:12"};
-    EXPECT_EQ(
-        t1station::run_app({"records", "export", file_, "--format", format, "--serial", serial}, around), 0)
-        << err.str();
+    std::vector<std::string> words{"records", "export", file_, "--format", format, "--serial", serial};
+    words.insert(words.end(), more.begin(), more.end());
+    EXPECT_EQ(t1station::run_app(words, around), 0) << err.str();
+    err_ = err.str();
     return out.str();
   }
   std::vector<json> exported_lines(const std::string& format) {
@@ -59,6 +61,7 @@ class RecordsFormatsTest : public testing::Test {
   const OwnDirectory directory_;
   const std::string file_ = directory_.file("records.db");
   t1station::Records records_{file_};
+  std::string err_;  // what the last export said
 };
 
 TEST_F(RecordsFormatsTest, OcpIsNumberedWithoutGapsAndEachLineIsOneArtifact) {
@@ -123,7 +126,7 @@ TEST_F(RecordsFormatsTest, CfxIsOneMessageForEachEndedRunAndTheSameEachTime) {
   EXPECT_EQ(tested["OverallResult"], "Failed");
   const json& temperature = tested["Tests"][1];
   EXPECT_EQ(temperature["Result"], "Failed");
-  EXPECT_EQ(temperature["SymptomsFound"][0]["Description"], "said so");
+  EXPECT_EQ(temperature["SymptomsFound"][0]["Description"], "degrees 70.5 degC, above 60: said so");
   EXPECT_EQ(temperature["Measurements"][0]["MeasuredValue"]["Value"], 70.5);
   EXPECT_EQ(temperature["Measurements"][0]["MeasuredValue"]["MaximumAcceptableValue"], 60.0);
   EXPECT_EQ(messages[2]["MessageBody"]["TestedUnits"][0]["OverallResult"], "Error");
@@ -138,10 +141,39 @@ TEST_F(RecordsFormatsTest, JunitIsASuiteForEachRun) {
                      suite.attribute("failures").value() + " " + suite.attribute("errors").value());
   }
   EXPECT_THAT(counts, ElementsAre("3 1 0", "2 1 0", "1 0 1", "0 0 0"));
-  EXPECT_STREQ(xml.select_node("//testsuite[2]/testcase[2]/failure/@message").attribute().value(), "said so");
+  EXPECT_STREQ(xml.select_node("//testsuite[2]/testcase[2]/failure/@message").attribute().value(),
+               "degrees 70.5 degC, above 60: said so");
+  EXPECT_STREQ(xml.select_node("//testsuite[1]/testcase[1]/failure/@message").attribute().value(), "said so");
   EXPECT_STREQ(
       xml.select_node("//testsuite[4]/properties/property[@name='serial']/@value").attribute().value(),
       "<AB&\"4\">");
+}
+
+TEST_F(RecordsFormatsTest, JunitNamesWhatFailedWhereTheBoardSaysThatAllIsWell) {
+  const std::string id = records_.begin_run(unit("AB00000005"), plan());
+  t1station::AttemptEnd end = measured(5);
+  end.description = "测试成功";
+  end.answer = "no";
+  records_.end_attempt(
+      records_.begin_attempt(temperature_attempt(id, records_.add_connection(id, "192.0.2.7:36001", kBuild))),
+      end);
+  records_.end_run(id, {});
+  EXPECT_THAT(
+      exported("junit", "AB00000005"),
+      HasSubstr("<failure message=\"degrees 5 degC, below 10; answered no: 测试成功\" type=\"failed\">"));
+}
+
+TEST_F(RecordsFormatsTest, JunitIsNeverGreenForARunThatDidNotPass) {
+  const std::string id = records_.begin_run(unit("AB00000005"), plan());
+  records_.end_run(id, {t1station::RunEnd::Why::error, "no connection to 192.0.2.7:36001", 60});
+  pugi::xml_document xml;
+  ASSERT_TRUE(xml.load_string(exported("junit", "AB00000005").c_str()));
+  const pugi::xml_node suite = xml.child("testsuites").child("testsuite");
+  EXPECT_STREQ(suite.attribute("tests").value(), "1");
+  EXPECT_STREQ(suite.attribute("errors").value(), "1");
+  EXPECT_STREQ(suite.child("testcase").attribute("name").value(), "verdict");
+  EXPECT_STREQ(suite.child("testcase").child("error").attribute("message").value(),
+               "no connection to 192.0.2.7:36001");
 }
 
 TEST_F(RecordsFormatsTest, HtmlShowsAUnitsRunsWithVerdictLimitsAndHash) {

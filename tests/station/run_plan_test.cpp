@@ -99,12 +99,14 @@ TEST_F(RunPlanTest, AReportNeverTakesThePlaceOfTheRecordsOrThePlan) {
 
 TEST_F(RunPlanTest, AFailureEndsWith1) {
   FakeBoard board({{sends(greeting()), hears(), sends(rtc_pass()), hears(), sends(degrees("99")), hears()}});
-  EXPECT_EQ(run(board.address(), {"--json", path("json")}), 1);
+  EXPECT_EQ(run(board.address(), {"--json", path("json"), "--junit", path("junit")}), 1);
   EXPECT_EQ(stored().verdict, "failed");
   EXPECT_EQ(json()["verdict"], "failed");
   EXPECT_THAT(json()["reason"].get<std::string>(), HasSubstr("degrees 99 degC, above 60"));
   EXPECT_THAT(out(), HasSubstr("degrees 99 degC, above 60"));
   EXPECT_EQ(json()["tests"][1]["measurements"][0]["outcome"], "high");
+  EXPECT_THAT(records_support::content_of(path("junit")),
+              HasSubstr("<failure message=\"degrees 99 degC, above 60: "));
 }
 
 TEST_F(RunPlanTest, AStopEndsWith2) {
