@@ -27,7 +27,7 @@ PULLED = (Defect("it is pulled out, which resets its connection", verdict="error
           Defect("it is pulled out without a word", verdict="error", pulled="silence"))
 BROKEN = (Defect("the wire of input T2 is cut", ("wire T2 cut",), failing="alarm-[2-9]in.*"),
           Defect("output F1 is dead", ("output F1 dead",), failing="alarm-.*"),
-          Defect("input T1 is shorted to ground", ("short T1 GND",), failing="alarm-.*"),
+          Defect("input T1 is stuck low", ("input T1 stuck low",), failing="alarm-.*"),
           Defect("it has no temperature sensor", ("sensors none",), failing="temp"),
           Defect("its focus motor never comes to its limit", ("limit switch never",), failing="abf"),
           Defect("its timing record is missing", ("record timing none",), failing="get-tg"),

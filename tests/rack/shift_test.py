@@ -7,9 +7,11 @@ import io
 import math
 import pathlib
 import random
+import re
 import sqlite3
 import sys
 import tempfile
+import tomllib
 import types
 import unittest
 import unittest.mock
@@ -44,6 +46,18 @@ def days(count):
 
 def families(slots):
     return {str(number + 1): units.FAMILIES[number % len(units.FAMILIES)] for number in range(slots)}
+
+
+def replies_to_wiring_faults():
+    """Of each family and code in docs/fault-matrix.md: the reply to each fault that the board's jig can have."""
+    replies = {}
+    for section in (ROOT / "docs/fault-matrix.md").read_text(encoding="utf-8").split("\n## ")[1:]:
+        head, *lines = section.splitlines()
+        rows = [line.strip("| ").split(" | ") for line in lines if line.startswith("| ")]
+        for code, of_code in re.findall(r"[Cc]ode (\d+): ([^;]+)", head):
+            for family in of_code.split(", "):
+                replies[family, int(code)] = {row[0]: row[1] for row in rows}
+    return replies
 
 
 def short_plan(text, names):
@@ -153,6 +167,21 @@ class ShiftTest(unittest.TestCase):
             asyncio.run(hands.expect_refusal("1", "its check is due"))
         self.assertEqual(hands.findings, ["slot 1 takes a unit, though its check is due: run 17",
                                           "slot 1 takes no unit, though not since its check is due: slot 1 is on fire"])
+
+    def test_a_wiring_fault_is_found_by_those_steps_of_which_the_fault_matrix_says_so(self):
+        replies = replies_to_wiring_faults()
+        catalogue = tomllib.loads((ROOT / "catalogue/catalogue.toml").read_text(encoding="utf-8"))
+        codes = {test["name"]: test["code"] for test in catalogue["test"]}
+        for family in units.FAMILIES:
+            plan = tomllib.loads((ROOT / f"plans/{family}.toml").read_text(encoding="utf-8"))
+            alarms = {step["name"]: codes[step["test"]] for step in plan["step"] if (family, codes[step["test"]]) in replies}
+            known = set().union(*(replies[family, code] for code in alarms.values()))
+            unseen = [day.UNSEEN[family]] if family in day.UNSEEN else []
+            drawn = [defect for defect in [*units.BROKEN, units.CHECKED_WITH, day.WORN, *unseen] if known.issuperset(defect.faults)]
+            self.assertLessEqual({units.CHECKED_WITH, day.WORN, *unseen}, set(drawn), family)
+            for defect in drawn:
+                found = {step for step, code in alarms.items() if replies[family, code].get(defect.faults[0]) == "Fail"}
+                self.assertEqual(found, {step for step in alarms if re.fullmatch(defect.failing, step)}, (family, defect.words))
 
     def test_fishers_test_is_that_of_the_books(self):
         self.assertAlmostEqual(day.fisher(3, 4, 4, 8), 34 / 70)  # the lady who tastes tea: 3 of 4 right
