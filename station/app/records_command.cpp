@@ -30,7 +30,7 @@ namespace {
 
 /// The words behind `records`.
 struct RecordsWords {
-  std::string file, run, serial, slot, plan, verdict, from, to, head, format, language, out, reason,
+  std::string file, run, serial, slot, plan, kind, verdict, from, to, head, format, language, out, reason,
       operator_name;
   bool is_gbk = false;
 };
@@ -44,6 +44,7 @@ RunFilter filter_of(const RecordsWords& words) {
   filter.id = word_or_nothing(words.run);
   filter.serial = word_or_nothing(words.serial);
   filter.plan = word_or_nothing(words.plan);
+  filter.kind = word_or_nothing(words.kind);
   if (!words.verdict.empty()) filter.verdicts = {words.verdict};
   std::tie(filter.from, filter.to) = window_of(words.from, words.to);
   return filter;
@@ -71,20 +72,62 @@ int list(const RecordsWords& words, const Environment& around) {
   return exit_code::kPassed;
 }
 
+// "the wrong check of 2026-11-22T03:17:12.345Z (run ID)"
+std::string check_text(const char* which, const CheckRun& check) {
+  return std::string(which) + " check of " + check.ended + " (run " + check.id + ")";
+}
+
+// Between which checks the runs lie.
+std::string place_text(const SuspectChecks& checks) {
+  const std::string since = checks.good ? "since " + check_text("the good", *checks.good)
+                                        : "since the first run, for no check was complete";
+  return checks.wrong ? since + ", before " + check_text("the wrong", *checks.wrong)
+                      : since + "; no check was wrong so far";
+}
+
 int suspect(const RecordsWords& words, const Environment& around) {
   std::string lines;
+  std::size_t count = 0;
   RecordsReader reader(words.file);
-  if (!reader.suspects(words.slot, [&lines](const StoredRun& run) { lines += runs_line(run); })) {
-    throw UsageError("there is no check of slot " + clean_text(words.slot) + " in " + words.file);
-  }
+  const std::optional<SuspectChecks> checks = reader.suspects(words.slot, [&](const StoredRun& run) {
+    lines += runs_line(run);
+    ++count;
+  });
+  const std::string slot = "slot " + clean_text(words.slot);
+  if (!checks) throw UsageError("there is no check of " + slot + " in " + words.file);
   around.out << runs_heading() << lines;
+  around.err << "t1station: "
+             << (count == 0 ? "nothing is suspect in " + slot
+                            : std::to_string(count) + (count == 1 ? " run of " : " runs of ") + slot)
+             << " " << place_text(*checks) << std::endl;
   return exit_code::kPassed;
+}
+
+bool has_any(RecordsReader& reader, RunFilter filter) {
+  filter.limit = 1;
+  bool is_there = false;
+  reader.for_each_row(filter, [&is_there](const StoredRun&) { is_there = true; });
+  return is_there;
+}
+
+bool has_unit(RecordsReader& reader, const std::string& serial) {
+  RunFilter filter;
+  filter.serial = serial;
+  return has_any(reader, filter);
+}
+
+UsageError no_run(RecordsReader& reader, const RecordsWords& words) {
+  const std::string name = clean_text(words.run);
+  return UsageError("there is no run " + name + " in " + words.file +
+                    (has_unit(reader, words.run)
+                         ? ": that is a unit, whose runs t1station records list --serial " + name + " names"
+                         : ""));
 }
 
 int show(const RecordsWords& words, const Environment& around) {
   RecordsReader reader(words.file);
   const std::optional<StoredRun> run = reader.run(words.run);
-  if (!run) throw UsageError("there is no run " + clean_text(words.run) + " in " + words.file);
+  if (!run) throw no_run(reader, words);
   around.out << run_text(*run);
   return exit_code::kPassed;
 }
@@ -116,24 +159,32 @@ void write_window(const RecordsWords& words, RecordsReader& reader, Language lan
 
 // A page about a unit that nobody has seen would look like one about a unit.
 void expect_unit(RecordsReader& reader, const std::string& serial, const std::string& file) {
-  RunFilter filter;
-  filter.serial = serial;
-  bool is_there = false;
-  reader.for_each_row(filter, [&is_there](const StoredRun&) { is_there = true; });
-  if (!is_there) throw UsageError("there is no run of " + clean_text(serial) + " in " + file);
+  if (!has_unit(reader, serial)) throw UsageError("there is no run of " + clean_text(serial) + " in " + file);
 }
 
-void write_runs(const RecordsWords& words, const WritePiece& write) {
-  const RunFilter filter = filter_of(words);
+// A factory's message has no word for a check unit: it would be counted as a product.
+void leave_out_checks(RunFilter& filter, RecordsReader& reader, const Environment& around) {
+  filter.kind = "check";
+  if (has_any(reader, filter)) {
+    around.err << "t1station: runs of check units are left out: such a message has no word for them; --kind "
+                  "check writes them"
+               << std::endl;
+  }
+  filter.kind = "production";
+}
+
+void write_runs(const RecordsWords& words, const WritePiece& write, const Environment& around) {
+  RunFilter filter = filter_of(words);
   const FormatChoice choice = choice_of(words);
   RecordsReader reader(words.file);
   if (words.format == "html" && !filter.id && !filter.serial) {
+    if (filter.kind)
+      throw UsageError("--kind is not for a window's report: checks are in none of its figures");
     return write_window(words, reader, choice.language, write);
   }
-  if (filter.id && !reader.run(*filter.id)) {
-    throw UsageError("there is no run " + clean_text(*filter.id) + " in " + words.file);
-  }
+  if (filter.id && !reader.run(*filter.id)) throw no_run(reader, words);
   if (words.format == "html" && filter.serial) expect_unit(reader, *filter.serial, words.file);
+  if (words.format == "cfx" && !filter.id && !filter.kind) leave_out_checks(filter, reader, around);
   const RunFormat format = format_named(words.format, choice);
   write(format.header());
   reader.for_each(filter, [&](const StoredRun& run) { write(format.run(run)); });
@@ -142,19 +193,22 @@ void write_runs(const RecordsWords& words, const WritePiece& write) {
 
 int export_runs(const RecordsWords& words, const Environment& around) {
   if (words.out.empty() || words.out == "-") {
-    write_runs(words, [&around](std::string_view piece) { around.out << piece; });
+    write_runs(
+        words, [&around](std::string_view piece) { around.out << piece; }, around);
     return exit_code::kPassed;
   }
-  check_writable(words.out);
-  if (is_of_records(words.out, words.file))
-    throw UsageError("the runs cannot be written over their own records");
   try {
-    write_whole_file(words.out, [&words](const WritePiece& write) { write_runs(words, write); });
+    check_writable(words.out);
+    if (is_of_records(words.out, words.file))
+      throw UsageError("the runs cannot be written over their own records");
+    write_whole_file(words.out, [&](const WritePiece& write) { write_runs(words, write, around); });
     return exit_code::kPassed;
+  } catch (const Unwritable& error) {
+    around.err << "t1station: " << error.what() << "; nothing was written" << std::endl;
   } catch (const std::system_error& error) {
     around.err << "t1station: " << error.what() << std::endl;
-    return exit_code::kUnwritten;
   }
+  return exit_code::kUnwritten;
 }
 
 int release(const RecordsWords& words, const Environment& around) {
@@ -186,6 +240,12 @@ std::string check_format(const std::string& word) {
   return "\"" + word + "\" is no format: there are " + all;
 }
 
+std::string check_kind(const std::string& word) {
+  return word == "production" || word == "check"
+             ? ""
+             : "\"" + word + "\" is no kind: there are production and check";
+}
+
 std::string check_language(const std::string& word) {
   return language_named(word) ? "" : "\"" + word + "\" is no language: there are zh and en";
 }
@@ -214,6 +274,9 @@ class Builder {
   void add_window(CLI::App& command) {
     command.add_option("--serial", words_->serial, "Only runs of this unit")->type_name("SN");
     command.add_option("--plan", words_->plan, "Only runs under the plan of this name")->type_name("NAME");
+    command.add_option("--kind", words_->kind, "Only runs of products, or only those of check units")
+        ->type_name("production|check")
+        ->check(CLI::Validator(check_kind, ""));
     command
         .add_option("--from", words_->from,
                     "Only runs that started then or later: 2026-11-22, or a time in UTC")

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <memory>
+#include <set>
 
 #include "station/app/exit_code.h"
 #include "station/app/footers.h"
@@ -12,6 +13,7 @@
 #include "station/figures/records_figures.h"
 #include "station/report/figures_json.h"
 #include "station/report/figures_text.h"
+#include "station/text/text.h"
 
 namespace t1station {
 namespace {
@@ -29,11 +31,31 @@ Figures figures_of(const std::string& file, const FigureWindow& window, const En
   return find_figures(central, window);
 }
 
+constexpr std::size_t kNamedPlans = 10;
+
+// A name that no run ever had is more likely a slip than a plan that was never used.
+void say_unknown_plan(const std::string& name, const std::vector<PlanNamed>& plans,
+                      const Environment& around) {
+  std::set<std::string> names;
+  for (const PlanNamed& plan : plans) names.insert(plan.name);
+  if (names.contains(name)) return;
+  std::string known;
+  std::size_t count = 0;
+  for (const std::string& one : names) {
+    if (count++ == kNamedPlans) break;
+    known += (known.empty() ? "" : ", ") + clean_text(one);
+  }
+  if (names.size() > kNamedPlans) known += " and " + std::to_string(names.size() - kNamedPlans) + " more";
+  around.err << "t1station: no run was under a plan named " << clean_text(name) << ": there "
+             << (names.empty() ? "is none" : (names.size() == 1 ? "is " : "are ") + known) << std::endl;
+}
+
 int show(const StatsWords& words, const Environment& around) {
   const auto [from, to] = window_of(words.from, words.to);
   FigureWindow window{from, to, {}};
   if (!words.plan.empty()) window.plan = words.plan;
   const Figures figures = figures_of(words.file, window, around);
+  if (window.plan) say_unknown_plan(*window.plan, figures.plans, around);
   around.out << (words.is_json ? figures_json(figures) + "\n" : figures_text(figures));
   return exit_code::kPassed;
 }

@@ -32,6 +32,12 @@ struct CheckRun {
   std::string id, serial, verdict, ended;
 };
 
+/// The check runs that say which runs of a slot are suspect.
+struct SuspectChecks {
+  std::optional<CheckRun> wrong;  ///< the last one with a wrong result; nothing: none was ever wrong
+  std::optional<CheckRun> good;   ///< what completed the check before it, or the last one; nothing: none did
+};
+
 /// What happened in a slot before this station started.
 struct SlotHistory {
   std::optional<StoredRun>
@@ -85,8 +91,9 @@ class RecordsReader {
   void count(EndCounts& counts);
   /// Calls with each production run of a slot, without its attempts, that ended between its last wrong check
   /// and the check before, or, where no check was ever wrong, since its last one: units that a bad fixture
-  /// may have let pass. Returns whether the slot was ever checked.
-  bool suspects(std::string_view slot, const std::function<void(const StoredRun&)>& call);
+  /// may have let pass. Returns these checks; nothing when the slot was never checked.
+  std::optional<SuspectChecks> suspects(std::string_view slot,
+                                        const std::function<void(const StoredRun&)>& call);
   /// The run that ended last in a slot of a station, without its connections and attempts; nothing when none
   /// has.
   std::optional<StoredRun> last_ended(std::string_view station, std::string_view slot);

@@ -47,6 +47,12 @@ std::vector<CheckRun> check_runs(Database& database, std::string_view station, s
   return runs;
 }
 
+std::optional<CheckRun> check_run(Database& database, std::int64_t sequence) {
+  Statement row(database, "SELECT id, serial, verdict, ended FROM run WHERE sequence = ?");
+  if (!row.bind(sequence).step()) return std::nullopt;
+  return CheckRun{row.text(0), row.text(1), row.text(2), row.text(3)};
+}
+
 /// Check runs of a slot, as places in the order in which runs ended.
 struct ChecksOfSlot {
   bool are_there = false;
@@ -94,16 +100,18 @@ std::optional<double> first_pass_yield(Database& database, std::string_view from
 
 }  // namespace
 
-bool RecordsReader::suspects(std::string_view slot, const std::function<void(const StoredRun&)>& call) {
-  return reading([&] {
+std::optional<SuspectChecks> RecordsReader::suspects(std::string_view slot,
+                                                     const std::function<void(const StoredRun&)>& call) {
+  return reading([&]() -> std::optional<SuspectChecks> {
     const ChecksOfSlot checks = checks_of(*database_, slot);
-    if (!checks.are_there) return false;
+    if (!checks.are_there) return std::nullopt;
     Statement rows(*database_, std::string(select_runs()) +
                                    "WHERE run.kind = 'production' AND run.slot = ?1 AND run.sequence > ?2 "
                                    "AND (?3 = 0 OR run.sequence < ?3) ORDER BY run.sequence");
     rows.bind(slot).bind(checks.complete_before).bind(checks.last_wrong);
     while (rows.step()) call(load_run_row(rows));
-    return true;
+    return SuspectChecks{check_run(*database_, checks.last_wrong),
+                         check_run(*database_, checks.complete_before)};
   });
 }
 

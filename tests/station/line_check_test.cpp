@@ -91,18 +91,24 @@ TEST_F(LineCheckTest, UnitsBetweenAWrongCheckAndTheOneBeforeAreSuspect) {
     Interrupt interrupt;
     const int code = run_app({"records", "suspect", path("records.db"), "--slot", slot},
                              Environment{out, err, still, interrupt, "2026-11-22T03:17:12"});
-    return code == 0 ? out.str() : std::to_string(code) + ": " + err.str();
+    return (code == 0 ? out.str() : std::to_string(code) + ": ") + err.str();
   };
   EXPECT_THAT(suspects("1"), HasSubstr("4: t1station: there is no check of slot 1"));
   check_with(kGood, true);
   check_with(kBad, false);
+  EXPECT_THAT(suspects("1"),
+              AllOf(HasSubstr("t1station: nothing is suspect in slot 1 since the good check of 20"),
+                    HasSubstr("; no check was wrong so far\n")));
   put_in(true);
   test(kProduct);
+  EXPECT_THAT(suspects("1"), HasSubstr("1 run of slot 1 since the good check of 20"));
   EXPECT_THAT(suspects("1"), HasSubstr(kProduct)) << "nothing is wrong so far: those since the last check";
   check_with(kBad, false);
   EXPECT_THAT(suspects("1"), HasSubstr(kProduct)) << "half a check says nothing of the slot";
   check_with(kGood, false);
-  EXPECT_THAT(suspects("1"), HasSubstr(kProduct));
+  EXPECT_THAT(suspects("1"),
+              AllOf(HasSubstr(kProduct), HasSubstr("1 run of slot 1 since the good check of 20"),
+                    HasSubstr(", before the wrong check of 20")));
   line_->unlock("1", "contact cleaned", "Wang");
   check_with(kGood, true);
   check_with(kBad, false);

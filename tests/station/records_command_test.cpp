@@ -87,6 +87,10 @@ TEST_F(RecordsCommandTest, ListChoosesRunsByUnitVerdictAndTime) {
   EXPECT_EQ(run({"list", file_, "--from", "2026-11-23", "--to", "2026-11-22"}), 4);
   EXPECT_THAT(err(), HasSubstr("--to is before --from"));
   EXPECT_EQ(run({"list", file_, "--verdict", "good"}), 4);
+  run({"list", file_, "--kind", "check"});
+  EXPECT_EQ(lines(), 1U);
+  EXPECT_EQ(run({"list", file_, "--kind", "chek"}), 4);
+  EXPECT_THAT(err(), HasSubstr("\"chek\" is no kind: there are production and check"));
 }
 
 TEST_F(RecordsCommandTest, ShowTellsARunWithItsAttemptsAndMeasurements) {
@@ -95,6 +99,10 @@ TEST_F(RecordsCommandTest, ShowTellsARunWithItsAttemptsAndMeasurements) {
   EXPECT_THAT(out(), HasSubstr("1. clock, attempt 1, code 1536: failed (1.5 s)\n      said so\n"));
   EXPECT_THAT(out(), HasSubstr("      degrees: 35.25 degC, at least 10, at most 60: passed\n"));
   EXPECT_EQ(run({"show", file_, "nothing"}), 4);
+  EXPECT_EQ(err(), "t1station: there is no run nothing in " + file_ + "\n");
+  EXPECT_EQ(run({"show", file_, "AB00000001"}), 4);
+  EXPECT_EQ(err(), "t1station: there is no run AB00000001 in " + file_ +
+                       ": that is a unit, whose runs t1station records list --serial AB00000001 names\n");
 }
 
 TEST_F(RecordsCommandTest, HeadIsTheHashOfTheRunThatEndedLast) {
@@ -148,6 +156,11 @@ TEST_F(RecordsCommandTest, AnExportNeverTakesThePlaceOfItsRecords) {
     EXPECT_EQ(run({"export", file_, "--format", "csv", "-o", file_ + end}), 4) << end;
   }
   EXPECT_EQ(run({"check", file_}), 0);
+}
+
+TEST_F(RecordsCommandTest, AnExportThatCannotBeMadeWritesNothingAndSaysSo) {
+  EXPECT_EQ(run({"export", file_, "--format", "csv", "-o", directory_.file("nothing") + "/x.csv"}), 7);
+  EXPECT_THAT(err(), testing::EndsWith("; nothing was written\n"));
 }
 
 TEST_F(RecordsCommandTest, AFormatThatThereIsNotIsRefusedWithThoseThatThereAre) {

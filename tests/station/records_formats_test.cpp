@@ -176,6 +176,22 @@ TEST_F(RecordsFormatsTest, JunitIsNeverGreenForARunThatDidNotPass) {
                "no connection to 192.0.2.7:36001");
 }
 
+TEST_F(RecordsFormatsTest, AUnitOfACheckIsToldFromProductionAndNoFactoryMessageUnlessItIsAskedFor) {
+  t1station::NewRun check = unit("GOOD-1");
+  check.kind = "check";
+  const std::string id = records_.begin_run(check, plan());
+  records_.end_run(id, {});
+  EXPECT_THAT(exported("junit"), HasSubstr("<property name=\"kind\" value=\"check\" />"));
+  EXPECT_THAT(exported("junit"), HasSubstr("<property name=\"kind\" value=\"production\" />"));
+  EXPECT_EQ(exported_lines("cfx").size(), 3U);
+  EXPECT_EQ(err_,
+            "t1station: runs of check units are left out: such a message has no word for them; --kind check "
+            "writes them\n");
+  EXPECT_THAT(exported("cfx", {}, {"--kind", "check"}), HasSubstr("GOOD-1"));
+  EXPECT_THAT(exported("cfx", {}, {"--run", id}), HasSubstr("GOOD-1"));
+  EXPECT_THAT(exported("csv", {}, {"--kind", "production"}), testing::Not(HasSubstr("GOOD-1")));
+}
+
 TEST_F(RecordsFormatsTest, HtmlShowsAUnitsRunsWithVerdictLimitsAndHash) {
   const std::string retried = exported("html", "AB00000001");
   EXPECT_THAT(retried, HasSubstr("✓ 合格 PASS"));

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "station/app/app.h"
+#include "station/plan/plan_file.h"
 #include "station/records/records.h"
 #include "tests/harness/own_directory.h"
 #include "tests/station/records_support.h"
@@ -64,6 +65,21 @@ TEST_F(StatsCommandTest, AWindowAndAPlanLeaveOutTheOthers) {
   EXPECT_EQ(nlohmann::json::parse(out())["runs"], 0);
   EXPECT_EQ(run({file_, "--from", "2000-01-01", "--json"}), 0);
   EXPECT_EQ(nlohmann::json::parse(out())["first_pass_yield"], 0.5);
+}
+
+TEST_F(StatsCommandTest, APlanThatNoRunWasUnderIsSaidWithThoseThatThereAre) {
+  EXPECT_EQ(run({file_, "--plan", "main-board", "--to", "2000-01-01"}), 0);
+  EXPECT_EQ(err(), "") << "a window without runs is none of its mistakes";
+  EXPECT_EQ(run({file_, "--plan", "mainboard"}), 0);
+  EXPECT_EQ(err(), "t1station: no run was under a plan named mainboard: there is main-board\n");
+  for (int i = 0; i < 11; ++i) {
+    std::string text = plan_text();
+    text.replace(text.find("main-board"), 10, "board-" + std::to_string(10 + i));
+    records_.end_run(records_.begin_run(unit("AB00000003"), t1station::parse_plan("plan.toml", text)), {});
+  }
+  run({file_, "--plan", "mainboard"});
+  EXPECT_THAT(err(), HasSubstr("there are board-10, board-11, "));
+  EXPECT_THAT(err(), HasSubstr(", board-19 and 2 more\n"));
 }
 
 TEST_F(StatsCommandTest, WordsThatMakeNoSenseAndFilesThatAreNoRecordsAreRefused) {
