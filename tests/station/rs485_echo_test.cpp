@@ -17,8 +17,8 @@ namespace {
 
 using namespace t1station;
 
-const std::string first("\xD0\x01\x06\x0F\x11\x62\x80\x32\x34\x12\x78\x56\x9A\xBC\x75", 15);
-const std::string second("\xD0\x01\x02\x07\x5A\xA5\xD9", 7);
+const std::string kFirstFrame("\xD0\x01\x06\x0F\x11\x62\x80\x32\x34\x12\x78\x56\x9A\xBC\x75", 15);
+const std::string kSecondFrame("\xD0\x01\x02\x07\x5A\xA5\xD9", 7);
 
 class Rs485EchoTest : public testing::Test {
  protected:
@@ -50,7 +50,7 @@ TEST_F(Rs485EchoTest, ABoardThatEchoesGetsTheSecondFrame) {
               sent += line_.heard(7);
             }),
             0);
-  EXPECT_EQ(sent, first + second);
+  EXPECT_EQ(sent, kFirstFrame + kSecondFrame);
   EXPECT_EQ(out_.str(),
             "sent     d0 01 06 0f 11 62 80 32 34 12 78 56 9a bc 75\n"
             "received d0 01 06 0f 11 62 80 32 34 12 78 56 9a bc 75\n"
@@ -60,11 +60,11 @@ TEST_F(Rs485EchoTest, ABoardThatEchoesGetsTheSecondFrame) {
 }
 
 TEST_F(Rs485EchoTest, AnEchoThatDiffersOrHasAnotherLengthFails) {
-  const std::string wrong = first.substr(0, 6) + '\x7F' + first.substr(7);
+  const std::string wrong = kFirstFrame.substr(0, 6) + '\x7F' + kFirstFrame.substr(7);
   const std::pair<std::string, const char*> echoes[] = {
       {wrong, "received d0 01 06 0f 11 62 7f 32 34 12 78 56 9a bc 75\nthe echo differs\n"},
-      {first.substr(0, 14), " bc\nthe echo has another length\n"},
-      {first + "x", " 75 78\nthe echo has another length\n"}};
+      {kFirstFrame.substr(0, 14), " bc\nthe echo has another length\n"},
+      {kFirstFrame + "x", " 75 78\nthe echo has another length\n"}};
   for (const auto& [echo, said] : echoes) {
     EXPECT_EQ(run_with(
                   [&, bytes = echo] {
@@ -82,7 +82,7 @@ TEST_F(Rs485EchoTest, ABoardThatStaysSilentGivesExitCode6) {
   EXPECT_EQ(out_.str(),
             "sent     d0 01 06 0f 11 62 80 32 34 12 78 56 9a bc 75\n"
             "no echo: the board is not waiting for it, or the line is open or turned round\n");
-  EXPECT_EQ(line_.heard(15), first) << "it was sent all the same";
+  EXPECT_EQ(line_.heard(15), kFirstFrame) << "it was sent all the same";
 }
 
 TEST_F(Rs485EchoTest, WhatArrivedBeforeIsNotTheEcho) {
@@ -137,7 +137,7 @@ TEST_F(Rs485EchoTest, AnotherSpeedCanBeAskedForAndOneThatLinesDoNotHaveIsAUsageE
       [&] {
         line_.heard(15);
         during = line_.settings();
-        line_.say(first);
+        line_.say(kFirstFrame);
       },
       {"--speed", "9600"});
   EXPECT_EQ(cfgetospeed(&during), B9600);
