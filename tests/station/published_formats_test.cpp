@@ -14,7 +14,6 @@
 namespace {
 
 using namespace records_support;
-using nlohmann::json;
 using t1station::AttemptOutcome;
 using t1station::RunEnd;
 
@@ -75,7 +74,7 @@ constexpr const char* kCfxMessage = R"({
           "Sequence*": "integer", "Result*": "Passed|Failed|Error|Aborted", "CRDs*": "null"}]}]}]}
 })";
 
-bool is_a(const json& value, std::string words) {
+bool is_a(const nlohmann::json& value, std::string words) {
   if (words.back() == '?') {
     if (value.is_null()) return true;
     words.pop_back();
@@ -90,9 +89,10 @@ bool is_a(const json& value, std::string words) {
   return ("|" + words + "|").find("|" + word + "|") != std::string::npos;
 }
 
-std::string trouble_with(const json& value, const json& shape, const std::string& place);
+std::string trouble_with(const nlohmann::json& value, const nlohmann::json& shape, const std::string& place);
 
-std::string trouble_with_object(const json& value, const json& shape, const std::string& place) {
+std::string trouble_with_object(const nlohmann::json& value, const nlohmann::json& shape,
+                                const std::string& place) {
   if (!value.is_object()) return place + " is no object";
   std::size_t known = 0, choices = 0, chosen = 0;
   for (const auto& [marked, inner] : shape.items()) {
@@ -113,11 +113,11 @@ std::string trouble_with_object(const json& value, const json& shape, const std:
 }
 
 // Nothing when the value has that shape.
-std::string trouble_with(const json& value, const json& shape, const std::string& place) {
+std::string trouble_with(const nlohmann::json& value, const nlohmann::json& shape, const std::string& place) {
   if (shape.is_object()) return trouble_with_object(value, shape, place);
   if (shape.is_string()) return is_a(value, shape) ? "" : place + " is " + value.dump();
   if (!value.is_array()) return place + " is no list";
-  for (const json& entry : value) {
+  for (const nlohmann::json& entry : value) {
     std::string trouble = trouble_with(entry, shape[0], place + "[]");
     if (!trouble.empty()) return trouble;
   }
@@ -166,19 +166,20 @@ class PublishedFormatsTest : public testing::Test {
     records_->end_run(id, {});
   }
 
-  std::vector<json> exported(const std::string& format) {
+  std::vector<nlohmann::json> exported(const std::string& format) {
     std::ostringstream out, err;
     const ManualClock clock;
     t1station::Interrupt interrupt;
     const t1station::Environment around{out, err, clock, interrupt, "2026-11-22T03:17:12"};
     EXPECT_EQ(t1station::run_app({"records", "export", file_, "--format", format}, around), 0) << err.str();
     std::istringstream text(out.str());
-    std::vector<json> lines;
-    for (std::string line; std::getline(text, line);) lines.push_back(json::parse(line));
+    std::vector<nlohmann::json> lines;
+    for (std::string line; std::getline(text, line);) lines.push_back(nlohmann::json::parse(line));
     return lines;
   }
   void expect_shape(const std::string& format, const char* shape) {
-    for (const json& line : exported(format)) EXPECT_EQ(trouble_with(line, json::parse(shape), format), "");
+    for (const nlohmann::json& line : exported(format))
+      EXPECT_EQ(trouble_with(line, nlohmann::json::parse(shape), format), "");
   }
 
   const OwnDirectory directory_;
