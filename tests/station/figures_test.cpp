@@ -233,6 +233,12 @@ TEST_F(FiguresTest, KeptDaysAlwaysSayWhatTheRunsSay) {
             difference(comparable(kept_figures_of(file, window)), document_of(stored, window));
         ASSERT_EQ(found, "") << "seed " << seed << ", " << done << " runs";
       }
+      // The operator's page tells the same yield of the day that began then.
+      const std::string day = line.window().from.value_or("2000-01-01");
+      const auto told = t1station::RecordsReader(file).counts_since(day).first_pass_yield;
+      ASSERT_EQ(
+          difference(told ? json(*told) : json(), document_of(stored, {day, {}, {}})["first_pass_yield"]), "")
+          << "seed " << seed << ", " << done << " runs since " << day;
     }
   }
 }
