@@ -54,7 +54,8 @@ std::int32_t code_of(const pugi::xml_node& root) {
 ServiceMessage read_service_message(const pugi::xml_node& root) {
   ServiceMessage message;
   for (const pugi::xml_node& context : root.children("TestContext")) {
-    message.lines.push_back(clean_text(text_of(context)));
+    message.exact.push_back(text_of(context));
+    message.lines.push_back(clean_text(message.exact.back()));
   }
   if (message.lines.empty()) throw ProtocolError("a service message has no <TestContext>");
   return message;

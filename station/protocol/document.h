@@ -27,6 +27,7 @@ struct Reply {
 /// Banner, menu or heartbeat: lines for the operator to read. Texts are clean UTF-8.
 struct ServiceMessage {
   std::vector<std::string> lines;
+  std::vector<std::string> exact;  ///< the same as UTF-8 before it was cleaned: to compare, not to show
 };
 
 using Document = std::variant<Reply, ServiceMessage>;

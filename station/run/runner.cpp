@@ -15,9 +15,10 @@ constexpr std::int32_t kEchoTest = 1024;
 constexpr double kPauseSeconds = 0.1;
 constexpr const char* kStopped = "interrupted by the operator";
 
-std::string build_line(const std::vector<ServiceMessage>& greeting) {
+std::string build_line(const std::vector<ServiceMessage>& greeting,
+                       std::vector<std::string> ServiceMessage::*texts) {
   for (const ServiceMessage& message : greeting) {
-    for (const std::string& context : message.lines) {
+    for (const std::string& context : message.*texts) {
       for (const std::string& line : lines_of(context)) {
         if (line.starts_with("BUILD:")) return line;
       }
@@ -82,17 +83,24 @@ void Runner::greet() {
     session_ = std::make_unique<Session>(link, clock_);
     event.greeting = session_->greet(seconds, on_tick);
   });
-  event.build = build_line(event.greeting);
+  event.build = build_line(event.greeting, &ServiceMessage::lines);
   event.is_first = !was_greeted_;
   journal_.connected(event.build);
   const std::string before = std::exchange(build_, event.build);
+  // Two builds may differ only in characters that are not shown.
+  const std::string exact = build_line(event.greeting, &ServiceMessage::exact);
+  const bool is_another = std::exchange(exact_build_, exact) != exact;
   was_greeted_ = true;
   listener_.on(event);
   if (settings_.build && !settings_.build->matches(build_)) {
     throw OtherBoard("the board's build line, " + named(build_) + ", is not one of this plan, " +
                      named(settings_.build->text()));
   }
-  if (settings_.one_build && !event.is_first && before != build_) {
+  if (settings_.one_build && !event.is_first && is_another) {
+    if (before == build_) {
+      throw OtherBoard("another board, or another program on it: its build line, " + named(build_) +
+                       ", now has other characters that cannot be shown");
+    }
     throw OtherBoard("another board, or another program on it: its build line is " + named(build_) +
                      ", and was " + named(before));
   }

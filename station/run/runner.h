@@ -82,7 +82,7 @@ class Runner {
   RunSettings settings_;
   std::unique_ptr<Link> link_;
   std::unique_ptr<Session> session_;
-  std::string build_;
+  std::string build_, exact_build_;
   std::string skip_reason_;  ///< why the steps that remain are not run
   bool was_greeted_ = false;
   bool is_over_ = false;  ///< nothing more is run, steps with `always` neither

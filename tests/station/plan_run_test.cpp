@@ -26,6 +26,9 @@ std::string greeting_with(const std::string& from, const std::string& to) {
 }
 const std::string other_build = greeting_with("Mar 29 2019", "Mar 30 2019");
 const std::string no_build = greeting_with("BUILD:", "BUILT:");
+// Shown alike, since control characters are not shown.
+const std::string odd_build = greeting_with("Mar 29 2019", "Mar 2\x01 2019");
+const std::string other_odd_build = greeting_with("Mar 29 2019", "Mar 2\x02 2019");
 
 TEST_F(PlanRun, AnAttemptIsStoredBeforeItsRequestGoesOutAndItsEndBeforeAnybodyHearsOfIt) {
   int looks = 0;
@@ -178,8 +181,9 @@ TEST_F(PlanRun, AStopWhileTheBoardIsWaitedForIsNoError) {
 }
 
 TEST_F(PlanRun, AnotherBuildOnALaterConnectionEndsTheRun) {
-  for (const auto& [first, second] : {std::pair(greeting(), other_build), std::pair(greeting(), no_build),
-                                      std::pair(no_build, greeting())}) {
+  for (const auto& [first, second] :
+       {std::pair(greeting(), other_build), std::pair(greeting(), no_build), std::pair(no_build, greeting()),
+        std::pair(odd_build, other_odd_build)}) {
     starts_.clear(), answers_.clear(), diary_.lines.clear();
     connection({{close_after(6)}}, first);
     connection({{bytes_after(6, rtc_pass())}}, second);
