@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """Tests of the tests: changes the program in small ways and looks whether a test fails.
 
-Every mutant is one change of one place in t1_sdk/. It is built and tested in a copy of the tree
-(build/mutants/tree), without optimisation and warnings; the checkout is never changed. First the tests of the
-changed file's own folder run, then, if all of them pass, those of all others (tests/e2e for main.cpp only). Mutants
-that do not compile are not counted; those of tests/mutants-equivalent.txt, which no test can tell from the program,
-are not made.
+Every mutant is one change of one place in t1_sdk/, or with --of station in station/. It is built and tested in a copy
+of the tree (build/mutants/tree), without optimisation and warnings; the checkout is never changed. First the tests of
+the changed file's own folder run, then, if all of them pass, those of all others (tests/e2e for main.cpp only). Of the
+station, tests/station runs first, then what starts the station as a program. Mutants that do not compile are not
+counted; those of tests/mutants-equivalent.txt, which no test can tell from the program, are not made.
 
     scripts/mutate.py --list                      all mutants, by kind
     scripts/mutate.py --count 300 --seed 7        a sample, spread over files and kinds
@@ -40,14 +40,17 @@ from mutations import apply, diff_of, mutants_of, texts_of
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 EQUIVALENT = ROOT / "tests/mutants-equivalent.txt"
-SUITES = ["xmldocument", "util", "protocol", "platform", "service", "sensor", "comm", "peripheral", "wrapped"]
+# The tests of each house. Those behind the first ones start programs, and run where these were built.
+SUITES = {"t1_sdk": ["xmldocument", "util", "protocol", "platform", "service", "sensor", "comm", "peripheral", "wrapped"],
+          "station": ["station", "line", "central", "kill"]}
+IN_PLACE = {"e2e", "line", "central", "kill"}
 # A changed path may no longer be one of the simulated board's: no mutant may do harm to this machine's files.
 UNPRIVILEGED = "setpriv --reuid=65534 --regid=65534 --clear-groups" if os.geteuid() == 0 else ""
 
 
-def read_sources(root):
-    """The program's sources by name."""
-    return {str(path.relative_to(root)): path.read_text() for path in sorted((root / "t1_sdk").rglob("*"))
+def read_sources(root, house):
+    """The house's sources by name."""
+    return {str(path.relative_to(root)): path.read_text() for path in sorted((root / house).rglob("*"))
             if path.suffix in (".cpp", ".h")}
 
 
@@ -117,15 +120,18 @@ class Workshop:
 
     def make(self, suites):
         """The compiler's output when the suites' programs do not build, else None."""
-        programs = [f"{suite}_tests" for suite in suites]
+        programs = ["t1station" if suite == "line" else f"{suite}_tests" for suite in suites]
         run = subprocess.run(["nice", "-n", "2", "ninja", "-C", self.build, f"-j{self.jobs}", *programs],
                              capture_output=True, text=True, errors="replace")
         return run.stdout if run.returncode else None
 
+    def program(self, suite):
+        return self.tree / "tests/line/process_test.py" if suite == "line" else self.build / f"tests/{suite}_tests"
+
     def keep(self, suite, name):
-        """A copy of the suite's program that the next build leaves alone. Only e2e needs others beside it."""
-        program = self.build / f"tests/{suite}_tests"
-        if suite == "e2e":
+        """A copy of the suite's program that the next build leaves alone, where it needs no other one beside it."""
+        program = self.program(suite)
+        if suite in IN_PLACE:
             return program
         copy = self.runs / f"{suite}-{re.sub(r'[^0-9A-Za-z]+', '-', name)}"
         copy.unlink(missing_ok=True)  # a broken-off run may still be using it
@@ -137,9 +143,10 @@ class Workshop:
         what else happened. The limits are far above what the suite needs when all is well."""
         seconds, cpu_seconds = self.usual.get(suite, (900, 600))
         for pattern in patterns:
+            words = f"'{self.build}'" if suite == "line" else f"--gtest_fail_fast --gtest_brief=1 '--gtest_filter={pattern}'"
             command = (f"ulimit -c 0 -v 3000000 -t {20 + 2 * cpu_seconds:.0f}; set -o pipefail; "
                        f"timeout -k 5 {120 + 3 * seconds:.0f} nice -n 2 {UNPRIVILEGED} '{program}' "
-                       f"--gtest_fail_fast --gtest_brief=1 '--gtest_filter={pattern}' 2>&1 </dev/null "
+                       f"{words} 2>&1 </dev/null "
                        "| { grep -a FAILED || true; }")
             run = subprocess.run(["bash", "-c", command], cwd=self.runs, capture_output=True, text=True,
                                  errors="replace")
@@ -154,7 +161,7 @@ class Workshop:
         failures = {}
         for suite in suites:
             before = os.times()
-            failures[suite] = self.run(suite, self.build / f"tests/{suite}_tests")
+            failures[suite] = self.run(suite, self.program(suite))
             after = os.times()
             cpu = after.children_user + after.children_system - before.children_user - before.children_system
             self.usual[suite] = (after.elapsed - before.elapsed, cpu)
@@ -163,7 +170,10 @@ class Workshop:
 
 
 def own_suite(file):
-    return next((folder for folder in reversed(file.split("/")[:-1]) if folder in SUITES), "e2e")
+    house, *folders = file.split("/")[:-1]
+    if house == "station":
+        return house
+    return next((folder for folder in reversed(folders) if folder in SUITES[house]), "e2e")
 
 
 def likely_tests(file):
@@ -202,7 +212,7 @@ class Judge:
             if result is None:
                 likely = (likely_tests(mutant.file), "*") if suite == own_suite(mutant.file) else ("*",)
                 result = self.shop.run(suite, program, likely)
-            if suite != "e2e":
+            if suite not in IN_PLACE:
                 program.unlink()
         then(mutant, result)
 
@@ -218,8 +228,8 @@ class Judge:
                     self.note(mutant, "uncompilable")
                     continue
                 tasks.append(pool.submit(self.test, mutant, programs, then))
-                if "e2e" in suites:
-                    concurrent.futures.wait(tasks)  # its programs must stay until it has run
+                if IN_PLACE.intersection(suites):
+                    concurrent.futures.wait(tasks)  # their programs must stay until they have run
         for task in tasks:
             task.result()
 
@@ -229,7 +239,8 @@ class Judge:
         self.build_and_test(mutants, lambda mutant: [own_suite(mutant.file)],
                             lambda mutant, result: self.note(mutant, result) if result else left.append(mutant))
         print(f"{len(left)} pass the tests of their own folder; now those of the others", flush=True)
-        self.build_and_test(sorted(left), lambda mutant: [s for s in SUITES if s != own_suite(mutant.file)], self.note)
+        self.build_and_test(sorted(left), lambda mutant: [suite for suite in SUITES[mutant.file.split("/")[0]]
+                                                          if suite != own_suite(mutant.file)], self.note)
 
 
 def report(mutants, results, sources, equivalents):
@@ -263,6 +274,7 @@ def arguments():
     parser.add_argument("--from", dest="file", type=pathlib.Path, metavar="FILE",
                         help="those that a file has, a name or text a line; those that are gone are said")
     parser.add_argument("--texts", action="store_true", help="with --list: nothing but texts, for --from")
+    parser.add_argument("--of", default="t1_sdk", choices=SUITES, help="the house to change: the program, or the station")
     parser.add_argument("--files", default="*", metavar="PATTERN", help="only files that match, as 't1_sdk/util/*'")
     parser.add_argument("--dir", type=pathlib.Path, default=ROOT / "build/mutants", help="where to work")
     parser.add_argument("--jobs", type=int, default=2, help="compilers, and programs of tests, at a time")
@@ -306,7 +318,7 @@ def main():
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(3))  # the copy's source is put back before the end
     options = arguments()
     shop = Workshop(options.dir.resolve(), options.jobs)
-    sources = read_sources(shop.tree if options.as_is else ROOT)
+    sources = read_sources(shop.tree if options.as_is else ROOT, options.of)
     every = [mutant for file, text in sources.items() for mutant in mutants_of(file, text)]
     texts = texts_of(every, sources)
     mutants, equivalents = chosen(options, every, texts, sources)
@@ -318,7 +330,7 @@ def main():
         return 0
     shop.prepare(options.as_is)
     print("Building and testing without a mutant ...", flush=True)
-    suites = [*SUITES, "e2e"] if any(own_suite(m.file) == "e2e" for m in mutants) else SUITES
+    suites = SUITES[options.of] + ["e2e"] * any(own_suite(mutant.file) == "e2e" for mutant in mutants)
     if (failure := shop.make(suites)) is not None:
         print(failure)
         return 2

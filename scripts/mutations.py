@@ -5,7 +5,8 @@ import re
 Mutant = collections.namedtuple("Mutant", "name file kind start end text")  # file[start:end] becomes text
 
 TOKEN = re.compile(
-    r"""(?P<skip>\s+|//[^\n]*|/\*.*?\*/|^[ \t]*\#[^\n]*)|(?P<text>"(?:\\.|[^"\\\n])*")|(?P<char>'(?:\\.|[^'\\\n])+')"""
+    r"""(?P<skip>\s+|//[^\n]*|/\*.*?\*/|^[ \t]*\#[^\n]*)|(?P<raw>R"(?P<mark>[^()\s]*)\(.*?\)(?P=mark)")"""
+    r"""|(?P<text>"(?:\\.|[^"\\\n])*")|(?P<char>'(?:\\.|[^'\\\n])+')"""
     r"""|(?P<number>\b(?:0[xX][0-9a-fA-F']+|\d[\d']*(?:\.\d+)?)[uUlLs]*)|(?P<word>[A-Za-z_]\w*)"""
     r"""|(?P<sign>->|::|<<=|>>=|[-+*/&|^%=!<>]=|&&|\|\||\+\+|--|<<|>>|.)""", re.S | re.M)
 Token = collections.namedtuple("Token", "kind text start end")
@@ -135,6 +136,11 @@ def changes_of(source, tokens):
                 yield from (("number", start, end, new) for new in number_changes(text))
         elif kind == "char":
             yield "text", start, end, f"'{chr(ord(text[1]) ^ 1)}'" if len(text) == 3 and text[1] not in "&]" else "'x'"
+        elif kind == "raw":
+            letters = [m.start() for m in re.finditer("[A-Za-z]", text)][1:]  # the first one is the R
+            at = start + letters[len(letters) // 2] if letters else None
+            if at is not None:
+                yield "text", at, at + 1, "x" if source[at] != "x" else "y"
         elif kind == "text":
             yield from (("text", start, end, new) for new in text_changes(text))
         elif text in ("true", "false"):
@@ -153,7 +159,7 @@ def changes_of(source, tokens):
         elif text == "?" and (found := branches_of(words, i)):
             first, last = (source[tokens[a].start:tokens[b].end] for a, b in found)
             yield "condition", start, tokens[found[1][1]].end, f"? {last} : {first}"
-        elif text in ARITHMETIC and spaced(source, token):
+        elif text in ARITHMETIC and spaced(source, token) and "text" not in (tokens[i - 1].kind, tokens[i + 1].kind):
             yield "arithmetic", start, end, ARITHMETIC[text]
         elif text in ("sleep", "usleep") and words[i + 1] == "(":
             stop = tokens[closing(tokens, i + 1)].start

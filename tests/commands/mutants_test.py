@@ -65,6 +65,13 @@ class Mutants(unittest.TestCase):
         name = self.listed("--only", AN_EQUAL)[0][0]
         self.assertEqual(self.listed("--texts", "--only", name)[0], [AN_EQUAL])
 
+    def test_the_station_has_mutants_of_its_own_whose_raw_texts_are_texts(self):
+        (self.folder / "station").mkdir()
+        (self.folder / "station/schema.cpp").write_text('const char* sql() {\n  return R"(SELECT id, 01935)";\n}\n')
+        texts, _ = self.listed("--of", "station", "--texts")
+        line = 'station/schema.cpp | return R"(SELECT id, 01935)"; | '
+        self.assertEqual(set(texts), {line + 'return R"(SELExT id, 01935)";', line + "return {};"})
+
     def test_one_that_is_gone_is_said_and_the_others_are_taken(self):
         self.write(SOURCE.replace("number == 7", "number == 8"))
         kept = "t1_sdk/program.cpp | return 15; | return 16;"
