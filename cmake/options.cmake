@@ -63,6 +63,19 @@ if(BT_OPTIMISED OR NOT BT_PC)
   target_compile_options(bt_options INTERFACE -ffile-prefix-map=${CMAKE_SOURCE_DIR}=.)
 endif()
 
+# bt_count(TARGET ...): a build for coverage counts which of their lines and branches run. Several processes add to the
+# same counts.
+if(BT_COVERAGE)
+  target_link_options(bt_options INTERFACE --coverage)
+endif()
+function(bt_count)
+  if(BT_COVERAGE)
+    foreach(target ${ARGN})
+      target_compile_options(${target} PRIVATE --coverage -fprofile-update=atomic)
+    endforeach()
+  endif()
+endfunction()
+
 # bt_compile_quickly(TARGET ...): what runs on a PC and whose speed nobody notices is not optimised: half of what the
 # compiler does for it is done for nothing. Benchmarks run behind it, and want it out of the way.
 set(quickly -O0)

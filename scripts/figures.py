@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """What a run of the tests came to, as tables for docs/measurements.md: `figures.py KIND FILE...`. KIND is tests (ctest's
-JUnit file), faults (the sweep's logs, one a board), coverage (gcovr's summary), fuzzing (the fuzzers' logs), mutants (what
+JUnit file), faults (the sweep's logs, one a board), coverage (gcovr's summaries, one a house), fuzzing (the fuzzers' logs), mutants (what
 scripts/mutate.py prints) or soak (what tests/soak/soak.py prints)."""
 import collections
 import pathlib
@@ -43,12 +43,13 @@ def faults(*paths):
     return table(("Board", "Faults tried", "Tests", "Undecided", "Wrong"), rows)
 
 
-def coverage(path):
+def coverage(*paths):
     rows = []
-    for what in ("lines", "functions", "branches"):
-        share, ran, of = found(rf"^{what}: ([\d.]+)% \((\d+) out of (\d+)\)", pathlib.Path(path).read_text(), path)
-        rows.append((what, f"{share} %", ran, of))
-    return table(("", "Share", "Ran", "Of"), rows)
+    for path in map(pathlib.Path, paths):
+        for what in ("lines", "functions", "branches"):
+            share, ran, of = found(rf"^{what}: ([\d.]+)% \((\d+) out of (\d+)\)", path.read_text(), path)
+            rows.append((f"`{path.stem.removeprefix('coverage-')}/`", what, f"{share} %", ran, of))
+    return table(("House", "", "Share", "Ran", "Of"), rows, left=2)
 
 
 def fuzzing(*paths):

@@ -215,7 +215,8 @@ class Commands(unittest.TestCase):
                                           "branches: 50.0% (3 out of 6)'\n")
         (self.folder / "build/coverage").mkdir()
         self.ends(0, "test", "--coverage", "--record")
-        self.assertIn("| branches | 50.0 % | 3 | 6 |\n", page.read_text())
+        for house in ("t1_sdk", "station", "boardsim"):
+            self.assertIn(f"| `{house}/` | branches | 50.0 % | 3 | 6 |\n", page.read_text())
 
     def test_a_soak_of_what_was_just_built_is_recorded_when_nothing_grew(self):
         page = self.folder / "docs/measurements.md"
