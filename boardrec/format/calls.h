@@ -43,6 +43,7 @@ enum class Call : std::uint16_t {
   recv = 45,
   send = 46,
   shutdown = 47,
+  getsockname = 48,  ///< from kVersionWithSocketNames on
   fopen = 50,
   fclose = 51,
   fgets = 52,
@@ -83,7 +84,7 @@ struct CallRow {
 //   status    bytes of Status
 //   statfs    bytes of FileSystem
 //   settings  bytes of TerminalSettings
-//   address   bytes: "ADDRESS:PORT" of IPv4, else the sockaddr
+//   address   bytes: "ADDRESS:PORT" of IPv4, else the sockaddr, as much of it as there was room for
 //   time      a number, nanoseconds
 //   stream    a number: 1, 2, 3 ... in the order of opening
 //   mutex     a number: 1, 2, 3 ... in the order in which they were first locked
@@ -118,11 +119,12 @@ inline constexpr CallRow kCalls[] = {
     {Call::socket, "socket", "domain type protocol", ""},
     {Call::bind, "bind", "fd address", ""},
     {Call::listen, "listen", "fd backlog", ""},
-    {Call::accept, "accept", "fd", "address"},
+    {Call::accept, "accept", "fd", "address size"},  // the size from kVersionWithSocketNames on
     {Call::connect, "connect", "fd address", ""},
     {Call::recv, "recv", "fd size flags", "bytes"},
     {Call::send, "send", "fd size bytes flags", ""},
     {Call::shutdown, "shutdown", "fd how", ""},
+    {Call::getsockname, "getsockname", "fd", "address size"},
     {Call::fopen, "fopen", "path path", "stream"},
     {Call::fclose, "fclose", "stream", ""},
     {Call::fgets, "fgets", "stream size", "bytes"},

@@ -11,11 +11,13 @@ namespace boardrec {
 /// `kOrder`.
 inline constexpr char kMagic[8] = {'B', 'O', 'A', 'R', 'D', 'R', 'E', 'C'};
 inline constexpr std::uint32_t kOrder = 0x01020304;
-inline constexpr std::uint16_t kVersion = 2;
+inline constexpr std::uint16_t kVersion = 3;
 inline constexpr std::uint16_t kOldestVersion = 1;
 /// From this version on recordings have the numbers that random() gave, of which another C library has
 /// others.
 inline constexpr std::uint16_t kVersionWithRandom = 2;
+/// From this version on they have the names of sockets, and how long an address was that was cut off.
+inline constexpr std::uint16_t kVersionWithSocketNames = 3;
 
 /// Begins a recording. A reader reads versions from the oldest to its own.
 struct Header {

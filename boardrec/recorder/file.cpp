@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "boardrec/memory/copies.h"
 #include "boardrec/recorder/blocks.h"
-#include "boardrec/recorder/memory.h"
 #include "boardrec/recorder/text.h"
 
 namespace boardrec {

@@ -6,7 +6,7 @@
 
 #include "boardrec/format/calls.h"
 #include "boardrec/format/layout.h"
-#include "boardrec/recorder/kernel.h"
+#include "boardrec/memory/kernel.h"
 
 namespace boardrec {
 

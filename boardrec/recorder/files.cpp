@@ -4,8 +4,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "boardrec/memory/copies.h"
 #include "boardrec/recorder/entry.h"
-#include "boardrec/recorder/memory.h"
 #include "boardrec/recorder/next.h"
 #include "boardrec/recorder/requests.h"
 #include "boardrec/recorder/session.h"

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "boardrec/memory/copies.h"
 #include "boardrec/recorder/entry.h"
-#include "boardrec/recorder/memory.h"
 #include "boardrec/recorder/next.h"
 #include "boardrec/recorder/session.h"
 #include "boardrec/recorder/text.h"
@@ -27,6 +27,7 @@ BOARDREC_NEXT(recv);
 BOARDREC_NEXT(__recv_chk);
 BOARDREC_NEXT(send);
 BOARDREC_NEXT(shutdown);
+BOARDREC_NEXT(getsockname);
 
 namespace {
 
@@ -83,22 +84,36 @@ int with_address(Call call, int fd, const sockaddr* address, socklen_t size, Fun
   return entry.end(entry.make_cancellable(function));
 }
 
+/// The room for an address, where the program gives any.
+struct Room {
+  socklen_t size = 0;
+  bool is_there = false;
+
+  Room(const sockaddr* address, const socklen_t* given) {
+    const boardrec::kernel::Locked lock(boardrec::shared);
+    is_there = address != nullptr && boardrec::copy_block(given, &size, sizeof size);
+  }
+};
+
+/// Ends a call that tells an address of this `size`, which may be longer than the room for it.
+int end_with_address(Entry& entry, int result, const Room& room, const sockaddr* address,
+                     const socklen_t* size) {
+  if (result < 0 || !room.is_there) return entry.end(result);
+  const Address its(address, std::min(*size, room.size));
+  entry.out_own(its.bytes(), its.size());
+  entry.out(*size);
+  return entry.end(result);
+}
+
 template <typename Function>
 int accept_any(int fd, const sockaddr* address, const socklen_t* size, Function function) {
   Entry entry(Call::accept);
   if (!entry) return function();
   entry.in(fd);
-  socklen_t room = 0;
-  {
-    const boardrec::kernel::Locked lock(boardrec::shared);
-    if (!boardrec::copy_block(size, &room, sizeof room)) room = 0;
-  }
+  const Room room(address, size);
   const int result = entry.make_cancellable(function);
   boardrec::set_kind(result, 0);
-  if (result < 0 || address == nullptr || room == 0) return entry.end(result);
-  const Address its(address, std::min(*size, room));  // the kernel says how long it was, cut off or not
-  entry.out_own(its.bytes(), its.size());
-  return entry.end(result);
+  return end_with_address(entry, result, room, address, size);
 }
 
 template <typename Function>
@@ -178,6 +193,15 @@ ssize_t send(int fd, const void* buffer, size_t size, int flags) {
   entry.in_moved(buffer, moved);
   entry.in(flags);
   return entry.end(moved);
+}
+
+int getsockname(int fd, sockaddr* address, socklen_t* size) noexcept {
+  const auto function = [=] { return next_getsockname(fd, address, size); };
+  Entry entry(Call::getsockname);
+  if (!entry) return function();
+  entry.in(fd);
+  const Room room(address, size);
+  return end_with_address(entry, entry.make(function), room, address, size);
 }
 
 int shutdown(int fd, int how) noexcept {

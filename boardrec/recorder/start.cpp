@@ -7,9 +7,9 @@
 
 #include <cstring>
 
+#include "boardrec/memory/copies.h"
 #include "boardrec/recorder/entry.h"
 #include "boardrec/recorder/file.h"
-#include "boardrec/recorder/memory.h"
 #include "boardrec/recorder/next.h"
 #include "boardrec/recorder/session.h"
 #include "boardrec/recorder/text.h"

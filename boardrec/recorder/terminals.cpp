@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "boardrec/memory/copies.h"
 #include "boardrec/recorder/entry.h"
-#include "boardrec/recorder/memory.h"
 #include "boardrec/recorder/next.h"
 
 using boardrec::Call;

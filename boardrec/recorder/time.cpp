@@ -2,8 +2,8 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "boardrec/memory/copies.h"
 #include "boardrec/recorder/entry.h"
-#include "boardrec/recorder/memory.h"
 #include "boardrec/recorder/next.h"
 #include "boardrec/recorder/times.h"
 

@@ -6,8 +6,8 @@
 
 #include <cstdint>
 
+#include "boardrec/memory/copies.h"
 #include "boardrec/recorder/file.h"
-#include "boardrec/recorder/memory.h"
 
 namespace boardrec {
 

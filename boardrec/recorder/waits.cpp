@@ -2,8 +2,8 @@
 #include <poll.h>
 #include <sys/select.h>
 
+#include "boardrec/memory/copies.h"
 #include "boardrec/recorder/entry.h"
-#include "boardrec/recorder/memory.h"
 #include "boardrec/recorder/next.h"
 #include "boardrec/recorder/times.h"
 

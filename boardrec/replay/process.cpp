@@ -26,7 +26,7 @@ int reboot(int command) noexcept {
 }
 
 long random() noexcept {
-  if (!is_replayed() || !boardrec::has_random_numbers()) BOARDREC_PASS_ON(random);
+  if (!is_replayed() || !boardrec::is_of_version(boardrec::kVersionWithRandom)) BOARDREC_PASS_ON(random);
   return boardrec::returned(next_answer(Call::random, {}));
 }
 

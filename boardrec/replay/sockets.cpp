@@ -30,19 +30,20 @@ ssize_t __recv_chk(int fd, void* buffer, size_t size, size_t buffer_size, int fl
 namespace {
 
 /// As recordings have it: "ADDRESS:PORT" of IPv4, else the bytes.
-std::string address_text(const sockaddr* address, socklen_t size) {
-  if (address == nullptr) return {};
-  if (address->sa_family != AF_INET || size < sizeof(sockaddr_in))
-    return {reinterpret_cast<const char*>(address), size};
+std::string address_text(const sockaddr_storage& address, std::size_t size) {
+  if (address.ss_family != AF_INET || size < sizeof(sockaddr_in))
+    return {reinterpret_cast<const char*>(&address), size};
   sockaddr_in place{};
-  std::memcpy(&place, address, sizeof place);
+  std::memcpy(&place, &address, sizeof place);
   char text[INET_ADDRSTRLEN]{};
   inet_ntop(AF_INET, &place.sin_addr, text, sizeof text);
   return std::string(text) + ":" + std::to_string(ntohs(place.sin_port));
 }
 
-void give_address(const std::string& text, sockaddr* to, socklen_t* size) {
-  if (to == nullptr || size == nullptr) return;
+/// The answer of a call that tells an address.
+int give_address(const Record& record, sockaddr* to, socklen_t* size) {
+  if (record.result < 0 || to == nullptr || size == nullptr) return returned_int(record);
+  const std::string& text = record.out[0].bytes;
   sockaddr_in place{};
   place.sin_family = AF_INET;
   const auto colon = text.find(':');
@@ -53,29 +54,36 @@ void give_address(const std::string& text, sockaddr* to, socklen_t* size) {
   const char* const bytes = is_ipv4 ? reinterpret_cast<const char*>(&place) : text.data();
   const std::size_t length = is_ipv4 ? sizeof place : text.size();
   std::memcpy(to, bytes, std::min<std::size_t>(length, *size));
-  *size = static_cast<socklen_t>(length);
+  const bool says_length = record.out[1].type == boardrec::ValueType::number;
+  *size = static_cast<socklen_t>(says_length ? record.out[1].number : static_cast<std::int64_t>(length));
+  return returned_int(record);
 }
 
 int addressed(Call call, int fd, const sockaddr* address, socklen_t size) {
-  const std::string text = address_text(address, size);
-  return returned_int(next_answer(
-      call,
-      {Handed::of(fd), address != nullptr ? Handed::of(text.data(), text.size()) : Handed::of(nullptr, 0)}));
+  sockaddr_storage copy{};
+  const std::size_t length = std::min<std::size_t>(size, sizeof copy);
+  const bool is_there = boardrec::read_memory(address, &copy, length);
+  const std::string text = address_text(copy, length);
+  return returned_int(next_answer(call, {Handed::of(fd), address == nullptr ? Handed::nothing()
+                                                         : is_there ? Handed::of(text.data(), text.size())
+                                                                    : Handed::nowhere()}));
 }
 
 /// The bits of the first `count` descriptors.
 class Bits {
  public:
-  Bits(const fd_set* set, int count) : given_(set != nullptr) {
-    bytes_.resize((static_cast<std::size_t>(std::max(count, 0)) + 7) / 8);
-    for (int fd = 0; given_ && fd < count; ++fd) {
-      if (FD_ISSET(fd, set)) bytes_[static_cast<std::size_t>(fd) / 8] |= static_cast<char>(1 << (fd % 8));
-    }
+  Bits(const fd_set* set, int count) : is_null_(set == nullptr) {
+    bytes_.resize((static_cast<std::size_t>(std::clamp(count, 0, FD_SETSIZE)) + 7) / 8);
+    is_there_ = !is_null_ && boardrec::read_memory(set, bytes_.data(), bytes_.size());
   }
-  Handed handed() const { return given_ ? Handed::of(bytes_.data(), bytes_.size()) : Handed::of(nullptr, 0); }
+  Handed handed() const {
+    if (is_null_) return Handed::nothing();
+    return is_there_ ? Handed::of(bytes_.data(), bytes_.size()) : Handed::nowhere();
+  }
 
  private:
-  bool given_;
+  bool is_null_;
+  bool is_there_ = false;
   std::string bytes_{};
 };
 
@@ -114,9 +122,13 @@ int listen(int fd, int backlog) noexcept {
 
 int accept(int fd, sockaddr* address, socklen_t* size) {
   if (!is_replayed()) BOARDREC_PASS_ON(accept, fd, address, size);
-  const Record& record = next_answer(Call::accept, {Handed::of(fd)});
-  if (record.result >= 0) give_address(record.out.front().bytes, address, size);
-  return returned_int(record);
+  return give_address(next_answer(Call::accept, {Handed::of(fd)}), address, size);
+}
+
+int getsockname(int fd, sockaddr* address, socklen_t* size) noexcept {
+  if (!is_replayed() || !boardrec::is_of_version(boardrec::kVersionWithSocketNames))
+    BOARDREC_PASS_ON(getsockname, fd, address, size);
+  return give_address(next_answer(Call::getsockname, {Handed::of(fd)}), address, size);
 }
 
 int shutdown(int fd, int how) noexcept {
@@ -147,10 +159,8 @@ int select(int count, fd_set* readable, fd_set* writable, fd_set* exceptional, t
   const Bits in(readable, count);
   const Bits out(writable, count);
   const Bits other(exceptional, count);
-  const Handed time =
-      timeout != nullptr ? Handed::of(boardrec::nanoseconds(*timeout)) : Handed::of(nullptr, 0);
-  const Record& record =
-      next_answer(Call::select, {Handed::of(count), in.handed(), out.handed(), other.handed(), time});
+  const Record& record = next_answer(
+      Call::select, {Handed::of(count), in.handed(), out.handed(), other.handed(), boardrec::span(timeout)});
   if (record.result >= 0) {
     give_set(record.out[0], readable, count);
     give_set(record.out[1], writable, count);

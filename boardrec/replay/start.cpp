@@ -52,6 +52,14 @@ extern "C" int __libc_start_main(Main* main, int argc, char** argv, void (*init)
   BOARDREC_PASS_ON(__libc_start_main, replayed_main, argc, argv, init, fini, loader_fini, stack_end);
 }
 
+// Past what is registered for the end: the replay's end is told here.
+extern "C" void _exit(int status) {
+  if (asked_for) finish_replay(status);
+  static auto* const behind = next<void(int)>("_exit");
+  behind(status);
+  __builtin_unreachable();
+}
+
 extern "C" void exit(int status) noexcept {
   if (is_replayed()) exit_status = status;
   static auto* const behind = next<void(int)>("exit");

@@ -37,20 +37,18 @@ int tcgetattr(int fd, termios* settings) noexcept {
 
 int tcsetattr(int fd, int when, const termios* settings) noexcept {
   if (!is_replayed()) BOARDREC_PASS_ON(tcsetattr, fd, when, settings);
-  TerminalSettings now{};
-  if (settings != nullptr) {
-    now = {.input = settings->c_iflag,
-           .output = settings->c_oflag,
-           .control = settings->c_cflag,
-           .local = settings->c_lflag,
-           .input_speed = cfgetispeed(settings),
-           .output_speed = cfgetospeed(settings),
-           .characters = {}};
-    std::copy_n(settings->c_cc, std::min(sizeof now.characters, sizeof settings->c_cc), now.characters);
-  }
-  return returned_int(next_answer(
-      Call::tcsetattr, {Handed::of(fd), Handed::of(when),
-                        settings != nullptr ? Handed::of(&now, sizeof now) : Handed::of(nullptr, 0)}));
+  const boardrec::Given<termios> given(settings);
+  const termios& its = *given;
+  TerminalSettings now{.input = its.c_iflag,
+                       .output = its.c_oflag,
+                       .control = its.c_cflag,
+                       .local = its.c_lflag,
+                       .input_speed = cfgetispeed(&its),
+                       .output_speed = cfgetospeed(&its),
+                       .characters = {}};
+  std::copy_n(its.c_cc, std::min(sizeof now.characters, sizeof its.c_cc), now.characters);
+  return returned_int(next_answer(Call::tcsetattr, {Handed::of(fd), Handed::of(when),
+                                                    given ? Handed::of(&now, sizeof now) : given.missing()}));
 }
 
 int tcflush(int fd, int queue) noexcept {

@@ -13,12 +13,9 @@ using boardrec::is_replayed;
 using boardrec::next_answer;
 using boardrec::Record;
 using boardrec::returned_int;
+using boardrec::span;
 
 namespace {
-
-Handed span(const timespec* time) {
-  return time != nullptr ? Handed::of(boardrec::nanoseconds(*time)) : Handed::of(nullptr, 0);
-}
 
 void give_time(const Record& record, timespec* to) {
   if (to != nullptr && record.out.front().type == boardrec::ValueType::number)
@@ -64,7 +61,7 @@ int clock_gettime(clockid_t clock, timespec* now) noexcept {
 int gettimeofday(timeval* now, void* zone) noexcept {
   if (!is_replayed()) BOARDREC_PASS_ON(gettimeofday, now, zone);
   const Record& record = next_answer(Call::gettimeofday, {});
-  if (now != nullptr) *now = boardrec::to_timeval(record.out.front().number);
+  if (record.result == 0 && now != nullptr) *now = boardrec::to_timeval(record.out.front().number);
   return returned_int(record);
 }
 

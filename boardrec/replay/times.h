@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include "boardrec/replay/handed.h"
+
 namespace boardrec {
 
 inline constexpr std::int64_t kSecond = 1'000'000'000;
@@ -15,6 +17,13 @@ inline std::int64_t nanoseconds(const timespec& time) {
 }
 inline std::int64_t nanoseconds(const timeval& time) {
   return std::int64_t{time.tv_sec} * kSecond + std::int64_t{time.tv_usec} * 1000;
+}
+
+/// The span that the program hands in, of either type.
+template <typename Time>
+Handed span(const Time* time) {
+  const Given<Time> given(time);
+  return given ? Handed::of(nanoseconds(*given)) : given.missing();
 }
 
 inline timespec to_timespec(std::int64_t time) {

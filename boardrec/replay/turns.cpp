@@ -12,14 +12,16 @@
 #include <cstring>
 #include <deque>
 #include <map>
+#include <stdexcept>
 
+#include "boardrec/memory/copies.h"
 #include "boardrec/replay/telling.h"
-#include "boardrec/session/requests.h"
 
 namespace boardrec {
 namespace {
 
 constexpr int kDiffers = 1;
+constexpr int kUnplayable = 64;
 constexpr int kBroken = 70;
 constexpr std::uint16_t kNobody = 0xFFFF;
 constexpr double kNanoseconds = 1e9;
@@ -101,129 +103,44 @@ std::string played(const State& now, std::size_t records) {
   end_process(0);
 }
 
-[[noreturn]] void differ(const State& now, const Record* recorded, const std::string& text) {
+bool is_call(const Record& recorded, Call call, In in) {
+  return recorded.call == call && recorded.in.size() == in.size() && asks_the_same(recorded, in);
+}
+
+/// Where in the session a replay ends, and how.
+std::string ended(const State& now, const std::string& how, const Record* recorded) {
   const std::size_t at = recorded != nullptr ? recorded->number : now.turn;
-  std::string report = "boardsim: the replay of " + now.file + " differs at record " + std::to_string(at) +
-                       " of " + std::to_string(now.recording.records.size());
-  if (recorded != nullptr) report += ", " + seconds(recorded->began);
-  if (my_thread != kNobody) report += ", thread " + std::to_string(my_thread);
-  report += now.telling.where() + "\n" + text;
-  say(report);
+  std::string text = "boardsim: the replay of " + now.file + " " + how + " at record " + std::to_string(at) +
+                     " of " + std::to_string(now.recording.records.size());
+  if (recorded != nullptr) text += ", " + seconds(recorded->began);
+  if (my_thread != kNobody) text += ", thread " + std::to_string(my_thread);
+  return text + now.telling.where() + "\n";
+}
+
+[[noreturn]] void differ(const State& now, const Record* recorded, const std::string& text) {
+  say(ended(now, "differs", recorded) + text);
   end_process(kDiffers);
 }
 
-/// Whether texts are the same but for when the program was built, which it greets a station with: a recording
-/// is for ever, and its program is built anew.
-bool is_same_but_for_the_build(std::string_view recorded, std::string_view now) {
-  constexpr std::string_view kBuilt = "BUILD: ";
-  const auto begin = recorded.find(kBuilt);
-  const auto end = begin == std::string_view::npos ? begin : recorded.find('\n', begin);
-  if (end == std::string_view::npos) return false;
-  return recorded.substr(0, begin + kBuilt.size()) == now.substr(0, begin + kBuilt.size()) &&
-         recorded.substr(end) == now.substr(end);
-}
-
-/// As many bytes as were recorded, of which `bytes` has enough.
-bool has_bytes(const Value& value, const void* bytes) {
-  if (value.type == ValueType::digest)
-    return digest(static_cast<const unsigned char*>(bytes), value.size) == value.digest;
-  const std::string_view now(static_cast<const char*>(bytes), value.size);
-  return value.type == ValueType::bytes && value.bytes == now;
-}
-
-/// A text is looked at when it is known that the program handed in one that can be read.
-std::size_t size_of(const Handed& handed) {
-  return handed.kind == Handed::Kind::text ? std::strlen(static_cast<const char*>(handed.bytes))
-                                           : handed.size;
-}
-
-bool is_equal(const Value& value, const Handed& handed) {
-  switch (handed.kind) {
-    case Handed::Kind::anything:
-      return true;
-    case Handed::Kind::number:
-      return value.type == ValueType::number && value.number == handed.number;
-    case Handed::Kind::record:
-      if (value.type == ValueType::absent) return true;
-      if (value.type == ValueType::number) {
-        const auto now = reinterpret_cast<std::uintptr_t>(handed.bytes);  // a long has 32 bits on some boards
-        return static_cast<std::uint32_t>(value.number) == static_cast<std::uint32_t>(now);
-      }
-      return handed.bytes != nullptr && has_bytes(value, handed.bytes);
-    case Handed::Kind::text:
-    case Handed::Kind::bytes:
-      break;
+/// Where the recording has this call later, or in another thread; empty where it has it no more.
+std::string elsewhere(const State& now, const Record& recorded, Call call, In in) {
+  const auto& records = now.recording.records;
+  for (std::size_t i = now.turn; i < records.size(); ++i) {
+    const Record& record = records[i];
+    if (record.number == recorded.number || !is_call(record, call, in)) continue;
+    return "  the recording has this call at record " + std::to_string(record.number) + ", " +
+           seconds(record.began) + ", thread " + std::to_string(record.thread) + "\n";
   }
-  if (handed.bytes == nullptr || value.type == ValueType::absent)
-    return handed.bytes == nullptr && value.type == ValueType::absent;
-  return value.size == size_of(handed) && has_bytes(value, handed.bytes);
-}
-
-/// The size of what is sent has been held against the recorded one before.
-bool is_greeting(const Value& value, const Handed& handed) {
-  if (value.type != ValueType::bytes || handed.bytes == nullptr) return false;
-  return is_same_but_for_the_build(value.bytes, {static_cast<const char*>(handed.bytes), value.size});
-}
-
-/// What the program has now where this was recorded; null when it was not.
-Value value_now(const Handed& handed, const Value* recorded) {
-  if (handed.kind == Handed::Kind::anything) return recorded != nullptr ? *recorded : Value{};
-  if (handed.kind == Handed::Kind::number) return {.type = ValueType::number, .number = handed.number};
-  std::size_t size = handed.bytes != nullptr ? size_of(handed) : 0;
-  if (handed.kind == Handed::Kind::record) {
-    if (recorded == nullptr || recorded->type == ValueType::absent || recorded->type == ValueType::number) {
-      return {.type = ValueType::number,
-              .number = static_cast<std::int64_t>(reinterpret_cast<std::intptr_t>(handed.bytes))};
-    }
-    size = recorded->size;
-  }
-  if (handed.bytes == nullptr) return {};
-  std::string bytes(static_cast<const char*>(handed.bytes), size);
-  return {.type = ValueType::bytes, .bytes = std::move(bytes), .size = static_cast<std::uint32_t>(size)};
-}
-
-/// The values as they are now, to be shown beside the recorded ones.
-std::vector<Value> values_of(In in, const Record* recorded) {
-  std::vector<Value> values;
-  for (const Handed& handed : in) {
-    const std::size_t place = values.size();
-    const bool has_other = recorded != nullptr && place < recorded->in.size();
-    values.push_back(value_now(handed, has_other ? &recorded->in[place] : nullptr));
-  }
-  return values;
-}
-
-/// Of a driver's record counts what the driver looks at: the rest is what the program's memory held.
-bool asks_the_same(const Record& recorded, In in) {
-  constexpr std::size_t kRequest = 1, kArgument = 2;
-  for (std::size_t i = 0; i < in.size(); ++i) {
-    const Handed& handed = in.begin()[i];
-    const Value& value = recorded.in[i];
-    if (value.type == ValueType::absent && (recorded.flags & kNotRecorded) != 0) continue;
-    // An argument of which nobody knows whether it is a number or a place in memory.
-    if (value.type == ValueType::number && handed.kind == Handed::Kind::record &&
-        (recorded.flags & kUnknownSize) != 0) {
-      continue;
-    }
-    if (recorded.call == Call::send && is_greeting(value, handed)) continue;
-    const bool is_record = recorded.call == Call::ioctl && i == kArgument && value.type == ValueType::bytes;
-    if (is_record && handed.bytes != nullptr) {
-      const auto request = static_cast<std::uint32_t>(recorded.in[kRequest].number);
-      if (words_in(request, value) != words_in(request, value_now(handed, &value))) return false;
-    } else if (!is_equal(value, handed)) {
-      return false;
-    }
-  }
-  return true;
+  return {};
 }
 
 void compare(const State& now, const Record& recorded, Call call, In in) {
-  if (recorded.call == call && recorded.in.size() == in.size() && asks_the_same(recorded, in)) return;
-  const std::vector<Value> values = values_of(in, recorded.call == call ? &recorded : nullptr);
+  if (is_call(recorded, call, in)) return;
+  const std::vector<Value> values = values_now(in, recorded.call == call ? &recorded : nullptr);
   std::string text = "  recorded: " + now.telling.text(recorded.call, recorded.in) +
                      now.telling.result(recorded) + "\n  now:      " + now.telling.text(call, values) + "\n";
   if (recorded.call == call) text += now.telling.first_difference(recorded.in, values);
-  differ(now, &recorded, text);
+  differ(now, &recorded, text + elsewhere(now, recorded, call, in));
 }
 
 void remember(State& now, const Value& value, const void* bytes) {
@@ -321,6 +238,7 @@ class TakenWhenCancelled {
 }  // namespace
 
 void load_replay(const std::string& file, double speed) {
+  if (!prepare_copies()) throw std::runtime_error("the program has no descriptors left for a replay");
   State& now = state();
   now.recording = read_recording(file);
   now.file = file;
@@ -346,8 +264,8 @@ void finish_replay(int status) {
   say("boardsim: replayed " + played(now, now.turn) + ": every call as it was recorded\n");
 }
 
-bool has_random_numbers() {
-  return state().recording.header.version >= kVersionWithRandom;
+bool is_of_version(std::uint16_t oldest) {
+  return state().recording.header.version >= oldest;
 }
 
 bool is_replayed() {
@@ -382,9 +300,11 @@ void give(const Value& value, void* to, std::size_t size) {
   if (value.type == ValueType::digest) {
     const Lock lock;
     const auto known = state().blocks.find(value.digest);
-    if (known == state().blocks.end())
-      differ(state(), nullptr,
-             "  the recording does not have the bytes of a block of " + std::to_string(value.size) + "\n");
+    if (known == state().blocks.end()) {
+      say(ended(state(), "cannot go on", nullptr) + "  the recording does not have the bytes of a block of " +
+          std::to_string(value.size) + "\n");
+      end_process(kUnplayable);
+    }
     bytes = &known->second;
   }
   std::memcpy(to, bytes->data(), std::min(size, bytes->size()));

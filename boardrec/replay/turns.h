@@ -6,47 +6,23 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <initializer_list>
 #include <string>
 
+#include "boardrec/replay/handed.h"
 #include "boardrec/session/recording.h"
 
 namespace boardrec {
 
-/// What the program hands in now, to be held against the recorded value.
-struct Handed {
-  enum class Kind : std::uint8_t {
-    number,
-    bytes,     ///< null for nothing
-    text,      ///< the same, up to a zero
-    record,    ///< a number, or the place of as many bytes as were recorded
-    anything,  ///< counts as equal
-  };
-  Kind kind = Kind::anything;
-  std::int64_t number = 0;
-  const void* bytes = nullptr;
-  std::size_t size = 0;
-
-  static Handed of(std::int64_t number) { return {.kind = Kind::number, .number = number}; }
-  static Handed of(const void* bytes, std::size_t size) {
-    return {.kind = Kind::bytes, .bytes = bytes, .size = size};
-  }
-  static Handed text(const char* text) { return {.kind = Kind::text, .bytes = text}; }
-  static Handed record(const void* argument) { return {.kind = Kind::record, .bytes = argument}; }
-};
-
-using In = std::initializer_list<Handed>;
-
 /// Reads the recording; `speed`: so many times as fast as it was recorded, 0 for no waiting at all. Throws
-/// Unreadable.
+/// Unreadable, and std::runtime_error when the program has no two descriptors to spare.
 void load_replay(const std::string& file, double speed);
 /// The calling thread is the recorded program's first from now on.
 void begin_replay();
 /// The program has ended by itself with this status, at its turn or too early.
 void finish_replay(int status);
 
-/// Whether the recording has the numbers that random() gave, which those of the format's first version lack.
-bool has_random_numbers();
+/// Whether the recording's format has this version or a later one: older ones lack some calls.
+bool is_of_version(std::uint16_t oldest);
 
 /// Whether the calling thread's calls are answered: it is the program's, and this is no call within another.
 bool is_replayed();

@@ -7,6 +7,7 @@
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
+#include <sys/mount.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -77,6 +78,39 @@ int files(const std::string& folder) {
   show("mkdir", mkdir((folder + "/made").c_str(), 0755));
   show("rmdir", rmdir((folder + "/made").c_str()));
   show("unlink", unlink(at_the_edge(file.c_str())));
+  return 0;
+}
+
+/// What a file system tells of itself that is no other's.
+void show_system(const std::string& folder) {
+  struct statfs system {};
+  show("statfs", statfs(folder.c_str(), &system));
+  std::printf("of type %lx: %lu blocks, %lu free\n", static_cast<unsigned long>(system.f_type),
+              static_cast<unsigned long>(system.f_blocks), static_cast<unsigned long>(system.f_bfree));
+}
+
+/// On a medium that is mounted at the folder: it is filled, written when it is read-only, and taken off.
+int medium(const std::string& folder) {
+  const std::string file = folder + "/file";
+  const int fd = open(file.c_str(), O_RDWR | O_CREAT, 0644);
+  show("open", fd);
+  show_system(folder);
+  const std::string block(65'536, 'm');
+  ssize_t moved = 0;
+  while ((moved = write(fd, block.data(), block.size())) > 0) show("write", moved);
+  show("write", moved);
+  show_system(folder);
+  show("umount", umount(folder.c_str()));
+  show("lseek", lseek(fd, -16, SEEK_END));
+  char bytes[16] = {};
+  show("read", read(fd, bytes, sizeof bytes));
+  show("close", close(fd));
+  show("mount", mount(nullptr, folder.c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr));
+  show("open", open(file.c_str(), O_RDWR));
+  show("unlink", unlink(file.c_str()));
+  show("umount", umount(folder.c_str()));
+  show("access", access(file.c_str(), R_OK));
+  show("umount", umount(folder.c_str()));
   return 0;
 }
 
@@ -172,13 +206,19 @@ int bad_pointers(const std::string& folder) {
   show("select", select(1, nowhere<fd_set>(), nullptr, nullptr, nullptr));
   show("poll", poll(nowhere<pollfd>(), 1, 0));
   // A C library of 32 bits reads the span itself, and crashes.
-  if (sizeof(long) == sizeof(std::int64_t)) show("nanosleep", nanosleep(nowhere<timespec>(), nullptr));
+  if (sizeof(long) == sizeof(std::int64_t)) {
+    show("nanosleep", nanosleep(nowhere<timespec>(), nullptr));
+    std::printf("clock_nanosleep: %d\n", clock_nanosleep(CLOCK_MONOTONIC, 0, nowhere<timespec>(), nullptr));
+  }
   const int plug = socket(AF_INET, SOCK_STREAM, 0);
   show("connect", connect(plug, nowhere<sockaddr>(), sizeof(sockaddr_in)));
   show("bind", bind(plug, nowhere<sockaddr>(), sizeof(sockaddr_in)));
   show("mkdir", mkdir(nowhere<char>(), 0755));
   show("unlink", unlink(nowhere<char>()));
   show("statfs", statfs(nowhere<char>(), nowhere<struct statfs>()));
+  show("fstat", fstat(fd, nowhere<struct stat>()));
+  show("getsockname", getsockname(plug, nowhere<sockaddr>(), nowhere<socklen_t>()));
+  std::printf("fopen: %d\n", std::fopen(nowhere<char>(), "r") != nullptr);
   show("send", send(plug, nowhere<char>(), 8, MSG_NOSIGNAL));
   show("close", close(-5));
   return 0;
@@ -361,6 +401,7 @@ struct Deed {
 };
 constexpr Deed kDeeds[] = {
     {"files", files},
+    {"medium", medium},
     {"streams", streams},
     {"terminals", terminals},
     {"sockets", sockets},

@@ -1,4 +1,4 @@
-#include "boardrec/recorder/memory.h"
+#include "boardrec/memory/copies.h"
 
 #include <fcntl.h>
 #include <sys/uio.h>
@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "boardrec/recorder/kernel.h"
+#include "boardrec/memory/kernel.h"
 
 namespace boardrec {
 namespace {

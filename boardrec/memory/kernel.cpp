@@ -1,4 +1,4 @@
-#include "boardrec/recorder/kernel.h"
+#include "boardrec/memory/kernel.h"
 
 #include <fcntl.h>
 
