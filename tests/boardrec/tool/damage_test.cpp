@@ -79,8 +79,8 @@ TEST(Damage, TheOtherByteOrderAndAnotherVersionAreSaid) {
   other_order.header().order = __builtin_bswap32(boardrec::kOrder);
   EXPECT_EQ(refusal(other_order.bytes()), "it was recorded on a machine of the other byte order");
   RecordingWriter newer = clock_session();
-  newer.header().version = 3;
-  EXPECT_EQ(refusal(newer.bytes()), "it has version 3 of the format; this program reads 1 to 2");
+  newer.header().version = 4;
+  EXPECT_EQ(refusal(newer.bytes()), "it has version 4 of the format; this program reads 1 to 3");
 }
 
 TEST(Damage, ARecordingOfTheFirstVersionIsRead) {
