@@ -6,6 +6,7 @@
 
 #include "boardrec/session/descriptors.h"
 #include "boardrec/session/encoding.h"
+#include "boardrec/session/part.h"
 #include "boardrec/tool/exit_code.h"
 
 namespace boardrec {
@@ -32,9 +33,10 @@ std::set<std::size_t> openings_before(const Recording& recording, std::size_t fi
 }
 
 Record note_of_cut(const Recording& whole, std::size_t first, std::size_t last, std::uint64_t time) {
-  const std::string text = "cut: records " + std::to_string(first) + " to " + std::to_string(last) + " of " +
-                           std::to_string(whole.records.size());
-  return {.call = Call::note, .began = time, .ended = time, .in = {bytes_value(text)}};
+  return {.call = Call::note,
+          .began = time,
+          .ended = time,
+          .in = {bytes_value(note_of_part(first, last, whole.records.size()))}};
 }
 
 /// Digests of the blocks whose bytes a recording has, and those of which it has none.

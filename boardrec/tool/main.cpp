@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "boardrec/session/encoding.h"
+#include "boardrec/session/part.h"
 #include "boardrec/session/recording.h"
 #include "boardrec/tool/cut.h"
 #include "boardrec/tool/difference.h"
@@ -189,8 +190,12 @@ void add_cut(CLI::App& app, Action& action) {
       const Recording whole = read_recording(words->file);
       const Recording part = cut(whole, place(words->from), place(words->to));
       write_recording(part, words->out);
+      if (const std::size_t missing = missing_at_the_beginning(part); missing != 0) {
+        std::cout << missing << " calls before the part are not in it: it can be shown, "
+                  << "but neither replayed nor compared with a simulated board\n";
+      }
       if (const std::size_t lost = lost_blocks(whole, part); lost != 0)
-        std::cout << lost << " blocks stand without their bytes, which were cut away: a replay stops there\n";
+        std::cout << lost << " blocks stand without their bytes, which were cut away\n";
       return exit_code_of({&whole}, exit_code::kDone);
     };
   });

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "boardrec/session/named_calls.h"
+#include "boardrec/session/part.h"
 
 namespace boardsim {
 namespace {
@@ -35,6 +36,10 @@ boardrec::Recording read_session(const std::string& file, const std::string& pro
       throw std::invalid_argument(recording.broken + ": no call of a program stands before");
     throw std::invalid_argument(file + " has no call of a program" +
                                 (recorded.empty() ? "" : ": " + recorded + " asked its system for nothing"));
+  }
+  if (const std::size_t missing = boardrec::missing_at_the_beginning(recording); missing != 0) {
+    throw std::invalid_argument(file + " is a part of a session, before which " + std::to_string(missing) +
+                                " calls were cut away: a program makes them again");
   }
   namespace fs = std::filesystem;
   const bool is_other = fs::path(recorded).filename() != fs::path(program).filename();

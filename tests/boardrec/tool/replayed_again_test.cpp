@@ -1,4 +1,5 @@
-// A redacted recording is still one of the same session.
+// What the tool makes of a recording, played again: a redacted one is still of the same session, a part is of
+// its beginning.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -20,21 +21,55 @@ void move_to(boardrec::Recording& recording, const std::string& dotted, const st
   }
 }
 
+/// A session of four tests: its file.
+std::string recorded_session(const Desk& desk) {
+  BoardUnderTest board({"--record", desk.file("board.rec")});
+  Station station = board.greeted_station();
+  for (const int code : {10496, 10752, 1792, 7426}) {
+    station.request(code);
+    board.settle();
+    board.advance(std::chrono::seconds(30));
+  }
+  return desk.file("board.rec");
+}
+
+Said launch(const std::string& option, const std::string& file) {
+  Child launcher({BOARDSIM_PROGRAM, option, file, "--", BOARDTEST_PROGRAM});
+  std::string out = launcher.rest();
+  std::string err = launcher.err();
+  return {launcher.exit_status(), std::move(out), std::move(err)};
+}
+
+TEST(CutReplay, AProgramMeetsTheBeginningOfASessionUpToWhereItWasCutOff) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "a sanitizer's own locks would stand between the program's";
+#endif
+  const Desk desk;
+  ASSERT_EQ(Desk::run({"cut", recorded_session(desk), desk.file("part.rec"), "--to", "40s"}).out, "");
+  const Said replayed = launch("--replay", desk.file("part.rec"));
+  EXPECT_EQ(replayed.status, 0) << replayed.err;
+  EXPECT_THAT(replayed.err, testing::HasSubstr(", every call as it was recorded: the recording ends here\n"));
+}
+
+TEST(CutReplay, APartWithoutTheSessionsBeginningIsRefusedWithWhatIsMissing) {
+  const Desk desk;
+  const std::string part = desk.file("part.rec");
+  Desk::run({"cut", desk.put("session.rec", clock_session().bytes()), part, "--from", "2.0005s"});
+  for (const std::string option : {"--replay", "--compare"}) {
+    const Said refused = launch(option, part);
+    EXPECT_EQ(refused.status, 64);
+    EXPECT_EQ(refused.err, "boardsim: " + option + ": " + part +
+                               " is a part of a session, before which 3 calls were cut away: a program makes "
+                               "them again (boardsim --help shows the options)\n");
+  }
+}
+
 TEST(RedactedReplay, AProgramMeetsTheRedactedBoardCallByCall) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "a sanitizer's own locks would stand between the program's";
 #endif
   const Desk desk;
-  {
-    BoardUnderTest board({"--record", desk.file("board.rec")});
-    Station station = board.greeted_station();
-    for (const int code : {10496, 10752, 1792, 7426}) {
-      station.request(code);
-      board.settle();
-      board.advance(std::chrono::seconds(30));
-    }
-  }
-  boardrec::Recording recording = boardrec::read_recording(desk.file("board.rec"));
+  boardrec::Recording recording = boardrec::read_recording(recorded_session(desk));
   move_to(recording, "10.20.30.40", "\x0a\x14\x1e\x28");
   std::string bytes = boardrec::bytes_of(recording.header);
   for (const boardrec::Record& record : recording.records) bytes += boardrec::bytes_of(record);

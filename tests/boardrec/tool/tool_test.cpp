@@ -170,6 +170,10 @@ TEST(Cut, APartIsARecordingWithTheStartAndWhatOpenedItsDescriptors) {
   const std::string file = desk.put("session.rec", clock_session().bytes());
   const Said said = Desk::run({"cut", file, desk.file("part.rec"), "--from", "2.0005s", "--to", "12"});
   EXPECT_EQ(said.status, 0) << said.err;
+  EXPECT_EQ(
+      said.out,
+      "3 calls before the part are not in it: it can be shown, but neither replayed nor compared with a "
+      "simulated board\n");
   EXPECT_EQ(Desk::run({"show", "--all", desk.file("part.rec")}).out,
             "0 0 0.000000 start /usr/bin/boardtest boardtest\\x00\n"
             "1 0 0.000000 socket = ok\n"
@@ -193,8 +197,8 @@ TEST(Cut, BlocksWhoseBytesAreCutAwayAreCounted) {
       .add({.call = Call::read, .in = {5, 5000}, .out = {LongBlock{5000, digest}}, .result = 5000});
   const std::string file = desk.put("session.rec", session.bytes());
   EXPECT_EQ(Desk::run({"cut", file, desk.file("whole.rec"), "--from", "1"}).out, "");
-  EXPECT_EQ(Desk::run({"cut", file, desk.file("part.rec"), "--from", "2"}).out,
-            "1 blocks stand without their bytes, which were cut away: a replay stops there\n");
+  EXPECT_THAT(Desk::run({"cut", file, desk.file("part.rec"), "--from", "2"}).out,
+              testing::EndsWith("\n1 blocks stand without their bytes, which were cut away\n"));
 }
 
 TEST(Cut, PlacesThatAreNoneAreRefused) {
