@@ -5,10 +5,13 @@
 
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "boardrec/session/encoding.h"
 #include "boardrec/session/recording.h"
 
 inline std::string bytes_of(const std::string& file) {
@@ -33,6 +36,16 @@ inline std::string changed_recording(std::string bytes, boardrec::Call call, std
   }
   ADD_FAILURE() << "no record was changed";
   return bytes;
+}
+
+/// Bytes of a recording of which the records were changed.
+inline std::string rewritten_recording(const std::string& bytes,
+                                       const std::function<void(std::vector<boardrec::Record>&)>& change) {
+  boardrec::Recording recording = boardrec::read_recording(bytes, "it");
+  change(recording.records);
+  std::string rewritten = boardrec::bytes_of(recording.header);
+  for (const boardrec::Record& record : recording.records) rewritten += boardrec::bytes_of(record);
+  return rewritten;
 }
 
 /// A number as it stands in a recording of this machine.

@@ -1,6 +1,9 @@
 // A recorded session answers the program again, and every call that differs is named.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -14,6 +17,12 @@
 namespace {
 
 using namespace std::chrono_literals;
+using boardrec::Call;
+using boardrec::Record;
+using testing::ContainsRegex;
+using testing::HasSubstr;
+
+using Records = std::vector<Record>;
 
 void write(const std::string& file, const std::string& bytes) {
   std::ofstream(file, std::ios::binary) << bytes;
@@ -35,7 +44,7 @@ Replayed replay(const std::string& recording, const std::vector<std::string>& op
 }
 
 /// A session on a K board, recorded once for all tests: the temperature is asked for, six heartbeats pass,
-/// the RS485 ports are tested, the station takes leave, the board is switched off.
+/// clock and light are tested, the station takes leave, the board is switched off.
 class ReplayTest : public testing::Test {
  protected:
   static void SetUpTestSuite() {
@@ -46,8 +55,10 @@ class ReplayTest : public testing::Test {
       station.request(7426);
       board.settle();
       board.advance(30s);
-      station.request(1536);
-      board.advance(20s);
+      for (const int code : {1536, 14592}) {
+        station.request(code);
+        board.advance(20s);
+      }
       station.request(62208);
       board.advance(2s);
     }
@@ -58,11 +69,18 @@ class ReplayTest : public testing::Test {
   static std::string recording() { return directory_->file("session.rec"); }
 
   static std::string changed(boardrec::Call call, std::string_view from, std::string_view to) {
-    write(directory_->file("changed.rec"), changed_recording(bytes_of(recording()), call, from, to));
-    return directory_->file("changed.rec");
+    return put(changed_recording(bytes_of(recording()), call, from, to));
+  }
+  static std::string rewritten(const std::function<void(Records&)>& change) {
+    return put(rewritten_recording(bytes_of(recording()), change));
   }
 
  private:
+  static std::string put(const std::string& bytes) {
+    write(directory_->file("changed.rec"), bytes);
+    return directory_->file("changed.rec");
+  }
+
   static inline std::unique_ptr<OwnDirectory> directory_;
 };
 
@@ -96,6 +114,88 @@ TEST_F(ReplayTest, ACallOnAnotherNodeEndsItWhereItHappens) {
   EXPECT_NE(replayed.said.find("now:      open path \"/dev/rtc\""), std::string::npos) << replayed.said;
   EXPECT_NE(replayed.said.find("behind request 2 of the station (TestCode 1536)"), std::string::npos)
       << replayed.said;
+}
+
+TEST_F(ReplayTest, AnotherRequestOfADriverIsShownInBothVersions) {
+  const Replayed replayed =
+      replay(changed(Call::ioctl, number_in_recording(0x80247009), number_in_recording(0x80247008)));
+  EXPECT_EQ(replayed.status, 1);
+  EXPECT_THAT(replayed.said,
+              ContainsRegex("\n  recorded: ioctl fd [0-9]+ \\(/dev/rtc\\), request 0x80247008, "
+                            "record .* = 0\n  now:      ioctl fd [0-9]+ \\(/dev/rtc\\), "
+                            "request 0x80247009, record "));
+  EXPECT_THAT(replayed.said, HasSubstr("behind request 2 of the station (TestCode 1536)\n"));
+}
+
+TEST_F(ReplayTest, AWordOfADriversRecordIsShownInBothVersions) {
+  const std::string file = rewritten([](Records& records) {
+    const auto pulse = std::ranges::find_if(records, [](const Record& record) {
+      return record.call == Call::ioctl && record.in.at(1).number == 0x40044D02;
+    });
+    ASSERT_NE(pulse, records.end());
+    pulse->in.at(2).bytes.at(0) = 1;
+  });
+  const Replayed replayed = replay(file);
+  EXPECT_EQ(replayed.status, 1);
+  EXPECT_THAT(replayed.said,
+              HasSubstr(" (/dev/qznio), request 0x40044d02, record {1, 10000, 5000} = 0\n  now:  "));
+  EXPECT_THAT(replayed.said, HasSubstr(" (/dev/qznio), request 0x40044d02, record {0, 10000, 5000}\n"));
+  EXPECT_THAT(replayed.said, HasSubstr("behind request 3 of the station (TestCode 14592)\n"));
+}
+
+TEST_F(ReplayTest, CallsInAnotherOrderAreShownWithThePlaceOfTheRecordedOne) {
+  std::size_t at = 0;
+  const std::string file = rewritten([&at](Records& records) {
+    while (records.at(at).call != Call::open || records.at(at).in.at(0).bytes != "/dev/rtc") ++at;
+    std::size_t next = at + 1;
+    while (records.at(next).thread != 0) ++next;
+    std::swap(records.at(at), records.at(next));
+  });
+  const Replayed replayed = replay(file);
+  EXPECT_EQ(replayed.status, 1);
+  EXPECT_THAT(replayed.said, HasSubstr("differs at record " + std::to_string(at) + " of "));
+  EXPECT_THAT(replayed.said,
+              ContainsRegex("\n  recorded: ioctl .*\n  now:      open path \"/dev/rtc\".*\n  the "
+                            "recording has this call at record [0-9]+, .*, thread 0\n"));
+}
+
+// The heartbeat's thread has ended by then, so that nobody else is at work.
+TEST_F(ReplayTest, ACallOfAnotherThreadIsShownWithTheRecordedOnesThread) {
+  const std::string file = rewritten([](Records& records) {
+    const auto last = std::find_if(records.rbegin(), records.rend(),
+                                   [](const Record& record) { return record.call == Call::close; });
+    ASSERT_NE(last, records.rend());
+    last->thread = 1;
+  });
+  const Replayed replayed = replay(file);
+  EXPECT_EQ(replayed.status, 1);
+  EXPECT_THAT(replayed.said,
+              ContainsRegex("thread 0, behind request 4 of the station \\(TestCode 62208\\)\n  "
+                            "recorded: .*\n  now:      close fd [0-9]+ \\(station\\)\n  the "
+                            "recording has this call at record [0-9]+, .*, thread 1\n"));
+}
+
+bool is_ordered(const Record& record) {
+  return record.call == Call::thread_ended || record.call >= Call::pthread_create;
+}
+
+TEST_F(ReplayTest, ThreadsOfWhichNobodyWaitedForTheOtherMayInterleaveOtherwise) {
+  const std::string file = rewritten([](Records& records) {
+    const auto place = std::ranges::adjacent_find(records, [](const Record& one, const Record& other) {
+      return one.thread != other.thread && !is_ordered(one) && !is_ordered(other);
+    });
+    ASSERT_NE(place, records.end());
+    std::swap(place[0], place[1]);
+  });
+  EXPECT_EQ(replay(file).status, 0);
+}
+
+// The PC's clock can only be late: whoever comes before the recorded moment has not waited for it.
+TEST_F(ReplayTest, InRealTimeNoAnswerComesBeforeItsMoment) {
+  const auto began = std::chrono::steady_clock::now();
+  EXPECT_EQ(replay(recording(), {"--speed", "200"}).status, 0);
+  const auto took = std::chrono::steady_clock::now() - began;
+  EXPECT_GE(200 * took, std::chrono::nanoseconds(boardrec::read_recording(recording()).records.back().ended));
 }
 
 // Which mutex and which thread a call means is known only when its turn has come.
