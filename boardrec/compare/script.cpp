@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <stdexcept>
 #include <vector>
 
@@ -24,6 +25,8 @@ struct Connection {
   bool is_open = false;
   std::uint64_t last_sent = 0;  ///< when the last transfer to the station that succeeded began
   bool is_shut = false;         ///< by the program itself
+  /// When the program could not receive what the station had sent, and has received nothing since.
+  std::optional<std::uint64_t> unheard{};
 };
 
 std::string hex_digits(const std::string& bytes) {
@@ -46,7 +49,7 @@ class Script {
       moments_.push_back({record.ended, "connect"});
     }
     if (call.node != "station" || !connection_.is_open) return;
-    if (record.call == Call::shutdown || record.call == Call::close) connection_.is_shut = true;
+    if (record.call == Call::shutdown || record.call == Call::close) shut();
     if (record.call == Call::recv) received(record);
     if (record.call == Call::send) sent(record);
   }
@@ -66,13 +69,21 @@ class Script {
     if (record.result == 0) return gone(record.ended, "leave");
     if (record.result < 0) {
       const bool broken = record.error == ECONNRESET || record.error == ETIMEDOUT || record.error == EPIPE;
+      connection_.unheard = record.ended;
       return broken ? gone(record.ended, "reset") : void();
     }
+    connection_.unheard.reset();
     const Value& bytes = value_at(record.out, 0);
     if (bytes.type != ValueType::bytes)
       throw std::invalid_argument("what the station sent at " + seconds_text(record.ended) +
                                   " s is not in the recording");
     moments_.push_back({record.ended, "send " + hex_digits(bytes.bytes)});
+  }
+
+  /// The program leaves. What it did not hear is in no recording: one byte stands for it.
+  void shut() {
+    if (connection_.unheard && !connection_.is_shut) moments_.push_back({*connection_.unheard, "send 00"});
+    connection_.is_shut = true;
   }
 
   /// A station that closes is first noticed by the second transfer to it.

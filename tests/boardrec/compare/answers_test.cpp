@@ -307,6 +307,20 @@ TEST(Script, TheStationDoesWhatItDidWhenTheProgramNoticed) {
             "6.500000 connect\n7.500000 reset\n127.500000 end\n");
 }
 
+TEST(Script, WhatTheProgramCouldNotReceiveIsSentAsAByte) {
+  const auto fails = [](RecordingWriter& session, int error) {
+    session.after(1).add({.call = Call::recv, .in = {4, 4, 0}, .out = {{}}, .result = -1, .error = error});
+  };
+  RecordingWriter session;
+  session.add({.call = Call::accept, .in = {3}, .out = {"192.0.2.1:4000"}, .result = 4, .took = 1});
+  fails(session, 4);
+  session.add({.call = Call::recv, .in = {4, 4, 0}, .out = {"a"}, .result = 1});  // it was only interrupted
+  fails(session, 5);
+  session.add({.call = Call::shutdown, .in = {4, 2}}).add({.call = Call::close, .in = {4}});
+  EXPECT_EQ(boardrec::station_script(read(session)),
+            "1.000000 connect\n2.000000 send 61\n3.000000 send 00\n123.000000 end\n");
+}
+
 TEST(StorageAnswerTest, ABlockIsHeldAgainstWhatItsOwnTestWrote) {
   EXPECT_THAT(differences(block_test('a', 'a'), block_test('b', 'b')), testing::IsEmpty());
   EXPECT_THAT(differences(block_test('a', 'a'), block_test('a', 'b')),

@@ -104,6 +104,29 @@ TEST(WrongBoard, IsNamedAtItsDeviceAndNothingElseIs) {
   for (std::size_t i = 0; i < ways().size(); i += all ? 1 : kEvery) expect_named(ways()[i]);
 }
 
+/// What a board that is broken like the recorded one, and a healthy one, are said to be.
+void expect_told_apart(const Way& way, const std::string& file) {
+  SCOPED_TRACE(std::string(way.family) + " recorded with " + std::string(way.fault));
+  record(way.family, every_test(way.family), file, way.fault);
+  const std::vector<std::string> healthy{"--json", "--board", std::string(way.family)};
+  std::vector<std::string> broken = healthy;
+  broken.insert(broken.end(), {"--fault", std::string(way.fault)});
+  const Launched alike = compare(file, broken);
+  EXPECT_EQ(alike.status, 0) << alike.out << alike.err;
+  const Launched run = compare(file, healthy);
+  const Names expected = words_of(way.devices);
+  ASSERT_EQ(run.status, expected.empty() ? 0 : 1) << run.err;
+  const json comparison = json::parse(run.out);
+  EXPECT_EQ(devices_that_differ(comparison), expected);
+  for (const std::string& device : causes(comparison)) EXPECT_TRUE(expected.contains(device)) << device;
+}
+
+TEST(RecordedWrongBoard, AgreesWithOneThatIsWrongAlikeAndDiffersFromAHealthyOneThereOnly) {
+  const bool all = std::getenv("BOARDTEST_COMPARED") != nullptr;
+  for (std::size_t i = all ? 0 : kEvery / 2; i < ways().size(); i += all ? 1 : kEvery)
+    expect_told_apart(ways()[i], own_file("wrong-" + std::to_string(i) + ".rec"));
+}
+
 TEST(ComparedBoard, StationsThatLeaveBreakOffAndComeAgainDoSoAgain) {
   const std::string file = own_file("stations.rec");
   // the clock is asked for, and half of a request is sent before the first station goes

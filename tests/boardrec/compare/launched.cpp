@@ -32,7 +32,8 @@ std::string request_for(const catalogue::Test& test) {
   return record_of(document + "</TestItem>");
 }
 
-/// A station that asks for every test of the family, one after the other.
+}  // namespace
+
 std::string every_test(std::string_view family) {
   int seconds = 2;
   std::string script = "1 connect\n";
@@ -42,8 +43,6 @@ std::string every_test(std::string_view family) {
   }
   return script;
 }
-
-}  // namespace
 
 std::string own_file(std::string_view name) {
   static const OwnDirectory folder;
@@ -59,12 +58,15 @@ Launched launch(std::vector<std::string> options) {
   return {launcher.exit_status(), std::move(out), std::move(err)};
 }
 
-void record(std::string_view family, const std::string& script, const std::string& file) {
+void record(std::string_view family, const std::string& script, const std::string& file,
+            std::string_view fault) {
   const std::string name = own_file("script");
   std::ofstream(name) << script;
-  const Launched run =
-      launch({"--board", std::string(family), "--pace", "virtual", "--station", name, "--record", file});
-  if (run.status != 0) throw std::runtime_error("no recording was made: " + run.err);
+  std::vector<std::string> options{"--board", std::string(family), "--pace", "virtual", "--station",
+                                   name,      "--record",          file};
+  if (!fault.empty()) options.insert(options.end(), {"--fault", std::string(fault)});
+  const Launched run = launch(options);
+  if (fault.empty() && run.status != 0) throw std::runtime_error("no recording was made: " + run.err);
 }
 
 std::string recording_of(std::string_view family) {

@@ -17,8 +17,13 @@ Launched launch(std::vector<std::string> options);
 /// A recording of every test that a family is given, on a healthy simulated board; made once for all tests.
 std::string recording_of(std::string_view family);
 
-/// Makes a recording of a session on a board of that family: the station does what the script says.
-void record(std::string_view family, const std::string& script, const std::string& file);
+/// A station that asks for every test of the family, one after the other, as a script.
+std::string every_test(std::string_view family);
+
+/// Makes a recording of a session on a board of that family, with the fault unless it is empty: the station
+/// does what the script says.
+void record(std::string_view family, const std::string& script, const std::string& file,
+            std::string_view fault = {});
 
 /// A file that stays until the tests end.
 std::string own_file(std::string_view name);
