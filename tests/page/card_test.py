@@ -14,7 +14,7 @@ CARD = ROOT / "docs" / "operator-card.html"
 PAGE = ROOT / "station" / "web" / "page"
 STATES = ("idle", "waiting", "testing", "locked", "passed", "failed", "error", "stopped", "interrupted")
 WORDS = ("next", "retried", "acknowledge", "acknowledge_needed", "lost_banner", "records_banner", "refused", "operator",
-         "connection", "records", "yes", "no")
+         "connection", "records", "central", "central_waiting", "yes", "no")
 REASONS = ("需要点检", "送修，放行后才能再测", "its check is due", "to repair, until it is released")  # of locks and refusals
 A4 = (595, 842)  # points
 
