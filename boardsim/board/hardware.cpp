@@ -21,6 +21,7 @@ Devices::Devices(std::function<Time()> now, Application::After after, Applicatio
              .hardware = [this]() -> const Hardware& { return hardware(); },
              .rate = [this](unsigned port) { return uart(port).setup().baudrate; },
              .receive = [this](unsigned port, std::string_view bytes) { uart(port).receive(bytes); }}),
+      // clang-format off: a row each
       nodes_{
           {"/dev/qznio", &general_io},
           {"/dev/fpga", &fpga},
@@ -41,6 +42,7 @@ Devices::Devices(std::function<Time()> now, Application::After after, Applicatio
           {"/dev/mtd4", &flash},
           {"/dev/mmcblk0p7", &emmc},
       } {
+  // clang-format on
   for (Medium& medium : mounts.media) nodes_.push_back({medium.node(), &medium});
   connect();
 }
