@@ -21,7 +21,7 @@ Devices::Devices(std::function<Time()> now, Application::After after, Applicatio
              .hardware = [this]() -> const Hardware& { return hardware(); },
              .rate = [this](unsigned port) { return uart(port).setup().baudrate; },
              .receive = [this](unsigned port, std::string_view bytes) { uart(port).receive(bytes); }}),
-      // clang-format off: a row each
+      // clang-format off
       nodes_{
           {"/dev/qznio", &general_io},
           {"/dev/fpga", &fpga},
