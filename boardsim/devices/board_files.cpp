@@ -13,7 +13,7 @@
 namespace boardsim {
 namespace {
 
-constexpr std::string_view kRoot = "/devinfo/";
+constexpr std::string_view kDevinfo = "/devinfo/";
 
 constexpr std::array<std::string_view, 20> kModels{
     "QN-5RX6454",   "QN-5RX6474",    "QN-5RX6484A",   "QN-5RX6455",   "QN-5RX6485",
@@ -63,7 +63,7 @@ BoardFiles::BoardFiles() {
 }
 
 bool BoardFiles::is_path(std::string_view path) {
-  return path.starts_with(kRoot) && path.size() > kRoot.size();
+  return path.starts_with(kDevinfo) && path.size() > kDevinfo.size();
 }
 
 BoardFile* BoardFiles::find(std::string_view path) {

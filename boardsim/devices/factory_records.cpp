@@ -10,7 +10,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::uint32_t kMagic = 0x565A514E;
+constexpr std::uint32_t kRecordMagic = 0x565A514E;
 
 constexpr std::size_t kVsubSize = 64;
 constexpr std::size_t kTimingSize = 1580;
@@ -38,7 +38,7 @@ std::uint32_t sum(const Bytes& record, std::size_t begin, std::size_t end) {
 /// A table of two dead pixels: magic, checksum, length of the table, then the table.
 Bytes dead_pixels(const Hardware& /*hardware*/) {
   Bytes record(kDeadPixelsSize);
-  put(record, 0, {kMagic, 0, kDeadPixelsSize - 12});
+  put(record, 0, {kRecordMagic, 0, kDeadPixelsSize - 12});
   put(record, 12, {2, 100, 200, 300, 400});
   put(record, 4, sum(record, 12, kDeadPixelsSize));
   return record;
@@ -47,7 +47,7 @@ Bytes dead_pixels(const Hardware& /*hardware*/) {
 /// A header: magic, two checksums, length, version, time of making, two features and 31 reserved words.
 Bytes flat_field(const Hardware& /*hardware*/) {
   Bytes record(kFlatFieldSize);
-  put(record, 0, {kMagic, 0, 0, 0x1000});
+  put(record, 0, {kRecordMagic, 0, 0, 0x1000});
   constexpr std::array<std::uint8_t, 8> kVersion{1, 2, 3, 24, 5, 17, 0, 0};  // V1.2.3 of 24-05-17
   std::ranges::copy(kVersion, record.begin() + 16);
   // 2024-05-17 08:30:00, a Friday, day 137 of its year counted from 0.
@@ -61,7 +61,7 @@ Bytes flat_field(const Hardware& /*hardware*/) {
 /// writes.
 Bytes timing(const Hardware& /*hardware*/) {
   Bytes record(kTimingSize);
-  put(record, 0, {kMagic, 3, 0x10002});
+  put(record, 0, {kRecordMagic, 3, 0x10002});
   put(record, 40, {0x10, 0x1, 0, 0x11, 0x22, 100, 0x2F, 0xABCD, 5000});
   put(record, 1576, sum(record, 4, 76));
   return record;
@@ -75,7 +75,7 @@ Bytes vsub(const Hardware& hardware) {
   const std::uint32_t code = is_6484 ? 0xAB8 : 0xA86;
   put(record, 0, {code, code});
   std::memcpy(&record[8], is_6484 ? "9.5" : "7.6", 3);
-  put(record, 16, kMagic);
+  put(record, 16, kRecordMagic);
   put(record, 40, sum(record, 0, 40));
   return record;
 }
@@ -106,7 +106,7 @@ void take_away(std::span<std::uint8_t> record) {
 }
 
 void spoil_magic(const FactoryRecord& kind, std::span<std::uint8_t> record) {
-  put(record, kind.magic, ~kMagic);
+  put(record, kind.magic, ~kRecordMagic);
 }
 
 void spoil_checksum(const FactoryRecord& kind, std::span<std::uint8_t> record) {

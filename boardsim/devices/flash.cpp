@@ -10,7 +10,7 @@ namespace boardsim {
 namespace {
 
 // clang-format off
-constexpr Request kRequests[] = {
+constexpr Request kFlashRequests[] = {
     {0x40084D02, Request::Argument::record, "{start, length}", 2, "makes whole blocks all ones again", true},
 };
 // clang-format on
@@ -20,7 +20,7 @@ constexpr Request kRequests[] = {
 Flash::Flash(StoragePower& power) : Partition("flash", kSize, power) {}
 
 std::span<const Request> Flash::requests() const {
-  return kRequests;
+  return kFlashRequests;
 }
 
 Answer Flash::answer(const Request& /*request*/, void* argument) {

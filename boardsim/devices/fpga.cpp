@@ -4,7 +4,7 @@ namespace boardsim {
 namespace {
 
 // clang-format off
-constexpr Request kRequests[] = {
+constexpr Request kFpgaRequests[] = {
     {0x40044603, Request::Argument::record, "{address, value}", 2, "writes a register"},
     {0x80044602, Request::Argument::record, "{address, value}", 2, "reads it into the second word"},
 };
@@ -12,6 +12,6 @@ constexpr Request kRequests[] = {
 
 }  // namespace
 
-Fpga::Fpga() : RegisterDevice("fpga", kRequests) {}
+Fpga::Fpga() : RegisterDevice("fpga", kFpgaRequests) {}
 
 }  // namespace boardsim

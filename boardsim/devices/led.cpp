@@ -9,7 +9,7 @@ namespace boardsim {
 namespace {
 
 // clang-format off
-constexpr Request kRequests[] = {
+constexpr Request kLedRequests[] = {
     {0x40044C01, Request::Argument::record, "{index, state}", 2, "switches a diode"},
 };
 // clang-format on
@@ -17,7 +17,7 @@ constexpr Request kRequests[] = {
 }  // namespace
 
 std::span<const Request> Led::requests() const {
-  return kRequests;
+  return kLedRequests;
 }
 
 Answer Led::answer(const Request& /*request*/, void* argument) {

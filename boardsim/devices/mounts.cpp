@@ -9,7 +9,7 @@
 namespace boardsim {
 namespace {
 
-constexpr std::string_view kRoot = "/mnt";
+constexpr std::string_view kMountRoot = "/mnt";
 
 bool is_below(std::string_view path, std::string_view folder) {
   return path.size() > folder.size() && path.starts_with(folder) && path[folder.size()] == '/';
@@ -34,7 +34,7 @@ mode_t Folder::mode() const {
 }
 
 bool Mounts::is_path(std::string_view path) {
-  return path == kRoot || is_below(path, kRoot);
+  return path == kMountRoot || is_below(path, kMountRoot);
 }
 
 Mounts::Place Mounts::place_of(std::string_view path) {
@@ -49,7 +49,7 @@ Mounts::Place Mounts::place_of(std::string_view path) {
 bool Mounts::is_folder(std::string_view path) {
   const auto [medium, name] = place_of(path);
   if (medium != nullptr) return name.empty();
-  return path == kRoot || std::ranges::find(folders_, path) != folders_.end();
+  return path == kMountRoot || std::ranges::find(folders_, path) != folders_.end();
 }
 
 bool Mounts::is_on_medium(std::string_view path) {
@@ -101,7 +101,7 @@ Answer Mounts::make_folder(std::string_view path) {
 Answer Mounts::remove_folder(std::string_view path) {
   if (!is_folder(path)) return Answer::fails(find(path) != nullptr ? ENOTDIR : ENOENT);
   if (place_of(path).medium != nullptr) return Answer::fails(EBUSY);
-  if (path == kRoot) return Answer::unknown();
+  if (path == kMountRoot) return Answer::unknown();
   if (std::ranges::any_of(folders_, [&](const auto& folder) { return is_below(folder, path); })) {
     return Answer::fails(ENOTEMPTY);
   }

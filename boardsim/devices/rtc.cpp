@@ -13,7 +13,7 @@ namespace boardsim {
 namespace {
 
 // clang-format off
-constexpr Request kRequests[] = {
+constexpr Request kRtcRequests[] = {
     {0x80247009, Request::Argument::record, "nine words", 0, "copies out the time: seconds, minutes, hours, day of the month, month from 0, years since 1900, weekday from Sunday 0, day of the year from 0, daylight flag 0"},
 };
 // clang-format on
@@ -38,7 +38,7 @@ void write_time(void* record, std::int64_t seconds) {
 Rtc::Rtc(std::function<Time()> now) : now_(std::move(now)) {}
 
 std::span<const Request> Rtc::requests() const {
-  return kRequests;
+  return kRtcRequests;
 }
 
 Answer Rtc::answer(const Request& /*request*/, void* argument) {

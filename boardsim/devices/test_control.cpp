@@ -8,7 +8,7 @@ namespace boardsim {
 namespace {
 
 // clang-format off
-constexpr Request kRequests[] = {
+constexpr Request kTestControlRequests[] = {
     {0x888B, Request::Argument::record, "an int", 1, "switches test control: 0 off, anything else on"},
 };
 // clang-format on
@@ -16,7 +16,7 @@ constexpr Request kRequests[] = {
 }  // namespace
 
 std::span<const Request> TestControl::requests() const {
-  return kRequests;
+  return kTestControlRequests;
 }
 
 Answer TestControl::answer(const Request& /*request*/, void* argument) {
