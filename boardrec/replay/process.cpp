@@ -1,6 +1,7 @@
 // Shell commands and restarts, as they were recorded: nothing is started, nothing restarts. And random
 // numbers, which another C library makes otherwise.
 #include <sys/reboot.h>
+#include <unistd.h>
 
 #include <cstdlib>
 
@@ -23,6 +24,14 @@ int system(const char* command) {
 int reboot(int command) noexcept {
   if (!is_replayed()) BOARDREC_PASS_ON(reboot, command);
   return returned_int(next_answer(Call::reboot, {Handed::of(command)}));
+}
+
+// A child is another program: nothing of it was recorded.
+pid_t fork() noexcept {
+  static auto* const behind = boardrec::next<decltype(fork)>("fork");
+  const pid_t child = behind();
+  if (child == 0) boardrec::leave_replay();
+  return child;
 }
 
 long random() noexcept {

@@ -320,6 +320,10 @@ void end_thread() {
   my_thread = kNobody;
 }
 
+void leave_replay() {
+  my_thread = kNobody;
+}
+
 std::int64_t number_of_mutex(const void* mutex) {
   auto& known = state().mutexes;
   return known.emplace(mutex, static_cast<std::int64_t>(known.size()) + 1).first->second;

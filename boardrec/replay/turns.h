@@ -58,6 +58,8 @@ inline int returned_int(const Record& record) {
 /// The calling thread is the program's `thread`-th from now on, and until it ends.
 void begin_thread(std::uint16_t thread);
 void end_thread();
+/// The calling thread's calls are answered no more.
+void leave_replay();
 
 /// Mutexes by the order in which they were first locked: 1, 2, 3 ... For `then` of next_answer only.
 std::int64_t number_of_mutex(const void* mutex);

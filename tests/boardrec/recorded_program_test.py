@@ -117,6 +117,16 @@ class RecordedProgramTest(unittest.TestCase):
                 self.check_replay(deed, ran, records)
                 self.assertFalse((self.folder / "file").exists(), "the replay wrote to the disk")
 
+    @REPLAYED
+    def test_a_command_is_answered_with_its_end_and_a_child_is_let_alone(self):
+        ran, records = self.recorded("children")
+        printed_by_command, _, own = ran.stdout.partition(b"\n")
+        self.assertEqual((printed_by_command, own), (b"||", b"system 0 0\n"))
+        again = self.run_program("children", LD_PRELOAD=str(REPLAY), BOARDREPLAY=str(self.folder / "children.rec"))
+        self.assertEqual((again.returncode, again.stdout), (ran.returncode, own))
+        self.assertEqual(again.stderr.count(b"boardsim: "), 1)
+        self.assertIn(f"replayed {len(records)} of {len(records)} records".encode(), again.stderr)
+
     def test_a_medium_is_filled_and_taken_off_recorded_as_unrecorded(self):
         place = {"folder": self.folder / "medium"}
         plain = self.run_program("medium", behind=self.new_medium(), **place)

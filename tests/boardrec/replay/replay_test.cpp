@@ -215,6 +215,21 @@ TEST_F(ReplayTest, AnotherRequestOfTheStationShowsInWhatTheProgramDoes) {
   EXPECT_NE(replayed.said.find("recorded: open path \"/dev/rtc\""), std::string::npos) << replayed.said;
 }
 
+TEST_F(ReplayTest, WhereTheBytesOfABlockAreMissingTheReplayCannotGoOnAndSaysSo) {
+  const std::string file = rewritten([](Records& records) {
+    const auto temperature = std::ranges::find_if(
+        records, [](const Record& record) { return record.call == Call::read && record.result > 0; });
+    ASSERT_NE(temperature, records.end());
+    temperature->out.at(0) = {.type = boardrec::ValueType::digest, .size = 5000, .digest = 1};
+  });
+  const Replayed replayed = replay(file);
+  EXPECT_EQ(replayed.status, 64);
+  EXPECT_THAT(replayed.said,
+              ContainsRegex(" cannot go on at record [0-9]+ of [0-9]+, thread 0, behind request 1 of the "
+                            "station \\(TestCode 7426\\)\n  the recording does not have the bytes of a "
+                            "block of 5000\n"));
+}
+
 TEST_F(ReplayTest, ARecordingThatWasCutOffIsReplayedUpToThere) {
   const std::string bytes = bytes_of(recording());
   const std::string cut = std::filesystem::path(recording()).replace_filename("cut.rec");
