@@ -29,7 +29,7 @@ ERROR = slot("3", "done", run(3, "AB00012347", verdict="error", seconds=80.4, fa
     failure("sd", "timed_out", None, 2, 2, [])]))
 ASKING = slot("4", "testing", run(4, "AB00012348", step="light", index=14, total=19, started=moment(-40),
                                   question={"zh": "补光灯亮了吗?", "en": "Is the light on?"}))
-CHECK_DUE = [slot(number, "locked", reason="its check is due") for number in ("1", "2")]
+CHECK_DUE = [slot(number, "locked", reason="its check is due: test the good and the bad check unit") for number in ("1", "2")]
 PICTURES = {  # name: language, slots, whether the station is there
     "idle": ("en", IDLE, True), "testing": ("en", TESTING, True), "check": ("en", CHECK_DUE, True), "passed": ("en", [PASSED, *TESTING[1:]], True),
     "failed": ("en", [slot("1", next=True), FAILED, *TESTING[2:3], slot("4")], True),

@@ -33,4 +33,10 @@ std::string CheckState::add(const std::string& serial, std::string_view verdict,
   return {};
 }
 
+std::string CheckState::due_text() const {
+  if (has_passed_) return "its check is due: test the bad check unit";
+  if (has_failed_) return "its check is due: test the good check unit";
+  return "its check is due: test the good and the bad check unit";
+}
+
 }  // namespace t1station

@@ -22,6 +22,8 @@ class CheckState {
   std::string add(const std::string& serial, std::string_view verdict, const std::string& ended);
   /// Whether no complete check ended behind `since`.
   bool is_due(const std::string& since) const { return complete_ < since; }
+  /// What a slot whose check is due says of it: which check units are still to be tested.
+  std::string due_text() const;
 
  private:
   const PointCheck& check_;

@@ -94,7 +94,7 @@ std::string Line::State::reason_against(const SlotCell* cell, const std::optiona
   if (is_busy(*cell)) return slot + " is testing another unit";
   if (waits_for_acknowledgement(*cell)) return slot + " shows a verdict that must be acknowledged first";
   if (const std::string lock = lock_of(*cell); !lock.empty()) return slot + " is locked: " + lock;
-  if (!is_check && is_due(*cell)) return slot + " takes no unit: its check is due";
+  if (!is_check && is_due(*cell)) return slot + " takes no unit: " + cell->checks->due_text();
   return {};
 }
 
@@ -347,8 +347,11 @@ void Line::State::unlock(std::string_view slot, const std::string& reason, const
   const std::lock_guard one(one_at_a_time);
   {
     const std::lock_guard lock(mutex);
-    if (cell_of(slot).lock_reason.empty())
-      refuse_plainly("slot " + std::string(slot) + " is not locked by a person or a check");
+    const SlotCell& cell = cell_of(slot);
+    const std::string name = "slot " + std::string(slot);
+    const bool is_locked = !cell.lock_reason.empty();
+    if (!is_locked && is_due(cell)) refuse_plainly(name + " takes no unit: " + cell.checks->due_text());
+    if (!is_locked) refuse_plainly(name + " is not locked by a person or a check");
   }
   store([&](Records& to) {
     to.add_event("unlock", slot, {}, operator_name, json_text({{"reason", reason}}));

@@ -148,7 +148,7 @@ std::string Line::State::state_reason(const SlotCell& cell, SlotState state) con
   }
   if (!trouble.empty()) return trouble;
   const std::string lock = lock_of(cell);
-  return lock.empty() ? "its check is due" : lock;
+  return lock.empty() ? cell.checks->due_text() : lock;
 }
 
 // A naming holds for one scan and a minute.

@@ -28,13 +28,13 @@ class Tiles(PageTest):
     def test_the_stations_sentences_are_in_the_language_that_is_shown_and_boards_words_as_they_are(self):
         failed = run(2, verdict="error", failures=[failure("rtc", "timed_out", "no reply within 9 s: the test hangs"),
                                                    failure("temp", "failed", "temperature 99")])
-        self.open(slot("1", "locked", reason="slot 2 is locked: its check is due"), slot("2", "done", failed), language="zh")
-        self.assertEqual(self.text("[data-slot='1'] .reason"), "工位 2 已锁定：需要点检")
+        self.open(slot("1", "locked", reason="slot 2 is locked: its check is due: test the bad check unit"), slot("2", "done", failed), language="zh")
+        self.assertEqual(self.text("[data-slot='1'] .reason"), "工位 2 已锁定：需要点检：还要测不良点检件")
         words = [element.text for element in self.driver.find_elements("css selector", "[data-slot='2'] .words")]
-        self.assertEqual(words, ["9 秒内没有答复：电路板不认识此代码，或测试卡住", "temperature 99"])
+        self.assertEqual(words, ["9 秒内没有应答：电路板不认识此代码，或测试卡住", "temperature 99"])
         self.script("document.querySelector('#language').value = 'en';"
                     "document.querySelector('#language').dispatchEvent(new Event('change'))")
-        self.assertEqual(self.text("[data-slot='1'] .reason"), "slot 2 is locked: its check is due")
+        self.assertEqual(self.text("[data-slot='1'] .reason"), "slot 2 is locked: its check is due: test the bad check unit")
 
     def test_a_tile_says_in_attributes_what_it_shows(self):
         self.open(slot("1", next=True), slot("L-2", "testing", run(2, step="rtc")), slot("3", "waiting", run(3, step=None)))

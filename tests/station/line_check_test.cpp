@@ -38,10 +38,13 @@ class LineCheckTest : public LineAtWork {
 TEST_F(LineCheckTest, ASlotTakesUnitsOnceAGoodUnitHasPassedAndABadOneFailed) {
   begin({board_.address()}, kCheck);
   EXPECT_EQ(slot(0).state, SlotState::locked);
-  EXPECT_EQ(slot(0).reason, "its check is due");
-  EXPECT_EQ(refused(kProduct, "1"), "slot 1 takes no unit: its check is due");
+  EXPECT_EQ(slot(0).reason, "its check is due: test the good and the bad check unit");
   check_with(kBad, false);
   EXPECT_EQ(slot(0).state, SlotState::locked);
+  EXPECT_EQ(slot(0).reason, "its check is due: test the good check unit");
+  EXPECT_THAT([this] { line_->unlock("1", "in a hurry", "Wang"); },
+              testing::ThrowsMessage<LineRefusal>("slot 1 takes no unit: " + slot(0).reason));
+  EXPECT_EQ(refused(kProduct, "1"), "slot 1 takes no unit: its check is due: test the good check unit");
   check_with(kGood, true);
   EXPECT_EQ(test(kProduct).run->verdict, Verdict::passed);
   EXPECT_EQ(runs().at(0).kind, "check");
@@ -75,9 +78,9 @@ TEST_F(LineCheckTest, AWrongResultOfACheckUnitLocksTheSlotUntilItIsUnlockedAndCh
   begin({board_.address()}, kCheck);
   EXPECT_THAT(refused(kGood, "1"), HasSubstr("slot 1 is locked: the bad check unit"));
   line_->unlock("1", "contact cleaned", "Wang");
-  EXPECT_EQ(slot(0).reason, "its check is due");
+  EXPECT_EQ(slot(0).reason, "its check is due: test the good and the bad check unit");
   check_with(kGood, true);
-  EXPECT_THAT(refused(kProduct, "1"), HasSubstr("its check is due"));
+  EXPECT_THAT(refused(kProduct, "1"), HasSubstr("its check is due: test the bad check unit"));
   check_with(kBad, false);
   put_in(true);
   EXPECT_EQ(test(kProduct).run->verdict, Verdict::passed);

@@ -209,7 +209,7 @@ TEST_F(ReportFileTest, TranslatesWhatTheStationSaidForASilentBoardAndNoBoardsWor
     run({"--format", "html", "--run", id, "--language", "zh"});
     EXPECT_EQ(out_.str().find(kSilent) == std::string::npos, is_stations);
     run({"--format", "html", "--language", "zh"});
-    EXPECT_THAT(out_.str(), HasSubstr("60 秒内没有答复"));
+    EXPECT_THAT(out_.str(), HasSubstr("60 秒内没有应答"));
   }
 }
 
