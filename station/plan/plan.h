@@ -25,8 +25,13 @@ struct Measure {
 /// What only a person can see.
 struct Question {
   std::string zh, en;
+  /// Both, for who reads it without having chosen a language.
+  std::string text() const { return zh + " " + en; }
   bool operator==(const Question& other) const = default;
 };
+
+/// Begins the line of an attempt's description that says which question was answered no.
+inline constexpr std::string_view kAnsweredNo = "answered no: ";
 
 /// One test of a plan.
 struct Step {

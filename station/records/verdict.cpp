@@ -105,7 +105,8 @@ std::string words_of(const StoredAttempt& attempt, std::size_t tries) {
     const std::string trouble = trouble_with(measured(measurement));
     if (!trouble.empty()) words += ", " + trouble;
   }
-  if (attempt.answer == "no") words += ", answered no";
+  const bool says_so = attempt.description && attempt.description->find(kAnsweredNo) != std::string::npos;
+  if (attempt.answer == "no" && !says_so) words += ", answered no";
   if (tries > 1) words += " (attempt " + std::to_string(tries) + ")";
   return attempt.description ? words + ": " + *attempt.description : words;
 }

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "station/plan/measure.h"
+#include "station/plan/plan.h"
 
 namespace t1station {
 namespace {
@@ -15,7 +16,7 @@ std::string failure_words(const std::vector<Measurement>& measurements, bool is_
     if (!trouble.empty()) words += (words.empty() ? "" : "; ") + trouble;
   };
   for (const Measurement& measurement : measurements) add(trouble_with(measurement));
-  if (is_answered_no) add("answered no");
+  if (is_answered_no && said.find(kAnsweredNo) == std::string::npos) add("answered no");
   return words.empty() || said.empty() ? words + said : words + ": " + said;
 }
 

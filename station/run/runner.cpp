@@ -162,12 +162,11 @@ void Runner::await_answer(const Step& step, double replied, AttemptEnd& end) {
   }
   if (end.answer.empty()) {
     end.outcome = AttemptOutcome::timed_out;
-    end.description +=
-        (end.description.empty() ? "" : "\n") + std::string("nobody answered: ") + step.confirm->en;
+    end.description += (end.description.empty() ? "" : "\n") + ("nobody answered: " + step.confirm->text());
   } else if (end.answer == "no") {
     end.outcome = AttemptOutcome::failed;
-    end.description +=
-        (end.description.empty() ? "" : "\n") + std::string("answered no: ") + step.confirm->en;
+    end.description += end.description.empty() ? "" : "\n";
+    end.description.append(kAnsweredNo).append(step.confirm->text());
   }
 }
 

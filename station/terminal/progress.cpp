@@ -61,7 +61,7 @@ void Progress::on(const RunEvent& event) {
   }
   if (const auto* started = std::get_if<AttemptStarted>(&event)) {
     attempt_ = started->number;
-    if (started->step.confirm) notice(started->step.confirm->zh + " " + started->step.confirm->en + " [y/n]");
+    if (started->step.confirm) notice(started->step.confirm->text() + " [y/n]");
   }
   if (const auto* tick = std::get_if<AttemptTicked>(&event)) ticked(tick->elapsed);
   if (const auto* awaited = std::get_if<AnswerAwaited>(&event)) {

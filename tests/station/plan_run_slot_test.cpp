@@ -8,6 +8,7 @@ namespace {
 using namespace board_texts;
 using namespace t1station;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 
 const std::string clock_fails = reply(1536, rtc_name_gbk, "Fail", read_failed_gbk);
@@ -108,7 +109,8 @@ TEST_F(PlanRunQuestion, NoFailsTheAttemptWhateverTheBoardSaidAndYesMakesNoPassOf
   run(step_text("clock", asks));
   EXPECT_EQ(verdict(), "failed");
   EXPECT_EQ(last_attempt().answer, "no");
-  EXPECT_THAT(last_attempt().description.value(), HasSubstr("answered no: Is it lit?"));
+  EXPECT_THAT(last_attempt().description.value(), EndsWith("\nanswered no: 灯亮了吗? Is it lit?"));
+  EXPECT_EQ(ended_.reason, "step clock: failed: " + last_attempt().description.value()) << "said once";
   starts_.clear(), answers_.clear();
   person_.says = true;
   connection({{bytes_after(6, clock_fails)}});
