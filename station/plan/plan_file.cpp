@@ -165,8 +165,13 @@ class PlanReader {
   }
 
   std::optional<Question> read_question(TableReader& table) {
-    const toml::table* words = table.table("confirm");
-    if (!words) return std::nullopt;
+    const toml::node* value = table.find("confirm");
+    if (!value) return std::nullopt;
+    const toml::table* words = value->as_table();
+    if (!words) {
+      problems_.add(*value, "\"confirm\" is the question in two languages, { zh = \"...\", en = \"...\" }");
+      return std::nullopt;
+    }
     TableReader question(*words, problems_);
     const auto zh = question.text("zh", Need::needed);
     const auto en = question.text("en", Need::needed);

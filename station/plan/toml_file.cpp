@@ -62,13 +62,27 @@ void refuse_deep_nesting(std::string_view file, std::string_view text) {
   }
 }
 
+/// What helps people who are no programmers, behind the parser's words.
+struct Hint {
+  std::string_view words, help;
+};
+constexpr Hint kHints[] = {
+    {"could not determine value type", "a text stands between straight quotes, \"like this\""},
+    {"unknown escape sequence", "a pattern stands between single quotes, 'like this'"},
+    {"cannot redefine existing array", "a heading in double brackets, [[like this]], has them each time"},
+};
+
 // The parser's message without what it was about to do.
 std::string reason_of(const toml::parse_error& error) {
   std::string_view reason = error.description();
   const std::size_t end = reason.find(": ");
   if (reason.starts_with("Error while parsing ") && end != std::string_view::npos)
     reason.remove_prefix(end + 2);
-  return "this is no TOML: " + std::string(reason);
+  std::string text = "this is no TOML: " + std::string(reason);
+  for (const Hint& hint : kHints) {
+    if (reason.find(hint.words) != std::string_view::npos) text.append("; ").append(hint.help);
+  }
+  return text;
 }
 
 }  // namespace

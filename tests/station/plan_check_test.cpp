@@ -175,7 +175,8 @@ TEST_F(PlanMistakeTest, InAStep) {
           {"test = 4711\non_fail = \"Stop\"",
            "9:11: \"on_fail\" is one of \"continue\", \"stop\", not \"Stop\". Did you mean stop?"},
           {"test = 4711\nalways = 1", "9:10: \"always\" is true or false, not a whole number"},
-          {"test = 4711\nconfirm = \"ok?\"", "9:11: \"confirm\" is a table, not a text"},
+          {"test = 4711\nconfirm = \"ok?\"",
+           "9:11: \"confirm\" is the question in two languages, { zh = \"...\", en = \"...\" }"},
           {"test = 4711\nconfirm = { zh = \"亮?\" }", "9:11: \"en\" is missing"},
           {"test = 4711\nconfirm = { zh = \" \", en = \"ok?\" }", "9:18: \"zh\" is empty"},
           {"test = 4711\nconfirm = { zh = \"亮?\", en = \"a\\nb\" }",
@@ -227,6 +228,15 @@ TEST_F(PlanMistakeTest, AFileThatIsNoTomlEndsAtItsFirstMistake) {
           {"a = \n= 5\n", "1:5: this is no TOML: expected value, saw '\\n'"},
           {"name = 'a'\nname = 'b'\n", "2:8: this is no TOML: cannot redefine existing string 'name'"},
           {"[a]\n[a]\n", "2:1: this is no TOML: cannot redefine existing table 'a'"},
+          {"name = “a”\n",
+           "1:8: this is no TOML: could not determine value type; a text stands between straight quotes, "
+           "\"like this\""},
+          {"match = \"(\\.)\"\n",
+           "1:12: this is no TOML: unknown escape sequence '\\.'; a pattern stands between single quotes, "
+           "'like this'"},
+          {"[[step]]\n[step]\n",
+           "2:1: this is no TOML: cannot redefine existing array 'step' as table; a heading in double "
+           "brackets, [[like this]], has them each time"},
           {"x = 99999999999999999999\n",
            "1:25: this is no TOML: '99999999999999999999' is not representable in 64 bits"}},
          "");
