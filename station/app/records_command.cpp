@@ -213,7 +213,12 @@ int export_runs(const RecordsWords& words, const Environment& around) {
 
 int release(const RecordsWords& words, const Environment& around) {
   RecordsReader{words.file};  // a file that is not there is a mistake, not a new one
-  Records(words.file).release(words.serial, words.reason, words.operator_name);
+  try {
+    Records(words.file).release(words.serial, words.reason, words.operator_name);
+  } catch (const RecordsOwned& owned) {
+    throw RecordsOwned(std::string(owned.what()) +
+                       "; while a line runs, an engineer asks it to release the unit: docs/line-http.md");
+  }
   around.out << clean_text(words.serial) << " may be run again\n";
   return exit_code::kPassed;
 }
@@ -278,8 +283,9 @@ class Builder {
         ->type_name("production|check")
         ->check(CLI::Validator(check_kind, ""));
     command
-        .add_option("--from", words_->from,
-                    "Only runs that started then or later: 2026-11-22, or a time in UTC")
+        .add_option(
+            "--from", words_->from,
+            "Only runs that started then or later: 2026-11-22 (UTC), or a time, 2026-11-22T08:00+08:00")
         ->type_name("TIME");
     command.add_option("--to", words_->to, "Only runs that started before")->type_name("TIME");
   }

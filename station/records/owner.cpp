@@ -32,7 +32,7 @@ Owner::Owner(const std::string& file) {
     const std::string owner = content_of(lock_);
     close(lock_);
     if (reason != EWOULDBLOCK) throw RecordsBroken("cannot lock " + name + ": " + std::strerror(reason));
-    throw RecordsRefused(
+    throw RecordsOwned(
         file + " belongs to another process: " + (owner.empty() ? "it has not said yet who it is" : owner));
   }
   const std::string text =

@@ -208,7 +208,8 @@ void check_writable_records(const std::string& file) {
   refuse_other_files(file, kind);
   const std::string folder = folder_of(file).string();
   const std::optional<struct stat> place = status_of(folder);
-  if (!place || !S_ISDIR(place->st_mode)) throw RecordsBroken("there is no folder " + folder);
+  if (!place || !S_ISDIR(place->st_mode))
+    throw RecordsBroken("there is no folder " + folder + " for the records");
   struct statfs system {};
   if (statfs(folder.c_str(), &system) == 0) {
     const std::string_view name = untrusted_file_system(static_cast<unsigned long>(system.f_type));

@@ -23,6 +23,12 @@ class RecordsRefused : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// The file belongs to another process, which writes it.
+class RecordsOwned : public RecordsRefused {
+ public:
+  using RecordsRefused::RecordsRefused;
+};
+
 /// Storing failed, or the file cannot be written at all: nothing more may be started or shown, and the file
 /// must be opened anew before it is written again.
 class RecordsBroken : public std::runtime_error {

@@ -122,7 +122,8 @@ void check_new_user(const std::string& file, const std::string& name, const std:
   if (!has_text(file)) return;
   const std::vector<User> users = read_users(file);
   if (std::any_of(users.begin(), users.end(), [&name](const User& user) { return user.name == name; })) {
-    throw UsageError("there is a user " + in_quotes(name) + " already");
+    throw UsageError("there is a user " + in_quotes(name) +
+                     " already; for another password take that [[user]] out of " + file + " first");
   }
 }
 

@@ -9,6 +9,7 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/thread_pool.hpp>
 #include <chrono>
+#include <filesystem>
 #include <optional>
 #include <set>
 #include <system_error>
@@ -81,6 +82,11 @@ void check_web(const LineFile& file) {
         "passwords would go over the network as they are: it needs tls_certificate and tls_key, or "
         "plain_http "
         "= true in [station]");
+  }
+  std::error_code error;
+  if (!file.users_file.empty() && !std::filesystem::exists(file.users_file, error) && !error) {
+    throw UsageError("there is no file of users " + file.users_file + ": t1station users add " +
+                     file.users_file + " NAME --role engineer makes it");
   }
   if (!file.users_file.empty()) read_users(file.users_file);
   encryption_of(file);

@@ -139,7 +139,9 @@ TEST_F(UsersTest, AFileThatTheAdministratorAddsAUserToKeepsItsOwner) {
 TEST_F(UsersTest, WhatCannotBeAUserIsRefusedAndTheFileStaysAsItWas) {
   records_support::write(file_, kViewer);
   EXPECT_EQ(add_from_pipe("Vera", "operator", "long enough\n"), 4);
-  EXPECT_THAT(err_.str(), HasSubstr("there is a user \"Vera\" already"));
+  EXPECT_THAT(err_.str(),
+              HasSubstr("there is a user \"Vera\" already; for another password take that [[user]] out of " +
+                        file_ + " first"));
   EXPECT_EQ(add_from_pipe("Wu", "operator", "1234567\n"), 4);
   EXPECT_THAT(err_.str(), HasSubstr("at least 8 characters"));
   EXPECT_EQ(add_from_pipe("Wu", "operator", ""), 4);
@@ -283,11 +285,13 @@ TEST_F(WebStartTest, BeyondThisPcItNeedsUsersAndEncryptionOrTheWordsPlainHttp) {
   EXPECT_EQ(refusal(), "");
 }
 
-TEST_F(WebStartTest, BadUsersAreSaidWithTheirPlace) {
+TEST_F(WebStartTest, BadUsersAreSaidWithTheirPlaceAndMissingOnesWithTheCommandThatMakesThem) {
   give_users(line_, "[[user]]\n");
   EXPECT_THROW(t1station::check_web(line_.file), t1station::BadFile);
   line_.file.users_file = line_.directory.file("nothing.toml");
-  EXPECT_THROW(line_.start(), t1station::BadFile);
+  EXPECT_THROW(line_.start(), t1station::UsageError);
+  EXPECT_THAT(refusal(),
+              HasSubstr("t1station users add " + line_.file.users_file + " NAME --role engineer makes it"));
 }
 
 TEST_F(WebStartTest, ACertificateOrAKeyThatCannotBeUsedIsSaidByItsName) {
