@@ -13,8 +13,9 @@ std::optional<std::string> time_of(const std::string& option, const std::string&
   if (word.empty()) return std::nullopt;
   const std::optional<std::string> time = whole_time(word);
   if (time) return time;
-  throw UsageError(option + " is no time: \"" + word +
-                   "\"; it is 2026-11-22 or 2026-11-22T03:17:12.345Z, in UTC");
+  throw UsageError(
+      option + " is no time: \"" + word +
+      "\"; it is 2026-11-22 (UTC), 2026-11-22T03:17Z or, of a clock in China, 2026-11-22T11:17+08:00");
 }
 
 TimeWindow window_of(const std::string& from, const std::string& to) {

@@ -67,8 +67,9 @@ void add_stats_command(CLI::App& app, Action& action) {
   const auto words = std::make_shared<StatsWords>();
   stats->add_option("FILE", words->file, "The records, or the URL of a central database")->required();
   stats
-      ->add_option("--from", words->from,
-                   "Only runs that started then or later: 2026-11-22, or a time in UTC")
+      ->add_option(
+          "--from", words->from,
+          "Only runs that started then or later: 2026-11-22 (UTC), or a time, 2026-11-22T08:00+08:00")
       ->type_name("TIME");
   stats->add_option("--to", words->to, "Only runs that started before")->type_name("TIME");
   stats->add_option("--plan", words->plan, "Only runs under a plan of this name, of any version")

@@ -1,7 +1,9 @@
 #include "station/records/reader.h"
 
+#include <array>
 #include <charconv>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <vector>
 
@@ -26,14 +28,14 @@ std::optional<unsigned> number_of(std::string_view digits) {
   return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
 }
 
-bool is_date(std::string_view word) {
-  if (word.size() != 10 || word[4] != '-' || word[7] != '-') return false;
+std::optional<std::chrono::sys_days> date_of(std::string_view word) {
+  if (word.size() != 10 || word[4] != '-' || word[7] != '-') return std::nullopt;
   const auto year = number_of(word.substr(0, 4)), month = number_of(word.substr(5, 2)),
              day = number_of(word.substr(8, 2));
-  return year && month && day &&
-         std::chrono::year_month_day(std::chrono::year(static_cast<int>(*year)), std::chrono::month(*month),
-                                     std::chrono::day(*day))
-             .ok();
+  if (!year || !month || !day) return std::nullopt;
+  const std::chrono::year_month_day date(std::chrono::year(static_cast<int>(*year)),
+                                         std::chrono::month(*month), std::chrono::day(*day));
+  return date.ok() ? std::optional(std::chrono::sys_days(date)) : std::nullopt;
 }
 
 bool is_time_of_day(std::string_view word) {
@@ -41,6 +43,35 @@ bool is_time_of_day(std::string_view word) {
   const auto hour = number_of(word.substr(0, 2)), minute = number_of(word.substr(3, 2)),
              second = number_of(word.substr(6, 2));
   return hour && minute && second && *hour < 24 && *minute < 60 && *second < 60;
+}
+
+// Of "08:30".
+std::chrono::minutes minutes_of(std::string_view word) {
+  return std::chrono::hours(*number_of(word.substr(0, 2))) +
+         std::chrono::minutes(*number_of(word.substr(3, 2)));
+}
+
+// How far a clock with this mark, "Z" or "+08:00", is ahead of UTC.
+std::optional<std::chrono::minutes> minutes_ahead(std::string_view mark) {
+  if (mark == "Z") return std::chrono::minutes(0);
+  const bool is_distance = mark.size() == 6 && (mark[0] == '+' || mark[0] == '-') &&
+                           is_time_of_day(std::string(mark.substr(1)) + ":00");
+  if (!is_distance) return std::nullopt;
+  const std::chrono::minutes distance = minutes_of(mark.substr(1));
+  return mark[0] == '+' ? distance : -distance;
+}
+
+// "2026-11-22T08:30"; nothing outside of the years that have four digits.
+std::optional<std::string> to_the_minute(std::chrono::sys_time<std::chrono::minutes> time) {
+  const auto day = std::chrono::floor<std::chrono::days>(time);
+  const std::chrono::year_month_day date(day);
+  const int year = static_cast<int>(date.year()), minute = static_cast<int>((time - day).count());
+  if (year < 0 || year > 9999) return std::nullopt;
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d", year,
+                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), minute / 60,
+                minute % 60);
+  return text.data();
 }
 
 std::unique_ptr<Database> open_as(const std::string& file, Database::Access access,
@@ -72,16 +103,20 @@ std::unique_ptr<Database> open_for_reading(const std::string& file, const std::a
 }
 
 std::optional<std::string> whole_time(std::string_view word) {
-  const std::string_view date = word.substr(0, 10);
-  if (!is_date(date)) return std::nullopt;
+  const std::optional<std::chrono::sys_days> date = date_of(word.substr(0, 10));
+  if (!date) return std::nullopt;
   if (word.size() == 10) return std::string(word) + "T00:00:00.000Z";
-  if (word.size() < 20 || word[10] != 'T' || word.back() != 'Z' || !is_time_of_day(word.substr(11, 8))) {
-    return std::nullopt;
-  }
-  const std::string_view fraction = word.substr(19, word.size() - 20);
-  if (fraction.empty()) return std::string(word.substr(0, 19)) + ".000Z";
-  if (fraction.size() != 4 || fraction[0] != '.' || !number_of(fraction.substr(1))) return std::nullopt;
-  return std::string(word);
+  const std::size_t mark = word.find_first_of("Z+-", 10);
+  if (word[10] != 'T' || mark == std::string_view::npos) return std::nullopt;
+  std::string time(word.substr(11, mark - 11));
+  if (time.size() == 5) time += ":00";
+  if (time.size() == 8) time += ".000";
+  const bool is_time = time.size() == 12 && is_time_of_day(time.substr(0, 8)) && time[8] == '.' &&
+                       number_of(std::string_view(time).substr(9));
+  const std::optional<std::chrono::minutes> ahead = minutes_ahead(word.substr(mark));
+  if (!is_time || !ahead) return std::nullopt;
+  const std::optional<std::string> minute = to_the_minute(*date + minutes_of(time) - *ahead);
+  return minute ? std::optional(*minute + time.substr(5) + "Z") : std::nullopt;
 }
 
 RecordsReader::RecordsReader(const std::string& file, const std::atomic<bool>* stop) : file_(file) {

@@ -23,8 +23,9 @@ class Database;
 /// fails once `stop`, where there is one, is true. Throws RecordsRefused when these are no records.
 std::unique_ptr<Database> open_for_reading(const std::string& file, const std::atomic<bool>* stop = nullptr);
 
-/// A time or a date as records write it, "2026-11-22T03:17:12.345Z": a date is its midnight, in UTC, and
-/// thousandths may be left out. Nothing for anything else.
+/// A time or a date as records write it, "2026-11-22T03:17:12.345Z": a date is its midnight, in UTC. Seconds
+/// and thousandths may be left out, and a distance from UTC may stand for the Z: "2026-11-22T11:17+08:00".
+/// Nothing for anything else.
 std::optional<std::string> whole_time(std::string_view word);
 
 /// A run of a check unit.

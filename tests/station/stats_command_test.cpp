@@ -67,6 +67,21 @@ TEST_F(StatsCommandTest, AWindowAndAPlanLeaveOutTheOthers) {
   EXPECT_EQ(nlohmann::json::parse(out())["first_pass_yield"], 0.5);
 }
 
+TEST_F(StatsCommandTest, AShiftIsAskedForByTheClockOfThePlant) {
+  const auto from = [this](const std::string& word) {
+    const int code = run({file_, "--from", word, "--json"});
+    return code == 0 ? nlohmann::json::parse(out())["from"].get<std::string>() : "refused";
+  };
+  EXPECT_EQ(from("2026-03-01T07:30+08:00"), "2026-02-28T23:30:00.000Z");
+  EXPECT_EQ(from("2025-12-31T20:00:59.250-04:30"), "2026-01-01T00:30:59.250Z");
+  EXPECT_EQ(from("2026-03-01T07:30Z"), "2026-03-01T07:30:00.000Z");
+  for (const char* word : {"2026-03-01T07:30", "2026-03-01T07:30+8", "2026-03-01T07:30+08:60",
+                           "2026-03-01T24:00Z", "2026-03-01+08:00", "2026-03-01T07:30:00.1Z",
+                           "2026-03-01T07:30+08:00Z", "9999-12-31T23:00-08:00", "0000-01-01T07:00+08:00"}) {
+    EXPECT_EQ(from(word), "refused") << word;
+  }
+}
+
 TEST_F(StatsCommandTest, APlanThatNoRunWasUnderIsSaidWithThoseThatThereAre) {
   EXPECT_EQ(run({file_, "--plan", "main-board", "--to", "2000-01-01"}), 0);
   EXPECT_EQ(err(), "") << "a window without runs is none of its mistakes";
