@@ -80,5 +80,6 @@ int main() {
   }
   std::printf("\n%d tests given to their family, %d failed; %d take another time than prescribed\n", given,
               failed, untimely);
+  if (untimely > 0) std::printf("The times are the rows of tests/matrix/wait_matrix.cpp.\n");
   return failed + untimely == 0 ? 0 : 1;
 }
