@@ -191,5 +191,5 @@ def unused_files(complain, build):
     scripts = "\n".join(tree.text(path) for path in tree.files() if not path.endswith((".h", ".cpp", ".md")))
     for script in tree.files(".sh", ".py", ".cmake"):
         name = script.rpartition("/")[2]
-        if not re.search(rf"{re.escape(name)}|(import|from) {re.escape(name.rpartition('.')[0])}\b", scripts):
+        if name not in scripts and not re.search(rf"(import|from) {re.escape(name.rpartition('.')[0])}\b", scripts):
             complain(script, 1, "nobody runs or includes this script")
