@@ -17,9 +17,11 @@ UNSEEN = {  # wiring faults that no test of such a board can find
     "6484": units.Defect("its inputs T3 and SYNC are shorted, which no test finds", ("short T3 SYNC",), verdict="passed"),
     "k": units.Defect("its output F8 is stuck closed, which no test finds", ("output F8 closed",), verdict="passed"),
 }
-WORN = units.Defect("the fixture's contact of input T1 is worn", ("wire T1 cut",), failing="alarm-.*")
+WORN = units.Defect("the fixture's contact of input T1 is worn", ("wire T1 cut",), says=units.T1_OPEN)
+GIVEN_UP = "no reply within {limit} s: the board does not know this code, or the test hangs"  # the station's own words
 MARKED_BELOW = 0.01  # the probability at which a slot is marked
 MARKED_FROM = 20  # its runs
+NUMBER = re.compile(r"(?:(?<![0-9A-Za-z)\]\u0080-\U0010ffff])[-+])?(?:0[xX][0-9A-Fa-f]+|[0-9]+(?:\.[0-9]+)?)", re.A)
 
 
 @dataclasses.dataclass(frozen=True)
@@ -91,10 +93,19 @@ def check_units(slot, family, shift):
 def draw_defect(chance, family):
     if chance.random() < GOOD_SHARE:
         return units.GOOD
-    kinds = [units.SHAKY] * 3 + [units.SLOW, chance.choice(units.PULLED)]
+    kinds = [units.SHAKY] * 3 + [chance.choice(units.HANGS), chance.choice(units.PULLED)]
     kinds += [chance.choice([broken for broken in units.BROKEN if family in broken.families]) for _ in range(6)]
     kinds += [UNSEEN[family]] if family in UNSEEN else []
     return chance.choice(kinds)
+
+
+@dataclasses.dataclass(frozen=True)
+class Step:
+    """What became of a step in a run: the outcomes of its attempts, and what was said of the last one if it did not pass, ""
+    when nothing was."""
+    name: str
+    outcomes: tuple
+    words: str | None = None
 
 
 @dataclasses.dataclass(frozen=True)
@@ -104,21 +115,28 @@ class Run:
     plan: str
     slot: str
     verdict: str
-    is_retried: bool
-    failed_steps: frozenset = frozenset()  # whose last attempt failed or timed out
+    steps: tuple = ()  # as far as it came
     kind: str = "production"  # or "check", which is in no figure but its number
 
+    @property
+    def is_retried(self):
+        return any(len(step.outcomes) > 1 for step in self.steps)
 
-def deserved(unit, is_worn, steps):
-    """Of a unit that is tested to the end in a plan of these steps: its verdict, whether it is retried, and what fails. A
-    defect that no step looks for passes."""
-    verdict, failing = "passed", set()
-    for cause in [WORN, unit.defect] if is_worn else [unit.defect]:
-        found = {step for step in steps if re.fullmatch(cause.failing, step)}
-        failing |= found
-        if found and verdict != "error":
-            verdict = cause.verdict
-    return verdict, unit.defect.is_retried, frozenset(failing)
+
+def deserved(unit, is_worn, names, limit):
+    """Of a unit that is tested to the end in a plan of steps with these names: its verdict, and what becomes of the steps. A
+    defect that no step looks for passes. Beside its own wiring fault a board does not speak of the fixture's. A test that hangs
+    is given up after `limit` seconds; behind it there is no board any more."""
+    steps = []
+    for name in names:
+        causes = [cause for cause in ([unit.defect, WORN] if is_worn else [unit.defect]) if cause.said_of(name) is not None]
+        outcome = "passed" if not causes else "timed_out" if causes[0].verdict == "error" else "failed"
+        is_again = re.fullmatch(unit.defect.retried, name) is not None
+        outcomes = ("failed" if is_again else outcome, outcome)[not is_again:]
+        if outcome == "timed_out":
+            return "error", (*steps, Step(name, outcomes[-1:], GIVEN_UP.format(limit=math.ceil(limit))))
+        steps.append(Step(name, outcomes, causes[0].said_of(name) if causes else None))
+    return "failed" if any(step.words is not None for step in steps) else "passed", tuple(steps)
 
 
 def figures(all_runs):
@@ -140,10 +158,45 @@ def figures(all_runs):
         "first_pass_yield": share(judged, passed_at_once),
         "first_pass_yield_strict": share(firsts, passed_at_once),
         "final_yield": share(lasts, lambda run: run.verdict == "passed"),
-        "failing_steps": dict(collections.Counter((run.plan, step) for run in runs for step in run.failed_steps)),
+        "failures": failures(runs),
+        "steps": steps(runs),
         "slots": {slot: (len(its), not_passed(its)) for slot, its in slots.items()},
         "marked": sorted(slot for slot, its in slots.items() if is_marked(its, runs)),
     }
+
+
+def failures(runs):
+    """By plan, step and words without their numbers: the runs by the outcome of the step's last attempt, and the least and
+    the greatest number at each place."""
+    kinds = {}
+    for run in runs:
+        for step in run.steps:
+            if step.outcomes[-1] != "passed":
+                kind, numbers = word_kind(step.words)
+                outcomes, ranges = kinds.setdefault((run.plan, step.name, kind), (collections.Counter(), []))
+                outcomes[step.outcomes[-1]] += 1
+                ranges += [[number, number] for number in numbers[len(ranges):]]
+                for span, number in zip(ranges, numbers):
+                    span[:] = min(span[0], number), max(span[1], number)
+    return kinds
+
+
+def word_kind(words):
+    """Words with # for each number, and the numbers."""
+    numbers = [float(int(found[0], 16)) if "x" in found[0].lower() else float(found[0]) for found in NUMBER.finditer(words)]
+    return NUMBER.sub("#", words), numbers
+
+
+def steps(runs):
+    """By plan and step: the runs that came to it, those in which it was tried again, and the attempts by outcome."""
+    found = {}
+    for run in runs:
+        for step in run.steps:
+            its = found.setdefault((run.plan, step.name), {"runs": 0, "retried": 0, "outcomes": collections.Counter()})
+            its["runs"] += 1
+            its["retried"] += len(step.outcomes) > 1
+            its["outcomes"].update(step.outcomes)
+    return found
 
 
 def passed_at_once(run):

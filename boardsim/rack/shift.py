@@ -11,12 +11,14 @@ import asyncio
 import contextlib
 import dataclasses
 import functools
+import math
 import pathlib
 import random
 import re
 import signal
 import subprocess
 import sys
+import time
 
 sys.dont_write_bytecode = True  # nothing is left beside the sources
 
@@ -30,7 +32,7 @@ from rack import RELEASE, ROOT, Rack, RackError, free_port
 
 MADE_HERE = ("records.db*", "report.html", "station.log")
 LEFT_OUT = ("rtc",)  # the PC's own clock disturbs it while the boards' time runs fast
-HANGS = "sd"  # in one test of a unit that hangs; it alone is not waited for with patience
+HANGS = [step for defect in units.HANGS for step, _ in defect.says]  # in these tests units hang: they are not waited for with patience
 PATIENT, IMPATIENT = 1200, 120  # seconds of the boards' time
 AGAIN = 0.2  # seconds between two tries to reach a station that is being started
 MOST_TRIES = 20  # for one unit to come to its end, against hanging only
@@ -38,11 +40,11 @@ MOST_TRIES = 20  # for one unit to come to its end, against hanging only
 
 @dataclasses.dataclass
 class Played:
-    """One run of a unit: its id, what it was to be, and what it was."""
+    """One run of a unit: its id, what it was to be, how it ended, and how long that took, from before its scan."""
     run: str
     truth: day.Run
     verdict: str = ""
-    is_retried: bool = False
+    seconds: float = math.inf
 
 
 def quick_plan(text):
@@ -52,7 +54,7 @@ def quick_plan(text):
     for step in steps:
         name = re.search(r'name = "([^"]+)"', step)[1]
         if name not in LEFT_OUT:
-            patience = IMPATIENT if name == HANGS else PATIENT
+            patience = IMPATIENT if name in HANGS else PATIENT
             kept.append(re.sub(r"\ntimeout = .*", "", step).replace("\ntest = ", f"\ntimeout = {patience}\ntest = ", 1))
     return "[[step]]".join([head, *kept])
 
@@ -72,6 +74,7 @@ class Hands:
         self.found = {}  # of each slot that was locked by its check: the serial numbers since the check before
         self.again = {slot: [] for slot in the_day.queues}  # units that are tested once more for that
         self.findings = []
+        self.limit = IMPATIENT / options.speed  # seconds, after which a test that hangs is given up
         self.refusal = None  # why the line last took no unit
 
     async def play(self, tasks):
@@ -180,7 +183,7 @@ class Hands:
             played = await self.run(slot, unit, is_worn, strike if is_pulled or dies or outage else None)
             was_cut_off = played is None or (played.verdict == "interrupted" and self.deaths > deaths)
             if played and was_cut_off:
-                played.truth = dataclasses.replace(played.truth, verdict="interrupted", is_retried=played.is_retried)
+                played.truth = dataclasses.replace(played.truth, verdict="interrupted", steps=())
             if not was_cut_off and not is_pulled:
                 return
             is_pulled, dies, outage = is_pulled and was_cut_off, False, 0
@@ -191,6 +194,7 @@ class Hands:
         died over the scan."""
         await self.clear(slot)
         await self.rack.insert(slot, unit.family, unit.defect.faults + (day.WORN.faults if is_worn else ()), self.options.speed)
+        begun = time.monotonic()
         played = await self.begin(slot, unit, is_worn, kind)
         reached = self.line.seen
         if played:
@@ -198,7 +202,7 @@ class Hands:
                 await self.line.until(lambda: self.is_half_way(slot, played.run) or self.is_gone(slot, played.run, reached))
                 await strike(played)
             its = await self.see_to_the_end(slot, played.run, reached)
-            played.verdict, played.is_retried = its["verdict"], bool(its.get("retried"))
+            played.verdict, played.seconds = its["verdict"], time.monotonic() - begun
         if self.rack.has_board(slot):
             await self.rack.pull(slot)
         return played
@@ -214,7 +218,7 @@ class Hands:
             self.hall.station.process.kill()
         elif unit.defect.pulled:
             await self.rack.pull(slot, unit.defect.pulled)
-            played.truth = dataclasses.replace(played.truth, verdict="error", is_retried=False, failed_steps=frozenset())
+            played.truth = dataclasses.replace(played.truth, verdict="error", steps=())
 
     async def look_after_database(self):
         """A unit has ended: starts the database when it was away for long enough."""
@@ -231,9 +235,13 @@ class Hands:
             self.refusal = error
             await asyncio.sleep(AGAIN)
             return None
-        deserved = day.deserved(unit, is_worn, self.steps[unit.family])
-        self.played.append(Played(run, day.Run(unit.serial, unit.family, slot, *deserved, kind)))
+        self.played.append(Played(run, dataclasses.replace(self.deserved(unit, is_worn), slot=slot, kind=kind)))
         return self.played[-1]
+
+    def deserved(self, unit, is_worn=False):
+        """The run that a unit is to have, in whichever slot."""
+        comes_to = day.deserved(unit, is_worn, self.steps[unit.family], self.limit)
+        return day.Run(unit.serial, unit.family, "", *comes_to)
 
     async def see_to_the_end(self, slot, run, reached):
         """The run with its verdict."""
@@ -324,7 +332,6 @@ async def judged(options, play_it):
 async def play(options):
     """Returns the exit status."""
     async with judged(options, play_day) as (judge, told):
-        judge.ask("records", "export", judge.records, "--format", "html", "-o", options.folder / "report.html")
         print(judge.summary(told), flush=True)
     return 1 if judge.findings else 0
 

@@ -1,11 +1,16 @@
 """What a line said of a day, held against the truth."""
+import collections
 import contextlib
 import dataclasses
+import itertools
 import json
+import math
 import sqlite3
+import statistics
 import subprocess
 
 import day
+import report
 
 
 class Verdict:
@@ -17,6 +22,7 @@ class Verdict:
         self.records = options.folder / "records.db"
         self.findings = list(hands.findings)
         self.truths = {one.run: one.truth for one in hands.played}
+        self.took = {one.run: one.seconds for one in hands.played}  # by the hands' own clock
         self.sent_late = 0  # runs that came to the database behind the line's end
 
     def ask(self, *words):
@@ -35,15 +41,40 @@ class Verdict:
             self.findings.append(f"run {missing} is in no record")
         truth = day.figures(runs)
         told = json.loads(self.ask("stats", self.records, "--json") or "{}")
-        for name, is_so in told_figures(told).items() if told else ():
-            if is_so != truth[name] and not (isinstance(is_so, float) and abs(is_so - truth[name]) < 1e-9):
-                self.findings.append(f"{name}: told {is_so}, and was {truth[name]}")
+        self.judge_figures(told_figures(told) if told else {}, truth, "told")
+        self.judge_durations(told, stored)
+        html = self.options.folder / "report.html"
+        self.ask("records", "export", self.records, "--format", "html", "-o", html)
+        printed = report.figures(html.read_text(encoding="utf-8")) if html.exists() else {}
+        self.judge_figures(printed, report.printed(truth), "the report says")
         for slot, suspects in self.hands.suspects().items():
             listing = self.ask("records", "suspect", self.records, "--slot", slot)
             self.findings += wrong_suspects(slot, serials_of(listing), suspects)
         if self.database:
             self.judge_database()
         return told
+
+    def judge_figures(self, told, truth, what):
+        for name, is_so in told.items():
+            for its, value, was in differences(is_so, truth[name]):
+                self.findings.append(f"{name}{its}: {what} {value}, and was {was}")
+
+    def judge_durations(self, told, stored):
+        """No attempt took longer than the hands have seen, none that was given up took less than its time-out, and what is
+        told of a step's seconds is what its attempts' seconds say."""
+        seconds = collections.defaultdict(list)
+        for run in stored:
+            its = [attempt for attempt in run["attempts"] if attempt["seconds"] is not None]
+            if sum(attempt["seconds"] for attempt in its) > self.took.get(run["id"], math.inf):
+                self.findings.append(f"{run['serial']}: its attempts took longer than its run")
+            for attempt in its:
+                if attempt["outcome"] == "timed_out" and attempt["seconds"] < self.hands.limit:
+                    self.findings.append(f"{run['serial']}: {attempt['step']} was given up after {attempt['seconds']} s")
+                if run["kind"] == "production" and run["verdict"]:
+                    seconds[run["plan_name"], attempt["step"]].append(attempt["seconds"])
+        of_steps = {(step["plan"], step["step"]): (step["median"], step["percentile_95"]) for step in told.get("steps", ())
+                    if step["median"] is not None}
+        self.judge_figures({"seconds": of_steps}, {"seconds": {step: quantiles(its) for step, its in seconds.items()}}, "told")
 
     def judge_database(self):
         """Sends what is left, and looks whether the database has what the line has."""
@@ -63,26 +94,25 @@ class Verdict:
     def truth_of(self, run):
         """What a stored run should have been. What it was counts only where nobody could know it before: how far a run came
         whose station died or whose board was pulled."""
+        was = day.Run(run["serial"], run["plan_name"], run["slot"], run["verdict"], steps_of(run["attempts"]), run["kind"])
         truth = self.truths.get(run["id"])
-        plan, last = run["plan_name"], {attempt["step"]: attempt["outcome"] for attempt in run["attempts"]}
-        failed = frozenset(step for step, outcome in last.items() if outcome in ("failed", "timed_out"))
         if truth is None:  # its station died over the scan
-            truth = day.Run(run["serial"], plan, run["slot"], "interrupted", bool(run["retried"]), failed)
-        was = day.Run(run["serial"], plan, run["slot"], run["verdict"], bool(run["retried"]), failed, run["kind"])
-        if truth.verdict == "interrupted" or (truth.verdict == "error" and not truth.failed_steps):
-            truth = dataclasses.replace(truth, is_retried=was.is_retried, failed_steps=failed)
+            truth = dataclasses.replace(was, verdict="interrupted", kind="production")
+        if not truth.steps:
+            truth = dataclasses.replace(truth, steps=was.steps)
         if was != truth:
             what = "an escape: " if was.verdict == "passed" and truth.verdict != "passed" else ""
             self.findings.append(f"{what}{was.serial} in slot {was.slot} was {describe(was)}, and deserves {describe(truth)}")
+        if bool(run["retried"]) != was.is_retried:
+            self.findings.append(f"{was.serial} in slot {was.slot} is called {'' if run['retried'] else 'not '}retried")
         return truth
 
     def summary(self, told):
         """The day in words."""
         the_day, hands = self.hands.day, self.hands
         everyone = [unit for queue in the_day.queues.values() for unit in queue]
-        defects = {unit.serial: day.deserved(unit, False, hands.steps[unit.family])[:2]
-                   for unit in everyone if unit.defect.faults}
-        unseen = [serial for serial, comes_to in defects.items() if comes_to == ("passed", False)]
+        defects = {unit.serial: hands.deserved(unit) for unit in everyone if unit.defect.faults}
+        unseen = [serial for serial, comes_to in defects.items() if comes_to.verdict == "passed" and not comes_to.is_retried]
         marked = [row for row in told.get("slots", ()) if row["marked"]]
         yields = [f"{told[name]:.1%}" if told.get(name) is not None else "-" for name in ("first_pass_yield", "final_yield")]
         lines = [
@@ -114,12 +144,6 @@ RUNS_THERE = "SELECT id, serial, verdict, hash FROM run WHERE sequence IS NOT NU
 
 
 def told_figures(told):
-    steps = {}
-    for failure in told["failures"]:
-        count = sum(failure["outcomes"].get(outcome, 0) for outcome in ("failed", "timed_out"))
-        if count:
-            key = failure["plan"], failure["step"]
-            steps[key] = steps.get(key, 0) + count
     return {
         "runs": told["runs"],
         "check_runs": told["check_runs"],
@@ -129,10 +153,44 @@ def told_figures(told):
         "first_pass_yield": told["first_pass_yield"],
         "first_pass_yield_strict": told["first_pass_yield_strict"],
         "final_yield": told["final_yield"],
-        "failing_steps": steps,
+        "failures": {(row["plan"], row["step"], row["words"] or ""):
+                     (row["outcomes"], [[span["low"], span["high"]] for span in row["numbers"]]) for row in told["failures"]},
+        "steps": {(row["plan"], row["step"]): {"runs": row["runs"], "retried": row["retried"]["runs"], "outcomes": row["outcomes"]}
+                  for row in told["steps"]},
         "slots": {row["slot"]: (row["runs"], row["not_passed"]) for row in told["slots"]},
         "marked": sorted(row["slot"] for row in told["slots"] if row["marked"]),
     }
+
+
+def steps_of(attempts):
+    """What became of the steps of a stored run."""
+    steps = []
+    for name, tries in itertools.groupby(attempts, key=lambda attempt: attempt["step"]):
+        tries = list(tries)
+        words = None if tries[-1]["outcome"] == "passed" else tries[-1]["description"] or ""
+        steps.append(day.Step(name, tuple(one["outcome"] for one in tries), words))
+    return tuple(steps)
+
+
+def quantiles(values):
+    """The median and the 95th percentile, in proportion between the two nearest values."""
+    return statistics.median(values), statistics.quantiles([*values, *values[:len(values) == 1]], n=20, method="inclusive")[18]
+
+
+def differences(told, was):
+    """What is told otherwise than it was: (place, told, was)."""
+    if isinstance(told, dict) and isinstance(was, dict):
+        for key in sorted(told.keys() | was.keys(), key=str):
+            for place, *both in differences(told.get(key), was.get(key)):
+                yield f" of {key}{place}", *both
+    elif not are_alike(told, was):
+        yield "", told, was
+
+
+def are_alike(told, was):
+    if isinstance(told, (list, tuple)) and isinstance(was, (list, tuple)):
+        return len(told) == len(was) and all(map(are_alike, told, was))
+    return told == was or (isinstance(told, float) and isinstance(was, float) and math.isclose(told, was, rel_tol=1e-9))
 
 
 def serials_of(listing):
@@ -148,8 +206,8 @@ def wrong_suspects(slot, told, truth):
 
 
 def describe(run):
-    steps = f" at {', '.join(sorted(run.failed_steps))}" if run.failed_steps else ""
-    return f"{run.verdict}{', retried' if run.is_retried else ''}{steps}"
+    steps = [f"{step.name} {'/'.join(step.outcomes)} ({step.words})" for step in run.steps if set(step.outcomes) != {"passed"}]
+    return run.verdict + (f" at {'; '.join(steps)}" if steps else "") + f", {len(run.steps)} steps"
 
 
 def times(count):

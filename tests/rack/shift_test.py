@@ -19,26 +19,29 @@ import unittest.mock
 sys.dont_write_bytecode = True  # nothing is left beside the sources
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(sys.argv.pop()) if pathlib.Path(sys.argv[-1]).is_dir() else ROOT / "build/release"
-DAYS = int(sys.argv.pop()) if sys.argv[-1].isdigit() else 1
-sys.path.insert(0, str(ROOT / "boardsim/rack"))
+DAYS = int(sys.argv.pop()) if sys.argv[-1].isdigit() else 2
+sys.path[:0] = [str(ROOT / "boardsim/rack"), str(ROOT / "tests/soak")]
 import day
 import line_client
 import shift
 import units
 import verdict
+import watch
 
-SHORT = (138731, 8, 2)  # seed, units, slots of a day on which everything happens that can
+SHORT = ((3130, 5, 2), (13103, 5, 2))  # seed, units, slots of two days on which everything happens that can
 FALSE = (r"an escape: BAD\d{6} in slot \d was passed", r"an escape: [A-Z]{2}\d{8} in slot \d was passed",
-         "units: told 18, and was 8", r"suspect in slot \d are none, and should be [A-Z]{2}\d{8}",
+         "units: told 15, and was 5", r"suspect in slot \d are none, and should be [A-Z]{2}\d{8}",
          r"the plant's database has \d+ runs, of which 0 are others than the line's \d+",
          "the figures of the plant's database are ")  # what is found of a line that answers falsely
+ONLOOKER = pathlib.Path(__file__).with_name("onlooker.py")
+HANGING = 250  # seconds, against hanging only
 STEPS = ("alarm-5in3out", "sd", "temp", "iris", "get-tg", "restart")  # in which most defects show
 
 
 def days(count):
-    """Seed, units and slots of so many days: the short one, then others of all sizes."""
-    yield SHORT
-    for seed in range(1, count):
+    """Seed, units and slots of so many days: the short ones, then others of all sizes."""
+    yield from SHORT
+    for seed in range(1, count - len(SHORT) + 1):
         chance = random.Random(seed)
         slots = chance.choice((1, 2, 4, 8))
         yield seed, chance.randrange(1, 6 * slots), slots
@@ -49,14 +52,15 @@ def families(slots):
 
 
 def replies_to_wiring_faults():
-    """Of each family and code in docs/fault-matrix.md: the reply to each fault that the board's jig can have."""
+    """Of each family and code in docs/fault-matrix.md: to each fault that the board's jig can have, what a board says that fails,
+    None when it passes."""
     replies = {}
     for section in (ROOT / "docs/fault-matrix.md").read_text(encoding="utf-8").split("\n## ")[1:]:
         head, *lines = section.splitlines()
-        rows = [line.strip("| ").split(" | ") for line in lines if line.startswith("| ")]
+        rows = [line[2:-2].split(" | ") for line in lines if line.startswith("| ")]
         for code, of_code in re.findall(r"[Cc]ode (\d+): ([^;]+)", head):
             for family in of_code.split(", "):
-                replies[family, int(code)] = {row[0]: row[1] for row in rows}
+                replies[family, int(code)] = {row[0]: row[-1].strip() if row[1] == "Fail" else None for row in rows}
     return replies
 
 
@@ -94,19 +98,19 @@ class ShiftTest(unittest.TestCase):
         with contextlib.closing(sqlite3.connect(self.folder / "shift/records.db")) as records:
             return dict(records.execute("SELECT serial, verdict FROM run WHERE kind = 'production' ORDER BY id"))
 
-    def test_everything_that_can_happen_does_so_on_the_short_day(self):
-        seed, count, slots = SHORT
-        drawn = day.draw(seed, count, families(slots))
-        everyone = [unit for queue in drawn.queues.values() for unit in queue]
-        for kinds in ([units.GOOD], [units.SHAKY], [units.SLOW], units.PULLED, day.UNSEEN.values()):
+    def test_everything_that_can_happen_does_so_on_the_short_days(self):
+        drawn = [day.draw(seed, count, families(slots)) for seed, count, slots in SHORT]
+        everyone = [unit for its in drawn for queue in its.queues.values() for unit in queue]
+        for kinds in ([units.GOOD], [units.SHAKY], *([defect] for defect in units.HANGS), units.PULLED, day.UNSEEN.values()):
             self.assertTrue(any(unit.defect in kinds for unit in everyone), kinds)
-        self.assertTrue(any(day.deserved(unit, False, STEPS)[0] == "failed" for unit in everyone))
-        self.assertEqual({math.isinf(outage) for outage in drawn.outages.values()}, {False, True})
-        self.assertTrue(drawn.deaths)
-        self.assertTrue(any(drawn.is_worn(drawn.worn, place) for place, _ in drawn.of_shift(drawn.worn, 1)))
-        self.assertTrue(drawn.of_shift(drawn.worn, 2))
-        self.assertIn((drawn.worn, 2), drawn.bad_first)
-        self.assertTrue(drawn.mislabelled and drawn.mislabelled != drawn.worn)
+        self.assertTrue(any(day.deserved(unit, False, STEPS, 6)[0] == "failed" for unit in everyone))
+        first = drawn[0]
+        self.assertEqual({math.isinf(outage) for outage in first.outages.values()}, {False, True})
+        self.assertTrue(first.deaths)
+        self.assertTrue(any(first.is_worn(first.worn, place) for place, _ in first.of_shift(first.worn, 1)))
+        self.assertTrue(first.of_shift(first.worn, 2))
+        self.assertIn((first.worn, 2), first.bad_first)
+        self.assertTrue(first.mislabelled and first.mislabelled != first.worn)
 
     def test_a_day_is_told_as_it_was_and_the_same_seed_gives_the_same_verdicts(self):
         for seed, count, slots in days(DAYS):
@@ -118,18 +122,33 @@ class ShiftTest(unittest.TestCase):
             self.assertTrue((self.folder / "shift/report.html").read_text(encoding="utf-8").startswith("<!"))
             verdicts = self.verdicts()
             self.assertEqual(len(verdicts), count)
-            if (seed, count, slots) == SHORT:
+            if (seed, count, slots) == SHORT[0]:
                 self.play_before_a_line_that_answers_falsely(verdicts)
 
     def play_before_a_line_that_answers_falsely(self, verdicts):
-        """The short day once more."""
-        seed, count, slots = SHORT
-        with unittest.mock.patch("verdict.Verdict.ask", self.false_answers(verdict.Verdict.ask)):
+        """The first day once more, with the page open."""
+        seed, count, slots = SHORT[0]
+        with unittest.mock.patch("verdict.Verdict.ask", self.false_answers(verdict.Verdict.ask)), \
+                unittest.mock.patch("shift.Hands.play", self.looked_at(shift.Hands.play)):
             status, said = self.play(count, seed, slots)
         self.assertEqual(self.verdicts(), verdicts)
         self.assertEqual(status, 1, said)
         for finding in FALSE:
             self.assertRegex(said, f"Not as it was: {finding}")
+
+    @staticmethod
+    def looked_at(played):
+        """A day with the page open, which shows at its end what the line's slots do: also behind the deaths of the station."""
+
+        async def play(hands, tasks):
+            async with watch.open_page(f"http://{hands.line.host}/", ONLOOKER) as page, asyncio.timeout(HANGING):
+                await played(hands, tasks)
+                runs = {slot["name"]: slot["run"] or {} for slot in hands.line.line["slots"]}
+                shown = {name: [run.get("serial"), run.get("verdict")] for name, run in runs.items()}
+                while page and await page.figures() != shown:
+                    await asyncio.sleep(0.1)
+
+        return play
 
     @staticmethod
     def false_answers(asked):
@@ -162,13 +181,13 @@ class ShiftTest(unittest.TestCase):
     def test_a_line_that_takes_a_unit_before_its_check_is_found(self):
         line = types.SimpleNamespace(scan=unittest.mock.AsyncMock(side_effect=["17", line_client.Refused("slot 1 is on fire")]))
         hall = types.SimpleNamespace(rack=None, database=None, steps={})
-        hands = shift.Hands(None, day.draw("1", 1, families(1)), hall, line)
+        hands = shift.Hands(types.SimpleNamespace(speed=20), day.draw("1", 1, families(1)), hall, line)
         for _ in range(2):
             asyncio.run(hands.expect_refusal("1", "its check is due"))
         self.assertEqual(hands.findings, ["slot 1 takes a unit, though its check is due: run 17",
                                           "slot 1 takes no unit, though not since its check is due: slot 1 is on fire"])
 
-    def test_a_wiring_fault_is_found_by_those_steps_of_which_the_fault_matrix_says_so(self):
+    def test_a_wiring_fault_is_found_by_those_steps_of_which_the_fault_matrix_says_so_in_its_words(self):
         replies = replies_to_wiring_faults()
         catalogue = tomllib.loads((ROOT / "catalogue/catalogue.toml").read_text(encoding="utf-8"))
         codes = {test["name"]: test["code"] for test in catalogue["test"]}
@@ -180,20 +199,26 @@ class ShiftTest(unittest.TestCase):
             drawn = [defect for defect in [*units.BROKEN, units.CHECKED_WITH, day.WORN, *unseen] if known.issuperset(defect.faults)]
             self.assertLessEqual({units.CHECKED_WITH, day.WORN, *unseen}, set(drawn), family)
             for defect in drawn:
-                found = {step for step, code in alarms.items() if replies[family, code].get(defect.faults[0]) == "Fail"}
-                self.assertEqual(found, {step for step in alarms if re.fullmatch(defect.failing, step)}, (family, defect.words))
+                found = {step: replies[family, code].get(defect.faults[0]) for step, code in alarms.items()}
+                self.assertEqual(found, {step: defect.said_of(step) for step in alarms}, (family, defect.words))
 
     def test_fishers_test_is_that_of_the_books(self):
         self.assertAlmostEqual(day.fisher(3, 4, 4, 8), 34 / 70)  # the lady who tastes tea: 3 of 4 right
         self.assertAlmostEqual(day.fisher(1, 10, 12, 24), 0.002759456185220083)
 
     def test_units_at_a_worn_fixture_deserve_what_both_do(self):
-        steps = ("alarm-5in3out", "sd", "temp")
+        names = ("alarm-5in3out", "sd", "temp")
         unit = units.Unit("AB00000001", "normal", units.SHAKY)
-        self.assertEqual(day.deserved(unit, False, steps), ("passed", True, frozenset()))
-        self.assertEqual(day.deserved(unit, True, steps), ("failed", True, frozenset({"alarm-5in3out"})))
-        hangs = dataclasses.replace(unit, defect=units.SLOW)
-        self.assertEqual(day.deserved(hangs, True, steps), ("error", False, frozenset({"alarm-5in3out", "sd"})))
+        shaky, temp = day.Step("sd", ("failed", "passed")), day.Step("temp", ("passed",))
+        self.assertEqual(day.deserved(unit, False, names, 6), ("passed", (day.Step("alarm-5in3out", ("passed",)), shaky, temp)))
+        alarm = day.Step("alarm-5in3out", ("failed",), "测试失败:T1不通或(F1+F1-)短路!!!")
+        self.assertEqual(day.deserved(unit, True, names, 6), ("failed", (alarm, shaky, temp)))
+        hangs = day.Step("sd", ("timed_out",), "no reply within 6 s: the board does not know this code, or the test hangs")
+        unit = dataclasses.replace(unit, defect=units.HANGS[0])
+        self.assertEqual(day.deserved(unit, True, names, 6), ("error", (alarm, hangs)), "behind it there is no board")
+
+    def test_words_are_of_one_kind_whatever_their_numbers_are(self):
+        self.assertEqual(day.word_kind("T2 reads -3.5 V, not 0x1F (port-7), +4"), ("T# reads # V, not # (port-#), #", [2, -3.5, 31, 7, 4]))
 
 
 if __name__ == "__main__":

@@ -72,13 +72,13 @@ class Page:
 
 
 @contextlib.asynccontextmanager
-async def open_page(address):
-    """None where no browser is installed."""
+async def open_page(address, program=PAGE):
+    """None where no browser is installed. `program` has it open, and tells what it takes."""
     if not all(one.exists() for one in NEEDED):
         print("No browser is installed (Debian's packages chromium-driver and python3-selenium): nobody has the page open", flush=True)
         yield None
         return
-    process = await asyncio.create_subprocess_exec(DEBIANS_PYTHON, PAGE, address, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+    process = await asyncio.create_subprocess_exec(DEBIANS_PYTHON, program, address, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
     try:
         page = Page(process)
         async with asyncio.timeout(PATIENCE):
