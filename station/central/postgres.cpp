@@ -100,7 +100,8 @@ void Postgres::fail() const {
 
 void Postgres::wait(short events, milliseconds patience) {
   std::array<pollfd, 2> items{{{PQsocket(connection_.get()), events, 0}, {stop_, POLLIN, 0}}};
-  const int ready = poll(items.data(), items.size(), static_cast<int>(std::max(patience.count(), 0L)));
+  const int ready =
+      poll(items.data(), items.size(), static_cast<int>(std::max<milliseconds::rep>(patience.count(), 0)));
   if (items[1].revents != 0) throw CentralStopped();
   if (ready == 0) throw CentralTrouble("there was no answer in time");
 }

@@ -12,7 +12,7 @@ import tree
 OWN_FOLDERS = ("t1_sdk", "boardsim", "station", "tests", "benchmarks", "docs", "scripts", "cmake")
 # Where the options of each command are defined, and what a definition looks like.
 OPTIONS = {
-    "./test": ("test", r"^ +((?:-\w+ \| )?--[\w-]+)\)"),
+    "./test": ("test", r"^ +((?:-[\w-]+ \| )*--[\w-]+)\)"),
     "./bench": ("bench", r"^ +((?:-\w+ \| )?--[\w-]+)\)"),
     "./run": ("run", r"(--[\w-]+)(?= *[|)])"),
     "boardsim": ("boardsim/tool/options.cpp", r'(?:add_option|add_flag|set_version_flag)\(\s*"(?:-\w,)?(--[\w-]+)'),
