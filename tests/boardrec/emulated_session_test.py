@@ -18,8 +18,9 @@ PROGRAM, HARMLESS_PROGRAM = BUILD / "t1_sdk/boardtest", BUILD / "tests/recorded_
 POWERLESS = ["setpriv", "--no-new-privs", *(["--bounding-set=-all", "--inh-caps=-all", "--ambient-caps=-all"]
                                             if os.geteuid() == 0 else [])]
 ADDRESS = f"127.66.{os.getpid() // 128 % 128}.{1 + os.getpid() % 128}"
+# The restart does not come at the moment of a heartbeat, whose calls the end of the program would cut in two.
 CLOCK, TEMPERATURE, SD_CARD, PORTS, GET_TG, LIGHT, RESTART = 1536, 7426, 4352, 1024, 10752, 14592, -15
-TESTS = {2: CLOCK, 15: TEMPERATURE, 20: SD_CARD, 60: PORTS, 80: GET_TG, 90: LIGHT, 110: RESTART}
+TESTS = {2: CLOCK, 15: TEMPERATURE, 20: SD_CARD, 60: PORTS, 80: GET_TG, 90: LIGHT, 108: RESTART}
 
 
 def asks(second, code):
@@ -70,6 +71,7 @@ class EmulatedSessionTest(unittest.TestCase):
         self.assertEqual((shown.returncode, shown.stderr), (0, b""))
         shown, traced = shown.stdout.splitlines(), self.trace.read_bytes().splitlines()
         self.assertEqual(shown[-1], traced[-1].replace(b"= 0", b"= ?"), "the restart, from which nobody came back")
+        traced.remove([line for line in traced if line.endswith(b" sleep 5")][-1])  # the heartbeat's, which never ended
         self.assertEqual(sorted(shown[:-1]), sorted(traced[:-1]))  # two threads may be told of in either order
         self.assertGreater(len(shown), 300)
 
