@@ -124,11 +124,15 @@ int streams(const std::string&) {
   return 0;
 }
 
-int terminals(const std::string&) {
+/// The terminal has a name of its own, since its number is another one whenever somebody else has one open.
+int terminals(const std::string& folder) {
   const int controller = posix_openpt(O_RDWR | O_NOCTTY);
   grantpt(controller);
   unlockpt(controller);
-  const int terminal = open(ptsname(controller), O_RDWR | O_NOCTTY);
+  const std::string name = folder + "/terminal";
+  std::remove(name.c_str());
+  if (symlink(ptsname(controller), name.c_str()) != 0) return 1;
+  const int terminal = open(name.c_str(), O_RDWR | O_NOCTTY);
   termios settings{};
   show("tcgetattr", tcgetattr(terminal, &settings));
   cfmakeraw(&settings);
