@@ -255,6 +255,8 @@ class Questions(PageTest):
 
 
 class Dialogs(PageTest):
+    troubled = ("status of 409",)
+
     def test_a_test_is_stopped_when_the_person_confirms_it(self):
         self.open(slot("1", "testing", run(1)), slot("2", "waiting", run(2, step=None)), slot("3"))
         self.assertFalse(self.shown("[data-slot='3'] .stop"))
@@ -313,6 +315,18 @@ class Dialogs(PageTest):
         self.find("[data-dialog=text]").send_keys("new pins")
         self.click("[data-dialog=apply]")
         self.until(lambda: self.asked("/api/slots/2/unlock") == [{"reason": "new pins"}])
+
+    def test_an_engineer_releases_a_unit_that_must_be_repaired(self):
+        self.open(slot("1"))
+        self.line.answer("/api/scan", 409, {"error": "AB00000001 has not passed main-board in 3 runs: to repair, until it is released"})
+        self.scan("AB00000001")
+        self.until(lambda: self.text("#release") == "Release AB00000001")
+        self.click("#release")
+        self.find("[data-dialog=text]").send_keys("new sensor")
+        self.click("[data-dialog=apply]")
+        self.message("AB00000001 is released")
+        self.assertEqual(self.asked("/api/units/AB00000001/release"), [{"reason": "new sensor"}])
+        self.assertFalse(self.shown("#release"))
 
     def test_a_scan_while_a_reason_is_written_is_a_scan_and_leaves_the_reason_alone(self):
         self.open(slot("1"))

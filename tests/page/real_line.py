@@ -8,6 +8,7 @@ PLAN = """format = 1
 name = "main-board"
 version = "3"
 serial = '[A-Z]{2}[0-9]{8}'
+max_runs = 1
 [[step]]
 name = "clock"
 test = "rtc"
@@ -18,8 +19,8 @@ PASSWORD = "correct horse"
 class RealLine:
     """Its records stay when the process dies and comes back, and so does its port."""
 
-    def __init__(self, program, users=()):
-        self.program = program
+    def __init__(self, program, users=(), board_wait=86400):
+        self.program, self.board_wait = program, board_wait
         self.folder = tempfile.TemporaryDirectory(prefix="boardtest.")
         self.process, self.port = None, 0
         for name, role in users:
@@ -40,7 +41,7 @@ class RealLine:
         slots = "".join(f'[[slot]]\nname = "{name}"\nboard = "127.0.0.1:1"\nplan = "plan.toml"\n' for name in "12")
         pathlib.Path(self.path("line.toml")).write_text(
             f'[station]\nname = "ICT-3"\nrecords = "records.db"\nlisten = "127.0.0.1:{self.port}"\nlanguage = "en"\n'
-            f'board_wait = 86400\n{slots}' + ('[users]\nfile = "users.toml"\n' if self.users else ""))
+            f'board_wait = {self.board_wait}\n{slots}' + ('[users]\nfile = "users.toml"\n' if self.users else ""))
         self.process = subprocess.Popen([self.program, "line", self.path("line.toml")], stdout=subprocess.PIPE,
                                         stderr=subprocess.DEVNULL, text=True)
         said = self.process.stdout.readline()

@@ -13,9 +13,9 @@ PROGRAM = sys.argv.pop(1)
 class RealStation(PageTest):
     troubled = ("status of 401", "status of 409", "ERR_", "EventSource")
 
-    def serve(self, users=()):
+    def serve(self, users=(), **changes):
         self.line.close()
-        self.line = RealLine(PROGRAM, users)
+        self.line = RealLine(PROGRAM, users, **changes)
         self.addCleanup(self.line.close)
         self.driver.get(self.line.url)
 
@@ -53,6 +53,22 @@ class RealStation(PageTest):
         self.assertEqual(self.attribute("1", "data-verdict"), "interrupted")
         self.assertTrue(self.shown("[data-slot='1'] [data-acknowledge]"))
         self.assertEqual(self.line.end(signal.SIGTERM), 0)
+
+    def test_a_unit_that_must_be_repaired_is_released(self):
+        self.serve(board_wait=0.001)
+        self.until_live()
+        self.scan("AB00000001")
+        self.state("1", "done")
+        self.click("[data-slot='1'] [data-acknowledge]")
+        self.state("1", "idle")
+        self.scan("AB00000001")
+        self.until(lambda: self.shown("#release"))
+        self.click("#release")
+        self.find("[data-dialog=text]").send_keys("new sensor")
+        self.click("[data-dialog=apply]")
+        self.message("AB00000001 is released")
+        self.scan("AB00000001")
+        self.message("AB00000001 →")
 
     def test_who_logs_in_may_do_what_the_role_may(self):
         self.serve([("ming", "operator"), ("vera", "viewer")])

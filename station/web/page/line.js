@@ -10,6 +10,7 @@ import { reasonIn } from "/page/reasons.js";
 import { choose, language, onChosenElsewhere, stationLanguage, translate, word } from "/page/words.js";
 
 const kOperator = "operator";
+const kToRepair = "to repair, until it is released"; // how the refusal of a unit ends that an engineer may release
 const part = (id) => document.getElementById(id);
 
 let line = null; // the station's last document
@@ -39,7 +40,12 @@ function showMessage() {
   if (values.reason) values.reason = reasonIn(language(), values.reason);
   setText(part("message"), message.key === "" ? "" : word(message.key, values));
   setAttribute(part("message"), "data-kind", message.kind);
+  setText(part("release"), word("release", { serial: message.values.text ?? "" }));
+  part("release").hidden = !(isToRepair() && may().lock);
 }
+
+// Whether the last scan was refused because its unit must be released first.
+const isToRepair = () => message.key === "refused" && message.values.reason.endsWith(kToRepair);
 
 // The question that a typed or scanned answer goes to: the station says which slot asked first.
 function firstQuestion() {
@@ -202,6 +208,19 @@ async function lockOrUnlock({ name, state }, what) {
 const lock = (slot) => lockOrUnlock(slot, "lock");
 const unlock = (slot) => lockOrUnlock(slot, "unlock");
 
+async function release() {
+  const { text } = message.values;
+  const same = () => watch.live && isToRepair() && message.values.text === text;
+  const reason = await dialog.ask({ key: "release_ask", values: { serial: text }, apply: "release_unit", text: "", holds: same });
+  if (reason === null) return;
+  try {
+    await post(`/api/units/${encodeURIComponent(text)}/release`, { reason, ...person() });
+    say("taken", "released", { serial: text });
+  } catch (error) {
+    refused(text, error);
+  }
+}
+
 async function askOperator() {
   if (session.name !== null) return; // who is logged in is known
   const name = await dialog.ask({ key: "operator_ask", apply: "apply", text: operator, empty: true });
@@ -257,6 +276,7 @@ part("language").addEventListener("mousedown", (event) => {
 });
 part("language").addEventListener("change", ({ target }) => chooseLanguage(target.value));
 part("operator").addEventListener("click", askOperator);
+part("release").addEventListener("click", release);
 part("logout").addEventListener("click", () => post("/api/logout", {}).then(toLogin, (error) => refused(word("logout"), error)));
 onChosenElsewhere(show);
 addEventListener("resize", () => tiles.forEach((tile) => tile.fit()));
