@@ -20,7 +20,7 @@ namespace {
 
 /// The words behind `stats`.
 struct StatsWords {
-  std::string file, from, to, plan;
+  std::string file, from, to, plan, batch;
   bool is_json = false;
 };
 
@@ -52,8 +52,9 @@ void say_unknown_plan(const std::string& name, const std::vector<PlanNamed>& pla
 
 int show(const StatsWords& words, const Environment& around) {
   const auto [from, to] = window_of(words.from, words.to);
-  FigureWindow window{from, to, {}};
+  FigureWindow window{from, to};
   if (!words.plan.empty()) window.plan = words.plan;
+  if (!words.batch.empty()) window.batch = words.batch;
   const Figures figures = figures_of(words.file, window, around);
   if (window.plan) say_unknown_plan(*window.plan, figures.plans, around);
   around.out << (words.is_json ? figures_json(figures) + "\n" : figures_text(figures));
@@ -74,6 +75,8 @@ void add_stats_command(CLI::App& app, Action& action) {
   stats->add_option("--to", words->to, "Only runs that started before")->type_name("TIME");
   stats->add_option("--plan", words->plan, "Only runs under a plan of this name, of any version")
       ->type_name("NAME");
+  stats->add_option("--batch", words->batch, "Only units whose serial number begins with this")
+      ->type_name("TEXT");
   stats->add_flag("--json", words->is_json, "Print one JSON document (docs/line-http.md has its keys)");
   stats->footer(footers::kStats);
   stats->callback([&action, words] {

@@ -18,6 +18,7 @@ void FigureCounting::add(const Digest& digest) {
 bool FigureCounting::is_in_window(const Digest& digest, const Digest::Run& run) const {
   const FigureWindow& window = figures_.window;
   if (window.plan && digest.text(run.plan) != *window.plan) return false;
+  if (window.batch && !digest.text(run.serial).starts_with(*window.batch)) return false;
   const std::string_view started = digest.text(run.started);
   if (started.empty()) return true;
   return (!window.from || started >= *window.from) && (!window.to || started < *window.to);

@@ -21,7 +21,8 @@ class FigureCounting {
   FigureCounting(const FigureCounting&) = delete;
   FigureCounting& operator=(const FigureCounting&) = delete;
 
-  /// Runs whose time is known and that lie outside the window are left out, and so are other plans.
+  /// Runs whose time is known and that lie outside the window are left out, and so are other plans and
+  /// batches.
   void add(const Digest& digest);
   Figures finish(std::vector<PlanNamed> plans);
 

@@ -19,6 +19,7 @@ struct WindowQuery {
     add("run.started >=", window.from);
     add("run.started <", window.to);
     add("plan.name =", window.plan);
+    add_batch(window.batch);
     sql += " ORDER BY run.started, run.id" + std::string(then);
   }
 
@@ -27,6 +28,12 @@ struct WindowQuery {
     if (!value) return;
     parameters.push_back(*value);
     sql += " AND " + std::string(comparison) + " $" + std::to_string(parameters.size());
+  }
+  void add_batch(const std::optional<std::string>& batch) {
+    if (!batch) return;
+    parameters.push_back(*batch);
+    const std::string place = "$" + std::to_string(parameters.size());
+    sql += " AND substr(run.serial, 1, length(" + place + ")) = " + place;
   }
 };
 

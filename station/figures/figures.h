@@ -16,7 +16,8 @@ namespace t1station {
 /// Which runs the figures are of; a field without a value leaves none out.
 struct FigureWindow {
   std::optional<std::string> from, to;  ///< of `started`, as whole_time() gives them; `to` itself is outside
-  std::optional<std::string> plan;      ///< a plan's name, of any version
+  std::optional<std::string> plan{};    ///< a plan's name, of any version
+  std::optional<std::string> batch{};   ///< what the units' serial numbers begin with
 };
 
 /// A number of runs, and which they are.
@@ -60,11 +61,12 @@ struct StepFigures {
   std::string plan, step;
   std::int64_t index = 0;  ///< from 0; the smallest that it has in any version
   std::int64_t runs = 0, attempts = 0;
-  std::map<std::string, std::int64_t> outcomes;  ///< attempts by outcome
-  FoundRuns failed;                              ///< runs in which an attempt failed
-  FoundRuns not_passed;                          ///< runs in which an attempt did not pass
-  FoundRuns retried;                             ///< runs in which there was a second attempt
-  std::optional<double> median, percentile_95;   ///< seconds
+  std::map<std::string, std::int64_t> outcomes;          ///< attempts by outcome
+  FoundRuns failed;                                      ///< runs in which an attempt failed
+  FoundRuns not_passed;                                  ///< runs in which an attempt did not pass
+  FoundRuns retried;                                     ///< runs in which there was a second attempt
+  std::optional<double> median, percentile_95;           ///< seconds
+  std::int64_t median_runs = 0, percentile_95_runs = 0;  ///< in which an attempt took so long or longer
 };
 
 /// One slot beside all others.
@@ -75,6 +77,17 @@ struct SlotFigures {
   FoundRuns not_passed;
   Share others;             ///< runs of the other slots that did not pass, of all of theirs
   std::optional<double> p;  ///< Fisher's exact test, two-sided; nothing without other slots
+  bool is_marked = false;
+};
+
+/// Units whose serial numbers begin alike, beside all others.
+struct BatchFigures {
+  std::string begin;  ///< of the serial numbers: one character more than all in the window have in common
+  std::int64_t units = 0;   ///< with a run in the window
+  Share first_pass, final;  ///< units, as in Figures
+  FoundRuns lost;           ///< first runs that count against first_pass
+  Share others;             ///< first_pass of all other units
+  std::optional<double> p;  ///< Fisher's exact test of first_pass, two-sided; nothing without others
   bool is_marked = false;
 };
 
@@ -134,8 +147,14 @@ struct Figures {
   std::vector<FailureKind> failures;             ///< the most frequent first
   std::vector<StepFigures> steps;                ///< by plan and index
   std::vector<SlotFigures> slots;                ///< by station and slot
+  std::vector<BatchFigures> batches;             ///< by what they begin with
   std::vector<MeasurementFigures> measurements;  ///< by plan, step and name
 };
+
+/// Whether there is something to compare: two batches or more, of which one has two units.
+inline bool has_batches(const Figures& figures) {
+  return figures.batches.size() > 1 && figures.units > static_cast<std::int64_t>(figures.batches.size());
+}
 
 /// Asks the database for all figures of a window. Throws RecordsBroken when it cannot be read.
 Figures find_figures(FigureDatabase& database, const FigureWindow& window);

@@ -5,13 +5,6 @@
 #include "station/figures/fisher.h"
 
 namespace t1station {
-namespace {
-
-constexpr double kSure = 0.01;
-constexpr std::int64_t kFewestRuns = 20;  // of a slot that is marked
-
-}  // namespace
-
 void RunCounting::add(const Digest& digest, const Digest::Run& run) {
   if ((run.flags & Digest::kCheck) != 0) {
     ++figures_.check_runs;
@@ -23,8 +16,9 @@ void RunCounting::add(const Digest& digest, const Digest::Run& run) {
   figures_.verdicts[std::string(verdict)].add(id);
   if (is_retried) figures_.retried.add(id);
   if (!verdict.empty()) add_to_slot(digest, run);
-  if ((run.flags & Digest::kFirst) != 0) add_first(verdict, is_retried, id);
+  if ((run.flags & Digest::kFirst) != 0) add_first(digest, run);
   if (!is_new_unit(digest, run)) return;
+  batches_.add_unit(digest.text(run.serial), verdict == "passed");
   ++figures_.final.all;
   if (verdict == "passed") {
     ++figures_.final.part;
@@ -49,17 +43,22 @@ bool RunCounting::is_new_unit(const Digest& digest, const Digest::Run& run) {
   return units_.emplace(name, unit_.size()).second;
 }
 
-void RunCounting::add_first(std::string_view verdict, bool is_retried, std::string_view id) {
+void RunCounting::add_first(const Digest& digest, const Digest::Run& run) {
+  const std::string_view verdict = digest.text(run.verdict), id = digest.text(run.id);
   if (verdict.empty()) return;
+  const bool is_judged = verdict != "stopped" && verdict != "interrupted";
+  const bool is_good = verdict == "passed" && (run.flags & Digest::kRetried) == 0;
   ++figures_.first_pass_strict.all;
-  if (verdict != "stopped" && verdict != "interrupted") ++figures_.first_pass.all;
-  if (verdict != "passed" || is_retried) return figures_.first_lost.add(id);
+  if (is_judged) ++figures_.first_pass.all;
+  if (is_judged) batches_.add_first(digest.text(run.serial), is_good, id);
+  if (!is_good) return figures_.first_lost.add(id);
   ++figures_.first_pass.part;
   ++figures_.first_pass_strict.part;
 }
 
 void RunCounting::finish() {
   figures_.units = figures_.final.all;
+  figures_.batches = batches_.finish();
   std::int64_t runs = 0, not_passed = 0;
   for (const auto& [name, slot] : slots_) {
     runs += slot.runs;
@@ -72,7 +71,7 @@ void RunCounting::finish() {
     if (slot.others.all > 0) {
       slot.p = fisher_exact({slot.not_passed.count, slot.runs - slot.not_passed.count, slot.others.part,
                              slot.others.all - slot.others.part});
-      slot.is_marked = *slot.p < kSure && slot.runs >= kFewestRuns;
+      slot.is_marked = is_marked(*slot.p, slot.runs);
     }
     figures_.slots.push_back(slot);
   }

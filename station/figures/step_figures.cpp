@@ -54,6 +54,7 @@ void StepCounting::add(const Digest::Run& run) {
     step.figures.index = std::min<std::int64_t>(step.figures.index, first.index);
     std::size_t next = begin;
     bool is_passed = true, are_all_passed = true, has_failed = false;
+    double longest = -1;
     for (; next < end && digest_->tries[digest_->attempts[next].tried].index == first.index; ++next) {
       const Digest::Attempt& attempt = digest_->attempts[next];
       const Place& place = places_[attempt.tried];
@@ -61,8 +62,11 @@ void StepCounting::add(const Digest::Run& run) {
       is_passed = place.is_passed;
       are_all_passed = are_all_passed && is_passed;
       has_failed = has_failed || place.is_failed;
-      if (!std::isnan(attempt.seconds)) step.seconds.push_back(attempt.seconds);
+      if (std::isnan(attempt.seconds)) continue;
+      step.seconds.push_back(attempt.seconds);
+      longest = std::max(longest, attempt.seconds);
     }
+    if (longest >= 0) step.longest.push_back(longest);
     ++step.figures.runs;
     step.figures.attempts += static_cast<std::int64_t>(next - begin);
     if (next - begin > 1) step.figures.retried.add(id);
@@ -98,6 +102,12 @@ void StepCounting::finish() {
     if (!step.seconds.empty()) {
       step.figures.median = quantile(step.seconds, 0.5);
       step.figures.percentile_95 = quantile(step.seconds, kMostOfThem);
+      const auto runs_from = [&step](double seconds) {
+        return std::count_if(step.longest.begin(), step.longest.end(),
+                             [seconds](double longest) { return longest >= seconds; });
+      };
+      step.figures.median_runs = runs_from(*step.figures.median);
+      step.figures.percentile_95_runs = runs_from(*step.figures.percentile_95);
     }
     figures_.steps.push_back(std::move(step.figures));
   }

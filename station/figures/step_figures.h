@@ -27,6 +27,7 @@ class StepCounting {
   struct Step {
     StepFigures figures;
     std::vector<double> seconds;
+    std::vector<double> longest;  ///< of each run that has some
   };
   /// Where attempts of one kind are counted.
   struct Place {

@@ -63,6 +63,7 @@ void add_unit(Asking& asking, const RunFilter& filter) {
     asking.add("run.serial IN (" + places(filter.serials.size()) + ")");
     for (const std::string& serial : filter.serials) asking.bind(serial);
   }
+  asking.add("instr(run.serial, ?) = 1", filter.batch);
   asking.add("instr(upper(run.serial), upper(?)) > 0", filter.serial_part);
   if (filter.is_first || filter.is_last) asking.add("run.kind = 'production'");
   if (filter.is_first) asking.add("NOT EXISTS (" + std::string(kOtherRun) + "< (run.started, run.id))");
@@ -104,6 +105,10 @@ void add_step(Asking& asking, const StepFilter& step) {
   if (step.words) {
     condition += " AND words_id(attempt.description) = ?";
     asking.bind(*step.words);
+  }
+  if (step.lasted) {
+    condition += " AND attempt.seconds >= ?";
+    asking.bind(*step.lasted);
   }
   asking.add(condition + ")");
 }

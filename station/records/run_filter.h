@@ -18,6 +18,7 @@ struct StepFilter {
   /// when the last one did not pass; "silent", when besides the board said nothing. Empty: whatever it was.
   std::string attempt;
   std::optional<std::string> words;  ///< with "lost": what the board said, as words_id() names it
+  std::optional<double> lasted{};    ///< such an attempt took so many seconds or more
 };
 
 /// A measurement of that step.
@@ -35,6 +36,7 @@ struct MeasuredFilter {
 struct RunFilter {
   std::optional<std::string> id, serial;
   std::vector<std::string> serials;          ///< one of these; empty: any
+  std::optional<std::string> batch;          ///< the serial number begins with it
   std::optional<std::string> serial_part;    ///< stands in the serial number, as capitals or as small letters
   std::vector<std::string> verdicts;         ///< one of these; "open" for a run that has no end
   std::optional<std::string> plan, kind;     ///< a plan's name, of any version; "production" or "check"

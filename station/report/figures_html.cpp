@@ -6,34 +6,16 @@
 
 #include "station/figures/capability.h"
 #include "station/report/failure_words.h"
+#include "station/report/figure_cells.h"
 #include "station/report/plots.h"
 #include "station/report/reason_words.h"
+#include "station/report/side_by_side_html.h"
 #include "station/report/verdict_words.h"
 
 namespace t1station {
 namespace {
 
 constexpr std::size_t kMostKinds = 50;  // of failures that are shown
-
-const std::vector<std::string> kJudged{"passed", "failed", "error"};
-const std::vector<std::string> kEnded{"passed", "failed", "error", "stopped", "interrupted"};
-const std::vector<std::string> kNotPassed{"failed", "error", "stopped", "interrupted"};
-const std::vector<std::string> kNotPassedYet{"failed", "error", "stopped", "interrupted", "open"};
-
-std::string share_text(const Share& share) {
-  if (share.all == 0) return "–";
-  std::array<char, 40> text{};
-  std::snprintf(text.data(), text.size(), "%.1f %%", 100 * *share.value());
-  return text.data();
-}
-
-std::string chance_text(const std::optional<double>& p) {
-  if (!p) return "–";
-  if (*p < 0.0001) return "< 0.0001";
-  std::array<char, 40> text{};
-  std::snprintf(text.data(), text.size(), "%.2g", *p);
-  return text.data();
-}
 
 std::string seconds_or_dash(const std::optional<double>& seconds) {
   if (!seconds) return "–";
@@ -46,18 +28,11 @@ std::string number_or_dash(const std::optional<double>& number) {
   return number ? number_text(*number) : "–";
 }
 
-pugi::xml_node add_heading(pugi::xml_node table,
-                           const std::vector<std::pair<std::string, const char*>>& cells) {
-  pugi::xml_node row = add(add(table, "thead"), "tr");
-  for (const auto& [text, of_class] : cells) add(row, "th", text, of_class);
-  return add(table, "tbody");
-}
-
 /// Adds the sections one behind the other.
 class FiguresPage {
  public:
-  FiguresPage(pugi::xml_node to, const Figures& figures, Wording say, const RunsLink& link)
-      : to_(to), figures_(figures), say_(say), link_(link) {}
+  FiguresPage(pugi::xml_node to, const Figures& figures, Wording say, const FigureLinks& links)
+      : to_(to), figures_(figures), say_(say), links_(links), runs_(figures.window, links.runs) {}
 
   void add_all() {
     add_tiles();
@@ -69,54 +44,13 @@ class FiguresPage {
     add_verdicts(halves);
     add_pareto_plot(halves);
     add_failures();
-    add_slots();
+    add_slots(to_, figures_, say_, runs_);
+    add_batches(to_, figures_, say_, runs_, links_.window);
     add_steps();
     add_measurements();
   }
 
  private:
-  pugi::xml_node add_section(const std::string& title, const char* name) {
-    return add_section(to_, title, name);
-  }
-  static pugi::xml_node add_section(pugi::xml_node to, const std::string& title, const char* name) {
-    pugi::xml_node section = add(to, "section");
-    set(section, "data-figures", name);
-    add(section, "h2", title);
-    return section;
-  }
-
-  // The production runs of the window.
-  RunFilter all_runs() const {
-    RunFilter filter;
-    filter.kind = "production";
-    filter.plan = figures_.window.plan;
-    filter.from = figures_.window.from;
-    filter.to = figures_.window.to;
-    return filter;
-  }
-  RunFilter runs_ended(const std::vector<std::string>& verdicts) const {
-    RunFilter filter = all_runs();
-    filter.verdicts = verdicts;
-    return filter;
-  }
-  RunFilter runs_of_step(const std::string& plan, const std::string& step,
-                         const std::string& attempt = {}) const {
-    RunFilter filter = all_runs();
-    filter.plan = plan;
-    filter.step = StepFilter{step, attempt, {}};
-    return filter;
-  }
-
-  // A text that leads to so many runs.
-  void add_runs(pugi::xml_node to, std::int64_t runs, const RunFilter& filter, const std::string& text) {
-    const bool leads = link_ && runs > 0;
-    pugi::xml_node link = add_link(to, leads ? link_(filter) : "", text, "runs");
-    if (leads) set(link, "data-runs", std::to_string(runs));
-  }
-  void add_runs(pugi::xml_node to, std::int64_t runs, const RunFilter& filter) {
-    add_runs(to, runs, filter, std::to_string(runs));
-  }
-
   pugi::xml_node add_tile(pugi::xml_node tiles, const char* figure, const std::string& name,
                           const std::string& number) {
     pugi::xml_node tile = add(tiles, "div", {}, "tile");
@@ -131,18 +65,17 @@ class FiguresPage {
                  const RunFilter& all, const RunFilter& lost) {
     pugi::xml_node tile = add_tile(tiles, figure, name, share_text(share));
     pugi::xml_node of = add(tile, "span", {}, "of");
-    add_runs(of, share.all, all,
-             std::to_string(share.part) + " / " + std::to_string(share.all) + " " + say_("块板", "units"));
+    runs_.add(of, share.all, all,
+              std::to_string(share.part) + " / " + std::to_string(share.all) + " " + say_("块板", "units"));
     if (share.part == share.all) return;
     add_text(of, " · ");
     const std::int64_t count = share.all - share.part;
-    add_runs(of, count, lost, say_("未通过", "lost") + " " + std::to_string(count));
+    runs_.add(of, count, lost, say_("未通过", "lost") + " " + std::to_string(count));
   }
 
   void add_first_yield(pugi::xml_node tiles, const char* figure, const std::string& name, const Share& share,
                        const std::vector<std::string>& verdicts) {
-    RunFilter first = runs_ended(verdicts);
-    first.is_first = true;
+    const RunFilter first = runs_.first(verdicts);
     RunFilter lost = first;
     lost.at_once = false;
     add_yield(tiles, figure, name, share, first, lost);
@@ -154,25 +87,25 @@ class FiguresPage {
                     kJudged);
     add_first_yield(tiles, "first_pass_yield_strict", say_("一次合格率（严格）", "First-pass yield, strict"),
                     figures_.first_pass_strict, kEnded);
-    RunFilter last = all_runs();
+    RunFilter last = runs_.all();
     last.is_last = true;
     RunFilter lost = last;
     lost.verdicts = kNotPassedYet;
     add_yield(tiles, "final_yield", say_("最终合格率", "Final yield"), figures_.final, last, lost);
     pugi::xml_node runs = add_tile(tiles, "runs", say_("运行次数", "Runs"), "");
-    add_runs(runs.child("b"), figures_.runs, all_runs());
+    runs_.add(runs.child("b"), figures_.runs, runs_.all());
     pugi::xml_node of = add(runs, "span", {}, "of");
-    add_runs(of, figures_.units, last, std::to_string(figures_.units) + " " + say_("块板", "units"));
+    runs_.add(of, figures_.units, last, std::to_string(figures_.units) + " " + say_("块板", "units"));
     if (figures_.check_runs == 0) return;
     add_text(of, " · ");
-    RunFilter checks = all_runs();
+    RunFilter checks = runs_.all();
     checks.kind = "check";
-    add_runs(of, figures_.check_runs, checks,
-             say_("另有点检", "besides checks") + " " + std::to_string(figures_.check_runs));
+    runs_.add(of, figures_.check_runs, checks,
+              say_("另有点检", "besides checks") + " " + std::to_string(figures_.check_runs));
   }
 
   void add_verdicts(pugi::xml_node to) {
-    pugi::xml_node section = add_section(to, say_("运行结果", "Runs by verdict"), "verdicts");
+    pugi::xml_node section = add_figure_section(to, say_("运行结果", "Runs by verdict"), "verdicts");
     std::vector<std::pair<std::string, std::int64_t>> parts;
     for (const char* verdict : {"passed", "failed", "error", "stopped", "interrupted"}) {
       parts.emplace_back(verdict, runs_with(verdict));
@@ -188,15 +121,15 @@ class FiguresPage {
       pugi::xml_node row = add(body, "tr");
       set(row, "data-verdict", name);
       add_verdict(add(row, "td"), is_open ? std::nullopt : std::optional(name), say_);
-      add_runs(add(row, "td", {}, "number"), count, runs_ended({name}));
+      runs_.add(add(row, "td", {}, "number"), count, runs_.ended({name}));
       add(row, "td", share_text({count, figures_.runs}), "number");
     }
     pugi::xml_node row = add(body, "tr");
     set(row, "data-verdict", "retried");
     add(row, "td", say_("其中有重测", "of these retried"), "nothing");
-    RunFilter retried = all_runs();
+    RunFilter retried = runs_.all();
     retried.retried = true;
-    add_runs(add(row, "td", {}, "number"), figures_.retried.count, retried);
+    runs_.add(add(row, "td", {}, "number"), figures_.retried.count, retried);
     add(row, "td", share_text({figures_.retried.count, figures_.runs - runs_with("")}), "number");
   }
 
@@ -222,7 +155,7 @@ class FiguresPage {
   }
 
   RunFilter runs_of_kind(const FailureKind& kind) const {
-    RunFilter filter = runs_of_step(kind.plan, kind.step, kind.words ? "lost" : "silent");
+    RunFilter filter = runs_.of_step(kind.plan, kind.step, kind.words ? "lost" : "silent");
     if (kind.words) filter.step->words = words_id(*kind.words);
     return filter;
   }
@@ -241,14 +174,14 @@ class FiguresPage {
   void add_pareto_plot(pugi::xml_node to) {
     const auto [counts, all] = failure_counts();
     if (all == 0) return;
-    const auto link = [this](std::size_t kind) { return link_(runs_of_kind(figures_.failures[kind])); };
-    add_pareto(add_section(to, say_("帕累托图", "Pareto of failures"), "pareto"), counts, all,
-               link_ ? BarLink(link) : nullptr);
+    const auto link = [this](std::size_t kind) { return links_.runs(runs_of_kind(figures_.failures[kind])); };
+    add_pareto(add_figure_section(to, say_("帕累托图", "Pareto of failures"), "pareto"), counts, all,
+               links_.runs ? BarLink(link) : nullptr);
   }
 
   void add_failures() {
-    pugi::xml_node section =
-        add_section(say_("不合格项目（按次数）", "What did not pass, most frequent first"), "failures");
+    pugi::xml_node section = add_figure_section(
+        to_, say_("不合格项目（按次数）", "What did not pass, most frequent first"), "failures");
     if (figures_.failures.empty()) {
       add(section, "p", say_("所有运行均合格。", "Nothing: every run passed."), "nothing");
       return;
@@ -269,7 +202,7 @@ class FiguresPage {
       pugi::xml_node row = add(body, "tr");
       set(row, "data-step", kind.step);
       add(row, "td", std::to_string(i + 1), "number");
-      add_runs(add(row, "td", {}, "number"), kind.runs.count, runs_of_kind(kind));
+      runs_.add(add(row, "td", {}, "number"), kind.runs.count, runs_of_kind(kind));
       add(row, "td", share_text({kind.runs.count, ended}), "number");
       add(row, "td", share_text({sum += kind.runs.count, all}), "number");
       add(row, "td", kind.plan, "name");
@@ -282,58 +215,9 @@ class FiguresPage {
     }
   }
 
-  void add_slots() {
-    pugi::xml_node section = add_section(say_("工位比较", "Slots side by side"), "slots");
-    pugi::xml_node body = add_heading(add(section, "table"), {{say_("测试站", "Station"), ""},
-                                                              {say_("工位", "Slot"), ""},
-                                                              {say_("已结束", "Ended runs"), "number"},
-                                                              {say_("未合格", "Not passed"), "number"},
-                                                              {say_("比例", "Share"), "number"},
-                                                              {"", "of-bar"},
-                                                              {say_("其他工位", "Other slots"), "number"},
-                                                              {"p", "number"},
-                                                              {"", ""}});
-    double most = 0.01;
-    for (const SlotFigures& slot : figures_.slots) {
-      most = std::max({most, Share{slot.not_passed.count, slot.runs}.value().value_or(0),
-                       slot.others.value().value_or(0)});
-    }
-    for (const SlotFigures& slot : figures_.slots) {
-      const Share share{slot.not_passed.count, slot.runs};
-      pugi::xml_node row = add(body, "tr");
-      set(row, "data-slot", slot.slot.value_or(""));
-      if (slot.is_marked) set(row, "data-marked", "true");
-      add(row, "td", slot.station);
-      add(row, "td", slot.slot.value_or("–"));
-      RunFilter ended = runs_ended(kEnded), not_passed = runs_ended(kNotPassed);
-      ended.station = not_passed.station = slot.station;
-      ended.slot = not_passed.slot = slot.slot.value_or("");
-      add_runs(add(row, "td", {}, "number"), slot.runs, ended);
-      add_runs(add(row, "td", {}, "number"), slot.not_passed.count, not_passed);
-      add(row, "td", share_text(share), "number");
-      add_bar(add(row, "td", {}, "of-bar"), share.value().value_or(0) / most,
-              slot.others.all > 0 ? *slot.others.value() / most : -1);
-      add(row, "td", share_text(slot.others), "number");
-      add(row, "td", chance_text(slot.p), "number");
-      pugi::xml_node mark = add(row, "td");
-      if (slot.is_marked) {
-        const bool is_worse = share.value() > slot.others.value();
-        add(mark, "span",
-            is_worse ? say_("比其他工位差", "worse than the others")
-                     : say_("比其他工位好", "better than the others"),
-            is_worse ? "warning" : "");
-      }
-    }
-    add(section, "p",
-        say_("竖线为其他工位的比例；p 为 Fisher 精确检验（双侧），p < 0.01 时标记。",
-             "The stroke is the other slots' share; p is that of Fisher's exact test, two-sided: marked "
-             "below 0.01."),
-        "note");
-  }
-
   void add_step_numbers(pugi::xml_node row, const StepFigures& step) {
     const auto add_number = [&](std::int64_t runs, const char* attempt, const std::string& text) {
-      add_runs(add(row, "td", {}, "number"), runs, runs_of_step(step.plan, step.step, attempt), text);
+      runs_.add(add(row, "td", {}, "number"), runs, runs_.of_step(step.plan, step.step, attempt), text);
     };
     const auto failed = step.outcomes.find("failed");
     const Share share{failed == step.outcomes.end() ? 0 : failed->second, step.attempts};
@@ -342,13 +226,21 @@ class FiguresPage {
     add_number(step.failed.count, "failed", share_text(share));
     add_number(step.not_passed.count, "not_passed", std::to_string(step.not_passed.count));
     add_number(step.retried.count, "repeated", std::to_string(step.retried.count));
-    add(row, "td", seconds_or_dash(step.median), "number");
-    add(row, "td", seconds_or_dash(step.percentile_95), "number");
+    add_seconds(row, step, step.median, step.median_runs);
+    add_seconds(row, step, step.percentile_95, step.percentile_95_runs);
+  }
+
+  // Leads to the runs in which an attempt took so long or longer.
+  void add_seconds(pugi::xml_node row, const StepFigures& step, const std::optional<double>& seconds,
+                   std::int64_t runs) {
+    RunFilter filter = runs_.of_step(step.plan, step.step);
+    filter.step->lasted = seconds;
+    runs_.add(add(row, "td", {}, "number"), runs, filter, seconds_or_dash(seconds));
   }
 
   void add_steps() {
     if (figures_.steps.empty()) return;
-    pugi::xml_node section = add_section(say_("步骤", "Steps"), "steps");
+    pugi::xml_node section = add_figure_section(to_, say_("步骤", "Steps"), "steps");
     pugi::xml_node body =
         add_heading(add(section, "table"), {{say_("计划", "Plan"), ""},
                                             {say_("步骤", "Step"), ""},
@@ -381,7 +273,7 @@ class FiguresPage {
 
   void add_measurements() {
     if (figures_.measurements.empty()) return;
-    pugi::xml_node section = add_section(say_("测量值", "Measurements"), "measurements");
+    pugi::xml_node section = add_figure_section(to_, say_("测量值", "Measurements"), "measurements");
     pugi::xml_node cards = add(section, "div", {}, "halves");
     for (const MeasurementFigures& one : figures_.measurements) add_measurement(cards, one);
     add(section, "p",
@@ -393,8 +285,8 @@ class FiguresPage {
     set(card, "data-measurement", one.name);
     add(card, "h3", one.step + ": " + one.name + (one.unit ? " (" + *one.unit + ")" : ""));
     add(card, "div", one.plan, "small");
-    const auto link = [&](std::size_t bar) { return link_(runs_of_bar(one, bar)); };
-    add_histogram(card, one, link_ ? BarLink(link) : nullptr);
+    const auto link = [&](std::size_t bar) { return links_.runs(runs_of_bar(one, bar)); };
+    add_histogram(card, one, links_.runs ? BarLink(link) : nullptr);
     pugi::xml_node facts = add(card, "table", {}, "facts");
     const auto add_fact = [&facts](const std::string& name, const std::string& value) {
       pugi::xml_node row = add(facts, "tr");
@@ -403,8 +295,8 @@ class FiguresPage {
     };
     add_fact(say_("限值", "Limits"), number_or_dash(one.low) + " … " + number_or_dash(one.high));
     add_values(add_fact(say_("数量", "Values"), ""), one);
-    add_runs(add_fact(say_("超限的运行", "Runs outside"), ""), one.outside.count,
-             runs_measured(one, "outside"));
+    runs_.add(add_fact(say_("超限的运行", "Runs outside"), ""), one.outside.count,
+              runs_measured(one, "outside"));
     add_fact(say_("平均值 ± 标准差", "Mean ± deviation"),
              number_or_dash(one.mean) + " ± " + number_or_dash(one.deviation));
     add_fact(say_("最小 … 最大", "Least … most"),
@@ -414,7 +306,7 @@ class FiguresPage {
   }
 
   RunFilter runs_measured(const MeasurementFigures& one, const std::string& outcome) const {
-    RunFilter filter = runs_of_step(one.plan, one.step);
+    RunFilter filter = runs_.of_step(one.plan, one.step);
     MeasuredFilter measured;
     measured.name = one.name;
     measured.unit = one.unit.value_or("");
@@ -435,12 +327,12 @@ class FiguresPage {
 
   // How many values there are, and how many are not as they should be.
   void add_values(pugi::xml_node cell, const MeasurementFigures& one) {
-    add_runs(cell, one.runs, runs_measured(one, "found"), std::to_string(one.values));
+    runs_.add(cell, one.runs, runs_measured(one, "found"), std::to_string(one.values));
     const auto add_count = [&](std::int64_t values, std::int64_t runs, const std::string& outcome) {
       if (values == 0) return;
       add_text(cell, ", ");
-      add_runs(cell, runs, runs_measured(one, outcome),
-               std::to_string(values) + " " + measured_words(outcome, say_));
+      runs_.add(cell, runs, runs_measured(one, outcome),
+                std::to_string(values) + " " + measured_words(outcome, say_));
     };
     add_count(one.too_low, one.too_low_runs, "low");
     add_count(one.too_high, one.too_high_runs, "high");
@@ -475,13 +367,14 @@ class FiguresPage {
   pugi::xml_node to_;
   const Figures& figures_;
   Wording say_;
-  const RunsLink& link_;
+  const FigureLinks& links_;
+  FigureRuns runs_;
 };
 
 }  // namespace
 
-void add_figures(pugi::xml_node to, const Figures& figures, Wording say, const RunsLink& link) {
-  FiguresPage(to, figures, say, link).add_all();
+void add_figures(pugi::xml_node to, const Figures& figures, Wording say, const FigureLinks& links) {
+  FiguresPage(to, figures, say, links).add_all();
 }
 
 }  // namespace t1station

@@ -13,9 +13,15 @@ namespace t1station {
 
 /// The address of a list of runs.
 using RunsLink = std::function<std::string(const RunFilter& filter)>;
+/// The address of the figures of another window.
+using WindowLink = std::function<std::string(const FigureWindow& window)>;
+/// Where numbers and batches lead; on paper nowhere.
+struct FigureLinks {
+  RunsLink runs;
+  WindowLink window;
+};
 
-/// Adds all figures. Each number is a link to its runs, whose attribute data-runs says how many these are; on
-/// paper, without `link`, none is.
-void add_figures(pugi::xml_node to, const Figures& figures, Wording say, const RunsLink& link);
+/// Adds all figures. Each number is a link to its runs, whose attribute data-runs says how many these are.
+void add_figures(pugi::xml_node to, const Figures& figures, Wording say, const FigureLinks& links);
 
 }  // namespace t1station

@@ -95,6 +95,27 @@ Json slots_of(const Figures& figures) {
   return slots;
 }
 
+Json units_of(const Share& share) {
+  return {{"units", share.all}, {"passed", share.part}};
+}
+
+Json batches_of(const Figures& figures) {
+  Json batches = Json::array();
+  for (const BatchFigures& batch : figures.batches) {
+    batches.push_back({{"begin", batch.begin},
+                       {"units", batch.units},
+                       {"first_pass_yield", json_or_null(batch.first_pass.value())},
+                       {"final_yield", json_or_null(batch.final.value())},
+                       {"first_runs", units_of(batch.first_pass)},
+                       {"last_runs", units_of(batch.final)},
+                       {"others", units_of(batch.others)},
+                       {"p", json_or_null(batch.p)},
+                       {"marked", batch.is_marked},
+                       {"run_ids", batch.lost.ids}});
+  }
+  return batches;
+}
+
 Json capability_of(const MeasurementFigures& measurement) {
   if (!measurement.capability) return nullptr;
   const Capability& found = *measurement.capability;
@@ -164,6 +185,7 @@ std::string figures_json(const Figures& figures) {
                   {"from", json_or_null(figures.window.from)},
                   {"to", json_or_null(figures.window.to)},
                   {"plan", json_or_null(figures.window.plan)},
+                  {"batch", json_or_null(figures.window.batch)},
                   {"plans", plans_of(figures)},
                   {"runs", figures.runs},
                   {"check_runs", figures.check_runs},
@@ -182,6 +204,7 @@ std::string figures_json(const Figures& figures) {
                   {"failures", failures_of(figures)},
                   {"steps", steps_of(figures)},
                   {"slots", slots_of(figures)},
+                  {"batches", batches_of(figures)},
                   {"measurements", measurements_of(figures)}};
   return json_text(json);
 }

@@ -84,6 +84,7 @@ std::string window_text(const FigureWindow& window) {
   std::string text = window.plan ? "Plan " + *window.plan : "All plans";
   if (window.from) text += ", from " + *window.from;
   if (window.to) text += ", up to " + *window.to;
+  if (window.batch) text += ", serial numbers that begin with " + *window.batch;
   return one_line(text) + "\n";
 }
 
@@ -174,6 +175,18 @@ std::string slots_text(const Figures& figures) {
   return "\n" + table.text();
 }
 
+std::string batches_text(const Figures& figures) {
+  if (!has_batches(figures)) return {};
+  Columns table({"Batch", ">Units", ">First runs", ">Lost", ">Share", "", ">p", ">Final yield", ""});
+  for (const BatchFigures& batch : figures.batches) {
+    const Share lost{batch.lost.count, batch.first_pass.all};
+    table.add({batch.begin, std::to_string(batch.units), std::to_string(lost.all), std::to_string(lost.part),
+               percentage(lost), bar_text(lost.part, lost.all), plain_number(batch.p),
+               percentage(batch.final), batch.is_marked ? "! differs from the other batches" : ""});
+  }
+  return "\n" + table.text();
+}
+
 std::string warnings_of(const MeasurementFigures& measurement) {
   std::string text;
   if (measurement.normality && measurement.normality->is_warning) {
@@ -221,7 +234,7 @@ std::string measurement_text(const MeasurementFigures& measurement) {
 
 std::string figures_text(const Figures& figures) {
   std::string text = window_text(figures.window) + runs_text(figures) + failures_text(figures) +
-                     steps_text(figures) + slots_text(figures);
+                     steps_text(figures) + slots_text(figures) + batches_text(figures);
   for (const MeasurementFigures& measurement : figures.measurements) text += measurement_text(measurement);
   return text;
 }

@@ -41,6 +41,10 @@ void add_not_passed(pugi::xml_node body, const Figures& figures, RecordsReader& 
 
 }  // namespace
 
+std::string batch_words(const std::string& batch, Wording say) {
+  return say("序列号开头", "serial numbers from") + " " + batch + "…";
+}
+
 void add_window(pugi::xml_node to, const FigureWindow& window, Wording say) {
   pugi::xml_node line = add(to, "div", {}, "window");
   if (window.from)
@@ -54,6 +58,7 @@ void add_window(pugi::xml_node to, const FigureWindow& window, Wording say) {
     add_text(line, say("最新记录", "the end"));
   add_text(line,
            " · " + (window.plan ? say("计划", "plan") + " " + *window.plan : say("所有计划", "all plans")));
+  if (window.batch) add_text(line, " · " + batch_words(*window.batch, say));
 }
 
 std::string window_html(const Figures& figures, RecordsReader& records, const std::string& made,
@@ -64,7 +69,7 @@ std::string window_html(const Figures& figures, RecordsReader& records, const st
   pugi::xml_node title = add(add(body, "div", {}, "title"), "div");
   add(title, "h1", say("测试线报告", "Report of the line"));
   add_window(title, figures.window, say);
-  add_figures(body, figures, say, nullptr);
+  add_figures(body, figures, say, {});
   add_not_passed(body, figures, records, say);
   add(body, "h2", say("记录", "Record"));
   pugi::xml_node made_at = add(body, "p", say("生成时间", "Made at") + " ", "small");

@@ -9,7 +9,10 @@
 
 namespace t1station {
 
-/// Adds what the figures are of: the window and the plan.
+/// What the units of a batch have in common, in words.
+std::string batch_words(const std::string& batch, Wording say);
+
+/// Adds what the figures are of: the window, the plan, the batch.
 void add_window(pugi::xml_node to, const FigureWindow& window, Wording say);
 
 /// One self-contained page, to read without scripts and to print. `made` is the time of its making.

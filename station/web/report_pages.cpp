@@ -147,11 +147,16 @@ WebAnswer page_or_trouble(const Call& call, Subject& subject, const std::functio
 
 FigureWindow asked_window(const Call& call) {
   const auto [from, to] = asked_times(call);
-  FigureWindow window{from, to, asked(call, "plan")};
+  FigureWindow window{from, to, asked(call, "plan"), asked(call, "batch")};
   if (!call.target.query.contains("from") && !call.target.query.contains("to")) {
     window.from = record_time(std::chrono::system_clock::now() - kWindowByDefault);
   }
   return window;
+}
+
+QueryValues question_of(const FigureWindow& window) {
+  return {
+      {"from", window.from.value_or("")}, {"to", window.to}, {"plan", window.plan}, {"batch", window.batch}};
 }
 
 void add_time_field(pugi::xml_node form, const char* name, const std::string& title,
@@ -180,6 +185,11 @@ void add_window_form(pugi::xml_node to, const Figures& figures, Wording say) {
     set(option, "value", plan.name);
     if (plan.name == figures.window.plan) set(option, "selected", "selected");
   }
+  label = add(form, "label");
+  add(label, "span", say("序列号开头", "Serial numbers from"));
+  pugi::xml_node batch = add(label, "input");
+  set(batch, "id", "batch");
+  set(batch, "value", figures.window.batch.value_or(""));
   add(form, "button", say("显示", "Show"));
   pugi::xml_node ready = add(form, "span", {}, "ready");
   for (const auto& [days, name] :
@@ -201,6 +211,7 @@ class FilterWords {
 
   std::string of(const RunFilter& filter) {
     if (filter.serial) add(say_("序列号", "Serial number") + " " + *filter.serial);
+    if (filter.batch) add(batch_words(*filter.batch, say_));
     if (filter.serial_part) add(say_("序列号含", "Serial number with") + " " + *filter.serial_part);
     if (filter.kind) add(*filter.kind == "check" ? say_("点检", "checks") : say_("生产", "production"));
     if (filter.verdicts.size() > 1) add(verdicts_of(filter.verdicts));
@@ -244,6 +255,7 @@ class FilterWords {
     } else if (!step.attempt.empty()) {
       words += ": " + say_("有一次", "an attempt") + " " + outcome_words(step.attempt, say_);
     }
+    if (step.lasted) words += " ≥ " + number_text(*step.lasted) + " " + say_("秒", "s");
     add(words);
   }
 
@@ -335,15 +347,17 @@ WebAnswer run_list(Page& page, const Call& call, Subject& subject) {
 
 WebAnswer show_results(const Call& call, Subject& subject) {
   return page_or_trouble(call, subject, [&](Page& page) {
-    refuse_other_names(call.target, {"from", "to", "plan", "language"});
+    refuse_other_names(call.target, {"from", "to", "plan", "batch", "language"});
     const Figures figures = subject.figures(asked_window(call));
     const Wording say = page.say();
     add_window_form(page.main(), figures, say);
     pugi::xml_node title = add(page.main(), "div");
     add(title, "h1", say("测试结果：", "Results of ") + page.station());
     add_window(title, figures.window, say);
-    add_figures(page.main(), figures, say,
-                [&page](const RunFilter& filter) { return page.address("/runs", question_of(filter)); });
+    add_figures(
+        page.main(), figures, say,
+        {[&page](const RunFilter& filter) { return page.address("/runs", question_of(filter)); },
+         [&page](const FigureWindow& window) { return page.address("/results", question_of(window)); }});
     return page.answer(say("结果", "Results"));
   });
 }

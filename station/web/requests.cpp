@@ -91,9 +91,9 @@ WebAnswer show_run(const Call& call, Subject& subject) {
 }
 
 WebAnswer show_stats(const Call& call, Subject& subject) {
-  refuse_other_names(call.target, {"from", "to", "plan"});
+  refuse_other_names(call.target, {"from", "to", "plan", "batch"});
   const auto [from, to] = asked_times(call);
-  const FigureWindow window{from, to, asked(call, "plan")};
+  const FigureWindow window{from, to, asked(call, "plan"), asked(call, "batch")};
   return json_answer(figures_json(subject.figures(window)));
 }
 

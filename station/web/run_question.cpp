@@ -14,10 +14,10 @@
 namespace t1station {
 namespace {
 
-constexpr std::array<std::string_view, 24> kNames{
-    "serial",      "serial_part", "verdict", "plan",    "kind",    "station",  "slot",    "from",
-    "to",          "first",       "last",    "retried", "at_once", "step",     "attempt", "words",
-    "measurement", "unit",        "low",     "high",    "value",   "at_least", "below",   "at_most"};
+constexpr std::array<std::string_view, 26> kNames{
+    "serial",      "batch", "serial_part", "verdict", "plan",    "kind",     "station", "slot",   "from",
+    "to",          "first", "last",        "retried", "at_once", "step",     "attempt", "words",  "lasted",
+    "measurement", "unit",  "low",         "high",    "value",   "at_least", "below",   "at_most"};
 constexpr std::array<std::string_view, 10> kAttempts{"passed",  "failed",      "timed_out",  "broken",
                                                      "stopped", "interrupted", "not_passed", "repeated",
                                                      "lost",    "silent"};
@@ -71,10 +71,11 @@ std::vector<std::string> asked_verdicts(const Call& call) {
 std::optional<StepFilter> asked_step(const Call& call) {
   const std::optional<std::string> name = asked(call, "step");
   StepFilter step{name.value_or(""), asked_word(call, "attempt", kAttempts).value_or(""),
-                  asked(call, "words")};
+                  asked(call, "words"), asked_number(call, "lasted")};
   if (step.words && step.attempt != "lost") throw WebError(400, "\"words\" needs \"attempt\", lost");
   if (name) return step;
   if (!step.attempt.empty()) throw WebError(400, "\"attempt\" needs \"step\"");
+  if (step.lasted) throw WebError(400, "\"lasted\" needs \"step\"");
   return std::nullopt;
 }
 
@@ -135,6 +136,7 @@ RunFilter asked_runs(const Call& call, std::vector<std::string_view> others) {
   refuse_other_names(call.target, others);
   RunFilter filter;
   filter.serial = asked(call, "serial");
+  filter.batch = asked(call, "batch");
   filter.serial_part = asked(call, "serial_part");
   filter.verdicts = asked_verdicts(call);
   filter.plan = asked(call, "plan");
@@ -157,6 +159,7 @@ QueryValues question_of(const RunFilter& filter) {
   std::string verdicts;
   for (const std::string& verdict : filter.verdicts) verdicts += (verdicts.empty() ? "" : ",") + verdict;
   QueryValues question{{"serial", filter.serial},
+                       {"batch", filter.batch},
                        {"serial_part", filter.serial_part},
                        {"verdict", text_if_any(verdicts)},
                        {"plan", filter.plan},
@@ -176,6 +179,7 @@ QueryValues question_of(const RunFilter& filter) {
     add("step", filter.step->name);
     add("attempt", text_if_any(filter.step->attempt));
     add("words", filter.step->words);
+    add("lasted", digits_of(filter.step->lasted));
   }
   if (filter.measured) {
     const MeasuredFilter& measured = *filter.measured;

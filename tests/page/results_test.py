@@ -115,7 +115,7 @@ class Figures(Results):
 
     def test_every_figure_leads_to_its_runs_and_these_to_their_reports(self):
         self.visit(ALL)
-        links = self.script("return Array.from(document.querySelectorAll('main a[href]'), "
+        links = self.script("return Array.from(document.querySelectorAll('main a[href]:not([href^=\"/results\"])'), "
                             "(a) => [a.getAttribute('href'), a.dataset.runs])")
         self.assertGreater(len(links), 60)
         for target, number in links:
@@ -184,6 +184,26 @@ class Window(Results):
         self.until(lambda: "plan=k-board" in self.driver.current_url)
         self.ready()
         self.assertEqual({plan for plan, in self.rows("[data-figures=steps] tbody tr", [0])}, {"k-board"})
+
+
+    def test_from_batch_to_batch_one_comes_to_the_units(self):
+        self.visit(ALL)
+        begin = ""
+        for _ in range(2):
+            stats = json.loads(self.ask(f"api/stats?batch={begin}"))
+            begin, units = stats["batches"][0]["begin"], stats["batches"][0]["units"]
+            self.assertEqual(self.rows("[data-figures=batches] tbody tr", (0, 1)),
+                             [[batch["begin"], str(batch["units"])] for batch in stats["batches"]])
+            self.click("[data-figures=batches] td a")
+            self.until(lambda: self.script("return document.querySelector('#batch')?.value") == begin)
+            self.ready()
+            self.assertIn(f"{units} units", self.text("[data-figure=runs]"))
+            self.assertIn(f"serial numbers from {begin}…", self.text(".window"))
+        self.script("document.querySelector('#batch').value = 'XY'")
+        self.click("#window button")
+        self.until(lambda: "batch=XY" in self.driver.current_url)
+        self.ready()
+        self.assertEqual(self.text(".nothing"), "There are no runs in this window.")
 
 
 class Looks(Results):

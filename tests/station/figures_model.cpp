@@ -2,12 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <map>
 #include <set>
-
-#include "station/records/database.h"
-#include "station/records/records.h"
 
 namespace figures_model {
 namespace {
@@ -51,7 +47,8 @@ bool is_newer(const Run* one, const Run* other) {
 
 bool is_in(const Run& run, const Window& window) {
   return (!window.from || run.started >= *window.from) && (!window.to || run.started < *window.to) &&
-         (!window.plan || run.plan == *window.plan);
+         (!window.plan || run.plan == *window.plan) &&
+         (!window.batch || run.serial.rfind(*window.batch, 0) == 0);
 }
 
 bool has_ended(const Run& run) {
@@ -276,6 +273,59 @@ void add_slots(json& document, const std::vector<const Run*>& ended) {
   }
 }
 
+/// The characters of a text.
+std::vector<std::string> characters(const std::string& text) {
+  std::vector<std::string> list;
+  for (const char letter : text) {
+    if ((letter & 0xC0) == 0x80) {
+      list.back() += letter;
+    } else {
+      list.emplace_back(1, letter);
+    }
+  }
+  return list;
+}
+
+/// What all serial numbers begin with, and one character more of this one.
+std::string batch_of(const std::string& serial, const std::vector<const Run*>& runs) {
+  std::string batch;
+  for (const std::string& character : characters(serial)) {
+    batch += character;
+    if (!those(runs, [&](const Run& run) { return run.serial.rfind(batch, 0) != 0; }).empty()) break;
+  }
+  return batch;
+}
+
+void add_batches(json& document, const std::vector<const Run*>& everything,
+                 const std::vector<const Run*>& runs) {
+  const auto always = by_unit(everything);
+  std::map<std::string, std::vector<const Run*>> batches;
+  for (const Run* run : runs) batches[batch_of(run->serial, runs)].push_back(run);
+  const double all = document["first_runs"]["units"], good = document["first_runs"]["passed"];
+  for (const auto& [name, of_batch] : batches) {
+    json its;
+    add_yields(its, everything, of_batch);
+    const double units = its["first_runs"]["units"], passed = its["first_runs"]["passed"];
+    const auto lost = those(of_batch, [&](const Run& run) {
+      return always.at({run.plan, run.serial}).back() == &run && has_ended(run) && run.verdict != "stopped" &&
+             run.verdict != "interrupted" && (!has_passed(run) || run.is_retried);
+    });
+    json p;
+    if (units > 0 && units < all) p = fisher(good, passed, units, all);
+    document["batches"].push_back(
+        {{"begin", name},
+         {"units", its["units"]},
+         {"first_pass_yield", its["first_pass_yield"]},
+         {"final_yield", its["final_yield"]},
+         {"first_runs", {{"units", units}, {"passed", passed}}},
+         {"last_runs", {{"units", its["units"]}, {"passed", its["last_runs"]["passed"]}}},
+         {"others", {{"units", all - units}, {"passed", good - passed}}},
+         {"p", p},
+         {"marked", !p.is_null() && p.get<double>() < 0.01 && units >= 20},
+         {"run_ids", ids(lost)}});
+  }
+}
+
 /// Mean, deviation and what follows from them.
 void add_moments(json& entry, const std::vector<double>& values) {
   for (const char* key : {"minimum", "maximum", "mean", "deviation", "capability"}) entry[key] = nullptr;
@@ -341,63 +391,16 @@ void add_measurements(json& document, const std::vector<const Run*>& ended) {
   }
 }
 
-/// A row's values; nothing is NULL.
-void insert(t1station::Database& database, const std::string& table,
-            const std::vector<t1station::Value>& values) {
-  std::string marks;
-  for (std::size_t i = 0; i < values.size(); ++i) marks += i == 0 ? "?" : ", ?";
-  t1station::Statement statement(database, "INSERT INTO " + table + " VALUES (" + marks + ")");
-  for (const t1station::Value& value : values) statement.bind(value);
-  statement.run();
-}
-
-void store_attempt(t1station::Database& database, const Run& run, const Attempt& attempt) {
-  using t1station::value_or_null;
-  const std::string id = run.id + "-" + std::to_string(attempt.index) + "-" + std::to_string(attempt.number);
-  insert(database, "attempt (id, run_id, step, step_index, number, code, started, request)",
-         {id, run.id, attempt.step, std::int64_t{attempt.index}, std::int64_t{attempt.number},
-          std::int64_t{0}, run.started, t1station::Blob{"x"}});
-  std::int64_t position = 0;
-  for (const Measured& one : attempt.measurements) {
-    insert(database, "measurement (attempt_id, position, name, unit, low, high, value, outcome)",
-           {id, position++, one.name, value_or_null(one.unit), value_or_null(one.low),
-            value_or_null(one.high), value_or_null(one.value), one.outcome});
-  }
-  t1station::Statement(
-      database, "UPDATE attempt SET ended = started, outcome = ?, seconds = ?, description = ? WHERE id = ?")
-      .bind(attempt.outcome)
-      .bind(value_or_null(attempt.seconds))
-      .bind(value_or_null(attempt.description))
-      .bind(id)
-      .run();
-}
-
-void store_end(t1station::Database& database, const Run& run) {
-  t1station::Statement(database,
-                       "UPDATE run SET ended = started, verdict = ?, retried = ?, "
-                       "sequence = (SELECT coalesce(max(sequence), 0) + 1 FROM run) WHERE id = ?")
-      .bind(*run.verdict)
-      .bind(std::int64_t{run.is_retried})
-      .bind(run.id)
-      .run();
-}
-
-std::unique_ptr<t1station::Database> open_for_writing(const std::string& file) {
-  if (!std::filesystem::exists(file)) t1station::Records{file};
-  auto database = std::make_unique<t1station::Database>(file, t1station::Database::Access::write);
-  database->execute("PRAGMA synchronous = OFF");
-  return database;
-}
-
 }  // namespace
 
 json document_of(const Runs& runs, const Window& window) {
   std::vector<const Run*> everything, here;
   std::map<std::string, std::set<std::string>> plans;
-  json document{{"from", or_null(window.from)}, {"to", or_null(window.to)},
-                {"plan", or_null(window.plan)}, {"check_runs", 0},
-                {"plans", json::array()},       {"verdicts", json::array()},
-                {"slots", json::array()},       {"measurements", json::array()}};
+  json document{{"from", or_null(window.from)},   {"to", or_null(window.to)},
+                {"plan", or_null(window.plan)},   {"check_runs", 0},
+                {"plans", json::array()},         {"verdicts", json::array()},
+                {"slots", json::array()},         {"measurements", json::array()},
+                {"batch", or_null(window.batch)}, {"batches", json::array()}};
   for (const Run& run : runs) {
     plans[run.plan].insert(run.version);
     if (run.kind == "production") everything.push_back(&run);
@@ -413,11 +416,19 @@ json document_of(const Runs& runs, const Window& window) {
   document["retried"] =
       retried(those(ended, [](const Run& run) { return run.is_retried; }), static_cast<double>(ended.size()));
   add_yields(document, everything, here);
+  add_batches(document, everything, here);
   add_verdicts(document, here);
   add_failures(document, ended);
   add_steps(document, ended);
   add_slots(document, ended);
   add_measurements(document, ended);
+  return document;
+}
+
+json comparable(json document) {
+  for (json& one : document["measurements"]) {
+    for (const char* key : {"normality", "drift", "histogram"}) one.erase(key);
+  }
   return document;
 }
 
@@ -444,30 +455,6 @@ std::string difference(const json& one, const json& other, const std::string& pa
     return {};
   }
   return one == other ? "" : both();
-}
-
-void store(const std::string& file, const Runs& runs) {
-  const auto open = open_for_writing(file);
-  t1station::Database& database = *open;
-  t1station::Transaction transaction(database);
-  for (const Run& run : runs) {
-    using t1station::value_or_null;
-    const std::string plan = run.plan + " " + run.version;
-    t1station::Statement known(database, "SELECT 1 FROM plan WHERE id = ?");
-    if (!known.bind(plan).step()) {
-      insert(database, "plan (id, name, version, text)", {plan, run.plan, run.version, "x"});
-    }
-    insert(database, "run (id, serial, plan_id, kind, station, slot, number, started, software)",
-           {run.id, run.serial, plan, run.kind, run.station, value_or_null(run.slot), std::int64_t{1},
-            run.started, "test"});
-    for (const Attempt& attempt : run.attempts) store_attempt(database, run, attempt);
-    if (run.verdict) store_end(database, run);
-  }
-  transaction.commit();
-}
-
-void end(const std::string& file, const Run& run) {
-  store_end(*open_for_writing(file), run);
 }
 
 }  // namespace figures_model

@@ -36,18 +36,15 @@ struct Run {
 using Runs = std::vector<Run>;
 
 struct Window {
-  std::optional<std::string> from, to, plan;
+  std::optional<std::string> from, to, plan{}, batch{};
 };
 
 /// The document that the figures of these runs must give; but the histogram's bars, normality and drift.
 nlohmann::json document_of(const Runs& runs, const Window& window);
+/// A document of figures without these, which only samples of known distributions can prove.
+nlohmann::json comparable(nlohmann::json document);
 
 /// Where two documents differ, "" when they do not: numbers may differ in their last digits.
 std::string difference(const nlohmann::json& one, const nlohmann::json& other, const std::string& path = "");
-
-/// Adds the runs to a file of records, with SQL of its own, as the file's triggers allow it.
-void store(const std::string& file, const Runs& runs);
-/// Ends a run of the file that has not ended, as it is here.
-void end(const std::string& file, const Run& run);
 
 }  // namespace figures_model

@@ -8,16 +8,20 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <iomanip>
 #include <random>
 #include <regex>
 #include <set>
+#include <sstream>
 
 #include "station/figures/records_figures.h"
 #include "station/records/records.h"
 #include "station/report/figures_json.h"
 #include "station/report/figures_text.h"
 #include "tests/harness/own_directory.h"
+#include "tests/station/figures_file.h"
 #include "tests/station/figures_model.h"
+#include "tests/station/random_line.h"
 #include "tests/station/records_support.h"
 #include "tests/station/web_line.h"
 
@@ -27,115 +31,14 @@ using namespace figures_model;
 using nlohmann::json;
 using testing::HasSubstr;
 
+t1station::FigureWindow asked_of(const Window& window) {
+  return {window.from, window.to, window.plan, window.batch};
+}
+
 json figures_of(const std::string& file, const Window& window) {
   t1station::RecordsFigures records(file);
-  return json::parse(
-      t1station::figures_json(t1station::find_figures(records, {window.from, window.to, window.plan})));
+  return json::parse(t1station::figures_json(t1station::find_figures(records, asked_of(window))));
 }
-
-/// The document without what only samples of known distributions can prove.
-json comparable(json document) {
-  for (json& one : document["measurements"]) {
-    for (const char* key : {"normality", "drift", "histogram"}) one.erase(key);
-  }
-  return document;
-}
-
-/// Words that boards might say, and some that nobody expects.
-const std::vector<std::string> kWords{"Fan 2 stands still",
-                                      "Fan 10 stands still",
-                                      "6.48 V, not 6.50 V",
-                                      "-3 degrees",
-                                      "-12.5 degrees",
-                                      "电压 3.3",
-                                      "=1+2, \"quoted\"; \t",
-                                      "",
-                                      "#",
-                                      "'"};
-const std::vector<std::string> kVerdicts{"passed", "passed",  "passed",     "failed",
-                                         "error",  "stopped", "interrupted"};
-const std::vector<std::string> kOutcomes{"passed", "passed",  "failed",     "timed_out",
-                                         "broken", "stopped", "interrupted"};
-
-/// A day or so of a line, by a seed.
-class RandomLine {
- public:
-  explicit RandomLine(unsigned seed) : random_(seed) {
-    const int runs = number(0, 9) == 0 ? number(60, 120) : number(0, 20);
-    for (int i = 0; i < runs; ++i) runs_.push_back(run(i));
-  }
-  const Runs& runs() const { return runs_; }
-
-  /// A window that begins and ends anywhere, or exactly at a run's start, or nowhere.
-  Window window() {
-    Window window;
-    if (number(0, 2) > 0) window.from = time();
-    if (number(0, 2) > 0) window.to = time();
-    if (number(0, 1) > 0) window.plan = pick({"main", "main", "power", "nothing"});
-    return window;
-  }
-
- private:
-  int number(int low, int high) { return std::uniform_int_distribution<int>(low, high)(random_); }
-  std::string pick(const std::vector<std::string>& texts) {
-    return texts[static_cast<std::size_t>(number(0, static_cast<int>(texts.size()) - 1))];
-  }
-  /// One of few, so that runs start together and windows begin with them.
-  std::string time() {
-    const int place = number(0, 40);
-    return "2026-11-" + std::to_string(15 + place / 4) + "T" + std::to_string(100 + place % 4 * 6).substr(1) +
-           ":00:00.000Z";
-  }
-
-  Run run(int place) {
-    Run run;
-    run.id = std::to_string(number(10000, 99999)) + "-" + std::to_string(1000 + place);
-    run.serial = "AB" + std::to_string(number(1, 25));
-    run.plan = pick({"main", "main", "power"});
-    run.version = pick({"1", "2"});
-    run.kind = pick({"production", "production", "production", "production", "check"});
-    run.station = pick({"ICT-1", "ICT-1", "ICT-2"});
-    if (number(0, 9) > 0) run.slot = pick({"1", "2"});
-    run.started = time();
-    if (number(0, 19) > 0) run.verdict = pick(kVerdicts);
-    run.is_retried = number(0, 4) == 0;
-    const int steps = number(0, 3);
-    for (int index = 0; index < steps; ++index) add_step(run, index);
-    return run;
-  }
-
-  void add_step(Run& run, int index) {
-    const int tries = number(1, 2) * number(1, 2);
-    for (int attempt = 1; attempt <= tries; ++attempt) {
-      Attempt one;
-      // A later version may have its steps in another order.
-      one.step = std::vector<std::string>{
-          "clock", "voltage", "fan"}[static_cast<std::size_t>(run.version == "1" ? index : 2 - index)];
-      one.index = index;
-      one.number = attempt;
-      one.outcome = pick(kOutcomes);
-      if (number(0, 9) > 0) one.seconds = number(1, 9999) / 1000.0;
-      if (number(0, 9) > 0) one.description = pick(kWords);
-      const int measurements = one.step == "voltage" ? number(0, 2) : 0;
-      for (int i = 0; i < measurements; ++i) one.measurements.push_back(measured(run));
-      run.attempts.push_back(one);
-    }
-  }
-
-  Measured measured(const Run& run) {
-    Measured one;
-    one.name = pick({"volts", "volts", "volts", "ripple"});
-    one.outcome = pick({"passed", "passed", "passed", "low", "high", "not_found"});
-    if (one.name == "volts") one.unit = "V";
-    if (one.name == "volts") one.low = 3.0;
-    if (run.version == "2") one.high = 3.6;
-    if (one.outcome != "not_found") one.value = 3.3 + number(-40, 40) / 100.0;
-    return one;
-  }
-
-  std::mt19937 random_;
-  Runs runs_;
-};
 
 /// Bars stand side by side and hold each value once.
 void check_histogram(const json& measurement) {
@@ -177,8 +80,7 @@ TEST_F(FiguresTest, ThousandsOfRandomHistoriesGiveWhatLoopsOverTheirRunsGive) {
 }
 
 json kept_figures_of(const std::string& file, const Window& window) {
-  return json::parse(
-      t1station::figures_json(t1station::find_figures(file, {window.from, window.to, window.plan}, 1)));
+  return json::parse(t1station::figures_json(t1station::find_figures(file, asked_of(window), 1)));
 }
 
 /// The lists of runs that a page's numbers lead to, and how many runs each must have.
@@ -192,6 +94,15 @@ std::vector<std::pair<std::string, std::size_t>> lists_of(const std::string& pag
   return lists;
 }
 
+/// A text as it stands in an address.
+std::string encoded(const std::string& text) {
+  std::ostringstream all;
+  all << std::hex << std::uppercase;
+  for (const char letter : text)
+    all << '%' << std::setw(2) << std::setfill('0') << int{static_cast<unsigned char>(letter)};
+  return all.str();
+}
+
 TEST_F(FiguresTest, EachNumberOfThePageLeadsToExactlyItsRuns) {
   std::set<std::string> kinds;  // of links: the names in their questions
   for (unsigned seed = 1; seed <= 30; ++seed) {
@@ -201,7 +112,8 @@ TEST_F(FiguresTest, EachNumberOfThePageLeadsToExactlyItsRuns) {
     store(at_work.file.records, line.runs());
     const Window window = seed % 3 == 0 ? Window() : line.window();
     const std::string asked = "from=" + window.from.value_or("") + "&to=" + window.to.value_or("") +
-                              "&plan=" + window.plan.value_or("");
+                              "&plan=" + window.plan.value_or("") +
+                              "&batch=" + encoded(window.batch.value_or(""));
     for (const auto& [list, runs] : lists_of(at_work.get("/results?" + asked).body)) {
       EXPECT_EQ(at_work.json("/api" + list + "&limit=1000")["runs"].size(), runs)
           << "seed " << seed << " " << list;
@@ -279,7 +191,7 @@ TEST_F(FiguresTest, ALineWithoutRunsHasNoYieldAndAllKeys) {
   for (const char* yield : {"first_pass_yield", "first_pass_yield_strict", "final_yield"}) {
     EXPECT_TRUE(figures[yield].is_null()) << yield;
   }
-  for (const char* list : {"plans", "failures", "steps", "slots", "measurements"}) {
+  for (const char* list : {"plans", "failures", "steps", "slots", "batches", "measurements"}) {
     EXPECT_EQ(figures[list], json::array()) << list;
   }
   EXPECT_EQ(figures["verdicts"].size(), 6U);
@@ -348,6 +260,27 @@ TEST_F(FiguresTest, ASlotThatDiffersFromTheOthersIsMarkedFromTwentyRunsOn) {
   store(few, runs);
   EXPECT_LT(figures_of(few, {})["slots"][1]["p"], 0.01);
   EXPECT_FALSE(figures_of(few, {})["slots"][1]["marked"]) << "19 runs";
+}
+
+TEST_F(FiguresTest, ABatchThatDiffersFromTheOthersIsMarkedAndLooksInsideItself) {
+  Runs runs = measured_runs(std::vector<double>(60, 50));
+  for (std::size_t i = 0; i < runs.size(); ++i) {
+    runs[i].serial = (i < 20 ? "AB0021" : "AB0022") + std::to_string(1000 + i);
+    if (i < 8) runs[i].verdict = "failed";
+  }
+  store(file_, runs);
+  const json batches = figures_of(file_, {})["batches"];
+  ASSERT_EQ(batches.size(), 2U);
+  EXPECT_EQ(batches[0]["begin"], "AB0021");
+  EXPECT_DOUBLE_EQ(batches[0]["first_pass_yield"], 0.6);
+  EXPECT_LT(batches[0]["p"], 0.01);
+  EXPECT_TRUE(batches[0]["marked"]);
+  EXPECT_THAT(batches[0]["others"], (json{{"units", 40}, {"passed", 40}}));
+  const json inside = figures_of(file_, {{}, {}, {}, "AB0021"});
+  EXPECT_EQ(inside["units"], 20);
+  EXPECT_DOUBLE_EQ(inside["first_pass_yield"], 0.6);
+  ASSERT_EQ(inside["batches"].size(), 2U);
+  EXPECT_EQ(inside["batches"][0]["begin"], "AB0021100");
 }
 
 TEST_F(FiguresTest, ThirtyValuesHaveACapabilityAndTwentyNineHaveNone) {

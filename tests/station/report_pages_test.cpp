@@ -29,7 +29,8 @@ constexpr const char* kHarmless = "</td><script>alert(1)</script> & \"'>\n<b>=1\
 
 std::string html_of(const Figures& figures, const t1station::RunsLink& link = nullptr) {
   pugi::xml_document document;
-  t1station::add_figures(t1station::add(document, "main"), figures, t1station::Wording(Language::en), link);
+  t1station::add_figures(t1station::add(document, "main"), figures, t1station::Wording(Language::en),
+                         {link, {}});
   return t1station::html_text(document);
 }
 

@@ -5,7 +5,7 @@
 #include <future>
 #include <thread>
 
-#include "tests/station/figures_model.h"
+#include "tests/station/figures_file.h"
 #include "tests/station/recording_disk.h"
 #include "tests/station/records_support.h"
 #include "tests/station/web_line.h"

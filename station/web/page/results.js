@@ -31,17 +31,17 @@ function asked(field) {
 }
 
 function prepareWindow(form) {
-  const [from, to, plan] = ["from", "to", "plan"].map(part);
+  const [from, to, plan, batch] = ["from", "to", "plan", "batch"].map(part);
   for (const field of [from, to]) field.value = fieldOf(field.dataset.utc);
   setText(part("zone"), zoneText(new Date()));
   form.addEventListener("submit", (event) => {
     event.preventDefault();
-    go({ from: asked(from), to: asked(to), plan: plan.value });
+    go({ from: asked(from), to: asked(to), plan: plan.value, batch: batch.value.trim() });
   });
   for (const button of form.querySelectorAll("[data-days]")) {
     const { days } = button.dataset;
     button.addEventListener("click", () => {
-      go({ from: days === "all" ? "" : localDay(new Date(), Number(days)), to: "", plan: plan.value });
+      go({ from: days === "all" ? "" : localDay(new Date(), Number(days)), to: "", plan: plan.value, batch: batch.value.trim() });
     });
   }
 }
