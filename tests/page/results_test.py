@@ -14,6 +14,7 @@ import urllib.request
 
 from browser import PageTest
 from filled_records import HOSTILE, FilledLine
+from junitparser import Error, Failure, JUnitXml, Skipped
 from real_line import PASSWORD, RealLine
 
 PROGRAM = sys.argv.pop(1)
@@ -259,6 +260,28 @@ class Tables(Results):
         self.assertEqual([text for row in tables[0] for text in row.values() if text[:1] in ("=", "+", "-", "@")], [])
 
 
+    def export(self, form, name):
+        path = self.line.path(name)
+        subprocess.run([PROGRAM, "records", "export", self.line.path("records.db"), "--format", form, "-o", path], check=True)
+        return path
+
+    def test_a_build_server_finds_every_run_in_junit_and_only_those_that_passed_are_green(self):
+        runs = [json.loads(line) for line in pathlib.Path(self.export("jsonl", "runs.jsonl")).read_bytes().splitlines()]
+        suites = list(JUnitXml.fromfile(self.export("junit", "runs.xml")))
+        self.assertEqual(len(suites), len(runs))
+        for run, suite in zip(runs, suites):
+            properties = {its.name: its.value for its in suite.properties()}
+            self.assertEqual((properties["run"], properties.get("verdict"), suite.hostname), (run["id"], run["verdict"], run["station"]))
+            cases = list(suite)
+            self.assertEqual([case.name.partition(",")[0] for case in cases if case.name != "verdict"],
+                             [attempt["step"] for attempt in run["attempts"]])
+            results = [type(result) for case in cases for result in case.result]
+            self.assertEqual((suite.tests, suite.failures, suite.errors, suite.skipped),
+                             (len(cases), *map(results.count, (Failure, Error, Skipped))))
+            is_green = Failure not in results and Error not in results
+            self.assertEqual(is_green, run["verdict"] == "passed" and not run["retried"], run["id"])
+
+
 class ReportFile:
     """A report in place of a station: nothing but the file may be asked for."""
 
@@ -268,7 +291,7 @@ class ReportFile:
 
 class Files(Results):
     def export(self, *words):
-        path = self.line.path("report.html")
+        path = self.filled.path("report.html")
         subprocess.run([PROGRAM, "records", "export", self.filled.path("records.db"), "--format", "html", "-o", path, *words],
                        check=True)
         self.line = ReportFile(path)
@@ -277,6 +300,15 @@ class Files(Results):
     def tearDown(self):
         super().tearDown()
         self.line = self.filled
+
+    def test_an_html_checker_has_nothing_to_say_of_a_report(self):
+        run = json.loads(self.ask("api/runs?verdict=failed&limit=1"))["runs"][0]
+        for words in (("--run", run["id"]), ("--plan", "main-board"), ("--serial", run["serial"], "--language", "zh")):
+            self.export(*words)
+            path = urllib.parse.urlsplit(self.line.url).path
+            checked = subprocess.run(["/usr/bin/tidy", "-quiet", "-errors", "-utf8", path], stdout=subprocess.PIPE,
+                                     stderr=subprocess.STDOUT, text=True)
+            self.assertEqual((checked.returncode, checked.stdout), (0, ""), words)
 
     def test_the_report_of_a_window_is_one_file_with_plots_that_needs_no_script(self):
         stats = json.loads(self.ask("api/stats?plan=main-board"))
