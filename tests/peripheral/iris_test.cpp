@@ -240,7 +240,10 @@ TEST_F(IrisEntryTest, EveryFamilyHasItsDrive) {
       {"loop-c", &kFpgaIris},    {"ma", &kFpgaIris},   {"65xx", &kChipIris},   {"65xx-level", &kChipIris},
       {"rkd1", &kGpioIris},      {"rkd2", &kGpioIris}, {"6455", &kFpgaIris},   {"6485", &kFpgaIris},
       {"6484", &kFpgaIris}};
-  EXPECT_EQ(drives.size(), boardsim::families().size());
+  for (const boardsim::Family& family : boardsim::families()) {
+    const auto is_its = [&family](const auto& row) { return row.first == family.name; };
+    EXPECT_TRUE(std::ranges::any_of(drives, is_its)) << family.name << " has no row here";
+  }
   for (const auto& [family, test] : drives) {
     SCOPED_TRACE(family);
     next_board(family);
