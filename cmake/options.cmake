@@ -29,6 +29,7 @@ target_link_options(bt_options INTERFACE -Wl,-z,relro,-z,now -Wl,--as-needed)
 
 set(BT_LIBRARIES "" CACHE PATH "Where the programs find the C library and all others, for an emulator of their processor")
 if(BT_LIBRARIES)
+  target_include_directories(bt_options SYSTEM INTERFACE ${BT_LIBRARIES}/usr/include/arm-linux-gnueabihf)
   foreach(folder lib usr/lib)
     target_link_options(bt_options INTERFACE -Wl,-rpath,${BT_LIBRARIES}/${folder}/arm-linux-gnueabihf)
   endforeach()

@@ -58,7 +58,8 @@ class Reader {
   void read(std::vector<T>& list) {
     std::uint64_t count = 0;
     if (bytes_.size() >= sizeof(count)) std::memcpy(&count, take(sizeof(count)).data(), sizeof(count));
-    const std::string_view content = take(std::min(count, bytes_.size() / sizeof(T)) * sizeof(T));
+    const auto most = static_cast<std::size_t>(std::min<std::uint64_t>(count, bytes_.size() / sizeof(T)));
+    const std::string_view content = take(most * sizeof(T));
     list.resize(content.size() / sizeof(T));
     if (!list.empty()) std::memcpy(list.data(), content.data(), content.size());
   }
