@@ -186,7 +186,9 @@ class Hands:
                 played.truth = dataclasses.replace(played.truth, verdict="interrupted", steps=())
             if not was_cut_off and not is_pulled:
                 return
-            is_pulled, dies, outage = is_pulled and was_cut_off, False, 0
+            is_pulled = is_pulled and was_cut_off
+            if played:  # a scan that was refused has seen nothing go wrong
+                dies, outage = False, 0
         raise RackError(f"{unit.serial} does not come to its end in slot {slot}; the line's last refusal: {self.refusal}")
 
     async def run(self, slot, unit, is_worn, strike=None, kind="production"):
