@@ -44,10 +44,7 @@ class Script {
   void follow(const NamedCall& call) {
     const Record& record = *call.record;
     last_ = std::max(last_, record.ended);
-    if (record.call == Call::accept && record.result >= 0 && record.error == 0) {
-      connection_ = {.is_open = true, .last_sent = record.ended};
-      moments_.push_back({record.ended, "connect"});
-    }
+    if (record.call == Call::accept) accepted(record);
     if (call.node != "station" || !connection_.is_open) return;
     if (record.call == Call::shutdown || record.call == Call::close) shut();
     if (record.call == Call::recv) received(record);
@@ -55,6 +52,7 @@ class Script {
   }
 
   std::string text() {
+    if (refused_) moments_.push_back({*refused_, "connect"});
     moments_.push_back({last_ + kLonger, "end"});
     std::ranges::stable_sort(moments_, {}, &Moment::time);
     std::string lines;
@@ -64,6 +62,17 @@ class Script {
   }
 
  private:
+  /// A station that could not be accepted is there again when the program tries once more.
+  void accepted(const Record& record) {
+    if (record.result < 0 || record.error != 0) {
+      refused_ = record.ended;
+      return;
+    }
+    refused_.reset();
+    connection_ = {.is_open = true, .last_sent = record.ended};
+    moments_.push_back({record.ended, "connect"});
+  }
+
   void received(const Record& record) {
     if (connection_.is_shut || (record.flags & (kBegan | kCancelled)) != 0) return;
     if (record.result == 0) return gone(record.ended, "leave");
@@ -100,6 +109,7 @@ class Script {
 
   std::vector<Moment> moments_;
   Connection connection_;
+  std::optional<std::uint64_t> refused_;  ///< when no station could be accepted, and none was since
   std::uint64_t last_ = 0;
 };
 

@@ -321,6 +321,18 @@ TEST(Script, WhatTheProgramCouldNotReceiveIsSentAsAByte) {
             "1.000000 connect\n2.000000 send 61\n3.000000 send 00\n123.000000 end\n");
 }
 
+TEST(Script, AStationThatCouldNotBeAcceptedConnectsAllTheSame) {
+  RecordingWriter session;
+  const auto fails = [&session](int error) {
+    session.add({.call = Call::accept, .in = {3}, .out = {{}}, .result = -1, .error = error, .took = 1});
+  };
+  fails(4);  // it was only interrupted
+  session.add({.call = Call::accept, .in = {3}, .out = {"192.0.2.1:4000"}, .result = 4, .took = 1});
+  session.after(1).add({.call = Call::close, .in = {4}});
+  fails(5);
+  EXPECT_EQ(boardrec::station_script(read(session)), "2.000000 connect\n4.000000 connect\n124.000000 end\n");
+}
+
 TEST(StorageAnswerTest, ABlockIsHeldAgainstWhatItsOwnTestWrote) {
   EXPECT_THAT(differences(block_test('a', 'a'), block_test('b', 'b')), testing::IsEmpty());
   EXPECT_THAT(differences(block_test('a', 'a'), block_test('a', 'b')),

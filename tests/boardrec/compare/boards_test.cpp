@@ -114,7 +114,8 @@ void expect_told_apart(const Way& way, const std::string& file) {
   const Launched alike = compare(file, broken);
   EXPECT_EQ(alike.status, 0) << alike.out << alike.err;
   const Launched run = compare(file, healthy);
-  const Names expected = words_of(way.devices);
+  // A call that never came back is in no recording: it ends there.
+  const Names expected = way.fault == "app silent" ? Names() : words_of(way.devices);
   ASSERT_EQ(run.status, expected.empty() ? 0 : 1) << run.err;
   const json comparison = json::parse(run.out);
   EXPECT_EQ(devices_that_differ(comparison), expected);
