@@ -12,6 +12,8 @@ SMALL = 1000
 KEPT = 10_000
 MANY = 100_000
 MILLION = 1_000_000
+LISTS = ("the newest 100", "a batch that nobody has", "a verdict that none has", "last runs that failed", "a step that took long",
+         "a measured value that none has")
 
 
 def columns(build, *words):
@@ -56,6 +58,22 @@ def figures_rows(build):
             table.Row(name, table.ratio(found[1::2], found[::2]), f"{KEPT:,} runs")]
 
 
+def list_rows(build, runs):
+    """A page of lists of a file of so many runs, and their growth since ten thousand: what few runs answer is looked for in
+    all of them."""
+    with tempfile.TemporaryDirectory(dir=build) as folder:
+        files = [pathlib.Path(folder) / name for name in ("small.db", "large.db")]
+        for file, size in zip(files, (KEPT, runs)):
+            columns(build, "fill", file, size)
+        found = columns(build, "lists", FILE_ROUNDS, *files)
+    rows = []
+    for what, column in zip(LISTS, found):
+        name = f"Runs listed: {what}, {runs:,} runs"
+        rows += [table.Row(name, statistics.median(column[1::2]), "seconds", digits=4),
+                 table.Row(name, table.ratio(column[1::2], column[::2]), f"{KEPT:,} runs")]
+    return rows
+
+
 def million(build):
     """Files of a million runs, 2 GB; minutes, and only when it is named."""
-    return file_rows(build, MILLION) + figures_rows(build)
+    return file_rows(build, MILLION) + figures_rows(build) + list_rows(build, MILLION)

@@ -11,6 +11,10 @@
 //
 // records_speed figures ROUNDS FILE ...: prints, for each round and file, a row: seconds to find all figures
 // of all runs. Their days are kept beside the file before.
+//
+// records_speed lists ROUNDS FILE ...: prints, for each round and file, a row: seconds to list the newest 100
+// runs, those of a batch that nobody has, with a verdict that none has, units' last ones that failed, those
+// in which a step took long, those with a measured value that none has.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -174,6 +178,29 @@ void measure_file(const std::string& file, int round) {
   std::printf("%.9f %.9f %.9f %.9f\n", opening, begin, list, show);
 }
 
+void measure_lists(const std::string& file) {
+  RunFilter newest;
+  newest.newest_first = true;
+  newest.limit = 100;
+  RunFilter batch = newest, verdict = newest, last = newest, step = newest, measured = newest;
+  batch.batch = "XX";
+  verdict.verdicts = {"stopped"};
+  last.is_last = true;
+  last.verdicts = {"failed"};
+  step.step = StepFilter{"step-0", "", {}, 1000};
+  measured.step = StepFilter{"step-0", "", {}};
+  MeasuredFilter degrees;
+  degrees.name = "degrees";
+  degrees.low = 10;
+  degrees.at_least = 1000;
+  measured.measured = degrees;
+  for (const RunFilter& filter : {newest, batch, verdict, last, step, measured}) {
+    RecordsReader records(file);
+    std::printf("%.9f ", seconds_of([&] { records.for_each_row(filter, [](const StoredRun&) {}); }));
+  }
+  std::printf("\n");
+}
+
 void measure_figures(const std::string& file) {
   const double seconds = seconds_of([&] {
     if (find_figures(file, {}).runs == 0) throw std::runtime_error("there are no runs");
@@ -194,6 +221,10 @@ int main(int argc, char** argv) {
       for (int round = 0; round < std::stoi(words[1]); ++round) {
         for (std::size_t i = 2; i < words.size(); ++i) measure_file(words[i], round);
       }
+    } else if (words.size() > 2 && words[0] == "lists") {
+      for (int round = 0; round < std::stoi(words[1]); ++round) {
+        for (std::size_t i = 2; i < words.size(); ++i) measure_lists(words[i]);
+      }
     } else if (words.size() > 2 && words[0] == "figures") {
       for (std::size_t i = 2; i < words.size(); ++i) find_figures(words[i], {});
       for (int round = 0; round < std::stoi(words[1]); ++round) {
@@ -202,7 +233,7 @@ int main(int argc, char** argv) {
     } else {
       std::fputs(
           "records_speed commits FOLDER ROUNDS | fill FILE RUNS | files ROUNDS FILE ... | "
-          "figures ROUNDS FILE ...\n",
+          "figures ROUNDS FILE ... | lists ROUNDS FILE ...\n",
           stderr);
       return 64;
     }

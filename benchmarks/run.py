@@ -8,6 +8,7 @@ import sys
 sys.dont_write_bytecode = True  # nothing is left beside the sources
 
 import arm_items
+import central_items
 import line_items
 import recorder_items
 import records_items
@@ -18,9 +19,9 @@ import xml_items
 
 ITEMS = {item.__name__: item for item in (
     server_items.requests, server_items.start, server_items.allocations, xml_items.xml, storage_items.storage,
-    records_items.records, records_items.million, line_items.line, line_items.line_delay, recorder_items.recorder, arm_items.sizes,
+    records_items.records, records_items.million, central_items.central, line_items.line, line_items.line_delay, recorder_items.recorder, arm_items.sizes,
     arm_items.memory)}
-WHEN_NAMED = ("million",)
+WHEN_NAMED = ("million", "central")
 
 
 def main(arguments):
