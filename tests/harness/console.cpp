@@ -72,8 +72,8 @@ Console::Console() : out_((std::fflush(stdout), STDOUT_FILENO)), err_((std::fflu
 Console::~Console() {
   std::fflush(stdout);
   std::fflush(stderr);
-  const std::string out = out_.text();
-  const std::string err = err_.text();
+  const std::string out = out_.forgotten + out_.text();
+  const std::string err = err_.forgotten + err_.text();
   for (const Stream& stream : {out_, err_}) {
     dup2(stream.original, stream.descriptor);
     close(stream.original);
@@ -117,8 +117,9 @@ void Console::join() {
 void Console::clear() {
   std::fflush(stdout);
   std::fflush(stderr);
-  for (const Stream& stream : {out_, err_}) {
-    if (ftruncate(stream.capture, 0) != 0 || lseek(stream.capture, 0, SEEK_SET) != 0) {
+  for (Stream* const stream : {&out_, &err_}) {
+    if (::testing::Test::HasFailure()) stream->forgotten += stream->text();
+    if (ftruncate(stream->capture, 0) != 0 || lseek(stream->capture, 0, SEEK_SET) != 0) {
       throw std::runtime_error("the captured console cannot be cleared");
     }
   }

@@ -24,7 +24,7 @@ class Console {
   /// From now on standard error stands in out(), between the lines of standard output, as both came: so it is
   /// on the terminal that is a board's console.
   void join();
-  /// Forgets everything so far.
+  /// Forgets everything so far; what stood there of a test that has failed is shown at the end all the same.
   void clear();
 
  private:
@@ -36,6 +36,7 @@ class Console {
     int descriptor;
     int original;
     int capture;
+    std::string forgotten{};  ///< of a test that had failed, failures among it
   };
 
   Stream out_;
