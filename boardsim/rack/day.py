@@ -93,7 +93,8 @@ def check_units(slot, family, shift):
 def draw_defect(chance, family):
     if chance.random() < GOOD_SHARE:
         return units.GOOD
-    kinds = [units.SHAKY] * 3 + [chance.choice(units.HANGS), chance.choice(units.PULLED)]
+    hangs = [hang for hang in units.HANGS if family in hang.families]
+    kinds = [units.SHAKY] * 3 + [chance.choice(hangs), chance.choice(units.PULLED)]
     kinds += [chance.choice([broken for broken in units.BROKEN if family in broken.families]) for _ in range(6)]
     kinds += [UNSEEN[family]] if family in UNSEEN else []
     return chance.choice(kinds)

@@ -24,7 +24,7 @@ import rack
 import units
 
 PATIENCE = 100  # seconds, against hanging only
-SEED = "538"  # among its first eight units is each kind
+SEED = "40"  # among its first eight units is each kind
 # Steps in which the defects of these units show, long ones behind the middle, in which a board is pulled; and none that a
 # busy PC disturbs while the boards' time runs fast.
 STEPS = ("alarm-5in3out", "sd", "temp", "iris", "light", "in-light", "get-tg", "restart")
@@ -78,7 +78,7 @@ class DemonstrationTest(unittest.TestCase):
     def test_each_unit_ends_as_its_defect_deserves(self):
         drawn = list(itertools.islice(units.draw(SEED), 8))
         kinds = [unit.defect for unit in drawn]
-        for kind in (units.GOOD, units.SHAKY, units.HANGS[0]):
+        for kind in (units.GOOD, units.SHAKY, units.SLOW):
             self.assertIn(kind, kinds)
         self.assertTrue(set(kinds) & set(units.BROKEN) and set(kinds) & set(units.PULLED))
         process = self.start("--units", str(len(drawn)))
@@ -93,7 +93,7 @@ class DemonstrationTest(unittest.TestCase):
         self.assertEqual(check.returncode, 0)
         # The same units once more: the records are still there, and so is what they say of the unit that did not pass.
         out, _ = self.start("--units", "4").communicate(timeout=PATIENCE)
-        refused = next(unit for unit in drawn if unit.defect == units.HANGS[0])
+        refused = next(unit for unit in drawn if unit.defect == units.SLOW)
         self.assertIn(f"{refused.serial} is refused: ", out.decode())
         self.assertEqual(list(records.execute("SELECT count(*) FROM run")), [(len(drawn) + 3,)], out.decode())
 

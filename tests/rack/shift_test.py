@@ -214,7 +214,7 @@ class ShiftTest(unittest.TestCase):
         alarm = day.Step("alarm-5in3out", ("failed",), "测试失败:T1不通或(F1+F1-)短路!!!")
         self.assertEqual(day.deserved(unit, True, names, 6), ("failed", (alarm, shaky, temp)))
         hangs = day.Step("sd", ("timed_out",), "no reply within 6 s: the board does not know this code, or the test hangs")
-        unit = dataclasses.replace(unit, defect=units.HANGS[0])
+        unit = dataclasses.replace(unit, defect=units.SLOW)
         self.assertEqual(day.deserved(unit, True, names, 6), ("error", (alarm, hangs)), "behind it there is no board")
 
     def test_words_are_of_one_kind_whatever_their_numbers_are(self):
