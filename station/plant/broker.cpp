@@ -26,7 +26,7 @@ constexpr int kAllThereIs = 100;  // packets to read at a time
 
 using Client = std::unique_ptr<mosquitto, void (*)(mosquitto*)>;
 
-const char* text_or_null(const std::optional<NamedFile>& file) {
+const char* path_or_null(const std::optional<NamedFile>& file) {
   return file ? file->path.c_str() : nullptr;
 }
 
@@ -92,9 +92,9 @@ void Broker::State::set_up(const MqttFile& mqtt, const MqttMessage& will) {
                                      mqtt.password_file ? password.c_str() : nullptr));
   }
   if (!mqtt.is_encrypted) return;
-  expect(mosquitto_tls_set(client.get(), text_or_null(mqtt.ca),
-                           mqtt.ca ? nullptr : X509_get_default_cert_dir(), text_or_null(mqtt.certificate),
-                           text_or_null(mqtt.key), no_passphrase_for_it));
+  expect(mosquitto_tls_set(client.get(), path_or_null(mqtt.ca),
+                           mqtt.ca ? nullptr : X509_get_default_cert_dir(), path_or_null(mqtt.certificate),
+                           path_or_null(mqtt.key), no_passphrase_for_it));
 }
 
 void Broker::State::listen_to_library() {

@@ -37,7 +37,7 @@ constexpr std::array<FixedBytes, 4> kFixed{{
     {64, "\0\0\0\0"sv},                                  // no incremental vacuum
     {72, "\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0"sv},  // not used
 }};
-constexpr std::size_t kHeader = 100;
+constexpr std::size_t kDatabaseHeader = 100;
 
 class Check {
  public:
@@ -82,7 +82,7 @@ class Check {
   void look_at_header() {
     if (is_held(file_)) return;  // the writer's locks would be gone with what is opened here
     std::ifstream file(file_, std::ios::binary);
-    std::string header(kHeader, '\0');
+    std::string header(kDatabaseHeader, '\0');
     file.read(header.data(), static_cast<std::streamsize>(header.size()));
     if (!file || look_at(file_) != FileKind::records) return;  // all of it is in the log beside it
     for (const FixedBytes& fixed : kFixed) {

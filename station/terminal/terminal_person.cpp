@@ -10,7 +10,7 @@
 namespace t1station {
 namespace {
 
-constexpr std::size_t kLongestLine = 256;  // bytes; nobody answers at such length
+constexpr std::size_t kLongestAnswer = 256;  // bytes; nobody answers at such length
 
 std::optional<bool> meaning(std::string line) {
   std::erase_if(line, [](unsigned char letter) { return std::isspace(letter) != 0; });
@@ -26,7 +26,7 @@ std::optional<bool> meaning(std::string line) {
 bool TerminalPerson::read_some() {
   pollfd item{descriptor_, POLLIN, 0};
   if (poll(&item, 1, 0) != 1) return false;
-  std::array<char, kLongestLine> bytes{};
+  std::array<char, kLongestAnswer> bytes{};
   const ssize_t count = read(descriptor_, bytes.data(), bytes.size());
   if (count <= 0) return false;
   typed_.append(bytes.data(), static_cast<std::size_t>(count));
@@ -45,7 +45,7 @@ std::optional<bool> TerminalPerson::answer() {
     typed_.erase(0, end + 1);
     if (said) return said;
   }
-  if (typed_.size() > kLongestLine) typed_.clear();
+  if (typed_.size() > kLongestAnswer) typed_.clear();
   return std::nullopt;
 }
 
