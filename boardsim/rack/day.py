@@ -5,6 +5,7 @@ import collections
 import dataclasses
 import itertools
 import math
+import os
 import random
 import re
 
@@ -161,6 +162,7 @@ def figures(all_runs):
         "final_yield": share(lasts, lambda run: run.verdict == "passed"),
         "failures": failures(runs),
         "steps": steps(runs),
+        "batches": batches(by_unit.keys(), judged),
         "slots": {slot: (len(its), not_passed(its)) for slot, its in slots.items()},
         "marked": sorted(slot for slot, its in slots.items() if is_marked(its, runs)),
     }
@@ -180,6 +182,20 @@ def failures(runs):
                 for span, number in zip(ranges, numbers):
                     span[:] = min(span[0], number), max(span[1], number)
     return kinds
+
+
+def batches(units_of_plans, judged):
+    """By one character more than all serial numbers have in common: the units, their first runs that are judged, and how many
+    of these were good."""
+    serials = [serial for _, serial in units_of_plans]
+    length = len(os.path.commonprefix(serials)) + 1
+    found = {serial[:length]: [0, 0, 0] for serial in serials}
+    for serial in serials:
+        found[serial[:length]][0] += 1
+    for run in judged:
+        found[run.serial[:length]][1] += 1
+        found[run.serial[:length]][2] += passed_at_once(run)
+    return found
 
 
 def word_kind(words):

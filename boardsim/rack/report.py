@@ -62,6 +62,7 @@ def figures(text):
     found["runs"] = int(reader.tiles["runs"])
     found["verdicts"] = {its["data-verdict"]: int(cells[1]) for its, cells in rows["verdicts"] if int(cells[1])}
     found["slots"] = {cells[1]: (int(cells[2]), int(cells[3])) for _, cells in rows["slots"]}
+    found["batches"] = {cells[0]: [int(cells[1]), int(cells[3]), int(cells[3]) - int(cells[4])] for _, cells in rows["batches"]}
     found["marked"] = sorted(cells[1] for its, cells in rows["slots"] if "data-marked" in its)
     found["steps"] = {(cells[0], cells[1].split()[1]): (int(cells[2]), int(cells[3]), int(cells[6])) for _, cells in rows["steps"]}
     if len(rows["failures"]) < MOST_KINDS:
@@ -74,6 +75,8 @@ def printed(truth):
     """The same of figures that were found without it."""
     found = {name: "–" if truth[name] is None else f"{100 * truth[name]:.1f} %" for name in YIELDS}
     found |= {name: truth[name] for name in ("runs", "slots", "marked")}
+    are_batches = 1 < len(truth["batches"]) < truth["units"]  # not each unit one of its own
+    found["batches"] = truth["batches"] if are_batches else {}
     found["verdicts"] = truth["verdicts"] | ({"retried": truth["retried"]} if truth["retried"] else {})
     found["steps"] = {step: (its["runs"], its["outcomes"].total(), its["retried"]) for step, its in truth["steps"].items()}
     failures = collections.Counter()

@@ -157,6 +157,7 @@ def told_figures(told):
                      (row["outcomes"], [[span["low"], span["high"]] for span in row["numbers"]]) for row in told["failures"]},
         "steps": {(row["plan"], row["step"]): {"runs": row["runs"], "retried": row["retried"]["runs"], "outcomes": row["outcomes"]}
                   for row in told["steps"]},
+        "batches": {row["begin"]: [row["units"], row["first_runs"]["units"], row["first_runs"]["passed"]] for row in told["batches"]},
         "slots": {row["slot"]: (row["runs"], row["not_passed"]) for row in told["slots"]},
         "marked": sorted(row["slot"] for row in told["slots"] if row["marked"]),
     }
