@@ -109,9 +109,8 @@ void add_batches(pugi::xml_node to, const Figures& figures, Wording say, const F
                    "批次", say);
   }
   add(section, "p",
-      say("开头比这段时间内所有序列号共有的多一个字符；点开头可看该批次内部。标记同上。",
-          "One character more than all serial numbers of the window have in common; each leads into "
-          "its batch. Marked as slots are."),
+      say("开头比这段时间内所有序列号共有的多一个字符。标记同上。",
+          "One character more than all serial numbers of the window have in common. Marked as slots are."),
       "note");
 }
 
