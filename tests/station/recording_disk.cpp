@@ -45,9 +45,10 @@ void tear(const RecordingDisk::Operation& operation, std::string& content, std::
   if (operation.kind != RecordingDisk::Operation::Kind::write || operation.bytes.empty()) return;
   constexpr std::size_t kSector = 512;
   const std::size_t size = operation.bytes.size();
-  std::size_t from = 0, to = random() % (size + 1);
+  const auto up_to = [&random](std::size_t most) { return static_cast<std::size_t>(random() % (most + 1)); };
+  std::size_t from = 0, to = up_to(size);
   if (random() % 2 == 0) {
-    from = random() % size / kSector * kSector;
+    from = up_to(size - 1) / kSector * kSector;
     to = std::max(to / kSector * kSector, from);
   }
   put(content, operation.offset + static_cast<std::int64_t>(from),

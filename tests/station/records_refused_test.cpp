@@ -107,8 +107,9 @@ TEST_F(RecordsRefusedTest, AFullDiskIsSaidWhenTheFileIsMade) {
 
 TEST_F(RecordsRefusedTest, NetworkFileSystemsAreNotTrusted) {
   EXPECT_EQ(t1station::untrusted_file_system(0x6969), "NFS");
-  EXPECT_EQ(t1station::untrusted_file_system(0xFFFFFFFFFF534D42), "CIFS");  // as a signed number gives it
-  EXPECT_EQ(t1station::untrusted_file_system(0xEF53), "");                  // ext4
+  constexpr auto kSigned = static_cast<unsigned long>(static_cast<std::int32_t>(0xFF534D42));
+  EXPECT_EQ(t1station::untrusted_file_system(kSigned), "CIFS");  // as some systems give it
+  EXPECT_EQ(t1station::untrusted_file_system(0xEF53), "");       // ext4
 }
 
 TEST_F(RecordsRefusedTest, ASecondOwnerIsToldWhoHasTheFile) {
