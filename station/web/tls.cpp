@@ -11,8 +11,8 @@ namespace ssl = boost::asio::ssl;
 ssl::context tls_context(const std::string& certificate, const std::string& key) {
   ssl::context context(ssl::context::tls_server);
   SSL_CTX_set_min_proto_version(context.native_handle(), TLS1_2_VERSION);
-  context.set_options(ssl::context::default_workarounds | ssl::context::no_compression |
-                      SSL_OP_NO_RENEGOTIATION | SSL_OP_CIPHER_SERVER_PREFERENCE);
+  context.set_options(ssl::context::default_workarounds | ssl::context::no_compression);
+  SSL_CTX_set_options(context.native_handle(), SSL_OP_NO_RENEGOTIATION | SSL_OP_CIPHER_SERVER_PREFERENCE);
   boost::system::error_code error;
   context.set_password_callback([](std::size_t, ssl::context::password_purpose) { return std::string(); },
                                 error);
