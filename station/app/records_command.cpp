@@ -217,7 +217,7 @@ int release(const RecordsWords& words, const Environment& around) {
     Records(words.file).release(words.serial, words.reason, words.operator_name);
   } catch (const RecordsOwned& owned) {
     throw RecordsOwned(std::string(owned.what()) +
-                       "; while a line runs, an engineer asks it to release the unit: docs/line-http.md");
+                       "; while a line runs, an engineer releases the unit on its page");
   }
   around.out << clean_text(words.serial) << " may be run again\n";
   return exit_code::kPassed;

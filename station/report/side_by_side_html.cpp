@@ -73,7 +73,7 @@ void add_batches(pugi::xml_node to, const Figures& figures, Wording say, const F
   if (!has_batches(figures)) return;
   pugi::xml_node section = add_figure_section(to, say("批次比较", "Batches side by side"), "batches");
   pugi::xml_node body =
-      add_heading(add(section, "table"), {{say("序列号开头", "Serial numbers from"), ""},
+      add_heading(add(section, "table"), {{say("序列号开头", "Serial numbers begin with"), ""},
                                           {say("块板", "Units"), "number"},
                                           {say("最终合格率", "Final yield"), "number"},
                                           {say("第一次运行", "First runs"), "number"},

@@ -42,7 +42,7 @@ void add_not_passed(pugi::xml_node body, const Figures& figures, RecordsReader& 
 }  // namespace
 
 std::string batch_words(const std::string& batch, Wording say) {
-  return say("序列号开头", "serial numbers from") + " " + batch + "…";
+  return say("序列号开头", "serial numbers that begin with") + " " + batch + "…";
 }
 
 void add_window(pugi::xml_node to, const FigureWindow& window, Wording say) {

@@ -186,7 +186,7 @@ void add_window_form(pugi::xml_node to, const Figures& figures, Wording say) {
     if (plan.name == figures.window.plan) set(option, "selected", "selected");
   }
   label = add(form, "label");
-  add(label, "span", say("序列号开头", "Serial numbers from"));
+  add(label, "span", say("序列号开头", "Serial number begins with"));
   pugi::xml_node batch = add(label, "input");
   set(batch, "id", "batch");
   set(batch, "value", figures.window.batch.value_or(""));

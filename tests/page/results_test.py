@@ -199,7 +199,7 @@ class Window(Results):
             self.until(lambda: self.script("return document.querySelector('#batch')?.value") == begin)
             self.ready()
             self.assertIn(f"{units} units", self.text("[data-figure=runs]"))
-            self.assertIn(f"serial numbers from {begin}…", self.text(".window"))
+            self.assertIn(f"serial numbers that begin with {begin}…", self.text(".window"))
         self.script("document.querySelector('#batch').value = 'XY'")
         self.click("#window button")
         self.until(lambda: "batch=XY" in self.driver.current_url)

@@ -170,8 +170,9 @@ TEST_F(RecordsCommandTest, AFormatThatThereIsNotIsRefusedWithThoseThatThereAre) 
 
 TEST_F(RecordsCommandTest, AReleaseIsForTheOwnerOfTheFile) {
   EXPECT_EQ(run({"release", file_, "AB00000002", "--reason", "repaired"}), 4);
-  EXPECT_THAT(err(), testing::AllOf(HasSubstr("belongs to another process"),
-                                    HasSubstr("while a line runs, an engineer asks it to release the unit")));
+  EXPECT_THAT(err(),
+              testing::AllOf(HasSubstr("belongs to another process"),
+                             HasSubstr("while a line runs, an engineer releases the unit on its page")));
   EXPECT_EQ(run({"release", directory_.file("other.db"), "AB00000002", "--reason", "repaired"}), 4);
   EXPECT_FALSE(std::filesystem::exists(directory_.file("other.db")));
 }
