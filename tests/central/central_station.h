@@ -55,9 +55,9 @@ class CentralStation {
     EXPECT_TRUE(came) << state_.state << ", " << state_.behind << " behind; the log:\n" << log_;
   }
   /// Waits until no more than so many runs are behind.
-  void await_behind(std::int64_t most) {
+  void await_behind(std::int64_t most, std::chrono::seconds longest = std::chrono::seconds(60)) {
     std::unique_lock lock(mutex_);
-    const bool came = told_.wait_for(lock, std::chrono::seconds(60), [&] { return state_.behind <= most; });
+    const bool came = told_.wait_for(lock, longest, [&] { return state_.behind <= most; });
     EXPECT_TRUE(came) << state_.behind << " behind; the log:\n" << log_;
   }
   /// Waits until the log has these words.

@@ -1,9 +1,13 @@
 // Many stations and one database: nobody is in anybody's way.
 #include <chrono>
 #include <cstdlib>
+#include <functional>
 #include <iostream>
+#include <thread>
 
+#include "station/central/central_figures.h"
 #include "station/central/central_schema.h"
+#include "station/figures/figures.h"
 #include "tests/central/central_station.h"
 
 namespace {
@@ -13,6 +17,12 @@ constexpr int kStations = 40;
 int wanted_number(const char* variable, int otherwise) {
   const char* const wanted = std::getenv(variable);
   return wanted == nullptr ? otherwise : std::stoi(wanted);
+}
+
+double seconds_of(const std::function<void()>& work) {
+  const auto start = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 class ManyStationsTest : public CentralTest {
@@ -45,37 +55,50 @@ class ManyStationsTest : public CentralTest {
 };
 
 /// As many runs of each as the environment variable BOARDTEST_CENTRAL_RUNS says, beside as many as
-/// BOARDTEST_CENTRAL_ROWS says; it then says how fast they went.
+/// BOARDTEST_CENTRAL_ROWS says; it then says how long everything took.
 TEST_F(ManyStationsTest, FortyThatSendAtOnceAreInNobodysWay) {
   const int runs = wanted_number("BOARDTEST_CENTRAL_RUNS", 1),
             rows = wanted_number("BOARDTEST_CENTRAL_ROWS", 0);
   const bool is_measured = runs > 1;
   if (rows > 0) fill(rows);
-  std::vector<std::unique_ptr<CentralStation>> stations;
-  for (int i = 0; i < kStations; ++i) {
-    stations.push_back(std::make_unique<CentralStation>());
-    for (int run = 0; run < runs; ++run)
-      stations.back()->pass({"AB" + std::to_string(100000000 + run).substr(1)});
+  std::vector<std::unique_ptr<CentralStation>> stations(kStations);
+  {
+    std::vector<std::jthread> lines;
+    for (int first_unit = 100000000; std::unique_ptr<CentralStation> & station : stations) {
+      lines.emplace_back([&station, runs, first_unit] {
+        station = std::make_unique<CentralStation>();
+        for (int unit = first_unit; unit < first_unit + runs; ++unit)
+          station->pass({"AB" + std::to_string(unit).substr(1)});
+      });
+      first_unit += runs;
+    }
   }
   if (is_measured) server().restart_with("fsync = on\n");
-  const auto start = std::chrono::steady_clock::now();
-  for (const auto& station : stations) station->begin(url());
-  for (const auto& station : stations) station->await_behind(0);
-  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-  if (is_measured) {
-    std::cout << kStations * runs << " runs in " << took.count() << " s, "
-              << static_cast<int>(kStations * runs / took.count()) << " a second; "
-              << sql("SELECT pg_size_pretty(pg_database_size(current_database()))") << "\n";
-  }
+  const double sending = seconds_of([&] {
+    for (const auto& station : stations) station->begin(url());
+    for (const auto& station : stations) station->await_behind(0, std::chrono::hours(2));
+  });
   for (const auto& station : stations) {
     station->end();
     EXPECT_THAT(station->events("central_waiting"), testing::IsEmpty());
   }
-  if (is_measured) server().restart_with("fsync = off\n");
+  if (is_measured) {
+    sql("ANALYZE");  // as a plant's server does by itself
+    std::cout << kStations * runs << " runs in " << sending << " s, "
+              << static_cast<int>(kStations * runs / sending) << " a second; "
+              << sql("SELECT pg_size_pretty(pg_database_size(current_database()))") << "\n"
+              << "figures of all in " << seconds_of([&] {
+                   t1station::CentralFigures all(url(), {}, -1);
+                   EXPECT_EQ(t1station::find_figures(all, {}).units, kStations * runs + rows);
+                 })
+              << " s\n";
+    server().restart_with("fsync = off\n");
+  }
   EXPECT_EQ(sql("SELECT count(*), count(DISTINCT chain) FROM run WHERE chain <> 'filled'"),
             std::to_string(kStations * runs) + "|" + std::to_string(kStations));
   if (rows == 0) {
-    EXPECT_EQ(findings(), std::vector<std::string>{});
+    const double checking = seconds_of([&] { EXPECT_EQ(findings(), std::vector<std::string>{}); });
+    if (is_measured) std::cout << "checked in " << checking << " s\n";
   }
 }
 
