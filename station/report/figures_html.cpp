@@ -70,7 +70,7 @@ class FiguresPage {
     if (share.part == share.all) return;
     add_text(of, " · ");
     const std::int64_t count = share.all - share.part;
-    runs_.add(of, count, lost, say_("未通过", "lost") + " " + std::to_string(count));
+    runs_.add(of, count, lost, say_("未合格", "lost") + " " + std::to_string(count));
   }
 
   void add_first_yield(pugi::xml_node tiles, const char* figure, const std::string& name, const Share& share,
