@@ -80,17 +80,20 @@ Measurement take_measurement(const Measure& measure, const Findings& findings) {
 std::string trouble_with(const Measurement& measurement) {
   if (measurement.outcome == "passed") return {};
   if (!measurement.value) return measurement.name + " not found";
-  // A number that is beyond its limit must not read as the limit itself.
-  std::string number = digits(*measurement.value, kShownDigits);
-  if ((measurement.low && number == shortest(*measurement.low)) ||
-      (measurement.high && number == shortest(*measurement.high)))
-    number = shortest(*measurement.value);
-  const std::string value =
-      measurement.name + " " + number + (measurement.unit.empty() ? "" : " " + measurement.unit);
+  const std::string value = measurement.name + " " +
+                            shown_value(*measurement.value, measurement.low, measurement.high) +
+                            (measurement.unit.empty() ? "" : " " + measurement.unit);
   if (measurement.outcome == "low" && measurement.low) return value + ", below " + shortest(*measurement.low);
   if (measurement.outcome == "high" && measurement.high)
     return value + ", above " + shortest(*measurement.high);
   return value + ", " + measurement.outcome;
+}
+
+std::string shown_value(double value, std::optional<double> low, std::optional<double> high) {
+  const std::string number = digits(value, kShownDigits);
+  // One that is beyond its limit must not read as the limit itself.
+  const bool is_a_limit = (low && number == shortest(*low)) || (high && number == shortest(*high));
+  return is_a_limit ? shortest(value) : number;
 }
 
 std::string shortest(double number) {

@@ -36,6 +36,9 @@ Measurement take_measurement(const Measure& measure, const Findings& findings);
 /// nothing is.
 std::string trouble_with(const Measurement& measurement);
 
+/// A measured number for people, in six digits; in ten where six would make it one of its limits.
+std::string shown_value(double value, std::optional<double> low, std::optional<double> high);
+
 /// A number in the fewest digits that tell it, ten at most: "0.1", "60".
 std::string shortest(double number);
 

@@ -142,7 +142,9 @@ class RunPage {
         add(row, "td", attempt.step);
         add(row, "td", std::to_string(attempt.number), "number");
         add(row, "td", measurement.name);
-        add(row, "td", measurement.value ? shortest(*measurement.value) : "–", "number");
+        add(row, "td",
+            measurement.value ? shown_value(*measurement.value, measurement.low, measurement.high) : "–",
+            "number");
         add(row, "td", measurement.unit.value_or(""));
         add(row, "td", limits_of(measurement), "nowrap");
         add(add(row, "td"), "span", measured_words(measurement.outcome, say_),

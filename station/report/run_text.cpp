@@ -1,8 +1,6 @@
 #include "station/report/run_text.h"
 
-#include <array>
-#include <charconv>
-
+#include "station/plan/measure.h"
 #include "station/text/text.h"
 
 namespace t1station {
@@ -10,11 +8,6 @@ namespace {
 
 std::string column(const std::string& text, std::size_t width) {
   return pad_to_width(one_line(text), width) + "  ";
-}
-
-std::string number_text(double number) {
-  std::array<char, 32> text{};
-  return {text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr};
 }
 
 std::string line(const std::string& name, const std::optional<std::string>& text) {
@@ -27,10 +20,11 @@ std::string verdict_of(const StoredRun& run) {
 
 std::string measurement_text(const StoredMeasurement& measurement) {
   std::string text = "      " + measurement.name + ": ";
-  text += measurement.value ? number_text(*measurement.value) : "not found";
+  text +=
+      measurement.value ? shown_value(*measurement.value, measurement.low, measurement.high) : "not found";
   if (measurement.value && measurement.unit) text += " " + *measurement.unit;
-  if (measurement.low) text += ", at least " + number_text(*measurement.low);
-  if (measurement.high) text += ", at most " + number_text(*measurement.high);
+  if (measurement.low) text += ", at least " + shortest(*measurement.low);
+  if (measurement.high) text += ", at most " + shortest(*measurement.high);
   return one_line(text + ": " + measurement.outcome) + "\n";
 }
 

@@ -93,6 +93,23 @@ TEST_F(RecordsCommandTest, ListChoosesRunsByUnitVerdictAndTime) {
   EXPECT_THAT(err(), HasSubstr("\"chek\" is no kind: there are production and check"));
 }
 
+TEST_F(RecordsCommandTest, PeopleSeeSixDigitsOfANumberUnlessItWouldReadAsItsLimit) {
+  const std::string id = records_.begin_run(unit("AB00000003"), plan());
+  const std::string connection = records_.add_connection(id, "192.0.2.7:36001", kBuild);
+  t1station::NewAttempt attempt = temperature_attempt(id, connection);
+  for (const double value : {35.25123456789, 60.00000123}) {
+    records_.end_attempt(records_.begin_attempt(attempt), measured(value));
+    ++attempt.number;
+  }
+  run({"show", file_, id});
+  EXPECT_THAT(out(),
+              testing::AllOf(HasSubstr("degrees: 35.2512 degC"), HasSubstr("degrees: 60.00000123 degC")));
+  run({"export", file_, "--format", "html", "--run", id});
+  EXPECT_THAT(out(), testing::AllOf(HasSubstr(">35.2512<"), HasSubstr(">60.00000123<")));
+  run({"export", file_, "--format", "jsonl", "--run", id});
+  EXPECT_THAT(out(), HasSubstr("35.25123456789"));
+}
+
 TEST_F(RecordsCommandTest, ShowTellsARunWithItsAttemptsAndMeasurements) {
   EXPECT_EQ(run({"show", file_, runs_[0].id}), 0);
   EXPECT_THAT(out(), HasSubstr("Build       BUILD: Mar 29 2019-22:09:55\n"));
