@@ -102,16 +102,19 @@ TEST_F(FlatFieldTest, VersionBytesCountUpTo255) {
                 "ff_ver: V255.255.255 255-255-255, build at 2031-12-09 23:05, used state: unkown\n");
 }
 
-TEST_F(FlatFieldTest, ATimeThatIsNoneIsShownWithoutHarm) {
-  for (const std::uint32_t word : {0x80000000U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
+TEST_F(FlatFieldTest, ATimeThatIsNoneIsShownAsItStandsAndWhatIsTooLargeWrapsAround) {
+  for (const auto& [word, shown] :
+       {std::pair{0x80000000U, "-2147481748--2147483647--2147483648 -2147483648:-2147483648"},
+        {0x7FFFFFFFU, "-2147481749--2147483648-2147483647 2147483647:2147483647"},
+        {0xFFFFFFFFU, "1899-00--1 -1:-1"},
+        {0U, "1900-01-00 00:00"},
+        {100U, "2000-101-100 100:100"}}) {
     SCOPED_TRACE(word);
     Bytes record = flat_field();
     for (std::size_t i = 0; i < 11; ++i) put(record, 24 + 4 * i, word);
     put(record, 4, sum(record));
-    board->emmc.set_bytes(kFlatField, record);
-    console.clear();
-    EXPECT_EQ(reaf_ff_corr_info(), 0);
-    EXPECT_EQ(console.lines().size(), 1U);
+    expect_record(record, 0,
+                  "ff_ver: V7.8.9 99-01-02, build at " + std::string(shown) + ", used state: unkown\n");
   }
 }
 

@@ -145,6 +145,11 @@ TEST_F(TgFileTest, WhatStandsBeforeTheSectionAndBehindItsNameIsSkipped) {
   expect_pairs(tg::section("QN_5RX6454A_B", own_block()));
 }
 
+TEST_F(TgFileTest, TheEndOfTheFileClosesTheNameOfASectionAndTheEndOfItsLineDoesNot) {
+  expect_code(-4, "[QN-5RX6454", kNoVersion);
+  expect_code(-3, "[QN-5RX6454\n" + own_block(), kNoSection);
+}
+
 TEST_F(TgFileTest, OnlyTheFirstSectionOfAModelCounts) {
   expect_code(-4, section(tg::block(tg::many(1), "[TF9V9][TS9V9]")) + section(own_block()), kNoVersion);
 }

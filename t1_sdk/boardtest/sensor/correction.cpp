@@ -1,7 +1,6 @@
 #include "t1_sdk/boardtest/sensor/correction.h"
 
 #include <cstdio>
-#include <ctime>
 
 #include "t1_sdk/boardtest/platform/factory_store.h"
 #include "t1_sdk/boardtest/protocol/report.h"
@@ -11,19 +10,9 @@ using namespace boardtest;
 
 namespace {
 
-/// The build time as text. What no clock shows is formatted as it stands.
-void format_time(const StoredTime& stored, char* text, std::size_t size) {
-  std::tm time{};
-  time.tm_sec = stored.sec;
-  time.tm_min = stored.min;
-  time.tm_hour = stored.hour;
-  time.tm_mday = stored.mday;
-  time.tm_mon = stored.mon;
-  time.tm_year = stored.year;
-  time.tm_wday = stored.wday;
-  time.tm_yday = stored.yday;
-  time.tm_isdst = stored.isdst;
-  text[std::strftime(text, size, "%F %R", &time)] = '\0';  // nothing when it does not fit
+/// What is too large wraps around.
+int wrapping_sum(std::int32_t a, std::int32_t b) {
+  return static_cast<int>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
 }
 
 /// The description says that the test succeeded whatever the check found: the console tells more.
@@ -50,11 +39,11 @@ int reaf_ff_corr_info() {
     std::printf("check_sum_1 on flash is %#x, actual is %#x\n", info.check_sum_1, sum);
     return -1;
   }
-  char built[64];
-  format_time(info.ff_time, built, sizeof built);
   const VER_CTRL& version = info.ff_ver;
-  std::printf("ff_ver: V%d.%d.%d %02d-%02d-%02d, build at %s, used state: unkown\n", version.main_ver,
-              version.sub_ver, version.mod_ver, version.year, version.month, version.day, built);
+  const StoredTime& built = info.ff_time;  // what no clock shows is printed as it stands
+  std::printf("ff_ver: V%d.%d.%d %02d-%02d-%02d, build at %d-%02d-%02d %02d:%02d, used state: unkown\n",
+              version.main_ver, version.sub_ver, version.mod_ver, version.year, version.month, version.day,
+              wrapping_sum(built.year, 1900), wrapping_sum(built.mon, 1), built.mday, built.hour, built.min);
   return 0;
 }
 

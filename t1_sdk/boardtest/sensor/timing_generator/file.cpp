@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <string_view>
 
 #include "t1_sdk/boardtest/platform/device_type.h"
 #include "t1_sdk/boardtest/platform/factory_store.h"
@@ -31,11 +32,17 @@ bool read_line(const File& file, Line& line) {
   return std::fgets(line.text, sizeof line.text, file.get()) != nullptr;
 }
 
+/// Whether the line begins with this name in brackets; the end of a text closes them too.
+bool names(const Line& line, std::string_view model) {
+  if (line.text[0] != '[') return false;
+  const char* const name = line.text + 1;
+  return std::string_view(name, std::strcspn(name, "]")) == model;
+}
+
 bool find_section(const File& file, const char* model) {
   Line line;
   while (read_line(file, line)) {
-    char name[sizeof line.text];
-    if (std::sscanf(line.text, "[%63[^]]", name) == 1 && std::strcmp(name, model) == 0) return true;
+    if (names(line, model)) return true;
   }
   return false;
 }
