@@ -8,7 +8,7 @@ import tempfile
 
 import table
 
-SMALL = 600_000  # bytes of the static file
+SMALL = 450_000  # bytes of the static file
 LITTLE = 2 * 1024  # kB of memory
 
 

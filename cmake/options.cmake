@@ -43,14 +43,15 @@ if(BT_LIBRARIES)
     -Wl,--disable-new-dtags -Wl,--dynamic-linker=${BT_LIBRARIES}/lib/ld-linux-armhf.so.3)
 endif()
 
+include(cmake/unreached.cmake)
 option(BT_STATIC "A program that needs no library on the board, stripped and as small as it gets" OFF)
 if(BT_STATIC)
   set(CMAKE_POSITION_INDEPENDENT_CODE OFF)
   set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ON)
   target_compile_options(bt_options INTERFACE -fno-pie -ffunction-sections -fdata-sections)
   # What prints the name of an exception that nobody caught brings a demangler along: ending is enough.
-  target_link_options(bt_options INTERFACE -static -no-pie -s -Wl,--gc-sections
-    -Wl,--defsym=_ZN9__gnu_cxx27__verbose_terminate_handlerEv=abort)
+  target_link_options(bt_options INTERFACE -s -Wl,--defsym=_ZN9__gnu_cxx27__verbose_terminate_handlerEv=abort)
+  target_link_libraries(bt_options INTERFACE bt::unreached)
 else()
   target_link_options(bt_options INTERFACE $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-pie>)
 endif()

@@ -2,6 +2,8 @@
 import re
 import subprocess
 
+import tree
+
 # Functions of the C library that touch nothing outside the process, or only what was opened through the board.
 # Add one only when that is true of it; teach boardsim/libc/ all others.
 HARMLESS = """
@@ -46,3 +48,16 @@ def libc_calls(complain, build):
             where = re.search(rf"(\w+\.cpp)\.o:.* {re.escape(name)}$", users.stdout, re.M)
             complain(where[1] if where else "t1_sdk", "?",
                      f"calls {name}, which boardsim/libc/ does not answer and tests/house/libc_calls.py does not list")
+
+
+# Wide characters, encodings, locales, and names of hosts and users.
+UNREACHED = re.compile(r"\b(?:wchar_t|wint_t|wstring|fwide|setlocale|newlocale|locale|iconv\w*|\w*gettext|getaddrinfo"
+                       r"|getnameinfo|gethost\w+|getserv\w+|getpw\w+|getgr\w+)\b|ccs=|%[-+ #0-9.*]*(?:l[sc]|[SC])")
+
+
+def unreached(complain):
+    """The program reaches nothing of the C library that cmake/unreached.cmake leaves out of its static file."""
+    for path in tree.files(".cpp", ".h", below="t1_sdk/"):
+        for number, line in tree.lines(path):
+            if found := UNREACHED.search(line):
+                complain(path, number, f"{found[0]}: what stands behind it is not in the file that boards run")

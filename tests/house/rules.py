@@ -26,7 +26,8 @@ RULES = {rule.__name__: rule for rule in (
     names.constants, sources.first_lines, sources.lengths, sources.fixtures, sources.real_time, sources.words,
     sources.formatting, sources.shell, commits.commits, documents.links, documents.paths, documents.wrapped,
     documents.options, documents.quirks, translations.translations, catalogue.codes, catalogue.alarm_codes, documents.chain,
-    documents.api_reference, libc_calls.libc_calls, recorder.recorded_calls, recorder.recorder_needs, locks.locks)}
+    documents.api_reference, libc_calls.libc_calls, libc_calls.unreached, recorder.recorded_calls, recorder.recorder_needs,
+    locks.locks)}
 
 
 def main(arguments):
