@@ -189,7 +189,7 @@ class XmlDocument {
  protected:
   int x_ParseElem(int iPosParent);
   const char* x_PastNode(const char* tag, const char* name);
-  bool x_ParseEndTag(int iPos);
+  const char* x_ParseEndTag(int iPos);
   static int x_ParseNode(TokenPos& token);
   /// The next token from nNext on: a word, one delimiter, or the inside of quotation marks, which ends with
   /// the text when they do not close. False at the end of the text.
@@ -203,7 +203,7 @@ class XmlDocument {
   int x_FindElem(int iPosParent, int iPos, const char* szPath) const;
   int x_GetFreePos();
   int x_NextPos();
-  void x_AddEntry();
+  void x_MoreRoom();
   int x_ReleasePos();
   int x_ParseError(const char* szError, const char* szName = nullptr);
   void x_SetPos(int iPosParent, int iPos, int iPosChild);

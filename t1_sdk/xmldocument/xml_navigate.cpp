@@ -8,6 +8,7 @@ using xml_scan::is;
 using xml_scan::kDelimiter;
 using xml_scan::kNameEnd;
 using xml_scan::kQuote;
+using xml_scan::lacks_at_a_look;
 
 bool XmlDocument::FindElem(const char* szName) {
   const int iPos = x_FindElem(m_iPosParent, m_iPos, szName);
@@ -51,7 +52,7 @@ void XmlDocument::x_SetPos(int iPosParent, int iPos, int iPosChild) {
   m_nNodeType = iPos != 0 ? MNT_ELEMENT : 0;
 }
 
-bool XmlDocument::x_IsNamed(int iPos, const char* szName) const {
+inline bool XmlDocument::x_IsNamed(int iPos, const char* szName) const {
   const char* name = m_strDoc.c_str() + x_Elem(iPos).nStartL + 1;
   if (is(*name, kDelimiter | kQuote)) return x_IsNamedUnusually(iPos, szName);
   while (*name == *szName && !is(*name, kDelimiter)) {
@@ -68,7 +69,7 @@ bool XmlDocument::x_IsNamedUnusually(int iPos, const char* szName) const {
   return x_FindToken(token) && token.Match(szName);
 }
 
-int XmlDocument::x_FindElem(int iPosParent, int iPos, const char* szPath) const {
+inline int XmlDocument::x_FindElem(int iPosParent, int iPos, const char* szPath) const {
   iPos = iPos != 0 ? x_Elem(iPos).iElemNext : x_Elem(iPosParent).iElemChild;
   if (szPath == nullptr || *szPath == '\0') return iPos;
   for (; iPos != 0; iPos = x_Elem(iPos).iElemNext) {
@@ -91,9 +92,13 @@ std::string XmlDocument::x_GetData(int iPos) const {
   const ElemPos& elem = x_Elem(iPos);
   if (elem.iElemChild != 0 || elem.IsEmptyElement()) return "";
 
+  const char* const doc = m_strDoc.c_str();
+  const char* const from = doc + elem.nStartR + 1;
+  const char* const to = doc + elem.nEndL;
+  if (lacks_at_a_look(from, to, doc + m_strDoc.size(), '<', '&')) return std::string(from, to);
   static constexpr char kOpen[] = "<![CDATA[";
   const auto nFrom = static_cast<std::size_t>(elem.nStartR + 1);
-  if (m_strDoc[nFrom] == '<' && m_strDoc.compare(nFrom, sizeof kOpen - 1, kOpen) == 0) {
+  if (*from == '<' && m_strDoc.compare(nFrom, sizeof kOpen - 1, kOpen) == 0) {
     const std::size_t nData = nFrom + sizeof kOpen - 1;
     const std::size_t nClose = m_strDoc.find("]]>", nData);
     return nClose == std::string::npos ? "" : m_strDoc.substr(nData, nClose - nData);

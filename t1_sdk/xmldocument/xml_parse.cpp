@@ -8,8 +8,8 @@
 #include "t1_sdk/xmldocument/xml_document.h"
 #include "t1_sdk/xmldocument/xml_scan.h"
 
-using xml_scan::find;
 using xml_scan::find_behind_line_end;
+using xml_scan::find_tag_ends;
 using xml_scan::is;
 using xml_scan::kDelimiter;
 using xml_scan::kNameEnd;
@@ -45,7 +45,7 @@ constexpr std::size_t kBytesOfElement = 16;
 /// Where the usual end tag at `tag`, "</name>", has its '>', the start tag having its ends at `start` and
 /// `start_end`; null for one whose name is another one or is followed by anything.
 const char* usual_end_tag(const char* start, const char* start_end, const char* tag, const char* end) {
-  if (tag[1] != '/') return nullptr;
+  if (tag == end || tag[1] != '/') return nullptr;
   ++start;
   tag += 2;
   // Mostly it is the start tag once more. Quotation marks are not: a '>' between them ends a start tag only.
@@ -124,49 +124,47 @@ int XmlDocument::x_ParseElem(int iPosParent) {
   const char* const end = doc + m_strDoc.size();
   int iParent = iPosParent;
   int iPrevious = 0;  // the sibling before the element that comes next
-  const char* at = doc + x_Elem(iPosParent).nEndL;
+  const char* tag = find_behind_line_end(doc + x_Elem(iPosParent).nEndL, end, '<');
   for (;;) {
     int iPos = x_NextPos();
-    const char* const tag = find_behind_line_end(at, end, '<');
     if (tag == end) return x_ParseError(kNoElementTag);
     x_Elem(iParent).nEndL = x_At(tag);
     const char* name = tag + 1;
     while (is(*name, kSpace)) ++name;
-    if (*name == '/') {  // no more children: the parent ends here
+    const char* last = nullptr;  // the '>' of the element that ends here
+    if (*name == '/') {          // no more children: the parent ends
       x_ReleasePos();
       if (iParent == iPosParent) return 0;
       iPos = iParent;
-      const char* const close =
-          usual_end_tag(doc + x_Elem(iPos).nStartL, doc + x_Elem(iPos).nStartR, tag, end);
-      if (close != nullptr) {
-        x_Elem(iPos).nEndR = x_At(close);
-      } else if (!x_ParseEndTag(iPos)) {
-        return -1;
-      }
+      last = usual_end_tag(doc + x_Elem(iPos).nStartL, doc + x_Elem(iPos).nStartR, tag, end);
+      if (last == nullptr) last = x_ParseEndTag(iPos);
+      if (last == nullptr) return -1;
       iParent = x_Elem(iPos).iElemParent;
+    } else if (is(*name, kNoName)) {
+      tag = x_PastNode(tag, name);
+      if (tag == nullptr) return -1;
+      tag = find_behind_line_end(tag, end, '<');
+      continue;
     } else {
-      if (is(*name, kNoName)) {
-        at = x_PastNode(tag, name);
-        if (at == nullptr) return -1;
-        continue;
-      }
-      const char* const close = find(name + 1, end, '>');
+      const auto [close, next] = find_tag_ends(name + 1, end);
       if (close == end) return x_ParseError(kNoTagEnd);
-      x_Elem(iPos) = {.nStartL = x_At(tag), .nStartR = x_At(close), .iElemParent = iParent};
       if (iParent != iPosParent)
         (iPrevious != 0 ? x_Elem(iPrevious).iElemNext : x_Elem(iParent).iElemChild) = iPos;
-      if (close[-1] != '/') {
+      x_Elem(iPos) = {.nStartL = x_At(tag), .nStartR = x_At(close), .iElemParent = iParent};
+      const bool bEmpty = close[-1] == '/';
+      last = bEmpty ? close : usual_end_tag(tag, close, next, end);  // most elements hold nothing but a text
+      if (last == nullptr) {
         iParent = iPos;
         iPrevious = 0;
-        at = close + 1;
+        tag = next;
         continue;
       }
-      x_Elem(iPos).nEndL = x_At(close) - 1;
-      x_Elem(iPos).nEndR = x_At(close);
+      x_Elem(iPos).nEndL = x_At(bEmpty ? close - 1 : next);
     }
+    x_Elem(iPos).nEndR = x_At(last);
     if (iParent == iPosParent) return iPos;
     iPrevious = iPos;
-    at = doc + x_Elem(iPos).nEndR + 1;
+    tag = find_behind_line_end(last + 1, end, '<');
   }
 }
 
@@ -190,25 +188,25 @@ const char* XmlDocument::x_PastNode(const char* tag, const char* name) {
   return nullptr;
 }
 
-// Reads the end tag of an open element from its nEndL on. False after setting the error text.
-bool XmlDocument::x_ParseEndTag(int iPos) {
+// Where the end tag at the nEndL of an open element has its '>'. Null after setting the error text.
+const char* XmlDocument::x_ParseEndTag(int iPos) {
   const char* doc = m_strDoc.c_str();
-  ElemPos& elem = x_Elem(iPos);
   const std::string name = x_GetTagName(iPos);
+  const auto error = [this, &name](const char* szError) {
+    x_ParseError(szError, name.c_str());
+    return nullptr;
+  };
   TokenPos token(doc);
-  token.nNext = elem.nEndL;
-  if (!x_FindChar(doc, token.nNext, '<')) return x_ParseError(kNoEndTag, name.c_str()) > 0;
+  token.nNext = x_Elem(iPos).nEndL;
+  if (!x_FindChar(doc, token.nNext, '<')) return error(kNoEndTag);
   ++token.nNext;
   for (int nTokens = 1; x_FindToken(token); ++nTokens) {
     if (token.bIsString) continue;
-    if (nTokens == 1 && doc[token.nL] != '/') return x_ParseError(kNotAnEndTag, name.c_str()) > 0;
-    if (nTokens == 2 && !token.Match(name.c_str())) return x_ParseError(kOtherEndTag, name.c_str()) > 0;
-    if (nTokens > 2 && doc[token.nL] == '>') {
-      elem.nEndR = token.nL;
-      return true;
-    }
+    if (nTokens == 1 && doc[token.nL] != '/') return error(kNotAnEndTag);
+    if (nTokens == 2 && !token.Match(name.c_str())) return error(kOtherEndTag);
+    if (nTokens > 2 && doc[token.nL] == '>') return doc + token.nL;
   }
-  return x_ParseError(kOpenEndTag, name.c_str()) > 0;
+  return error(kOpenEndTag);
 }
 
 // Classifies the node at nNext and moves nNext past it; a node type, or 0 when it has no end.
@@ -291,18 +289,19 @@ int XmlDocument::x_GetFreePos() {
   return m_iPosFree++;
 }
 
-// The same while a text is parsed: the index grows entry by entry, so that none is cleared and never used,
-// and its room with an eye on the length of the text.
-int XmlDocument::x_NextPos() {
+// The same while a text is parsed: the index grows entry by entry, so that none is cleared and never
+// used, and its room with an eye on the length of the text.
+inline int XmlDocument::x_NextPos() {
   const auto iPos = static_cast<std::size_t>(m_iPosFree);
-  if (iPos == m_aPos.size()) x_AddEntry();
+  if (iPos == m_aPos.size()) {
+    if (iPos == m_aPos.capacity()) x_MoreRoom();
+    m_aPos.emplace_back();
+  }
   return m_iPosFree++;
 }
 
-void XmlDocument::x_AddEntry() {
-  const auto iPos = m_aPos.size();
-  if (iPos == m_aPos.capacity()) m_aPos.reserve(std::max(2 * iPos, m_strDoc.size() / kBytesOfElement));
-  m_aPos.emplace_back();
+void XmlDocument::x_MoreRoom() {
+  m_aPos.reserve(std::max(2 * m_aPos.size(), m_strDoc.size() / kBytesOfElement));
 }
 
 int XmlDocument::x_ReleasePos() {

@@ -49,15 +49,20 @@ const char* find_plainly(const char* from, const char* end, Characters... wanted
 }
 
 #ifdef __SSE2__
-/// The same by kWidth characters, 8 or 16, of which there are as many at least. The last ones may be looked
-/// at twice.
+/// Which of kWidth characters, 8 or 16, are one of those that are wanted: a bit for each.
+template <std::ptrdiff_t kWidth, class... Characters>
+unsigned matches(const char* from, Characters... wanted) {
+  const auto* const place = reinterpret_cast<const __m128i*>(from);
+  const __m128i text = kWidth == 8 ? _mm_loadl_epi64(place) : _mm_loadu_si128(place);
+  return static_cast<unsigned>(_mm_movemask_epi8((... | _mm_cmpeq_epi8(text, _mm_set1_epi8(wanted)))));
+}
+
+/// The same by kWidth characters, of which there are as many at least. The last ones may be looked at twice.
 template <std::ptrdiff_t kWidth, class... Characters>
 const char* find_by_vectors(const char* from, const char* end, Characters... wanted) {
   for (const char* const last = end - kWidth;; from = last - from < kWidth ? last : from + kWidth) {
-    const auto* const place = reinterpret_cast<const __m128i*>(from);
-    const __m128i text = kWidth == 8 ? _mm_loadl_epi64(place) : _mm_loadu_si128(place);
-    const int found = _mm_movemask_epi8((... | _mm_cmpeq_epi8(text, _mm_set1_epi8(wanted))));
-    if (found != 0) return from + __builtin_ctz(static_cast<unsigned>(found));
+    const unsigned found = matches<kWidth>(from, wanted...);
+    if (found != 0) return from + __builtin_ctz(found);
     if (from == last) return end;
   }
 }
@@ -91,6 +96,41 @@ inline const char* find_behind_line_end(const char* from, const char* end, char 
     if (*from == wanted) return from;
   }
   return find(from, end, wanted);
+}
+
+/// Whether a single look tells that none of the characters is in [from, to), behind which the text goes on to
+/// `end`.
+template <class... Characters>
+bool lacks_at_a_look([[maybe_unused]] const char* from, [[maybe_unused]] const char* to,
+                     [[maybe_unused]] const char* end, [[maybe_unused]] Characters... wanted) {
+#ifdef __SSE2__
+  constexpr std::ptrdiff_t kVector = 16;
+  if (from <= to && to - from <= kVector && end - from >= kVector)
+    return (matches<kVector>(from, wanted...) & ((1U << (to - from)) - 1)) == 0;
+#endif
+  return false;
+}
+
+/// The end of a start tag, and where the tag behind it begins; the end of the text for one that there is not.
+struct TagEnds {
+  const char* close;  ///< the next '>'
+  const char* open;   ///< the next '<' behind it
+};
+
+/// Searches in [from, end). Mostly both are found at a look, where the second search need not wait for the
+/// first.
+inline TagEnds find_tag_ends(const char* from, const char* end) {
+#ifdef __SSE2__
+  constexpr int kVector = 16;
+  if (end - from >= 2 * kVector) {
+    const unsigned closes = matches<kVector>(from, '>') | matches<kVector>(from + kVector, '>') << kVector;
+    unsigned opens = matches<kVector>(from, '<') | matches<kVector>(from + kVector, '<') << kVector;
+    opens &= -(closes & -closes);  // not those before the first '>'
+    if (opens != 0) return {from + __builtin_ctz(closes), from + __builtin_ctz(opens)};
+  }
+#endif
+  const char* const close = find(from, end, '>');
+  return {close, close == end ? end : find_behind_line_end(close + 1, end, '<')};
 }
 
 /// Whether two texts of that length are the same and have no quotation marks, character by character: the

@@ -39,6 +39,33 @@ TEST_F(XmlScanTest, WhatIsSearchedForManyAtOnceIsFoundWhereThePlainSearchFindsIt
   }
 }
 
+TEST_F(XmlScanTest, TheEndsOfAStartTagAndOfWhatItHoldsAreFoundAtALookWhereThePlainSearchFindsThem) {
+  for (int round = 0; round < 200000; ++round) {
+    const std::string searched = text(below(120));
+    const char* const end = searched.data() + searched.size();
+    const char* const from = searched.data() + below(searched.size() + 1);
+    const auto [close, open] = xml_scan::find_tag_ends(from, end);
+    ASSERT_EQ(close, xml_scan::find_plainly(from, end, '>')) << searched;
+    ASSERT_EQ(open, xml_scan::find_plainly(close, end, '<')) << searched;
+  }
+}
+
+TEST_F(XmlScanTest, WhatALookDoesNotSeeIsNotThere) {
+  int seen = 0;
+  for (int round = 0; round < 200000; ++round) {
+    const std::string searched = text(below(60));
+    const char* const end = searched.data() + searched.size();
+    const char* const from = searched.data() + below(searched.size() + 1);
+    const char* const to = searched.data() + below(searched.size() + 1);
+    if (!xml_scan::lacks_at_a_look(from, to, end, '<', '&')) continue;
+    ASSERT_EQ(xml_scan::find_plainly(from, to, '<', '&'), to) << searched;
+    ++seen;
+  }
+#ifdef __SSE2__
+  EXPECT_GT(seen, 10000) << "both cases are met";
+#endif
+}
+
 TEST_F(XmlScanTest, TextsThatAreTheSameWithoutQuotationMarksAreSoManyAtOnceToo) {
   int same = 0;
   for (int round = 0; round < 200000; ++round) {
