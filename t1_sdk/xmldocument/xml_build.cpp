@@ -3,6 +3,11 @@
 #include <string_view>
 
 #include "t1_sdk/xmldocument/xml_document.h"
+#include "t1_sdk/xmldocument/xml_scan.h"
+
+using xml_scan::find_any;
+using xml_scan::is;
+using xml_scan::kSpace;
 
 namespace {
 
@@ -21,7 +26,7 @@ void copy_ends(char* to, const char* from, std::size_t length) {
 }
 
 /// memmove without its call for what is as short as most pieces of an element.
-void move(char* to, const char* from, std::size_t length) {
+inline void move(char* to, const char* from, std::size_t length) {
   if (length > 32)
     std::memmove(to, from, length);
   else if (length >= 16)
@@ -37,9 +42,15 @@ void move(char* to, const char* from, std::size_t length) {
 }
 
 /// Writes a piece of text. Returns the place behind it.
-char* put(char* to, std::string_view piece) {
+inline char* put(char* to, std::string_view piece) {
   move(to, piece.data(), piece.size());
   return to + piece.size();
+}
+
+/// Whether a text has characters that are escaped.
+inline bool has_markup(std::string_view text) {
+  const char* const end = text.data() + text.size();
+  return find_any(text.data(), end, '<', '&', '>') != end;
 }
 
 }  // namespace
@@ -75,7 +86,7 @@ bool XmlDocument::x_AddElem(const char* szName, const char* szValue, bool bInser
   const std::string_view name = szName;
   std::string_view value = szValue == nullptr ? "" : szValue;
   std::string escaped;
-  if (x_HasMarkup(value)) value = escaped = x_TextToDoc(szValue, false);
+  if (has_markup(value)) value = escaped = x_TextToDoc(szValue, false);
   ElemPos elem;
   elem.nStartR = 1 + x_Length(name);
   if (value.empty()) {
@@ -183,7 +194,7 @@ int XmlDocument::x_Splice(int iPosParent, int iPosRel, bool bInsert, int nLength
     --nLeft;
     nReplace = 1;
     before = ">\r\n";
-    after = "</" + x_GetTagName(iPosParent);
+    after.append("</").append(x_GetTagName(iPosParent));
     --parent.nStartR;
     parent.nEndL = parent.nEndR - x_Length(after);
   }
@@ -204,7 +215,8 @@ void XmlDocument::x_MakeCurrent(int iPos, bool bAddChild) {
 
 // Finds where a new element goes: nOffset into the text, iPosRel to the sibling before it (0: it is the
 // first child). nFlags 1 inserts before the reference or first, 0 appends behind it or last.
-void XmlDocument::x_LocateNew(int iPosParent, int& iPosRel, int& nOffset, int nLength, int nFlags) const {
+inline void XmlDocument::x_LocateNew(int iPosParent, int& iPosRel, int& nOffset, int nLength,
+                                     int nFlags) const {
   const bool bInsert = (nFlags & 1) != 0;
   const ElemPos& parent = x_Elem(iPosParent);
   const bool bEmptyParent = iPosParent != 0 && parent.IsEmptyElement();
@@ -221,8 +233,9 @@ void XmlDocument::x_LocateNew(int iPosParent, int& iPosRel, int& nOffset, int nL
   nOffset += nLength;
 
   if (!bEmptyParent) {
-    int n = nOffset;
-    if (!x_FindAny(m_strDoc.c_str(), n) || m_strDoc[static_cast<std::size_t>(n)] == '<') nOffset = n;
+    const char* next = m_strDoc.c_str() + nOffset;
+    while (is(*next, kSpace)) ++next;
+    if (*next == '<' || *next == '\0') nOffset = x_At(next);
   }
 
   if (iReference != 0 && !bInsert) return;
@@ -271,10 +284,18 @@ void XmlDocument::x_DocChange(int nLeft, int nReplace, const std::string& strIns
 }
 
 // The same with a text that is written later.
-void XmlDocument::x_MakeRoom(int nLeft, int nReplace, int nInsert) {
+inline void XmlDocument::x_MakeRoom(int nLeft, int nReplace, int nInsert) {
   if (m_strDoc.capacity() < kUsualText) m_strDoc.reserve(kUsualText);
-  const int nTail = x_Length(m_strDoc) - nLeft - nReplace;
-  m_strDoc.append(static_cast<std::size_t>(nInsert - nReplace), ' ');
+  const std::size_t nSize = m_strDoc.size();
+  const std::size_t nTail = nSize - static_cast<std::size_t>(nLeft + nReplace);
+  const auto nMore = static_cast<std::size_t>(nInsert - nReplace);
+  // Mostly a few end tags follow: repeating the last characters of the text brings them to its new end at
+  // once.
+  if (nTail <= nMore && nMore <= nSize) {
+    m_strDoc.append(m_strDoc, nSize - nMore, nMore);
+    return;
+  }
+  m_strDoc.append(nMore, ' ');
   char* const place = m_strDoc.data() + nLeft;
-  move(place + nInsert, place + nReplace, static_cast<std::size_t>(nTail));
+  move(place + nInsert, place + nReplace, nTail);
 }

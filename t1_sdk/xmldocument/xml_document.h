@@ -201,12 +201,21 @@ class XmlDocument {
   /// The next sibling of `iPos`, without one the first child of `iPosParent`, that has the name, or any when
   /// the name is null or empty. 0 when there is none.
   int x_FindElem(int iPosParent, int iPos, const char* szPath) const;
-  int x_GetFreePos();
+  int x_GetFreePos() {
+    if (static_cast<std::size_t>(m_iPosFree) == m_aPos.size()) x_GrowIndex();
+    return m_iPosFree++;
+  }
+  void x_GrowIndex();
   int x_NextPos();
   void x_MoreRoom();
   int x_ReleasePos();
   int x_ParseError(const char* szError, const char* szName = nullptr);
-  void x_SetPos(int iPosParent, int iPos, int iPosChild);
+  void x_SetPos(int iPosParent, int iPos, int iPosChild) {
+    m_iPosParent = iPosParent;
+    m_iPos = iPos;
+    m_iPosChild = iPosChild;
+    m_nNodeType = iPos != 0 ? MNT_ELEMENT : 0;
+  }
   void x_LocateNew(int iPosParent, int& iPosRel, int& nOffset, int nLength, int nFlags) const;
   void x_Adjust(int iPos, int nShift, bool bAfterPos);
   void x_DocChange(int nLeft, int nReplace, const std::string& strInsert);
@@ -229,14 +238,13 @@ class XmlDocument {
   void x_ClearRemoved(int iPos);
   int x_EndWithSpace(int iPos) const;
   bool x_IsChild(int iPos, int iPosParent) const;
-  std::string x_GetTagName(int iPos) const;
+  /// As it stands in the text, until that changes.
+  std::string_view x_GetTagName(int iPos) const;
   /// Whether the first token of the element's tag matches a name.
   bool x_IsNamed(int iPos, const char* szName) const;
   bool x_IsNamedUnusually(int iPos, const char* szName) const;
   std::string x_GetData(int iPos) const;
   static std::string x_TextToDoc(const char* szText, bool bAttrib);
-  /// Whether a text has characters that are escaped.
-  static bool x_HasMarkup(std::string_view strText);
   std::string x_TextFromDoc(int nLeft, int nRight) const;
 
   static int x_Length(std::string_view strText) { return static_cast<int>(strText.size()); }

@@ -122,7 +122,7 @@ bool XmlDocument::x_SetData(int iPos, const char* szData, int nCDATA) {
       x_CreateNode(nCDATA != 0 ? MNT_CDATA_SECTION : MNT_TEXT, szData == nullptr ? "" : szData);
   const int nOldEnd = elem.nEndR;
   if (elem.IsEmptyElement()) {  // its '/' makes room for the content, its '>' ends the new end tag
-    const std::string name = x_GetTagName(iPos);
+    const std::string name(x_GetTagName(iPos));
     text = ">" + text + "</" + name;
     x_DocChange(elem.nEndL, 1, text);
     --elem.nStartR;

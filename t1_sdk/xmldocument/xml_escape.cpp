@@ -66,11 +66,6 @@ const char* named_entity(const char* text, const char* end, std::string& out) {
 
 }  // namespace
 
-bool XmlDocument::x_HasMarkup(std::string_view strText) {
-  const char* const end = strText.data() + strText.size();
-  return find_any(strText.data(), end, '<', '&', '>') != end;
-}
-
 std::string XmlDocument::x_TextToDoc(const char* szText, bool bAttrib) {
   std::string text;
   const std::size_t length = std::strlen(szText);

@@ -38,18 +38,11 @@ bool XmlDocument::OutOfElem() {
 }
 
 std::string XmlDocument::GetTagName() const {
-  return x_GetTagName(m_iPos);
+  return std::string(x_GetTagName(m_iPos));
 }
 
 std::string XmlDocument::GetChildData() const {
   return x_GetData(m_iPosChild);
-}
-
-void XmlDocument::x_SetPos(int iPosParent, int iPos, int iPosChild) {
-  m_iPosParent = iPosParent;
-  m_iPos = iPos;
-  m_iPosChild = iPosChild;
-  m_nNodeType = iPos != 0 ? MNT_ELEMENT : 0;
 }
 
 inline bool XmlDocument::x_IsNamed(int iPos, const char* szName) const {
@@ -78,13 +71,13 @@ inline int XmlDocument::x_FindElem(int iPosParent, int iPos, const char* szPath)
   return 0;
 }
 
-std::string XmlDocument::x_GetTagName(int iPos) const {
+std::string_view XmlDocument::x_GetTagName(int iPos) const {
   if (iPos == 0) return "";
   TokenPos token(m_strDoc.c_str());
   token.nNext = x_Elem(iPos).nStartL + 1;
-  if (!x_FindToken(token)) return "";
-  return m_strDoc.substr(static_cast<std::size_t>(token.nL),
-                         static_cast<std::size_t>(token.nR - token.nL + 1));
+  x_FindToken(token);
+  return std::string_view(m_strDoc).substr(static_cast<std::size_t>(token.nL),
+                                           static_cast<std::size_t>(token.nR - token.nL + 1));
 }
 
 std::string XmlDocument::x_GetData(int iPos) const {

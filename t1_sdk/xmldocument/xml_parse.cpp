@@ -191,7 +191,7 @@ const char* XmlDocument::x_PastNode(const char* tag, const char* name) {
 // Where the end tag at the nEndL of an open element has its '>'. Null after setting the error text.
 const char* XmlDocument::x_ParseEndTag(int iPos) {
   const char* doc = m_strDoc.c_str();
-  const std::string name = x_GetTagName(iPos);
+  const std::string name(x_GetTagName(iPos));
   const auto error = [this, &name](const char* szError) {
     x_ParseError(szError, name.c_str());
     return nullptr;
@@ -280,13 +280,10 @@ bool XmlDocument::x_FindChar(const char* szDoc, int& nChar, char c) {
   return found != nullptr;
 }
 
-int XmlDocument::x_GetFreePos() {
+void XmlDocument::x_GrowIndex() {
   const std::size_t nEntries = m_aPos.size();
-  if (static_cast<std::size_t>(m_iPosFree) == nEntries) {
-    if (nEntries + nEntries / 2 > m_aPos.capacity()) m_aPos.reserve(4 * nEntries);  // seldom copied
-    m_aPos.resize(nEntries + nEntries / 2);
-  }
-  return m_iPosFree++;
+  if (nEntries + nEntries / 2 > m_aPos.capacity()) m_aPos.reserve(4 * nEntries);  // seldom copied
+  m_aPos.resize(nEntries + nEntries / 2);
 }
 
 // The same while a text is parsed: the index grows entry by entry, so that none is cleared and never
