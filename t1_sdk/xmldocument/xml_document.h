@@ -244,6 +244,8 @@ class XmlDocument {
   bool x_IsNamed(int iPos, const char* szName) const;
   bool x_IsNamedUnusually(int iPos, const char* szName) const;
   std::string x_GetData(int iPos) const;
+  /// Apart from the above, which then has no registers to save for it.
+  [[gnu::noinline]] std::string x_GetAnyData(const ElemPos& elem) const;
   static std::string x_TextToDoc(const char* szText, bool bAttrib);
   std::string x_TextFromDoc(int nLeft, int nRight) const;
 

@@ -84,14 +84,18 @@ std::string XmlDocument::x_GetData(int iPos) const {
   if (iPos == 0) return "";
   const ElemPos& elem = x_Elem(iPos);
   if (elem.iElemChild != 0 || elem.IsEmptyElement()) return "";
-
   const char* const doc = m_strDoc.c_str();
   const char* const from = doc + elem.nStartR + 1;
   const char* const to = doc + elem.nEndL;
   if (lacks_at_a_look(from, to, doc + m_strDoc.size(), '<', '&')) return std::string(from, to);
+  return x_GetAnyData(elem);
+}
+
+// The same of an element that holds any text: a long one, CDATA, one with something to resolve.
+std::string XmlDocument::x_GetAnyData(const ElemPos& elem) const {
   static constexpr char kOpen[] = "<![CDATA[";
   const auto nFrom = static_cast<std::size_t>(elem.nStartR + 1);
-  if (*from == '<' && m_strDoc.compare(nFrom, sizeof kOpen - 1, kOpen) == 0) {
+  if (m_strDoc[nFrom] == '<' && m_strDoc.compare(nFrom, sizeof kOpen - 1, kOpen) == 0) {
     const std::size_t nData = nFrom + sizeof kOpen - 1;
     const std::size_t nClose = m_strDoc.find("]]>", nData);
     return nClose == std::string::npos ? "" : m_strDoc.substr(nData, nClose - nData);
