@@ -14,7 +14,8 @@
 //
 // records_speed lists ROUNDS FILE ...: prints, for each round and file, a row: seconds to list the newest 100
 // runs, those of a batch that nobody has, with a verdict that none has, units' last ones that failed, those
-// in which a step took long, those with a measured value that none has.
+// in which a step took long, those with a measured value that none has. The days of all runs are kept beside
+// the file before, as by a page of figures that leads to such lists.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -195,8 +196,7 @@ void measure_lists(const std::string& file) {
   degrees.at_least = 1000;
   measured.measured = degrees;
   for (const RunFilter& filter : {newest, batch, verdict, last, step, measured}) {
-    RecordsReader records(file);
-    std::printf("%.9f ", seconds_of([&] { records.for_each_row(filter, [](const StoredRun&) {}); }));
+    std::printf("%.9f ", seconds_of([&] { for_each_run(file, filter, [](const StoredRun&) {}); }));
   }
   std::printf("\n");
 }
@@ -222,6 +222,7 @@ int main(int argc, char** argv) {
         for (std::size_t i = 2; i < words.size(); ++i) measure_file(words[i], round);
       }
     } else if (words.size() > 2 && words[0] == "lists") {
+      for (std::size_t i = 2; i < words.size(); ++i) find_figures(words[i], {});
       for (int round = 0; round < std::stoi(words[1]); ++round) {
         for (std::size_t i = 2; i < words.size(); ++i) measure_lists(words[i]);
       }

@@ -2,17 +2,21 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <set>
 
 #include "station/figures/counting.h"
 #include "station/figures/digest_rows.h"
 #include "station/figures/kept_days.h"
 #include "station/figures/records_figures.h"
+#include "station/figures/run_screen.h"
 #include "station/records/place.h"
 
 namespace t1station {
 namespace {
 
+/// Behind the name of the records: that of the file with their days.
+constexpr const char* kKeptBeside = "-figures";
 /// Behind each time of a day, as text.
 constexpr const char* kEndOfDay = "\U0010FFFF";
 
@@ -84,9 +88,14 @@ class Reading {
     changed_.merge(touched_days(records, "run.sequence > " + std::to_string(reach->sequence)));
   }
 
+  /// A day that was kept and has not changed since; false when there is none.
+  bool load(const std::string& day, Digest& digest) {
+    return is_known_ && !changed_.contains(day) && kept_.load(day, digest);
+  }
+
   Digest day(const std::string& day) {
     Digest digest;
-    if (is_known_ && !changed_.contains(day) && kept_.load(day, digest)) return digest;
+    if (load(day, digest)) return digest;
     digest = read_digest(records_, {day, day + kEndOfDay, {}}, true);
     if (!open_.contains(day)) keep(day, digest);
     return digest;
@@ -107,7 +116,98 @@ class Reading {
   Days changed_;  ///< that may differ from what was kept
 };
 
+/// Lists the runs of days, the newest first, up to the filter's limit.
+class Listing {
+ public:
+  Listing(RecordsReader& reader, const RunFilter& filter, const std::function<void(const StoredRun&)>& call)
+      : reader_(reader), filter_(filter), screen_(filter), call_(call), left_(*filter.limit) {}
+
+  bool is_full() const { return left_ <= 0; }
+
+  /// A day whose runs are known.
+  void add(const Digest& day) {
+    screen_.open(day);
+    for (auto run = day.runs.rbegin(); run != day.runs.rend() && !is_full(); ++run) {
+      if (screen_.lets_pass(*run)) add(std::string(day.text(run->id)));
+    }
+  }
+  /// Runs of any other day, the newest first.
+  void add(const std::vector<std::string>& ids) {
+    for (const std::string& id : ids) add(id);
+  }
+  /// Asks the tables for what has been found so far.
+  void flush() {
+    if (ids_.empty() || is_full()) return;
+    RunFilter its = filter_;
+    its.limit = left_;
+    std::swap(its.ids, ids_);
+    reader_.for_each_row(its, [this](const StoredRun& run) {
+      --left_;
+      call_(run);
+    });
+  }
+
+ private:
+  static constexpr std::size_t kAtOnce = 256;
+
+  void add(const std::string& id) {
+    ids_.push_back(id);
+    if (ids_.size() == kAtOnce) flush();
+  }
+
+  RecordsReader& reader_;
+  const RunFilter& filter_;
+  RunScreen screen_;
+  const std::function<void(const StoredRun&)>& call_;
+  int left_;
+  std::vector<std::string> ids_;
+};
+
+/// Days on which runs may be wanted: those of the run behind which the list goes on, and before.
+FigureWindow window_of(FigureDatabase& records, const RunFilter& filter) {
+  FigureWindow window{filter.from, filter.to, {}, {}};
+  if (!filter.before) return window;
+  for (const std::string& started :
+       texts(records, "SELECT started FROM run WHERE id = $1", {*filter.before})) {
+    const std::string end = started.substr(0, 10) + kEndOfDay;
+    window.to = std::min(window.to.value_or(end), end);
+  }
+  return window;
+}
+
 }  // namespace
+
+void for_each_run(const std::string& file, const RunFilter& filter,
+                  const std::function<void(const StoredRun&)>& call, std::int64_t fewest_kept,
+                  const std::atomic<bool>* stop) {
+  RecordsReader reader(file, stop);
+  const std::string real = real_file(file);
+  if (filter.newest_first && filter.limit && RunScreen::helps(filter) && is_own_file(real) &&
+      std::filesystem::exists(real + kKeptBeside) && reader.last_sequence() >= fewest_kept) {
+    KeptDays kept(real + kKeptBeside);
+    if (const std::optional<EndedSoFar> reach = kept.reach()) {
+      RecordsFigures records(file, stop);
+      Listing listing(reader, filter, call);
+      records.at_one_moment([&] {
+        Reading reading(records, kept, reach);
+        const Days days = days_of(records, window_of(records, filter));
+        for (auto day = days.rbegin(); day != days.rend() && !listing.is_full(); ++day) {
+          Digest digest;
+          if (reading.load(*day, digest))
+            listing.add(digest);
+          else
+            listing.add(texts(records,
+                              "SELECT id FROM run WHERE started >= $1 AND started < $2 "
+                              "ORDER BY started DESC, id DESC",
+                              {*day, *day + kEndOfDay}));
+        }
+        listing.flush();
+      });
+      return;
+    }
+  }
+  reader.for_each_row(filter, call);
+}
 
 Figures find_figures(const std::string& file, const FigureWindow& window, std::int64_t fewest_kept,
                      const std::atomic<bool>* stop) {
@@ -116,7 +216,7 @@ Figures find_figures(const std::string& file, const FigureWindow& window, std::i
   // Another user's file would only be in the way of the owner's.
   if (ended_so_far(records).sequence < fewest_kept || !is_own_file(real))
     return find_figures(records, window);
-  KeptDays kept(real + "-figures");
+  KeptDays kept(real + kKeptBeside);
   const std::optional<EndedSoFar> reach =
       kept.reach();  // first: what is kept must not be newer than the records
   FigureCounting counting(window);

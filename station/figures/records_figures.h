@@ -2,10 +2,12 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <string>
 
 #include "station/figures/figures.h"
+#include "station/records/reader.h"
 
 namespace t1station {
 
@@ -36,5 +38,12 @@ inline constexpr std::int64_t kFewestKeptRuns = 10000;
 /// that nothing can be kept is no error.
 Figures find_figures(const std::string& file, const FigureWindow& window,
                      std::int64_t fewest_kept = kFewestKeptRuns, const std::atomic<bool>* stop = nullptr);
+
+/// Calls for each run that a filter wants, as RecordsReader::for_each_row() does. What few of many runs have
+/// is looked for in the days that find_figures() has kept beside the file, where there are any: of a list
+/// that begins with the newest and has a limit. Throws as RecordsReader does.
+void for_each_run(const std::string& file, const RunFilter& filter,
+                  const std::function<void(const StoredRun&)>& call,
+                  std::int64_t fewest_kept = kFewestKeptRuns, const std::atomic<bool>* stop = nullptr);
 
 }  // namespace t1station

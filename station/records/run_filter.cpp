@@ -56,13 +56,16 @@ void add_verdicts(Asking& asking, const std::vector<std::string>& verdicts) {
   for (const std::string& verdict : ended) asking.bind(verdict);
 }
 
+void add_one_of(Asking& asking, const std::string& column, const std::vector<std::string>& wanted) {
+  if (wanted.empty()) return;
+  asking.add(column + " IN (" + places(wanted.size()) + ")");
+  for (const std::string& one : wanted) asking.bind(one);
+}
+
 // instr() knows no patterns: what somebody types stands for itself.
 void add_unit(Asking& asking, const RunFilter& filter) {
   asking.add("run.serial = ?", filter.serial);
-  if (!filter.serials.empty()) {
-    asking.add("run.serial IN (" + places(filter.serials.size()) + ")");
-    for (const std::string& serial : filter.serials) asking.bind(serial);
-  }
+  add_one_of(asking, "run.serial", filter.serials);
   asking.add("instr(run.serial, ?) = 1", filter.batch);
   asking.add("instr(upper(run.serial), upper(?)) > 0", filter.serial_part);
   if (filter.is_first || filter.is_last) asking.add("run.kind = 'production'");
@@ -149,6 +152,7 @@ std::string words_id(std::string_view kind) {
 RunQuery query_of(const RunFilter& filter) {
   Asking asking{std::string(select_runs())};
   asking.add("run.id = ?", filter.id);
+  add_one_of(asking, "run.id", filter.ids);
   add_unit(asking, filter);
   add_verdicts(asking, filter.verdicts);
   asking.add("plan.name = ?", filter.plan);

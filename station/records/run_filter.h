@@ -35,7 +35,7 @@ struct MeasuredFilter {
 /// Which runs are wanted; a field without a value leaves none out.
 struct RunFilter {
   std::optional<std::string> id, serial;
-  std::vector<std::string> serials;          ///< one of these; empty: any
+  std::vector<std::string> ids, serials;     ///< one of these; empty: any
   std::optional<std::string> batch;          ///< the serial number begins with it
   std::optional<std::string> serial_part;    ///< stands in the serial number, as capitals or as small letters
   std::vector<std::string> verdicts;         ///< one of these; "open" for a run that has no end

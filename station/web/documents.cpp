@@ -75,13 +75,9 @@ std::string with_time(const std::string& document, const std::string& time) {
   return R"({"time":")" + time + "\"," + document.substr(1);
 }
 
-std::string runs_document(RecordsReader& records, const RunFilter& filter) {
+std::string runs_document(const std::vector<StoredRun>& runs) {
   std::string document = R"({"runs":[)";
-  bool is_first = true;
-  records.for_each_row(filter, [&](const StoredRun& run) {
-    document += (is_first ? "" : ",") + run_row_json(run);
-    is_first = false;
-  });
+  for (const StoredRun& run : runs) document += (&run == &runs.front() ? "" : ",") + run_row_json(run);
   return document + "]}";
 }
 

@@ -28,7 +28,7 @@ class LineDocument {
 std::string with_time(const std::string& document, const std::string& time);
 
 /// Runs as a JSON object {"runs": [...]}, without their attempts.
-std::string runs_document(RecordsReader& records, const RunFilter& filter);
+std::string runs_document(const std::vector<StoredRun>& runs);
 
 /// Figures in the text format of Prometheus. `streams` are the open streams of events.
 std::string metrics_text(const LineView& line, const EndCounts& counts, std::size_t streams);

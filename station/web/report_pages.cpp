@@ -312,9 +312,8 @@ WebAnswer run_list(Page& page, const Call& call, Subject& subject) {
   RunFilter filter = asked_runs(call, {"search", "language"});
   filter.limit = kRunsOnAPage + 1;
   const Wording say = page.say();
-  std::vector<StoredRun> runs;
   const std::vector<std::string> units = find_units(filter, call, subject);
-  subject.reader().for_each_row(filter, [&runs](const StoredRun& run) { runs.push_back(run); });
+  std::vector<StoredRun> runs = subject.runs(filter);
   const bool has_more = runs.size() > static_cast<std::size_t>(kRunsOnAPage);
   if (has_more) runs.pop_back();
 

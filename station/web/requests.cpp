@@ -80,8 +80,7 @@ WebAnswer show_session(const Call& call, Subject& /*subject*/) {
 WebAnswer show_runs(const Call& call, Subject& subject) {
   RunFilter filter = asked_runs(call, {"limit"});
   filter.limit = asked_limit(call);
-  RecordsReader records = subject.reader();
-  return json_answer(runs_document(records, filter));
+  return json_answer(runs_document(subject.runs(filter)));
 }
 
 WebAnswer show_run(const Call& call, Subject& subject) {
@@ -244,6 +243,13 @@ EndCounts Subject::counts() {
   const std::lock_guard hold(lock_);
   reader().count(counts_);
   return counts_;
+}
+
+std::vector<StoredRun> Subject::runs(const RunFilter& filter) const {
+  std::vector<StoredRun> runs;
+  const auto add = [&runs](const StoredRun& run) { runs.push_back(run); };
+  for_each_run(records_file_, filter, add, kFewestKeptRuns, &is_ending_);
+  return runs;
 }
 
 Figures Subject::figures(const FigureWindow& window) const {

@@ -31,6 +31,8 @@ class Subject {
   Line& line() const { return line_; }
   /// What is stored now. Throws as the constructor does.
   RecordsReader reader() const { return RecordsReader(records_file_, &is_ending_); }
+  /// The runs that a filter wants, without their attempts. Throws as the constructor does.
+  std::vector<StoredRun> runs(const RunFilter& filter) const;
   /// The figures of a window. Throws as the constructor does.
   Figures figures(const FigureWindow& window) const;
   /// Readings that take long fail from now on: nobody waits for them. From any thread.

@@ -18,6 +18,7 @@
 #include "station/records/records.h"
 #include "station/report/figures_json.h"
 #include "station/report/figures_text.h"
+#include "station/web/run_question.h"
 #include "tests/harness/own_directory.h"
 #include "tests/station/figures_file.h"
 #include "tests/station/figures_model.h"
@@ -121,6 +122,43 @@ TEST_F(FiguresTest, EachNumberOfThePageLeadsToExactlyItsRuns) {
     }
   }
   EXPECT_GT(kinds.size(), 40U) << "figures of every kind were there";
+}
+
+/// A page of a list as the tables have it, and as it is found with the kept days' help.
+std::pair<std::vector<std::string>, std::vector<std::string>> pages_of(const std::string& file,
+                                                                       const t1station::RunFilter& filter) {
+  std::pair<std::vector<std::string>, std::vector<std::string>> pages;
+  t1station::RecordsReader(file).for_each_row(
+      filter, [&](const t1station::StoredRun& run) { pages.first.push_back(run.id); });
+  t1station::for_each_run(
+      file, filter, [&](const t1station::StoredRun& run) { pages.second.push_back(run.id); }, 1);
+  return pages;
+}
+
+TEST_F(FiguresTest, ListsFoundInKeptDaysAreThoseOfTheTables) {
+  for (unsigned seed = 31; seed <= 36; ++seed) {
+    RandomLine line(seed);
+    WebLine at_work;
+    at_work.start();
+    const std::string& file = at_work.file.records;
+    const auto half = line.runs().begin() + static_cast<std::ptrdiff_t>(line.runs().size() / 2);
+    store(file, Runs{line.runs().begin(), half});
+    t1station::find_figures(file, {}, 1);
+    store(file, Runs{half, line.runs().end()});  // on days that were kept, and others
+    for (const auto& [list, runs] : lists_of(at_work.get("/results").body)) {
+      SCOPED_TRACE(list);
+      t1station::Call call;
+      call.target = t1station::parse_target(list);
+      t1station::RunFilter filter = t1station::asked_runs(call, {});
+      filter.limit = 4;
+      for (std::size_t found = 4; found == 4;) {
+        const auto [stored, kept] = pages_of(file, filter);
+        ASSERT_EQ(kept, stored);
+        found = stored.size();
+        if (found > 0) filter.before = stored.back();
+      }
+    }
+  }
 }
 
 TEST_F(FiguresTest, KeptDaysAlwaysSayWhatTheRunsSay) {
