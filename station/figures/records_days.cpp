@@ -175,6 +175,34 @@ FigureWindow window_of(FigureDatabase& records, const RunFilter& filter) {
   return window;
 }
 
+// False, and nothing is listed, where the kept days tell nothing of most runs that are there now.
+bool list_by_days(RecordsReader& reader, KeptDays&& kept, RecordsFigures&& records, const RunFilter& filter,
+                  const std::function<void(const StoredRun&)>& call) {
+  const std::optional<EndedSoFar> reach = kept.reach();
+  bool is_listed = false;
+  records.at_one_moment([&] {
+    if (!reach || ended_so_far(records, reach->sequence) != *reach ||
+        ended_so_far(records).sequence - reach->sequence > kFewestKeptRuns)
+      return;
+    Reading reading(records, kept, reach);
+    Listing listing(reader, filter, call);
+    const Days days = days_of(records, window_of(records, filter));
+    for (auto day = days.rbegin(); day != days.rend() && !listing.is_full(); ++day) {
+      Digest digest;
+      if (reading.load(*day, digest)) {
+        listing.add(digest);
+      } else {
+        listing.add(texts(
+            records, "SELECT id FROM run WHERE started >= $1 AND started < $2 ORDER BY started DESC, id DESC",
+            {*day, *day + kEndOfDay}));
+      }
+    }
+    listing.flush();
+    is_listed = true;
+  });
+  return is_listed;
+}
+
 }  // namespace
 
 void for_each_run(const std::string& file, const RunFilter& filter,
@@ -182,31 +210,10 @@ void for_each_run(const std::string& file, const RunFilter& filter,
                   const std::atomic<bool>* stop) {
   RecordsReader reader(file, stop);
   const std::string real = real_file(file);
-  if (filter.newest_first && filter.limit && RunScreen::helps(filter) && is_own_file(real) &&
-      std::filesystem::exists(real + kKeptBeside) && reader.last_sequence() >= fewest_kept) {
-    KeptDays kept(real + kKeptBeside);
-    if (const std::optional<EndedSoFar> reach = kept.reach()) {
-      RecordsFigures records(file, stop);
-      Listing listing(reader, filter, call);
-      records.at_one_moment([&] {
-        Reading reading(records, kept, reach);
-        const Days days = days_of(records, window_of(records, filter));
-        for (auto day = days.rbegin(); day != days.rend() && !listing.is_full(); ++day) {
-          Digest digest;
-          if (reading.load(*day, digest))
-            listing.add(digest);
-          else
-            listing.add(texts(records,
-                              "SELECT id FROM run WHERE started >= $1 AND started < $2 "
-                              "ORDER BY started DESC, id DESC",
-                              {*day, *day + kEndOfDay}));
-        }
-        listing.flush();
-      });
-      return;
-    }
-  }
-  reader.for_each_row(filter, call);
+  if (!filter.newest_first || !filter.limit || !RunScreen::helps(filter) || !is_own_file(real) ||
+      !std::filesystem::exists(real + kKeptBeside) || reader.last_sequence() < fewest_kept ||
+      !list_by_days(reader, KeptDays(real + kKeptBeside), RecordsFigures(file, stop), filter, call))
+    reader.for_each_row(filter, call);
 }
 
 Figures find_figures(const std::string& file, const FigureWindow& window, std::int64_t fewest_kept,
