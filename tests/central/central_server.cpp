@@ -80,9 +80,11 @@ CentralServer::CentralServer() : tools_(folder_of_tools()), port_(free_port()) {
   }
   write("data/pg_hba.conf", "host all locked 127.0.0.1/32 scram-sha-256\nhost all all 127.0.0.1/32 trust\n");
   std::ofstream(file("data/postgresql.conf"), std::ios::app)
-      << "listen_addresses = '127.0.0.1'\nunix_socket_directories = ''\nport = " << port_
-      << "\nfsync = off\nshared_buffers = 16MB\nmax_wal_size = 64MB\nautovacuum = off\nmax_connections = "
+      << "listen_addresses = '127.0.0.1'\nunix_socket_directories = ''"
+         "\nfsync = off\nshared_buffers = 16MB\nmax_wal_size = 64MB\nautovacuum = off\nmax_connections = "
          "60\n";
+  // Somebody else may have taken the port since it was free.
+  for (int tries = 1; tries < 20 && !try_to_start(); ++tries) port_ = free_port();
   start();
   sql("postgres",
       "CREATE ROLE station LOGIN; CREATE ROLE maker LOGIN; CREATE ROLE locked LOGIN PASSWORD 'old'");
@@ -102,19 +104,23 @@ std::vector<std::string> CentralServer::as_nobody(std::vector<std::string> comma
   return words;
 }
 
+bool CentralServer::try_to_start() {
+  server_ = std::make_unique<Child>(as_nobody({tool("postgres"), "-D", file("data"), "-p", port_}));
+  try {
+    while (server_->next_err_line("the server").find("ready to accept connections") == std::string::npos) {
+      continue;
+    }
+    return true;
+  } catch (const std::runtime_error&) {
+    server_.reset();
+    return false;
+  }
+}
+
 void CentralServer::start() {
   // What a killed one held is let go when the last of its processes has noticed.
-  for (int tries = 0; !server_ && tries < 100; ++tries) {
-    server_ = std::make_unique<Child>(as_nobody({tool("postgres"), "-D", file("data")}));
-    try {
-      while (server_->next_err_line("the server").find("ready to accept connections") == std::string::npos) {
-        continue;
-      }
-    } catch (const std::runtime_error&) {
-      if (tries == 99) throw;
-      server_.reset();
-    }
-  }
+  for (int tries = 0; !server_ && tries < 100; ++tries) try_to_start();
+  if (!server_) throw std::runtime_error("the server does not start at port " + port_);
 }
 
 void CentralServer::stop() {

@@ -49,6 +49,7 @@ class CentralServer {
  private:
   std::string tool(const std::string& name) const { return tools_ + "/" + name; }
   std::vector<std::string> as_nobody(std::vector<std::string> command) const;
+  bool try_to_start();
 
   const OwnDirectory directory_;
   std::string tools_, port_;
